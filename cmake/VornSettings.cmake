@@ -1,0 +1,50 @@
+# Two interface targets that every target of ours links and no other: how code
+# is compiled (settings) and what is said about it (warnings).
+
+set(VORN_SANITIZE "none" CACHE STRING "Sanitizers to build with: none, address (with undefined) or thread")
+set_property(CACHE VORN_SANITIZE PROPERTY STRINGS none address thread)
+option(VORN_WERROR "Treat warnings as errors (developers and CI; packagers leave it off)" OFF)
+
+add_library(vorn_settings INTERFACE)
+target_compile_features(vorn_settings INTERFACE cxx_std_20)
+target_include_directories(vorn_settings INTERFACE ${PROJECT_SOURCE_DIR}/src)
+target_compile_definitions(vorn_settings INTERFACE _FILE_OFFSET_BITS=64)
+
+if(VORN_SANITIZE STREQUAL "address")
+  target_compile_options(vorn_settings INTERFACE -fsanitize=address,undefined -fno-sanitize-recover=undefined
+                                                 -fno-omit-frame-pointer)
+  target_link_options(vorn_settings INTERFACE -fsanitize=address,undefined)
+elseif(VORN_SANITIZE STREQUAL "thread")
+  target_compile_options(vorn_settings INTERFACE -fsanitize=thread -fno-omit-frame-pointer)
+  target_link_options(vorn_settings INTERFACE -fsanitize=thread)
+elseif(NOT VORN_SANITIZE STREQUAL "none")
+  message(FATAL_ERROR "VORN_SANITIZE must be none, address or thread, not '${VORN_SANITIZE}'")
+endif()
+
+# Hardening where nothing else instruments the code; distributions add their own on top.
+if(VORN_SANITIZE STREQUAL "none")
+  target_compile_options(vorn_settings INTERFACE -fstack-protector-strong)
+  target_link_options(vorn_settings INTERFACE -Wl,-z,relro,-z,now)
+  if(CMAKE_BUILD_TYPE MATCHES "Rel")
+    target_compile_options(vorn_settings INTERFACE -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2)
+  endif()
+endif()
+
+add_library(vorn_warnings INTERFACE)
+target_compile_options(vorn_warnings INTERFACE
+  -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion -Wold-style-cast -Wnon-virtual-dtor
+  -Woverloaded-virtual -Wcast-align -Wformat=2 -Wundef)
+if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
+  # The thread annotations of foundation/ThreadAnnotations.h are checked by clang alone.
+  target_compile_options(vorn_warnings INTERFACE -Wthread-safety)
+endif()
+if(VORN_WERROR)
+  target_compile_options(vorn_warnings INTERFACE -Werror)
+endif()
+
+# vorn_add_library(NAME SOURCES... LINKS...): a static library of ours.
+function(vorn_add_library name)
+  cmake_parse_arguments(ARG "" "" "SOURCES;LINKS;PRIVATE_LINKS" ${ARGN})
+  add_library(${name} STATIC ${ARG_SOURCES})
+  target_link_libraries(${name} PUBLIC vorn_settings ${ARG_LINKS} PRIVATE vorn_warnings ${ARG_PRIVATE_LINKS})
+endfunction()
