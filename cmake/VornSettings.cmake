@@ -34,10 +34,6 @@ add_library(vorn_warnings INTERFACE)
 target_compile_options(vorn_warnings INTERFACE
   -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion -Wold-style-cast -Wnon-virtual-dtor
   -Woverloaded-virtual -Wcast-align -Wformat=2 -Wundef)
-if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
-  # The thread annotations of foundation/ThreadAnnotations.h are checked by clang alone.
-  target_compile_options(vorn_warnings INTERFACE -Wthread-safety)
-endif()
 if(VORN_WERROR)
   target_compile_options(vorn_warnings INTERFACE -Werror)
 endif()
