@@ -1,0 +1,177 @@
+#include "AVB/Util/ResponderMonitor.h"
+
+#include <dbus/dbus.h>
+#include <poll.h>
+#include <sys/eventfd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <memory>
+#include <system_error>
+#include <utility>
+
+namespace vorn {
+namespace {
+
+using std::chrono::milliseconds;
+using std::chrono::steady_clock;
+
+constexpr char kResponderName[] = "org.freedesktop.Avahi";
+constexpr char kOwnerRule[] =
+    "type='signal',sender='org.freedesktop.DBus',interface='org.freedesktop.DBus',"
+    "member='NameOwnerChanged',arg0='org.freedesktop.Avahi'";
+
+struct MessageDeleter {
+  void operator()(DBusMessage* message) const { ::dbus_message_unref(message); }
+};
+using Message = std::unique_ptr<DBusMessage, MessageDeleter>;
+
+struct ConnectionDeleter {
+  void operator()(DBusConnection* connection) const {
+    ::dbus_connection_close(connection);
+    ::dbus_connection_unref(connection);
+  }
+};
+
+}  // namespace
+
+// One connection to the system bus, and what is known of the responder by it.
+class ResponderMonitor::Connection {
+ public:
+  explicit Connection(ResponderMonitor& monitor) : fMonitor(monitor) {
+    fBus.reset(::dbus_bus_get_private(DBUS_BUS_SYSTEM, nullptr));
+    if (!fBus) return;
+    ::dbus_connection_set_exit_on_disconnect(fBus.get(), FALSE);
+    ::dbus_bus_add_match(fBus.get(), kOwnerRule, nullptr);  // without an error to fill, it does not wait
+    Send("org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus", "GetNameOwner",
+         fOwnerSerial);
+  }
+
+  explicit operator bool() const { return fBus != nullptr; }
+
+  // Serves the bus until it is lost or the monitor stops.
+  void Serve() {
+    while (!fMonitor.fStop && ::dbus_connection_get_is_connected(fBus.get()) != FALSE) {
+      ::dbus_connection_read_write(fBus.get(), 0);
+      while (Message message{::dbus_connection_pop_message(fBus.get())}) Handle(message.get());
+      Probe();
+      WaitForTraffic();
+    }
+  }
+
+ private:
+  void Send(const char* destination, const char* path, const char* interface, const char* method,
+            dbus_uint32_t& serial) {
+    const Message call(::dbus_message_new_method_call(destination, path, interface, method));
+    if (!call) return;
+    ::dbus_message_set_auto_start(call.get(), FALSE);
+    if (std::strcmp(method, "GetNameOwner") == 0) {
+      const char* name = kResponderName;
+      ::dbus_message_append_args(call.get(), DBUS_TYPE_STRING, &name, DBUS_TYPE_INVALID);
+    }
+    ::dbus_connection_send(fBus.get(), call.get(), &serial);
+    ::dbus_connection_flush(fBus.get());
+  }
+
+  void Handle(DBusMessage* message) {
+    if (::dbus_message_is_signal(message, "org.freedesktop.DBus", "NameOwnerChanged") != FALSE) {
+      // Any client of the bus can send us a signal of this shape.
+      if (::dbus_message_has_sender(message, "org.freedesktop.DBus") != FALSE) HandleOwnerChange(message);
+      return;
+    }
+    const dbus_uint32_t serial = ::dbus_message_get_reply_serial(message);
+    if (serial == 0) return;
+    const bool isError = ::dbus_message_get_type(message) == DBUS_MESSAGE_TYPE_ERROR;
+    if (serial == fOwnerSerial) {
+      SetOwned(!isError);
+    } else if (serial == fProbeSerial) {
+      fProbeSerial = 0;
+      fNextProbe = steady_clock::now() + fMonitor.fTiming.probePeriod;
+      // An error is an answer of the bus: the owner went, which its signal tells.
+      if (!isError && fOwned) fMonitor.Report(State::kAnswering);
+    }
+  }
+
+  void HandleOwnerChange(DBusMessage* message) {
+    const char* name = nullptr;
+    const char* before = nullptr;
+    const char* after = nullptr;
+    if (::dbus_message_get_args(message, nullptr, DBUS_TYPE_STRING, &name, DBUS_TYPE_STRING, &before,
+                                DBUS_TYPE_STRING, &after, DBUS_TYPE_INVALID) == FALSE ||
+        std::strcmp(name, kResponderName) != 0) {
+      return;
+    }
+    if (*before != '\0') SetOwned(false);  // also when another takes over at once
+    if (*after != '\0') SetOwned(true);
+  }
+
+  void SetOwned(bool owned) {
+    fOwned = owned;
+    fProbeSerial = 0;
+    fNextProbe = steady_clock::now();
+    if (!owned) fMonitor.Report(State::kAbsent);
+  }
+
+  void Probe() {
+    if (!fOwned || steady_clock::now() < fNextProbe) return;
+    if (fProbeSerial != 0) fMonitor.Report(State::kSilent);
+    Send(kResponderName, "/", "org.freedesktop.Avahi.Server", "GetState", fProbeSerial);
+    fNextProbe = steady_clock::now() + fMonitor.fTiming.probeTimeout;
+  }
+
+  void WaitForTraffic() const {
+    int descriptor = -1;
+    if (::dbus_connection_get_unix_fd(fBus.get(), &descriptor) == FALSE) return;
+    pollfd descriptors[] = {{descriptor, POLLIN, 0}, {fMonitor.fWakeup.Get(), POLLIN, 0}};
+    int timeout = -1;
+    if (fOwned) {
+      const auto left = std::chrono::ceil<milliseconds>(fNextProbe - steady_clock::now());
+      timeout = static_cast<int>(std::max<milliseconds::rep>(left.count(), 0));
+    }
+    ::poll(descriptors, 2, timeout);
+  }
+
+  ResponderMonitor& fMonitor;
+  std::unique_ptr<DBusConnection, ConnectionDeleter> fBus;
+  bool fOwned = false;
+  dbus_uint32_t fOwnerSerial = 0;
+  dbus_uint32_t fProbeSerial = 0;       // of the probe that is out; 0: none
+  steady_clock::time_point fNextProbe;  // when to probe, or to give up on the probe that is out
+};
+
+ResponderMonitor::ResponderMonitor(Callback onChange) : ResponderMonitor(std::move(onChange), Timing{}) {}
+
+ResponderMonitor::ResponderMonitor(Callback onChange, Timing timing)
+    : fOnChange(std::move(onChange)), fTiming(timing), fWakeup(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
+  if (!fWakeup) throw std::system_error(errno, std::generic_category(), "eventfd");
+  fThread = std::thread([this] { ThreadProc(); });
+}
+
+ResponderMonitor::~ResponderMonitor() {
+  fStop = true;
+  ::eventfd_write(fWakeup.Get(), 1);
+  fThread.join();
+}
+
+void ResponderMonitor::ThreadProc() {
+  do {
+    Connection connection(*this);
+    if (connection) connection.Serve();
+    if (!fStop) Report(State::kAbsent);
+  } while (PauseBeforeRetry());
+}
+
+bool ResponderMonitor::PauseBeforeRetry() {
+  if (fStop) return false;
+  pollfd wakeup{fWakeup.Get(), POLLIN, 0};
+  ::poll(&wakeup, 1, static_cast<int>(fTiming.retryPeriod.count()));
+  return !fStop;
+}
+
+void ResponderMonitor::Report(State state) {
+  if (state == std::exchange(fState, state)) return;
+  fOnChange(state);
+}
+
+}  // namespace vorn

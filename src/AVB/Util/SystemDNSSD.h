@@ -1,0 +1,56 @@
+#pragma once
+
+#include <map>
+#include <memory>
+#include <mutex>
+
+#include "AVB/Util/DNSSD.h"
+
+namespace vorn {
+
+/// DNSSD over the DNS-SD compatibility library of Avahi.
+///
+/// It supplies what that library lacks or gets wrong: the address lookup, made
+/// from a record query; memory that is zeroed when handed out, since the
+/// library leaves callback fields of re-used memory unset; and contexts that
+/// carry their operation's kind, so that a reply that reaches the wrong
+/// callback is dropped.
+class SystemDNSSD final : public DNSSD {
+ public:
+  /// The one instance, never destroyed, since a thread stuck in the library may
+  /// outlive main. The first call must come before any other use of an Avahi
+  /// library in the process and, because it sets an environment variable,
+  /// before threads start.
+  static SystemDNSSD& Instance();
+
+  ~SystemDNSSD() override;
+
+  DNSServiceErrorType Browse(DNSServiceRef* ref, DNSServiceFlags flags, std::uint32_t interfaceIndex,
+                             const char* type, const char* domain, DNSServiceBrowseReply callback,
+                             void* context) override;
+  DNSServiceErrorType Resolve(DNSServiceRef* ref, DNSServiceFlags flags, std::uint32_t interfaceIndex,
+                              const char* name, const char* type, const char* domain,
+                              DNSServiceResolveReply callback, void* context) override;
+  /// Looks up one kind of address only, IPv4. A host without such an address
+  /// never calls back.
+  DNSServiceErrorType GetAddrInfo(DNSServiceRef* ref, DNSServiceFlags flags, std::uint32_t interfaceIndex,
+                                  std::uint32_t protocol, const char* hostName,
+                                  DNSServiceGetAddrInfoReply callback, void* context) override;
+  int RefSockFD(DNSServiceRef ref) override;
+  DNSServiceErrorType ProcessResult(DNSServiceRef ref) override;
+  void RefDeallocate(DNSServiceRef ref) override;
+
+ private:
+  struct Operation;
+
+  SystemDNSSD();
+
+  template <typename Start>
+  DNSServiceErrorType StartOperation(DNSServiceRef* ref, std::unique_ptr<Operation> operation, Start start);
+
+  std::mutex fMutex;  // guards fOperations
+  std::map<DNSServiceRef, std::unique_ptr<Operation>>
+      fOperations;  // the library's contexts, while it may use them
+};
+
+}  // namespace vorn

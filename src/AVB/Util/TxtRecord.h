@@ -1,0 +1,23 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace vorn {
+
+/// One item of a DNS-SD TXT record, in the bytes of the network.
+struct TxtRecordKeyValue {
+  std::string key;    ///< exactly as in the record, no case folding
+  std::string value;  ///< empty when the item has no value
+};
+
+/// The items of a TXT record in wire form, in record order. Reading ends at the
+/// first item that the DNS-SD library refuses, for example one whose key is
+/// longer than 255 bytes.
+[[nodiscard]] std::vector<TxtRecordKeyValue> ReadTxtRecord(std::uint16_t length, const void* record);
+
+/// The value of the first item with exactly this key; empty when there is none.
+[[nodiscard]] std::string GetValue(const std::vector<TxtRecordKeyValue>& txt, const std::string& key);
+
+}  // namespace vorn

@@ -1,0 +1,100 @@
+#pragma once
+
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "AVB/Util/DNSSD.h"
+#include "AVB/Util/SystemDNSSD.h"
+#include "AVB/Util/TxtRecord.h"
+#include "foundation/WorkLoop.h"
+
+namespace vorn {
+
+/// Browses for one DNS-SD service type, resolves every instance to host, port,
+/// TXT items and one IPv4 address, and keeps the result for a client to copy.
+///
+///   browse add -> [waiting for a place] -> resolve -> address lookup -> resolved
+///                         ^_____________ unanswered for 5 s, others waiting
+///
+/// Each lookup is one-shot: later TXT, port or address changes of a living
+/// instance are not seen. A record stays, unresolved, when a lookup fails; it
+/// goes with the removal of its name. At most 48 lookups are pending at once,
+/// because each costs the responder's library a bus connection; further ones
+/// wait in the order of their adds.
+///
+/// Threads: one service thread waits on all pending operations and runs every
+/// callback. It alone creates, processes and deallocates operations (the browse
+/// is created before it exists), so none is ever touched by two threads. It
+/// wakes at least every 100 ms and handles one reply a cycle.
+///
+/// The engine never recovers by itself from the responder's end: after an error
+/// of the wait it stops and its records stay as they are. SupervisedDeviceList
+/// replaces it.
+class ZeroConfEngine {
+ public:
+  /// One resolved service, as clients see it.
+  struct ServiceInfo {
+    std::string name;                    ///< service instance name
+    std::string type;                    ///< service type, with a trailing dot where the responder writes one
+    std::string domain;                  ///< domain of the browse reply
+    std::string fullName;                ///< full service name
+    std::string host;                    ///< target host, without the last dot where it ends in ".local."
+    std::string address;                 ///< the host's IPv4 address, dotted decimal
+    std::uint16_t port = 0;              ///< host byte order
+    std::vector<TxtRecordKeyValue> txt;  ///< in record order
+  };
+
+  using Clock = std::chrono::steady_clock::time_point (*)();
+
+  /// Lookups pending at once.
+  static constexpr std::size_t kMaxInFlight = 48;
+  /// How long a lookup keeps its place unanswered while others wait.
+  static constexpr std::chrono::seconds kPlaceTime{5};
+  /// How long the destructor waits for a service thread that is stuck in the
+  /// responder's library.
+  static constexpr std::chrono::milliseconds kTeardownTime{500};
+
+  /// Starts nothing. `item` is queued at every change of the resolved services,
+  /// from the service thread with the engine's mutex held; it and `dnssd`
+  /// outlive the engine.
+  explicit ZeroConfEngine(WorkItem& item, DNSSD& dnssd = SystemDNSSD::Instance(),
+                          Clock clock = std::chrono::steady_clock::now);
+  ZeroConfEngine(const ZeroConfEngine&) = delete;
+  ZeroConfEngine& operator=(const ZeroConfEngine&) = delete;
+
+  /// Stops the service thread, which releases every operation, and joins it.
+  /// A thread stuck in the library is left behind after kTeardownTime with all
+  /// that it needs; it releases the operations when it comes free. The work
+  /// item is not touched any more once this returns.
+  virtual ~ZeroConfEngine();
+
+  /// Starts browsing; to be called once, a second successful call ends the
+  /// process. Returns 0, or 3 when the responder refused. Blocks while the
+  /// responder does not answer. Throws std::system_error when the thread cannot
+  /// be started.
+  int BrowseForService(const std::string& type);
+
+  /// Replaces `services` with the resolved services, in the order in which
+  /// their resolves were started. Returns 0. Any thread.
+  int GetResolvedServices(std::vector<ServiceInfo>& services) const;
+
+  /// Whether the resolved services may have changed since the last call. Any thread.
+  bool TestAndClearModified();
+
+  /// How many service threads were left behind, in this process, because they
+  /// were stuck in the library. A program with such threads ends with _exit.
+  static std::size_t AbandonedThreads();
+
+ private:
+  class Impl;
+
+  std::shared_ptr<Impl> fImpl;  // shared with the service thread
+  std::thread fThread;
+};
+
+}  // namespace vorn

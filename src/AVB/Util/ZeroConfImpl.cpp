@@ -1,0 +1,140 @@
+#include "AVB/Util/ZeroConfImpl.h"
+
+#include <sys/eventfd.h>
+
+#include <cerrno>
+#include <system_error>
+#include <utility>
+
+namespace vorn {
+namespace {
+
+constexpr int kCycleMilliseconds = 100;
+constexpr int kBrowseFailed = 3;
+
+}  // namespace
+
+ZeroConfEngine::Impl::Impl(WorkItem& item, DNSSD& dnssd, Clock clock)
+    : fDnssd(dnssd), fClock(clock), fWakeup(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)), fItem(&item) {
+  if (!fWakeup) throw std::system_error(errno, std::generic_category(), "eventfd");
+}
+
+int ZeroConfEngine::Impl::StartBrowse(const std::string& type) {
+  fType = type;
+  DNSServiceRef ref = nullptr;
+  const DNSServiceErrorType error = fDnssd.Browse(&ref, 0, 0, fType.c_str(), nullptr, BrowseCallbackS, this);
+  const int result = error == kDNSServiceErr_NoError ? 0 : kBrowseFailed;
+  if (ref == nullptr) return result;
+  fBrowseRef = OperationHandle(fDnssd, ref);
+  fBrowseSocket = fDnssd.RefSockFD(ref);
+  fRunning.exchange(true);
+  return result;
+}
+
+void ZeroConfEngine::Impl::GetResolvedServices(std::vector<ServiceInfo>& services) const {
+  const std::lock_guard lock(fMutex);
+  services.clear();
+  for (const auto& record : fRecords) {
+    if (!record->resolved) continue;
+    services.push_back({record->name, record->type, record->domain, record->fullName, record->host,
+                        DottedDecimal(record->ipv4), record->port, record->txt});
+  }
+}
+
+bool ZeroConfEngine::Impl::TestAndClearModified() {
+  const std::lock_guard lock(fMutex);
+  return std::exchange(fModified, false);
+}
+
+void ZeroConfEngine::Impl::ThreadProc() {
+  while (fRunning) ServeOneCycle();
+  // Stopped by an error, the engine stays readable, and its operations stay
+  // this thread's to release.
+  ParkUntilDestruction();
+  ReleaseOperations();
+  const std::lock_guard lock(fMutex);
+  fReleased = true;
+  fStateChanged.notify_all();
+}
+
+void ZeroConfEngine::Impl::ServeOneCycle() {
+  YieldUnansweredLookups();
+  StartWaitingLookups();
+  const std::vector<ServiceDataCache> waitList = GatherWaitList();
+  const int ready = Wait(waitList);
+  if (!fRunning) return;
+  if (ready < 0) {
+    if (errno != EINTR) fRunning.exchange(false);
+    return;
+  }
+  for (std::size_t i = 0; i < waitList.size(); ++i) {
+    if (fDescriptors[i].revents == 0) continue;
+    if (fDnssd.ProcessResult(waitList[i].ref) != kDNSServiceErr_NoError) fRunning.exchange(false);
+    return;  // one result a cycle, so that no operation outlives the list it was taken from
+  }
+}
+
+std::vector<ZeroConfEngine::Impl::ServiceDataCache> ZeroConfEngine::Impl::GatherWaitList() const {
+  std::vector<ServiceDataCache> waitList;
+  {
+    const std::lock_guard lock(fMutex);
+    waitList.reserve(2 * fRecords.size() + 1);
+    for (const auto& record : fRecords) {
+      if (record->resolveSocket != -1 && record->resolveRef) {
+        waitList.push_back({record->resolveSocket, record->resolveRef.Get()});
+      }
+      if (record->addressSocket != -1 && record->addressRef) {
+        waitList.push_back({record->addressSocket, record->addressRef.Get()});
+      }
+    }
+  }
+  if (fBrowseSocket != -1 && fBrowseRef) waitList.push_back({fBrowseSocket, fBrowseRef.Get()});
+  return waitList;
+}
+
+int ZeroConfEngine::Impl::Wait(const std::vector<ServiceDataCache>& waitList) {
+  fDescriptors.clear();
+  for (const ServiceDataCache& operation : waitList) fDescriptors.push_back({operation.socket, POLLIN, 0});
+  fDescriptors.push_back({fWakeup.Get(), POLLIN, 0});
+  const int ready = ::poll(fDescriptors.data(), fDescriptors.size(), kCycleMilliseconds);
+  if (ready <= 0) return ready;
+  for (const pollfd& descriptor : fDescriptors) {
+    if ((descriptor.revents & POLLNVAL) != 0) {
+      errno = EBADF;
+      return -1;
+    }
+  }
+  return ready;
+}
+
+void ZeroConfEngine::Impl::RequestStop() {
+  fRunning.exchange(false);
+  const std::lock_guard lock(fMutex);
+  fItem = nullptr;
+  fStopRequested = true;
+  fStateChanged.notify_all();
+  ::eventfd_write(fWakeup.Get(), 1);
+}
+
+void ZeroConfEngine::Impl::ParkUntilDestruction() {
+  std::unique_lock lock(fMutex);
+  fStateChanged.wait(lock, [this] { return fStopRequested; });
+}
+
+bool ZeroConfEngine::Impl::WaitUntilReleased(std::chrono::milliseconds limit) {
+  std::unique_lock lock(fMutex);
+  return fStateChanged.wait_for(lock, limit, [this] { return fReleased; });
+}
+
+void ZeroConfEngine::Impl::ReleaseOperations() {
+  fBrowseRef.Reset();
+  std::vector<std::unique_ptr<ServiceData>> records;
+  {
+    const std::lock_guard lock(fMutex);
+    fWaiting.clear();
+    records.swap(fRecords);
+  }
+  while (!records.empty()) records.pop_back();
+}
+
+}  // namespace vorn

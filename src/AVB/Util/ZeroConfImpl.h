@@ -1,0 +1,109 @@
+#pragma once
+
+#include <poll.h>
+
+#include <atomic>
+#include <condition_variable>
+#include <deque>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "AVB/Util/ServiceData.h"
+#include "AVB/Util/ZeroConf.h"
+#include "foundation/FileDescriptor.h"
+
+namespace vorn {
+
+/// The engine's state, owned by the engine and its service thread together so
+/// that a thread stuck in the library can outlive the engine.
+class ZeroConfEngine::Impl {
+ public:
+  Impl(WorkItem& item, DNSSD& dnssd, Clock clock);
+
+  int StartBrowse(const std::string& type);
+  [[nodiscard]] bool HasBrowse() const { return static_cast<bool>(fBrowseRef); }
+
+  void GetResolvedServices(std::vector<ServiceInfo>& services) const;
+  bool TestAndClearModified();
+
+  /// The body of the service thread.
+  void ThreadProc();
+
+  /// Tells the service thread to leave and forgets the work item.
+  void RequestStop();
+  /// Waits until the service thread has released every operation.
+  bool WaitUntilReleased(std::chrono::milliseconds limit);
+  /// Deallocates the browse, then the records from the back.
+  void ReleaseOperations();
+
+ private:
+  // A pending operation as one waiting cycle sees it; not owned.
+  struct ServiceDataCache {
+    int socket;
+    DNSServiceRef ref;
+  };
+
+  static void BrowseCallbackS(DNSServiceRef ref, DNSServiceFlags flags, std::uint32_t interfaceIndex,
+                              DNSServiceErrorType error, const char* name, const char* type,
+                              const char* domain, void* context);
+  static void ResolveCallbackS(DNSServiceRef ref, DNSServiceFlags flags, std::uint32_t interfaceIndex,
+                               DNSServiceErrorType error, const char* fullName, const char* host,
+                               std::uint16_t port, std::uint16_t txtLength, const unsigned char* txt,
+                               void* context);
+  static void GetAddrInfoCallbackS(DNSServiceRef ref, DNSServiceFlags flags, std::uint32_t interfaceIndex,
+                                   DNSServiceErrorType error, const char* host, const sockaddr* address,
+                                   std::uint32_t timeToLive, void* context);
+
+  void BrowseCallback(DNSServiceFlags flags, std::uint32_t interfaceIndex, DNSServiceErrorType error,
+                      const char* name, const char* type, const char* domain);
+  void ResolveCallback(DNSServiceRef ref, std::uint32_t interfaceIndex, DNSServiceErrorType error,
+                       const char* fullName, const char* host, std::uint16_t port, std::uint16_t txtLength,
+                       const unsigned char* txt);
+  void GetAddrInfoCallback(DNSServiceRef ref, DNSServiceFlags flags, DNSServiceErrorType error,
+                           const sockaddr* address);
+
+  void AddService(std::unique_ptr<ServiceData> record);
+  void RemoveService(const std::string& name);
+
+  // The caller holds the mutex and destroys the result after releasing it.
+  std::unique_ptr<ServiceData> Remove(const std::string& name);
+  std::unique_ptr<ServiceData> Take(const ServiceData* record);
+  ServiceData* FindByRef(DNSServiceRef ref);
+  [[nodiscard]] std::size_t CountInFlight() const;
+  void MarkModified();
+
+  // Starts the lookup that the record asks for; false when the library refused.
+  bool StartLookup(ServiceData& record);
+  bool StartResolve(ServiceData& record);
+  bool StartAddressLookup(ServiceData& record);
+
+  void YieldUnansweredLookups();
+  void StartWaitingLookups();
+  std::vector<ServiceDataCache> GatherWaitList() const;
+  int Wait(const std::vector<ServiceDataCache>& waitList);
+  void ServeOneCycle();
+  void ParkUntilDestruction();
+
+  DNSSD& fDnssd;
+  const Clock fClock;
+  FileDescriptor fWakeup;  // ends the wait when the engine is destroyed
+  std::string fType;
+  OperationHandle fBrowseRef;
+  int fBrowseSocket = -1;
+  std::atomic<bool> fRunning{false};
+  std::vector<pollfd> fDescriptors;  // the service thread's; kept for its memory
+
+  mutable std::mutex fMutex;  // guards everything below
+  WorkItem* fItem;            // not owned; null once the engine is being destroyed
+  std::vector<std::unique_ptr<ServiceData>>
+      fRecords;                       // in the order in which resolves were started or queued
+  std::deque<ServiceData*> fWaiting;  // records without an operation, first come first served
+  bool fModified = false;
+  bool fStopRequested = false;
+  bool fReleased = false;
+  std::condition_variable fStateChanged;
+};
+
+}  // namespace vorn
