@@ -1,0 +1,85 @@
+#include "devicelist/Url.h"
+
+#include <curl/curl.h>
+
+#include <algorithm>
+#include <memory>
+#include <new>
+
+#include "devicelist/ASCII.h"
+
+namespace DeviceList {
+namespace {
+
+struct UrlCleanup {
+  void operator()(CURLU* url) const noexcept { curl_url_cleanup(url); }
+};
+using UrlHandle = std::unique_ptr<CURLU, UrlCleanup>;
+
+UrlHandle MakeHandle() {
+  UrlHandle handle(curl_url());
+  if (!handle) throw std::bad_alloc();
+  return handle;
+}
+
+vorn::optional<std::string> GetPart(const UrlHandle& handle, CURLUPart part, unsigned flags = 0) {
+  char* text = nullptr;
+  if (curl_url_get(handle.get(), part, &text, flags) != CURLUE_OK) return {};
+  const std::unique_ptr<char, void (*)(void*)> owner(text, curl_free);
+  return std::string(text);
+}
+
+bool IsForbidden(char c) {
+  const auto byte = static_cast<unsigned char>(c);
+  return byte <= 0x20 || byte == 0x7f;
+}
+
+/// True when the authority (what stands between "//" and the path) holds an
+/// "@": even an empty user name in front of it has no business here.
+bool NamesUser(const std::string& text) {
+  const auto slashes = text.find("//");
+  if (slashes == std::string::npos) return false;
+  const auto end = text.find_first_of("/?#\\", slashes + 2);
+  return text.substr(slashes + 2, end == std::string::npos ? end : end - slashes - 2).find('@') !=
+         std::string::npos;
+}
+
+vorn::optional<Url> Read(const UrlHandle& handle) {
+  curl_url_set(handle.get(), CURLUPART_FRAGMENT, nullptr, 0);
+  auto text = GetPart(handle, CURLUPART_URL);
+  auto scheme = GetPart(handle, CURLUPART_SCHEME);
+  auto host = GetPart(handle, CURLUPART_HOST);
+  auto port = GetPart(handle, CURLUPART_PORT, CURLU_DEFAULT_PORT);
+  auto path = GetPart(handle, CURLUPART_PATH);
+  if (!text || !scheme || !host || !port || !path || host->empty()) return {};
+  if (GetPart(handle, CURLUPART_USER) || GetPart(handle, CURLUPART_PASSWORD)) return {};
+  Url url{std::move(*text), LowerASCII(*scheme), LowerASCII(*host),
+          std::move(*port), std::move(*path),    false};
+  url.hasQuery = GetPart(handle, CURLUPART_QUERY).has_value();
+  if (url.scheme != "http" && url.scheme != "https") return {};
+  return url;
+}
+
+}  // namespace
+
+vorn::optional<Url> ParseUrl(const std::string& text) {
+  if (std::any_of(text.begin(), text.end(), IsForbidden) || NamesUser(text)) return {};
+  const auto handle = MakeHandle();
+  if (curl_url_set(handle.get(), CURLUPART_URL, text.c_str(), CURLU_DISALLOW_USER) != CURLUE_OK) return {};
+  return Read(handle);
+}
+
+vorn::optional<Url> ResolveUrl(const Url& base, const std::string& reference) {
+  const auto handle = MakeHandle();
+  if (curl_url_set(handle.get(), CURLUPART_URL, base.text.c_str(), 0) != CURLUE_OK) return {};
+  // Servers do write blanks into a Location; they are encoded on the way in.
+  if (NamesUser(reference)) return {};
+  const auto result =
+      curl_url_set(handle.get(), CURLUPART_URL, reference.c_str(), CURLU_URLENCODE | CURLU_DISALLOW_USER);
+  if (result != CURLUE_OK) return {};
+  auto resolved = Read(handle);
+  if (!resolved) return {};
+  return ParseUrl(resolved->text);
+}
+
+}  // namespace DeviceList
