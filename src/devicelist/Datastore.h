@@ -1,0 +1,34 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "foundation/Optional.h"
+
+namespace DeviceList {
+
+/// Readers of the two JSON answers that are polled. Both take the body's bytes
+/// as a stranger sent them and give the one text that is wanted, or nothing;
+/// they build no document in memory, and their stack does not grow with the
+/// body. Common rules:
+///
+///  - The whole body has to be one well-formed JSON text in UTF-8 (a byte-order
+///    mark in front is passed over), nested at most kMaxJSONDepth deep; else
+///    there is no result.
+///  - Nothing but a JSON string is a text: numbers, null and the rest give no
+///    result.
+///  - Where a member is there more than once, the last one counts, whatever
+///    its type.
+///  - A text ends at its first NUL.
+///
+/// Nothing throws but std::bad_alloc. Any thread.
+inline constexpr int kMaxJSONDepth = 32;
+
+/// The member "value" of the object that a unit's datastore answers with.
+vorn::optional<std::string> GetDatastoreValue(std::string_view body);
+
+/// The member "version" of the first element of the update server's array of
+/// releases; that element has to be an object.
+vorn::optional<std::string> GetFirstReleaseVersion(std::string_view body);
+
+}  // namespace DeviceList

@@ -1,0 +1,103 @@
+#include "devicelist/PollerInternals.h"
+
+#include <signal.h>
+
+#include <cstddef>
+#include <system_error>
+#include <utility>
+
+namespace DeviceList {
+namespace {
+
+/// Threads started during its life begin with every signal blocked.
+class BlockSignals {
+ public:
+  BlockSignals() {
+    sigset_t all;
+    sigfillset(&all);
+    pthread_sigmask(SIG_SETMASK, &all, &fBefore);
+  }
+  ~BlockSignals() { pthread_sigmask(SIG_SETMASK, &fBefore, nullptr); }
+  BlockSignals(const BlockSignals&) = delete;
+  BlockSignals& operator=(const BlockSignals&) = delete;
+
+ private:
+  sigset_t fBefore{};
+};
+
+PollerInternals::CheckResponse RunCheck(const PollerInternals::Check& check,
+                                        vorn::optional<std::string>& state) {
+  try {
+    return check(state);
+  } catch (...) {
+    return PollerInternals::CheckResponse::Restart;
+  }
+}
+
+}  // namespace
+
+PollerInternals::PollerInternals(std::chrono::milliseconds period, std::vector<Check> checks) {
+  const BlockSignals blocked;
+  try {
+    fThread = std::thread([this, period, own = std::move(checks)] { Loop(period, own); });
+  } catch (const std::system_error& error) {
+    throw std::system_error(error.code(), "thread constructor failed");
+  }
+}
+
+PollerInternals::~PollerInternals() {
+  {
+    const std::lock_guard lock(fMutex);
+    fStop = true;
+    fWakeup.notify_all();
+  }
+  fThread.join();
+}
+
+void PollerInternals::Loop(std::chrono::milliseconds period, const std::vector<Check>& checks) {
+  for (std::size_t next = 0;;) {
+    if (next >= checks.size()) {
+      if (checks.empty() && IsStopped()) return;
+      next = 0;
+      continue;
+    }
+    switch (RunCycle(period, checks[next])) {
+      case CheckResponse::Done:
+        ++next;
+        break;
+      case CheckResponse::Retry:  // a cycle repeats it by itself
+      case CheckResponse::Restart:
+        next = 0;
+        break;
+      case CheckResponse::Stop:
+        return;
+    }
+  }
+}
+
+/// One check with its own state, until it is done with: never gives Retry.
+PollerInternals::CheckResponse PollerInternals::RunCycle(std::chrono::milliseconds period,
+                                                         const Check& check) {
+  vorn::optional<std::string> state;
+  for (;;) {
+    if (IsStopped()) return CheckResponse::Stop;
+    const auto response = RunCheck(check, state);
+    if (response == CheckResponse::Done || response == CheckResponse::Stop) return response;
+    if (!PauseUnlessStopped(period)) return CheckResponse::Stop;
+    if (response == CheckResponse::Restart) return response;
+  }
+}
+
+/// True after a whole period, false when stopped before or in it.
+bool PollerInternals::PauseUnlessStopped(std::chrono::milliseconds period) {
+  std::unique_lock lock(fMutex);
+  const auto deadline = std::chrono::steady_clock::now() + period;
+  return !fWakeup.wait_until(lock, deadline, [this] { return fStop; });
+}
+
+bool PollerInternals::IsStopped() {
+  const std::lock_guard lock(fMutex);
+  return fStop;
+}
+
+}  // namespace DeviceList
