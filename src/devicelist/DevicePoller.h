@@ -1,0 +1,32 @@
+#pragma once
+
+#include <chrono>
+#include <memory>
+
+#include "devicelist/Entry.h"
+#include "devicelist/LocalHosts.h"
+#include "devicelist/Poller.h"
+
+namespace DeviceList {
+
+/// Watches one audio interface, or one of those that a host fronts, through
+/// the JSON datastore at the entry's URL:
+///
+///     hidden -> API and datastore version fit -> model -> firmware version
+///            -> name, polled every period with the tag of the last answer
+///
+/// A unit that gives no answer is hidden (all three values empty); one whose
+/// answer does not fit is shown under its announced name alone. Either way it
+/// all begins anew after a period.
+class DevicePoller final : public Poller {
+ public:
+  /// Starts polling. `hosts` holds the addresses of ".local" hosts. Throws when
+  /// there is no thread or HTTP client to be had.
+  explicit DevicePoller(Entry entry, std::shared_ptr<const LocalHosts> hosts = nullptr,
+                        std::chrono::milliseconds period = kPollPeriod);
+
+ private:
+  class Impl;
+};
+
+}  // namespace DeviceList

@@ -1,0 +1,52 @@
+#include "devicelist/SwitchPoller.h"
+
+#include <string>
+#include <utility>
+
+#include "devicelist/PollerImpl.h"
+
+namespace DeviceList {
+
+class SwitchPoller::Impl final : public Poller::Impl {
+ public:
+  Impl(Entry entry, std::shared_ptr<const LocalHosts> hosts, std::chrono::milliseconds period);
+  ~Impl() override { StopPolling(); }
+  Impl(const Impl&) = delete;
+  Impl& operator=(const Impl&) = delete;
+
+ private:
+  CheckResponse CheckFirmwareVersion();
+};
+
+SwitchPoller::Impl::Impl(Entry entry, std::shared_ptr<const LocalHosts> hosts,
+                         std::chrono::milliseconds period)
+    : Poller::Impl(std::move(entry), std::move(hosts), period) {
+  Init({[this](Text&) { return CheckFirmwareVersion(); }});
+  // The thread runs already: a failure must not take the object from under it.
+  try {
+    SetModelID(std::string(kSwitchModelID));
+  } catch (...) {
+    StopPolling();
+    throw;
+  }
+}
+
+SwitchPoller::Impl::CheckResponse SwitchPoller::Impl::CheckFirmwareVersion() {
+  constexpr long kOK = 200;
+  auto answer = Get("firmware_version");
+  if (!answer) {
+    SetName({});
+    SetFirmwareVersion({});
+    return CheckResponse::Restart;
+  }
+  const bool known = answer->second.statusCode == kOK;
+  SetName(GetEntry().name);
+  SetFirmwareVersion(known ? Text(std::move(answer->first)) : Text());
+  return known ? CheckResponse::Retry : CheckResponse::Restart;
+}
+
+SwitchPoller::SwitchPoller(Entry entry, std::shared_ptr<const LocalHosts> hosts,
+                           std::chrono::milliseconds period)
+    : Poller(std::make_unique<Impl>(std::move(entry), std::move(hosts), period)) {}
+
+}  // namespace DeviceList
