@@ -1,0 +1,42 @@
+#include "devicelist/PublishedList.h"
+
+#include <algorithm>
+#include <iterator>
+#include <string_view>
+#include <unordered_set>
+#include <utility>
+
+#include "devicelist/Entry.h"
+
+namespace DeviceList {
+namespace {
+
+// Not the C library's tolower: that one answers a negative byte with a
+// positive number here.
+int Fold(char c) {
+  const auto byte = static_cast<signed char>(c);
+  return byte >= 'A' && byte <= 'Z' ? byte - 'A' + 'a' : byte;
+}
+
+}  // namespace
+
+bool NamePrecedes(const std::string& a, const std::string& b) {
+  return std::lexicographical_compare(a.begin(), a.end(), b.begin(), b.end(),
+                                      [](char x, char y) { return Fold(x) < Fold(y); });
+}
+
+std::vector<ExtendedDeviceInfo> FilterAndSort(std::vector<ExtendedDeviceInfo> collected) {
+  std::unordered_set<std::string> deviceUIDs;
+  for (const ExtendedDeviceInfo& info : collected) {
+    if (info.type == kTypeDevice) deviceUIDs.insert(info.uid);
+  }
+  std::erase_if(collected, [&](const ExtendedDeviceInfo& info) {
+    return info.type == kTypeHost && deviceUIDs.contains(info.uid);
+  });
+  std::sort(collected.begin(), collected.end(), [](const ExtendedDeviceInfo& a, const ExtendedDeviceInfo& b) {
+    return NamePrecedes(*a.name, *b.name);
+  });
+  return collected;
+}
+
+}  // namespace DeviceList

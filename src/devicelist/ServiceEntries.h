@@ -1,0 +1,17 @@
+#pragma once
+
+#include <vector>
+
+#include "AVB/Util/ZeroConf.h"
+#include "devicelist/Entry.h"
+
+namespace DeviceList {
+
+/// The units that the services announce, in service order: one for a device or
+/// a switch, one for each element of a host's "uid_list". Services that are
+/// none of the three kinds are skipped. Of several entries with one URL the
+/// first stays, so a unit announced on two interfaces is listed once.
+[[nodiscard]] std::vector<Entry> EntriesOfServices(
+    const std::vector<vorn::ZeroConfEngine::ServiceInfo>& services);
+
+}  // namespace DeviceList

@@ -1,0 +1,72 @@
+#include "devicelist/SupervisedDeviceList.h"
+
+#include <exception>
+#include <string>
+#include <utility>
+
+#include "foundation/Console.h"
+
+namespace DeviceList {
+namespace {
+
+vorn::AbsoluteTime HoldEnd() {
+  return vorn::AbsoluteTimeGetCurrent() +
+         std::chrono::duration<double>(SupervisedDeviceList::kHoldTime).count();
+}
+
+}  // namespace
+
+SupervisedDeviceList::SupervisedDeviceList(Publish publish, StateChanged stateChanged)
+    : SupervisedDeviceList(std::move(publish), std::move(stateChanged), Makers{}) {}
+
+SupervisedDeviceList::SupervisedDeviceList(Publish publish, StateChanged stateChanged, Makers makers)
+    : fPublish(std::move(publish)),
+      fStateChanged(std::move(stateChanged)),
+      fMakers(std::move(makers)),
+      fResponderItem(this, [this] { return HandleResponder(); }),
+      fHoldTimer(vorn::RunLoop::Current(), vorn::kNever, [this] { EndHold(); }) {
+  fMonitor = fMakers.monitor([this](State state) {
+    if (state == State::kAnswering) ++fGeneration;
+    fReportedState = state;
+    fResponderItem.Queue();
+  });
+}
+
+SupervisedDeviceList::~SupervisedDeviceList() = default;
+
+bool SupervisedDeviceList::HandleResponder() {
+  const State state = fReportedState;
+  const bool changed = state != std::exchange(fState, state);
+  if (state == State::kAnswering && fBuiltGeneration != fGeneration) Rebuild();
+  if (changed && fStateChanged) fStateChanged(state);
+  return true;
+}
+
+void SupervisedDeviceList::Rebuild() {
+  fBuiltGeneration = fGeneration;
+  fHeld.Hold(fShown);
+  fCurrent.clear();
+  fList.reset();
+  try {
+    fList = fMakers.list([this](std::vector<ExtendedDeviceInfo> list) { TakeList(std::move(list)); });
+  } catch (const std::exception& error) {  // no thread or no descriptor left
+    vorn::WriteToConsole(std::string("the network cannot be browsed, trying again: ") + error.what());
+    fBuiltGeneration = fGeneration - 1;
+  }
+  fHoldTimer.SetNextFireDate(HoldEnd());
+}
+
+void SupervisedDeviceList::TakeList(std::vector<ExtendedDeviceInfo> list) {
+  fCurrent = std::move(list);
+  fShown = fHeld.Merge(fCurrent);
+  if (fPublish) fPublish(fShown);
+}
+
+void SupervisedDeviceList::EndHold() {
+  const bool wasHolding = !fHeld.Empty();
+  fHeld.Release();
+  if (wasHolding) TakeList(std::move(fCurrent));
+  if (fList == nullptr) fResponderItem.Queue();  // the last attempt to build it failed
+}
+
+}  // namespace DeviceList

@@ -1,0 +1,75 @@
+#pragma once
+
+#include <atomic>
+#include <chrono>
+#include <functional>
+#include <memory>
+#include <vector>
+
+#include "AVB/Util/ResponderMonitor.h"
+#include "devicelist/HeldUnits.h"
+#include "devicelist/PollingDeviceList.h"
+#include "foundation/RunLoopTimer.h"
+#include "foundation/WorkLoop.h"
+
+namespace DeviceList {
+
+/// A polling device list that outlives the DNS-SD responder.
+///
+/// Discovery falls silent for good when the responder ends, so a fresh
+/// PollingDeviceList is built whenever the monitor finds a responder answering
+/// (again). What was shown stays in view until the fresh list knows each unit
+/// as well, for five seconds at most. No thread of the owner's ever waits for
+/// the responder.
+///
+/// Lives on the thread that constructs it; both callbacks run there, from its
+/// run loop.
+class SupervisedDeviceList : private vorn::WorkLoop {
+ public:
+  using Publish = PollingDeviceList::Publish;
+  using State = vorn::ResponderMonitor::State;
+  using StateChanged = std::function<void(State)>;
+
+  /// How the parts are made; what programs use is the default.
+  struct Makers {
+    std::function<std::unique_ptr<PollingDeviceList>(Publish)> list = [](Publish publish) {
+      return std::make_unique<PollingDeviceList>(std::move(publish));
+    };
+    std::function<std::unique_ptr<vorn::ResponderMonitor>(vorn::ResponderMonitor::Callback)> monitor =
+        [](vorn::ResponderMonitor::Callback onChange) {
+          return std::make_unique<vorn::ResponderMonitor>(std::move(onChange));
+        };
+  };
+
+  /// How long units of before are shown that the fresh list has not found.
+  static constexpr std::chrono::seconds kHoldTime{5};
+
+  /// `publish` gets every list; `stateChanged`, which may be empty, whether a
+  /// responder can be talked to.
+  explicit SupervisedDeviceList(Publish publish, StateChanged stateChanged = {});
+  SupervisedDeviceList(Publish publish, StateChanged stateChanged, Makers makers);
+  ~SupervisedDeviceList() override;
+
+ private:
+  bool HandleResponder();
+  void Rebuild();
+  void TakeList(std::vector<ExtendedDeviceInfo> list);
+  void EndHold();
+
+  const Publish fPublish;
+  const StateChanged fStateChanged;
+  const Makers fMakers;
+  std::vector<ExtendedDeviceInfo> fCurrent;  // the fresh list's last word
+  std::vector<ExtendedDeviceInfo> fShown;    // what was last published
+  HeldUnits fHeld;
+  State fState = State::kUnknown;
+  unsigned fBuiltGeneration = 0;
+  std::atomic<State> fReportedState{State::kUnknown};
+  std::atomic<unsigned> fGeneration{0};  // how often a responder was found answering
+  vorn::CppWorkItem fResponderItem;
+  vorn::RunLoopTimer fHoldTimer;
+  std::unique_ptr<PollingDeviceList> fList;
+  std::unique_ptr<vorn::ResponderMonitor> fMonitor;  // last: its thread uses what stands above
+};
+
+}  // namespace DeviceList
