@@ -1,0 +1,48 @@
+#pragma once
+
+#include <string>
+
+class QAction;
+
+namespace vorn::ui {
+
+class DeviceListListener;
+
+/// What the panel and the status item's menu ask of the application
+/// controller. Main thread only. Every call is made from inside an event of
+/// the asking widget, as the last thing it does there or guarded, so the
+/// implementation may destroy the asking DeviceListWindowController at once.
+class PanelOwner {
+ public:
+  virtual ~PanelOwner() = default;
+
+  /// Delivers the current list at once (also to a listener that is already
+  /// registered) and every later one until removeListener. Not owned.
+  virtual void addListener(DeviceListListener* listener) = 0;
+  /// After this call the listener is not touched again. Unknown ones are ignored.
+  virtual void removeListener(DeviceListListener* listener) = 0;
+
+  /// Shows or hides the panel; asking for the state it already has does nothing.
+  virtual void setPanelVisible(bool visible) = 0;
+
+  virtual bool launchOnLogin() = 0;
+  virtual void setLaunchOnLogin(bool enabled) = 0;
+  virtual bool showSwitches() = 0;
+  virtual void setShowSwitches(bool shown) = 0;
+  virtual bool notify() = 0;
+  virtual void setNotify(bool enabled) = 0;
+
+  /// The user chose an entry of the virtual-entity submenu. Its check mark
+  /// still shows the state from before the choice: the toolkit's own flip of a
+  /// checkable entry has been undone, so that the receiver alone decides.
+  virtual void toggleMacVirtualEntity(QAction* sender) = 0;
+
+  /// Opens a unit's page in the user's browser. `url` is the unit's base
+  /// address, byte for byte as it was listed.
+  virtual void openUrl(const std::string& url) = 0;
+
+  /// Ends the program once the current event has been handled.
+  virtual void quit() = 0;
+};
+
+}  // namespace vorn::ui
