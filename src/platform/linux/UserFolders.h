@@ -1,0 +1,16 @@
+#pragma once
+
+#include <filesystem>
+
+namespace vorn {
+
+/// The user's folder for settings: XDG_CONFIG_HOME where that is an absolute
+/// path, else .config in the home folder. Empty when nobody knows a home.
+/// Reads the environment: main thread.
+[[nodiscard]] std::filesystem::path UserConfigFolder();
+
+/// The folder that holds the running program's file; empty when the system
+/// does not say. Any thread.
+[[nodiscard]] std::filesystem::path ProgramFolder();
+
+}  // namespace vorn
