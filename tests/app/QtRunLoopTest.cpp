@@ -1,0 +1,144 @@
+#include <gtest/gtest.h>
+#include <sys/eventfd.h>
+
+#include <QCoreApplication>
+#include <QEventLoop>
+#include <QTimer>
+#include <chrono>
+#include <functional>
+#include <memory>
+#include <stdexcept>
+#include <thread>
+
+#include "app/QtRunLoop.h"
+#include "foundation/AbsoluteTime.h"
+#include "foundation/FileDescriptor.h"
+#include "foundation/RunLoopTimer.h"
+#include "foundation/WorkLoop.h"
+
+namespace {
+
+using namespace std::chrono_literals;
+
+class QtRunLoopTest : public testing::Test {
+ protected:
+  void SetUp() override { vorn::RunLoop::SetCurrent(std::make_shared<QtRunLoop>()); }
+  void TearDown() override { vorn::RunLoop::SetCurrent(nullptr); }
+
+  /// Turns the toolkit's loop until the condition holds; false after ten seconds.
+  static bool TurnUntil(const std::function<bool()>& holds) {
+    const auto deadline = std::chrono::steady_clock::now() + 10s;
+    while (!holds()) {
+      if (std::chrono::steady_clock::now() > deadline) return false;
+      QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
+    }
+    return true;
+  }
+
+  int fArgc = 1;
+  char fName[5] = "test";
+  char* fArgv[2] = {fName, nullptr};
+  QCoreApplication fApplication{fArgc, fArgv};
+  vorn::FileDescriptor fReadable{::eventfd(1, EFD_CLOEXEC)};
+};
+
+TEST_F(QtRunLoopTest, FiresATimerOfTheCore) {
+  int fired = 0;
+  vorn::RunLoopTimer timer(vorn::RunLoop::Current(), 0.0, [&] { ++fired; });
+  EXPECT_TRUE(TurnUntil([&] { return fired == 1; }));
+}
+
+TEST_F(QtRunLoopTest, FiresInANestedLoop) {
+  QEventLoop nested;
+  bool firedInside = false;
+  vorn::RunLoopTimer timer(vorn::RunLoop::Current(), vorn::kNever, [&] {
+    firedInside = nested.isRunning();
+    nested.quit();
+  });
+  QTimer::singleShot(0, [&] {
+    timer.SetNextFireDate(0.0);
+    QTimer::singleShot(10s, &nested, &QEventLoop::quit);
+    nested.exec();
+  });
+  EXPECT_TRUE(TurnUntil([&] { return firedInside; }));
+}
+
+TEST_F(QtRunLoopTest, IsWokenByADateSetOnAnotherThread) {
+  bool fired = false;
+  std::thread::id firedOn;
+  vorn::RunLoopTimer timer(vorn::RunLoop::Current(), vorn::kNever, [&] {
+    fired = true;
+    firedOn = std::this_thread::get_id();
+  });
+  std::thread other([&] { timer.SetNextFireDate(0.0); });
+  EXPECT_TRUE(TurnUntil([&] { return fired; }));
+  other.join();
+  EXPECT_EQ(firedOn, std::this_thread::get_id());
+}
+
+TEST_F(QtRunLoopTest, RunsWorkItemsQueuedOnOtherThreads) {
+  vorn::WorkLoop loop;
+  int runs = 0;
+  vorn::CppWorkItem item(&loop, [&] {
+    ++runs;
+    return true;
+  });
+  std::thread other([&] { item.Queue(); });
+  other.join();
+  EXPECT_TRUE(TurnUntil([&] { return runs == 1; }));
+}
+
+TEST_F(QtRunLoopTest, ServesASourceAsLongAsItIsReadable) {
+  int calls = 0;
+  const auto source = vorn::RunLoop::Current()->AddSource(fReadable.Get(), [&] { ++calls; });
+  EXPECT_TRUE(TurnUntil([&] { return calls >= 3; }));
+  vorn::RunLoop::Current()->RemoveSource(source);
+}
+
+TEST_F(QtRunLoopTest, LetsAHandlerRemoveItsOwnSource) {
+  int calls = 0;
+  vorn::RunLoop::SourceId source = 0;
+  source = vorn::RunLoop::Current()->AddSource(fReadable.Get(), [&] {
+    ++calls;
+    vorn::RunLoop::Current()->RemoveSource(source);
+    ++calls;  // what the handler holds lives until it returns
+  });
+  EXPECT_TRUE(TurnUntil([&] { return calls == 2; }));
+  bool turned = false;
+  QTimer::singleShot(0, [&] { turned = true; });
+  EXPECT_TRUE(TurnUntil([&] { return turned; }));
+  EXPECT_EQ(calls, 2);
+}
+
+TEST_F(QtRunLoopTest, DoesNotCallAHandlerRemovedByAnother) {
+  vorn::FileDescriptor second(::eventfd(1, EFD_CLOEXEC));
+  const auto loop = vorn::RunLoop::Current();
+  int calls = 0;
+  vorn::RunLoop::SourceId a = 0;
+  vorn::RunLoop::SourceId b = 0;
+  const auto removeBoth = [&] {
+    ++calls;
+    loop->RemoveSource(a);
+    loop->RemoveSource(b);
+  };
+  a = loop->AddSource(fReadable.Get(), removeBoth);
+  b = loop->AddSource(second.Get(), removeBoth);
+  EXPECT_TRUE(TurnUntil([&] { return calls > 0; }));
+  bool turned = false;
+  QTimer::singleShot(20ms, [&] { turned = true; });
+  EXPECT_TRUE(TurnUntil([&] { return turned; }));
+  EXPECT_EQ(calls, 1);
+}
+
+TEST_F(QtRunLoopTest, KeepsExceptionsOutOfTheToolkit) {
+  int calls = 0;
+  vorn::RunLoop::SourceId source = 0;
+  source = vorn::RunLoop::Current()->AddSource(fReadable.Get(), [&] {
+    vorn::RunLoop::Current()->RemoveSource(source);
+    ++calls;
+    throw std::runtime_error("from a handler");
+  });
+  EXPECT_TRUE(TurnUntil([&] { return calls == 1; }));
+}
+
+}  // namespace
