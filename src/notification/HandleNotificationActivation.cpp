@@ -1,0 +1,30 @@
+#include "notification/HandleNotificationActivation.h"
+
+#include "foundation/Console.h"
+#include "notification/WebAddress.h"
+
+namespace Notification {
+namespace {
+
+constexpr std::size_t kMaxQuotedLength = 200;
+
+}  // namespace
+
+void HandleNotificationActivation(const vorn::UserNotification& notification,
+                                  vorn::NotificationCenter& center, vorn::UrlOpener& opener) {
+  center.RemoveDeliveredNotification(notification);
+  const auto address = notification.userInfo.find(vorn::kUserInfoUrl);
+  if (address == notification.userInfo.end()) return;
+  HandleNotificationActivation(address->second, notification.activationToken, opener);
+}
+
+void HandleNotificationActivation(const std::string& address, const std::string& activationToken,
+                                  vorn::UrlOpener& opener) {
+  if (!IsWebAddress(address)) {
+    vorn::WriteToConsole("Not a web address, not opened: " + address.substr(0, kMaxQuotedLength));
+    return;
+  }
+  opener.Open(address, activationToken);
+}
+
+}  // namespace Notification
