@@ -1,0 +1,133 @@
+#include "vorn-device-list/ListProgram.h"
+
+#include <poll.h>
+#include <sys/signalfd.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <cstdio>
+#include <functional>
+#include <memory>
+#include <utility>
+
+#include "devicelist/SupervisedDeviceList.h"
+#include "foundation/Console.h"
+#include "foundation/FileDescriptor.h"
+#include "foundation/PollRunLoop.h"
+#include "foundation/ProcessSetup.h"
+#include "foundation/RunLoopTimer.h"
+#include "vorn-device-list/ListOutput.h"
+
+namespace vorn::devicelisttool {
+namespace {
+
+constexpr std::chrono::milliseconds kTeardownLimit{700};
+
+sigset_t HandledSignals() {
+  sigset_t signals;
+  ::sigemptyset(&signals);
+  for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGWINCH}) ::sigaddset(&signals, signal);
+  return signals;
+}
+
+bool IsPipe(int descriptor) {
+  struct stat status {};
+  return ::fstat(descriptor, &status) == 0 && S_ISFIFO(status.st_mode);
+}
+
+// A descriptor watched by the thread's run loop, for as long as this lives.
+class WatchedDescriptor {
+ public:
+  WatchedDescriptor(int descriptor, std::function<void()> handler)
+      : fLoop(RunLoop::Current()), fSource(fLoop->AddSource(descriptor, std::move(handler))) {}
+  WatchedDescriptor(const WatchedDescriptor&) = delete;
+  WatchedDescriptor& operator=(const WatchedDescriptor&) = delete;
+  ~WatchedDescriptor() { fLoop->RemoveSource(fSource); }
+
+ private:
+  std::shared_ptr<RunLoop> fLoop;
+  RunLoop::SourceId fSource;
+};
+
+// One run of the program, from the first look to the decision to leave.
+class ListRun {
+ public:
+  explicit ListRun(const Options& options)
+      : fOptions(options), fOutput(options), fLoop(PollRunLoop::Current()), fExitCode(kListed) {}
+
+  int Run() {
+    const sigset_t signals = HandledSignals();
+    const FileDescriptor signalDescriptor(::signalfd(-1, &signals, SFD_CLOEXEC | SFD_NONBLOCK));
+    const WatchedDescriptor signalWatch(signalDescriptor.Get(),
+                                        [&] { HandleSignal(signalDescriptor.Get()); });
+    std::unique_ptr<WatchedDescriptor> readerWatch;
+    if (IsPipe(STDOUT_FILENO)) {
+      // Readable only in the sense of an error: the reader has gone.
+      readerWatch = std::make_unique<WatchedDescriptor>(STDOUT_FILENO, [this] { Leave(kListed); });
+    }
+    RunLoopTimer waitTimer(fLoop, kNever, [this] { HandleTimeUp(); });
+    if (!fOptions.watch) {
+      waitTimer.SetNextFireDate(AbsoluteTimeGetCurrent() +
+                                std::chrono::duration<double>(fOptions.wait).count());
+    }
+    DeviceList::SupervisedDeviceList list([this](Units units) { HandleList(std::move(units)); },
+                                          [this](auto state) { HandleResponder(state); });
+    fLoop->Run();
+    EndProcessAfter(kTeardownLimit, fExitCode);
+    return fExitCode;
+  }
+
+ private:
+  void Leave(int exitCode) {
+    fExitCode = exitCode;
+    fLoop->Stop();
+  }
+
+  void HandleList(Units units) {
+    if (!fOutput.Publish(std::move(units))) Leave(kListed);  // nobody reads any more
+  }
+
+  void HandleTimeUp() {
+    fOutput.WriteLast();
+    Leave(fOutput.Empty() ? kNoneFound : kListed);
+  }
+
+  void HandleResponder(DeviceList::SupervisedDeviceList::State state) {
+    using State = vorn::ResponderMonitor::State;
+    if (state != State::kAbsent && state != State::kSilent) return;
+    if (std::exchange(fSaidNoResponder, true)) return;
+    WriteToConsole("no DNS-SD responder can be reached (is avahi-daemon running?); waiting for one");
+  }
+
+  void HandleSignal(int descriptor) {
+    signalfd_siginfo signal{};
+    while (::read(descriptor, &signal, sizeof signal) == sizeof signal) {
+      if (signal.ssi_signo == SIGWINCH) {
+        if (fOptions.watch && !fOptions.json) fOutput.WriteLast();
+      } else {
+        Leave(fOptions.watch ? kListed : kInterrupted + static_cast<int>(signal.ssi_signo));
+      }
+    }
+  }
+
+  const Options fOptions;
+  ListOutput fOutput;
+  std::shared_ptr<PollRunLoop> fLoop;
+  int fExitCode;
+  bool fSaidNoResponder = false;
+};
+
+}  // namespace
+
+void BlockSignals() {
+  const sigset_t signals = HandledSignals();
+  ::pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+  ::signal(SIGPIPE, SIG_IGN);  // a reader that has gone shows as a failed write
+}
+
+int RunList(const Options& options) {
+  return ListRun(options).Run();
+}
+
+}  // namespace vorn::devicelisttool

@@ -1,0 +1,24 @@
+#pragma once
+
+#include "vorn-device-list/Options.h"
+
+namespace vorn::devicelisttool {
+
+/// Exit codes of the program.
+enum ExitCode : int {
+  kListed = 0,         ///< units were listed, or a watch was ended
+  kNoneFound = 1,      ///< no unit was found in the time given
+  kBadUsage = 2,       ///< the command line is not understood
+  kInterrupted = 128,  ///< plus the signal's number: ended before the time was up
+};
+
+/// Blocks the signals that end or redraw the program, so that every thread
+/// started later leaves them to RunList. Before threads start.
+void BlockSignals();
+
+/// Looks for units and prints them as asked; returns the exit code. Runs the
+/// calling thread's PollRunLoop. By the time it returns the process is bound to
+/// end within a second, whatever its threads are stuck in.
+int RunList(const Options& options);
+
+}  // namespace vorn::devicelisttool

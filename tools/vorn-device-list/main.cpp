@@ -1,0 +1,67 @@
+#include <unistd.h>
+
+#include <clocale>
+#include <cstdio>
+#include <exception>
+#include <string>
+#include <vector>
+
+#include "AVB/Util/SystemDNSSD.h"
+#include "AVB/Util/ZeroConf.h"
+#include "devicelist/HTTPPoller.h"
+#include "foundation/Console.h"
+#include "foundation/Log.h"
+#include "foundation/ProcessSetup.h"
+#include "vorn-device-list/ListProgram.h"
+#include "vorn-device-list/Options.h"
+
+namespace {
+
+using vorn::devicelisttool::Options;
+
+// What must happen before any thread starts.
+void PrepareProcess() {
+  std::setlocale(LC_CTYPE, "C.UTF-8");  // for the width of characters, whatever the user's own
+  Log::details::gFile = stderr;
+  Log::details::s_use_color = ::isatty(STDERR_FILENO) != 0;
+  vorn::RaiseDescriptorLimit();
+  vorn::devicelisttool::BlockSignals();
+  vorn::SystemDNSSD::Instance();
+  DeviceList::InitHTTP();
+}
+
+int RunAction(const Options& options) {
+  switch (options.action) {
+    case Options::Action::kHelp:
+      std::fputs(vorn::devicelisttool::HelpText().c_str(), stdout);
+      return 0;
+    case Options::Action::kVersion:
+      std::puts("vorn-device-list " VORN_VERSION);
+      return 0;
+    case Options::Action::kInterfaces:
+    case Options::Action::kList:
+      break;
+  }
+  PrepareProcess();
+  return vorn::devicelisttool::RunList(options);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  int exitCode = 1;
+  try {
+    const auto parsed = vorn::devicelisttool::ParseOptions(std::vector<std::string>(argv + 1, argv + argc));
+    if (parsed.error) {
+      vorn::WriteToConsole(*parsed.error + "; see --help");
+      return vorn::devicelisttool::kBadUsage;
+    }
+    exitCode = RunAction(parsed.options);
+  } catch (const std::exception& error) {
+    vorn::WriteToConsole(error.what());
+  }
+  std::fflush(stdout);
+  // A thread stuck in the responder's library must not meet static destructors.
+  if (vorn::ZeroConfEngine::AbandonedThreads() > 0) ::_exit(exitCode);
+  return exitCode;
+}
