@@ -1,0 +1,35 @@
+#pragma once
+
+#include <QPoint>
+#include <QRect>
+#include <QSize>
+#include <optional>
+#include <vector>
+
+namespace vorn::ui {
+
+/// One screen in global coordinates, y growing downwards.
+struct PlacementScreen {
+  QRect geometry;
+  QRect usable;  ///< without the bars, as far as the platform knows them; else equal to geometry
+};
+
+/// Everything that decides where the panel goes.
+struct PlacementRequest {
+  QSize panel;
+  QRect item;                            ///< the status item; null where its place is unknown
+  std::optional<QPoint> press;           ///< the click that asks for the panel; empty where unknown
+  std::vector<PlacementScreen> screens;  ///< the first one is the primary screen
+};
+
+/// The panel's top left corner: it hangs from the top edge of the usable area
+/// of the screen that holds the item, its left edge under the item's left edge,
+/// pushed left only as far as needed to keep its right edge on the screen.
+/// Where the status bar lies below the usable area, the panel stands on the
+/// bottom edge instead. Where the item's place is unknown the press serves, and
+/// where that is unknown too, the right end of the bar's edge on the primary
+/// screen. A screen whose usable area is not known to be smaller than itself
+/// ends at the item. Pure.
+[[nodiscard]] QPoint panelOrigin(const PlacementRequest& request);
+
+}  // namespace vorn::ui

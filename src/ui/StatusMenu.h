@@ -1,0 +1,59 @@
+#pragma once
+
+#include <QMenu>
+#include <QTimer>
+#include <vector>
+
+#include "ui/DeviceListListener.h"
+
+namespace vorn::ui {
+
+class PanelOwner;
+class SettingsMenu;
+
+/// The status item's context menu, for hosts that offer nothing else: "Show
+/// Devices", one entry per listed device with the update mark in words, the
+/// settings as a submenu, and quit. Registered with the owner like any
+/// listener, by whoever creates it.
+///
+/// An entry belongs to one device for its whole life and is never reused for
+/// another, so what the user chooses is what the user saw. Lists are taken over
+/// a little later and together, because every change travels to the host.
+/// Main thread only.
+class StatusMenu : public QObject, public DeviceListListener {
+  Q_OBJECT
+
+ public:
+  explicit StatusMenu(PanelOwner& owner, QObject* parent = nullptr);
+  ~StatusMenu() override;
+  Q_DISABLE_COPY_MOVE(StatusMenu)
+
+  /// For StatusItem::setContextMenu.
+  [[nodiscard]] QMenu* contextMenu() { return &fMenu; }
+
+  void updateDeviceList(std::vector<DeviceList::ExtendedDeviceInfo> list) override;
+  /// The settings submenu.
+  QMenu* menu() override;
+
+ private:
+  struct Entry {
+    std::string url;
+    QAction* action;  // owned by fMenu
+  };
+
+  void takeOverList();
+  void removeGoneEntries();
+  void placeEntries();
+  QAction* makeEntry(const std::string& url);
+
+  PanelOwner& fOwner;
+  QMenu fMenu;
+  SettingsMenu* fSettings = nullptr;  // child of fMenu
+  QAction* fPlaceholder = nullptr;    // owned by fMenu; visible while nothing is listed
+  QAction* fAfterDevices = nullptr;   // owned by fMenu; the separator below the devices
+  std::vector<Entry> fEntries;
+  std::vector<DeviceList::ExtendedDeviceInfo> fList;
+  QTimer fTimer;
+};
+
+}  // namespace vorn::ui

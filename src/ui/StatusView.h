@@ -1,0 +1,78 @@
+#pragma once
+
+#include <QPointer>
+#include <QWidget>
+
+#include "ui/StatusItem.h"
+#include "ui/TemplateImage.h"
+
+namespace vorn::ui {
+
+/// Stands for the program in the status bar: shows the image "MenuIcon", the
+/// bar's highlighted background while the panel is open, and half the opacity
+/// while no device is listed; a press sends the action.
+///
+/// In the item's button form the host draws, so image, target, action and the
+/// disabled look are passed on to the button and the view is never installed.
+/// In the view form the item shows what drawRect draws. Every method asks the
+/// item which form it has. Main thread only. The item is referred to weakly.
+class StatusView : public QWidget {
+  Q_OBJECT
+
+ public:
+  /// As wide as the item and as high as its bar; not highlighted, not active.
+  explicit StatusView(StatusItem* item);
+  ~StatusView() override = default;
+  Q_DISABLE_COPY_MOVE(StatusView)
+
+  /// Held weakly: a press does nothing once the target has been destroyed.
+  void setTarget(QObject* target);
+  /// Called for each press while a target is set.
+  void setAction(StatusItem::Action action);
+
+  /// True: the panel is open.
+  void setHighlight(bool highlight);
+  /// True: at least one device is listed.
+  void setActive(bool active);
+  void setItem(StatusItem* item);
+  void setImage(const TemplateImage& image);
+
+  [[nodiscard]] StatusItem* item() const { return fItem; }
+  [[nodiscard]] const TemplateImage& image() const { return fImage; }
+  [[nodiscard]] bool highlight() const { return fHighlight; }
+  [[nodiscard]] bool active() const { return fActive; }
+  [[nodiscard]] QObject* target() const { return fTarget; }
+  [[nodiscard]] const StatusItem::Action& action() const { return fAction; }
+
+  /// The window that the item is in: the button's in the button form, else the
+  /// view's own; null where there is none.
+  [[nodiscard]] QWindow* statusWindow() const;
+
+  /// A press: sends the action when both action and target are set. Every press
+  /// counts; what a host sends twice is filtered by the item.
+  void mouseDown();
+
+  /// View form: the bar's background, then the image centred without rounding.
+  void drawRect(QPainter& painter, const QRectF& dirtyRect);
+
+ signals:
+  /// What drawRect draws has changed.
+  void needsDisplay();
+
+ protected:
+  void paintEvent(QPaintEvent* event) override;
+  void mousePressEvent(QMouseEvent* event) override;
+
+ private:
+  void install();
+  void setNeedsDisplay();
+
+  QPointer<StatusItem> fItem;
+  QPointer<QObject> fTarget;
+  StatusItem::Action fAction;
+  TemplateImage fImage;
+  bool fHighlight = false;
+  bool fActive = false;
+};
+
+}  // namespace vorn::ui

@@ -1,0 +1,84 @@
+#include "ui/TemplateImage.h"
+
+#include <QFile>
+#include <QPainter>
+#include <QPixmapCache>
+#include <QSvgRenderer>
+#include <array>
+#include <utility>
+
+namespace vorn::ui {
+namespace {
+
+QPixmap shapeIn(const QColor& color, QSvgRenderer& renderer, QSize pixels) {
+  QPixmap shape(pixels);
+  shape.fill(Qt::transparent);
+  QPainter painter(&shape);
+  renderer.render(&painter, QRectF(QPointF(), QSizeF(pixels)));
+  painter.setCompositionMode(QPainter::CompositionMode_SourceIn);
+  painter.fillRect(shape.rect(), color);
+  return shape;
+}
+
+}  // namespace
+
+Tint Tint::forUnknownBar() {
+  return {QColor(0xf4, 0xf4, 0xf4), QColor(0x20, 0x20, 0x20)};
+}
+
+TemplateImage::TemplateImage(QString name, QSize size) : fName(std::move(name)), fSize(size) {}
+
+QString TemplateImage::path() const {
+  return QStringLiteral(":/vorn/images/%1.svg").arg(fName);
+}
+
+bool TemplateImage::exists() const {
+  return !fName.isEmpty() && QFile::exists(path());
+}
+
+QPixmap TemplateImage::rendered(QSize pixels, const Tint& tint) const {
+  if (pixels.isEmpty() || !exists()) return {};
+  const QString key = QStringLiteral("vorn/%1/%2x%3/%4/%5")
+                          .arg(fName)
+                          .arg(pixels.width())
+                          .arg(pixels.height())
+                          .arg(tint.fill.rgba())
+                          .arg(tint.outline.isValid() ? tint.outline.rgba() : 0U);
+  QPixmap result;
+  if (QPixmapCache::find(key, &result)) return result;
+
+  QSvgRenderer renderer(path());
+  renderer.setAspectRatioMode(Qt::KeepAspectRatio);
+  result = QPixmap(pixels);
+  result.fill(Qt::transparent);
+  QPainter painter(&result);
+  if (tint.outline.isValid()) {
+    const QPixmap outline = shapeIn(tint.outline, renderer, pixels);
+    const qreal width = pixels.width() / 24.0;
+    const std::array<QPointF, 4> offsets{QPointF(width, 0), QPointF(-width, 0), QPointF(0, width),
+                                         QPointF(0, -width)};
+    painter.setRenderHint(QPainter::SmoothPixmapTransform);
+    for (const QPointF& offset : offsets) painter.drawPixmap(offset, outline);
+  }
+  painter.drawPixmap(0, 0, shapeIn(tint.fill, renderer, pixels));
+  painter.end();
+  QPixmapCache::insert(key, result);
+  return result;
+}
+
+void TemplateImage::draw(QPainter& painter, const QRectF& target, qreal opacity, const Tint& tint) const {
+  const qreal ratio = painter.device()->devicePixelRatioF();
+  const QSizeF scale(painter.worldTransform().m11(), painter.worldTransform().m22());
+  const QSize pixels(qRound(target.width() * ratio * scale.width()),
+                     qRound(target.height() * ratio * scale.height()));
+  const QPixmap pixmap = rendered(pixels, tint);
+  if (pixmap.isNull()) return;
+  painter.save();
+  painter.setCompositionMode(QPainter::CompositionMode_SourceOver);
+  painter.setRenderHint(QPainter::SmoothPixmapTransform);
+  painter.setOpacity(painter.opacity() * opacity);
+  painter.drawPixmap(target, pixmap, QRectF(pixmap.rect()));
+  painter.restore();
+}
+
+}  // namespace vorn::ui

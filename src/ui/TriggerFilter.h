@@ -1,0 +1,36 @@
+#pragma once
+
+#include <chrono>
+#include <functional>
+#include <optional>
+
+namespace vorn::ui {
+
+/// Decides which of a host's activations are presses of the user. Dropped are
+///  - the second one of a double click (hosts send two activations for it);
+///  - the one whose click has already closed the panel by taking the focus from
+///    it: the click that would have toggled it must not open it again.
+/// The clock is injected. Main thread only.
+class TriggerFilter {
+ public:
+  using Clock = std::chrono::steady_clock;
+  using Now = std::function<Clock::time_point()>;
+
+  /// How long after a hide by deactivation an activation belongs to the same click.
+  static constexpr std::chrono::milliseconds kDeactivationWindow{300};
+
+  explicit TriggerFilter(std::chrono::milliseconds doubleClickInterval, Now now = &Clock::now);
+
+  /// Called for each activation; true when it is to be acted upon.
+  [[nodiscard]] bool accept();
+  /// The panel has just been hidden because it lost the focus.
+  void noteHiddenByDeactivation();
+
+ private:
+  std::chrono::milliseconds fDoubleClickInterval;
+  Now fNow;
+  std::optional<Clock::time_point> fClick;   // first activation of the current click or double click
+  std::optional<Clock::time_point> fHidden;  // last hide by deactivation that no activation has used up
+};
+
+}  // namespace vorn::ui
