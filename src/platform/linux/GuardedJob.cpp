@@ -1,0 +1,26 @@
+#include "platform/linux/GuardedJob.h"
+
+#include <exception>
+
+#include "foundation/Log.h"
+
+namespace vorn {
+namespace {
+
+void LogFailure(const char* what) noexcept {
+  Log::details::Log(Log::kError, __FILE__, __LINE__, "RunGuarded", "A queued job failed: %s", what);
+}
+
+}  // namespace
+
+void RunGuarded(const std::function<void()>& job) noexcept {
+  try {
+    job();
+  } catch (const std::exception& failure) {
+    LogFailure(failure.what());
+  } catch (...) {
+    LogFailure("unknown exception");
+  }
+}
+
+}  // namespace vorn

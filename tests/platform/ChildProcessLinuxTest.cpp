@@ -1,0 +1,283 @@
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <stdlib.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <chrono>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <string>
+#include <thread>
+
+#include "platform/linux/ChildProcessLauncherLinux.h"
+#include "tests/platform/OpenDescriptors.h"
+
+namespace {
+
+using namespace std::chrono_literals;
+using Clock = std::chrono::steady_clock;
+using vorn::ChildOutput;
+using vorn::ChildProcess;
+using vorn::ChildProcessRequest;
+
+constexpr auto kDeadline = 20s;
+
+bool Eventually(const std::function<bool()>& condition) {
+  const auto end = Clock::now() + kDeadline;
+  while (!condition() && Clock::now() < end) std::this_thread::sleep_for(2ms);
+  return condition();
+}
+
+bool IsAlive(pid_t process) {
+  std::ifstream file("/proc/" + std::to_string(process) + "/stat");
+  std::string line;
+  if (!std::getline(file, line)) return false;
+  const auto state = line.rfind(") ");
+  return state != std::string::npos && line[state + 2] != 'Z' && line[state + 2] != 'X';
+}
+
+bool HasAnyChild() {
+  return ::waitid(P_ALL, 0, nullptr, WEXITED | WNOHANG | WNOWAIT) == 0 || errno != ECHILD;
+}
+
+// The signals 1 to 31 in a set of /proc/PID/status; the two beyond are the C library's own.
+unsigned long SignalSet(const std::string& status, const std::string& name) {
+  const auto at = status.find(name + ":\t");
+  EXPECT_NE(at, std::string::npos) << status;
+  return std::stoul(status.substr(at + name.size() + 2, 16), nullptr, 16) & 0x7fffffffUL;
+}
+
+class ChildProcessLinuxTest : public testing::Test {
+ protected:
+  ~ChildProcessLinuxTest() override {
+    EXPECT_FALSE(HasAnyChild());
+    EXPECT_EQ(CountOpenDescriptors(), fDescriptors);
+  }
+
+  std::unique_ptr<ChildProcess> Shell(const std::string& script) {
+    return fLauncher.Launch({"/bin/sh", {"-c", script}, {}, ChildProcessRequest::ErrorStream::kPipe});
+  }
+
+  ChildOutput Run(const std::string& script) { return Shell(script)->CollectUntil(Clock::now() + kDeadline); }
+
+  const std::ptrdiff_t fDescriptors = CountOpenDescriptors();
+  vorn::ChildProcessLauncherLinux fLauncher;
+};
+
+TEST_F(ChildProcessLinuxTest, CollectsBothStreamsApart) {
+  const ChildOutput result = Run("echo out; echo err >&2; printf more");
+  EXPECT_EQ(result.output, "out\nmore");
+  EXPECT_EQ(result.error, "err\n");
+  EXPECT_FALSE(result.timedOut);
+  EXPECT_FALSE(result.cut);
+}
+
+TEST_F(ChildProcessLinuxTest, ReturnsAsSoonAsTheChildHasEnded) {
+  const auto start = Clock::now();
+  Run("true");
+  EXPECT_LT(Clock::now() - start, kDeadline / 2);
+}
+
+TEST_F(ChildProcessLinuxTest, HandsArgumentsOverUnchanged) {
+  auto child = fLauncher.Launch({"/usr/bin/printf", {"[%s]", "a b", "$(id)", "", "*;"}, {}, {}});
+  EXPECT_EQ(child->CollectToEnd().output, "[a b][$(id)][][*;]");
+}
+
+TEST_F(ChildProcessLinuxTest, SetsVariablesOnTopOfOurOwn) {
+  ::setenv("VORN_TEST_KEPT", "kept", 1);
+  ::setenv("VORN_TEST_CHANGED", "before", 1);
+  auto child = fLauncher.Launch({"/bin/sh",
+                                 {"-c", "echo $VORN_TEST_KEPT $VORN_TEST_CHANGED $VORN_TEST_NEW"},
+                                 {{"VORN_TEST_CHANGED", "after"}, {"VORN_TEST_NEW", "new"}},
+                                 {}});
+  EXPECT_EQ(child->CollectToEnd().output, "kept after new\n");
+}
+
+TEST_F(ChildProcessLinuxTest, GivesTheChildNothingToReadAndNoDescriptorOfOurs) {
+  const int open = ::dup(STDERR_FILENO);  // without close-on-exec
+  const ChildOutput result = Run("cat; ls /proc/self/fd");
+  ::close(open);
+  EXPECT_EQ(result.output, "0\n1\n2\n3\n");  // 3 is the directory that ls reads
+}
+
+TEST_F(ChildProcessLinuxTest, GivesTheChildAGroupOfItsOwnAndNoSignalsBlockedOrIgnored) {
+  sigset_t blocked;
+  sigset_t before;
+  sigfillset(&blocked);
+  ::pthread_sigmask(SIG_SETMASK, &blocked, &before);
+  const auto handler = ::signal(SIGPIPE, SIG_IGN);
+  auto child = fLauncher.Launch({"/bin/cat", {"/proc/self/status"}, {}, {}});
+  ::signal(SIGPIPE, handler);
+  ::pthread_sigmask(SIG_SETMASK, &before, nullptr);
+  const std::string status = child->CollectToEnd().output;
+  EXPECT_EQ(SignalSet(status, "SigBlk"), 0U);
+  EXPECT_EQ(SignalSet(status, "SigIgn"), 0U);
+  EXPECT_EQ(Run("[ $(cut -d' ' -f5 /proc/$$/stat) = $$ ] && echo leads").output, "leads\n");
+}
+
+TEST_F(ChildProcessLinuxTest, WorksWhenOurOwnStandardStreamsAreClosed) {
+  const int savedInput = ::dup(STDIN_FILENO);
+  const int savedOutput = ::dup(STDOUT_FILENO);
+  ::close(STDIN_FILENO);
+  ::close(STDOUT_FILENO);
+  const ChildOutput result = Run("echo out; echo err >&2");
+  ::dup2(savedInput, STDIN_FILENO);
+  ::dup2(savedOutput, STDOUT_FILENO);
+  ::close(savedInput);
+  ::close(savedOutput);
+  EXPECT_EQ(result.output, "out\n");
+  EXPECT_EQ(result.error, "err\n");
+}
+
+TEST_F(ChildProcessLinuxTest, EndsAHangingChildWithItsWholeGroupAtTheDeadline) {
+  auto child = Shell("sleep 1000 & echo $! $$; wait");
+  const ChildOutput result = child->CollectUntil(Clock::now() + 300ms);
+  EXPECT_TRUE(result.timedOut);
+  ASSERT_FALSE(result.output.empty());
+  EXPECT_TRUE(Eventually([&] { return !IsAlive(std::stoi(result.output)); }));
+}
+
+TEST_F(ChildProcessLinuxTest, EndsAChildThatIgnoresTheRequestToEnd) {
+  auto child = Shell("trap '' TERM; echo ready; while :; do sleep 0.01; done");
+  EXPECT_TRUE(child->CollectUntil(Clock::now() + 300ms).timedOut);
+}
+
+TEST_F(ChildProcessLinuxTest, EndsAStoppedChild) {
+  auto child = Shell("kill -STOP $$");
+  EXPECT_TRUE(child->CollectUntil(Clock::now() + 200ms).timedOut);
+}
+
+TEST_F(ChildProcessLinuxTest, NoticesAChildThatClosedItsStreamsButLivesOn) {
+  auto child = Shell("exec >&- 2>&-; exec sleep 1000");
+  EXPECT_TRUE(child->CollectUntil(Clock::now() + 300ms).timedOut);
+}
+
+TEST_F(ChildProcessLinuxTest, TakesTheAnswerOfAChildWhoseOffspringKeepsTheStreamOpen) {
+  auto child = Shell("sleep 1000 & echo $!");
+  const ChildOutput result = child->CollectUntil(Clock::now() + 300ms);
+  EXPECT_FALSE(result.timedOut);
+  ASSERT_FALSE(result.output.empty());
+  EXPECT_TRUE(Eventually([&] { return !IsAlive(std::stoi(result.output)); }));
+}
+
+TEST_F(ChildProcessLinuxTest, DoesNotWaitForOffspringThatLeftTheGroup) {
+  auto child = Shell("setsid sleep 1000 & echo $!");
+  const auto start = Clock::now();
+  const ChildOutput result = child->CollectUntil(start + 300ms);
+  EXPECT_LT(Clock::now() - start, kDeadline);
+  ASSERT_FALSE(result.output.empty());
+  ::kill(std::stoi(result.output), SIGKILL);
+}
+
+TEST_F(ChildProcessLinuxTest, LeavesOffspringAloneThatHoldsNoStreamOfOurs) {
+  const ChildOutput result = Run("sleep 1000 >/dev/null 2>&1 & echo $!");
+  ASSERT_FALSE(result.output.empty());
+  EXPECT_TRUE(IsAlive(std::stoi(result.output)));
+  ::kill(std::stoi(result.output), SIGKILL);
+}
+
+TEST_F(ChildProcessLinuxTest, CutsAFloodAndEndsItsSource) {
+  const auto start = Clock::now();
+  const ChildOutput result = Shell("exec yes")->CollectUntil(start + kDeadline);
+  EXPECT_TRUE(result.cut);
+  EXPECT_FALSE(result.timedOut);
+  EXPECT_EQ(result.output.size(), ChildProcess::kMaximumOutput);
+  EXPECT_LT(Clock::now() - start, kDeadline);
+}
+
+TEST_F(ChildProcessLinuxTest, KeepsWhatJustFitsTheBound) {
+  const ChildOutput result = Run("head -c 1048576 /dev/zero");
+  EXPECT_FALSE(result.cut);
+  EXPECT_EQ(result.output.size(), ChildProcess::kMaximumOutput);
+}
+
+TEST_F(ChildProcessLinuxTest, DropsWhatExceedsTheBoundWhenCollectingToTheEnd) {
+  const ChildOutput result = Shell("head -c 5000000 /dev/zero; echo done >&2")->CollectToEnd();
+  EXPECT_TRUE(result.cut);
+  EXPECT_EQ(result.output.size(), ChildProcess::kMaximumOutput);
+  EXPECT_EQ(result.error, "done\n");
+}
+
+TEST_F(ChildProcessLinuxTest, LeavesStandardErrorAloneWhenAsked) {
+  testing::internal::CaptureStderr();
+  auto child =
+      fLauncher.Launch({"/bin/sh", {"-c", "echo err >&2"}, {}, ChildProcessRequest::ErrorStream::kInherit});
+  const ChildOutput result = child->CollectToEnd();
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), "err\n");
+  EXPECT_EQ(result.error, "");
+}
+
+TEST_F(ChildProcessLinuxTest, TerminateEndsACollectionWithoutADeadline) {
+  auto child = Shell("sleep 1000 & echo $!; wait");
+  ChildOutput result;
+  std::thread collector([&] { result = child->CollectToEnd(); });
+  std::this_thread::sleep_for(50ms);
+  child->Terminate();
+  collector.join();
+  if (!result.output.empty()) {
+    EXPECT_TRUE(Eventually([&] { return !IsAlive(std::stoi(result.output)); }));
+  }
+}
+
+TEST_F(ChildProcessLinuxTest, TerminateSparesWhatAnEndedChildLeftRunning) {
+  auto child = Shell("sleep 1000 & echo $!");
+  ChildOutput result;
+  std::thread collector([&] { result = child->CollectToEnd(); });
+  EXPECT_TRUE(Eventually([] { return !HasAnyChild(); }));  // the shell is gone and reaped
+  child->Terminate();
+  collector.join();
+  ASSERT_FALSE(result.output.empty());
+  EXPECT_TRUE(IsAlive(std::stoi(result.output)));
+  ::kill(std::stoi(result.output), SIGKILL);
+}
+
+TEST_F(ChildProcessLinuxTest, EndsAChildThatNobodyCollected) {
+  Shell("exec sleep 1000").reset();
+}
+
+TEST_F(ChildProcessLinuxTest, SurvivesAProgramThatIgnoresItsChildrensEnd) {
+  const auto before = ::signal(SIGCHLD, SIG_IGN);
+  const ChildOutput result = Run("echo out");
+  ::signal(SIGCHLD, before);
+  EXPECT_EQ(result.output, "out\n");
+  EXPECT_FALSE(result.timedOut);
+}
+
+TEST_F(ChildProcessLinuxTest, LeavesOtherChildrenToOthers) {
+  const pid_t other = ::fork();
+  if (other == 0) ::_exit(7);
+  Run("true");
+  int status = 0;
+  EXPECT_EQ(::waitpid(other, &status, 0), other);
+  EXPECT_EQ(WEXITSTATUS(status), 7);
+}
+
+TEST_F(ChildProcessLinuxTest, AnswersNullWhenTheProgramCannotBeStarted) {
+  EXPECT_EQ(fLauncher.Launch({"/nonexistent/program", {}, {}, {}}), nullptr);
+  EXPECT_EQ(fLauncher.Launch({"/etc/passwd", {}, {}, {}}), nullptr);
+}
+
+TEST_F(ChildProcessLinuxTest, TellsExecutableFilesFromOthers) {
+  EXPECT_TRUE(fLauncher.IsExecutableFile("/bin/sh"));
+  EXPECT_FALSE(fLauncher.IsExecutableFile("/etc/passwd"));
+  EXPECT_FALSE(fLauncher.IsExecutableFile("/bin"));
+  EXPECT_FALSE(fLauncher.IsExecutableFile("/nonexistent"));
+}
+
+TEST_F(ChildProcessLinuxTest, ReapsAnAdoptedChildOnceItHasEnded) {
+  vorn::ChildReaper reaper;
+  const pid_t child = ::fork();
+  if (child == 0) {
+    ::pause();
+    ::_exit(0);
+  }
+  reaper.Adopt(child);
+  EXPECT_EQ(reaper.Sweep(), 1U);
+  ::kill(child, SIGKILL);
+  EXPECT_TRUE(Eventually([&] { return reaper.Sweep() == 0; }));
+}
+
+}  // namespace
