@@ -1,0 +1,100 @@
+"""The announcements of the units: python3-zeroconf for some, static files of the far avahi-daemon for hundreds."""
+
+import asyncio
+import os
+import xml.sax.saxutils
+
+from zeroconf import IPVersion, ServiceInfo
+from zeroconf.asyncio import AsyncZeroconf
+
+from .namespaces import FAR_ADDRESS, STATE
+
+TYPE = "_http._tcp.local."
+AVAHI = f"{STATE}/etc-avahi"
+
+
+class ZeroconfAnnouncer:
+    def __init__(self):
+        self._zeroconf = None
+        self._infos = {}
+
+    async def open(self):
+        self._zeroconf = AsyncZeroconf(interfaces=[FAR_ADDRESS], ip_version=IPVersion.V4Only)
+        await self._zeroconf.zeroconf.async_wait_for_start()
+
+    async def announce(self, unit):
+        info = ServiceInfo(
+            TYPE, f"{unit.name}.{TYPE}", port=unit.port, properties=unit.txt_record(),
+            server=f"{unit.host}.local.", parsed_addresses=[unit.address],
+        )
+        self._infos[unit.id] = info
+        broadcast = await self._zeroconf.async_register_service(info, cooperating_responders=True)
+        broadcast.add_done_callback(lambda task: task.cancelled() or task.exception())
+
+    async def goodbye(self, unit):
+        info = self._infos.pop(unit.id, None)
+        if info is not None:
+            farewell = await self._zeroconf.async_unregister_service(info)
+            farewell.add_done_callback(lambda task: task.cancelled() or task.exception())
+
+    async def fall_silent(self, unit):
+        """Answers no question about the unit any more, without a goodbye."""
+        info = self._infos.pop(unit.id, None)
+        if info is not None:
+            self._zeroconf.zeroconf.registry.async_remove(info)
+
+    async def close(self):
+        if self._zeroconf is not None:
+            await self._zeroconf.async_close()
+
+
+class AvahiAnnouncer:
+    """Announces through static service and host files; changes take effect when the far responder reads them."""
+
+    def __init__(self, responder):
+        self._responder = responder
+        self._hosts = {}
+
+    async def announce_all(self, units):
+        for unit in units:
+            self._write(unit)
+        await self._reload()
+
+    async def announce(self, unit):
+        await self.announce_all([unit])
+
+    async def goodbye(self, unit):
+        try:
+            os.unlink(self._path(unit))
+        except FileNotFoundError:
+            return
+        self._hosts.pop(unit.id, None)
+        await self._reload()
+
+    async def fall_silent(self, unit):
+        raise ValueError(f"unit {unit.id} is announced by avahi, which never leaves without a goodbye")
+
+    async def _reload(self):
+        with open(f"{AVAHI}/hosts.new", "w") as file:
+            file.writelines(sorted(set(self._hosts.values())))
+        os.rename(f"{AVAHI}/hosts.new", f"{AVAHI}/hosts")
+        if self._responder.running:
+            self._responder.reload()
+
+    def _write(self, unit):
+        self._hosts[unit.id] = f"{unit.address} {unit.host}.local\n"
+        escape = xml.sax.saxutils.escape
+        items = "".join(
+            f"<txt-record>{escape(key)}={escape(value)}</txt-record>" for key, value in unit.txt_record().items()
+        )
+        text = (
+            f'<?xml version="1.0" standalone="no"?><!DOCTYPE service-group SYSTEM "avahi-service.dtd">'
+            f"<service-group><name>{escape(unit.name)}</name><service><type>_http._tcp</type>"
+            f"<host-name>{unit.host}.local</host-name><port>{unit.port}</port>{items}</service></service-group>"
+        )
+        with open(self._path(unit), "w") as file:
+            file.write(text)
+
+    @staticmethod
+    def _path(unit):
+        return f"{AVAHI}/services/{unit.id}.service"

@@ -1,0 +1,51 @@
+"""What a program in the studio finds around it: folders of its own, the private bus, the stand-in for the browser."""
+
+import os
+import pathlib
+
+from .bus import ADDRESS
+from .namespaces import STATE
+from .updateserver import ROOT
+
+HOME = f"{STATE}/home"
+BIN = f"{STATE}/bin"
+RUNTIME = f"{STATE}/runtime"
+SETTINGS = f"{HOME}/.config/vorn-device-finder/settings.conf"
+BROWSERS = ("xdg-open", "x-www-browser", "sensible-browser")
+
+
+def prepare():
+    """Makes the folders, the settings that name the studio's update server, and the browser's stand-in."""
+    for folder in (HOME, RUNTIME, os.path.dirname(SETTINGS)):
+        os.makedirs(folder, mode=0o700, exist_ok=True)
+    with open(os.open(SETTINGS, os.O_CREAT | os.O_WRONLY, 0o600), "w") as file:
+        file.write(f"[General]\nupdateServerRoot={ROOT}\n")
+    os.makedirs(BIN)
+    package = pathlib.Path(__file__).resolve().parent.parent
+    script = f'#!/bin/sh\nPYTHONPATH="{package}" exec /usr/bin/python3 -m vornstudio.browser "$@"\n'
+    for name in BROWSERS:
+        with open(os.open(f"{BIN}/{name}", os.O_CREAT | os.O_WRONLY, 0o755), "w") as file:
+            file.write(script)
+
+
+def of(given):
+    """The environment of a program: the caller's, with everything of the real user's home taken out of reach."""
+    kept = {name: value for name, value in given.items() if not name.lower().endswith("_proxy")}
+    authority = f"{given.get('HOME', '')}/.Xauthority"
+    if "XAUTHORITY" not in kept and os.path.exists(authority):
+        kept["XAUTHORITY"] = authority
+    runtime = kept.get("XDG_RUNTIME_DIR", "")
+    return {
+        **kept,
+        "HOME": HOME,
+        "XDG_CONFIG_HOME": f"{HOME}/.config",
+        "XDG_DATA_HOME": f"{HOME}/.local/share",
+        "XDG_STATE_HOME": f"{HOME}/.local/state",
+        "XDG_CACHE_HOME": f"{HOME}/.cache",
+        "XDG_RUNTIME_DIR": runtime if os.access(runtime, os.W_OK) else RUNTIME,
+        "PATH": f"{BIN}:{kept.get('PATH', '/usr/bin:/bin')}",
+        "BROWSER": f"{BIN}/{BROWSERS[0]}",
+        "DBUS_SYSTEM_BUS_ADDRESS": ADDRESS,
+        "VORN_STUDIO": "1",
+        "VORN_STUDIO_UPDATE_ROOT": ROOT,
+    }

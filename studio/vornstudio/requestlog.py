@@ -1,0 +1,33 @@
+"""The record of everything that happened in the studio: connections, requests, actions, opened pages."""
+
+import json
+import sys
+import time
+
+
+class RequestLog:
+    """Entries are dictionaries with "t", seconds of the monotonic clock, and "event"; kept, and written as JSON lines.
+
+    A request's entry appears when its header has arrived whole and gets its
+    "status" when the answer is decided, so the file, unlike the memory, holds it
+    from that moment on.
+    """
+
+    def __init__(self, file=None):
+        self.entries = []
+        self._file = file
+
+    def add(self, event, **fields):
+        entry = {"t": time.monotonic(), "event": event, **fields}
+        self.entries.append(entry)
+        if event != "request":
+            self.write(entry)
+        return entry
+
+    def write(self, entry):
+        if self._file:
+            try:
+                print(json.dumps(entry, ensure_ascii=False), file=self._file, flush=True)
+            except OSError as error:
+                print(f"studio: the log cannot be written: {error}", file=sys.stderr)
+                self._file = None
