@@ -1,0 +1,170 @@
+#include "platform/linux/IniUserDefaults.h"
+
+#include <QtCore/QCoreApplication>
+#include <QtCore/QTimer>
+
+#include <algorithm>
+#include <unordered_map>
+#include <utility>
+
+#include "foundation/Console.h"
+#include "platform/linux/SettingsFile.h"
+#include "platform/linux/UserFolders.h"
+
+namespace vorn {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+optional<bool> ToBool(std::string text) {
+  for (char& c : text) {
+    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
+  }
+  for (const char* word : {"true", "yes", "on", "1"}) {
+    if (text == word) return true;
+  }
+  for (const char* word : {"false", "no", "off", "0"}) {
+    if (text == word) return false;
+  }
+  return {};
+}
+
+// A comma in a text that was written by hand without quotes reads as an array.
+std::string JoinedText(const SettingsFile::Value& value) {
+  std::string text = value.front();
+  for (std::size_t i = 1; i < value.size(); ++i) text += "," + value[i];
+  return text;
+}
+
+}  // namespace
+
+class IniUserDefaults::Impl {
+ public:
+  Impl(std::filesystem::path path, Timing timing) : fTiming(timing), fFile(std::move(path)) {
+    fTimer.setSingleShot(true);
+    QObject::connect(&fTimer, &QTimer::timeout, &fTimer, [this] { Synchronize(); });
+    Synchronize();
+  }
+
+  [[nodiscard]] const SettingsFile::Value* Find(const std::string& key) const {
+    const auto found = fValues.find(key);
+    return found == fValues.end() || found->second.empty() ? nullptr : &found->second;
+  }
+
+  void Set(const std::string& key, SettingsFile::Value value) {
+    const auto stored = fValues.find(key);
+    if (stored != fValues.end() && stored->second == value) return;
+    fUnsaved[key] = value;
+    fValues[key] = std::move(value);
+    SaveSoon();
+  }
+
+  bool Synchronize() {
+    fTimer.stop();
+    if (!fUnsaved.empty()) fLastSave = Clock::now();
+    const auto outcome = fFile.Synchronize(fUnsaved, fValues);
+    for (const auto& [key, value] : fUnsaved) fValues[key] = value;
+    if (outcome == SettingsFile::Outcome::kSaved) {
+      fUnsaved.clear();
+      if (std::exchange(fFailureTold, false)) WriteToConsole("Settings are saved again");
+      return true;
+    }
+    if (outcome == SettingsFile::Outcome::kFailed) TellFailure();
+    StartTimer(outcome == SettingsFile::Outcome::kBusy ? fTiming.pause : fTiming.retryAfter);
+    return false;
+  }
+
+  std::unordered_map<std::string, bool> fRegisteredBools;
+  std::unordered_map<std::string, std::string> fRegisteredTexts;
+
+ private:
+  void SaveSoon() {
+    if (!QCoreApplication::instance()) {
+      Synchronize();
+      return;
+    }
+    const auto sinceLast = std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - fLastSave);
+    const auto wait = std::max(fTiming.pause - sinceLast, std::chrono::milliseconds(0));
+    const bool isSooner = !fTimer.isActive() || fTimer.remainingTimeAsDuration() > wait;
+    if (isSooner) StartTimer(wait);
+  }
+
+  void StartTimer(std::chrono::milliseconds wait) {
+    if (QCoreApplication::instance()) fTimer.start(wait);
+  }
+
+  void TellFailure() {
+    if (std::exchange(fFailureTold, true)) return;
+    WriteToConsole("Settings cannot be saved to " + fFile.Path().string() + " (" + fFile.Failure() +
+                   "); they are kept in memory until they can");
+  }
+
+  Timing fTiming;
+  SettingsFile fFile;
+  SettingsFile::Values fValues;   ///< what is read: the file's values under the unsaved ones
+  SettingsFile::Values fUnsaved;  ///< changes that the file does not hold yet
+  QTimer fTimer;                  ///< runs while a save is due; never without an application object
+  Clock::time_point fLastSave = Clock::now() - fTiming.pause;  ///< the first change need not wait
+  bool fFailureTold = false;  ///< until the next success
+};
+
+std::filesystem::path UserSettingsPath() {
+  const auto folder = UserConfigFolder();
+  return folder.empty() ? folder : folder / "vorn-device-finder" / "settings.conf";
+}
+
+IniUserDefaults::IniUserDefaults(const std::filesystem::path& path) : IniUserDefaults(path, Timing()) {}
+
+IniUserDefaults::IniUserDefaults(const std::filesystem::path& path, Timing timing)
+    : fImpl(std::make_unique<Impl>(path, timing)) {}
+
+IniUserDefaults::~IniUserDefaults() {
+  fImpl->Synchronize();
+}
+
+void IniUserDefaults::RegisterBool(const std::string& key, bool value) {
+  fImpl->fRegisteredBools[key] = value;
+}
+
+void IniUserDefaults::RegisterString(const std::string& key, const std::string& value) {
+  fImpl->fRegisteredTexts[key] = value;
+}
+
+bool IniUserDefaults::GetBool(const std::string& key) const {
+  if (const auto* value = fImpl->Find(key)) {
+    if (const auto stored = ToBool(value->front())) return *stored;
+  }
+  const auto registered = fImpl->fRegisteredBools.find(key);
+  return registered != fImpl->fRegisteredBools.end() && registered->second;
+}
+
+optional<std::string> IniUserDefaults::GetString(const std::string& key) const {
+  if (const auto* value = fImpl->Find(key)) return JoinedText(*value);
+  const auto registered = fImpl->fRegisteredTexts.find(key);
+  if (registered == fImpl->fRegisteredTexts.end()) return {};
+  return registered->second;
+}
+
+optional<std::vector<std::string>> IniUserDefaults::GetStringArray(const std::string& key) const {
+  const auto* value = fImpl->Find(key);
+  if (!value) return {};
+  return *value;
+}
+
+void IniUserDefaults::SetBool(const std::string& key, bool value) {
+  fImpl->Set(key, {value ? "true" : "false"});
+}
+
+void IniUserDefaults::SetString(const std::string& key, const std::string& value) {
+  fImpl->Set(key, {value});
+}
+
+void IniUserDefaults::SetStringArray(const std::string& key, const std::vector<std::string>& value) {
+  fImpl->Set(key, value);
+}
+
+bool IniUserDefaults::Synchronize() {
+  return fImpl->Synchronize();
+}
+
+}  // namespace vorn
