@@ -32,17 +32,13 @@ class World:
         self.near_responder = Responder(near, children, "near0", ipv6)
 
     async def open(self, near_bus, near_responder):
-        async def far():
-            await self.far_bus.start()
-            await self.far_responder.start()
-
         async def near():
             if near_bus:
                 await self.near_bus.start()
             if near_bus and near_responder:
                 await self.near_responder.start()
 
-        await asyncio.gather(far(), near())
+        await asyncio.gather(self.far_bus.start(), near())
 
 
 class Inside:
@@ -64,6 +60,7 @@ class Inside:
         self._receiver.open()
         await self._world.open(self._scenario.bus, self._scenario.responder)
         await self._director.open()
+        await self._world.far_responder.start()  # the static services stand by now
 
     async def handle(self, message, descriptors):
         name = "_op_" + message.get("op", "")

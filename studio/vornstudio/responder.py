@@ -16,6 +16,7 @@ enable-dbus=yes
 [wide-area]
 enable-wide-area=no
 [publish]
+publish-addresses={addresses}
 publish-hinfo=no
 publish-workstation=no
 """
@@ -35,7 +36,11 @@ class Responder:
         self.lines = []
         self._path = f"{STATE}/{side.name}-responder.conf"
         with open(self._path, "w") as file:
-            file.write(CONFIGURATION.format(host=side.name, interface=interface, ipv6="yes" if ipv6 else "no"))
+            # The far side's addresses belong to the units, whose names are in the static hosts.
+            addresses = "yes" if side.name == "near" else "no"
+            ipv6_word = "yes" if ipv6 else "no"
+            file.write(CONFIGURATION.format(
+                host=side.name, interface=interface, ipv6=ipv6_word, addresses=addresses))
 
     @property
     def running(self):
