@@ -1,0 +1,42 @@
+#pragma once
+
+#include <cstddef>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "foundation/Optional.h"
+
+namespace vorn {
+
+/// The kernel's network interfaces as its device tree shows them. Reads anew
+/// at each call; any thread.
+class KernelLinks {
+ public:
+  explicit KernelLinks(std::filesystem::path root = "/sys/class/net");
+
+  /// Whether the text can be an interface's name at all: names from elsewhere
+  /// end up in paths and fixed-size records.
+  [[nodiscard]] static bool IsName(const std::string& name);
+
+  /// The names in the order of the interfaces' indexes; empty optional when
+  /// the tree is not there.
+  [[nodiscard]] optional<std::vector<std::string>> NamesByIndex() const;
+
+  [[nodiscard]] bool Exists(const std::string& name) const;
+
+  /// Whether there is a device behind the interface; the loopback, bridges,
+  /// tunnels and pairs have none.
+  [[nodiscard]] bool HasHardware(const std::string& name) const;
+
+  [[nodiscard]] bool IsWireless(const std::string& name) const;
+
+  [[nodiscard]] std::size_t CountTransmitQueues(const std::string& name) const;
+
+ private:
+  [[nodiscard]] bool Has(const std::string& name, const char* entry) const;
+
+  std::filesystem::path fRoot;
+};
+
+}  // namespace vorn
