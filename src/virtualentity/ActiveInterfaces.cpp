@@ -1,0 +1,37 @@
+#include "virtualentity/ActiveInterfaces.h"
+
+#include <cstddef>
+
+#include "virtualentity/UTF8Text.h"
+
+namespace vorn {
+namespace {
+
+constexpr const char* kListing = "avbutil --virtual-audio list | awk 'f;/interface/{f=1}'";
+
+std::string Trimmed(const std::string& text) {
+  const auto first = text.find_first_not_of(" \t");
+  if (first == std::string::npos) return {};
+  return text.substr(first, text.find_last_not_of(" \t") - first + 1);
+}
+
+}  // namespace
+
+ChildProcessRequest ActiveInterfacesRequest(const AVBTool& tool) {
+  return {tool.shell, {"-c", kListing}, tool.environment, ChildProcessRequest::ErrorStream::kPipe};
+}
+
+optional<std::vector<std::string>> ReadActiveInterfaces(const ChildOutput& answer) {
+  if (answer.timedOut || answer.cut || !answer.error.empty() || !IsUTF8(answer.output)) return {};
+  std::vector<std::string> names;
+  if (answer.output.empty()) return names;
+  const std::string text = WithoutLastCharacter(answer.output);  // the final newline
+  for (std::size_t start = 0; start != std::string::npos;) {
+    const auto end = text.find('\n', start);
+    names.push_back(Trimmed(text.substr(start, end - start)));
+    start = end == std::string::npos ? end : end + 1;
+  }
+  return names;
+}
+
+}  // namespace vorn

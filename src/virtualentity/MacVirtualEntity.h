@@ -1,0 +1,91 @@
+#pragma once
+
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "foundation/Optional.h"
+#include "platform/AVBCapability.h"
+#include "platform/ChildProcess.h"
+#include "platform/Dispatch.h"
+#include "platform/NetworkServices.h"
+#include "virtualentity/AVBTool.h"
+#include "virtualentity/ActionSender.h"
+#include "virtualentity/MenuItemDescription.h"
+#include "virtualentity/RunningTools.h"
+
+namespace vorn {
+
+/// The workstation's own virtual audio entity: shows on which interfaces it is
+/// enabled, and switches it per interface through the system's AVB tool.
+///
+/// Failures are told to nobody: an enumeration that fails leaves no submenu, a
+/// toggle that fails leaves the item as it was chosen.
+///
+/// Enumerations may run beside each other: each works on lists of its own and
+/// publishes them whole, so the object, and the menu item, show one
+/// enumeration's result or another's, never a mixture.
+class MacVirtualEntity {
+ public:
+  /// The collaborators outlive the object and every job it posted, so the
+  /// dispatch is destroyed before the others.
+  MacVirtualEntity(Dispatch& dispatch, ChildProcessLauncher& launcher, NetworkServices& services,
+                   AVBCapability& capability, AVBTool tool = {});
+  MacVirtualEntity(const MacVirtualEntity&) = delete;
+  MacVirtualEntity& operator=(const MacVirtualEntity&) = delete;
+
+  /// Toggles in progress get as long as a listing to end, then are terminated.
+  /// No enumeration may be in progress (hold the object in the job that calls).
+  ~MacVirtualEntity();
+
+  /// Finds the capable interfaces, reads which of them are enabled, and
+  /// installs a submenu with one item for each on the menu item that is set
+  /// then. True when a submenu was installed; without a capable interface, or
+  /// a usable answer of the tool, there is none.
+  ///
+  /// Any background thread but those of high priority; blocks for at least the
+  /// tool's patience (one second).
+  bool EnumerateAVBInterfaces();
+
+  /// Asks the tool which interfaces are enabled; true when its answer was
+  /// usable. Threads and blocking as above.
+  bool DetermineActiveVirtualEntities();
+
+  /// Flips the sender's check mark at once and runs the tool accordingly in the
+  /// background. Toggles run beside each other in no particular order. A
+  /// sender that is no menu item, or null, changes nothing.
+  /// User-interface thread; does not block.
+  void EnableDisableVirtualAudio(ActionSender* sender);
+
+  /// The item that submenus are installed on. Any thread.
+  [[nodiscard]] std::shared_ptr<MenuItemDescription> VirtualEntityMenuItem() const;
+  void SetVirtualEntityMenuItem(std::shared_ptr<MenuItemDescription> item);
+
+  /// The capable interfaces of the last enumeration: the service's name, ":",
+  /// the interface's. Any thread.
+  [[nodiscard]] std::vector<std::string> AVBInterfaces() const;
+
+  /// The interfaces that the tool named in the last query; empty from the
+  /// query's start. Any thread.
+  [[nodiscard]] std::vector<std::string> EnabledAVBInterfaces() const;
+
+ private:
+  optional<std::vector<std::string>> QueryActiveInterfaces();
+  optional<ChildOutput> RunListing();
+  optional<std::vector<std::string>> FindCapableInterfaces();
+
+  Dispatch& fDispatch;
+  ChildProcessLauncher& fLauncher;
+  NetworkServices& fServices;
+  AVBCapability& fCapability;
+  const AVBTool fTool;
+  const std::shared_ptr<RunningTools> fToggles;  // shared with the jobs that have not run yet
+
+  mutable std::mutex fMutex;  // guards everything below; never held while anything is asked
+  std::vector<std::string> fAVBInterfaces;
+  std::vector<std::string> fEnabledAVBInterfaces;
+  std::shared_ptr<MenuItemDescription> fVirtualEntityMenuItem;
+};
+
+}  // namespace vorn
