@@ -5,6 +5,7 @@
 
 #include "foundation/Log.h"
 
+namespace vorn::app {
 namespace {
 
 void CallGuarded(const std::function<void()>& handler) {
@@ -23,7 +24,7 @@ void CallGuarded(const std::function<void()>& handler) {
 
 }  // namespace
 
-vorn::RunLoop::SourceId QtRunLoop::AddSource(int descriptor, std::function<void()> handler) {
+RunLoop::SourceId QtRunLoop::AddSource(int descriptor, std::function<void()> handler) {
   const SourceId id = fNextId++;
   auto notifier = std::make_unique<QSocketNotifier>(descriptor, QSocketNotifier::Read);
   // The connection owns the handler and outlives a removal from inside it.
@@ -42,3 +43,5 @@ void QtRunLoop::RemoveSource(SourceId source) {
   notifier->setParent(&fRetired);
   notifier->deleteLater();
 }
+
+}  // namespace vorn::app

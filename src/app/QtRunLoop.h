@@ -8,6 +8,8 @@
 
 #include "foundation/RunLoop.h"
 
+namespace vorn::app {
+
 /// The toolkit's event loop as a run loop of the core, so that timers and
 /// descriptors of the main thread are served by it, in open menus and modal
 /// dialogs too.
@@ -27,3 +29,5 @@ class QtRunLoop final : public vorn::RunLoop {
   std::map<SourceId, std::unique_ptr<QSocketNotifier>> fSources;
   SourceId fNextId = 1;
 };
+
+}  // namespace vorn::app

@@ -16,6 +16,7 @@
 #include "foundation/RunLoopTimer.h"
 #include "foundation/WorkLoop.h"
 
+namespace vorn::app {
 namespace {
 
 using namespace std::chrono_literals;
@@ -142,3 +143,4 @@ TEST_F(QtRunLoopTest, KeepsExceptionsOutOfTheToolkit) {
 }
 
 }  // namespace
+}  // namespace vorn::app

@@ -1,0 +1,269 @@
+#include "app/AppDelegate.h"
+
+#include <QAction>
+#include <QMenu>
+#include <algorithm>
+#include <utility>
+
+#include "app/Identity.h"
+#include "devicelist/Entry.h"
+#include "foundation/Console.h"
+#include "foundation/Strings.h"
+#include "ui/DeviceListListener.h"
+
+namespace vorn::app {
+namespace {
+
+using DeviceList::ExtendedDeviceInfo;
+
+constexpr char kShowSwitches[] = "showSwitches";
+constexpr char kNotify[] = "notify";
+constexpr char kAlreadyRun[] = "AlreadyRun";
+
+constexpr char kDriverModel[] = "driver";
+constexpr char kDriverName[] = "Vorn AVB Driver";
+constexpr char kReleaseChannel[] = "release";
+
+constexpr char kVirtualEntityTitle[] = "Launch Mac Virtual Entity";
+constexpr int kVirtualEntityIndex = 3;
+constexpr int kItemLength = 19;
+
+}  // namespace
+
+AppDelegate::AppDelegate(AppDelegateEnvironment& environment)
+    : fEnvironment(environment), fAlive(std::make_shared<AppDelegate*>(this)) {}
+
+AppDelegate::~AppDelegate() {
+  fAlive.reset();
+  fDeviceList.reset();
+  fController.reset();  // before what it calls on its way out
+  fStatusMenu.reset();
+  // A job may still hold the entity; what belongs to the main thread stays here.
+  if (fVirtualEntity) fVirtualEntity->setFVirtualEntityMenuItem(nullptr);
+}
+
+void AppDelegate::applicationDidFinishLaunching(const ActivationRequest* launchNotification) {
+  if (launchNotification) {
+    fEnvironment.handleNotificationActivation(launchNotification->address,
+                                              launchNotification->activationToken);
+    fEnvironment.terminate();
+    return;
+  }
+  fLogic = fEnvironment.makeNotificationLogic();
+  fAppVersion = SlowConvertFromStringAllowRemainder<FirmwareVersion>(fEnvironment.bundleVersion());
+  makeFirmwarePoller();
+  fVirtualEntity = fEnvironment.makeVirtualEntity();
+  fDefaults = &fEnvironment.standardUserDefaults();
+  fDefaults->RegisterBool(kShowSwitches, false);
+  fDefaults->RegisterBool(kNotify, true);
+  fListeners.clear();
+  makeDeviceList();
+  makeStatusItem();
+  enableLoginItemOnFirstRun();
+  fController.reset();
+  fStatusMenu = fEnvironment.makeStatusMenu(*this, *fItem);
+}
+
+void AppDelegate::makeFirmwarePoller() {
+  auto checkDriver = onMain([](AppDelegate& self) { self.maybeNotifyDriver(); });
+  auto& queues = fEnvironment.dispatch();
+  fAppPoller = fEnvironment.makeFirmwarePoller(
+      kDriverModel, kReleaseChannel, [&queues, check = std::move(checkDriver)] { queues.AsyncMain(check); });
+}
+
+void AppDelegate::makeDeviceList() {
+  auto& queues = fEnvironment.dispatch();
+  const std::weak_ptr<AppDelegate*> alive = fAlive;
+  auto publish = [&queues, alive](std::vector<ExtendedDeviceInfo> list) {
+    queues.AsyncMain([alive, list = std::move(list)]() mutable {
+      if (const auto self = alive.lock()) (*self)->takeList(std::move(list));
+    });
+  };
+  auto hint = [&queues, alive](ui::DiscoveryHint newHint) {
+    queues.AsyncMain([alive, newHint] {
+      if (const auto self = alive.lock()) (*self)->takeHint(newHint);
+    });
+  };
+  fDeviceList = fEnvironment.makeDeviceList(std::move(publish), std::move(hint));
+}
+
+void AppDelegate::makeStatusItem() {
+  fItem = fEnvironment.makeStatusItem(kItemLength);
+  fStatusView = fEnvironment.makeStatusView(*fItem);
+  fStatusView->setAction([this] { togglePanel(); });
+}
+
+void AppDelegate::enableLoginItemOnFirstRun() {
+  if (fDefaults->GetBool(kAlreadyRun)) return;
+  setLaunchOnLogin(true);
+  fDefaults->SetBool(kAlreadyRun, true);
+}
+
+std::function<void()> AppDelegate::onMain(std::function<void(AppDelegate&)> work) {
+  return [alive = std::weak_ptr<AppDelegate*>(fAlive), call = std::move(work)] {
+    if (const auto self = alive.lock()) call(**self);
+  };
+}
+
+void AppDelegate::takeList(std::vector<ExtendedDeviceInfo> list) {
+  fCurrList = std::move(list);
+  if (notify()) fLogic->MaybeNotify(fCurrList);
+  updateClients();
+}
+
+void AppDelegate::takeHint(ui::DiscoveryHint hint) {
+  fHint = hint;
+  if (fController) fController->setHint(fHint);
+}
+
+std::vector<ExtendedDeviceInfo> AppDelegate::currList() {
+  auto list = fCurrList;
+  if (!showSwitches()) {
+    std::erase_if(list, [](const ExtendedDeviceInfo& unit) { return unit.type == DeviceList::kTypeSwitch; });
+  }
+  return list;
+}
+
+void AppDelegate::updateClients() {
+  const auto list = currList();
+  fStatusView->setActive(!list.empty());
+  // By index, with the count read anew: a listener may come or go meanwhile.
+  for (std::size_t i = 0; i < fListeners.size(); ++i) fListeners[i].listener->updateDeviceList(list);
+}
+
+void AppDelegate::addListener(ui::DeviceListListener* listener) {
+  listener->updateDeviceList(currList());
+  const auto isThis = [listener](const Registration& other) { return other.listener == listener; };
+  if (std::any_of(fListeners.begin(), fListeners.end(), isThis)) return;
+  auto item = std::make_shared<QAction>(QString::fromLatin1(kVirtualEntityTitle));
+  fListeners.push_back({listener, std::move(item), fNextRegistration++});
+  offerVirtualEntity(fListeners.back());
+}
+
+void AppDelegate::offerVirtualEntity(Registration& registration) {
+  fVirtualEntity->setFVirtualEntityMenuItem(registration.menuItem);
+  auto insert =
+      onMain([number = registration.number](AppDelegate& self) { self.insertVirtualEntityItem(number); });
+  auto& queues = fEnvironment.dispatch();
+  queues.AsyncBackground(Dispatch::Priority::kDefault,
+                         [&queues, entity = fVirtualEntity, insertItem = std::move(insert)] {
+                           if (entity->EnumerateAVBInterfaces()) queues.AsyncMain(insertItem);
+                         });
+}
+
+void AppDelegate::insertVirtualEntityItem(std::uint64_t number) {
+  const auto isIt = [number](const Registration& other) { return other.number == number; };
+  const auto found = std::find_if(fListeners.begin(), fListeners.end(), isIt);
+  if (found == fListeners.end()) return;  // closed meanwhile
+  QMenu* menu = found->listener->menu();
+  if (menu) menu->insertAction(menu->actions().value(kVirtualEntityIndex), found->menuItem.get());
+}
+
+void AppDelegate::removeListener(ui::DeviceListListener* listener) {
+  std::erase_if(fListeners, [listener](const Registration& other) { return other.listener == listener; });
+}
+
+bool AppDelegate::showSwitches() {
+  return fDefaults->GetBool(kShowSwitches);
+}
+
+void AppDelegate::setShowSwitches(bool shown) {
+  fDefaults->SetBool(kShowSwitches, shown);
+  fEnvironment.dispatch().AsyncMain(onMain([](AppDelegate& self) { self.updateClients(); }));
+}
+
+bool AppDelegate::notify() {
+  return fDefaults->GetBool(kNotify);
+}
+
+void AppDelegate::setNotify(bool enabled) {
+  fDefaults->SetBool(kNotify, enabled);
+  fEnvironment.dispatch().AsyncMain(onMain([](AppDelegate& self) { self.notifyOfKnownUpdates(); }));
+}
+
+void AppDelegate::notifyOfKnownUpdates() {
+  if (!notify()) return;
+  fLogic->MaybeNotify(fCurrList);
+  maybeNotifyDriver();
+}
+
+void AppDelegate::setPanelVisible(bool visible) {
+  if (visible == panelVisible()) return;
+  if (visible) {
+    showPanel();
+  } else {
+    hidePanel();
+  }
+}
+
+void AppDelegate::showPanel() {
+  fStatusView->setHighlight(true);
+  fController = fEnvironment.makePanel(*this, *fItem);
+  fController->setHint(fHint);
+  fController->show();
+}
+
+void AppDelegate::hidePanel() {
+  fStatusView->setHighlight(false);
+  const auto closing = std::move(fController);  // hidden from here on, for whoever asks while it closes
+  closing->close();
+}
+
+void AppDelegate::togglePanel() {
+  setPanelVisible(!panelVisible());
+}
+
+void AppDelegate::maybeNotifyDriver() {
+  if (!notify()) return;
+  ExtendedDeviceInfo driver;
+  driver.name = std::string(kDriverName);
+  driver.type = kDriverModel;
+  driver.url = Identity::kAVBPage;
+  driver.uid = kDriverModel;
+  driver.firmwareVersion = fAppVersion;
+  if (const auto latest = fAppPoller->GetLatestVersion()) {
+    driver.latestVersion = SlowConvertFromStringAllowRemainder<FirmwareVersion>(*latest);
+  }
+  fLogic->MaybeNotify({driver});
+}
+
+std::string AppDelegate::getLauncherName() {
+  return Identity::kLauncherIdentifier;
+}
+
+void AppDelegate::setLaunchOnLogin(bool enabled) {
+  if (!fEnvironment.loginItems().SetEnabled(getLauncherName(), enabled)) {
+    WriteToConsole("Launch On Login failed");
+  }
+}
+
+bool AppDelegate::launchOnLogin() {
+  const auto job = fEnvironment.loginItems().JobLabelled(getLauncherName());
+  return job && job->onDemand;
+}
+
+bool AppDelegate::appInLoginItems() {
+  return fEnvironment.loginItems().JobLabelled(getLauncherName()).has_value();
+}
+
+void AppDelegate::toggleMacVirtualEntity(QAction* sender) {
+  fVirtualEntity->EnableDisableVirtualAudio(sender);
+}
+
+void AppDelegate::openUrl(const std::string& url) {
+  fEnvironment.openUrl(url, {});
+}
+
+void AppDelegate::quit() {
+  fEnvironment.terminate();
+}
+
+void AppDelegate::handleActivation(const ActivationRequest& request) {
+  if (request.kind == ActivationRequest::Kind::OpenPage) {
+    fEnvironment.handleNotificationActivation(request.address, request.activationToken);
+  } else {
+    setPanelVisible(true);
+  }
+}
+
+}  // namespace vorn::app

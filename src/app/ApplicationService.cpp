@@ -1,0 +1,153 @@
+#include "app/ApplicationService.h"
+
+#include <QDBusArgument>
+#include <QDBusConnectionInterface>
+#include <QDBusMessage>
+#include <QDBusVariant>
+#include <QEventLoop>
+#include <QTimer>
+#include <utility>
+
+namespace vorn::app {
+namespace {
+
+constexpr char kInterface[] = "org.freedesktop.Application";
+constexpr int kAskTimeoutMilliseconds = 3000;
+constexpr std::size_t kMostWaiting = 64;
+
+/// What another start passes on so that our window may take its focus.
+QVariantMap PlatformData(const std::string& activationToken) {
+  if (activationToken.empty()) return {};
+  const auto token = QString::fromStdString(activationToken);
+  return {{QStringLiteral("activation-token"), token}, {QStringLiteral("desktop-startup-id"), token}};
+}
+
+std::string TokenOf(const QVariant& platformData) {
+  const auto data = qdbus_cast<QVariantMap>(platformData);
+  for (const auto* key : {"activation-token", "desktop-startup-id"}) {
+    const auto found = data.constFind(QLatin1String(key));
+    if (found != data.cend() && found->userType() == QMetaType::QString)
+      return found->toString().toStdString();
+  }
+  return {};
+}
+
+/// The one text that an action came with; empty when it is anything else.
+std::string TextParameter(const QVariant& parameters) {
+  const auto list = qdbus_cast<QVariantList>(parameters);
+  if (list.size() != 1) return {};
+  const QVariant& only = list.front();
+  const QVariant value = only.canConvert<QDBusVariant>() ? only.value<QDBusVariant>().variant() : only;
+  return value.userType() == QMetaType::QString ? value.toString().toStdString() : std::string();
+}
+
+/// The request that a method call stands for; empty for one that we do not offer.
+std::optional<ActivationRequest> RequestOf(const QDBusMessage& message) {
+  const auto member = message.member();
+  const auto signature = message.signature();
+  const auto arguments = message.arguments();
+  if (member == QLatin1String("Activate") && signature == QLatin1String("a{sv}")) {
+    return ActivationRequest{ActivationRequest::Kind::Activate, {}, TokenOf(arguments.at(0))};
+  }
+  if (member == QLatin1String("Open") && signature == QLatin1String("asa{sv}")) {
+    return ActivationRequest{ActivationRequest::Kind::ShowDevices, {}, TokenOf(arguments.at(1))};
+  }
+  if (member != QLatin1String("ActivateAction") || signature != QLatin1String("sava{sv}")) return {};
+  const auto action = arguments.at(0).toString();
+  const auto token = TokenOf(arguments.at(2));
+  if (action == QLatin1String(ApplicationService::kShowDevicesAction)) {
+    return ActivationRequest{ActivationRequest::Kind::ShowDevices, {}, token};
+  }
+  if (action == QLatin1String(ApplicationService::kOpenPageAction)) {
+    return ActivationRequest{ActivationRequest::Kind::OpenPage, TextParameter(arguments.at(1)), token};
+  }
+  return {};
+}
+
+}  // namespace
+
+ApplicationService::ApplicationService(QString name, QString objectPath)
+    : fName(std::move(name)), fObjectPath(std::move(objectPath)) {}
+
+ApplicationService::~ApplicationService() {
+  if (!fRegistered) return;
+  auto bus = QDBusConnection::sessionBus();
+  bus.unregisterService(fName);
+  bus.unregisterObject(fObjectPath);
+}
+
+ApplicationService::Claim ApplicationService::claimName() {
+  auto bus = QDBusConnection::sessionBus();
+  if (!bus.isConnected() || !bus.interface()) return Claim::NoBus;
+  fRegistered = bus.registerVirtualObject(fObjectPath, this, QDBusConnection::SingleNode);
+  const auto reply = bus.interface()->registerService(fName, QDBusConnectionInterface::DontQueueService,
+                                                      QDBusConnectionInterface::DontAllowReplacement);
+  if (!reply.isValid()) return Claim::NoBus;
+  return reply.value() == QDBusConnectionInterface::ServiceRegistered ? Claim::Owner : Claim::AnotherRuns;
+}
+
+bool ApplicationService::askOwnerToShow(const std::string& activationToken) {
+  auto call = QDBusMessage::createMethodCall(fName, fObjectPath, QLatin1String(kInterface),
+                                             QStringLiteral("Activate"));
+  call << PlatformData(activationToken);
+  const auto reply = QDBusConnection::sessionBus().call(call, QDBus::Block, kAskTimeoutMilliseconds);
+  return reply.type() == QDBusMessage::ReplyMessage;
+}
+
+std::optional<ActivationRequest> ApplicationService::takeFirstRequest(std::chrono::milliseconds grace) {
+  std::optional<ActivationRequest> first;
+  QEventLoop loop;
+  QTimer::singleShot(grace, &loop, &QEventLoop::quit);
+  setHandler([this, &first, &loop](const ActivationRequest& request) {
+    first = request;
+    fHandler = {};  // what follows waits for the next handler
+    loop.quit();
+  });
+  loop.exec();
+  fHandler = {};
+  return first;
+}
+
+void ApplicationService::setHandler(Handler handler) {
+  fHandler = std::move(handler);
+  QTimer::singleShot(0, this, [this] { deliver(); });
+}
+
+QString ApplicationService::introspect(const QString&) const {
+  return QStringLiteral(
+      "<interface name=\"org.freedesktop.Application\">"
+      "<method name=\"Activate\"><arg type=\"a{sv}\" name=\"platform_data\" direction=\"in\"/></method>"
+      "<method name=\"Open\"><arg type=\"as\" name=\"uris\" direction=\"in\"/>"
+      "<arg type=\"a{sv}\" name=\"platform_data\" direction=\"in\"/></method>"
+      "<method name=\"ActivateAction\"><arg type=\"s\" name=\"action_name\" direction=\"in\"/>"
+      "<arg type=\"av\" name=\"parameter\" direction=\"in\"/>"
+      "<arg type=\"a{sv}\" name=\"platform_data\" direction=\"in\"/></method>"
+      "</interface>");
+}
+
+bool ApplicationService::handleMessage(const QDBusMessage& message, const QDBusConnection& connection) {
+  if (message.type() != QDBusMessage::MethodCallMessage) return false;
+  if (!message.interface().isEmpty() && message.interface() != QLatin1String(kInterface)) return false;
+  auto request = RequestOf(message);
+  if (!request) return false;
+  if (message.isReplyRequired()) connection.send(message.createReply());
+  enqueue(std::move(*request));
+  return true;
+}
+
+void ApplicationService::enqueue(ActivationRequest request) {
+  if (fWaiting.size() >= kMostWaiting) return;
+  fWaiting.push_back(std::move(request));
+  QTimer::singleShot(0, this, [this] { deliver(); });
+}
+
+void ApplicationService::deliver() {
+  while (fHandler && !fWaiting.empty()) {
+    const auto request = std::move(fWaiting.front());
+    fWaiting.pop_front();
+    const auto handler = fHandler;  // it may be exchanged from inside
+    handler(request);
+  }
+}
+
+}  // namespace vorn::app

@@ -1,0 +1,70 @@
+#pragma once
+
+#include <QDBusConnection>
+#include <QDBusVirtualObject>
+#include <chrono>
+#include <deque>
+#include <functional>
+#include <optional>
+
+#include "app/ActivationRequest.h"
+
+namespace vorn::app {
+
+/// The program as others on the session bus see it (org.freedesktop.Application),
+/// and the means by which there is only one of it.
+///
+/// The object stands on the bus before the name is asked for, so a message that
+/// waits for the name finds it. Requests are kept in order until a handler is
+/// set. Messages that do not fit are answered with an error; nothing that
+/// arrives can block, throw or grow without bound.
+///
+/// Main thread, while an application object exists; it survives the exchange of
+/// one application object for another, and what arrives in between waits.
+class ApplicationService final : public QDBusVirtualObject {
+ public:
+  enum class Claim {
+    Owner,        ///< we are the program now
+    AnotherRuns,  ///< somebody else is
+    NoBus,        ///< there is no session bus, so nobody can tell
+  };
+  using Handler = std::function<void(const ActivationRequest&)>;
+
+  /// The parameterised action that opens a page, and the one that shows the panel.
+  static constexpr char kOpenPageAction[] = "open-page";
+  static constexpr char kShowDevicesAction[] = "show-devices";
+
+  ApplicationService(QString name, QString objectPath);
+  ~ApplicationService() override;
+
+  /// Asks the bus for the name; blocks for its answer.
+  [[nodiscard]] Claim claimName();
+
+  /// Asks whoever owns the name to show its panel; blocks for the answer, a
+  /// few seconds at most. False when none came.
+  bool askOwnerToShow(const std::string& activationToken);
+
+  /// The request for whose sake the bus started us; it comes within moments of
+  /// our owning the name. Turns the event loop until it is there, for `grace` at
+  /// most.
+  [[nodiscard]] std::optional<ActivationRequest> takeFirstRequest(std::chrono::milliseconds grace);
+
+  /// From now on requests go to `handler`, those that wait first; from the
+  /// event loop. An empty one lets them wait again.
+  void setHandler(Handler handler);
+
+  QString introspect(const QString& path) const override;
+  bool handleMessage(const QDBusMessage& message, const QDBusConnection& connection) override;
+
+ private:
+  void enqueue(ActivationRequest request);
+  void deliver();
+
+  const QString fName;
+  const QString fObjectPath;
+  Handler fHandler;
+  std::deque<ActivationRequest> fWaiting;  ///< oldest first, at most kMostWaiting
+  bool fRegistered = false;
+};
+
+}  // namespace vorn::app

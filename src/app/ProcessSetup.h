@@ -1,0 +1,15 @@
+#pragma once
+
+namespace vorn::app {
+
+/// Prepares the process for its work: as many descriptors as the system allows
+/// (units need three each), a logger to standard error, coloured only on a
+/// terminal, a quiet DNS-SD library, no death by a closed pipe, HTTP ready.
+/// Main thread, first thing, before any other thread.
+void PrepareProcess();
+
+/// The process's end is near: it leaves with `status` at the latest when a
+/// second has passed, whatever a thread may be stuck in. Main thread.
+void LeaveWithinASecond(int status);
+
+}  // namespace vorn::app

@@ -1,0 +1,27 @@
+#pragma once
+
+#include <QSocketNotifier>
+#include <functional>
+
+#include "foundation/FileDescriptor.h"
+
+namespace vorn::app {
+
+/// Turns SIGTERM, SIGINT and SIGHUP into a call on the main thread. A second
+/// signal, should the first lead nowhere, ends the process by its default
+/// action. One object at a time; main thread, made after the application
+/// object and gone before it. Programs that we start are not affected.
+class TerminationSignals {
+ public:
+  /// Throws std::system_error when no descriptor is left.
+  explicit TerminationSignals(std::function<void()> onTerminate);
+  ~TerminationSignals();
+  TerminationSignals(const TerminationSignals&) = delete;
+  TerminationSignals& operator=(const TerminationSignals&) = delete;
+
+ private:
+  FileDescriptor fWakeup;
+  QSocketNotifier fNotifier;
+};
+
+}  // namespace vorn::app
