@@ -93,6 +93,8 @@ class MemberPicker {
 };
 
 vorn::optional<std::string> Pick(std::string_view body, MemberPicker::Place place, std::string_view member) {
+  // A NUL is nowhere allowed in JSON, but ends it for the parser.
+  if (body.find('\0') != std::string_view::npos) return {};
   MemberPicker picker(place, member);
   if (!nlohmann::json::sax_parse(body.begin(), body.end(), &picker)) return {};
   return picker.TakeText();

@@ -34,6 +34,12 @@ bool IsForbidden(char c) {
   return byte <= 0x20 || byte == 0x7f;
 }
 
+/// True for "scheme://x": the parser would take any number of slashes.
+bool HasAuthority(const std::string& text) {
+  const auto slashes = text.find("://");
+  return slashes != std::string::npos && slashes + 3 < text.size() && text[slashes + 3] != '/';
+}
+
 /// True when the authority (what stands between "//" and the path) holds an
 /// "@": even an empty user name in front of it has no business here.
 bool NamesUser(const std::string& text) {
@@ -63,7 +69,7 @@ vorn::optional<Url> Read(const UrlHandle& handle) {
 }  // namespace
 
 vorn::optional<Url> ParseUrl(const std::string& text) {
-  if (std::any_of(text.begin(), text.end(), IsForbidden) || NamesUser(text)) return {};
+  if (std::any_of(text.begin(), text.end(), IsForbidden) || !HasAuthority(text) || NamesUser(text)) return {};
   const auto handle = MakeHandle();
   if (curl_url_set(handle.get(), CURLUPART_URL, text.c_str(), CURLU_DISALLOW_USER) != CURLUE_OK) return {};
   return Read(handle);

@@ -1,0 +1,462 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <chrono>
+#include <filesystem>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "devicelist/DevicePoller.h"
+#include "tests/support/Eventually.h"
+#include "tests/support/LoopbackServer.h"
+
+namespace DeviceList {
+namespace {
+
+using namespace std::chrono_literals;
+using namespace std::string_literals;
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+using vorn::testing::Eventually;
+using vorn::testing::Exchange;
+using vorn::testing::LoopbackServer;
+
+using Text = vorn::optional<std::string>;
+
+static_assert(!std::is_copy_constructible_v<DevicePoller>);
+static_assert(kPollPeriod == 3s);
+
+constexpr auto kQuick = 5ms;
+constexpr auto kOnce = 1h;  // one pass, then a pause that outlasts the test
+const std::string kUid = "0001f2fffe012345";
+
+std::string Json(const std::string& value) {
+  return "{\"value\":\"" + value + "\"}";
+}
+std::string Shown(const Text& text) {
+  return text ? *text : "(none)";
+}
+
+/// A unit as it should be; each test spoils what it is about.
+class DevicePollerTest : public ::testing::Test {
+ protected:
+  DevicePollerTest() {
+    fUnit.Reply("/apiversion", 200, "0.1");
+    fUnit.Reply("/datastore/ext/caps/avb", 200, Json("0.2"));
+    fUnit.Reply(PathOf("model_name"), 200, Json("ab12"));
+    fUnit.Reply(PathOf("firmware_version"), 200, Json("1.2.3+4"));
+    fUnit.Reply(PathOf("entity_name"), 200, Json("Stage Left"), {"ETag: \"t1\""});
+  }
+
+  [[nodiscard]] static std::string PathOf(const std::string& what) {
+    return "/datastore/avb/" + kUid + "/" + what;
+  }
+  [[nodiscard]] Entry MakeEntry() const {
+    return Entry{Text("announced"), kTypeDevice, fUnit.Url("/"), kUid};
+  }
+  [[nodiscard]] static std::string StateOf(const Poller& poller) {
+    return Shown(poller.GetName()) + " " + Shown(poller.GetModelID()) + " " +
+           Shown(poller.GetFirmwareVersion());
+  }
+  [[nodiscard]] static bool Becomes(const Poller& poller, const std::string& state) {
+    return Eventually([&] { return StateOf(poller) == state; });
+  }
+
+  LoopbackServer fUnit;
+};
+
+TEST_F(DevicePollerTest, AsksInOrderAndShowsWhatTheUnitSays) {
+  const DevicePoller poller(MakeEntry(), nullptr, kOnce);
+  ASSERT_TRUE(Becomes(poller, "Stage Left ab12 1.2.3+4"));
+  EXPECT_THAT(fUnit.Targets(), ElementsAre("/apiversion", "/datastore/ext/caps/avb",
+                                           "/datastore/avb/0001f2fffe012345/model_name",
+                                           "/datastore/avb/0001f2fffe012345/firmware_version",
+                                           "/datastore/avb/0001f2fffe012345/entity_name"));
+  for (const auto& request : fUnit.Requests()) EXPECT_THAT(request.ValuesOf("If-None-Match"), IsEmpty());
+  EXPECT_EQ(fUnit.ConnectionCount(), 1);
+}
+
+TEST_F(DevicePollerTest, KeepsItsEntry) {
+  const DevicePoller poller(MakeEntry(), nullptr, kOnce);
+  EXPECT_EQ(poller.GetEntry(), MakeEntry());
+}
+
+TEST_F(DevicePollerTest, IsHiddenUntilTheUnitHasSaidItsName) {
+  std::atomic<bool> go{false};
+  fUnit.Handle(PathOf("entity_name"), [&](Exchange& exchange) {
+    while (!go && exchange.Pause(1ms)) {
+    }
+    exchange.Reply(200, Json("late"));
+  });
+  const DevicePoller poller(MakeEntry(), nullptr, kOnce);
+  ASSERT_TRUE(fUnit.WaitForRequests(5));
+  EXPECT_EQ(StateOf(poller), "(none) ab12 1.2.3+4");
+  go = true;
+  EXPECT_TRUE(Becomes(poller, "late ab12 1.2.3+4"));
+}
+
+TEST_F(DevicePollerTest, PollsTheNameAloneWithTheTagOfTheLast200) {
+  std::atomic<int> polls{0};
+  fUnit.Handle(PathOf("entity_name"), [&](Exchange& exchange) {
+    switch (++polls) {
+      case 1:
+        return exchange.Reply(200, Json("one"), {"etag: \"t1\""});  // in any case
+      case 2:
+        return exchange.Reply(304);
+      case 3:
+        return exchange.Reply(200, Json("two"));  // without a tag: the old one stays
+      case 4:
+        return exchange.Reply(500, Json("wrong"), {"ETag: \"t5\""});
+      case 5:
+        return exchange.Reply(200, Json("three"), {"ETAG: \"t2\""});
+      default:
+        return exchange.Reply(304);
+    }
+  });
+  const DevicePoller poller(MakeEntry(), nullptr, kQuick);
+  ASSERT_TRUE(fUnit.WaitForRequests(4 + 7));
+  const auto requests = fUnit.Requests();
+  const std::vector<std::string> expected = {"", "\"t1\"", "\"t1\"", "\"t1\"", "\"t1\"", "\"t2\"", "\"t2\""};
+  for (std::size_t i = 0; i < expected.size(); ++i) {
+    const auto& request = requests.at(4 + i);
+    EXPECT_EQ(request.target, PathOf("entity_name"));
+    if (expected[i].empty()) {
+      EXPECT_THAT(request.ValuesOf("If-None-Match"), IsEmpty());
+    } else {
+      EXPECT_THAT(request.ValuesOf("If-None-Match"), ElementsAre(expected[i])) << i;
+    }
+  }
+  EXPECT_EQ(StateOf(poller), "three ab12 1.2.3+4");
+  EXPECT_EQ(fUnit.ConnectionCount(), 1);
+}
+
+/// Counts calls while the unit gives the scripted answers to its name polls.
+class DevicePollerCallbackTest : public DevicePollerTest {
+ protected:
+  /// The name polls' answers: held back until the callback is set; after the
+  /// last one the unit is silent on this path.
+  void Script(std::vector<std::function<void(Exchange&)>> answers) {
+    fUnit.Handle(PathOf("entity_name"), [this, answers = std::move(answers)](Exchange& exchange) {
+      while (!fGo && exchange.Pause(1ms)) {
+      }
+      const auto turn = static_cast<std::size_t>(fPolls++);
+      if (turn < answers.size()) return answers[turn](exchange);
+      exchange.Hang();
+    });
+  }
+  /// The calls made for the answers, once all of them are worked off.
+  [[nodiscard]] int CountCalls(std::size_t requests) {
+    DevicePoller poller(MakeEntry(), nullptr, kQuick);
+    if (!fUnit.WaitForRequests(5)) return -1;
+    poller.OnNameOrFirmwareChanged([this] { ++fCalls; });
+    fGo = true;
+    if (!fUnit.WaitForRequests(requests)) return -1;
+    const int calls = fCalls;
+    poller.OnNameOrFirmwareChanged({});
+    return calls;
+  }
+
+  std::atomic<bool> fGo{false};
+  std::atomic<int> fPolls{0};
+  std::atomic<int> fCalls{0};
+};
+
+TEST_F(DevicePollerCallbackTest, CallsBackOnceForEach200AndNeverForA304) {
+  const auto name = [](const char* value) {
+    return [value](Exchange& exchange) { exchange.Reply(200, Json(value)); };
+  };
+  const auto unchanged = [](Exchange& exchange) { exchange.Reply(304); };
+  Script({name("a"), unchanged, name("b"), name("b"), unchanged});
+  EXPECT_EQ(CountCalls(5 + 5), 3);
+}
+
+TEST_F(DevicePollerCallbackTest, CallsBackNotAtAllForA200WithoutAValue) {
+  const auto answer = [](const char* body) {
+    return [body](Exchange& exchange) { exchange.Reply(200, body); };
+  };
+  Script({answer("{}"), answer("garbage"), answer("{\"value\":1}")});
+  EXPECT_EQ(CountCalls(5 + 3), 0);
+}
+
+TEST_F(DevicePollerCallbackTest, CallsBackThreeTimesToRevert) {
+  // 404, then model and firmware version of the new round: one call each.
+  Script({[](Exchange& exchange) { exchange.Reply(404); }});
+  EXPECT_EQ(CountCalls(5 + 5), 3 + 2);
+}
+
+TEST_F(DevicePollerCallbackTest, CallsBackThreeTimesToHide) {
+  Script({[](Exchange& exchange) {
+            exchange.Reset();
+            exchange.Close();
+          },
+          [](Exchange& exchange) {
+            exchange.Reset();
+            exchange.Close();
+          }});
+  // The kept connection's break is tried again once on a fresh one.
+  EXPECT_EQ(CountCalls(5 + 1 + 5), 3 + 2);
+}
+
+TEST_F(DevicePollerTest, RevertsAndRestartsWhenTheNameIsNotFound) {
+  std::atomic<int> polls{0};
+  fUnit.Handle(PathOf("entity_name"), [&](Exchange& exchange) {
+    const int poll = ++polls;
+    if (poll == 3) return exchange.Reply(404);
+    if (poll > 3) return exchange.Hang();
+    exchange.Reply(200, Json("Stage Left"), {"ETag: t"});
+  });
+  const DevicePoller poller(MakeEntry(), nullptr, kQuick);
+  ASSERT_TRUE(fUnit.WaitForRequests(4 + 3 + 5));
+  const auto requests = fUnit.Requests();
+  EXPECT_EQ(requests.at(7).target, "/apiversion");
+  EXPECT_THAT(requests.at(6).ValuesOf("If-None-Match"), ElementsAre("t"));
+  EXPECT_THAT(requests.at(11).ValuesOf("If-None-Match"), IsEmpty());
+  EXPECT_EQ(StateOf(poller), "announced ab12 1.2.3+4");
+}
+
+/// Which request is spoilt, how, and whether the unit is hidden for it.
+struct Fault {
+  const char* what;
+  std::string target;
+  std::function<void(Exchange&)> answer;
+  bool hides;
+};
+
+TEST_F(DevicePollerTest, HidesAUnitWithoutAnAnswerAndRevertsForOneThatDoesNotFit) {
+  const auto reply = [](int status, const std::string& body) {
+    return [=](Exchange& exchange) { exchange.Reply(status, body); };
+  };
+  const auto broken = [](Exchange& exchange) { exchange.Close(); };
+  const auto endless = [](Exchange& exchange) {
+    exchange.Send("HTTP/1.1 200 OK\r\n\r\n");
+    while (exchange.Send(std::string(65536, 'x'))) {
+    }
+  };
+  const auto elsewhere = [](Exchange& exchange) { exchange.Reply(302, {}, {"Location: http://127.0.0.9/"}); };
+  const std::string caps = "/datastore/ext/caps/avb";
+  const std::vector<Fault> faults = {
+      {"wrong API", "/apiversion", reply(200, "1.0"), false},
+      {"short API", "/apiversion", reply(200, "0"), false},
+      {"no API", "/apiversion", reply(200, ""), false},
+      {"API status", "/apiversion", reply(201, "0.1"), false},
+      {"API 404", "/apiversion", reply(404, "0.1"), false},
+      {"API no answer", "/apiversion", broken, true},
+      {"API endless", "/apiversion", endless, true},
+      {"API elsewhere", "/apiversion", elsewhere, true},
+      {"wrong datastore", caps, reply(200, Json("1.0")), false},
+      {"datastore no JSON", caps, reply(200, "0.1"), false},
+      {"datastore no value", caps, reply(200, "{}"), false},
+      {"datastore number", caps, reply(200, "{\"value\":0.1}"), false},
+      {"datastore status", caps, reply(500, Json("0.1")), false},
+      {"datastore no answer", caps, broken, true},
+      {"model no value", PathOf("model_name"), reply(200, "{}"), false},
+      {"model status", PathOf("model_name"), reply(404, Json("x")), false},
+      {"model no answer", PathOf("model_name"), broken, true},
+      {"firmware no value", PathOf("firmware_version"), reply(200, "[]"), false},
+      {"firmware status", PathOf("firmware_version"), reply(304, ""), false},
+      {"firmware no answer", PathOf("firmware_version"), broken, true},
+      {"name 404", PathOf("entity_name"), reply(404, ""), false},
+      {"name no answer", PathOf("entity_name"), broken, true},
+  };
+  for (const auto& fault : faults) {
+    // Two rounds good, then the fault, then a silent unit: what stays is the fault's state.
+    LoopbackServer unit;
+    std::atomic<bool> spoil{false};
+    const auto good = [&](const std::string& target, const std::string& body) {
+      unit.Handle(target, [&, target, body](Exchange& exchange) {
+        if (!spoil) return exchange.Reply(200, body);
+        if (target == fault.target) return fault.answer(exchange);
+        if (target == PathOf("entity_name")) return exchange.Reply(404);  // leads back to the gates
+        exchange.Reply(200, body);
+      });
+    };
+    good("/apiversion", "0.1");
+    good(caps, Json("0.2"));
+    good(PathOf("model_name"), Json("ab12"));
+    good(PathOf("firmware_version"), Json("1.2.3+4"));
+    good(PathOf("entity_name"), Json("Stage Left"));
+    DevicePoller poller(Entry{Text("announced"), kTypeDevice, unit.Url("/"), kUid}, nullptr, 20ms);
+    ASSERT_TRUE(Becomes(poller, "Stage Left ab12 1.2.3+4")) << fault.what;
+    spoil = true;
+    EXPECT_TRUE(Becomes(poller, fault.hides ? "(none) (none) (none)" : "announced (none) (none)"))
+        << fault.what;
+    spoil = false;
+    EXPECT_TRUE(Becomes(poller, "Stage Left ab12 1.2.3+4")) << fault.what;
+  }
+}
+
+TEST_F(DevicePollerTest, AcceptsTheBareVersionPrefixes) {
+  fUnit.Reply("/apiversion", 200, "0.");
+  fUnit.Reply("/datastore/ext/caps/avb", 200, Json("0."));
+  const DevicePoller poller(MakeEntry(), nullptr, kOnce);
+  EXPECT_TRUE(Becomes(poller, "Stage Left ab12 1.2.3+4"));
+}
+
+TEST_F(DevicePollerTest, RestartsFromTheFirstCheckOnceAPeriod) {
+  fUnit.Reply("/apiversion", 200, "1.0");
+  const DevicePoller poller(MakeEntry(), nullptr, 50ms);
+  const auto begin = std::chrono::steady_clock::now();
+  ASSERT_TRUE(fUnit.WaitForRequests(5));
+  EXPECT_GE(std::chrono::steady_clock::now() - begin, 4 * 50ms - 10ms);
+  for (const auto& target : fUnit.Targets()) EXPECT_EQ(target, "/apiversion");
+  EXPECT_EQ(StateOf(poller), "announced (none) (none)");
+}
+
+TEST_F(DevicePollerTest, RevertsToNoNameWhereNoneWasAnnounced) {
+  fUnit.Reply("/apiversion", 404);
+  auto entry = MakeEntry();
+  entry.name.reset();
+  DevicePoller poller(entry, nullptr, kQuick);
+  std::atomic<int> calls{0};
+  poller.OnNameOrFirmwareChanged([&] { ++calls; });
+  ASSERT_TRUE(Eventually([&] { return calls >= 3; }));
+  EXPECT_EQ(StateOf(poller), "(none) (none) (none)");
+}
+
+TEST_F(DevicePollerTest, IsHiddenWhereNobodyListens) {
+  const Entry entry{Text("announced"), kTypeDevice,
+                    "http://127.0.0.1:" + std::to_string(vorn::testing::UnusedPort()) + "/", kUid};
+  DevicePoller poller(entry, nullptr, kQuick);
+  std::atomic<int> calls{0};
+  poller.OnNameOrFirmwareChanged([&] { ++calls; });
+  ASSERT_TRUE(Eventually([&] { return calls >= 6; }));
+  EXPECT_EQ(StateOf(poller), "(none) (none) (none)");
+}
+
+TEST_F(DevicePollerTest, GivesCopies) {
+  std::atomic<int> polls{0};
+  fUnit.Handle(PathOf("entity_name"),
+               [&](Exchange& exchange) { exchange.Reply(200, Json(++polls == 1 ? "one" : "two")); });
+  const DevicePoller poller(MakeEntry(), nullptr, 100ms);
+  ASSERT_TRUE(Eventually([&] { return poller.GetName().has_value(); }));
+  const auto name = poller.GetName();
+  const auto kept = *name;
+  ASSERT_TRUE(Eventually([&] { return *poller.GetName() == "two"; }));
+  EXPECT_EQ(*name, kept);
+}
+
+TEST_F(DevicePollerTest, CallsBackWithNoLockHeld) {
+  DevicePoller poller(MakeEntry(), nullptr, kQuick);
+  std::atomic<int> calls{0};
+  poller.OnNameOrFirmwareChanged([&] {
+    static_cast<void>(StateOf(poller));
+    if (calls < 3) poller.OnNameOrFirmwareChanged([&] { ++calls; });
+    ++calls;
+  });
+  EXPECT_TRUE(Eventually([&] { return calls >= 10; }));
+}
+
+TEST_F(DevicePollerTest, AThrowingCallbackStopsNothing) {
+  DevicePoller poller(MakeEntry(), nullptr, kQuick);
+  std::atomic<int> calls{0};
+  poller.OnNameOrFirmwareChanged([&] {
+    if (++calls <= 5) throw std::bad_alloc();
+  });
+  EXPECT_TRUE(Eventually([&] { return calls >= 20; }));
+}
+
+TEST_F(DevicePollerTest, TheCallbackMayBeSetBesideTheRunningThread) {
+  std::atomic<int> calls{0};
+  for (int round = 0; round < 50; ++round) {
+    DevicePoller poller(MakeEntry(), nullptr, 0ms);
+    for (int i = 0; i < 20; ++i) {
+      poller.OnNameOrFirmwareChanged(
+          [&calls, text = std::string(100, 'x')] { calls += static_cast<int>(text.size()); });
+      static_cast<void>(StateOf(poller));
+    }
+  }
+}
+
+TEST_F(DevicePollerTest, GoesAtOnceWhileTheUnitHangs) {
+  const std::vector<std::string> targets = {"/apiversion", "/datastore/ext/caps/avb", PathOf("model_name"),
+                                            PathOf("firmware_version"), PathOf("entity_name")};
+  for (std::size_t i = 0; i < targets.size(); ++i) {
+    LoopbackServer unit;
+    unit.HandleOthers([&](Exchange& exchange) {
+      if (exchange.Request().target == targets[i]) return exchange.Hang();
+      exchange.Reply(200, exchange.Request().target == "/apiversion" ? "0.1" : Json("0.1"));
+    });
+    auto poller = std::make_unique<DevicePoller>(Entry{{}, kTypeDevice, unit.Url("/"), kUid}, nullptr, kOnce);
+    std::atomic<int> calls{0};
+    poller->OnNameOrFirmwareChanged([&] { ++calls; });
+    ASSERT_TRUE(unit.WaitForRequests(i + 1));
+    calls = 0;
+    const auto begin = std::chrono::steady_clock::now();
+    poller.reset();
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, 10s);
+    EXPECT_EQ(calls, 3);  // a request ended by the teardown hides the unit like any other
+    EXPECT_EQ(unit.RequestCount(), i + 1);
+  }
+}
+
+TEST_F(DevicePollerTest, BeginsNoRequestOnceItGoes) {
+  auto poller = std::make_unique<DevicePoller>(MakeEntry(), nullptr, kOnce);
+  ASSERT_TRUE(Becomes(*poller, "Stage Left ab12 1.2.3+4"));
+  poller.reset();
+  EXPECT_EQ(fUnit.RequestCount(), 5U);
+  EXPECT_TRUE(Eventually([&] { return fUnit.OpenConnections() == 0; }));
+}
+
+TEST_F(DevicePollerTest, MayGoAtAnyMoment) {
+  for (int round = 0; round < 150; ++round) {
+    DevicePoller poller(MakeEntry(), nullptr, 0ms);
+    poller.OnNameOrFirmwareChanged([&poller] { static_cast<void>(poller.GetName()); });
+    std::this_thread::sleep_for(std::chrono::microseconds(round * 20));
+  }
+}
+
+TEST_F(DevicePollerTest, KeepsBytesThatAreNoTextAsTheyCame) {
+  // JSON must be UTF-8, so such bytes come from announcements alone.
+  fUnit.Reply("/apiversion", 404);
+  auto entry = MakeEntry();
+  entry.name = "\xff\xc3 name"s;
+  const DevicePoller poller(entry, nullptr, kOnce);
+  EXPECT_TRUE(Becomes(poller, "\xff\xc3 name (none) (none)"));
+}
+
+TEST_F(DevicePollerTest, SendsNoStrangersUidIntoTheHeader) {
+  for (const auto& uid : {"a\r\nX-Injected: 1"s, "a b"s, "a\0b"s, "\n"s}) {
+    LoopbackServer unit;
+    unit.HandleOthers([](Exchange& exchange) {
+      exchange.Reply(200, exchange.Request().target == "/apiversion" ? "0.1" : Json("0.1"));
+    });
+    DevicePoller poller(Entry{Text("announced"), kTypeDevice, unit.Url("/"), uid}, nullptr, kQuick);
+    std::atomic<int> calls{0};
+    poller.OnNameOrFirmwareChanged([&] { ++calls; });
+    ASSERT_TRUE(Eventually([&] { return calls >= 3; }));
+    EXPECT_FALSE(poller.GetName());
+    for (const auto& request : unit.Requests()) EXPECT_THAT(request.ValuesOf("X-Injected"), IsEmpty());
+  }
+}
+
+TEST_F(DevicePollerTest, ReachesALocalHostByItsPinnedAddress) {
+  const auto hosts = std::make_shared<LocalHosts>();
+  hosts->Replace({{"studio-a.local", {"127.0.0.1"}}});
+  auto entry = MakeEntry();
+  entry.url = "http://studio-a.local:" + fUnit.PortText() + "/";
+  const DevicePoller poller(entry, hosts, kOnce);
+  EXPECT_TRUE(Becomes(poller, "Stage Left ab12 1.2.3+4"));
+}
+
+TEST_F(DevicePollerTest, HoldsAtMostThreeDescriptors) {
+  const auto countDescriptors = [] {
+    int count = 0;
+    for ([[maybe_unused]] const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) ++count;
+    return count;
+  };
+  const int before = countDescriptors();
+  constexpr int kPollers = 20;
+  std::vector<std::unique_ptr<DevicePoller>> pollers;
+  for (int i = 0; i < kPollers; ++i)
+    pollers.push_back(std::make_unique<DevicePoller>(MakeEntry(), nullptr, kOnce));
+  for (const auto& poller : pollers) ASSERT_TRUE(Becomes(*poller, "Stage Left ab12 1.2.3+4"));
+  // The unit's own end of each connection is in this process too.
+  EXPECT_LE(countDescriptors() - before, kPollers * (3 + 1));
+}
+
+}  // namespace
+}  // namespace DeviceList

@@ -1,0 +1,234 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <chrono>
+#include <map>
+#include <memory>
+#include <string>
+#include <type_traits>
+#include <utility>
+#include <vector>
+
+#include "devicelist/FirmwarePoller.h"
+#include "devicelist/UpdateServer.h"
+#include "tests/support/Eventually.h"
+#include "tests/support/LoopbackServer.h"
+
+namespace DeviceList {
+namespace {
+
+using namespace std::chrono_literals;
+using namespace std::string_literals;
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+using vorn::testing::Eventually;
+using vorn::testing::Exchange;
+using vorn::testing::LoopbackServer;
+
+static_assert(std::is_nothrow_move_constructible_v<FirmwarePoller> &&
+              std::is_nothrow_move_assignable_v<FirmwarePoller> &&
+              !std::is_copy_constructible_v<FirmwarePoller>);
+static_assert(kFirmwarePollPeriod == 600s);
+
+constexpr auto kQuick = 5ms;
+constexpr auto kOnce = 1h;
+const std::string kPath = "/api/device/ab12/firmware";
+
+std::string Releases(const std::string& version) {
+  return R"([{"version":")" + version + R"("},{"version":"0"}])";
+}
+
+class FirmwarePollerTest : public ::testing::Test {
+ protected:
+  FirmwarePollerTest() { EXPECT_TRUE(SetUpdateServerRoot(fServer.Url("/api/"))); }
+  ~FirmwarePollerTest() override { EXPECT_TRUE(SetUpdateServerRoot(fRootBefore)); }
+
+  [[nodiscard]] static std::string LatestOf(const FirmwarePoller& poller) {
+    const auto version = poller.GetLatestVersion();
+    return version ? *version : "(none)";
+  }
+
+  const std::string fRootBefore = UpdateServerRoot();
+  LoopbackServer fServer;
+};
+
+TEST_F(FirmwarePollerTest, AsksAtOnceAndKeepsTheFirstVersion) {
+  fServer.Reply(kPath, 200, Releases("1.4.2+311"), {"ETag: t"});
+  std::atomic<int> calls{0};
+  const FirmwarePoller poller(
+      "ab12", "release", [&] { ++calls; }, kOnce);
+  ASSERT_TRUE(Eventually([&] { return calls == 1; }));
+  EXPECT_EQ(LatestOf(poller), "1.4.2+311");
+  EXPECT_THAT(fServer.Targets(), ElementsAre(kPath));
+}
+
+TEST_F(FirmwarePollerTest, PutsTheChannelAndTheEncodedModelIntoThePath) {
+  const auto targetOf = [this](const std::string& model, const std::string& channel) {
+    const auto before = fServer.RequestCount();
+    const FirmwarePoller poller(model, channel, {}, kOnce);
+    return fServer.WaitForRequests(before + 1) ? fServer.Targets().back() : "(none)";
+  };
+  EXPECT_EQ(targetOf("ab12", "release"), "/api/device/ab12/firmware");
+  EXPECT_EQ(targetOf("ab12", ""), "/api/device/ab12/firmware");
+  EXPECT_EQ(targetOf("ab12", "beta"), "/api/beta/device/ab12/firmware");
+  EXPECT_EQ(targetOf("ab12", "Release"), "/api/Release/device/ab12/firmware");
+  EXPECT_EQ(targetOf("ab12", "my beta/2"), "/api/my%20beta%2f2/device/ab12/firmware");
+  EXPECT_EQ(targetOf("My Model", "release"), "/api/device/My%20Model/firmware");
+  EXPECT_EQ(targetOf("../../x?#@\r\n\xff", "release"), "/api/device/..%2f..%2fx%3f%23%40%0d%0a%ff/firmware");
+}
+
+TEST_F(FirmwarePollerTest, CallsBackOnlyForADifferentVersionAndSendsNoTag) {
+  std::atomic<int> queries{0};
+  fServer.Handle(kPath, [&](Exchange& exchange) {
+    const int query = ++queries;
+    if (query > 6) return exchange.Hang();
+    exchange.Reply(200, Releases(query <= 3 ? "1" : "2"), {"ETag: t"});
+  });
+  std::atomic<int> calls{0};
+  const FirmwarePoller poller(
+      "ab12", "release", [&] { ++calls; }, kQuick);
+  ASSERT_TRUE(fServer.WaitForRequests(7));
+  EXPECT_EQ(calls, 2);
+  EXPECT_EQ(LatestOf(poller), "2");
+  for (const auto& request : fServer.Requests()) EXPECT_THAT(request.ValuesOf("If-None-Match"), IsEmpty());
+}
+
+TEST_F(FirmwarePollerTest, KeepsTheLastGoodAnswerThroughEveryFailure) {
+  const std::vector<std::pair<int, std::string>> failures = {
+      {404, Releases("9")},
+      {500, Releases("9")},
+      {304, ""},
+      {201, Releases("9")},
+      {200, ""},
+      {200, "garbage"},
+      {200, "[]"},
+      {200, "{}"},
+      {200, "[{}]"},
+      {200, R"({"version":"9"})"},
+      {200, "[{\"version\":9}]"},
+      {200, R"([1,{"version":"9"}])"},
+      {200, R"([{},{"version":"9"}])"},
+      {0, ""},
+  };
+  std::atomic<std::size_t> queries{0};
+  fServer.Handle(kPath, [&](Exchange& exchange) {
+    const auto query = queries++;
+    if (query == 0) return exchange.Reply(200, Releases("1"));
+    if (query > failures.size()) return exchange.Hang();
+    const auto& [status, body] = failures[query - 1];
+    if (status == 0) return exchange.Send("HTTP/1.1 200 OK\r\nContent-Length: 9\r\n\r\nx"), exchange.Reset();
+    exchange.Reply(status, body);
+  });
+  std::atomic<int> calls{0};
+  const FirmwarePoller poller(
+      "ab12", "release", [&] { ++calls; }, kQuick);
+  ASSERT_TRUE(fServer.WaitForRequests(failures.size() + 2));
+  EXPECT_EQ(calls, 1);
+  EXPECT_EQ(LatestOf(poller), "1");
+}
+
+TEST_F(FirmwarePollerTest, PausesAWholePeriodAfterAFailureToo) {
+  fServer.Reply(kPath, 500);
+  const auto begin = std::chrono::steady_clock::now();
+  const FirmwarePoller poller("ab12", "release", {}, 60ms);
+  ASSERT_TRUE(fServer.WaitForRequests(4));
+  EXPECT_GE(std::chrono::steady_clock::now() - begin, 3 * 60ms);
+}
+
+TEST_F(FirmwarePollerTest, CallsBackWithNoLockHeldAndNeedsNoCallback) {
+  fServer.Reply(kPath, 200, Releases("1"));
+  std::atomic<bool> seen{false};
+  std::atomic<const FirmwarePoller*> self{nullptr};
+  const FirmwarePoller poller(
+      "ab12", "release",
+      [&] {
+        while (self == nullptr) std::this_thread::yield();
+        seen = self.load()->GetLatestVersion().has_value();
+      },
+      kOnce);
+  self = &poller;
+  EXPECT_TRUE(Eventually([&] { return seen.load(); }));
+  const FirmwarePoller silent("ab12", "release", {}, kOnce);
+  EXPECT_TRUE(Eventually([&] { return LatestOf(silent) == "1"; }));
+}
+
+TEST_F(FirmwarePollerTest, AsksTheRootInForceAtEachQuery) {
+  LoopbackServer other;
+  fServer.Reply(kPath, 200, Releases("1"));
+  other.Reply("/v2/api/device/ab12/firmware", 200, Releases("2"));
+  const FirmwarePoller poller("ab12", "release", {}, kQuick);
+  ASSERT_TRUE(Eventually([&] { return LatestOf(poller) == "1"; }));
+  ASSERT_TRUE(SetUpdateServerRoot(other.Url("/v2/api/")));
+  EXPECT_TRUE(Eventually([&] { return LatestOf(poller) == "2"; }));
+}
+
+TEST_F(FirmwarePollerTest, FollowsRedirectsToItsOwnHostOnly) {
+  LoopbackServer other("127.0.0.2", 0);
+  other.Reply("/x", 200, Releases("evil"));
+  fServer.Reply(kPath, 302, {}, {"Location: " + other.Url("/x")});
+  fServer.Reply("/api/device/moved/firmware", 302, {}, {"Location: /new"});
+  fServer.Reply("/new", 200, Releases("1"));
+  const FirmwarePoller away("ab12", "release", {}, kQuick);
+  const FirmwarePoller moved("moved", "release", {}, kQuick);
+  EXPECT_TRUE(Eventually([&] { return LatestOf(moved) == "1"; }));
+  ASSERT_TRUE(fServer.WaitForRequests(10));
+  EXPECT_EQ(LatestOf(away), "(none)");
+  EXPECT_EQ(other.ConnectionCount(), 0);
+}
+
+TEST_F(FirmwarePollerTest, CanBeMovedWhileItPolls) {
+  fServer.Reply(kPath, 200, Releases("1"));
+  std::atomic<int> calls{0};
+  FirmwarePoller first(
+      "ab12", "release", [&] { ++calls; }, kQuick);
+  FirmwarePoller second(std::move(first));
+  EXPECT_TRUE(Eventually([&] { return LatestOf(second) == "1"; }));
+  EXPECT_EQ(LatestOf(first), "(none)");  // NOLINT(bugprone-use-after-move): defined to know nothing
+  first = std::move(second);
+  EXPECT_EQ(LatestOf(first), "1");
+  const auto before = fServer.RequestCount();
+  EXPECT_TRUE(fServer.WaitForRequests(before + 3));
+  EXPECT_EQ(calls, 1);
+}
+
+TEST_F(FirmwarePollerTest, AMovedFromOneOwnsNoThread) {
+  fServer.Reply(kPath, 200, Releases("1"));
+  auto first = std::make_unique<FirmwarePoller>("ab12", "release", std::function<void()>(), kQuick);
+  {
+    const FirmwarePoller second(std::move(*first));
+    ASSERT_TRUE(fServer.WaitForRequests(2));
+  }
+  // The thread has gone with the one that took it over.
+  ASSERT_TRUE(Eventually([&] { return fServer.OpenConnections() == 0; }));
+  const auto requests = fServer.RequestCount();
+  first.reset();
+  EXPECT_EQ(fServer.RequestCount(), requests);
+}
+
+TEST_F(FirmwarePollerTest, AssigningToOneEndsWhatItDidBefore) {
+  FirmwarePoller poller("ab12", "release", {}, kOnce);
+  ASSERT_TRUE(fServer.WaitForRequests(1));
+  poller = FirmwarePoller("cd34", "release", {}, kOnce);
+  ASSERT_TRUE(fServer.WaitForRequests(2));
+  EXPECT_TRUE(Eventually([&] { return fServer.OpenConnections() == 1; }));
+}
+
+TEST_F(FirmwarePollerTest, LivesInAMap) {
+  fServer.Reply(kPath, 200, Releases("1"));
+  std::map<std::string, FirmwarePoller> pollers;
+  pollers.emplace("ab12", FirmwarePoller("ab12", "release", {}, kOnce));
+  EXPECT_TRUE(Eventually([&] { return LatestOf(pollers.at("ab12")) == "1"; }));
+}
+
+TEST_F(FirmwarePollerTest, GoesAtOnceWhileTheServerHangs) {
+  fServer.Handle(kPath, [](Exchange& exchange) { exchange.Hang(); });
+  auto poller = std::make_unique<FirmwarePoller>("ab12", "release", std::function<void()>(), kOnce);
+  ASSERT_TRUE(fServer.WaitForRequests(1));
+  const auto begin = std::chrono::steady_clock::now();
+  poller.reset();
+  EXPECT_LT(std::chrono::steady_clock::now() - begin, 10s);
+}
+
+}  // namespace
+}  // namespace DeviceList

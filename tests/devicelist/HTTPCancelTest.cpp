@@ -1,0 +1,184 @@
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <fstream>
+#include <functional>
+#include <future>
+#include <memory>
+#include <optional>
+#include <sstream>
+#include <string>
+#include <thread>
+
+#include "devicelist/HTTPPoller.h"
+#include "tests/support/Eventually.h"
+#include "tests/support/LoopbackServer.h"
+
+namespace DeviceList {
+namespace {
+
+using namespace std::chrono_literals;
+using vorn::testing::Eventually;
+using vorn::testing::Exchange;
+using vorn::testing::FullListener;
+using vorn::testing::LoopbackServer;
+
+/// Far below the request's own 30 s and far above any scheduling delay.
+constexpr auto kPrompt = 10s;
+
+/// Sockets of this machine that wait for a connection to the loopback port.
+int CountConnecting(std::uint16_t port) {
+  std::ostringstream peer;
+  peer << std::uppercase << std::hex << port;
+  auto text = peer.str();
+  text = ":" + std::string(4 - text.size(), '0') + text;
+  std::ifstream table("/proc/net/tcp");
+  std::string line;
+  int count = 0;
+  while (std::getline(table, line)) {
+    std::istringstream words(line);
+    std::string slot, local, remote, state;
+    words >> slot >> local >> remote >> state;
+    if (state == "02" && remote.ends_with(text)) ++count;
+  }
+  return count;
+}
+
+/// A request on a thread of its own.
+class RunningRequest {
+ public:
+  RunningRequest(HTTPPoller& poller, std::string url)
+      : fAnswered(std::async(std::launch::async, [&poller, url = std::move(url)] {
+          return poller.DoRequest(url, {}).has_value();
+        })) {}
+  [[nodiscard]] bool IsOver(std::chrono::milliseconds wait) {
+    return fAnswered.wait_for(wait) == std::future_status::ready;
+  }
+  [[nodiscard]] bool WasAnswered() { return fAnswered.get(); }
+
+ private:
+  std::future<bool> fAnswered;
+};
+
+void ExpectPromptCancel(const std::string& url, const std::function<bool()>& isInPhase) {
+  HTTPPoller poller;
+  RunningRequest request(poller, url);
+  ASSERT_TRUE(Eventually(isInPhase));
+  EXPECT_FALSE(request.IsOver(20ms));
+  poller.Cancel();
+  ASSERT_TRUE(request.IsOver(kPrompt));
+  EXPECT_FALSE(request.WasAnswered());
+}
+
+void ExpectPromptDestruction(const std::string& url, const std::function<bool()>& isInPhase) {
+  auto poller = std::make_unique<HTTPPoller>();
+  RunningRequest request(*poller, url);
+  ASSERT_TRUE(Eventually(isInPhase));
+  auto destruction = std::async(std::launch::async, [&] { poller.reset(); });
+  ASSERT_EQ(destruction.wait_for(kPrompt), std::future_status::ready);
+  ASSERT_TRUE(request.IsOver(kPrompt));
+  EXPECT_FALSE(request.WasAnswered());
+}
+
+TEST(HTTPCancel, EndsARequestThatWaitsForItsConnection) {
+  const FullListener listener;
+  const auto before = CountConnecting(listener.Port());
+  const auto url = "http://127.0.0.1:" + std::to_string(listener.Port()) + "/";
+  ExpectPromptCancel(url, [&] { return CountConnecting(listener.Port()) > before; });
+}
+
+TEST(HTTPCancel, DestructionEndsARequestThatWaitsForItsConnection) {
+  const FullListener listener;
+  const auto before = CountConnecting(listener.Port());
+  const auto url = "http://127.0.0.1:" + std::to_string(listener.Port()) + "/";
+  ExpectPromptDestruction(url, [&] { return CountConnecting(listener.Port()) > before; });
+}
+
+/// What the peer has sent when it falls silent.
+class HTTPCancelPhase : public ::testing::TestWithParam<const char*> {};
+
+TEST_P(HTTPCancelPhase, EndsTheRequestWhileThePeerHangs) {
+  LoopbackServer server;
+  server.Handle("/", [](Exchange& exchange) {
+    exchange.Send(GetParam());
+    exchange.Hang();
+  });
+  ExpectPromptCancel(server.Url(), [&] { return server.RequestCount() == 1; });
+}
+
+TEST_P(HTTPCancelPhase, DestructionEndsTheRequestWhileThePeerHangs) {
+  LoopbackServer server;
+  server.Handle("/", [](Exchange& exchange) {
+    exchange.Send(GetParam());
+    exchange.Hang();
+  });
+  ExpectPromptDestruction(server.Url(), [&] { return server.RequestCount() == 1; });
+}
+
+INSTANTIATE_TEST_SUITE_P(, HTTPCancelPhase,
+                         ::testing::Values("", "HT", "HTTP/1.1 200 OK\r\n", "HTTP/1.1 200 OK\r\n\r\n",
+                                           "HTTP/1.1 200 OK\r\nContent-Length: 100\r\n\r\nabc",
+                                           "HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n5\r\nabc"));
+
+TEST(HTTPCancel, EndsARequestWhoseRedirectHangs) {
+  LoopbackServer server;
+  server.Reply("/", 302, {}, {"Location: /hang"});
+  server.Handle("/hang", [](Exchange& exchange) { exchange.Hang(); });
+  ExpectPromptCancel(server.Url(), [&] { return server.RequestCount() == 2; });
+}
+
+TEST(HTTPCancel, EndsARequestWhosePeerNeverStopsSending) {
+  LoopbackServer server;
+  server.Handle("/", [](Exchange& exchange) {
+    exchange.Send("HTTP/1.1 200 OK\r\n\r\n");
+    while (exchange.Pause(1ms)) exchange.Send("x");
+  });
+  ExpectPromptCancel(server.Url(), [&] { return server.RequestCount() == 1; });
+}
+
+TEST(HTTPCancel, IsFinal) {
+  LoopbackServer server;
+  server.Reply("/", 200, "x");
+  HTTPPoller poller;
+  EXPECT_TRUE(poller.DoRequest(server.Url(), {}));
+  poller.Cancel();
+  EXPECT_FALSE(poller.DoRequest(server.Url(), {}));
+  poller.Cancel();
+  EXPECT_FALSE(poller.DoRequest(server.Url(), {}));
+  EXPECT_EQ(server.RequestCount(), 1U);
+}
+
+TEST(HTTPCancel, EndsThoseThatWaitForTheirTurnToo) {
+  LoopbackServer server;
+  server.Handle("/", [](Exchange& exchange) { exchange.Hang(); });
+  HTTPPoller poller;
+  RunningRequest first(poller, server.Url());
+  RunningRequest second(poller, server.Url());
+  ASSERT_TRUE(server.WaitForRequests(1));
+  poller.Cancel();
+  ASSERT_TRUE(first.IsOver(kPrompt));
+  ASSERT_TRUE(second.IsOver(kPrompt));
+  EXPECT_FALSE(first.WasAnswered());
+  EXPECT_FALSE(second.WasAnswered());
+  EXPECT_EQ(server.RequestCount(), 1U);
+}
+
+TEST(HTTPCancel, MayComeAtAnyMomentFromAnyThread) {
+  LoopbackServer server;
+  server.Reply("/", 200, "x");
+  for (int round = 0; round < 200; ++round) {
+    HTTPPoller poller;
+    std::thread requests([&] {
+      while (poller.DoRequest(server.Url(), {})) {
+      }
+    });
+    std::this_thread::sleep_for(std::chrono::microseconds(round * 20));
+    std::thread other([&] { poller.Cancel(); });
+    poller.Cancel();
+    requests.join();  // ends only when a request gave no answer
+    other.join();
+  }
+}
+
+}  // namespace
+}  // namespace DeviceList

@@ -1,0 +1,124 @@
+#include <arpa/inet.h>
+#include <gtest/gtest.h>
+#include <net/if.h>
+#include <netinet/in.h>
+#include <poll.h>
+#include <sched.h>
+#include <sys/ioctl.h>
+#include <sys/mount.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstring>
+#include <fstream>
+#include <future>
+#include <iostream>
+#include <memory>
+#include <string>
+
+#include "devicelist/FirmwarePoller.h"
+#include "devicelist/HTTPPoller.h"
+#include "devicelist/UpdateServer.h"
+#include "foundation/FileDescriptor.h"
+
+namespace DeviceList {
+namespace {
+
+using namespace std::chrono_literals;
+
+/// The system's resolver gives up after some 10 s, the request after 30.
+constexpr auto kPrompt = 4s;
+
+/// A name server on 127.0.0.1 that takes queries and answers none.
+class SilentNameServer {
+ public:
+  SilentNameServer() : fSocket(::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0)) {
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_port = htons(53);
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    EXPECT_EQ(::bind(fSocket.Get(), reinterpret_cast<sockaddr*>(&address), sizeof(address)), 0);
+  }
+
+  [[nodiscard]] bool WaitForQuery() const {
+    pollfd wait{fSocket.Get(), POLLIN, 0};
+    return ::poll(&wait, 1, 20000) == 1;
+  }
+
+ private:
+  vorn::FileDescriptor fSocket;
+};
+
+TEST(HTTPLookup, CancellingEndsARequestWhoseNameServerIsSilent) {
+  const SilentNameServer server;
+  HTTPPoller poller;
+  auto request = std::async(std::launch::async,
+                            [&] { return poller.DoRequest("http://unit.vorn.example/", {}).has_value(); });
+  ASSERT_TRUE(server.WaitForQuery());
+  EXPECT_EQ(request.wait_for(50ms), std::future_status::timeout);
+  poller.Cancel();
+  ASSERT_EQ(request.wait_for(kPrompt), std::future_status::ready);
+  EXPECT_FALSE(request.get());
+}
+
+TEST(HTTPLookup, DestructionEndsARequestWhoseNameServerIsSilent) {
+  const SilentNameServer server;
+  auto poller = std::make_unique<FirmwarePoller>("ab12", "release", std::function<void()>());
+  ASSERT_TRUE(server.WaitForQuery());
+  auto destruction = std::async(std::launch::async, [&] { poller.reset(); });
+  EXPECT_EQ(destruction.wait_for(kPrompt), std::future_status::ready);
+}
+
+TEST(HTTPLookup, TheDeadlineCoversTheLookup) {
+  const SilentNameServer server;
+  HTTPPoller poller(nullptr, 300ms);
+  auto request = std::async(std::launch::async,
+                            [&] { return poller.DoRequest("http://unit.vorn.example/", {}).has_value(); });
+  ASSERT_EQ(request.wait_for(kPrompt), std::future_status::ready);
+  EXPECT_FALSE(request.get());
+}
+
+bool Write(const char* path, const std::string& text) {
+  std::ofstream file(path);
+  file << text << std::flush;
+  return file.good();
+}
+
+/// Puts this process into network and mount namespaces of its own, with a
+/// loopback device and a resolver that asks it. Needs root or user namespaces.
+bool EnterNamespaces() {
+  const auto user = ::getuid();
+  const auto group = ::getgid();
+  if (::unshare(CLONE_NEWNET | CLONE_NEWNS) != 0) {
+    if (::unshare(CLONE_NEWUSER | CLONE_NEWNET | CLONE_NEWNS) != 0) return false;
+    if (!Write("/proc/self/setgroups", "deny") ||
+        !Write("/proc/self/uid_map", "0 " + std::to_string(user) + " 1") ||
+        !Write("/proc/self/gid_map", "0 " + std::to_string(group) + " 1"))
+      return false;
+  }
+  const vorn::FileDescriptor socket(::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
+  ifreq request{};
+  std::strncpy(request.ifr_name, "lo", sizeof(request.ifr_name) - 1);
+  request.ifr_flags = IFF_UP | IFF_RUNNING;
+  if (::ioctl(socket.Get(), SIOCSIFFLAGS, &request) != 0) return false;
+
+  if (::mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0) return false;
+  if (::mount("tmpfs", "/mnt", "tmpfs", 0, nullptr) != 0) return false;
+  return Write("/mnt/resolv.conf", "nameserver 127.0.0.1\noptions timeout:5 attempts:2\n") &&
+         Write("/mnt/nsswitch.conf", "hosts: files dns\n") &&
+         ::mount("/mnt/resolv.conf", "/etc/resolv.conf", nullptr, MS_BIND, nullptr) == 0 &&
+         ::mount("/mnt/nsswitch.conf", "/etc/nsswitch.conf", nullptr, MS_BIND, nullptr) == 0;
+}
+
+}  // namespace
+}  // namespace DeviceList
+
+int main(int argc, char** argv) {
+  ::testing::InitGoogleTest(&argc, argv);
+  if (!DeviceList::EnterNamespaces()) {
+    std::cerr << "cannot make the namespaces: neither root nor unprivileged user namespaces\n";
+    return 1;
+  }
+  return RUN_ALL_TESTS();
+}

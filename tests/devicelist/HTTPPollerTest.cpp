@@ -1,0 +1,583 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <stdlib.h>
+
+#include <atomic>
+#include <chrono>
+#include <filesystem>
+#include <fstream>
+#include <memory>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "devicelist/HTTPPoller.h"
+#include "devicelist/ResponseCollector.h"
+#include "tests/support/Eventually.h"
+#include "tests/support/LoopbackServer.h"
+#include "tests/support/ScopedEnvironment.h"
+
+namespace DeviceList {
+namespace {
+
+using namespace std::chrono_literals;
+using namespace std::string_literals;
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+using ::testing::SizeIs;
+using vorn::testing::Exchange;
+using vorn::testing::Gzip;
+using vorn::testing::LoopbackServer;
+using vorn::testing::ScopedEnvironment;
+
+using Tag = vorn::optional<std::string>;
+
+static_assert(!std::is_copy_constructible_v<HTTPPoller> && !std::is_move_constructible_v<HTTPPoller>);
+static_assert(kRequestTimeout == 30s && kMaxRedirects == 5);
+static_assert(ResponseCollector::kMaxBodyBytes == 1048576 && ResponseCollector::kMaxHeaderBytes == 65536);
+
+class HTTPPollerTest : public ::testing::Test {
+ protected:
+  vorn::optional<HTTPAnswer> Get(const std::string& target, const Tag& etag = {}) {
+    return fPoller.DoRequest(fServer.Url(target), etag);
+  }
+
+  LoopbackServer fServer;
+  HTTPPoller fPoller;
+};
+
+TEST_F(HTTPPollerTest, GivesBodyStatusAndHeader) {
+  fServer.Reply("/x", 200, "hello", {"ETag: \"1\""});
+  const auto answer = Get("/x");
+  ASSERT_TRUE(answer);
+  EXPECT_EQ(answer->first, "hello");
+  EXPECT_EQ(answer->second.statusCode, 200);
+  EXPECT_EQ(*answer->second.allHeaderFields.Find("eTAG"), "\"1\"");
+  EXPECT_EQ(fServer.Requests().at(0).method, "GET");
+  EXPECT_EQ(fServer.Requests().at(0).target, "/x");
+}
+
+TEST_F(HTTPPollerTest, TakesEveryStatusForAnAnswer) {
+  for (const int status : {200, 201, 204, 300, 400, 401, 403, 404, 407, 500, 503, 599}) {
+    fServer.Handle("/x", [status](Exchange& exchange) {
+      exchange.Send("HTTP/1.1 " + std::to_string(status) + " S\r\n" +
+                    (status == 204 ? "" : "Content-Length: 0\r\n") + "\r\n");
+    });
+    const auto answer = Get("/x");
+    ASSERT_TRUE(answer) << status;
+    EXPECT_EQ(answer->second.statusCode, status);
+    EXPECT_EQ(answer->first, "");
+  }
+}
+
+TEST_F(HTTPPollerTest, KeepsEveryByteOfTheBody) {
+  std::string body;
+  for (int i = 0; i < 256; ++i) body += static_cast<char>(i);
+  fServer.Reply("/x", 200, body);
+  EXPECT_EQ(Get("/x")->first, body);
+}
+
+TEST_F(HTTPPollerTest, TakesABodyThatEndsWithTheConnection) {
+  fServer.Handle("/x", [](Exchange& exchange) {
+    exchange.Send("HTTP/1.0 200 OK\r\n\r\nold style");
+    exchange.Close();
+  });
+  EXPECT_EQ(Get("/x")->first, "old style");
+}
+
+TEST_F(HTTPPollerTest, TakesABodyInChunksAndNoFieldsFromItsTrailer) {
+  fServer.Handle("/x", [](Exchange& exchange) {
+    exchange.Send(
+        "HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n3\r\nabc\r\n2\r\nde\r\n0\r\nETag: t\r\n\r\n");
+  });
+  const auto answer = Get("/x");
+  ASSERT_TRUE(answer);
+  EXPECT_EQ(answer->first, "abcde");
+  EXPECT_FALSE(answer->second.allHeaderFields.Find("ETag"));
+}
+
+TEST_F(HTTPPollerTest, TakesTheFinalResponseAfterInterimOnes) {
+  fServer.Handle("/x", [](Exchange& exchange) {
+    exchange.Send(
+        "HTTP/1.1 103 Early Hints\r\nETag: early\r\n\r\nHTTP/1.1 200 OK\r\nContent-Length: 1\r\n\r\nx");
+  });
+  const auto answer = Get("/x");
+  ASSERT_TRUE(answer);
+  EXPECT_EQ(answer->second.statusCode, 200);
+  EXPECT_FALSE(answer->second.allHeaderFields.Find("ETag"));
+}
+
+// ---- URLs ----
+
+TEST_F(HTTPPollerTest, RefusesEverythingButPlainHTTPWithoutTraffic) {
+  const auto rest = "://127.0.0.1:" + fServer.PortText() + "/";
+  for (const auto& scheme : {"https"s, "HTTP"s, "Http"s, "ftp"s, "httpx"s, "file"s, ""s, " http"s})
+    EXPECT_FALSE(fPoller.DoRequest(scheme + rest, {})) << scheme;
+  const auto host = "127.0.0.1:" + fServer.PortText() + "/";
+  for (const auto& url :
+       {""s, host, "//" + host, "http:" + host, "http:/" + host, "http:///" + host, "http://"s,
+        "http://" + host + "a b", "http://" + host + "\r\nX: y", "http://" + host + "\0"s})
+    EXPECT_FALSE(fPoller.DoRequest(url, {})) << url;
+  EXPECT_EQ(fServer.ConnectionCount(), 0);
+}
+
+TEST_F(HTTPPollerTest, RefusesUrlsWithCredentialsWithoutTraffic) {
+  const auto host = "127.0.0.1:" + fServer.PortText() + "/";
+  for (const auto* user : {"u:p@", "u@", "@", ":p@", "a.local:80@"})
+    EXPECT_FALSE(fPoller.DoRequest("http://" + (user + host), {})) << user;
+  EXPECT_EQ(fServer.ConnectionCount(), 0);
+}
+
+TEST_F(HTTPPollerTest, ServesOnAfterARefusedUrl) {
+  EXPECT_FALSE(fPoller.DoRequest("https://127.0.0.1/", {}));
+  EXPECT_TRUE(Get("/x"));
+}
+
+// ---- Entity tags ----
+
+TEST_F(HTTPPollerTest, SendsTheTagExactlyAsItStandsAndNoneWithoutOne) {
+  EXPECT_TRUE(Get("/x"));
+  for (const auto* tag : {"\"abc\"", "W/\"1, 2\"", "plain", "\xc3\xa4\xff", "a;b: c", "  lead"}) {
+    EXPECT_TRUE(Get("/x", Tag(tag)));
+    EXPECT_THAT(fServer.Requests().back().ValuesOf("If-None-Match"), ElementsAre(tag));
+  }
+  EXPECT_TRUE(Get("/x"));
+  EXPECT_THAT(fServer.Requests().front().ValuesOf("If-None-Match"), IsEmpty());
+  EXPECT_THAT(fServer.Requests().back().ValuesOf("If-None-Match"), IsEmpty());
+}
+
+TEST_F(HTTPPollerTest, SendsAnEmptyTagAsAnEmptyField) {
+  EXPECT_TRUE(Get("/x", Tag("")));
+  EXPECT_THAT(fServer.Requests().back().headerLines, ::testing::Contains("If-None-Match:"));
+}
+
+TEST_F(HTTPPollerTest, DoesNotSendATagThatWouldEndItsLine) {
+  for (const auto& tag : {"a\r\nX: y"s, "a\nX: y"s, "a\rb"s, "a\0b"s}) {
+    EXPECT_TRUE(Get("/x", Tag(tag)));
+    const auto request = fServer.Requests().back();
+    EXPECT_THAT(request.ValuesOf("If-None-Match"), IsEmpty());
+    EXPECT_THAT(request.ValuesOf("X"), IsEmpty());
+  }
+}
+
+TEST_F(HTTPPollerTest, TakesA304WithoutBodyForAnAnswerWithAndWithoutALength) {
+  for (const auto* length : {"", "Content-Length: 0\r\n", "Content-Length: 25\r\n"}) {
+    fServer.Handle("/x", [length](Exchange& exchange) {
+      exchange.Send("HTTP/1.1 304 Not Modified\r\n"s + length + "\r\n");
+    });
+    const auto answer = Get("/x", Tag("1"));
+    ASSERT_TRUE(answer) << length;
+    EXPECT_EQ(answer->second.statusCode, 304);
+    EXPECT_EQ(answer->first, "");
+  }
+  EXPECT_EQ(fServer.ConnectionCount(), 1);
+}
+
+// ---- Connections ----
+
+TEST_F(HTTPPollerTest, KeepsOneConnectionFromRequestToRequest) {
+  for (int i = 0; i < 10; ++i) EXPECT_TRUE(Get("/" + std::to_string(i)));
+  EXPECT_EQ(fServer.ConnectionCount(), 1);
+}
+
+TEST_F(HTTPPollerTest, NobodyNoticesAKeptConnectionThatWasClosedMeanwhile) {
+  fServer.Handle("/x", [](Exchange& exchange) {
+    exchange.Reply(200, "x");
+    exchange.Close();
+  });
+  for (int i = 0; i < 10; ++i) ASSERT_TRUE(Get("/x")) << i;
+  EXPECT_EQ(fServer.ConnectionCount(), 10);
+}
+
+TEST_F(HTTPPollerTest, TriesAgainWhenAKeptConnectionBreaksUnderARequest) {
+  for (const bool reset : {false, true}) {
+    LoopbackServer server;
+    HTTPPoller poller;
+    std::atomic<int> last{0};
+    server.Handle("/x", [&](Exchange& exchange) {
+      if (last.exchange(exchange.Request().connection) != exchange.Request().connection) {
+        exchange.Reply(200, "x");
+      } else if (reset) {
+        exchange.Reset();
+      } else {
+        exchange.Close();
+      }
+    });
+    EXPECT_TRUE(poller.DoRequest(server.Url("/x"), {}));
+    for (int i = 1; i <= 20; ++i) {
+      EXPECT_TRUE(poller.DoRequest(server.Url("/x"), {})) << i;
+      EXPECT_EQ(server.RequestCount(), static_cast<std::size_t>(1 + 2 * i));
+      EXPECT_EQ(server.ConnectionCount(), 1 + i);
+    }
+  }
+}
+
+TEST_F(HTTPPollerTest, GivesNoAnswerWhenAFreshConnectionBreaks) {
+  fServer.Handle("/close", [](Exchange& exchange) { exchange.Close(); });
+  fServer.Handle("/reset", [](Exchange& exchange) { exchange.Reset(); });
+  EXPECT_FALSE(HTTPPoller().DoRequest(fServer.Url("/close"), {}));
+  EXPECT_FALSE(HTTPPoller().DoRequest(fServer.Url("/reset"), {}));
+}
+
+TEST_F(HTTPPollerTest, GivesNoAnswerWhereNobodyListens) {
+  EXPECT_FALSE(
+      fPoller.DoRequest("http://127.0.0.1:" + std::to_string(vorn::testing::UnusedPort()) + "/", {}));
+}
+
+TEST_F(HTTPPollerTest, GivesNoAnswerForAnIncompleteOne) {
+  const auto endEarly = [this](const std::string& bytes, bool reset) {
+    fServer.Handle("/x", [=](Exchange& exchange) {
+      exchange.Send(bytes);
+      exchange.Pause(20ms);
+      if (reset) {
+        exchange.Reset();
+      } else {
+        exchange.Close();
+      }
+    });
+    return Get("/x");
+  };
+  for (const bool reset : {false, true}) {
+    EXPECT_FALSE(endEarly("HTTP/1.1 200 OK\r\nContent-Length: 10\r\n\r\nabc", reset));
+    EXPECT_FALSE(endEarly("HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n3\r\nabc\r\n", reset));
+  }
+  EXPECT_FALSE(endEarly("HTTP/1.1 200 OK\r\n\r\nabc", true));
+}
+
+TEST_F(HTTPPollerTest, GivesNoAnswerForWhatIsNoHTTP) {
+  for (const auto& bytes : {"garbage\r\n\r\n"s, "\0\0\0\0\0\0\0\0"s, "SSH-2.0-x\r\n"s, "<html></html>"s,
+                            "HTTP/1.1\r\n\r\n"s, "HTTP/1.1 abc OK\r\n\r\n"s, "HTTP/9.9 200 OK\r\n\r\n"s}) {
+    fServer.Handle("/x", [=](Exchange& exchange) {
+      exchange.Send(bytes);
+      exchange.Close();
+    });
+    EXPECT_FALSE(Get("/x")) << bytes;
+  }
+}
+
+TEST_F(HTTPPollerTest, LetsASecondThreadWaitForItsTurn) {
+  std::atomic<int> inFlight{0};
+  std::atomic<bool> overlapped{false};
+  fServer.Handle("/x", [&](Exchange& exchange) {
+    if (++inFlight > 1) overlapped = true;
+    exchange.Pause(5ms);
+    --inFlight;
+    exchange.Reply(200, "x");
+  });
+  std::atomic<int> answers{0};
+  std::vector<std::thread> threads;
+  for (int i = 0; i < 4; ++i) {
+    threads.emplace_back([&] {
+      for (int n = 0; n < 5; ++n) answers += Get("/x") ? 1 : 0;
+    });
+  }
+  for (auto& thread : threads) thread.join();
+  EXPECT_EQ(answers, 20);
+  EXPECT_FALSE(overlapped);
+  EXPECT_EQ(fServer.ConnectionCount(), 1);
+}
+
+// ---- Bounds ----
+
+TEST_F(HTTPPollerTest, TakesABodyOfTheBoundAndRefusesALongerOne) {
+  fServer.Reply("/fits", 200, std::string(ResponseCollector::kMaxBodyBytes, 'x'));
+  fServer.Reply("/too-long", 200, std::string(ResponseCollector::kMaxBodyBytes + 1, 'x'));
+  EXPECT_EQ(Get("/fits")->first.size(), ResponseCollector::kMaxBodyBytes);
+  EXPECT_FALSE(Get("/too-long"));
+}
+
+TEST_F(HTTPPollerTest, CutsAnEndlessBody) {
+  fServer.Handle("/plain", [](Exchange& exchange) {
+    exchange.Send("HTTP/1.1 200 OK\r\n\r\n");
+    while (exchange.Send(std::string(65536, 'x'))) {
+    }
+  });
+  fServer.Handle("/chunks", [](Exchange& exchange) {
+    exchange.Send("HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n");
+    while (exchange.Send("10000\r\n" + std::string(65536, 'x') + "\r\n")) {
+    }
+  });
+  EXPECT_FALSE(Get("/plain"));
+  EXPECT_FALSE(Get("/chunks"));
+}
+
+TEST_F(HTTPPollerTest, CutsAnEndlessHeader) {
+  fServer.Handle("/fields", [](Exchange& exchange) {
+    exchange.Send("HTTP/1.1 200 OK\r\n");
+    while (exchange.Send("X-Field: " + std::string(100, 'x') + "\r\n")) {
+    }
+  });
+  fServer.Handle("/line", [](Exchange& exchange) {
+    exchange.Send("HTTP/1.1 200 OK\r\nX-Field: ");
+    while (exchange.Send(std::string(4096, 'x'))) {
+    }
+  });
+  fServer.Handle("/interim", [](Exchange& exchange) {
+    while (exchange.Send("HTTP/1.1 100 Continue\r\n\r\n")) {
+    }
+  });
+  fServer.Handle("/trailer", [](Exchange& exchange) {
+    exchange.Send("HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n0\r\n");
+    while (exchange.Send("X-Field: " + std::string(100, 'x') + "\r\n")) {
+    }
+  });
+  for (const char* target : {"/fields", "/line", "/interim", "/trailer"}) EXPECT_FALSE(Get(target)) << target;
+}
+
+TEST_F(HTTPPollerTest, DecodesGzip) {
+  fServer.Reply("/x", 200, Gzip("{\"value\":\"1\"}"), {"Content-Encoding: gzip"});
+  EXPECT_EQ(Get("/x")->first, "{\"value\":\"1\"}");
+  EXPECT_THAT(fServer.Requests().back().ValuesOf("Accept-Encoding"), ElementsAre("gzip, deflate"));
+}
+
+TEST_F(HTTPPollerTest, CutsAGzipBomb) {
+  const auto bomb = Gzip(std::string(64 * 1024 * 1024, '\0'));
+  ASSERT_LT(bomb.size(), ResponseCollector::kMaxBodyBytes);
+  fServer.Reply("/x", 200, bomb, {"Content-Encoding: gzip"});
+  EXPECT_FALSE(Get("/x"));
+  fServer.Reply("/x", 200, Gzip(bomb), {"Content-Encoding: gzip, gzip"});
+  EXPECT_FALSE(Get("/x"));
+}
+
+TEST_F(HTTPPollerTest, GivesNoAnswerForBrokenOrUnaskedEncodings) {
+  fServer.Reply("/x", 200, "no gzip at all", {"Content-Encoding: gzip"});
+  EXPECT_FALSE(Get("/x"));
+  for (const auto* coding : {"br", "zstd", "compress", "gzip, br"}) {
+    fServer.Reply("/x", 200, Gzip("x"), {"Content-Encoding: "s + coding});
+    EXPECT_FALSE(Get("/x")) << coding;
+  }
+}
+
+TEST_F(HTTPPollerTest, BoundsTheWholeRequestHoweverSlowlyThePeerAnswers) {
+  const auto drip = [](const std::string& begin) {
+    return [begin](Exchange& exchange) {
+      exchange.Send(begin);
+      while (exchange.Pause(20ms)) exchange.Send("x");
+    };
+  };
+  fServer.Handle("/silent", [](Exchange& exchange) { exchange.Hang(); });
+  fServer.Handle("/header", drip("HTTP/1.1 200 OK\r\nX: "));
+  fServer.Handle("/body", drip("HTTP/1.1 200 OK\r\n\r\n"));
+  HTTPPoller poller(nullptr, 300ms);
+  for (const char* target : {"/silent", "/header", "/body"}) {
+    const auto begin = std::chrono::steady_clock::now();
+    EXPECT_FALSE(poller.DoRequest(fServer.Url(target), {})) << target;
+    const auto taken = std::chrono::steady_clock::now() - begin;
+    EXPECT_GE(taken, 290ms) << target;
+    EXPECT_LT(taken, 10s) << target;
+  }
+}
+
+// ---- Redirects ----
+
+class HTTPRedirectTest : public HTTPPollerTest {
+ protected:
+  void Redirect(const std::string& target, const std::string& location, int status = 302) {
+    fServer.Reply(target, status, "moved", {"Location: " + location});
+  }
+};
+
+TEST_F(HTTPRedirectTest, FollowsEachKindToTheSameHost) {
+  fServer.Reply("/end", 200, "end");
+  for (const int status : {301, 302, 303, 307, 308}) {
+    Redirect("/x", "/end", status);
+    const auto answer = Get("/x", Tag("1"));
+    ASSERT_TRUE(answer) << status;
+    EXPECT_EQ(answer->first, "end");
+    EXPECT_EQ(answer->second.statusCode, 200);
+    EXPECT_THAT(fServer.Requests().back().ValuesOf("If-None-Match"), ElementsAre("1"));
+  }
+}
+
+TEST_F(HTTPRedirectTest, FollowsRelativeAndWholeLocationsAndAnotherPort) {
+  LoopbackServer other;
+  other.Reply("/end", 200, "other");
+  fServer.Reply("/a/end", 200, "end");
+  Redirect("/a/relative", "end");
+  Redirect("/whole", fServer.Url("/a/end"));
+  Redirect("/port", other.Url("/end"));
+  EXPECT_EQ(Get("/a/relative")->first, "end");
+  EXPECT_EQ(Get("/whole")->first, "end");
+  EXPECT_EQ(Get("/port")->first, "other");
+}
+
+TEST_F(HTTPRedirectTest, NeverGoesToAnotherHost) {
+  LoopbackServer other("127.0.0.2", fServer.Port());
+  for (const auto& location :
+       {other.Url("/"), "http://127.0.0.2:" + fServer.PortText() + "/",
+        "//127.0.0.2:" + fServer.PortText() + "/", "http://localhost:" + fServer.PortText() + "/",
+        "http://u:p@127.0.0.1:" + fServer.PortText() + "/",
+        "http://127.0.0.1:" + fServer.PortText() + "@127.0.0.2/", "ftp://127.0.0.1/"s, "file:///etc/passwd"s,
+        "http://"s}) {
+    Redirect("/x", location);
+    const auto before = fServer.RequestCount();
+    EXPECT_FALSE(Get("/x")) << location;
+    EXPECT_EQ(fServer.RequestCount(), before + 1) << location;
+  }
+  EXPECT_EQ(other.ConnectionCount(), 0);
+}
+
+TEST_F(HTTPRedirectTest, GoesToHTTPSOnTheSameHost) {
+  // The peer speaks no TLS, so there is no answer; but it was asked.
+  Redirect("/x", "https://127.0.0.1:" + fServer.PortText() + "/");
+  fServer.HandleOthers([](Exchange& exchange) { exchange.Close(); });
+  LoopbackServer tls;
+  Redirect("/y", "https://127.0.0.1:" + tls.PortText() + "/");
+  HTTPPoller poller(nullptr, 500ms);
+  EXPECT_FALSE(poller.DoRequest(fServer.Url("/y"), {}));
+  EXPECT_EQ(tls.ConnectionCount(), 1);
+  EXPECT_EQ(tls.RequestCount(), 0U);
+}
+
+TEST_F(HTTPRedirectTest, FollowsFiveAndNotASixth) {
+  for (int i = 0; i < 6; ++i) Redirect("/" + std::to_string(i), "/" + std::to_string(i + 1));
+  fServer.Reply("/6", 200, "end");
+  EXPECT_EQ(Get("/1")->first, "end");
+  EXPECT_THAT(fServer.Targets(), ElementsAre("/1", "/2", "/3", "/4", "/5", "/6"));
+  EXPECT_FALSE(Get("/0"));
+  EXPECT_THAT(fServer.Targets(), SizeIs(12));
+  Redirect("/loop", "/loop");
+  EXPECT_FALSE(Get("/loop"));
+  EXPECT_THAT(fServer.Targets(), SizeIs(18));
+}
+
+TEST_F(HTTPRedirectTest, PutsAllHopsUnderOneDeadline) {
+  fServer.Handle("/loop", [](Exchange& exchange) {
+    exchange.Pause(150ms);
+    exchange.Reply(302, {}, {"Location: /loop"});
+  });
+  HTTPPoller poller(nullptr, 400ms);
+  EXPECT_FALSE(poller.DoRequest(fServer.Url("/loop"), {}));
+  EXPECT_LE(fServer.RequestCount(), 3U);
+}
+
+TEST_F(HTTPRedirectTest, TakesAStatusWithNothingToFollowForAnAnswer) {
+  fServer.Reply("/x", 302, "nowhere");
+  EXPECT_EQ(Get("/x")->second.statusCode, 302);
+  Redirect("/x", "/other", 304);
+  EXPECT_EQ(Get("/x")->second.statusCode, 304);
+  Redirect("/x", "/other", 300);
+  EXPECT_EQ(Get("/x")->second.statusCode, 300);
+  EXPECT_EQ(fServer.RequestCount(), 3U);
+}
+
+// ---- Nothing of the user's goes out ----
+
+TEST_F(HTTPPollerTest, SendsNoCookiesCredentialsOrNetrc) {
+  char folder[] = "/tmp/vorn-http-XXXXXX";
+  ASSERT_NE(::mkdtemp(folder), nullptr);
+  std::ofstream(folder + "/.netrc"s) << "machine 127.0.0.1 login user password secret\n";
+  const ScopedEnvironment home("HOME", folder);
+  HTTPPoller poller;
+  fServer.Reply("/x", 401, {}, {"Set-Cookie: id=1; Path=/", "WWW-Authenticate: Basic realm=\"r\""});
+  EXPECT_TRUE(poller.DoRequest(fServer.Url("/x"), {}));
+  EXPECT_TRUE(poller.DoRequest(fServer.Url("/x"), {}));
+  std::filesystem::remove_all(folder);
+  EXPECT_EQ(fServer.RequestCount(), 2U);
+  for (const auto& request : fServer.Requests()) {
+    for (const auto& line : request.headerLines) {
+      const auto name = line.substr(0, line.find(':'));
+      EXPECT_TRUE(name == "Host" || name == "Accept" || name == "Accept-Encoding") << line;
+    }
+  }
+}
+
+// ---- Hosts and proxies ----
+
+TEST_F(HTTPPollerTest, AsksThePinnedAddressAndKeepsTheNameInTheHostField) {
+  const auto hosts = std::make_shared<LocalHosts>();
+  hosts->Replace({{"studio-a.local", {"127.0.0.1"}}});
+  HTTPPoller poller(hosts);
+  fServer.Reply("/x", 200, "pinned");
+  const auto port = fServer.PortText();
+  EXPECT_EQ(poller.DoRequest("http://studio-a.local:" + port + "/x", {})->first, "pinned");
+  EXPECT_EQ(poller.DoRequest("http://Studio-A.LOCAL:" + port + "/x", {})->first, "pinned");
+  EXPECT_THAT(fServer.Requests().at(0).ValuesOf("Host"), ElementsAre("studio-a.local:" + port));
+  EXPECT_THAT(fServer.Requests().at(1).ValuesOf("Host"), ElementsAre("Studio-A.LOCAL:" + port));
+}
+
+TEST_F(HTTPPollerTest, AsksThePinnedAddressForANameWithAFinalDot) {
+  const auto hosts = std::make_shared<LocalHosts>();
+  hosts->Replace({{"studio-a.local", {"127.0.0.1"}}});
+  HTTPPoller poller(hosts, 5s);
+  EXPECT_TRUE(poller.DoRequest("http://studio-a.local.:" + fServer.PortText() + "/x", {}));
+}
+
+TEST_F(HTTPPollerTest, PinsTheOtherPortsOfARedirectToo) {
+  const auto hosts = std::make_shared<LocalHosts>();
+  hosts->Replace({{"studio-a.local", {"127.0.0.1"}}});
+  HTTPPoller poller(hosts);
+  LoopbackServer other;
+  other.Reply("/end", 200, "other");
+  fServer.Reply("/x", 302, {}, {"Location: http://studio-a.local:" + other.PortText() + "/end"});
+  for (int i = 0; i < 3; ++i)
+    EXPECT_EQ(poller.DoRequest("http://studio-a.local:" + fServer.PortText() + "/x", {})->first, "other");
+}
+
+TEST_F(HTTPPollerTest, FollowsAHostToItsNewAddressAtTheNextRequest) {
+  const auto hosts = std::make_shared<LocalHosts>();
+  HTTPPoller poller(hosts, 5s);
+  LoopbackServer other("127.0.0.2", fServer.Port());
+  fServer.Reply("/x", 200, "first");
+  other.Reply("/x", 200, "second");
+  const auto url = "http://studio-a.local:" + fServer.PortText() + "/x";
+  hosts->Replace({{"studio-a.local", {"127.0.0.1"}}});
+  EXPECT_EQ(poller.DoRequest(url, {})->first, "first");
+  hosts->Replace({{"studio-a.local", {"127.0.0.2", "127.0.0.1"}}});
+  EXPECT_EQ(poller.DoRequest(url, {})->first, "first");  // the kept connection is still to one of them
+  hosts->Replace({{"studio-a.local", {"127.0.0.2"}}});
+  EXPECT_EQ(poller.DoRequest(url, {})->first, "second");
+  EXPECT_EQ(poller.DoRequest(url, {})->first, "second");
+  EXPECT_EQ(fServer.ConnectionCount(), 1);
+  EXPECT_EQ(other.ConnectionCount(), 1);
+}
+
+TEST_F(HTTPPollerTest, DoesNotAskTheOldAddressOfAHostThatLeftTheTable) {
+  const auto hosts = std::make_shared<LocalHosts>();
+  HTTPPoller poller(hosts, 2s);
+  hosts->Replace({{"vorn-no-such-unit.local", {"127.0.0.1"}}});
+  fServer.Reply("/x", 200, "x", {"Connection: close"});
+  const auto url = "http://vorn-no-such-unit.local:" + fServer.PortText() + "/x";
+  EXPECT_TRUE(poller.DoRequest(url, {}));
+  hosts->Replace({});
+  EXPECT_FALSE(poller.DoRequest(url, {}));
+  EXPECT_EQ(fServer.RequestCount(), 1U);
+  hosts->Replace({{"vorn-no-such-unit.local", {"127.0.0.1"}}});
+  EXPECT_TRUE(poller.DoRequest(url, {}));
+}
+
+TEST_F(HTTPPollerTest, TriesAllPinnedAddresses) {
+  const auto hosts = std::make_shared<LocalHosts>();
+  hosts->Replace({{"studio-a.local", {"127.0.0.3", "127.0.0.1"}}});
+  HTTPPoller poller(hosts);
+  EXPECT_TRUE(poller.DoRequest("http://studio-a.local:" + fServer.PortText() + "/x", {}));
+}
+
+TEST_F(HTTPPollerTest, HonoursTheEnvironmentsProxyExceptForLocalHosts) {
+  LoopbackServer proxy;
+  proxy.HandleOthers([](Exchange& exchange) { exchange.Reply(200, "proxy"); });
+  const ScopedEnvironment environment("http_proxy", proxy.Url(""));
+  const auto hosts = std::make_shared<LocalHosts>();
+  hosts->Replace({{"studio-a.local", {"127.0.0.1"}}});
+  HTTPPoller poller(hosts, 2s);
+  fServer.Reply("/x", 200, "direct");
+
+  EXPECT_EQ(poller.DoRequest("http://updates.vorn.example/x", {})->first, "proxy");
+  EXPECT_EQ(poller.DoRequest("http://studio-a.local:" + fServer.PortText() + "/x", {})->first, "direct");
+  EXPECT_FALSE(poller.DoRequest("http://vorn-no-such-unit.local/x", {}));
+  EXPECT_FALSE(HTTPPoller(nullptr, 2s).DoRequest("http://vorn-no-such-unit.local/x", {}));
+  EXPECT_EQ(poller.DoRequest("http://updates.vorn.example/y", {})->first, "proxy");
+  EXPECT_THAT(proxy.Targets(), ElementsAre("http://updates.vorn.example/x", "http://updates.vorn.example/y"));
+}
+
+TEST_F(HTTPPollerTest, SurvivesAnyBytesForAHost) {
+  HTTPPoller poller(std::make_shared<LocalHosts>(), 1s);
+  for (const auto& host : {"a/b"s, "a?b"s, "a#b"s, "a b"s, "\xc3\xa4.local"s, "\xff\xfe.local"s, "%00.local"s,
+                           "[::1"s, "a..b"s, std::string(70000, 'a'), "\\"s, "..."s, "a,b.local"s}) {
+    static_cast<void>(poller.DoRequest("http://" + host + ":1/", {}).has_value());
+  }
+  EXPECT_TRUE(poller.DoRequest(fServer.Url("/x"), {}));
+}
+
+}  // namespace
+}  // namespace DeviceList

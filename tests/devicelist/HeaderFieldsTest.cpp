@@ -1,0 +1,81 @@
+#include <gtest/gtest.h>
+
+#include <string>
+#include <type_traits>
+
+#include "devicelist/HeaderFields.h"
+
+namespace DeviceList {
+namespace {
+
+using namespace std::string_literals;
+
+static_assert(std::is_nothrow_move_constructible_v<HeaderFields>);
+
+HeaderFields FieldsOf(std::initializer_list<std::string> lines) {
+  HeaderFields fields;
+  for (const auto& line : lines) fields.AddLine(line);
+  return fields;
+}
+
+TEST(HeaderFields, FindsAFieldWhateverTheCaseOfItsName) {
+  for (const char* spelled : {"ETag", "etag", "ETAG", "eTaG"}) {
+    const auto fields = FieldsOf({spelled + ": \"a1\"\r\n"s});
+    ASSERT_TRUE(fields.Find("ETag")) << spelled;
+    EXPECT_EQ(*fields.Find("etag"), "\"a1\"") << spelled;
+  }
+}
+
+TEST(HeaderFields, HasNothingUnderANameThatIsOnlyAPartOfAnother) {
+  const auto fields = FieldsOf({"ETags: x\r\n", "X-ETag: y\r\n"});
+  EXPECT_FALSE(fields.Find("ETag"));
+  EXPECT_FALSE(fields.Find(""));
+}
+
+TEST(HeaderFields, TakesBlanksOffTheEndsOfAValueAndKeepsThoseWithin) {
+  EXPECT_EQ(*FieldsOf({"A: \t b  c \t\r\n"}).Find("a"), "b  c");
+  EXPECT_EQ(*FieldsOf({"A:b"}).Find("a"), "b");
+  EXPECT_EQ(*FieldsOf({"A: b:c\n"}).Find("a"), "b:c");
+}
+
+TEST(HeaderFields, KeepsAnEmptyValue) {
+  const auto fields = FieldsOf({"ETag:\r\n"});
+  ASSERT_TRUE(fields.Find("ETag"));
+  EXPECT_EQ(*fields.Find("ETag"), "");
+}
+
+TEST(HeaderFields, JoinsFieldsOfOneNameInOrder) {
+  EXPECT_EQ(*FieldsOf({"A: 1\r\n", "B: x\r\n", "a: 2\r\n"}).Find("A"), "1, 2");
+}
+
+TEST(HeaderFields, GoesOnWithAFoldedLine) {
+  EXPECT_EQ(*FieldsOf({"A: 1\r\n", "  2\r\n", "\t3\r\n"}).Find("A"), "1 2 3");
+  EXPECT_EQ(*FieldsOf({"A:\r\n", " 2\r\n"}).Find("A"), "2");
+}
+
+TEST(HeaderFields, LeavesOutAFoldedLineThatFollowsNoField) {
+  EXPECT_EQ(FieldsOf({" 1\r\n"}).Count(), 0U);
+  EXPECT_EQ(*FieldsOf({"A: 1\r\n", "garbage\r\n", " 2\r\n"}).Find("A"), "1");
+}
+
+TEST(HeaderFields, LeavesOutWhatIsNoField) {
+  for (const auto& line :
+       {""s, "\r\n"s, "HTTP/1.1 200 OK\r\n"s, "no colon\r\n"s, ": no name\r\n"s, "a b: c\r\n"s, "a : c\r\n"s,
+        "a\0b: c\r\n"s, "a: b\0c\r\n"s, "a: b\rc\r\n"s, "a: b\nc\r\n"s}) {
+    EXPECT_EQ(FieldsOf({line}).Count(), 0U) << line;
+  }
+}
+
+TEST(HeaderFields, KeepsBytesBeyondASCIIAsTheyCame) {
+  EXPECT_EQ(*FieldsOf({"A: \xc3\xff\x80\r\n"}).Find("A"), "\xc3\xff\x80");
+}
+
+TEST(HeaderFields, ForgetsEverythingWhenCleared) {
+  auto fields = FieldsOf({"A: 1\r\n"});
+  fields.Clear();
+  fields.AddLine(" 2\r\n");
+  EXPECT_EQ(fields.Count(), 0U);
+}
+
+}  // namespace
+}  // namespace DeviceList

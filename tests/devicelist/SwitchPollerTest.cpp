@@ -1,0 +1,144 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <chrono>
+#include <memory>
+#include <string>
+#include <thread>
+
+#include "devicelist/SwitchPoller.h"
+#include "tests/support/Eventually.h"
+#include "tests/support/LoopbackServer.h"
+
+namespace DeviceList {
+namespace {
+
+using namespace std::chrono_literals;
+using namespace std::string_literals;
+using ::testing::IsEmpty;
+using vorn::testing::Eventually;
+using vorn::testing::Exchange;
+using vorn::testing::LoopbackServer;
+
+using Text = vorn::optional<std::string>;
+
+constexpr auto kQuick = 5ms;
+constexpr auto kOnce = 1h;
+
+std::string Shown(const Text& text) {
+  return text ? *text : "(none)";
+}
+
+class SwitchPollerTest : public ::testing::Test {
+ protected:
+  [[nodiscard]] Entry MakeEntry() const { return Entry{Text("Switch 1"), kTypeSwitch, fUnit.Url("/"), "u1"}; }
+  [[nodiscard]] static bool Becomes(const Poller& poller, const std::string& state) {
+    return Eventually([&] {
+      return Shown(poller.GetName()) + " " + Shown(poller.GetModelID()) + " " +
+                 Shown(poller.GetFirmwareVersion()) ==
+             state;
+    });
+  }
+
+  LoopbackServer fUnit;
+};
+
+TEST_F(SwitchPollerTest, HasItsModelFromTheBeginningAndIsHiddenUntilItAnswers) {
+  fUnit.Handle("/firmware_version", [](Exchange& exchange) { exchange.Hang(); });
+  const SwitchPoller poller(MakeEntry(), nullptr, kOnce);
+  EXPECT_EQ(Shown(poller.GetModelID()), "avbswitch");
+  EXPECT_FALSE(poller.GetName());
+  EXPECT_FALSE(poller.GetFirmwareVersion());
+  EXPECT_EQ(poller.GetEntry(), MakeEntry());
+}
+
+TEST_F(SwitchPollerTest, ShowsTheWholeBodyAsItStands) {
+  fUnit.Reply("/firmware_version", 200, " 1.0.2\r\n");
+  const SwitchPoller poller(MakeEntry(), nullptr, kOnce);
+  EXPECT_TRUE(Becomes(poller, "Switch 1 avbswitch  1.0.2\r\n"));
+}
+
+TEST_F(SwitchPollerTest, AsksUnconditionallyOverOneConnection) {
+  fUnit.Reply("/firmware_version", 200, "1.0.2", {"ETag: t"});
+  const SwitchPoller poller(MakeEntry(), nullptr, kQuick);
+  ASSERT_TRUE(fUnit.WaitForRequests(5));
+  for (const auto& request : fUnit.Requests()) {
+    EXPECT_EQ(request.target, "/firmware_version");
+    EXPECT_THAT(request.ValuesOf("If-None-Match"), IsEmpty());
+  }
+  EXPECT_EQ(fUnit.ConnectionCount(), 1);
+}
+
+TEST_F(SwitchPollerTest, FollowsEachAnswer) {
+  std::atomic<int> status{200};
+  fUnit.Handle("/firmware_version", [&](Exchange& exchange) {
+    if (status == 0) return exchange.Close();
+    exchange.Reply(status, "1.0.2");
+  });
+  const SwitchPoller poller(MakeEntry(), nullptr, kQuick);
+  EXPECT_TRUE(Becomes(poller, "Switch 1 avbswitch 1.0.2"));
+  status = 404;
+  EXPECT_TRUE(Becomes(poller, "Switch 1 avbswitch (none)"));
+  status = 0;
+  EXPECT_TRUE(Becomes(poller, "(none) avbswitch (none)"));
+  status = 500;
+  EXPECT_TRUE(Becomes(poller, "Switch 1 avbswitch (none)"));
+  status = 200;
+  EXPECT_TRUE(Becomes(poller, "Switch 1 avbswitch 1.0.2"));
+}
+
+TEST_F(SwitchPollerTest, CallsBackTwiceAPollWhateverTheAnswer) {
+  for (const int status : {200, 404, 0}) {
+    LoopbackServer unit;
+    std::atomic<bool> go{false};
+    std::atomic<int> calls{0};
+    std::atomic<int> polls{0};
+    unit.Handle("/firmware_version", [&](Exchange& exchange) {
+      while (!go && exchange.Pause(1ms)) {
+      }
+      if (++polls > 5) return exchange.Hang();
+      // Without an answer: on fresh connections, so that nothing is tried again.
+      status == 0 ? exchange.Close() : exchange.Reply(status, "1.0.2");
+    });
+    SwitchPoller poller(Entry{Text("Switch 1"), kTypeSwitch, unit.Url("/"), "u1"}, nullptr, kQuick);
+    poller.OnNameOrFirmwareChanged([&] { ++calls; });
+    go = true;
+    ASSERT_TRUE(unit.WaitForRequests(6)) << status;
+    EXPECT_EQ(calls, 5 * 2) << status;
+    poller.OnNameOrFirmwareChanged({});
+  }
+}
+
+TEST_F(SwitchPollerTest, IsHiddenWithItsModelWhereNobodyListens) {
+  const Entry entry{Text("Switch 1"), kTypeSwitch,
+                    "http://127.0.0.1:" + std::to_string(vorn::testing::UnusedPort()) + "/", "u1"};
+  SwitchPoller poller(entry, nullptr, kQuick);
+  std::atomic<int> calls{0};
+  poller.OnNameOrFirmwareChanged([&] { ++calls; });
+  ASSERT_TRUE(Eventually([&] { return calls >= 4; }));
+  EXPECT_TRUE(Becomes(poller, "(none) avbswitch (none)"));
+}
+
+TEST_F(SwitchPollerTest, GoesAtOnceWhileTheUnitHangs) {
+  fUnit.Handle("/firmware_version", [](Exchange& exchange) { exchange.Hang(); });
+  auto poller = std::make_unique<SwitchPoller>(MakeEntry(), nullptr, kOnce);
+  std::atomic<int> calls{0};
+  poller->OnNameOrFirmwareChanged([&] { ++calls; });
+  ASSERT_TRUE(fUnit.WaitForRequests(1));
+  const auto begin = std::chrono::steady_clock::now();
+  poller.reset();
+  EXPECT_LT(std::chrono::steady_clock::now() - begin, 10s);
+  EXPECT_EQ(calls, 2);
+}
+
+TEST_F(SwitchPollerTest, MayGoAtAnyMoment) {
+  fUnit.Reply("/firmware_version", 200, "1.0.2");
+  for (int round = 0; round < 150; ++round) {
+    const SwitchPoller poller(MakeEntry(), nullptr, 0ms);
+    std::this_thread::sleep_for(std::chrono::microseconds(round * 10));
+  }
+}
+
+}  // namespace
+}  // namespace DeviceList

@@ -1,0 +1,70 @@
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "devicelist/Url.h"
+
+namespace DeviceList {
+namespace {
+
+using namespace std::string_literals;
+
+TEST(Url, KnowsItsPieces) {
+  const auto url = ParseUrl("http://Studio-A.local:8080/datastore/x?y=1#z");
+  ASSERT_TRUE(url);
+  EXPECT_EQ(url->scheme, "http");
+  EXPECT_EQ(url->host, "studio-a.local");
+  EXPECT_EQ(url->port, "8080");
+  EXPECT_EQ(url->path, "/datastore/x");
+  EXPECT_TRUE(url->hasQuery);
+  EXPECT_EQ(url->text.find('#'), std::string::npos);
+}
+
+TEST(Url, HasTheSchemesOwnPortByDefault) {
+  EXPECT_EQ(ParseUrl("http://a/")->port, "80");
+  EXPECT_EQ(ParseUrl("https://a/")->port, "443");
+  EXPECT_FALSE(ParseUrl("http://a/")->hasQuery);
+}
+
+TEST(Url, RefusesWhatIsNoHTTPUrl) {
+  for (const auto& text : {""s, "a"s, "a/b"s, "/a"s, "ftp://a/"s, "file:///etc/passwd"s, "gopher://a/"s,
+                           "http:///x"s, "http://"s, "http://a:99999/"s, "http://a:x/"s, "javascript:1"s}) {
+    EXPECT_FALSE(ParseUrl(text)) << text;
+  }
+}
+
+TEST(Url, RefusesCredentials) {
+  for (const char* text : {"http://u:p@a/", "http://u@a/", "http://@a/", "http://:@a/", "http://a@b@c/"}) {
+    EXPECT_FALSE(ParseUrl(text)) << text;
+  }
+  EXPECT_TRUE(ParseUrl("http://a/u@b"));
+}
+
+TEST(Url, RefusesWhiteSpaceAndControlCharacters) {
+  for (const auto& text : {"http://a/b c"s, " http://a/"s, "http://a/\r\nX: y"s, "http://a/\tb"s,
+                           "http://a/\x7f"s, "http://a/b\0c"s, "http://a b/"s}) {
+    EXPECT_FALSE(ParseUrl(text)) << text;
+  }
+}
+
+TEST(Url, ResolvesReferences) {
+  const auto base = ParseUrl("http://a:81/b/c?d");
+  ASSERT_TRUE(base);
+  EXPECT_EQ(ResolveUrl(*base, "/x")->text, "http://a:81/x");
+  EXPECT_EQ(ResolveUrl(*base, "x")->text, "http://a:81/b/x");
+  EXPECT_EQ(ResolveUrl(*base, "http://a:82/")->port, "82");
+  EXPECT_EQ(ResolveUrl(*base, "HTTPS://A/")->scheme, "https");
+  EXPECT_EQ(ResolveUrl(*base, "//other/x")->host, "other");
+  EXPECT_EQ(ResolveUrl(*base, "/with blank")->text, "http://a:81/with%20blank");
+}
+
+TEST(Url, RefusesReferencesThatLeaveHTTPOrNameAUser) {
+  const auto base = ParseUrl("http://a/");
+  ASSERT_TRUE(base);
+  for (const char* reference : {"ftp://a/", "file:///etc/passwd", "http://u:p@a/", "//@a/", "http://"}) {
+    EXPECT_FALSE(ResolveUrl(*base, reference)) << reference;
+  }
+}
+
+}  // namespace
+}  // namespace DeviceList

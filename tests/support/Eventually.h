@@ -1,0 +1,22 @@
+#pragma once
+
+#include <chrono>
+#include <thread>
+
+namespace vorn::testing {
+
+/// How long a test waits for what has to come before it calls it missing.
+inline constexpr std::chrono::seconds kGenerousDeadline{30};
+
+/// Waits until the condition holds; false when it did not within the deadline.
+template <typename Condition>
+[[nodiscard]] bool Eventually(Condition condition, std::chrono::milliseconds deadline = kGenerousDeadline) {
+  const auto end = std::chrono::steady_clock::now() + deadline;
+  while (!condition()) {
+    if (std::chrono::steady_clock::now() >= end) return false;
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  }
+  return true;
+}
+
+}  // namespace vorn::testing

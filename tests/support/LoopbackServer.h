@@ -1,0 +1,153 @@
+#pragma once
+
+#include <chrono>
+#include <condition_variable>
+#include <cstdint>
+#include <functional>
+#include <list>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <string_view>
+#include <thread>
+#include <vector>
+
+#include "foundation/FileDescriptor.h"
+
+namespace vorn::testing {
+
+/// A request as it arrived.
+struct ReceivedRequest {
+  int connection = 0;                    ///< counted from 1 in the order of their acceptance
+  std::string method;                    ///< "GET"
+  std::string target;                    ///< "/path?query", or a whole URL when sent to a proxy
+  std::vector<std::string> headerLines;  ///< "Name: value", without line ends, in order
+
+  /// The values of the field with the name as given, case and all.
+  [[nodiscard]] std::vector<std::string> ValuesOf(std::string_view name) const;
+};
+
+class LoopbackServer;
+
+/// One request's answer in the making, handed to a handler, which may send any
+/// bytes at any pace. When the handler returns, the server reads the next
+/// request from the same connection unless it was closed.
+class Exchange {
+ public:
+  Exchange(LoopbackServer& server, int socket, const ReceivedRequest& request)
+      : fServer(server), fSocket(socket), fRequest(request) {}
+
+  [[nodiscard]] const ReceivedRequest& Request() const { return fRequest; }
+
+  /// Sends a whole answer with a Content-Length and the given header lines.
+  void Reply(int status, std::string_view body = {}, const std::vector<std::string>& headerLines = {});
+
+  /// Sends the bytes as they are. False when the peer or the server has gone.
+  bool Send(std::string_view bytes);
+
+  /// Waits until the peer has closed the connection or the server ends.
+  void Hang();
+
+  /// Waits; false when the peer has closed the connection or the server ends.
+  bool Pause(std::chrono::milliseconds duration);
+
+  void Close();  ///< an orderly end of the connection
+  void Reset();  ///< the connection breaks with a reset
+
+  [[nodiscard]] bool IsOpen() const { return fOpen; }
+
+ private:
+  [[nodiscard]] bool WaitForEnd(int timeoutMilliseconds);
+
+  LoopbackServer& fServer;
+  const int fSocket;
+  const ReceivedRequest& fRequest;
+  bool fOpen = true;
+};
+
+/// A real HTTP/1.1 server on 127.0.0.1 with a port of its own choice, one
+/// thread a connection. What it answers is told by handlers, one a target;
+/// targets without one get a 404. Everything is recorded. All functions may be
+/// called from any thread, but for construction and destruction.
+class LoopbackServer {
+ public:
+  using Handler = std::function<void(Exchange&)>;
+
+  /// On a port of its own choice, or on another loopback address and port.
+  LoopbackServer() : LoopbackServer("127.0.0.1", 0) {}
+  LoopbackServer(const char* address, std::uint16_t port);
+  ~LoopbackServer();
+  LoopbackServer(const LoopbackServer&) = delete;
+  LoopbackServer& operator=(const LoopbackServer&) = delete;
+
+  [[nodiscard]] std::uint16_t Port() const { return fPort; }
+  [[nodiscard]] std::string PortText() const { return std::to_string(fPort); }
+  /// "http://address:port" and the target.
+  [[nodiscard]] std::string Url(std::string_view target = "/") const;
+
+  /// From the next request on; replaces the target's handler of before.
+  void Handle(const std::string& target, Handler handler);
+  void Reply(const std::string& target, int status, const std::string& body = {},
+             const std::vector<std::string>& headerLines = {});
+  /// For targets that have no handler of their own.
+  void HandleOthers(Handler handler);
+
+  [[nodiscard]] std::vector<ReceivedRequest> Requests() const;
+  [[nodiscard]] std::vector<std::string> Targets() const;
+  [[nodiscard]] std::size_t RequestCount() const;
+  [[nodiscard]] int ConnectionCount() const;  ///< accepted so far
+  [[nodiscard]] int OpenConnections() const;  ///< accepted and not ended yet
+
+  /// Waits for so many requests in all; false when they did not come.
+  [[nodiscard]] bool WaitForRequests(std::size_t count) const;
+
+ private:
+  friend class Exchange;
+  struct Connection {
+    FileDescriptor socket;
+    std::thread thread;
+    bool ended = false;  ///< guarded by fMutex; its thread leaves
+  };
+
+  void AcceptLoop();
+  void ServeConnection(Connection& connection, int number);
+  bool ReadRequest(int socket, std::string& buffer, ReceivedRequest& request);
+  Handler HandlerFor(const std::string& target) const;
+
+  FileDescriptor fStopRead;  ///< readable from the begin of destruction
+  FileDescriptor fStopWrite;
+  const std::string fAddress;
+  std::uint16_t fPort;
+  FileDescriptor fListener;
+
+  mutable std::mutex fMutex;
+  mutable std::condition_variable fRequestArrived;
+  std::map<std::string, Handler> fHandlers;
+  Handler fOthers;
+  std::vector<ReceivedRequest> fRequests;
+  std::list<Connection> fConnections;
+  int fAccepted = 0;
+  std::thread fAcceptThread;
+};
+
+/// A listening port of 127.0.0.1 whose queue is full: a connection to it is
+/// neither made nor refused for as long as this lives.
+class FullListener {
+ public:
+  FullListener();
+  [[nodiscard]] std::uint16_t Port() const { return fPort; }
+
+ private:
+  std::uint16_t fPort = 0;
+  FileDescriptor fListener;
+  std::vector<FileDescriptor> fFillers;
+};
+
+/// A port of 127.0.0.1 on which nobody listens.
+[[nodiscard]] std::uint16_t UnusedPort();
+
+/// The bytes compressed in the gzip form.
+[[nodiscard]] std::string Gzip(std::string_view bytes);
+
+}  // namespace vorn::testing
