@@ -1,0 +1,143 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "notification/Logic.h"
+#include "tests/notification/Devices.h"
+#include "tests/platform/FakeNotificationCenter.h"
+#include "tests/platform/FakeUrlOpener.h"
+#include "tests/platform/FakeUserDefaults.h"
+
+namespace Notification {
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+using testing::MakeDevice;
+using Texts = std::vector<std::string>;
+
+constexpr char kKey[] = "notificationrecord-0001f2fffe00aa01";
+
+class LogicTest : public ::testing::Test {
+ protected:
+  void Publish(const vorn::FirmwareVersion& current, const vorn::FirmwareVersion& latest) {
+    fLogic.MaybeNotify({MakeDevice(current, latest)});
+  }
+  [[nodiscard]] std::size_t Notices() const { return fCenter.fDelivered.size(); }
+
+  vorn::testing::FakeUserDefaults fDefaults;
+  vorn::testing::FakeNotificationCenter fCenter;
+  vorn::testing::FakeUrlOpener fOpener;
+  Logic fLogic{fDefaults, fCenter, fOpener};
+};
+
+TEST_F(LogicTest, AnnouncesAnUpdateOnceAndStoresBothVersions) {
+  Publish({1, 0, 0, 5}, {1, 1, 0, 2});
+  EXPECT_EQ(Notices(), 1U);
+  EXPECT_EQ(fDefaults.fArrays[kKey], (Texts{"1.0.0+5", "1.1.0+2"}));
+  Publish({1, 0, 0, 5}, {1, 1, 0, 2});
+  EXPECT_EQ(Notices(), 1U);
+}
+
+TEST_F(LogicTest, SaysNothingOnceTheUnitIsUpdated) {
+  Publish({1, 0, 0, 5}, {1, 1, 0, 2});
+  Publish({1, 1, 0, 2}, {1, 1, 0, 2});
+  EXPECT_EQ(Notices(), 1U);
+  EXPECT_EQ(fDefaults.fArrays[kKey], (Texts{"1.0.0+5", "1.1.0+2"}));
+}
+
+TEST_F(LogicTest, AnnouncesADifferentRelease) {
+  Publish({1, 0, 0, 5}, {1, 1, 0, 2});
+  Publish({1, 0, 0, 5}, {1, 2, 0, 1});
+  EXPECT_EQ(Notices(), 2U);
+  EXPECT_EQ(fDefaults.fArrays[kKey], (Texts{"1.0.0+5", "1.2.0+1"}));
+}
+
+TEST_F(LogicTest, DoesNotAnnounceTheSameReleaseToAUnitThatWasDowngraded) {
+  Publish({1, 0, 0, 5}, {1, 1, 0, 2});
+  Publish({0, 9, 0, 1}, {1, 1, 0, 2});
+  EXPECT_EQ(Notices(), 1U);
+}
+
+TEST_F(LogicTest, ComparesByAnySmallerField) {
+  Publish({1, 1, 0, 9}, {1, 1, 0, 2});
+  EXPECT_EQ(Notices(), 0U);
+  Publish({1, 1, 0, 1}, {1, 1, 0, 2});
+  EXPECT_EQ(Notices(), 1U);
+  Publish({2, 0, 0, 0}, {1, 5, 0, 0});
+  EXPECT_EQ(Notices(), 2U);
+}
+
+TEST_F(LogicTest, ComparesStoredReleasesByAllFourFields) {
+  Publish({1, 0, 0, 5}, {1, 1, 0, 2});
+  Publish({1, 0, 0, 5}, {1, 1, 0, 3});
+  EXPECT_EQ(Notices(), 2U);
+}
+
+TEST_F(LogicTest, TreatsUnreadableRecordsAsMissingAndRewritesThem) {
+  const Texts good{"1.0.0+5", "1.1.0+2"};
+  for (const Texts& stored :
+       {Texts{"1.0.0+5", "1.1.0"}, Texts{"", "1.1.0+2"}, Texts{"1.0.0+5"}, Texts{}, Texts{"x", "1.1.0+2"}}) {
+    fDefaults.fArrays[kKey] = stored;
+    fCenter.fDelivered.clear();
+    Publish({1, 0, 0, 5}, {1, 1, 0, 2});
+    EXPECT_EQ(Notices(), 1U);
+    EXPECT_EQ(fDefaults.fArrays[kKey], good);
+  }
+}
+
+TEST_F(LogicTest, PassesOverUnitsOfWhichSomethingIsUnknown) {
+  auto nameless = MakeDevice({1, 0, 0, 5}, {1, 1, 0, 2});
+  nameless.name.reset();
+  auto unreadable = MakeDevice({1, 0, 0, 5}, {1, 1, 0, 2});
+  unreadable.firmwareVersion.reset();
+  auto unpublished = MakeDevice({1, 0, 0, 5}, {1, 1, 0, 2});
+  unpublished.latestVersion.reset();
+  fLogic.MaybeNotify({nameless, unreadable, unpublished});
+  fLogic.MaybeNotify({});
+  EXPECT_EQ(Notices(), 0U);
+  EXPECT_THAT(fDefaults.fArrays, IsEmpty());
+}
+
+TEST_F(LogicTest, AnnouncesUnitsInTheirOrderEachUnderItsOwnUid) {
+  auto first = MakeDevice({1, 0, 0, 1}, {1, 1, 0, 1}, "b");
+  auto second = MakeDevice({1, 0, 0, 1}, {1, 1, 0, 1}, "a");
+  second.name = std::string("Studio B");
+  fLogic.MaybeNotify({first, second});
+  ASSERT_EQ(Notices(), 2U);
+  EXPECT_EQ(fCenter.fDelivered[0].title, "Update Available for Studio A");
+  EXPECT_EQ(fCenter.fDelivered[1].title, "Update Available for Studio B");
+  EXPECT_TRUE(fDefaults.fArrays.contains("notificationrecord-a"));
+  EXPECT_TRUE(fDefaults.fArrays.contains("notificationrecord-b"));
+}
+
+TEST_F(LogicTest, AnnouncesBeforeItStores) {
+  std::string order;
+  fCenter.fOnDelivered = [&] { order += "announced "; };
+  fDefaults.fOnArrayStored = [&] { order += "stored "; };
+  Publish({1, 0, 0, 5}, {1, 1, 0, 2});
+  EXPECT_EQ(order, "announced stored ");
+}
+
+TEST_F(LogicTest, KeepsItsDecisionForUnitsThatShareAUid) {
+  const auto first = MakeDevice({1, 0, 0, 1}, {1, 1, 0, 1}, "");
+  const auto second = MakeDevice({1, 0, 0, 1}, {1, 2, 0, 1}, "");
+  fLogic.MaybeNotify({first, second});
+  fLogic.MaybeNotify({first, second});
+  EXPECT_EQ(Notices(), 4U);
+}
+
+TEST_F(LogicTest, RemembersAcrossARestart) {
+  Publish({1, 0, 0, 5}, {1, 1, 0, 2});
+  Logic next(fDefaults, fCenter, fOpener);
+  next.MaybeNotify({MakeDevice({1, 0, 0, 5}, {1, 1, 0, 2})});
+  EXPECT_EQ(Notices(), 1U);
+}
+
+TEST_F(LogicTest, AnswersClicksFromItsConstructionOn) {
+  Publish({1, 0, 0, 5}, {1, 1, 0, 2});
+  EXPECT_TRUE(fCenter.Activate(fCenter.fDelivered.front()));
+  EXPECT_THAT(fOpener.fUrls, ElementsAre("http://studio-a.local:80/#device"));
+}
+
+}  // namespace
+}  // namespace Notification

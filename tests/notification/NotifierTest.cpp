@@ -1,0 +1,80 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "notification/Notifier.h"
+#include "tests/notification/Devices.h"
+#include "tests/platform/FakeNotificationCenter.h"
+#include "tests/platform/FakeUrlOpener.h"
+
+namespace Notification {
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+using testing::MakeDevice;
+using ::testing::Pair;
+
+class NotifierTest : public ::testing::Test {
+ protected:
+  vorn::UserNotification Post(DeviceList::ExtendedDeviceInfo device) {
+    fNotifier->Notify({device.uid, {1, 0, 0, 5}, {1, 4, 2, 311}}, device);
+    return fCenter.fDelivered.empty() ? vorn::UserNotification() : fCenter.fDelivered.back();
+  }
+
+  vorn::testing::FakeNotificationCenter fCenter;
+  vorn::testing::FakeUrlOpener fOpener;
+  std::unique_ptr<Notifier> fNotifier = std::make_unique<Notifier>(fCenter, fOpener);
+  DeviceList::ExtendedDeviceInfo fDevice = MakeDevice({1, 0, 0, 5}, {1, 4, 2, 311});
+};
+
+TEST_F(NotifierTest, PostsNameReleaseAndPageOfADevice) {
+  const auto notice = Post(fDevice);
+  EXPECT_EQ(notice.title, "Update Available for Studio A");
+  EXPECT_EQ(notice.informativeText, "1.4.2");
+  EXPECT_THAT(notice.userInfo, ElementsAre(Pair("URL", "http://studio-a.local:80/#device")));
+  EXPECT_EQ(notice.subject, fDevice.uid);
+  EXPECT_TRUE(notice.playsDefaultSound);
+}
+
+TEST_F(NotifierTest, AddsTheFragmentForHosts) {
+  fDevice.type = DeviceList::kTypeHost;
+  EXPECT_EQ(Post(fDevice).userInfo.at("URL"), "http://studio-a.local:80/#device");
+}
+
+TEST_F(NotifierTest, LeadsToTheBareAddressForAnythingElse) {
+  for (const char* type : {DeviceList::kTypeSwitch, "driver", ""}) {
+    fDevice.type = type;
+    EXPECT_EQ(Post(fDevice).userInfo.at("URL"), "http://studio-a.local:80/");
+  }
+}
+
+TEST_F(NotifierTest, TakesTheReleaseFromTheRecord) {
+  fNotifier->Notify({fDevice.uid, {1, 0, 0, 5}, {18446744073709551615U, 0, 10, 3}}, fDevice);
+  EXPECT_EQ(fCenter.fDelivered.back().informativeText, "18446744073709551615.0.10");
+}
+
+TEST_F(NotifierTest, PostsNothingForADeviceWithoutAName) {
+  fDevice.name.reset();
+  Post(fDevice);
+  EXPECT_THAT(fCenter.fDelivered, IsEmpty());
+}
+
+TEST_F(NotifierTest, OpensThePageOnAClickAndRemovesTheNotice) {
+  auto clicked = Post(fDevice);
+  clicked.activationToken = "token-1";
+  ASSERT_TRUE(fCenter.Activate(clicked));
+  EXPECT_THAT(fOpener.fUrls, ElementsAre("http://studio-a.local:80/#device"));
+  EXPECT_THAT(fOpener.fTokens, ElementsAre("token-1"));
+  ASSERT_EQ(fCenter.fRemoved.size(), 1U);
+  EXPECT_EQ(fCenter.fRemoved[0].identifier, clicked.identifier);
+}
+
+TEST_F(NotifierTest, HearsNoClicksAfterItsEnd) {
+  const auto notice = Post(fDevice);
+  fNotifier.reset();
+  EXPECT_FALSE(fCenter.Activate(notice));
+  EXPECT_THAT(fOpener.fUrls, IsEmpty());
+}
+
+}  // namespace
+}  // namespace Notification

@@ -1,0 +1,39 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <vector>
+
+#include "platform/NotificationCenter.h"
+
+namespace vorn::testing {
+
+/// Records what is delivered and removed, and clicks on request.
+class FakeNotificationCenter final : public NotificationCenter {
+ public:
+  void SetDelegate(std::weak_ptr<Delegate> delegate) override { fDelegate = std::move(delegate); }
+  void DeliverNotification(const UserNotification& notification) override {
+    fDelivered.push_back(notification);
+    fDelivered.back().identifier = fDelivered.size();
+    if (fOnDelivered) fOnDelivered();
+  }
+  void RemoveDeliveredNotification(const UserNotification& notification) override {
+    fRemoved.push_back(notification);
+  }
+
+  /// The user clicks; false when nobody listens.
+  bool Activate(const UserNotification& notification) {
+    const auto delegate = fDelegate.lock();
+    if (delegate) delegate->DidActivateNotification(notification);
+    return delegate != nullptr;
+  }
+
+  std::vector<UserNotification> fDelivered;
+  std::vector<UserNotification> fRemoved;
+  std::function<void()> fOnDelivered;
+
+ private:
+  std::weak_ptr<Delegate> fDelegate;
+};
+
+}  // namespace vorn::testing

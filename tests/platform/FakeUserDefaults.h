@@ -1,0 +1,50 @@
+#pragma once
+
+#include <functional>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "platform/UserDefaults.h"
+
+namespace vorn::testing {
+
+/// A store in memory. Its values are open to the test.
+class FakeUserDefaults final : public UserDefaults {
+ public:
+  void RegisterBool(const std::string& key, bool value) override { fRegisteredBools[key] = value; }
+  void RegisterString(const std::string& key, const std::string& value) override { fRegistered[key] = value; }
+
+  [[nodiscard]] bool GetBool(const std::string& key) const override {
+    if (fBools.contains(key)) return fBools.at(key);
+    return fRegisteredBools.contains(key) && fRegisteredBools.at(key);
+  }
+  [[nodiscard]] optional<std::string> GetString(const std::string& key) const override {
+    if (fStrings.contains(key)) return fStrings.at(key);
+    if (fRegistered.contains(key)) return fRegistered.at(key);
+    return {};
+  }
+  [[nodiscard]] optional<std::vector<std::string>> GetStringArray(const std::string& key) const override {
+    if (fArrays.contains(key)) return fArrays.at(key);
+    return {};
+  }
+
+  void SetBool(const std::string& key, bool value) override { fBools[key] = value; }
+  void SetString(const std::string& key, const std::string& value) override { fStrings[key] = value; }
+  void SetStringArray(const std::string& key, const std::vector<std::string>& value) override {
+    fArrays[key] = value;
+    if (fOnArrayStored) fOnArrayStored();
+  }
+  bool Synchronize() override { return true; }
+
+  std::map<std::string, bool> fBools;
+  std::map<std::string, std::string> fStrings;
+  std::map<std::string, std::vector<std::string>> fArrays;
+  std::function<void()> fOnArrayStored;
+
+ private:
+  std::map<std::string, bool> fRegisteredBools;
+  std::map<std::string, std::string> fRegistered;
+};
+
+}  // namespace vorn::testing
