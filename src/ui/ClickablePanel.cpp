@@ -1,0 +1,73 @@
+#include "ui/ClickablePanel.h"
+
+#include <QAbstractButton>
+#include <QApplication>
+#include <QCloseEvent>
+#include <QKeyEvent>
+#include <QPainter>
+#include <QTimer>
+#include <QWindow>
+
+#include "ui/X11Desktop.h"
+
+namespace vorn::ui {
+
+ClickablePanel::ClickablePanel(QWidget* parent)
+    : QDialog(parent, Qt::Tool | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint) {}
+
+void ClickablePanel::makeKeyAndOrderFront(QPoint origin) {
+  move(origin);
+  show();
+  raise();
+  activateWindow();
+  move(origin);  // some window managers place a new window themselves
+  if (windowHandle()) X11Desktop::askToSkipTaskbar(windowHandle());
+}
+
+void ClickablePanel::reject() {
+  emit cancelOperation();
+}
+
+bool ClickablePanel::event(QEvent* event) {
+  const bool handled = QDialog::event(event);
+  if (event->type() == QEvent::WindowDeactivate) focusMayBeLost();
+  return handled;
+}
+
+void ClickablePanel::focusMayBeLost() {
+  if (fClosing || !isVisible() || QApplication::activePopupWidget()) return;
+  emit resignedKey();
+}
+
+void ClickablePanel::menuDidClose() {
+  QTimer::singleShot(0, this, [this] {
+    if (!isActiveWindow()) focusMayBeLost();
+  });
+}
+
+void ClickablePanel::closeEvent(QCloseEvent* event) {
+  event->accept();
+  if (fClosing) return;
+  fClosing = true;
+  emit willClose();
+}
+
+void ClickablePanel::keyPressEvent(QKeyEvent* event) {
+  const bool isReturn = event->key() == Qt::Key_Return || event->key() == Qt::Key_Enter;
+  if (auto* button = qobject_cast<QAbstractButton*>(focusWidget()); isReturn && button) {
+    button->click();
+    return;
+  }
+  QDialog::keyPressEvent(event);
+}
+
+void ClickablePanel::paintEvent(QPaintEvent* event) {
+  QDialog::paintEvent(event);
+  QPainter painter(this);
+  QColor line = palette().color(QPalette::WindowText);
+  line.setAlphaF(0.3F);
+  painter.setPen(line);
+  painter.drawRect(rect().adjusted(0, 0, -1, -1));
+}
+
+}  // namespace vorn::ui

@@ -1,0 +1,49 @@
+#pragma once
+
+#include <QDialog>
+
+namespace vorn::ui {
+
+/// The panel's window: frameless, in front of all others, of fixed size so that
+/// tiling desktops let it float; takes keys and the focus, never stands for the
+/// program in task bars, and cannot be moved by the user. A dialog, because
+/// assistive tools read a bare window as filler. Main thread only.
+class ClickablePanel : public QDialog {
+  Q_OBJECT
+
+ public:
+  explicit ClickablePanel(QWidget* parent = nullptr);
+  ~ClickablePanel() override = default;
+  Q_DISABLE_COPY_MOVE(ClickablePanel)
+
+  /// Shows the panel at `origin` with the focus.
+  void makeKeyAndOrderFront(QPoint origin);
+
+  /// Escape, wherever the focus is in the panel.
+  void reject() override;
+
+  /// To be called when a menu of the panel's has closed: the focus may have
+  /// gone elsewhere meanwhile.
+  void menuDidClose();
+
+ signals:
+  /// The focus has gone to another window while the panel is open; its own
+  /// menus do not count.
+  void resignedKey();
+  void cancelOperation();
+  /// The panel is about to close; emitted once.
+  void willClose();
+
+ protected:
+  bool event(QEvent* event) override;
+  void closeEvent(QCloseEvent* event) override;
+  void keyPressEvent(QKeyEvent* event) override;
+  void paintEvent(QPaintEvent* event) override;
+
+ private:
+  void focusMayBeLost();
+
+  bool fClosing = false;
+};
+
+}  // namespace vorn::ui

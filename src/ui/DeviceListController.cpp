@@ -1,0 +1,132 @@
+#include "ui/DeviceListController.h"
+
+#include <QLabel>
+#include <QToolButton>
+#include <string>
+#include <utility>
+
+#include "ui/ClickablePanel.h"
+#include "ui/DeviceRowDelegate.h"
+#include "ui/PanelOwner.h"
+#include "ui/ReturnIsDoubleClickTableView.h"
+#include "ui/SettingsMenu.h"
+
+namespace vorn::ui {
+namespace {
+
+QString hintWords(DiscoveryHint hint) {
+  switch (hint) {
+    case DiscoveryHint::StillLooking:
+      return QStringLiteral("Still looking for devices\u2026");
+    case DiscoveryHint::NoDiscoveryService:
+      return QStringLiteral("The discovery service (Avahi) is not running.");
+    case DiscoveryHint::NoNetwork:
+      return QStringLiteral("There is no network connection.");
+    case DiscoveryHint::None:
+      break;
+  }
+  return {};
+}
+
+}  // namespace
+
+DeviceListController::DeviceListController(PanelOwner& owner, Outlets outlets)
+    : QObject(outlets.panel),
+      fOwner(&owner),
+      fOutlets(outlets),
+      fRows(new DeviceRowDelegate(outlets.table)),
+      fMenu(new SettingsMenu(owner, SettingsMenu::Quit::Offered, outlets.panel)) {
+  ReturnIsDoubleClickTableView* table = fOutlets.table;
+  table->setItemDelegate(fRows);
+  table->setModel(&fModel);
+  table->setExtendedDelegate(this);
+  connect(table, &ReturnIsDoubleClickTableView::doubleAction, this, &DeviceListController::openSelectedRow);
+  connect(fOutlets.panel, &ClickablePanel::willClose, this, &DeviceListController::windowWillClose);
+  connect(fOutlets.settings, &QToolButton::clicked, this, [this] { launchMenuFor(fOutlets.settings); });
+  connect(fMenu, &QMenu::aboutToHide, fOutlets.panel, &ClickablePanel::menuDidClose);
+  showHint();
+}
+
+void DeviceListController::awakeFromNib() {
+  if (fOwner) fOwner->addListener(this);
+}
+
+void DeviceListController::updateDeviceList(std::vector<DeviceList::ExtendedDeviceInfo> list) {
+  ReturnIsDoubleClickTableView* table = fOutlets.table;
+  const bool wasEmpty = fModel.isEmpty();
+  const int selectedRow = table->selectedRow();
+  const DeviceList::ExtendedDeviceInfo* selected = fModel.deviceAt(selectedRow);
+  const std::string url = selected ? selected->url : std::string();
+
+  ReturnIsDoubleClickTableView::ScrollPosition position(*table);
+  fModel.setList(std::move(list));
+  position.restore();
+  showHint();
+
+  if (wasEmpty) {
+    table->selectRow(0);
+    return;
+  }
+  if (!selected) return;
+  const int row = url.empty() ? -1 : fModel.rowOfUrl(url);
+  if (row >= 0) {
+    if (row != table->selectedRow()) table->selectRow(row);
+  } else if (selectedRow < fModel.deviceCount()) {
+    table->selectRow(selectedRow);
+  } else {
+    table->deselectAll();
+  }
+}
+
+QMenu* DeviceListController::menu() {
+  return fMenu;
+}
+
+void DeviceListController::tableViewMouseDownOnRow(ReturnIsDoubleClickTableView* table, int row) {
+  fPressedRowWasSelected = table->selectedRow() == row;
+  fRows->setPressedRow(fModel.index(row));
+}
+
+void DeviceListController::tableViewDidClickRow(ReturnIsDoubleClickTableView* table, int row) {
+  fRows->setPressedRow({});
+  if (fPressedRowWasSelected && table->selectedRow() == row) openIndex(row);
+}
+
+void DeviceListController::tableViewDidCancelClick(ReturnIsDoubleClickTableView*) {
+  fRows->setPressedRow({});
+}
+
+void DeviceListController::openIndex(int row) {
+  const DeviceList::ExtendedDeviceInfo* device = fModel.deviceAt(row);
+  if (!device || !fOwner) return;
+  const std::string url = device->url;  // the owner may publish a new list meanwhile
+  fOwner->openUrl(url);
+  if (fOwner) fOwner->setPanelVisible(false);
+}
+
+void DeviceListController::openSelectedRow() {
+  openIndex(fOutlets.table->selectedRow());
+}
+
+void DeviceListController::launchMenuFor(QWidget* sender) {
+  const QPoint place =
+      sender ? sender->mapToGlobal(QPoint(sender->width() / 2, sender->height())) : QPoint(0, 0);
+  fMenu->popup(place);
+}
+
+void DeviceListController::setHint(DiscoveryHint hint) {
+  fHint = hint;
+  showHint();
+}
+
+void DeviceListController::showHint() {
+  const bool said = fHint != DiscoveryHint::StillLooking || fModel.isEmpty();
+  const QString words = said ? hintWords(fHint) : QString();
+  if (fOutlets.hint->text() != words) fOutlets.hint->setText(words);
+}
+
+void DeviceListController::windowWillClose() {
+  if (PanelOwner* owner = std::exchange(fOwner, nullptr)) owner->removeListener(this);
+}
+
+}  // namespace vorn::ui

@@ -1,0 +1,83 @@
+#pragma once
+
+#include <QObject>
+#include <QPointer>
+
+#include "ui/DeviceListListener.h"
+#include "ui/DeviceListModel.h"
+#include "ui/DiscoveryHint.h"
+#include "ui/ExtendedTableViewDelegate.h"
+
+class QLabel;
+class QToolButton;
+class QWidget;
+
+namespace vorn::ui {
+
+class ClickablePanel;
+class DeviceRowDelegate;
+class PanelOwner;
+class ReturnIsDoubleClickTableView;
+class SettingsMenu;
+
+/// The panel's controller: fills the table from the lists it is given, answers
+/// clicks, keys and the settings menu, and asks the owner to open pages and to
+/// hide the panel. A child of the panel; speaks to the owner until the panel
+/// has closed, and never afterwards. Main thread only.
+class DeviceListController : public QObject, public DeviceListListener, public ExtendedTableViewDelegate {
+  Q_OBJECT
+
+ public:
+  /// The panel's parts, as its interface file names them; not owned.
+  struct Outlets {
+    ClickablePanel* panel;
+    ReturnIsDoubleClickTableView* table;
+    QLabel* hint;
+    QToolButton* settings;
+  };
+
+  DeviceListController(PanelOwner& owner, Outlets outlets);
+  ~DeviceListController() override = default;
+  Q_DISABLE_COPY_MOVE(DeviceListController)
+
+  /// Registers as a listener, which delivers the current list at once.
+  void awakeFromNib();
+
+  /// The selection follows its device by url. A list after none selects its
+  /// first row; when the selected device has gone, its row stays selected as
+  /// long as there is one.
+  void updateDeviceList(std::vector<DeviceList::ExtendedDeviceInfo> list) override;
+  QMenu* menu() override;
+
+  void tableViewMouseDownOnRow(ReturnIsDoubleClickTableView* table, int row) override;
+  /// Opens the device only if its row was selected when the button went down.
+  void tableViewDidClickRow(ReturnIsDoubleClickTableView* table, int row) override;
+  void tableViewDidCancelClick(ReturnIsDoubleClickTableView* table) override;
+
+  /// Opens the row's page and hides the panel; an invalid row does nothing.
+  void openIndex(int row);
+  void openSelectedRow();
+
+  /// Pops the settings menu up below the middle of `sender`; null: at (0, 0).
+  void launchMenuFor(QWidget* sender);
+
+  void setHint(DiscoveryHint hint);
+
+  [[nodiscard]] const DeviceListModel& model() const { return fModel; }
+  [[nodiscard]] ReturnIsDoubleClickTableView* table() const { return fOutlets.table; }
+  [[nodiscard]] SettingsMenu* settingsMenu() const { return fMenu; }
+
+ private:
+  void windowWillClose();
+  void showHint();
+
+  PanelOwner* fOwner;  // null once the panel has closed
+  Outlets fOutlets;
+  DeviceListModel fModel;
+  DeviceRowDelegate* fRows;  // child of the table
+  SettingsMenu* fMenu;       // child of the panel
+  DiscoveryHint fHint = DiscoveryHint::None;
+  bool fPressedRowWasSelected = false;
+};
+
+}  // namespace vorn::ui

@@ -1,0 +1,221 @@
+#include "ui/DeviceListModel.h"
+
+#include <QHash>
+#include <algorithm>
+#include <iterator>
+#include <unordered_map>
+#include <unordered_set>
+#include <utility>
+
+#include "devicelist/Entry.h"
+#include "ui/DeviceWords.h"
+#include "ui/DisplayText.h"
+
+namespace vorn::ui {
+namespace {
+
+using DeviceList::ExtendedDeviceInfo;
+
+// Compares what a row shows, speaks or opens.
+bool sameContent(const ExtendedDeviceInfo& a, const ExtendedDeviceInfo& b) {
+  return a.name == b.name && a.type == b.type && a.firmwareVersion == b.firmwareVersion &&
+         a.latestVersion == b.latestVersion;
+}
+
+QString imageName(const std::string& type) {
+  const bool known =
+      type == DeviceList::kTypeDevice || type == DeviceList::kTypeSwitch || type == DeviceList::kTypeHost;
+  return known ? QString::fromStdString(type) : QString();
+}
+
+QString toolTip(const ExtendedDeviceInfo& info, const QString& name) {
+  QString text = name;
+  if (info.firmwareVersion) text += QStringLiteral("\nFirmware %1").arg(versionWords(*info.firmwareVersion));
+  if (const QString update = updateWords(info); !update.isEmpty()) text += QStringLiteral(", ") + update;
+  return toolTipText(text);
+}
+
+}  // namespace
+
+std::size_t DeviceListModel::KeyHash::operator()(const Key& key) const {
+  return std::hash<std::string>()(key.url) + static_cast<std::size_t>(key.occurrence);
+}
+
+void DeviceListModel::setList(std::vector<ExtendedDeviceInfo> list) {
+  std::vector<Row> rows = rowsOf(std::move(list));
+  if (!sameKeys(rows)) changeRows(rows);
+  takeOverContent(rows);
+}
+
+std::vector<DeviceListModel::Row> DeviceListModel::rowsOf(std::vector<ExtendedDeviceInfo> list) {
+  std::vector<Row> rows;
+  rows.reserve(list.size());
+  std::unordered_map<std::string, int> seen;
+  seen.reserve(list.size());
+  for (ExtendedDeviceInfo& info : list) {
+    Key key{info.url, seen[info.url]++};
+    rows.push_back({std::move(info), std::move(key), {}});
+  }
+  return rows;
+}
+
+bool DeviceListModel::sameKeys(const std::vector<Row>& rows) const {
+  return std::equal(fRows.begin(), fRows.end(), rows.begin(), rows.end(),
+                    [](const Row& a, const Row& b) { return a.key == b.key; });
+}
+
+void DeviceListModel::changeRows(std::vector<Row>& rows) {
+  if (fPlaceholder && !rows.empty()) {
+    beginRemoveRows({}, 0, 0);
+    fPlaceholder = false;
+    endRemoveRows();
+  }
+  removeGoneRows(rows);
+  orderRemainingRows(rows);
+  insertNewRows(rows);
+  if (!fPlaceholder && fRows.empty()) {
+    beginInsertRows({}, 0, 0);
+    fPlaceholder = true;
+    endInsertRows();
+  }
+}
+
+void DeviceListModel::removeGoneRows(const std::vector<Row>& rows) {
+  std::unordered_set<Key, KeyHash> remaining;
+  remaining.reserve(rows.size());
+  for (const Row& row : rows) remaining.insert(row.key);
+  const auto isGone = [&](int row) { return !remaining.contains(fRows[static_cast<std::size_t>(row)].key); };
+  for (int last = deviceCount() - 1; last >= 0; --last) {
+    if (!isGone(last)) continue;
+    int first = last;
+    while (first > 0 && isGone(first - 1)) --first;
+    beginRemoveRows({}, first, last);
+    fRows.erase(fRows.begin() + first, fRows.begin() + last + 1);
+    endRemoveRows();
+    last = first;
+  }
+}
+
+void DeviceListModel::orderRemainingRows(const std::vector<Row>& rows) {
+  std::unordered_map<Key, int, KeyHash> oldRow;
+  oldRow.reserve(fRows.size());
+  for (int row = 0; row < deviceCount(); ++row) oldRow.emplace(fRows[static_cast<std::size_t>(row)].key, row);
+  std::vector<int> order;  // old rows in their new order
+  order.reserve(fRows.size());
+  for (const Row& row : rows) {
+    if (const auto found = oldRow.find(row.key); found != oldRow.end()) order.push_back(found->second);
+  }
+  if (std::is_sorted(order.begin(), order.end())) return;
+
+  emit layoutAboutToBeChanged({}, QAbstractItemModel::VerticalSortHint);
+  std::vector<Row> ordered;
+  ordered.reserve(fRows.size());
+  std::vector<int> newRow(fRows.size());
+  for (const int old : order) {
+    newRow[static_cast<std::size_t>(old)] = static_cast<int>(ordered.size());
+    ordered.push_back(std::move(fRows[static_cast<std::size_t>(old)]));
+  }
+  fRows = std::move(ordered);
+  for (const QModelIndex& from : persistentIndexList()) {
+    changePersistentIndex(from, index(newRow[static_cast<std::size_t>(from.row())]));
+  }
+  emit layoutChanged({}, QAbstractItemModel::VerticalSortHint);
+}
+
+void DeviceListModel::insertNewRows(std::vector<Row>& rows) {
+  // Rows that remain are in the order of `rows` here: where the keys differ, a span of new ones begins,
+  // and it ends at the next remaining one.
+  for (std::size_t at = 0; at < rows.size(); ++at) {
+    if (at < fRows.size() && fRows[at].key == rows[at].key) continue;
+    std::size_t end = rows.size();
+    if (at < fRows.size()) {
+      const auto next = std::find_if(rows.begin() + static_cast<std::ptrdiff_t>(at), rows.end(),
+                                     [&](const Row& row) { return row.key == fRows[at].key; });
+      end = static_cast<std::size_t>(std::distance(rows.begin(), next));
+    }
+    for (std::size_t row = at; row < end; ++row) rows[row].name = nameWords(rows[row].info);
+    beginInsertRows({}, static_cast<int>(at), static_cast<int>(end) - 1);
+    fRows.insert(fRows.begin() + static_cast<std::ptrdiff_t>(at),
+                 rows.begin() + static_cast<std::ptrdiff_t>(at),
+                 rows.begin() + static_cast<std::ptrdiff_t>(end));
+    endInsertRows();
+    at = end - 1;
+  }
+}
+
+void DeviceListModel::takeOverContent(std::vector<Row>& rows) {
+  int firstChanged = -1;
+  const auto announce = [&](int end) {
+    if (firstChanged >= 0) emit dataChanged(index(firstChanged), index(end - 1));
+    firstChanged = -1;
+  };
+  for (std::size_t at = 0; at < rows.size(); ++at) {
+    Row& row = fRows[at];
+    if (sameContent(row.info, rows[at].info)) {
+      row.info = std::move(rows[at].info);
+      announce(static_cast<int>(at));
+      continue;
+    }
+    if (!(row.info.name == rows[at].info.name)) row.name = nameWords(rows[at].info);
+    row.info = std::move(rows[at].info);
+    if (firstChanged < 0) firstChanged = static_cast<int>(at);
+  }
+  announce(static_cast<int>(rows.size()));
+}
+
+const ExtendedDeviceInfo* DeviceListModel::deviceAt(int row) const {
+  return row >= 0 && row < deviceCount() ? &fRows[static_cast<std::size_t>(row)].info : nullptr;
+}
+
+int DeviceListModel::rowOfUrl(const std::string& url) const {
+  const auto found =
+      std::find_if(fRows.begin(), fRows.end(), [&](const Row& row) { return row.info.url == url; });
+  return found == fRows.end() ? -1 : static_cast<int>(std::distance(fRows.begin(), found));
+}
+
+int DeviceListModel::rowCount(const QModelIndex& parent) const {
+  if (parent.isValid()) return 0;
+  return fPlaceholder ? 1 : deviceCount();
+}
+
+QVariant DeviceListModel::data(const QModelIndex& index, int role) const {
+  if (!index.isValid() || index.row() >= rowCount()) return {};
+  if (fPlaceholder) return placeholderData(role);
+  const Row& row = fRows[static_cast<std::size_t>(index.row())];
+  switch (role) {
+    case Qt::DisplayRole:
+      return row.name;
+    case Qt::ToolTipRole:
+      return toolTip(row.info, row.name);
+    case Qt::AccessibleTextRole:
+      return rowSentence(row.info);
+    case ImageNameRole:
+      return imageName(row.info.type);
+    case UpdateRole:
+      return DeviceList::UpdateAvailable(row.info);
+    default:
+      return {};
+  }
+}
+
+QVariant DeviceListModel::placeholderData(int role) const {
+  switch (role) {
+    case Qt::DisplayRole:
+    case Qt::AccessibleTextRole:
+      return QStringLiteral("No Local Devices Found.");
+    case ImageNameRole:
+      return QString();
+    case UpdateRole:
+      return false;
+    default:
+      return {};
+  }
+}
+
+Qt::ItemFlags DeviceListModel::flags(const QModelIndex& index) const {
+  if (!index.isValid()) return Qt::NoItemFlags;
+  const Qt::ItemFlags readable = Qt::ItemIsEnabled | Qt::ItemNeverHasChildren;
+  return fPlaceholder ? readable : readable | Qt::ItemIsSelectable;
+}
+
+}  // namespace vorn::ui

@@ -1,0 +1,79 @@
+#pragma once
+
+#include <QAbstractListModel>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "devicelist/ExtendedDeviceInfo.h"
+
+namespace vorn::ui {
+
+/// The rows of the panel: one per listed device, or a single unselectable
+/// placeholder row while nothing is listed. Main thread only.
+///
+/// A new list is announced as what has changed, never as a reset:
+///  1. A row belongs to one `url` for its whole life, so a persistent index
+///     stays with its device or becomes invalid, and never denotes another one.
+///     Of several entries with one url, the n-th stays the n-th.
+///  2. Rows that are gone and rows that are new are announced as spans;
+///     remaining rows in a new order as one change of layout.
+///  3. dataChanged is announced for rows whose shown content has changed, one
+///     announcement per span, and for no others.
+class DeviceListModel : public QAbstractListModel {
+  Q_OBJECT
+
+ public:
+  enum Role : std::uint16_t {
+    ImageNameRole = Qt::UserRole + 1,  ///< QString: name of the kind's image, empty for an unknown kind
+    UpdateRole,                        ///< bool: the update badge is shown
+  };
+
+  using QAbstractListModel::QAbstractListModel;
+
+  /// Takes over a list.
+  void setList(std::vector<DeviceList::ExtendedDeviceInfo> list);
+
+  /// True while the placeholder row is shown.
+  [[nodiscard]] bool isEmpty() const { return fRows.empty(); }
+  /// Number of devices; the placeholder does not count.
+  [[nodiscard]] int deviceCount() const { return static_cast<int>(fRows.size()); }
+  /// The device at `row`; null when there is none.
+  [[nodiscard]] const DeviceList::ExtendedDeviceInfo* deviceAt(int row) const;
+  /// The first row with this url; -1 when there is none.
+  [[nodiscard]] int rowOfUrl(const std::string& url) const;
+
+  [[nodiscard]] int rowCount(const QModelIndex& parent = {}) const override;
+  [[nodiscard]] QVariant data(const QModelIndex& index, int role) const override;
+  [[nodiscard]] Qt::ItemFlags flags(const QModelIndex& index) const override;
+
+ private:
+  /// What a row is told from others by: its url and how many rows before it have the same one.
+  struct Key {
+    std::string url;
+    int occurrence = 0;
+    bool operator==(const Key& other) const = default;
+  };
+  struct KeyHash {
+    std::size_t operator()(const Key& key) const;
+  };
+  struct Row {
+    DeviceList::ExtendedDeviceInfo info;
+    Key key;
+    QString name;  ///< as shown; kept, because it is asked for at every repaint
+  };
+
+  static std::vector<Row> rowsOf(std::vector<DeviceList::ExtendedDeviceInfo> list);
+  [[nodiscard]] bool sameKeys(const std::vector<Row>& rows) const;
+  void changeRows(std::vector<Row>& rows);
+  void removeGoneRows(const std::vector<Row>& rows);
+  void orderRemainingRows(const std::vector<Row>& rows);
+  void insertNewRows(std::vector<Row>& rows);
+  void takeOverContent(std::vector<Row>& rows);
+  [[nodiscard]] QVariant placeholderData(int role) const;
+
+  std::vector<Row> fRows;
+  bool fPlaceholder = true;  // the placeholder row exists; differs from fRows.empty() only during a change
+};
+
+}  // namespace vorn::ui

@@ -1,0 +1,83 @@
+#include "ui/DeviceListWindowController.h"
+
+#include "ui/ClickablePanel.h"
+#include "ui/DeviceListController.h"
+#include "ui/PanelOwner.h"
+#include "ui/PanelSurroundings.h"
+#include "ui/TemplateImage.h"
+#include "ui_DeviceListPanel.h"
+
+namespace vorn::ui {
+
+DeviceListWindowController::DeviceListWindowController(PanelOwner& appDelegate)
+    : fAppDelegate(&appDelegate) {}
+
+DeviceListWindowController::~DeviceListWindowController() {
+  close();
+  if (!fPanel) return;
+  fPanel->disconnect(this);
+  fPanel->deleteLater();  // one of its own events may still be under way
+}
+
+void DeviceListWindowController::load() {
+  if (fPanel || fClosed) return;
+  fPanel = new ClickablePanel;
+  Ui::DeviceListPanel interface;
+  interface.setupUi(fPanel);
+  fPanel->setFixedSize(fPanel->size());
+  const TemplateImage image(QStringLiteral("settings"), interface.settings->iconSize());
+  const Tint tint{fPanel->palette().color(QPalette::ButtonText), {}};
+  QPixmap icon = image.rendered(image.size() * fPanel->devicePixelRatioF(), tint);
+  icon.setDevicePixelRatio(fPanel->devicePixelRatioF());
+  interface.settings->setIcon(icon);
+
+  fController =
+      new DeviceListController(*fAppDelegate, {fPanel, interface.table, interface.hint, interface.settings});
+  fController->setHint(fHint);
+  connect(fPanel, &ClickablePanel::resignedKey, this, &DeviceListWindowController::panelResignedKey);
+  connect(fPanel, &ClickablePanel::cancelOperation, this, &DeviceListWindowController::cancelOperation);
+  connect(interface.table, &ReturnIsDoubleClickTableView::cancelOperation, fPanel, &ClickablePanel::reject);
+  fController->awakeFromNib();
+}
+
+ClickablePanel* DeviceListWindowController::panel() {
+  load();
+  return fClosed ? nullptr : fPanel.data();
+}
+
+DeviceListController* DeviceListWindowController::deviceListController() {
+  load();
+  return fClosed ? nullptr : fController.data();
+}
+
+void DeviceListWindowController::showAt(QPoint origin) {
+  if (ClickablePanel* window = panel()) window->makeKeyAndOrderFront(origin);
+}
+
+void DeviceListWindowController::showFor(const StatusItem* item) {
+  if (ClickablePanel* window = panel())
+    window->makeKeyAndOrderFront(currentPanelOrigin(window->size(), item));
+}
+
+void DeviceListWindowController::close() {
+  if (fClosed) return;
+  fClosed = true;
+  if (fPanel) fPanel->close();
+}
+
+void DeviceListWindowController::setHint(DiscoveryHint hint) {
+  fHint = hint;
+  if (fController && !fClosed) fController->setHint(hint);
+}
+
+void DeviceListWindowController::cancelOperation() {
+  fAppDelegate->setPanelVisible(false);
+}
+
+void DeviceListWindowController::panelResignedKey() {
+  if (fClosed) return;
+  emit hiddenByDeactivation();
+  fAppDelegate->setPanelVisible(false);
+}
+
+}  // namespace vorn::ui

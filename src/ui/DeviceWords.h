@@ -1,0 +1,24 @@
+#pragma once
+
+#include <QString>
+
+#include "devicelist/ExtendedDeviceInfo.h"
+
+namespace vorn::ui {
+
+/// "1.4.2", or "1.4.2+7" where the build number tells versions apart.
+[[nodiscard]] QString versionWords(const FirmwareVersion& version);
+
+/// The kind of device in words; empty for an unknown type.
+[[nodiscard]] QString kindWords(const std::string& type);
+
+/// The name as it is shown; never empty.
+[[nodiscard]] QString nameWords(const DeviceList::ExtendedDeviceInfo& info);
+
+/// "update 1.4.2 available"; empty when none is known.
+[[nodiscard]] QString updateWords(const DeviceList::ExtendedDeviceInfo& info);
+
+/// The whole row as one sentence: name, kind, firmware, update, as far as known.
+[[nodiscard]] QString rowSentence(const DeviceList::ExtendedDeviceInfo& info);
+
+}  // namespace vorn::ui

@@ -1,0 +1,26 @@
+#pragma once
+
+#include <QString>
+#include <string>
+
+namespace vorn::ui {
+
+/// Text from the network made fit to be shown as one line: bytes that are no
+/// UTF-8 become replacement characters, control characters and line breaks
+/// become spaces, characters that steer the direction of their neighbours or
+/// are invisible markup are dropped, white space at both ends goes, and a very
+/// long text is cut with an ellipsis. Never empty: a text of which nothing
+/// remains reads "(unnamed)". Pure.
+[[nodiscard]] QString displayText(const std::string& bytes);
+
+/// `text` for use inside a sentence: set apart by isolate characters when its
+/// own letters run from right to left, so that the rest keeps its order.
+[[nodiscard]] QString isolatedText(const QString& text);
+
+/// `text` as a tool tip that is shown literally, never as markup.
+[[nodiscard]] QString toolTipText(const QString& text);
+
+/// `text` as the title of a menu entry without mnemonics, cut to a sensible width.
+[[nodiscard]] QString menuText(const QString& text);
+
+}  // namespace vorn::ui

@@ -1,0 +1,145 @@
+#include "ui/ReturnIsDoubleClickTableView.h"
+
+#include <QEvent>
+#include <QKeyEvent>
+#include <QMouseEvent>
+#include <QScrollBar>
+#include <QWheelEvent>
+
+#include "ui/ExtendedTableViewDelegate.h"
+#include "ui/TableCellView.h"
+
+namespace vorn::ui {
+
+ReturnIsDoubleClickTableView::ReturnIsDoubleClickTableView(QWidget* parent) : QListView(parent) {
+  setUniformItemSizes(true);
+  setSelectionMode(QAbstractItemView::SingleSelection);
+  setEditTriggers(QAbstractItemView::NoEditTriggers);
+  setVerticalScrollMode(QAbstractItemView::ScrollPerPixel);
+  setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+  setAutoScroll(false);  // a selection that follows its device or the pointer must not scroll
+  setTabKeyNavigation(false);
+  setMouseTracking(true);
+  setFrameShape(QFrame::NoFrame);
+}
+
+int ReturnIsDoubleClickTableView::selectedRow() const {
+  if (!selectionModel()) return -1;
+  const QModelIndexList selected = selectionModel()->selectedIndexes();
+  return selected.isEmpty() ? -1 : selected.first().row();
+}
+
+void ReturnIsDoubleClickTableView::selectRow(int row) {
+  const QModelIndex index = model()->index(row, 0);
+  if (index.isValid() && (index.flags() & Qt::ItemIsSelectable)) {
+    selectionModel()->setCurrentIndex(index, QItemSelectionModel::ClearAndSelect);
+  }
+}
+
+void ReturnIsDoubleClickTableView::deselectAll() {
+  selectionModel()->clear();
+}
+
+void ReturnIsDoubleClickTableView::mousePressEvent(QMouseEvent* event) {
+  const QModelIndex index = indexAt(event->position().toPoint());
+  if (event->button() != Qt::LeftButton || !index.isValid()) {
+    event->accept();  // an ordinary press beside the rows would drop the selection
+    return;
+  }
+  fPressed = index;
+  fButtonDown = true;
+  if (fExtendedDelegate) fExtendedDelegate->tableViewMouseDownOnRow(this, index.row());
+  if (fPressed.isValid()) selectRow(fPressed.row());
+}
+
+void ReturnIsDoubleClickTableView::mouseDoubleClickEvent(QMouseEvent* event) {
+  mousePressEvent(event);
+}
+
+void ReturnIsDoubleClickTableView::mouseReleaseEvent(QMouseEvent* event) {
+  if (event->button() != Qt::LeftButton || !fButtonDown) return;
+  fButtonDown = false;
+  const QModelIndex pressed = fPressed;
+  fPressed = QPersistentModelIndex();
+  if (!fExtendedDelegate) return;
+  if (pressed.isValid() && indexAt(event->position().toPoint()) == pressed) {
+    fExtendedDelegate->tableViewDidClickRow(this, pressed.row());
+  } else {
+    fExtendedDelegate->tableViewDidCancelClick(this);
+  }
+}
+
+void ReturnIsDoubleClickTableView::mouseMoveEvent(QMouseEvent* event) {
+  // While a button is down the pointer enters nothing: leaving the row and
+  // letting go is how a press is taken back.
+  if (event->buttons() == Qt::NoButton) pointerAt(event->position().toPoint());
+}
+
+void ReturnIsDoubleClickTableView::pointerAt(const QPoint& position) {
+  const QModelIndex index = indexAt(position);
+  if (index == fHovered) return;
+  fHovered = index;
+  TableCellView cell;
+  cell.setTable(this);
+  cell.fill(index);
+  cell.mouseEntered();
+}
+
+void ReturnIsDoubleClickTableView::wheelEvent(QWheelEvent* event) {
+  QListView::wheelEvent(event);
+  pointerAt(event->position().toPoint());
+}
+
+bool ReturnIsDoubleClickTableView::viewportEvent(QEvent* event) {
+  if (event->type() == QEvent::Leave) fHovered = QPersistentModelIndex();
+  return QListView::viewportEvent(event);
+}
+
+void ReturnIsDoubleClickTableView::keyPressEvent(QKeyEvent* event) {
+  switch (event->key()) {
+    case Qt::Key_Return:
+    case Qt::Key_Enter:
+      event->accept();
+      emit doubleAction();
+      return;
+    case Qt::Key_Escape:
+      event->accept();
+      emit cancelOperation();
+      return;
+    default:
+      QListView::keyPressEvent(event);
+      if (currentIndex().isValid()) scrollTo(currentIndex());
+  }
+}
+
+void ReturnIsDoubleClickTableView::keyboardSearch(const QString& search) {
+  QListView::keyboardSearch(search);
+  if (currentIndex().isValid()) scrollTo(currentIndex());
+}
+
+// QListView would lay all rows out again, which repaints the whole viewport,
+// and the base class repaints all of it for a span of rows. All rows have one
+// height, so each changed row is announced by itself and to the base class only.
+void ReturnIsDoubleClickTableView::dataChanged(const QModelIndex& topLeft, const QModelIndex& bottomRight,
+                                               const QList<int>& roles) {
+  for (int row = topLeft.row(); row <= bottomRight.row(); ++row) {
+    const QModelIndex changed = topLeft.siblingAtRow(row);
+    QAbstractItemView::dataChanged(changed, changed, roles);
+  }
+}
+
+ReturnIsDoubleClickTableView::ScrollPosition::ScrollPosition(ReturnIsDoubleClickTableView& table)
+    : fTable(table) {
+  if (fTable.verticalScrollBar()->value() == 0) return;
+  fTop = fTable.indexAt(QPoint(0, 0));
+  if (fTop.isValid()) fOffset = fTable.visualRect(fTop).top();
+}
+
+void ReturnIsDoubleClickTableView::ScrollPosition::restore() {
+  if (!fTop.isValid()) return;
+  fTable.executeDelayedItemsLayout();
+  QScrollBar* bar = fTable.verticalScrollBar();
+  bar->setValue(bar->value() + fTable.visualRect(fTop).top() - fOffset);
+}
+
+}  // namespace vorn::ui

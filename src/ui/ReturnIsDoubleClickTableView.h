@@ -1,0 +1,76 @@
+#pragma once
+
+#include <QListView>
+#include <QPersistentModelIndex>
+
+namespace vorn::ui {
+
+class ExtendedTableViewDelegate;
+
+/// The panel's one-column table. Return and Enter do what a double click is
+/// bound to, Escape cancels, hovering selects, and the delegate is told of
+/// presses and clicks. Its rows change by themselves at any time, so a click
+/// counts for the device that was under the pointer at the press, and a change
+/// neither scrolls the table nor repaints rows that have not changed.
+/// Main thread only.
+class ReturnIsDoubleClickTableView : public QListView {
+  Q_OBJECT
+
+ public:
+  explicit ReturnIsDoubleClickTableView(QWidget* parent = nullptr);
+  ~ReturnIsDoubleClickTableView() override = default;
+  Q_DISABLE_COPY_MOVE(ReturnIsDoubleClickTableView)
+
+  /// Not owned; null: nobody is told.
+  void setExtendedDelegate(ExtendedTableViewDelegate* delegate) { fExtendedDelegate = delegate; }
+
+  /// The selected row; -1: none.
+  [[nodiscard]] int selectedRow() const;
+  /// Selects one row without scrolling to it; a row that does not exist or
+  /// cannot be selected is ignored.
+  void selectRow(int row);
+  void deselectAll();
+
+  /// What is at the top of the viewport, to be put there again after a change.
+  class ScrollPosition {
+   public:
+    explicit ScrollPosition(ReturnIsDoubleClickTableView& table);
+    /// A table that stood at its very top stays there; else the device at the
+    /// top of the viewport keeps its place, as long as it is listed.
+    void restore();
+
+   private:
+    ReturnIsDoubleClickTableView& fTable;
+    QPersistentModelIndex fTop;
+    int fOffset = 0;
+  };
+
+  void keyboardSearch(const QString& search) override;
+
+ signals:
+  /// The double-click binding: Return or Enter has been pressed.
+  void doubleAction();
+  /// Escape has been pressed.
+  void cancelOperation();
+
+ protected:
+  void mousePressEvent(QMouseEvent* event) override;
+  void mouseDoubleClickEvent(QMouseEvent* event) override;
+  void mouseMoveEvent(QMouseEvent* event) override;
+  void mouseReleaseEvent(QMouseEvent* event) override;
+  void wheelEvent(QWheelEvent* event) override;
+  void keyPressEvent(QKeyEvent* event) override;
+  bool viewportEvent(QEvent* event) override;
+  void dataChanged(const QModelIndex& topLeft, const QModelIndex& bottomRight,
+                   const QList<int>& roles) override;
+
+ private:
+  void pointerAt(const QPoint& position);
+
+  ExtendedTableViewDelegate* fExtendedDelegate = nullptr;
+  QPersistentModelIndex fPressed;  // the device under the button while it is down
+  bool fButtonDown = false;
+  QPersistentModelIndex fHovered;  // the device that the pointer has come to last
+};
+
+}  // namespace vorn::ui

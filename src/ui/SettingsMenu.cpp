@@ -1,0 +1,72 @@
+#include "ui/SettingsMenu.h"
+
+#include <QActionEvent>
+
+#include "ui/PanelOwner.h"
+
+namespace vorn::ui {
+
+SettingsMenu::SettingsMenu(PanelOwner& owner, Quit quit, QWidget* parent)
+    : QMenu(parent),
+      fOwner(owner),
+      fLaunchOnStart(addCheckMark(QStringLiteral("Launch at Login"), &SettingsMenu::toggleLaunch)),
+      fShowSwitches(addCheckMark(QStringLiteral("Show Switches"), &SettingsMenu::toggleShowSwitches)),
+      fShouldNotify(addCheckMark(QStringLiteral("Notify About Updates"), &SettingsMenu::toggleNotify)) {
+  setTitle(QStringLiteral("Settings"));
+  setAccessibleName(title());
+  if (quit == Quit::Offered) {
+    addSeparator();
+    connect(addAction(QStringLiteral("Quit Vorn Device Finder")), &QAction::triggered, this,
+            &SettingsMenu::quit);
+  }
+  connect(this, &QMenu::aboutToShow, this, &SettingsMenu::menuNeedsUpdate);
+  menuNeedsUpdate();
+}
+
+QAction* SettingsMenu::addCheckMark(const QString& title, void (SettingsMenu::*toggle)()) {
+  QAction* action = addAction(title);
+  action->setCheckable(true);
+  connect(action, &QAction::triggered, this, toggle);
+  return action;
+}
+
+void SettingsMenu::menuNeedsUpdate() {
+  fLaunchOnStart->setChecked(fOwner.launchOnLogin());
+  fShowSwitches->setChecked(fOwner.showSwitches());
+  fShouldNotify->setChecked(fOwner.notify());
+}
+
+void SettingsMenu::toggleLaunch() {
+  fOwner.setLaunchOnLogin(!fOwner.launchOnLogin());
+  menuNeedsUpdate();
+}
+
+void SettingsMenu::toggleShowSwitches() {
+  fOwner.setShowSwitches(!fOwner.showSwitches());
+  menuNeedsUpdate();
+}
+
+void SettingsMenu::toggleNotify() {
+  fOwner.setNotify(!fOwner.notify());
+  menuNeedsUpdate();
+}
+
+void SettingsMenu::toggleMacVirtualEntity(QAction* sender) {
+  if (sender->isCheckable()) sender->setChecked(!sender->isChecked());  // undoes the toolkit's flip
+  fOwner.toggleMacVirtualEntity(sender);
+}
+
+void SettingsMenu::quit() {
+  fOwner.quit();
+}
+
+// Submenus come with entries that others insert, and may be replaced later.
+void SettingsMenu::actionEvent(QActionEvent* event) {
+  QMenu::actionEvent(event);
+  const bool gone = event->type() == QEvent::ActionRemoved;
+  if (QMenu* submenu = gone ? nullptr : event->action()->menu()) {
+    connect(submenu, &QMenu::triggered, this, &SettingsMenu::toggleMacVirtualEntity, Qt::UniqueConnection);
+  }
+}
+
+}  // namespace vorn::ui

@@ -1,0 +1,51 @@
+#pragma once
+
+#include <QMenu>
+#include <QPointer>
+#include <cstdint>
+
+namespace vorn::ui {
+
+class PanelOwner;
+
+/// The settings as a menu: three check marks, and on request quit below a
+/// separator. The check marks show what the owner says, read anew each time the
+/// menu opens and after each change made through it. An entry that somebody
+/// else inserts may carry a submenu; what is chosen there goes to the owner's
+/// toggleMacVirtualEntity. Main thread only.
+class SettingsMenu : public QMenu {
+  Q_OBJECT
+
+ public:
+  enum class Quit : std::uint8_t { Offered, NotOffered };
+
+  SettingsMenu(PanelOwner& owner, Quit quit, QWidget* parent = nullptr);
+  ~SettingsMenu() override = default;
+  Q_DISABLE_COPY_MOVE(SettingsMenu)
+
+  /// Sets the three check marks.
+  void menuNeedsUpdate();
+
+  void toggleLaunch();
+  void toggleShowSwitches();
+  void toggleNotify();
+  void toggleMacVirtualEntity(QAction* sender);
+  void quit();
+
+  [[nodiscard]] QAction* launchOnStart() const { return fLaunchOnStart; }
+  [[nodiscard]] QAction* showSwitches() const { return fShowSwitches; }
+  [[nodiscard]] QAction* shouldNotify() const { return fShouldNotify; }
+
+ protected:
+  void actionEvent(QActionEvent* event) override;
+
+ private:
+  QAction* addCheckMark(const QString& title, void (SettingsMenu::*toggle)());
+
+  PanelOwner& fOwner;
+  QAction* fLaunchOnStart;
+  QAction* fShowSwitches;
+  QAction* fShouldNotify;
+};
+
+}  // namespace vorn::ui

@@ -1,0 +1,102 @@
+#include "ui/StatusMenu.h"
+
+#include <algorithm>
+#include <chrono>
+#include <unordered_set>
+#include <utility>
+
+#include "ui/DeviceWords.h"
+#include "ui/DisplayText.h"
+#include "ui/PanelOwner.h"
+#include "ui/SettingsMenu.h"
+
+namespace vorn::ui {
+namespace {
+
+using DeviceList::ExtendedDeviceInfo;
+
+constexpr std::chrono::milliseconds kCollect{250};
+
+QString entryTitle(const ExtendedDeviceInfo& info) {
+  const QString name = isolatedText(menuText(nameWords(info)));
+  const QString update = updateWords(info);
+  return update.isEmpty() ? name : name + QStringLiteral(" (%1)").arg(update);
+}
+
+}  // namespace
+
+StatusMenu::StatusMenu(PanelOwner& owner, QObject* parent) : QObject(parent), fOwner(owner) {
+  QAction* show = fMenu.addAction(QStringLiteral("Show Devices"));
+  connect(show, &QAction::triggered, this, [this] { fOwner.setPanelVisible(true); });
+  fMenu.addSeparator();
+  fPlaceholder = fMenu.addAction(QStringLiteral("No Local Devices Found."));
+  fPlaceholder->setEnabled(false);
+  fAfterDevices = fMenu.addSeparator();
+  fSettings = new SettingsMenu(owner, SettingsMenu::Quit::NotOffered, &fMenu);
+  fMenu.addMenu(fSettings);
+  QAction* quit = fMenu.addAction(QStringLiteral("Quit Vorn Device Finder"));
+  connect(quit, &QAction::triggered, this, [this] { fOwner.quit(); });
+
+  fMenu.setAccessibleName(QStringLiteral("Vorn Device Finder"));
+  fTimer.setSingleShot(true);
+  fTimer.setInterval(kCollect);
+  connect(&fTimer, &QTimer::timeout, this, &StatusMenu::takeOverList);
+  connect(&fMenu, &QMenu::aboutToShow, this, &StatusMenu::takeOverList);
+}
+
+StatusMenu::~StatusMenu() = default;
+
+QMenu* StatusMenu::menu() {
+  return fSettings;
+}
+
+void StatusMenu::updateDeviceList(std::vector<ExtendedDeviceInfo> list) {
+  fList = std::move(list);
+  if (!fTimer.isActive()) fTimer.start();
+}
+
+void StatusMenu::takeOverList() {
+  fTimer.stop();
+  fSettings->menuNeedsUpdate();  // hosts need not say when they open a menu
+  removeGoneEntries();
+  placeEntries();
+  fPlaceholder->setVisible(fEntries.empty());
+}
+
+void StatusMenu::removeGoneEntries() {
+  std::unordered_set<std::string> listed;
+  for (const ExtendedDeviceInfo& info : fList) listed.insert(info.url);
+  std::erase_if(fEntries, [&](const Entry& entry) {
+    if (listed.contains(entry.url)) return false;
+    fMenu.removeAction(entry.action);
+    entry.action->deleteLater();  // it may be the one that is being triggered
+    return true;
+  });
+}
+
+// The first `at` entries are in place; the next device's entry is looked for
+// behind them, or made, and put there.
+void StatusMenu::placeEntries() {
+  std::unordered_set<std::string> placed;
+  for (const ExtendedDeviceInfo& info : fList) {
+    const auto at = static_cast<std::ptrdiff_t>(placed.size());
+    if (!placed.insert(info.url).second) continue;
+    const auto place = fEntries.begin() + at;
+    const auto known =
+        std::find_if(place, fEntries.end(), [&](const Entry& entry) { return entry.url == info.url; });
+    QAction* action = known == fEntries.end() ? makeEntry(info.url) : known->action;
+    if (const QString title = entryTitle(info); action->text() != title) action->setText(title);
+    if (known == place && known != fEntries.end()) continue;
+    fMenu.insertAction(place == fEntries.end() ? fAfterDevices : place->action, action);
+    if (known != fEntries.end()) fEntries.erase(known);
+    fEntries.insert(fEntries.begin() + at, {info.url, action});
+  }
+}
+
+QAction* StatusMenu::makeEntry(const std::string& url) {
+  auto* action = new QAction(&fMenu);
+  connect(action, &QAction::triggered, this, [this, url] { fOwner.openUrl(url); });
+  return action;
+}
+
+}  // namespace vorn::ui

@@ -1,0 +1,158 @@
+#include "ui/TrayStatusItem.h"
+
+#include <QApplication>
+#include <QCursor>
+#include <QMenu>
+#include <QPainter>
+#include <QStandardPaths>
+#include <algorithm>
+#include <utility>
+
+#include "ui/StatusView.h"
+#include "ui/TemplateImage.h"
+#include "ui/TrayIconEngine.h"
+
+namespace vorn::ui {
+namespace {
+
+constexpr int kLength = 19;
+constexpr int kThickness = 22;
+
+// The host looks a name up in the theme, so one that is not installed must not travel.
+QString installedName(const QString& name) {
+  const QString file = QStringLiteral("icons/hicolor/symbolic/apps/%1.svg").arg(name);
+  return QStandardPaths::locate(QStandardPaths::GenericDataLocation, file).isEmpty() ? QString() : name;
+}
+
+}  // namespace
+
+TrayStatusItem::TrayStatusItem(Look look, TriggerFilter::Now now)
+    : fLook(std::move(look)),
+      fFilter(std::chrono::milliseconds(QApplication::doubleClickInterval()), std::move(now)) {}
+
+TrayStatusItem::~TrayStatusItem() = default;
+
+void TrayStatusItem::attach(TrayForm form) {
+  if (fTray) return;
+  fTray = std::make_unique<QSystemTrayIcon>();
+  connect(fTray.get(), &QSystemTrayIcon::activated, this, &TrayStatusItem::activated);
+  fForm = form;
+  if (form != TrayForm::Button) emit formChanged();
+  fTray->setToolTip(fLook.toolTip);
+  fTray->setContextMenu(fContextMenu);
+  updateIcon();
+  fTray->show();
+}
+
+void TrayStatusItem::noteHiddenByDeactivation() {
+  fFilter.noteHiddenByDeactivation();
+}
+
+bool TrayStatusItem::hasButton() const {
+  return fForm == TrayForm::Button;
+}
+
+int TrayStatusItem::length() const {
+  return kLength;
+}
+
+int TrayStatusItem::thickness() const {
+  return kThickness;
+}
+
+void TrayStatusItem::setButtonImage(const QString& imageName) {
+  fImageName = imageName;
+  updateIcon();
+}
+
+void TrayStatusItem::setButtonTarget(QObject* target) {
+  fTarget = target;
+}
+
+void TrayStatusItem::setButtonAction(Action action) {
+  fAction = std::move(action);
+}
+
+void TrayStatusItem::setButtonAppearsDisabled(bool disabled) {
+  if (fDisabled == disabled) return;  // lists come often, and each new icon travels to the host
+  fDisabled = disabled;
+  updateIcon();
+}
+
+QWindow* TrayStatusItem::buttonWindow() const {
+  return nullptr;
+}  // it belongs to the host's process
+
+void TrayStatusItem::setView(StatusView* view) {
+  if (fView) disconnect(fView, nullptr, this, nullptr);
+  fView = view;
+  if (fView) connect(fView, &StatusView::needsDisplay, this, &TrayStatusItem::updateIcon);
+  updateIcon();
+}
+
+void TrayStatusItem::drawStatusBarBackgroundInRect(QPainter& painter, const QRectF& rect, bool highlight) {
+  if (!highlight) return;  // the bar itself shows through
+  painter.fillRect(rect, QApplication::palette().brush(QPalette::Active, QPalette::Highlight));
+}
+
+QRect TrayStatusItem::geometry() const {
+  return fTray ? fTray->geometry() : QRect();
+}
+
+std::optional<QPoint> TrayStatusItem::lastPress() const {
+  return fLastPress;
+}
+
+void TrayStatusItem::setContextMenu(QMenu* menu) {
+  fContextMenu = menu;
+  if (fTray) fTray->setContextMenu(menu);
+}
+
+QIcon TrayStatusItem::icon() const {
+  return hasButton() ? buttonIcon() : viewIcon();
+}
+
+QIcon TrayStatusItem::buttonIcon() const {
+  const QString name = installedName(fDisabled ? fLook.inactiveIconName : fLook.activeIconName);
+  const qreal opacity = fDisabled ? 0.5 : 1.0;
+  const auto draw = [image = fImageName, opacity](QPainter& painter, QSize size) {
+    TemplateImage(image, size).draw(painter, QRectF(QPointF(), QSizeF(size)), opacity, Tint::forUnknownBar());
+  };
+  return QIcon(new TrayIconEngine(name, draw));
+}
+
+// What the view draws, scaled to the place that the tray has for it.
+QIcon TrayStatusItem::viewIcon() const {
+  const auto draw = [view = fView](QPainter& painter, QSize size) {
+    if (!view) return;
+    const QSizeF own(view->size());
+    const qreal scale = std::min(size.width() / own.width(), size.height() / own.height());
+    painter.translate((size.width() - own.width() * scale) / 2, (size.height() - own.height() * scale) / 2);
+    painter.scale(scale, scale);
+    view->drawRect(painter, QRectF(view->rect()));
+  };
+  return QIcon(new TrayIconEngine({}, draw));
+}
+
+void TrayStatusItem::updateIcon() {
+  if (fTray) fTray->setIcon(icon());
+}
+
+void TrayStatusItem::activated(QSystemTrayIcon::ActivationReason reason) {
+  const bool isPress = reason == QSystemTrayIcon::Trigger || reason == QSystemTrayIcon::DoubleClick;
+  if (!isPress || !fFilter.accept()) return;
+  fLastPress.reset();
+  if (QGuiApplication::platformName() == QStringLiteral("xcb")) fLastPress = QCursor::pos();
+  press();
+}
+
+void TrayStatusItem::press() {
+  if (!hasButton()) {
+    if (fView) fView->mouseDown();
+    return;
+  }
+  const Action action = fAction;  // the action may replace itself
+  if (fTarget && action) action();
+}
+
+}  // namespace vorn::ui

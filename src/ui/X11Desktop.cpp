@@ -1,0 +1,131 @@
+#include "ui/X11Desktop.h"
+
+#include <xcb/xcb.h>
+
+#include <QGuiApplication>
+#include <QScreen>
+#include <QWindow>
+#include <array>
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+
+namespace vorn::ui {
+namespace {
+
+struct FreeReply {
+  void operator()(void* reply) const { std::free(reply); }
+};
+template <typename T>
+using Reply = std::unique_ptr<T, FreeReply>;
+
+constexpr std::uint32_t kMostPropertyWords = 16384;
+
+xcb_connection_t* connection() {
+  const auto* application = qGuiApp ? qGuiApp->nativeInterface<QNativeInterface::QX11Application>() : nullptr;
+  return application ? application->connection() : nullptr;
+}
+
+xcb_screen_t* firstScreen(xcb_connection_t* display) {
+  return xcb_setup_roots_iterator(xcb_get_setup(display)).data;
+}
+
+xcb_atom_t atom(xcb_connection_t* display, const char* name) {
+  const auto cookie = xcb_intern_atom(display, 0, static_cast<std::uint16_t>(std::strlen(name)), name);
+  const Reply<xcb_intern_atom_reply_t> reply(xcb_intern_atom_reply(display, cookie, nullptr));
+  return reply ? reply->atom : static_cast<xcb_atom_t>(XCB_ATOM_NONE);
+}
+
+// A property of 32-bit words; empty when it is missing or of another type.
+std::vector<std::uint32_t> words(xcb_connection_t* display, xcb_window_t window, const char* name,
+                                 xcb_atom_t type) {
+  const auto cookie = xcb_get_property(display, 0, window, atom(display, name), type, 0, kMostPropertyWords);
+  const Reply<xcb_get_property_reply_t> reply(xcb_get_property_reply(display, cookie, nullptr));
+  if (!reply || reply->format != 32) return {};
+  std::vector<std::uint32_t> values(static_cast<std::size_t>(xcb_get_property_value_length(reply.get())) / 4);
+  std::memcpy(values.data(), xcb_get_property_value(reply.get()), values.size() * 4);
+  return values;
+}
+
+// Left, right, top and bottom in the order of the property: each a width and the span along its edge.
+std::vector<QRect> reservedBy(const std::vector<std::uint32_t>& strut, const QSize& desktop) {
+  if (strut.size() < 12) return {};
+  std::array<int, 12> v{};
+  for (std::size_t i = 0; i < v.size(); ++i) v[i] = static_cast<int>(std::min(strut[i], 65535U));
+  std::vector<QRect> areas;
+  if (v[0] > 0) areas.push_back(QRect(QPoint(0, v[4]), QPoint(v[0] - 1, v[5])));
+  if (v[1] > 0)
+    areas.push_back(QRect(QPoint(desktop.width() - v[1], v[6]), QPoint(desktop.width() - 1, v[7])));
+  if (v[2] > 0) areas.push_back(QRect(QPoint(v[8], 0), QPoint(v[9], v[2] - 1)));
+  if (v[3] > 0)
+    areas.push_back(QRect(QPoint(v[10], desktop.height() - v[3]), QPoint(v[11], desktop.height() - 1)));
+  return areas;
+}
+
+// The toolkit keeps each screen's origin and scales distances from there.
+QRect toToolkit(const QRect& area) {
+  for (const QScreen* screen : QGuiApplication::screens()) {
+    const QPoint origin = screen->geometry().topLeft();
+    const qreal ratio = screen->devicePixelRatio();
+    const QRect physical(origin, screen->geometry().size() * ratio);
+    if (!physical.contains(area.center())) continue;
+    const QPointF corner = QPointF(area.topLeft() - origin) / ratio;
+    return {origin + corner.toPoint(), (QSizeF(area.size()) / ratio).toSize()};
+  }
+  return area;
+}
+
+}  // namespace
+
+bool X11Desktop::isPresent() {
+  return connection() != nullptr;
+}
+
+void X11Desktop::askToSkipTaskbar(QWindow* window) {
+  xcb_connection_t* display = connection();
+  if (!display) return;
+  constexpr std::uint32_t kAdd = 1;
+  constexpr std::uint32_t kFromApplication = 1;
+  xcb_client_message_event_t message{};
+  message.response_type = XCB_CLIENT_MESSAGE;
+  message.format = 32;
+  message.window = static_cast<xcb_window_t>(window->winId());
+  message.type = atom(display, "_NET_WM_STATE");
+  message.data.data32[0] = kAdd;
+  message.data.data32[1] = atom(display, "_NET_WM_STATE_SKIP_TASKBAR");
+  message.data.data32[2] = atom(display, "_NET_WM_STATE_SKIP_PAGER");
+  message.data.data32[3] = kFromApplication;
+  std::array<char, 32> event{};
+  static_assert(sizeof(message) == sizeof(event));
+  std::memcpy(event.data(), &message, sizeof(message));
+  xcb_send_event(display, 0, firstScreen(display)->root,
+                 XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY | XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT, event.data());
+  xcb_flush(display);
+}
+
+std::vector<QRect> X11Desktop::reservedAreas() {
+  xcb_connection_t* display = connection();
+  if (!display) return {};
+  const xcb_screen_t* screen = firstScreen(display);
+  const auto cookie = xcb_get_geometry(display, screen->root);
+  const Reply<xcb_get_geometry_reply_t> root(xcb_get_geometry_reply(display, cookie, nullptr));
+  if (!root) return {};
+  std::vector<QRect> areas;
+  for (const xcb_window_t window : words(display, screen->root, "_NET_CLIENT_LIST", XCB_ATOM_WINDOW)) {
+    const auto strut = words(display, window, "_NET_WM_STRUT_PARTIAL", XCB_ATOM_CARDINAL);
+    for (const QRect& area : reservedBy(strut, QSize(root->width, root->height)))
+      areas.push_back(toToolkit(area));
+  }
+  return areas;
+}
+
+bool X11Desktop::olderTrayIsPresent() {
+  xcb_connection_t* display = connection();
+  if (!display) return false;
+  const auto cookie = xcb_get_selection_owner(display, atom(display, "_NET_SYSTEM_TRAY_S0"));
+  const Reply<xcb_get_selection_owner_reply_t> reply(xcb_get_selection_owner_reply(display, cookie, nullptr));
+  return reply && reply->owner != XCB_WINDOW_NONE;
+}
+
+}  // namespace vorn::ui
