@@ -128,7 +128,14 @@ vorn::optional<HTTPAnswer> CurlTransfer::Perform(const Request& request, const s
   Pin(request.url, request.addresses);
   LeaveMovedHost(request.addresses);
 
-  if (!Run(request.deadline, cancelled)) return {};
+  if (!Run(request.deadline, cancelled)) {
+    if (cancelled || !KeptConnectionWasDead()) return {};
+    const long stillLeft = MillisecondsUntil(request.deadline);
+    if (stillLeft == 0) return {};
+    Set(easy, CURLOPT_TIMEOUT_MS, stillLeft);
+    Set(easy, CURLOPT_FRESH_CONNECT, 1L);
+    if (!Run(request.deadline, cancelled)) return {};
+  }
   const char* address = nullptr;
   if (curl_easy_getinfo(easy, CURLINFO_PRIMARY_IP, &address) == CURLE_OK && address != nullptr)
     fConnectedTo = address;
@@ -161,6 +168,15 @@ bool CurlTransfer::Run(Clock::time_point deadline, const std::atomic<bool>& canc
   // A transfer that is still under way is dropped here with its connection.
   curl_multi_remove_handle(multi, easy);
   return complete && !cancelled;
+}
+
+/// True when the request went over a kept connection and nothing came back.
+/// libcurl 7.88 tries such a request again by itself, but counts that over the
+/// whole life of a handle and gives every sixth one up.
+bool CurlTransfer::KeptConnectionWasDead() const {
+  long connections = 1;
+  curl_easy_getinfo(fHandles->easy.get(), CURLINFO_NUM_CONNECTS, &connections);
+  return connections == 0 && fCollector.IsEmpty();
 }
 
 /// A tag with a byte that would end the header line is not sent.

@@ -57,6 +57,7 @@ class CurlTransfer {
   struct Handles;
 
   [[nodiscard]] bool Run(Clock::time_point deadline, const std::atomic<bool>& cancelled);
+  [[nodiscard]] bool KeptConnectionWasDead() const;
   void SetTag(const vorn::optional<std::string>& etag);
   void Pin(const Url& url, const std::vector<std::string>& addresses);
   void LeaveMovedHost(const std::vector<std::string>& addresses);

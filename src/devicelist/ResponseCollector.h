@@ -29,6 +29,9 @@ class ResponseCollector {
   /// Takes a piece of the decoded body. False when it has become too long.
   [[nodiscard]] bool AddBody(std::string_view bytes);
 
+  /// True while not one byte of a response has come.
+  [[nodiscard]] bool IsEmpty() const noexcept { return fHeaderBytes == 0 && fAnswer.first.empty(); }
+
   /// What was gathered, moved out; the status code is the caller's to fill in.
   [[nodiscard]] HTTPAnswer TakeAnswer() noexcept;
 

@@ -217,6 +217,7 @@ TEST_F(HTTPPollerTest, GivesNoAnswerWhenAFreshConnectionBreaks) {
   fServer.Handle("/reset", [](Exchange& exchange) { exchange.Reset(); });
   EXPECT_FALSE(HTTPPoller().DoRequest(fServer.Url("/close"), {}));
   EXPECT_FALSE(HTTPPoller().DoRequest(fServer.Url("/reset"), {}));
+  EXPECT_EQ(fServer.RequestCount(), 2U);  // not tried again
 }
 
 TEST_F(HTTPPollerTest, GivesNoAnswerWhereNobodyListens) {
