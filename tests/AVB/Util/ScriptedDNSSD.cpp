@@ -1,0 +1,296 @@
+#include "tests/AVB/Util/ScriptedDNSSD.h"
+
+#include <arpa/inet.h>
+#include <fcntl.h>
+#include <netinet/in.h>
+#include <sys/eventfd.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstring>
+#include <optional>
+#include <utility>
+
+namespace vorn::test {
+
+struct ScriptedDNSSD::Operation {
+  Kind kind;
+  std::string description;
+  std::uint64_t number;
+  FileDescriptor socket;
+  void* context = nullptr;
+  std::deque<Reply> replies;
+  bool inside = false;  // a thread is in ProcessResult
+  std::thread::id insideThread;
+};
+
+ScriptedDNSSD::ScriptedDNSSD() = default;
+ScriptedDNSSD::~ScriptedDNSSD() = default;
+
+std::string TxtBytes(const std::vector<std::string>& items) {
+  std::string bytes;
+  for (const std::string& item : items) {
+    bytes.push_back(static_cast<char>(item.size()));
+    bytes += item;
+  }
+  return bytes;
+}
+
+DNSServiceRef ScriptedDNSSD::Begin(Kind kind, const std::string& key) {
+  const std::lock_guard lock(fMutex);
+  auto operation = std::make_unique<Operation>();
+  operation->kind = kind;
+  operation->description =
+      kind == Kind::kBrowse ? "browse" : (kind == Kind::kResolve ? "resolve " : "address ") + key;
+  operation->number = fNextRef;
+  operation->socket = FileDescriptor(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK));
+  if (lowestSocket > 0) {
+    operation->socket = FileDescriptor(::fcntl(operation->socket.Get(), F_DUPFD_CLOEXEC, lowestSocket));
+  }
+  auto* ref = reinterpret_cast<DNSServiceRef>(fNextRef++);
+  fBegun.push_back(operation->description);
+  if (kind != Kind::kBrowse) fThreads.insert(std::this_thread::get_id());
+  fOperations[ref] = std::move(operation);
+  const auto pending = std::count_if(fOperations.begin(), fOperations.end(),
+                                     [](const auto& entry) { return entry.second->kind != Kind::kBrowse; });
+  fMostPending = std::max(fMostPending, static_cast<std::size_t>(pending));
+  fChanged.notify_all();
+  return ref;
+}
+
+ScriptedDNSSD::Operation* ScriptedDNSSD::Pending(const std::string& description) {
+  Operation* first = nullptr;
+  for (const auto& [ref, operation] : fOperations) {
+    if (operation->description == description && (first == nullptr || operation->number < first->number)) {
+      first = operation.get();
+    }
+  }
+  return first;
+}
+
+void ScriptedDNSSD::Signal(Operation& operation) {
+  ::eventfd_write(operation.socket.Get(), 1);
+}
+
+void ScriptedDNSSD::Post(const std::string& description, Reply reply) {
+  WaitFor([&] { return Pending(description) != nullptr; });
+  const std::lock_guard lock(fMutex);
+  Operation* operation = Pending(description);
+  if (operation == nullptr) return;  // the test's own expectation tells
+  operation->replies.push_back(std::move(reply));
+  ++fPosted;
+  if (!fHeld) Signal(*operation);
+}
+
+void ScriptedDNSSD::ReplyBrowse(DNSServiceFlags flags, const char* name, std::uint32_t interfaceIndex,
+                                DNSServiceErrorType error, const char* type, const char* domain) {
+  const auto text = [](const char* bytes) {
+    return bytes ? std::optional<std::string>(bytes) : std::nullopt;
+  };
+  Post("browse", [this, flags, interfaceIndex, error, name = text(name), type = text(type),
+                  domain = text(domain)](DNSServiceRef ref) {
+    const auto bytes = [](const auto& held) { return held ? held->c_str() : nullptr; };
+    fBrowseReply(ref, flags, interfaceIndex, error, bytes(name), bytes(type), bytes(domain),
+                 fOperations.at(ref)->context);
+  });
+}
+
+void ScriptedDNSSD::ReplyResolve(const std::string& name, const char* host, std::uint16_t port,
+                                 const std::string& txt, DNSServiceErrorType error) {
+  Post("resolve " + name, [this, name, host = host ? std::optional<std::string>(host) : std::nullopt, port,
+                           txt, error](DNSServiceRef ref) {
+    const std::string fullName = name + "._http._tcp.local.";
+    fResolveReply(ref, 0, 7, error, host ? fullName.c_str() : nullptr, host ? host->c_str() : nullptr,
+                  htons(port), static_cast<std::uint16_t>(txt.size()),
+                  txt.empty() ? nullptr : reinterpret_cast<const unsigned char*>(txt.data()),
+                  fOperations.at(ref)->context);
+  });
+}
+
+void ScriptedDNSSD::ReplyAddress(const std::string& host, const std::string& address, DNSServiceFlags flags,
+                                 DNSServiceErrorType error) {
+  Post("address " + host, [this, host, address, flags, error](DNSServiceRef ref) {
+    sockaddr_in ipv4{};
+    ipv4.sin_family = AF_INET;
+    ::inet_pton(AF_INET, address.c_str(), &ipv4.sin_addr);
+    fAddressReply(ref, flags, 7, error, host.c_str(), reinterpret_cast<const sockaddr*>(&ipv4), 120,
+                  fOperations.at(ref)->context);
+  });
+}
+
+void ScriptedDNSSD::ReplyNoAddress(const std::string& host) {
+  Post("address " + host, [this](DNSServiceRef ref) {
+    fAddressReply(ref, kDNSServiceFlagsAdd, 7, kDNSServiceErr_NoError, nullptr, nullptr, 0,
+                  fOperations.at(ref)->context);
+  });
+}
+
+void ScriptedDNSSD::Hold() {
+  const std::lock_guard lock(fMutex);
+  fHeld = true;
+}
+
+void ScriptedDNSSD::Release() {
+  const std::lock_guard lock(fMutex);
+  fHeld = false;
+  // The highest sockets first would show a wrong order, were it by socket.
+  for (auto it = fOperations.rbegin(); it != fOperations.rend(); ++it) {
+    if (!it->second->replies.empty()) Signal(*it->second);
+  }
+}
+
+bool ScriptedDNSSD::WaitFor(const std::function<bool()>& condition) {
+  std::unique_lock lock(fMutex);
+  return fChanged.wait_for(lock, std::chrono::seconds(10), condition);
+}
+
+bool ScriptedDNSSD::WaitForBegun(const std::string& operation, std::size_t times) {
+  return WaitFor(
+      [&] { return static_cast<std::size_t>(std::count(fBegun.begin(), fBegun.end(), operation)) >= times; });
+}
+
+bool ScriptedDNSSD::WaitForReleased(const std::string& operation, std::size_t times) {
+  return WaitFor([&] {
+    return static_cast<std::size_t>(std::count(fReleased.begin(), fReleased.end(), operation)) >= times;
+  });
+}
+
+bool ScriptedDNSSD::WaitForHandled(std::size_t replies) {
+  return WaitFor([&] { return fHandled.size() >= replies; });
+}
+
+bool ScriptedDNSSD::WaitUntilIdle() {
+  // A reply that nobody notices, behind all others, shows that they were handled.
+  ReplyBrowse(0, "", 0, kDNSServiceErr_Unknown);
+  std::size_t posted = 0;
+  {
+    const std::lock_guard lock(fMutex);
+    posted = fPosted;
+  }
+  return WaitForHandled(posted);
+}
+
+std::vector<std::string> ScriptedDNSSD::Begun() {
+  const std::lock_guard lock(fMutex);
+  return fBegun;
+}
+
+std::vector<std::string> ScriptedDNSSD::Released() {
+  const std::lock_guard lock(fMutex);
+  return fReleased;
+}
+
+std::vector<std::string> ScriptedDNSSD::Handled() {
+  const std::lock_guard lock(fMutex);
+  return fHandled;
+}
+
+std::size_t ScriptedDNSSD::MostPendingLookups() {
+  const std::lock_guard lock(fMutex);
+  return fMostPending;
+}
+
+std::set<std::thread::id> ScriptedDNSSD::Threads() {
+  const std::lock_guard lock(fMutex);
+  return fThreads;
+}
+
+bool ScriptedDNSSD::Misused() {
+  const std::lock_guard lock(fMutex);
+  return fMisused;
+}
+
+DNSServiceErrorType ScriptedDNSSD::Browse(DNSServiceRef* ref, DNSServiceFlags /*flags*/,
+                                          std::uint32_t /*interfaceIndex*/, const char* /*type*/,
+                                          const char* /*domain*/, DNSServiceBrowseReply callback,
+                                          void* context) {
+  fBrowseReply = callback;
+  *ref = nullptr;
+  if (!browseGivesReference || browseError != kDNSServiceErr_NoError) return browseError;
+  *ref = Begin(Kind::kBrowse, "");
+  fOperations.at(*ref)->context = context;
+  return kDNSServiceErr_NoError;
+}
+
+DNSServiceErrorType ScriptedDNSSD::Resolve(DNSServiceRef* ref, DNSServiceFlags /*flags*/,
+                                           std::uint32_t /*interfaceIndex*/, const char* name,
+                                           const char* /*type*/, const char* /*domain*/,
+                                           DNSServiceResolveReply callback, void* context) {
+  fResolveReply = callback;
+  *ref = nullptr;
+  const DNSServiceErrorType error = onResolve ? onResolve(name) : kDNSServiceErr_NoError;
+  if (error != kDNSServiceErr_NoError) return error;
+  *ref = Begin(Kind::kResolve, name);
+  const std::lock_guard lock(fMutex);
+  fOperations.at(*ref)->context = context;
+  return kDNSServiceErr_NoError;
+}
+
+DNSServiceErrorType ScriptedDNSSD::GetAddrInfo(DNSServiceRef* ref, DNSServiceFlags /*flags*/,
+                                               std::uint32_t /*interfaceIndex*/, std::uint32_t /*protocol*/,
+                                               const char* hostName, DNSServiceGetAddrInfoReply callback,
+                                               void* context) {
+  fAddressReply = callback;
+  *ref = nullptr;
+  const DNSServiceErrorType error = onGetAddrInfo ? onGetAddrInfo(hostName) : kDNSServiceErr_NoError;
+  if (error != kDNSServiceErr_NoError) return error;
+  *ref = Begin(Kind::kAddress, hostName);
+  const std::lock_guard lock(fMutex);
+  fOperations.at(*ref)->context = context;
+  return kDNSServiceErr_NoError;
+}
+
+int ScriptedDNSSD::RefSockFD(DNSServiceRef ref) {
+  const std::lock_guard lock(fMutex);
+  return fOperations.at(ref)->socket.Get();
+}
+
+DNSServiceErrorType ScriptedDNSSD::ProcessResult(DNSServiceRef ref) {
+  Reply reply;
+  std::string description;
+  {
+    const std::lock_guard lock(fMutex);
+    fThreads.insert(std::this_thread::get_id());
+    const auto found = fOperations.find(ref);
+    if (found == fOperations.end() || found->second->inside) {
+      fMisused = true;
+      return kDNSServiceErr_BadReference;
+    }
+    Operation& operation = *found->second;
+    operation.inside = true;
+    operation.insideThread = std::this_thread::get_id();
+    description = operation.description;
+    if (!operation.replies.empty()) {
+      reply = std::move(operation.replies.front());
+      operation.replies.pop_front();
+    }
+    if (operation.replies.empty()) {
+      eventfd_t ignored = 0;
+      ::eventfd_read(operation.socket.Get(), &ignored);
+    }
+  }
+  if (reply) reply(ref);
+  const std::lock_guard lock(fMutex);
+  // The callback may have released the operation; that is allowed.
+  const auto found = fOperations.find(ref);
+  if (found != fOperations.end()) found->second->inside = false;
+  fHandled.push_back(description);
+  fChanged.notify_all();
+  return processError;
+}
+
+void ScriptedDNSSD::RefDeallocate(DNSServiceRef ref) {
+  const std::lock_guard lock(fMutex);
+  const auto found = fOperations.find(ref);
+  if (found == fOperations.end()) {
+    fMisused = true;
+    return;
+  }
+  if (found->second->inside && found->second->insideThread != std::this_thread::get_id()) fMisused = true;
+  fThreads.insert(std::this_thread::get_id());
+  fReleased.push_back(found->second->description);
+  fOperations.erase(found);
+  fChanged.notify_all();
+}
+
+}  // namespace vorn::test

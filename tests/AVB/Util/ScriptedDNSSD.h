@@ -1,0 +1,126 @@
+#pragma once
+
+#include <condition_variable>
+#include <cstdint>
+#include <deque>
+#include <functional>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <set>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "AVB/Util/DNSSD.h"
+#include "foundation/FileDescriptor.h"
+
+namespace vorn::test {
+
+/// A DNS-SD library without a network: the test says what is replied to which
+/// operation, and sees which operations were begun, touched and released, on
+/// which thread and in which order. Replies are delivered inside ProcessResult
+/// like the real library's.
+class ScriptedDNSSD final : public DNSSD {
+ public:
+  enum class Kind { kBrowse, kResolve, kAddress };
+
+  ScriptedDNSSD();
+  ~ScriptedDNSSD() override;
+
+  // What the next calls do.
+  std::function<DNSServiceErrorType(const std::string& name)> onResolve;      ///< called before each resolve
+  std::function<DNSServiceErrorType(const std::string& host)> onGetAddrInfo;  ///< called before each look-up
+  DNSServiceErrorType browseError = kDNSServiceErr_NoError;
+  bool browseGivesReference = true;
+  DNSServiceErrorType processError = kDNSServiceErr_NoError;
+  int lowestSocket = 0;  ///< sockets of new operations get a number from here on
+
+  // Replies. Those to a look-up address the pending operation by the name or
+  // host that it was begun for (the one begun first, if there are several).
+  void ReplyBrowse(DNSServiceFlags flags, const char* name, std::uint32_t interfaceIndex = 1,
+                   DNSServiceErrorType error = kDNSServiceErr_NoError, const char* type = "_http._tcp.",
+                   const char* domain = "local.");
+  void ReplyAdd(const std::string& name, std::uint32_t interfaceIndex = 1) {
+    ReplyBrowse(kDNSServiceFlagsAdd, name.c_str(), interfaceIndex);
+  }
+  void ReplyRemove(const std::string& name) { ReplyBrowse(0, name.c_str()); }
+  void ReplyResolve(const std::string& name, const char* host, std::uint16_t port = 80,
+                    const std::string& txt = {}, DNSServiceErrorType error = kDNSServiceErr_NoError);
+  void ReplyAddress(const std::string& host, const std::string& address = "192.168.1.20",
+                    DNSServiceFlags flags = kDNSServiceFlagsAdd,
+                    DNSServiceErrorType error = kDNSServiceErr_NoError);
+  /// Calls back with a null address.
+  void ReplyNoAddress(const std::string& host);
+
+  /// Holds all replies back until Release; several then become ready at once.
+  void Hold();
+  void Release();
+
+  // What was done. Each waits, up to ten seconds, until it holds.
+  bool WaitForBegun(const std::string& operation, std::size_t times = 1);
+  bool WaitForReleased(const std::string& operation, std::size_t times = 1);
+  bool WaitForHandled(std::size_t replies);
+  /// Waits until every reply given so far was handled, and one cycle more.
+  bool WaitUntilIdle();
+
+  // "browse", "resolve NAME", "address HOST", in order.
+  [[nodiscard]] std::vector<std::string> Begun();
+  [[nodiscard]] std::vector<std::string> Released();
+  [[nodiscard]] std::vector<std::string> Handled();
+  [[nodiscard]] std::size_t MostPendingLookups();
+  /// Threads that created, processed or released operations other than the
+  /// browse's creation.
+  [[nodiscard]] std::set<std::thread::id> Threads();
+  /// Whether an operation was ever touched by two threads at once, or after
+  /// its release.
+  [[nodiscard]] bool Misused();
+  /// The browse callback, to be called as no library would.
+  [[nodiscard]] DNSServiceBrowseReply BrowseReply() { return fBrowseReply; }
+  [[nodiscard]] DNSServiceResolveReply ResolveReply() { return fResolveReply; }
+  [[nodiscard]] DNSServiceGetAddrInfoReply AddressReply() { return fAddressReply; }
+
+  DNSServiceErrorType Browse(DNSServiceRef* ref, DNSServiceFlags flags, std::uint32_t interfaceIndex,
+                             const char* type, const char* domain, DNSServiceBrowseReply callback,
+                             void* context) override;
+  DNSServiceErrorType Resolve(DNSServiceRef* ref, DNSServiceFlags flags, std::uint32_t interfaceIndex,
+                              const char* name, const char* type, const char* domain,
+                              DNSServiceResolveReply callback, void* context) override;
+  DNSServiceErrorType GetAddrInfo(DNSServiceRef* ref, DNSServiceFlags flags, std::uint32_t interfaceIndex,
+                                  std::uint32_t protocol, const char* hostName,
+                                  DNSServiceGetAddrInfoReply callback, void* context) override;
+  int RefSockFD(DNSServiceRef ref) override;
+  DNSServiceErrorType ProcessResult(DNSServiceRef ref) override;
+  void RefDeallocate(DNSServiceRef ref) override;
+
+ private:
+  struct Operation;
+  using Reply = std::function<void(DNSServiceRef)>;
+
+  DNSServiceRef Begin(Kind kind, const std::string& key);
+  void Post(const std::string& description, Reply reply);
+  bool WaitFor(const std::function<bool()>& condition);
+  Operation* Pending(const std::string& description);
+  void Signal(Operation& operation);
+
+  std::mutex fMutex;
+  std::condition_variable fChanged;
+  std::map<DNSServiceRef, std::unique_ptr<Operation>> fOperations;
+  std::uintptr_t fNextRef = 0x1000;
+  std::vector<std::string> fBegun;
+  std::vector<std::string> fReleased;
+  std::vector<std::string> fHandled;
+  std::set<std::thread::id> fThreads;
+  std::size_t fPosted = 0;
+  std::size_t fMostPending = 0;
+  bool fMisused = false;
+  bool fHeld = false;
+  DNSServiceBrowseReply fBrowseReply = nullptr;
+  DNSServiceResolveReply fResolveReply = nullptr;
+  DNSServiceGetAddrInfoReply fAddressReply = nullptr;
+};
+
+/// The wire form of a TXT record with these items ("key=value" or "key").
+std::string TxtBytes(const std::vector<std::string>& items);
+
+}  // namespace vorn::test

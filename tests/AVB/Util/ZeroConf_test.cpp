@@ -1,0 +1,660 @@
+#include "AVB/Util/ZeroConf.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+
+#include <atomic>
+#include <future>
+#include <latch>
+#include <thread>
+
+#include "AVB/Util/ServiceData.h"
+#include "foundation/Log.h"
+#include "foundation/PollRunLoop.h"
+#include "tests/AVB/Util/ScriptedDNSSD.h"
+
+namespace vorn {
+namespace {
+
+using std::chrono::milliseconds;
+using std::chrono::steady_clock;
+using test::ScriptedDNSSD;
+using test::TxtBytes;
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::SizeIs;
+
+std::atomic<steady_clock::rep> gNow{0};
+
+steady_clock::time_point FakeNow() {
+  return steady_clock::time_point(steady_clock::duration(gNow));
+}
+
+void Advance(steady_clock::duration time) {
+  gNow += time.count();
+}
+
+// An engine on a scripted library, and a client that counts how often it is
+// woken by looking whether its item was queued.
+class ZeroConfEngineTest : public testing::Test {
+ protected:
+  struct Loop : WorkLoop {};
+
+  void SetUp() override { fEngine = std::make_unique<ZeroConfEngine>(fItem, fDnssd, FakeNow); }
+
+  void Browse() { ASSERT_EQ(0, fEngine->BrowseForService("_http._tcp")); }
+
+  // The names of the resolved services.
+  std::vector<std::string> Names() {
+    std::vector<ZeroConfEngine::ServiceInfo> services;
+    EXPECT_EQ(0, fEngine->GetResolvedServices(services));
+    std::vector<std::string> names;
+    for (const auto& service : services) names.push_back(service.name);
+    return names;
+  }
+
+  ZeroConfEngine::ServiceInfo OnlyService() {
+    std::vector<ZeroConfEngine::ServiceInfo> services;
+    fEngine->GetResolvedServices(services);
+    EXPECT_THAT(services, SizeIs(1));
+    return services.empty() ? ZeroConfEngine::ServiceInfo() : services.front();
+  }
+
+  // Runs what is queued on the client's loop; whether the item was among it.
+  bool ClientWoken() {
+    const int before = fRuns;
+    while (PollRunLoop::Current()->RunOnce(milliseconds(0))) {
+    }
+    return fRuns != before;
+  }
+
+  void ResolveFully(const std::string& name, const std::string& host, const std::string& txt = {}) {
+    fDnssd.ReplyAdd(name);
+    fDnssd.ReplyResolve(name, host.c_str(), 80, txt);
+    fDnssd.ReplyAddress(host);
+    ASSERT_TRUE(fDnssd.WaitUntilIdle());
+  }
+
+  int fRuns = 0;
+  Loop fLoop;
+  CppWorkItem fItem{&fLoop, [this] {
+                      ++fRuns;
+                      return true;
+                    }};
+  ScriptedDNSSD fDnssd;
+  std::unique_ptr<ZeroConfEngine> fEngine;
+};
+
+TEST_F(ZeroConfEngineTest, ListsAServiceOnceItsAddressIsKnown) {
+  Browse();
+  fDnssd.ReplyAdd("Studio A");
+  fDnssd.ReplyResolve("Studio A", "studio-a.local.", 8080, TxtBytes({"uid=1", "flag"}));
+  ASSERT_TRUE(fDnssd.WaitForBegun("address studio-a.local."));
+  EXPECT_THAT(Names(), IsEmpty());
+  fDnssd.ReplyAddress("studio-a.local.", "192.168.1.20");
+  ASSERT_TRUE(fDnssd.WaitUntilIdle());
+
+  const auto service = OnlyService();
+  EXPECT_EQ("Studio A", service.name);
+  EXPECT_EQ("_http._tcp.", service.type);
+  EXPECT_EQ("local.", service.domain);
+  EXPECT_EQ("Studio A._http._tcp.local.", service.fullName);
+  EXPECT_EQ("studio-a.local", service.host);
+  EXPECT_EQ("192.168.1.20", service.address);
+  EXPECT_EQ(8080, service.port);
+  ASSERT_THAT(service.txt, SizeIs(2));
+  EXPECT_EQ("uid", service.txt[0].key);
+  EXPECT_EQ("1", service.txt[0].value);
+  EXPECT_EQ("flag", service.txt[1].key);
+  EXPECT_EQ("", service.txt[1].value);
+  EXPECT_TRUE(fEngine->TestAndClearModified());
+  EXPECT_TRUE(ClientWoken());
+}
+
+TEST_F(ZeroConfEngineTest, WritesAddressesWithoutLeadingZeros) {
+  Browse();
+  fDnssd.ReplyAdd("a");
+  fDnssd.ReplyResolve("a", "a.local.");
+  fDnssd.ReplyAddress("a.local.", "10.0.255.1");
+  ASSERT_TRUE(fDnssd.WaitUntilIdle());
+  EXPECT_EQ("10.0.255.1", OnlyService().address);
+}
+
+TEST_F(ZeroConfEngineTest, AddingAnInstanceWakesNobody) {
+  Browse();
+  fDnssd.ReplyAdd("a");
+  fDnssd.ReplyResolve("a", "a.local.");
+  ASSERT_TRUE(fDnssd.WaitUntilIdle());
+  EXPECT_FALSE(fEngine->TestAndClearModified());
+  EXPECT_FALSE(ClientWoken());
+}
+
+TEST_F(ZeroConfEngineTest, AResolveErrorIsNeverListedAndNeverAChange) {
+  Browse();
+  fDnssd.ReplyAdd("a");
+  fDnssd.ReplyResolve("a", nullptr, 0, {}, kDNSServiceErr_Unknown);
+  ASSERT_TRUE(fDnssd.WaitUntilIdle());
+  EXPECT_THAT(Names(), IsEmpty());
+  EXPECT_FALSE(fEngine->TestAndClearModified());
+  EXPECT_FALSE(ClientWoken());
+  // The record is there until its removal.
+  fDnssd.ReplyRemove("a");
+  ASSERT_TRUE(fDnssd.WaitUntilIdle());
+  EXPECT_TRUE(fEngine->TestAndClearModified());
+}
+
+TEST_F(ZeroConfEngineTest, AnAddressWithoutTheAddFlagKeepsTheServiceInvisibleButIsAChange) {
+  Browse();
+  fDnssd.ReplyAdd("a");
+  fDnssd.ReplyResolve("a", "a.local.");
+  fDnssd.ReplyAddress("a.local.", "10.0.0.1", 0);
+  ASSERT_TRUE(fDnssd.WaitUntilIdle());
+  EXPECT_THAT(Names(), IsEmpty());
+  EXPECT_TRUE(fEngine->TestAndClearModified());
+  EXPECT_TRUE(ClientWoken());
+  EXPECT_TRUE(fDnssd.WaitForReleased("address a.local."));
+}
+
+TEST_F(ZeroConfEngineTest, AnAddressErrorIsIgnored) {
+  Browse();
+  fDnssd.ReplyAdd("a");
+  fDnssd.ReplyResolve("a", "a.local.");
+  fDnssd.ReplyAddress("a.local.", "10.0.0.1", kDNSServiceFlagsAdd, kDNSServiceErr_Unknown);
+  ASSERT_TRUE(fDnssd.WaitUntilIdle());
+  EXPECT_FALSE(fEngine->TestAndClearModified());
+  fDnssd.ReplyAddress("a.local.");  // the operation is still pending
+  ASSERT_TRUE(fDnssd.WaitUntilIdle());
+  EXPECT_THAT(Names(), ElementsAre("a"));
+}
+
+TEST_F(ZeroConfEngineTest, AReplyWithoutAnAddressLeavesTheServiceInvisible) {
+  Browse();
+  fDnssd.ReplyAdd("a");
+  fDnssd.ReplyResolve("a", "a.local.");
+  fDnssd.ReplyNoAddress("a.local.");
+  ASSERT_TRUE(fDnssd.WaitUntilIdle());
+  EXPECT_THAT(Names(), IsEmpty());
+}
+
+TEST_F(ZeroConfEngineTest, BrowseErrorsAreIgnored) {
+  Browse();
+  fDnssd.ReplyBrowse(kDNSServiceFlagsAdd, "a", 1, kDNSServiceErr_Unknown);
+  ASSERT_TRUE(fDnssd.WaitUntilIdle());
+  EXPECT_THAT(fDnssd.Begun(), ElementsAre("browse"));
+}
+
+TEST_F(ZeroConfEngineTest, NullStringsAreEmptyOnes) {
+  Browse();
+  fDnssd.ReplyBrowse(kDNSServiceFlagsAdd, nullptr, 1, kDNSServiceErr_NoError, nullptr, nullptr);
+  fDnssd.ReplyResolve("", nullptr);
+  fDnssd.ReplyAddress("");
+  ASSERT_TRUE(fDnssd.WaitUntilIdle());
+  const auto service = OnlyService();
+  EXPECT_EQ("", service.name + service.type + service.domain + service.fullName + service.host);
+  fDnssd.ReplyBrowse(0, nullptr);
+  ASSERT_TRUE(fDnssd.WaitUntilIdle());
+  EXPECT_THAT(Names(), IsEmpty());
+}
+
+TEST_F(ZeroConfEngineTest, TrimsTheDotOfLocalHostsOnlyAndTheLastOfSixCharacters) {
+  EXPECT_EQ("box.local", TrimLocalHost("box.local."));
+  EXPECT_EQ("box.local", TrimLocalHost("box.local"));
+  EXPECT_EQ("box.example.", TrimLocalHost("box.example."));
+  EXPECT_EQ("a.local.b.", TrimLocalHost("a.local.b."));
+  EXPECT_EQ("a.local.b.local", TrimLocalHost("a.local.b.local."));
+  EXPECT_EQ("abcde", TrimLocalHost("abcdef"));
+  EXPECT_EQ("abcdefg", TrimLocalHost("abcdefg"));
+  EXPECT_EQ("abcde", TrimLocalHost("abcde"));
+  EXPECT_EQ(".local", TrimLocalHost(".local."));
+  EXPECT_EQ("", TrimLocalHost(""));
+}
+
+TEST_F(ZeroConfEngineTest, LooksUpTheHostExactlyAsReceived) {
+  Browse();
+  fDnssd.ReplyAdd("a");
+  fDnssd.ReplyResolve("a", "abcdef");
+  ASSERT_TRUE(fDnssd.WaitForBegun("address abcdef"));
+  fDnssd.ReplyAddress("abcdef");
+  ASSERT_TRUE(fDnssd.WaitUntilIdle());
+  EXPECT_EQ("abcde", OnlyService().host);
+}
+
+TEST_F(ZeroConfEngineTest, ARemovalOfAnUnknownNameChangesNothing) {
+  Browse();
+  fDnssd.ReplyRemove("nobody");
+  ASSERT_TRUE(fDnssd.WaitUntilIdle());
+  EXPECT_FALSE(fEngine->TestAndClearModified());
+  EXPECT_FALSE(ClientWoken());
+}
+
+TEST_F(ZeroConfEngineTest, ARemovalDropsTheFirstRecordOfTheNameOnly) {
+  Browse();
+  for (std::uint32_t interface : {1U, 2U}) {
+    fDnssd.ReplyAdd("a", interface);
+    fDnssd.ReplyResolve("a", interface == 1 ? "one.local." : "two.local.");
+    fDnssd.ReplyAddress(interface == 1 ? "one.local." : "two.local.");
+    ASSERT_TRUE(fDnssd.WaitUntilIdle());
+  }
+  EXPECT_THAT(Names(), ElementsAre("a", "a"));
+  fDnssd.ReplyRemove("a");
+  ASSERT_TRUE(fDnssd.WaitUntilIdle());
+  EXPECT_EQ("two.local", OnlyService().host);
+  EXPECT_TRUE(fEngine->TestAndClearModified());
+  EXPECT_TRUE(ClientWoken());
+}
+
+TEST_F(ZeroConfEngineTest, ARemovalReleasesPendingOperations) {
+  Browse();
+  fDnssd.ReplyAdd("a");
+  ASSERT_TRUE(fDnssd.WaitForBegun("resolve a"));
+  fDnssd.ReplyRemove("a");
+  EXPECT_TRUE(fDnssd.WaitForReleased("resolve a"));
+}
+
+TEST_F(ZeroConfEngineTest, ModifiedIsTrueOnceAfterAChange) {
+  Browse();
+  EXPECT_FALSE(fEngine->TestAndClearModified());
+  ResolveFully("a", "a.local.");
+  EXPECT_TRUE(fEngine->TestAndClearModified());
+  EXPECT_FALSE(fEngine->TestAndClearModified());
+}
+
+TEST_F(ZeroConfEngineTest, ListsInTheOrderInWhichResolvesWereStarted) {
+  Browse();
+  for (const char* name : {"a", "b", "c"}) fDnssd.ReplyAdd(name);
+  for (const char* name : {"c", "a", "b"}) {
+    const std::string host = std::string(name) + ".local.";
+    fDnssd.ReplyResolve(name, host.c_str());
+    fDnssd.ReplyAddress(host);
+    ASSERT_TRUE(fDnssd.WaitUntilIdle());
+  }
+  EXPECT_THAT(Names(), ElementsAre("a", "b", "c"));
+}
+
+TEST_F(ZeroConfEngineTest, AResolveThatCannotBeStartedDropsTheInstance) {
+  fDnssd.onResolve = [](const std::string&) { return kDNSServiceErr_Unknown; };
+  Browse();
+  fDnssd.ReplyAdd("a");
+  fDnssd.ReplyRemove("a");
+  ASSERT_TRUE(fDnssd.WaitUntilIdle());
+  EXPECT_FALSE(fEngine->TestAndClearModified());
+}
+
+TEST_F(ZeroConfEngineTest, AnAddressLookupThatCannotBeStartedLeavesTheRecordUnresolved) {
+  fDnssd.onGetAddrInfo = [](const std::string&) { return kDNSServiceErr_Unknown; };
+  Browse();
+  fDnssd.ReplyAdd("a");
+  fDnssd.ReplyResolve("a", "a.local.");
+  ASSERT_TRUE(fDnssd.WaitForReleased("resolve a"));
+  EXPECT_THAT(Names(), IsEmpty());
+  fDnssd.ReplyRemove("a");
+  ASSERT_TRUE(fDnssd.WaitUntilIdle());
+  EXPECT_TRUE(fEngine->TestAndClearModified());
+}
+
+TEST_F(ZeroConfEngineTest, OperationsAreOneShot) {
+  Browse();
+  fDnssd.ReplyAdd("a");
+  fDnssd.Hold();
+  fDnssd.ReplyResolve("a", "a.local.", 80);
+  fDnssd.ReplyResolve("a", "b.local.", 81);
+  fDnssd.Release();
+  fDnssd.ReplyAddress("a.local.", "10.0.0.1");
+  ASSERT_TRUE(fDnssd.WaitForReleased("address a.local."));
+  EXPECT_EQ(80, OnlyService().port);
+  EXPECT_THAT(fDnssd.Begun(), ElementsAre("browse", "resolve a", "address a.local."));
+  EXPECT_THAT(fDnssd.Released(), ElementsAre("resolve a", "address a.local."));
+}
+
+TEST_F(ZeroConfEngineTest, ServesOneResultACycleInTheOrderOfItsList) {
+  std::latch entered(1);
+  std::latch proceed(1);
+  fDnssd.onResolve = [&](const std::string& name) {
+    if (name == "gate") {
+      entered.count_down();
+      proceed.wait();
+    }
+    return kDNSServiceErr_NoError;
+  };
+  Browse();
+  for (const char* name : {"a", "b", "c", "gate"}) fDnssd.ReplyAdd(name);
+  // While the service thread is held in the gate's resolve, everything below
+  // becomes ready; given in another order than the records'.
+  entered.wait();
+  fDnssd.ReplyAdd("d");
+  fDnssd.ReplyAdd("e");
+  for (const char* name : {"c", "b", "a"}) {
+    fDnssd.ReplyResolve(name, nullptr, 0, {}, kDNSServiceErr_Unknown);
+    fDnssd.ReplyResolve(name, nullptr, 0, {}, kDNSServiceErr_Unknown);
+  }
+  proceed.count_down();
+  ASSERT_TRUE(fDnssd.WaitForHandled(12));
+  auto handled = fDnssd.Handled();
+  handled.erase(handled.begin(), handled.begin() + 4);
+  EXPECT_THAT(handled, ElementsAre("resolve a", "resolve a", "resolve b", "resolve b", "resolve c",
+                                   "resolve c", "browse", "browse"));
+}
+
+TEST_F(ZeroConfEngineTest, TheLibraryIsUsedByTheServiceThreadAlone) {
+  Browse();
+  for (int i = 0; i < 20; ++i) ResolveFully("u" + std::to_string(i), "h" + std::to_string(i) + ".local.");
+  for (int i = 0; i < 10; ++i) fDnssd.ReplyRemove("u" + std::to_string(i));
+  for (int i = 20; i < 30; ++i) fDnssd.ReplyAdd("u" + std::to_string(i));
+  ASSERT_TRUE(fDnssd.WaitUntilIdle());
+  fEngine.reset();
+  EXPECT_THAT(fDnssd.Threads(), SizeIs(1));
+  EXPECT_FALSE(fDnssd.Threads().contains(std::this_thread::get_id()));
+  EXPECT_FALSE(fDnssd.Misused());
+}
+
+TEST_F(ZeroConfEngineTest, DestructionReleasesTheBrowseThenTheRecordsFromTheBack) {
+  Browse();
+  for (const char* name : {"a", "b", "c"}) fDnssd.ReplyAdd(name);
+  fDnssd.ReplyResolve("b", "b.local.");
+  ASSERT_TRUE(fDnssd.WaitForBegun("address b.local."));
+  ASSERT_TRUE(fDnssd.WaitForReleased("resolve b"));
+  ASSERT_TRUE(fDnssd.WaitUntilIdle());
+  fEngine.reset();
+  EXPECT_THAT(fDnssd.Released(),
+              ElementsAre("resolve b", "browse", "resolve c", "address b.local.", "resolve a"));
+  EXPECT_FALSE(fDnssd.Misused());
+}
+
+TEST_F(ZeroConfEngineTest, TheClientIsNotWokenAfterDestruction) {
+  Browse();
+  ResolveFully("a", "a.local.");
+  fEngine.reset();
+  ClientWoken();
+  EXPECT_FALSE(ClientWoken());
+}
+
+TEST_F(ZeroConfEngineTest, NoMoreThanFortyEightLookupsArePendingAndTheRestWaitsInOrder) {
+  Browse();
+  for (int i = 0; i < 60; ++i) fDnssd.ReplyAdd("u" + std::to_string(i));
+  ASSERT_TRUE(fDnssd.WaitUntilIdle());
+  EXPECT_EQ(49U, fDnssd.Begun().size());  // and the browse
+  fDnssd.ReplyResolve("u5", "h.local.");
+  ASSERT_TRUE(fDnssd.WaitForBegun("address h.local."));
+  ASSERT_TRUE(fDnssd.WaitUntilIdle());
+  // The look-up of the address took over the resolve's place.
+  EXPECT_EQ(50U, fDnssd.Begun().size());
+  fDnssd.ReplyAddress("h.local.");
+  ASSERT_TRUE(fDnssd.WaitForBegun("resolve u48"));
+  ASSERT_TRUE(fDnssd.WaitUntilIdle());
+  EXPECT_EQ(51U, fDnssd.Begun().size());
+}
+
+TEST_F(ZeroConfEngineTest, EveryServiceIsResolvedHoweverManyWait) {
+  Browse();
+  constexpr int kServices = 150;
+  for (int i = 0; i < kServices; ++i) fDnssd.ReplyAdd("u" + std::to_string(i));
+  std::vector<std::string> expected;
+  for (int i = 0; i < kServices; ++i) {
+    const std::string host = "h" + std::to_string(i) + ".local.";
+    fDnssd.ReplyResolve("u" + std::to_string(i), host.c_str());
+    fDnssd.ReplyAddress(host);
+    expected.push_back("u" + std::to_string(i));
+  }
+  ASSERT_TRUE(fDnssd.WaitUntilIdle());
+  EXPECT_EQ(expected, Names());
+  // While an address look-up takes over a place, its resolve is still there.
+  EXPECT_LE(fDnssd.MostPendingLookups(), ZeroConfEngine::kMaxInFlight + 1);
+}
+
+TEST_F(ZeroConfEngineTest, ARemovalFindsAWaitingInstance) {
+  Browse();
+  for (int i = 0; i < 50; ++i) fDnssd.ReplyAdd("u" + std::to_string(i));
+  fDnssd.ReplyRemove("u48");
+  ASSERT_TRUE(fDnssd.WaitUntilIdle());
+  EXPECT_TRUE(fEngine->TestAndClearModified());
+  fDnssd.ReplyRemove("u0");
+  ASSERT_TRUE(fDnssd.WaitForBegun("resolve u49"));
+  EXPECT_THAT(fDnssd.Begun(), testing::Not(testing::Contains("resolve u48")));
+}
+
+TEST_F(ZeroConfEngineTest, UnansweredLookupsGiveWayAfterFiveSecondsAndComeBackLater) {
+  Browse();
+  for (int i = 0; i < 49; ++i) fDnssd.ReplyAdd("u" + std::to_string(i));
+  ASSERT_TRUE(fDnssd.WaitUntilIdle());
+  Advance(milliseconds(4999));
+  ASSERT_TRUE(fDnssd.WaitUntilIdle());
+  ASSERT_TRUE(fDnssd.WaitUntilIdle());
+  EXPECT_THAT(fDnssd.Begun(), testing::Not(testing::Contains("resolve u48")));
+
+  Advance(milliseconds(1));
+  ASSERT_TRUE(fDnssd.WaitForBegun("resolve u48"));
+  EXPECT_THAT(fDnssd.Released(), ElementsAre("resolve u0"));
+
+  // The one that gave way went to the back; it starts again when a place is free.
+  fDnssd.ReplyResolve("u48", "h48.local.");
+  fDnssd.ReplyAddress("h48.local.");
+  ASSERT_TRUE(fDnssd.WaitForBegun("resolve u0", 2));
+  ASSERT_TRUE(fDnssd.WaitUntilIdle());
+  EXPECT_THAT(Names(), ElementsAre("u48"));
+  fDnssd.ReplyResolve("u0", "h0.local.", 80, TxtBytes({"k=v"}));
+  fDnssd.ReplyAddress("h0.local.");
+  ASSERT_TRUE(fDnssd.WaitUntilIdle());
+  EXPECT_THAT(Names(), ElementsAre("u0", "u48"));
+}
+
+TEST_F(ZeroConfEngineTest, AnUnansweredAddressLookupStartsAgainAsAnAddressLookup) {
+  Browse();
+  for (int i = 0; i < 49; ++i) fDnssd.ReplyAdd("u" + std::to_string(i));
+  fDnssd.ReplyResolve("u0", "h0.local.", 80, TxtBytes({"k=v"}));
+  ASSERT_TRUE(fDnssd.WaitForReleased("resolve u0"));
+  Advance(std::chrono::seconds(6));
+  ASSERT_TRUE(fDnssd.WaitForBegun("resolve u48"));
+  ASSERT_TRUE(fDnssd.WaitUntilIdle());
+  // Its turn to give way comes after that of look-ups begun before it.
+  for (int i = 0; i < 10 && !testing::Value(fDnssd.Released(), testing::Contains("address h0.local.")); ++i) {
+    Advance(std::chrono::seconds(6));
+    ASSERT_TRUE(fDnssd.WaitUntilIdle());
+    ASSERT_TRUE(fDnssd.WaitUntilIdle());
+  }
+  ASSERT_TRUE(fDnssd.WaitForReleased("address h0.local."));
+  for (int i = 0; i < 60 && std::ranges::count(fDnssd.Begun(), std::string("address h0.local.")) < 2; ++i) {
+    Advance(std::chrono::seconds(6));
+    ASSERT_TRUE(fDnssd.WaitUntilIdle());
+    ASSERT_TRUE(fDnssd.WaitUntilIdle());
+  }
+  ASSERT_TRUE(fDnssd.WaitForBegun("address h0.local.", 2));
+  fDnssd.ReplyAddress("h0.local.");
+  ASSERT_TRUE(fDnssd.WaitUntilIdle());
+  const auto service = OnlyService();
+  EXPECT_EQ("u0", service.name);
+  EXPECT_THAT(service.txt, SizeIs(1));
+}
+
+TEST_F(ZeroConfEngineTest, AServiceIsFoundBehindFortyEightThatNeverAnswer) {
+  Browse();
+  for (int i = 0; i < 100; ++i) fDnssd.ReplyAdd("silent" + std::to_string(i));
+  fDnssd.ReplyAdd("good");
+  ASSERT_TRUE(fDnssd.WaitUntilIdle());
+  for (int i = 0; i < 3 && !testing::Value(fDnssd.Begun(), testing::Contains("resolve good")); ++i) {
+    Advance(std::chrono::seconds(5));
+    ASSERT_TRUE(fDnssd.WaitUntilIdle());
+    ASSERT_TRUE(fDnssd.WaitUntilIdle());
+  }
+  fDnssd.ReplyResolve("good", "good.local.");
+  fDnssd.ReplyAddress("good.local.");
+  ASSERT_TRUE(fDnssd.WaitUntilIdle());
+  EXPECT_THAT(Names(), ElementsAre("good"));
+}
+
+TEST_F(ZeroConfEngineTest, NoClientWaitsForACallThatBlocks) {
+  std::latch entered(1);
+  std::latch proceed(1);
+  fDnssd.onResolve = [&](const std::string& name) {
+    if (name == "slow") {
+      entered.count_down();
+      proceed.wait();
+    }
+    return kDNSServiceErr_NoError;
+  };
+  Browse();
+  ResolveFully("a", "a.local.");
+  fDnssd.ReplyAdd("slow");
+  entered.wait();
+  EXPECT_THAT(Names(), ElementsAre("a"));  // returns, although the library blocks
+  EXPECT_TRUE(fEngine->TestAndClearModified());
+  proceed.count_down();
+}
+
+TEST_F(ZeroConfEngineTest, NoClientWaitsForAnAddressLookupThatBlocks) {
+  std::latch entered(1);
+  std::latch proceed(1);
+  fDnssd.onGetAddrInfo = [&](const std::string& host) {
+    if (host == "slow.local.") {
+      entered.count_down();
+      proceed.wait();
+    }
+    return kDNSServiceErr_NoError;
+  };
+  Browse();
+  ResolveFully("a", "a.local.");
+  fDnssd.ReplyAdd("slow");
+  fDnssd.ReplyResolve("slow", "slow.local.");
+  entered.wait();
+  EXPECT_THAT(Names(), ElementsAre("a"));
+  proceed.count_down();
+}
+
+TEST_F(ZeroConfEngineTest, AThreadStuckInTheLibraryIsLeftBehindAndReleasesEverythingLater) {
+  std::latch entered(1);
+  std::latch proceed(1);
+  fDnssd.onResolve = [&](const std::string& name) {
+    if (name == "stuck") {
+      entered.count_down();
+      proceed.wait();
+    }
+    return kDNSServiceErr_NoError;
+  };
+  Browse();
+  fDnssd.ReplyAdd("a");
+  fDnssd.ReplyAdd("stuck");
+  entered.wait();
+  const std::size_t before = ZeroConfEngine::AbandonedThreads();
+  fEngine.reset();  // returns
+  EXPECT_EQ(before + 1, ZeroConfEngine::AbandonedThreads());
+  EXPECT_THAT(fDnssd.Released(), IsEmpty());
+  proceed.count_down();
+  EXPECT_TRUE(fDnssd.WaitForReleased("resolve a"));
+  EXPECT_FALSE(fDnssd.Misused());
+}
+
+TEST_F(ZeroConfEngineTest, AnErrorOfTheLibraryStopsTheEngineAndKeepsItsRecords) {
+  Browse();
+  ResolveFully("a", "a.local.");
+  fDnssd.ReplyAdd("b");
+  ASSERT_TRUE(fDnssd.WaitForBegun("resolve b"));
+  ASSERT_TRUE(fDnssd.WaitUntilIdle());
+  fDnssd.processError = kDNSServiceErr_Unknown;
+  const std::size_t handled = fDnssd.Handled().size();
+  fDnssd.ReplyAdd("c");
+  ASSERT_TRUE(fDnssd.WaitForHandled(handled + 1));
+  fDnssd.ReplyAdd("d");  // nobody serves this any more
+  EXPECT_THAT(Names(), ElementsAre("a"));
+  EXPECT_THAT(fDnssd.Released(), ElementsAre("resolve a", "address a.local."));
+  fEngine.reset();
+  EXPECT_THAT(fDnssd.Begun(), testing::Not(testing::Contains("resolve d")));
+  EXPECT_TRUE(fDnssd.WaitForReleased("browse"));
+}
+
+TEST_F(ZeroConfEngineTest, ABrowseThatFailsStartsNoThread) {
+  fDnssd.browseError = kDNSServiceErr_Unknown;
+  EXPECT_EQ(3, fEngine->BrowseForService("_http._tcp"));
+  fDnssd.browseError = kDNSServiceErr_NoError;
+  fDnssd.browseGivesReference = false;
+  EXPECT_EQ(0, fEngine->BrowseForService("_http._tcp"));
+  EXPECT_THAT(Names(), IsEmpty());
+}
+
+TEST_F(ZeroConfEngineTest, BrowsingTwiceEndsTheProcess) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  EXPECT_DEATH(
+      {
+        fEngine->BrowseForService("_http._tcp");
+        fEngine->BrowseForService("_http._tcp");
+      },
+      "");
+}
+
+TEST_F(ZeroConfEngineTest, CallbacksWithoutContextDoNothing) {
+  Browse();
+  ResolveFully("a", "a.local.");
+  fDnssd.BrowseReply()(nullptr, kDNSServiceFlagsAdd, 1, 0, "x", "t", "d", nullptr);
+  fDnssd.ResolveReply()(nullptr, 0, 1, 0, "x", "h", 0, 0, nullptr, nullptr);
+  fDnssd.AddressReply()(nullptr, kDNSServiceFlagsAdd, 1, 0, "h", nullptr, 0, nullptr);
+  EXPECT_THAT(Names(), ElementsAre("a"));
+}
+
+TEST_F(ZeroConfEngineTest, ServesSocketsBeyondTheReachOfSelect) {
+  rlimit limit{};
+  ASSERT_EQ(0, ::getrlimit(RLIMIT_NOFILE, &limit));
+  ASSERT_GT(limit.rlim_max, 1100U);
+  limit.rlim_cur = limit.rlim_max;
+  ASSERT_EQ(0, ::setrlimit(RLIMIT_NOFILE, &limit));
+  fDnssd.lowestSocket = 1030;
+  Browse();
+  ResolveFully("a", "a.local.");
+  EXPECT_THAT(Names(), ElementsAre("a"));
+}
+
+class ZeroConfEngineLogTest : public ZeroConfEngineTest {
+ protected:
+  void SetUp() override {
+    ZeroConfEngineTest::SetUp();
+    Log::details::gFile = ::open_memstream(&fText, &fSize);
+    Log::details::s_use_color = false;
+  }
+  void TearDown() override {
+    fEngine.reset();
+    std::fclose(std::exchange(Log::details::gFile, stdout));
+    std::free(fText);
+    Log::details::s_use_color = true;
+    Log::details::g_runtime_level = 0;
+  }
+  char* fText = nullptr;
+  std::size_t fSize = 0;
+};
+
+TEST_F(ZeroConfEngineLogTest, AnExceptionInBrowsingIsLoggedAndSurvived) {
+  fDnssd.onResolve = [](const std::string& name) -> DNSServiceErrorType {
+    if (name == "bad") throw std::runtime_error("no memory for this one");
+    return kDNSServiceErr_NoError;
+  };
+  Browse();
+  fDnssd.ReplyAdd("bad");
+  ASSERT_TRUE(fDnssd.WaitUntilIdle());
+  EXPECT_STREQ("ERROR: exception in BrowseCallback (ZeroConf.cpp:332 )\n", fText);
+  ResolveFully("good", "good.local.");
+  EXPECT_THAT(Names(), ElementsAre("good"));
+}
+
+TEST_F(ZeroConfEngineLogTest, AnExceptionInResolvingIsLoggedAndSurvived) {
+  fDnssd.onGetAddrInfo = [](const std::string& host) -> DNSServiceErrorType {
+    if (host == "bad.local.") throw std::runtime_error("no memory for this one");
+    return kDNSServiceErr_NoError;
+  };
+  Browse();
+  fDnssd.ReplyAdd("bad");
+  fDnssd.ReplyResolve("bad", "bad.local.");
+  ASSERT_TRUE(fDnssd.WaitUntilIdle());
+  EXPECT_STREQ("ERROR: exception in ResolveCallback (ZeroConf.cpp:413 )\n", fText);
+  ResolveFully("good", "good.local.");
+  EXPECT_THAT(Names(), ElementsAre("good"));
+}
+
+TEST_F(ZeroConfEngineLogTest, NothingIsLoggedAboveTheThreshold) {
+  Log::details::g_runtime_level = Log::kFatal;
+  fDnssd.onResolve = [](const std::string&) -> DNSServiceErrorType { throw std::runtime_error("failure"); };
+  Browse();
+  fDnssd.ReplyAdd("bad");
+  ASSERT_TRUE(fDnssd.WaitUntilIdle());
+  std::fflush(Log::details::gFile);
+  EXPECT_EQ(0U, fSize);
+}
+
+}  // namespace
+}  // namespace vorn
