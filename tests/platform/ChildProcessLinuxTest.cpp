@@ -4,16 +4,13 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <cerrno>
 #include <chrono>
-#include <filesystem>
-#include <fstream>
-#include <functional>
 #include <string>
 #include <thread>
 
 #include "platform/linux/ChildProcessLauncherLinux.h"
 #include "tests/platform/OpenDescriptors.h"
+#include "tests/platform/Processes.h"
 
 namespace {
 
@@ -24,24 +21,6 @@ using vorn::ChildProcess;
 using vorn::ChildProcessRequest;
 
 constexpr auto kDeadline = 20s;
-
-bool Eventually(const std::function<bool()>& condition) {
-  const auto end = Clock::now() + kDeadline;
-  while (!condition() && Clock::now() < end) std::this_thread::sleep_for(2ms);
-  return condition();
-}
-
-bool IsAlive(pid_t process) {
-  std::ifstream file("/proc/" + std::to_string(process) + "/stat");
-  std::string line;
-  if (!std::getline(file, line)) return false;
-  const auto state = line.rfind(") ");
-  return state != std::string::npos && line[state + 2] != 'Z' && line[state + 2] != 'X';
-}
-
-bool HasAnyChild() {
-  return ::waitid(P_ALL, 0, nullptr, WEXITED | WNOHANG | WNOWAIT) == 0 || errno != ECHILD;
-}
 
 // The signals 1 to 31 in a set of /proc/PID/status; the two beyond are the C library's own.
 unsigned long SignalSet(const std::string& status, const std::string& name) {

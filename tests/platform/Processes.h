@@ -1,0 +1,34 @@
+#pragma once
+
+#include <sys/types.h>
+#include <sys/wait.h>
+
+#include <cerrno>
+#include <chrono>
+#include <fstream>
+#include <functional>
+#include <string>
+#include <thread>
+
+/// Waits for the condition; false when it does not come true within reason.
+inline bool Eventually(const std::function<bool()>& condition) {
+  const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(30);
+  while (!condition() && std::chrono::steady_clock::now() < end) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(2));
+  }
+  return condition();
+}
+
+/// Whether the process runs; one that only waits to be reaped does not.
+inline bool IsAlive(pid_t process) {
+  std::ifstream file("/proc/" + std::to_string(process) + "/stat");
+  std::string line;
+  if (!std::getline(file, line)) return false;
+  const auto state = line.rfind(") ");
+  return state != std::string::npos && line[state + 2] != 'Z' && line[state + 2] != 'X';
+}
+
+/// Whether this process has a child, running or waiting to be reaped.
+inline bool HasAnyChild() {
+  return ::waitid(P_ALL, 0, nullptr, WEXITED | WNOHANG | WNOWAIT) == 0 || errno != ECHILD;
+}

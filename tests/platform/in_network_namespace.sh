@@ -1,0 +1,24 @@
+#!/bin/sh
+# Runs a command in a network namespace of its own, as root or as anybody, with
+# a pair vorn0/vorn1 and, where the kernel has them, more links without
+# hardware. VORN_TEST_LINKS names all that were made.
+set -eu
+
+if [ "$1" != --inside ]; then
+  if [ "$(id -u)" = 0 ]; then
+    exec unshare --net --mount "$0" --inside "$@"
+  fi
+  exec unshare --user --map-root-user --net --mount "$0" --inside "$@"
+fi
+shift
+
+mount -t sysfs sysfs /sys
+ip link add vorn0 type veth peer name vorn1
+VORN_TEST_LINKS="vorn0 vorn1"
+for kind in dummy bridge ifb; do
+  if ip link add "vorn-$kind" type "$kind" 2>/dev/null; then
+    VORN_TEST_LINKS="$VORN_TEST_LINKS vorn-$kind"
+  fi
+done
+export VORN_TEST_LINKS
+exec "$@"
