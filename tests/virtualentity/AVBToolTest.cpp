@@ -1,0 +1,239 @@
+// The control against a real tool: scripts in a folder that leads the PATH.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <stdlib.h>
+
+#include <chrono>
+#include <filesystem>
+#include <fstream>
+#include <future>
+#include <iterator>
+
+#include "foundation/PollRunLoop.h"
+#include "platform/linux/ChildProcessLauncherLinux.h"
+#include "platform/linux/DispatchLinux.h"
+#include "tests/platform/OpenDescriptors.h"
+#include "tests/platform/Processes.h"
+#include "tests/virtualentity/Scripted.h"
+#include "virtualentity/InterfaceReport.h"
+#include "virtualentity/MacVirtualEntity.h"
+
+namespace {
+
+using namespace std::chrono_literals;
+using Clock = std::chrono::steady_clock;
+using testing::ElementsAre;
+using testing::IsEmpty;
+using Items = std::vector<vorn::MenuDescription::Item>;
+
+// Whether the process that a script wrote down, if it came so far, is gone.
+bool IsGone(const std::string& process) {
+  return process.empty() || Eventually([&] { return !IsAlive(std::stoi(process)); });
+}
+
+class AVBToolTest : public testing::Test {
+ protected:
+  AVBToolTest() {
+    std::string pattern = std::filesystem::temp_directory_path() / "vorn-tool-XXXXXX";
+    fFolder = ::mkdtemp(pattern.data());
+    fTool.path = fFolder / "avbutil";
+    fTool.environment["PATH"] = fFolder.string() + ":/usr/bin:/bin";
+    fTool.environment["FOLDER"] = fFolder.string();
+    fTool.patience = 3s;  // for loaded machines; where the tool is late anyway, tests shorten it
+    fServices.fServices = std::vector<vorn::NetworkService>{{"Ethernet", "en0"}, {"Stage", "en5"}};
+    fCapability.fAnswers = {{"en0", vorn::AVBCapability::Answer::kCapable},
+                            {"en5", vorn::AVBCapability::Answer::kCapable}};
+  }
+  ~AVBToolTest() override {
+    fDispatch.reset();
+    EXPECT_FALSE(HasAnyChild());
+    std::filesystem::remove_all(fFolder);
+  }
+
+  void Script(const std::string& body) {
+    std::ofstream(fTool.path) << "#!/bin/sh\n" << body << "\n";
+    std::filesystem::permissions(fTool.path, std::filesystem::perms::owner_all);
+  }
+
+  std::unique_ptr<vorn::MacVirtualEntity> Make() {
+    auto entity =
+        std::make_unique<vorn::MacVirtualEntity>(*fDispatch, fLauncher, fServices, fCapability, fTool);
+    entity->SetVirtualEntityMenuItem(fItem);
+    return entity;
+  }
+
+  std::string Read(const std::string& name) {
+    std::ifstream file(fFolder / name);
+    return {std::istreambuf_iterator<char>(file), {}};
+  }
+
+  std::filesystem::path fFolder;
+  vorn::AVBTool fTool;
+  vorn::ChildProcessLauncherLinux fLauncher;
+  ScriptedServices fServices;
+  ScriptedCapability fCapability;
+  std::unique_ptr<vorn::DispatchLinux> fDispatch =
+      std::make_unique<vorn::DispatchLinux>(vorn::PollRunLoop::Current());
+  std::shared_ptr<vorn::MenuItemDescription> fItem = std::make_shared<vorn::MenuItemDescription>("Launch");
+};
+
+TEST_F(AVBToolTest, ShowsWhatTheToolLists) {
+  Script(R"([ "$*" = "--virtual-audio list" ] || exit 9
+printf 'AVB tool 1.0\nEnabled on interface\n\ten0\n\n en7 \n')");
+  const auto entity = Make();
+  EXPECT_TRUE(entity->EnumerateAVBInterfaces());
+  EXPECT_THAT(entity->EnabledAVBInterfaces(), ElementsAre("en0", "", "en7"));
+  ASSERT_TRUE(fItem->Submenu());
+  EXPECT_EQ(fItem->Submenu()->items, (Items{{"Ethernet:en0", true}, {"Stage:en5", false}}));
+}
+
+TEST_F(AVBToolTest, TakesAnAnswerWithoutAHeadingForAnEmptyOne) {
+  Script("echo en0");
+  const auto entity = Make();
+  EXPECT_TRUE(entity->EnumerateAVBInterfaces());
+  EXPECT_THAT(entity->EnabledAVBInterfaces(), IsEmpty());
+}
+
+TEST_F(AVBToolTest, RefusesAnAnswerWithAComplaint) {
+  Script("printf 'interface\\nen0\\n'; echo warning >&2");
+  EXPECT_FALSE(Make()->EnumerateAVBInterfaces());
+  EXPECT_FALSE(fItem->Submenu());
+}
+
+TEST_F(AVBToolTest, RefusesAMissingTool) {
+  EXPECT_FALSE(Make()->EnumerateAVBInterfaces());
+}
+
+TEST_F(AVBToolTest, RefusesAMissingShellAtOnce) {
+  fTool.shell = "/nonexistent/sh";
+  fTool.patience = 1h;
+  EXPECT_FALSE(Make()->EnumerateAVBInterfaces());
+}
+
+TEST_F(AVBToolTest, EndsAToolThatHangs) {
+  Script("echo $$ >$FOLDER/pid; printf 'interface\\nen0\\n'; sleep 1000");
+  fTool.patience = 1s;
+  EXPECT_FALSE(Make()->EnumerateAVBInterfaces());
+  EXPECT_TRUE(IsGone(Read("pid")));
+}
+
+TEST_F(AVBToolTest, EndsAToolThatClosedItsOutputButLivesOn) {
+  Script("printf 'interface\\nen0\\n'; exec >&- 2>&-; exec sleep 1000");
+  fTool.patience = 1s;
+  EXPECT_FALSE(Make()->EnumerateAVBInterfaces());
+}
+
+TEST_F(AVBToolTest, EndsAToolWhoseOffspringHoldsItsOutput) {
+  Script("printf 'interface\\nen0\\n'; sleep 1000 2>/dev/null & echo $! >$FOLDER/pid");
+  fTool.patience = 1s;
+  EXPECT_FALSE(Make()->EnumerateAVBInterfaces());
+  EXPECT_TRUE(IsGone(Read("pid")));
+}
+
+TEST_F(AVBToolTest, TakesTheAnswerOfAToolWhoseOffspringHoldsItsErrorStream) {
+  Script("printf 'interface\\nen0\\n'; sleep 1000 >/dev/null &");
+  const auto entity = Make();
+  EXPECT_TRUE(entity->EnumerateAVBInterfaces());
+  EXPECT_THAT(entity->EnabledAVBInterfaces(), ElementsAre("en0"));
+}
+
+TEST_F(AVBToolTest, RefusesAFlood) {
+  Script("echo interface; exec yes en0");
+  const auto start = Clock::now();
+  EXPECT_FALSE(Make()->EnumerateAVBInterfaces());
+  EXPECT_GE(Clock::now() - start, fTool.patience);
+}
+
+TEST_F(AVBToolTest, ReportsOnItsOwnPathWithoutTakingTheWholePatience) {
+  Script("printf 'interface\\nen5\\n'");
+  fTool.patience = 1h;
+  const auto report = vorn::InterfaceReport::Collect(fServices, fCapability, fLauncher, fTool);
+  ASSERT_TRUE(report);
+  EXPECT_EQ(report->Rows()[0].entity, vorn::InterfaceReport::Entity::kNotEnabled);
+  EXPECT_EQ(report->Rows()[1].entity, vorn::InterfaceReport::Entity::kEnabled);
+}
+
+TEST_F(AVBToolTest, RunsTwoTogglesAtOnce) {
+  // Each waits until both have begun.
+  Script(R"(echo "$*" >>$FOLDER/calls
+while [ $(wc -l <$FOLDER/calls) -lt 2 ]; do sleep 0.01; done
+echo done >>$FOLDER/ends)");
+  const auto entity = Make();
+  ScriptedMenuItem first("Ethernet:en0", false);
+  ScriptedMenuItem second("Stage:en5", true);
+  entity->EnableDisableVirtualAudio(&first);
+  entity->EnableDisableVirtualAudio(&second);
+  EXPECT_TRUE(first.fOn);
+  EXPECT_FALSE(second.fOn);
+  EXPECT_TRUE(Eventually([&] { return Read("ends") == "done\ndone\n"; }));
+  const std::string calls = Read("calls");
+  EXPECT_NE(calls.find("--virtual-audio enable en0\n"), std::string::npos) << calls;
+  EXPECT_NE(calls.find("--virtual-audio disable en5\n"), std::string::npos) << calls;
+}
+
+TEST_F(AVBToolTest, TogglesWithoutATimeLimitAndReadsWhateverTheToolWrites) {
+  Script("head -c 3000000 /dev/zero; sleep 0.5; echo done >$FOLDER/end");
+  fTool.patience = 20s;
+  auto entity = Make();
+  ScriptedMenuItem item("Ethernet:en0", false);
+  entity->EnableDisableVirtualAudio(&item);
+  EXPECT_TRUE(Eventually([&] { return Read("end") == "done\n"; }));
+}
+
+TEST_F(AVBToolTest, LetsAToggleInProgressTakeEffectBeforeItEnds) {
+  Script("echo begun >$FOLDER/begun; sleep 0.3; echo done >$FOLDER/end");
+  fTool.patience = 20s;
+  auto entity = Make();
+  ScriptedMenuItem item("Ethernet:en0", false);
+  entity->EnableDisableVirtualAudio(&item);
+  EXPECT_TRUE(Eventually([&] { return Read("begun") == "begun\n"; }));
+  entity.reset();
+  EXPECT_EQ(Read("end"), "done\n");
+}
+
+TEST_F(AVBToolTest, IsNotHeldUpByAToggleThatHangs) {
+  Script("echo begun >$FOLDER/begun; exec sleep 1000");
+  fTool.patience = 200ms;
+  auto entity = Make();
+  ScriptedMenuItem item("Ethernet:en0", false);
+  entity->EnableDisableVirtualAudio(&item);
+  EXPECT_TRUE(Eventually([&] { return Read("begun") == "begun\n"; }));
+  const auto start = Clock::now();
+  entity.reset();
+  fDispatch.reset();
+  EXPECT_LT(Clock::now() - start, 20s);
+}
+
+TEST_F(AVBToolTest, AToggleOfAMissingToolFlipsTheItemAlone) {
+  const auto entity = Make();
+  ScriptedMenuItem item("Ethernet:en0", false);
+  entity->EnableDisableVirtualAudio(&item);
+  EXPECT_TRUE(item.fOn);
+}
+
+// Half of them give the tool time to answer, half end it right away.
+TEST_F(AVBToolTest, LeaksNoDescriptorAndNoProcessOverAThousandEnumerations) {
+  Script("printf 'interface\\nen0\\n'");
+  std::vector<std::unique_ptr<vorn::MacVirtualEntity>> entities;
+  for (const auto patience : {100ms, 0ms}) {
+    fTool.patience = patience;
+    entities.push_back(Make());
+  }
+  entities[0]->EnumerateAVBInterfaces();  // starts the threads
+  const auto before = CountOpenDescriptors();
+  std::atomic<int> answered{0};
+  std::vector<std::future<void>> callers;
+  for (int caller = 0; caller < 8; ++caller) {
+    callers.push_back(std::async(std::launch::async, [&] {
+      for (int i = 0; i < 125; ++i) {
+        if (entities[static_cast<std::size_t>(i % 2)]->EnumerateAVBInterfaces()) ++answered;
+      }
+    }));
+  }
+  for (auto& caller : callers) caller.get();
+  EXPECT_GT(answered, 0);
+  EXPECT_FALSE(HasAnyChild());
+  EXPECT_EQ(CountOpenDescriptors(), before);
+}
+
+}  // namespace

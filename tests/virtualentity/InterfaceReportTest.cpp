@@ -1,0 +1,113 @@
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+#include <chrono>
+#include <sstream>
+
+#include "tests/virtualentity/Scripted.h"
+#include "virtualentity/InterfaceReport.h"
+
+namespace {
+
+using namespace std::chrono_literals;
+using Answer = vorn::AVBCapability::Answer;
+using nlohmann::json;
+
+class InterfaceReportTest : public testing::Test {
+ protected:
+  InterfaceReportTest() {
+    fServices.fServices = std::vector<vorn::NetworkService>{
+        {"Studio \u00e9", "en0"}, {"Stage: left", "en5"}, {"en6", "en6"}, {"Wi-Fi", "wl0"}, {"gone", "en9"}};
+    fCapability.fAnswers = {{"en0", Answer::kCapable},
+                            {"en5", Answer::kTooFewTransmitQueues},
+                            {"en6", Answer::kNoHardwareTimeStamping},
+                            {"wl0", Answer::kWireless},
+                            {"en9", Answer::kNoSuchInterface}};
+    fLauncher.SetAnswer({"en0\n", "", false, false});
+  }
+
+  std::string Print(bool asJSON, int expectedStatus = 0) {
+    std::ostringstream out;
+    EXPECT_EQ(vorn::PrintInterfaces(out, asJSON, fServices, fCapability, fLauncher), expectedStatus);
+    return out.str();
+  }
+
+  ScriptedLauncher fLauncher;
+  ScriptedServices fServices;
+  ScriptedCapability fCapability;
+};
+
+TEST_F(InterfaceReportTest, ListsEveryInterfaceInATable) {
+  EXPECT_EQ(Print(false),
+            "NAME         INTERFACE  AVB                            VIRTUAL ENTITY\n"
+            "Studio \u00e9     en0        capable                        enabled\n"
+            "Stage: left  en5        no: too few transmit queues    not enabled\n"
+            "en6          en6        no: no hardware time stamping  not enabled\n"
+            "Wi-Fi        wl0        no: wireless                   not enabled\n"
+            "gone         en9        no: no such interface          not enabled\n");
+}
+
+TEST_F(InterfaceReportTest, ListsEveryInterfaceAsJSON) {
+  const std::string text = Print(true);
+  for (const char c : text) EXPECT_TRUE(c == '\n' || (c >= ' ' && c <= '~'));
+  const json document = json::parse(text);
+  EXPECT_EQ(document[0], json::parse(R"({"name": "Studio \u00e9", "interface": "en0", "capable": true,
+                                         "reason": null, "virtualEntity": "enabled"})"));
+  EXPECT_EQ(document[1], json::parse(R"({"name": "Stage: left", "interface": "en5", "capable": false,
+                                         "reason": "too few transmit queues", "virtualEntity": "not enabled"})"));
+  EXPECT_EQ(document[2]["reason"], "no hardware time stamping");
+  EXPECT_EQ(document[3]["reason"], "wireless");
+  EXPECT_EQ(document[4]["reason"], "no such interface");
+  EXPECT_EQ(document.size(), 5U);
+}
+
+TEST_F(InterfaceReportTest, ReportsTheInterfacesWhereTheToolIsMissing) {
+  fLauncher.SetAnswer({"", "sh: 1: avbutil: not found\n", false, false});
+  const json document = json::parse(Print(true));
+  EXPECT_EQ(document.size(), 5U);
+  for (const auto& entry : document) EXPECT_EQ(entry["virtualEntity"], "unknown");
+  EXPECT_EQ(document[0]["capable"], true);
+}
+
+TEST_F(InterfaceReportTest, ReportsTheInterfacesWhereTheShellIsMissingOrRefused) {
+  fLauncher.fRefuse = true;
+  EXPECT_EQ(json::parse(Print(true))[0]["virtualEntity"], "unknown");
+  fLauncher.fMissing.insert("/bin/sh");
+  EXPECT_EQ(json::parse(Print(true))[0]["virtualEntity"], "unknown");
+}
+
+TEST_F(InterfaceReportTest, DoesNotWaitOnceTheToolHasAnswered) {
+  vorn::AVBTool tool;
+  tool.patience = 1h;
+  EXPECT_TRUE(vorn::InterfaceReport::Collect(fServices, fCapability, fLauncher, tool));
+}
+
+TEST_F(InterfaceReportTest, FailsWhenTheServicesCannotBeListed) {
+  fServices.fServices = {};
+  testing::internal::CaptureStderr();
+  EXPECT_EQ(Print(true, 1), "");
+  EXPECT_NE(testing::internal::GetCapturedStderr().find("cannot be listed"), std::string::npos);
+}
+
+TEST_F(InterfaceReportTest, FailsWhenTheStreamDoes) {
+  std::ostringstream out;
+  out.setstate(std::ios::badbit);
+  EXPECT_EQ(vorn::PrintInterfaces(out, false, fServices, fCapability, fLauncher), 1);
+}
+
+TEST_F(InterfaceReportTest, WritesAHeadingOrAnEmptyArrayWithoutInterfaces) {
+  fServices.fServices = std::vector<vorn::NetworkService>{};
+  EXPECT_EQ(Print(false), "NAME  INTERFACE  AVB  VIRTUAL ENTITY\n");
+  EXPECT_EQ(Print(true), "[]\n");
+}
+
+TEST_F(InterfaceReportTest, IsSafeWithNamesThatAreHostile) {
+  fServices.fServices = std::vector<vorn::NetworkService>{{"a\x1b]0;x\x07\n\u202eb\xff", "e\n0"}};
+  const std::string table = Print(false);
+  EXPECT_NE(table.find("a?]0;x???b?  e?0 "), std::string::npos) << table;
+  const std::string text = Print(true);
+  for (const char c : text) EXPECT_TRUE(c == '\n' || (c >= ' ' && c <= '~'));
+  EXPECT_FALSE(json::parse(text, nullptr, false).is_discarded());
+}
+
+}  // namespace
