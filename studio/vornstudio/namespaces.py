@@ -23,6 +23,7 @@ STATE = "/run/vorn-studio"
 NEAR_ADDRESS = "10.77.0.1"
 FAR_ADDRESS = "10.77.0.2"
 PREFIX_LENGTH = 16
+UPDATE_SERVER_NAME = "updates.vorn.example"  # where programs look that have not been told otherwise
 
 _libc = ctypes.CDLL(None, use_errno=True)
 
@@ -135,6 +136,15 @@ def _mount_side(configuration=None):
         mount("tmpfs", "/etc/avahi", "tmpfs", 0, "mode=755")
 
 
+def _name_update_server():
+    """Lets the reserved name of the update server, which resolves nowhere, lead to the studio's."""
+    with open("/etc/hosts") as file:
+        hosts = file.read()
+    with open(f"{STATE}/hosts", "w") as file:
+        file.write(f"{hosts}\n{FAR_ADDRESS} {UPDATE_SERVER_NAME}\n")
+    mount(f"{STATE}/hosts", "/etc/hosts", None, MS_BIND)
+
+
 def _fork_near():
     mine, theirs = socket.socketpair()
     pid = os.fork()
@@ -143,6 +153,7 @@ def _fork_near():
             _libc.prctl(PR_SET_PDEATHSIG, signal.SIGKILL)
             unshare(CLONE_NEWNS | CLONE_NEWNET)
             _mount_side()
+            _name_update_server()
             os.setsid()
             spaces = [os.open(f"/proc/self/ns/{name}", os.O_RDONLY) for name in ("net", "mnt")]
             socket.send_fds(theirs, [b"+"], spaces)

@@ -15,7 +15,7 @@ DEFAULT_CHANNEL = "release"
 
 
 class UpdateServer:
-    """Answers GET /api/[CHANNEL/]device/MODEL/firmware.
+    """Answers GET /api/[CHANNEL/]device/MODEL/firmware, at ROOT and under the name that builds use by default.
 
     The programs ask once in ten minutes. So that a release published within a
     scenario of half a minute is seen, a request for a model that has none yet
@@ -32,15 +32,17 @@ class UpdateServer:
         self.statuses = {}
         self.bodies = {}
         self._published = asyncio.Condition()
-        self._web = WebServer(FAR_ADDRESS, PORT, self, log)
+        self._servers = [WebServer(FAR_ADDRESS, port, self, log) for port in (PORT, 80)]
         for model, version in releases.items():
             self._insert(model, version, DEFAULT_CHANNEL)
 
     async def open(self):
-        await self._web.open()
+        for server in self._servers:
+            await server.open()
 
     async def close(self):
-        await self._web.close()
+        for server in self._servers:
+            await server.close()
 
     async def publish(self, model, version, channel=DEFAULT_CHANNEL):
         """Puts a release before all others of its model."""
@@ -61,8 +63,9 @@ class UpdateServer:
         status = self.statuses.get(model) or self.statuses.get("*")
         if status:
             return Answer(status, b"studio says so")
-        if model in self.bodies:
-            return Answer(200, self.bodies[model].encode())
+        body = self.bodies.get(model, self.bodies.get("*"))
+        if body is not None:
+            return Answer(200, body.encode())
         if model is None:
             return Answer(404, b"not found")
         return await self._release(channel, model)

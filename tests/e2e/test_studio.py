@@ -182,7 +182,9 @@ def test_the_update_server_names_the_newest_release_first(make_studio):
     assert json.loads(get(studio, server, (path, {}))[0][1])[0]["version"] == "2.2.0+90"
     beta = "/api/beta/device/Vorn%208D/firmware"
     assert json.loads(get(studio, server, (beta, {}))[0][1])[0]["version"] == "3.0.0+1"
-    assert get(studio, server, ("/api/device/other/firmware", {}), ("/api/", {}))[0][0] == 404
+    assert [answer[0] for answer in get(studio, server, ("/api/device/other/firmware", {}), ("/api/", {}))] == [404, 404]
+    by_name = get(studio, "updates.vorn.example", (path, {}))[0][1]
+    assert json.loads(by_name)[0]["version"] == "2.2.0+90"
 
 
 def test_a_held_question_is_answered_when_the_release_is_published(make_studio):

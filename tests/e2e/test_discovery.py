@@ -1,0 +1,137 @@
+"""What appears in the list, and what leaves it."""
+
+import pytest
+from program import PATIENCE, ListProgram, paths
+
+
+def test_units_appear_and_leave(make_studio):
+    studio = make_studio({"unit": [{"name": "Stays"}, {"name": "Comes", "announced": False}, {"name": "Leaves"}]})
+    with ListProgram(studio) as program:
+        program.wait_for_names("Leaves", "Stays")
+        studio.do("announce", unit="comes")
+        program.wait_for_names("Comes", "Leaves", "Stays")
+        studio.do("drop", unit="leaves", how="goodbye")
+        program.wait_for_names("Comes", "Stays")
+        seen = len(studio.requests("leaves"))
+        program.wait_for(lambda: len(studio.requests("stays")) >= 8, "three more polls")
+        assert len(studio.requests("leaves")) == seen, "a unit that has left is not asked any more"
+
+
+def test_an_empty_network_gives_one_empty_list(studio):
+    with ListProgram(studio) as program:
+        program.wait_for(lambda: program.lists, "the first list")
+        studio.add({"name": "Desk"})
+        program.wait_for_names("Desk")
+        assert [len(units) for _, units in program.lists] == [0, 1]
+
+
+def test_each_line_differs_from_the_line_before(make_studio):
+    studio = make_studio({"many": [{"count": 8, "name": "Unit {n}"}]})
+    with ListProgram(studio) as program:
+        program.wait_for(lambda: len(program.latest()) == 8, "eight units")
+        program.wait_for(lambda: len(studio.requests("unit-8")) >= 8, "three more polls")
+        contents = [units for _, units in program.lists]
+        assert all(before != after for before, after in zip(contents, contents[1:]))
+
+
+def test_other_web_servers_and_nameless_kinds_are_no_units(make_studio):
+    studio = make_studio({"unit": [
+        {"name": "Printer", "txt": {"vorn.mdns.type": None, "uid": None}},
+        {"name": "Empty Kind", "txt": {"vorn.mdns.type": ""}},
+        {"name": "Other Kind", "txt": {"vorn.mdns.type": "plexatoaster"}},
+        {"name": "Other Case", "txt": {"vorn.mdns.type": None, "VORN.mdns.type": "plexadevice"}},
+        {"name": "Hosts Nobody", "kind": "plexahost", "txt": {"uid_list": ""}},
+        {"name": "Desk"},
+    ]})
+    with ListProgram(studio) as program:
+        program.wait_for_names("Desk")
+        program.wait_for(lambda: len(studio.requests("desk")) >= 6, "another poll")
+        assert program.names() == ["Desk"]
+        assert {request["unit"] for request in studio.requests()} == {"desk", "update-server"}
+
+
+def test_a_device_hides_the_host_entry_of_the_same_uid(make_studio):
+    studio = make_studio({"unit": [
+        {"name": "Rack", "kind": "plexahost", "device": [{"uid": "a1", "name": "L"}, {"uid": "a2", "name": "R"}]},
+        {"name": "Left Itself", "uid": "a1", "announced": False},
+    ]})
+    with ListProgram(studio) as program:
+        program.wait_for_names("L", "R")
+        studio.do("announce", unit="left-itself")
+        program.wait_for_names("Left Itself", "R")
+        studio.do("drop", unit="left-itself", how="goodbye")
+        program.wait_for_names("L", "R")
+
+
+def test_two_announcements_of_one_address_are_one_unit(make_studio):
+    studio = make_studio({"unit": [{"name": "Desk", "uid": "1"}, {"name": "Desk Again", "host": "desk", "uid": "1"}]})
+    with ListProgram(studio) as program:
+        program.wait_for(lambda: program.latest(), "the unit")
+        program.wait_for(lambda: len(studio.requests("desk")) >= 7, "two more polls")
+        assert list(program.latest()) == ["http://desk.local/"]
+        assert paths(studio.requests("desk")).count("/apiversion") == 1
+
+
+def test_a_unit_that_changes_its_port_is_a_new_unit(make_studio):
+    studio = make_studio({"unit": [
+        {"name": "Desk", "uid": "1"},
+        {"name": "Desk", "id": "moved", "host": "desk", "uid": "1", "port": 8000, "announced": False},
+    ]})
+    with ListProgram(studio) as program:
+        program.wait_for(lambda: list(program.latest()) == ["http://desk.local/"], "the first address")
+        studio.do("drop", unit="desk", how="goodbye")
+        program.wait_for(lambda: not program.latest(), "the empty list")
+        studio.do("announce", unit="moved")
+        program.wait_for(lambda: list(program.latest()) == ["http://desk.local:8000/"], "the second address")
+
+
+def test_switches_can_be_left_out(make_studio):
+    studio = make_studio({"unit": [{"name": "Desk"}, {"name": "Switch", "kind": "plexaswitch"}]})
+    with ListProgram(studio, "--no-switches") as program:
+        program.wait_for_names("Desk")
+        program.wait_for(lambda: studio.requests("switch"), "the switch's poll")
+        program.wait_for(lambda: len(studio.requests("desk")) >= 7, "two more polls")
+        assert all("Switch" not in str(units) for _, units in program.lists)
+
+
+def test_names_are_sorted_and_bytes_that_are_no_text_are_kept_apart(make_studio):
+    studio = make_studio({"unit": [
+        {"name": "beta"}, {"name": "Alpha"}, {"name": "alpha2"}, {"name": "Ürgh"},
+        {"name": "x", "txt": {"uid": {"hex": "ff01"}}, "api": "1.0"},
+        {"name": "y", "txt": {"uid": {"hex": "fe01"}}, "api": "1.0"},
+    ]})
+    with ListProgram(studio) as program:
+        program.wait_for(lambda: len(program.latest()) == 6, "six units")
+        shown = [unit["name"] for unit in program.latest().values()]
+        assert shown == ["Ürgh", "Alpha", "alpha2", "beta", "x", "y"]
+        assert [program.unit(name)["uid"] for name in "xy"] == ["\ufffd\x01", "\ufffd\x01"]
+
+
+@pytest.mark.parametrize("ipv6", [False, True])
+def test_three_hundred_units_are_found_and_polled_at_their_pace(make_studio, ipv6):
+    count = 300
+    studio = make_studio({
+        "network": {"ipv6": ipv6},
+        "releases": {"Vorn 16A": "1.4.2+311"},
+        "many": [{"count": count, "name": "Unit {n:03}", "announcer": "avahi", "model": "Vorn 16A"}],
+    })
+    with ListProgram(studio) as program:
+        program.wait_for(lambda: len(program.latest()) == count, "all units", 2 * PATIENCE)
+        names = program.names()
+        assert names == [f"Unit {n:03}" for n in range(1, count + 1)]
+        program.wait_for(lambda: len(studio.requests("unit-300")) >= 8, "more polls")
+        by_unit = {}
+        for request in studio.requests():
+            by_unit.setdefault(request["unit"], []).append(request)
+        assert len(by_unit.pop("update-server")) == 1
+        assert len(by_unit) == count
+        pauses = sorted(
+            after["t"] - before["answered"]
+            for requests in by_unit.values() for before, after in zip(requests[4:], requests[5:])
+        )
+        assert pauses[0] > 2.98
+        assert pauses[len(pauses) // 2] < 3.7
+        assert {len({request["connection"] for request in requests}) for requests in by_unit.values()} == {1}
+        assert program.names() == names
+        seconds, code = program.end()
+        assert (code, seconds < 1.0) == (0, True), seconds
