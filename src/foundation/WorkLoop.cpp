@@ -31,6 +31,12 @@ CppWorkItem::CppWorkItem(WorkLoop* owner, std::function<bool()> work) : fWork(st
   Init(owner, DoFunc, this);
 }
 
+// Off the queue before the function goes, not after it: the loop's thread may
+// be about to take the item.
+CppWorkItem::~CppWorkItem() {
+  DeQueue();
+}
+
 bool CppWorkItem::DoFunc(WorkLoopItem* /*item*/, void* context) {
   return static_cast<CppWorkItem*>(context)->fWork();
 }
@@ -99,6 +105,7 @@ WorkLoopItem* WorkLoop::Impl::GetNextItem() {
 void WorkLoop::Impl::RunLoopTimerCallback(RunLoopTimer* /*timer*/, void* context) {
   auto* impl = static_cast<Impl*>(context);
   if (impl == nullptr) return;
+  const auto keptWhole = impl->weak_from_this().lock();  // an item may end the last WorkLoop
   while (WorkLoopItem* item = impl->GetNextItem()) {
     if (item->function == nullptr) continue;
     try {

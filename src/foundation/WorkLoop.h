@@ -53,6 +53,7 @@ struct WorkItem : WorkLoopItem {
 /// An item that runs a function object.
 struct CppWorkItem : WorkItem {
   CppWorkItem(WorkLoop* owner, std::function<bool()> work);
+  ~CppWorkItem() override;
 
   static bool DoFunc(WorkLoopItem* item, void* context);
 
@@ -81,7 +82,7 @@ class WorkLoop {
 };
 
 /// One thread's queue. Lives as long as the last WorkLoop of that thread.
-class WorkLoop::Impl {
+class WorkLoop::Impl : public std::enable_shared_from_this<Impl> {
  public:
   using Clock = AbsoluteTime (*)();
 
@@ -106,7 +107,8 @@ class WorkLoop::Impl {
   static bool ItemSortComp(const WorkLoopItem* a, const WorkLoopItem* b);
 
   /// Runs every item that is due, those included that become due meanwhile.
-  /// What an item's function throws is discarded.
+  /// What an item's function throws is discarded. A function may destroy its
+  /// own item and the thread's last WorkLoop.
   static void RunLoopTimerCallback(RunLoopTimer* timer, void* context);
 
   /// When the timer will fire next.
