@@ -53,6 +53,7 @@ std::istream& operator>>(std::istream& stream, FirmwareVersion& version) {
 }
 
 std::ostream& operator<<(std::ostream& stream, const FirmwareVersion& version) {
+  stream.width(0);  // a width meant for a number would fill the first text
   return stream << std::to_string(version.major) << '.' << std::to_string(version.minor) << '.'
                 << std::to_string(version.patch) << '+' << std::to_string(version.build);
 }

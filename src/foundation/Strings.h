@@ -1,5 +1,6 @@
 #pragma once
 
+#include <locale>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -8,19 +9,23 @@
 
 namespace vorn {
 
-/// The value's text as its own << writes it with default formatting.
+/// The value's text as its own << writes it with default formatting, whatever
+/// the program's global locale.
 template <typename T>
 [[nodiscard]] std::string SlowConvertToString(const T& value) {
   std::ostringstream stream;
+  stream.imbue(std::locale::classic());
   stream << value;
   return stream.str();
 }
 
 /// The value that the text begins with, read by its own >>; what follows it is
-/// ignored. Empty when the reading failed.
+/// ignored. Empty when the reading failed. The program's global locale has no
+/// part in it.
 template <typename T>
 optional<T> SlowConvertFromStringAllowRemainder(const std::string& text) {
   std::istringstream stream(text);
+  stream.imbue(std::locale::classic());
   T value{};
   stream >> value;
   if (stream.fail()) return {};  // failbit or badbit; reaching the end is no failure
