@@ -11,7 +11,8 @@ namespace {
 std::string PrintableAscii(const std::string& text) {
   std::string printable = text;
   for (char& c : printable) {
-    if (c < 0x20 || c == 0x7f) c = '?';
+    const auto byte = static_cast<unsigned char>(c);  // a plain char is signed on some machines only
+    if (byte < 0x20 || byte >= 0x7f) c = '?';
   }
   return printable;
 }

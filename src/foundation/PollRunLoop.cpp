@@ -3,6 +3,7 @@
 #include <poll.h>
 #include <sys/eventfd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <limits>
 #include <stdexcept>
@@ -44,7 +45,7 @@ bool PollRunLoop::RunOnce(std::chrono::milliseconds timeout) {
     ids.push_back(id);
   }
   const auto limit =
-      std::min<std::chrono::milliseconds::rep>(timeout.count(), std::numeric_limits<int>::max());
+      std::clamp<std::chrono::milliseconds::rep>(timeout.count(), -1, std::numeric_limits<int>::max());
   if (::poll(descriptors.data(), descriptors.size(), static_cast<int>(limit)) <= 0) return false;
 
   if (descriptors[0].revents != 0) {

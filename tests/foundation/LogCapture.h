@@ -1,0 +1,50 @@
+#pragma once
+
+#include <unistd.h>
+
+#include <cstdio>
+#include <string>
+
+#include "foundation/Log.h"
+
+namespace Log::testing {
+
+/// Sends the logger's lines to a file of its own and puts every setting of the
+/// logger back when it goes.
+class LogCapture {
+ public:
+  LogCapture() {
+    details::gFile = fStream;
+    details::s_use_color = false;
+  }
+  ~LogCapture() {
+    details::gFile = fSavedFile;
+    details::s_use_color = fSavedColor;
+    details::s_verbose = fSavedVerbose;
+    details::gUseSyslog = fSavedUseSyslog;
+    std::fclose(fStream);
+  }
+  LogCapture(const LogCapture&) = delete;
+  LogCapture& operator=(const LogCapture&) = delete;
+
+  /// What has reached the file so far: what is still in the stream's buffer is
+  /// not in it.
+  [[nodiscard]] std::string Text() const {
+    std::string text;
+    char piece[4096];
+    ssize_t length = 0;
+    while ((length = ::pread(::fileno(fStream), piece, sizeof piece, static_cast<off_t>(text.size()))) > 0) {
+      text.append(piece, static_cast<std::size_t>(length));
+    }
+    return text;
+  }
+
+ private:
+  std::FILE* const fStream = std::tmpfile();
+  std::FILE* const fSavedFile = details::gFile;
+  const bool fSavedColor = details::s_use_color;
+  const bool fSavedVerbose = details::s_verbose;
+  const bool fSavedUseSyslog = details::gUseSyslog;
+};
+
+}  // namespace Log::testing
