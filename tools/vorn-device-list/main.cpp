@@ -3,15 +3,22 @@
 #include <clocale>
 #include <cstdio>
 #include <exception>
+#include <iostream>
 #include <string>
 #include <vector>
 
 #include "AVB/Util/SystemDNSSD.h"
 #include "AVB/Util/ZeroConf.h"
-#include "devicelist/HTTPPoller.h"
+#include "devicelist/CurlTransfer.h"
+#include "devicelist/UpdateServerSetting.h"
 #include "foundation/Console.h"
 #include "foundation/Log.h"
 #include "foundation/ProcessSetup.h"
+#include "platform/linux/AVBCapabilityLinux.h"
+#include "platform/linux/ChildProcessLauncherLinux.h"
+#include "platform/linux/IniUserDefaults.h"
+#include "platform/linux/NetworkServicesLinux.h"
+#include "virtualentity/InterfaceReport.h"
 #include "vorn-device-list/ListProgram.h"
 #include "vorn-device-list/Options.h"
 
@@ -30,6 +37,19 @@ void PrepareProcess() {
   DeviceList::InitHTTP();
 }
 
+int ListInterfaces(bool json) {
+  vorn::NetworkServicesLinux services;
+  vorn::AVBCapabilityLinux capability;
+  vorn::ChildProcessLauncherLinux launcher;
+  return vorn::PrintInterfaces(std::cout, json, services, capability, launcher);
+}
+
+int ListUnits(const Options& options) {
+  PrepareProcess();
+  DeviceList::ApplyUpdateServerSetting(vorn::IniUserDefaults(vorn::UserSettingsPath()));
+  return vorn::devicelisttool::RunList(options);
+}
+
 int RunAction(const Options& options) {
   switch (options.action) {
     case Options::Action::kHelp:
@@ -39,11 +59,11 @@ int RunAction(const Options& options) {
       std::puts("vorn-device-list " VORN_VERSION);
       return 0;
     case Options::Action::kInterfaces:
+      return ListInterfaces(options.json);
     case Options::Action::kList:
-      break;
+      return ListUnits(options);
   }
-  PrepareProcess();
-  return vorn::devicelisttool::RunList(options);
+  return vorn::devicelisttool::kBadUsage;
 }
 
 }  // namespace
