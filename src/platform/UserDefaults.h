@@ -11,7 +11,7 @@ namespace vorn {
 /// texts under text keys.
 ///
 /// 1. A key is any byte string. It comes back exactly as it went in, and no two
-///    keys ever meet, whatever they hold. A value is UTF-8 text.
+///    keys ever meet, whatever they hold; the texts of values likewise.
 /// 2. What was set is read back at once, whether or not it could be saved.
 /// 3. Reading never touches the disk.
 /// 4. Nothing fails towards the caller: what cannot be saved is kept in memory

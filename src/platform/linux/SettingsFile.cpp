@@ -1,24 +1,19 @@
 #include "platform/linux/SettingsFile.h"
 
-#include <QtCore/QFile>
-#include <QtCore/QLockFile>
-#include <QtCore/QSettings>
-#include <QtCore/QStringList>
-#include <QtCore/QVariant>
 #include <fcntl.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cerrno>
 #include <chrono>
+#include <cstdio>
 #include <cstring>
-#include <fstream>
+#include <string_view>
+#include <thread>
 #include <utility>
 
 #include "foundation/Console.h"
-#include "foundation/FileDescriptor.h"
-#include "platform/linux/SettingsKey.h"
 
 namespace vorn {
 namespace {
@@ -26,62 +21,10 @@ namespace {
 using namespace std::chrono_literals;
 
 constexpr auto kLockPatience = 200ms;
-constexpr std::uintmax_t kMaxFileSize = 64U << 20U;  // some 100,000 records; more is none of ours
+constexpr auto kLockRetry = 2ms;
+constexpr ::off_t kMaxFileSize = ::off_t{64} << 20U;  // some 100,000 records; more is none of ours
 constexpr int kMaxAside = 1000;
-
-QString ToQString(const std::filesystem::path& path) {
-  return QFile::decodeName(path.c_str());
-}
-
-QVariant ToVariant(const SettingsFile::Value& value) {
-  QStringList texts;
-  for (const auto& text : value) texts.append(QString::fromStdString(text));
-  return texts.size() == 1 ? QVariant(texts.front()) : QVariant(texts);
-}
-
-// Nothing for a value of a kind that we never write.
-optional<SettingsFile::Value> FromVariant(const QVariant& variant) {
-  if (variant.typeId() != QMetaType::QString && variant.typeId() != QMetaType::QStringList) return {};
-  SettingsFile::Value value;
-  const QStringList texts = variant.toStringList();
-  for (const auto& text : texts) value.push_back(text.toStdString());
-  return value;
-}
-
-// Ours are the keys outside of any group; the others are kept unread.
-SettingsFile::Values ReadAll(const QSettings& settings) {
-  SettingsFile::Values values;
-  const QStringList keys = settings.childKeys();
-  values.reserve(static_cast<std::size_t>(keys.size()));
-  for (const auto& encoded : keys) {
-    auto key = DecodeSettingsKey(encoded.toStdString());
-    if (!key) continue;
-    if (auto value = FromVariant(settings.value(encoded))) values[std::move(*key)] = std::move(*value);
-  }
-  return values;
-}
-
-bool HoldsNul(const std::filesystem::path& path) {
-  std::ifstream file(path, std::ios::binary);
-  char buffer[1U << 14U];
-  while (file.read(buffer, sizeof buffer), file.gcount() > 0) {
-    if (std::memchr(buffer, '\0', static_cast<std::size_t>(file.gcount()))) return true;
-  }
-  return false;
-}
-
-// Why the file can be no settings file, as far as its kind and bytes tell;
-// empty when it may be one, or when there is none.
-std::string DamageOf(const std::filesystem::path& path) {
-  std::error_code error;
-  const auto status = std::filesystem::status(path, error);
-  if (!std::filesystem::exists(status)) return {};
-  if (!std::filesystem::is_regular_file(status)) return "it is no regular file";
-  if (::access(path.c_str(), R_OK) != 0) return std::strerror(errno);
-  if (std::filesystem::file_size(path, error) > kMaxFileSize) return "it is too large";
-  // Zeros are what some file systems leave in a file after a loss of power.
-  return HoldsNul(path) ? "it holds binary data" : "";
-}
+constexpr ::mode_t kOwnerOnly = S_IRUSR | S_IWUSR;
 
 bool MakeFolder(const std::filesystem::path& folder) {
   if (::mkdir(folder.c_str(), S_IRWXU) == 0 || errno == EEXIST) return true;
@@ -89,17 +32,31 @@ bool MakeFolder(const std::filesystem::path& folder) {
   return MakeFolder(folder.parent_path()) && (::mkdir(folder.c_str(), S_IRWXU) == 0 || errno == EEXIST);
 }
 
-// The library gives a new file the mask's permissions but keeps those of one
-// that it replaces, so the file is made, or narrowed, before it writes.
-bool MakePrivateFile(const std::filesystem::path& path) {
-  const FileDescriptor file(
-      ::open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC | O_NONBLOCK, S_IRUSR | S_IWUSR));
-  if (!file) return false;
-  struct stat status = {};
-  if (::fstat(file.Get(), &status) == 0 && (status.st_mode & (S_IRWXG | S_IRWXO)) != 0) {
-    return ::fchmod(file.Get(), S_IRUSR | S_IWUSR) == 0;
+bool WriteAll(int descriptor, std::string_view content) {
+  while (!content.empty()) {
+    const auto written = ::write(descriptor, content.data(), content.size());
+    if (written < 0 && errno != EINTR) return false;
+    if (written > 0) content.remove_prefix(static_cast<std::size_t>(written));
   }
   return true;
+}
+
+// The whole content, or why there is none.
+std::string ReadFile(const FileDescriptor& file, std::string& content) {
+  struct stat status = {};
+  if (::fstat(file.Get(), &status) != 0) return std::strerror(errno);
+  if (!S_ISREG(status.st_mode)) return "it is no regular file";
+  if (status.st_size > kMaxFileSize) return "it is too large";
+  content.resize(static_cast<std::size_t>(status.st_size));
+  std::size_t length = 0;
+  while (length < content.size()) {
+    const auto count = ::read(file.Get(), &content[length], content.size() - length);
+    if (count < 0 && errno != EINTR) return std::strerror(errno);
+    if (count == 0) break;
+    if (count > 0) length += static_cast<std::size_t>(count);
+  }
+  content.resize(length);
+  return {};
 }
 
 }  // namespace
@@ -109,37 +66,39 @@ SettingsFile::SettingsFile(std::filesystem::path path) : fPath(std::move(path)) 
 SettingsFile::Outcome SettingsFile::Synchronize(const Values& changes, Values& values) {
   fFailure.clear();
   if (fPath.empty()) {
-    fFailure = "there is no home folder";
-    return changes.empty() ? Outcome::kSaved : Outcome::kFailed;
-  }
-  if (!fSeen || !(*fSeen == CurrentStamp())) {
-    const auto damage = DamageOf(fPath);
-    if (!damage.empty() && !SetAside(damage)) return Outcome::kFailed;
-  }
-  if (!changes.empty()) {
-    const auto outcome = PrepareToWrite();
-    if (outcome != Outcome::kSaved) return outcome;
-  }
-  const auto settings = OpenReadable();
-  if (!settings) return Outcome::kFailed;
-  if (settings->status() != QSettings::NoError) {
-    fFailure = "the file cannot be read or replaced";
+    if (changes.empty()) return Outcome::kSaved;
+    Fail("there is no home folder");
     return Outcome::kFailed;
   }
-  const auto before = CurrentStamp();
-  if (!fSeen || !(*fSeen == before)) values = ReadAll(*settings);
-  fSeen = before;
-  if (changes.empty()) return Outcome::kSaved;
-
-  for (const auto& [key, value] : changes) {
-    settings->setValue(QString::fromStdString(EncodeSettingsKey(key)), ToVariant(value));
-  }
-  settings->sync();
-  if (settings->status() != QSettings::NoError) {
-    fFailure = "the file cannot be replaced";
-    return Outcome::kFailed;
-  }
+  if (changes.empty()) return Read(values);
+  FileDescriptor lock;
+  const auto outcome = Lock(lock);
+  if (outcome != Outcome::kSaved) return outcome;
+  auto document = LoadOrSetAside();
+  if (!document) return Outcome::kFailed;
+  for (const auto& [key, value] : changes) document->Set(key, value);
+  const std::string content = document->Text();
+  if (!Replace(content)) return Outcome::kFailed;
+  values = IniDocument::Parse(content)->ReadAll();
   fSeen = CurrentStamp();
+  return Outcome::kSaved;
+}
+
+SettingsFile::Outcome SettingsFile::Read(Values& values) {
+  const auto now = CurrentStamp();
+  if (fSeen && *fSeen == now) return Outcome::kSaved;
+  std::string damage;
+  auto document = Load(damage);
+  FileDescriptor lock;
+  if (!document) {
+    // Only under the lock can nobody have put a good file in its place meanwhile.
+    const auto outcome = Lock(lock);
+    if (outcome != Outcome::kSaved) return outcome;
+    document = LoadOrSetAside();
+  }
+  if (!document) return Outcome::kFailed;
+  values = document->ReadAll();
+  fSeen = now;
   return Outcome::kSaved;
 }
 
@@ -149,12 +108,26 @@ SettingsFile::Stamp SettingsFile::CurrentStamp() const {
   return {status.st_ino, status.st_mtim.tv_sec, status.st_mtim.tv_nsec, status.st_size};
 }
 
-std::unique_ptr<QSettings> SettingsFile::OpenReadable() {
-  const auto open = [this] { return std::make_unique<QSettings>(ToQString(fPath), QSettings::IniFormat); };
-  auto settings = open();
-  if (settings->status() != QSettings::FormatError) return settings;
-  settings.reset();
-  return SetAside("it is no settings file") ? open() : nullptr;
+// A missing file is an empty document; nothing, with the reason, when there is
+// a file that is none.
+optional<IniDocument> SettingsFile::Load(std::string& damage) const {
+  // Not blocking: a FIFO of that name would wait for its writer.
+  const FileDescriptor file(::open(fPath.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+  if (!file && (errno == ENOENT || errno == ENOTDIR)) return IniDocument();
+  std::string content;
+  damage = file ? ReadFile(file, content) : std::strerror(errno);
+  if (!damage.empty()) return {};
+  auto document = IniDocument::Parse(content);
+  if (!document) damage = "it is no settings file";
+  return document;
+}
+
+// Under the lock. Nothing when there is a file that must not be overwritten.
+optional<IniDocument> SettingsFile::LoadOrSetAside() {
+  std::string damage;
+  auto document = Load(damage);
+  if (!document && SetAside(damage)) return IniDocument();
+  return document;
 }
 
 bool SettingsFile::SetAside(const std::string& reason) {
@@ -168,24 +141,54 @@ bool SettingsFile::SetAside(const std::string& reason) {
     if (errno == ENOENT) return true;  // another process was faster
     if (errno != EEXIST) break;
   }
-  fFailure = reason + ", and it cannot be set aside";
-  return false;
+  return Fail(reason + ", and it cannot be set aside");
 }
 
-SettingsFile::Outcome SettingsFile::PrepareToWrite() {
-  const auto failed = [this] {
-    fFailure = std::strerror(errno);
-    return Outcome::kFailed;
-  };
-  if (!MakeFolder(fPath.parent_path())) return failed();
-  // The library would wait for this lock without a bound, so it is tried first.
-  QLockFile lock(ToQString(fPath) + ".lock");
-  if (!lock.tryLock(static_cast<int>(kLockPatience.count()))) {
-    if (lock.error() == QLockFile::LockFailedError) return Outcome::kBusy;
-    fFailure = "the folder cannot be written";
+SettingsFile::Outcome SettingsFile::Lock(FileDescriptor& lock) {
+  if (!MakeFolder(fPath.parent_path())) {
+    Fail(std::strerror(errno));
     return Outcome::kFailed;
   }
-  return MakePrivateFile(fPath) ? Outcome::kSaved : failed();
+  const std::string name = fPath.string() + ".lock";
+  lock = FileDescriptor(::open(name.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, kOwnerOnly));
+  if (!lock) {
+    Fail(std::strerror(errno));
+    return Outcome::kFailed;
+  }
+  const auto end = std::chrono::steady_clock::now() + kLockPatience;
+  while (::flock(lock.Get(), LOCK_EX | LOCK_NB) != 0) {
+    if (errno != EWOULDBLOCK && errno != EINTR) {
+      Fail(std::strerror(errno));
+      return Outcome::kFailed;
+    }
+    if (std::chrono::steady_clock::now() >= end) return Outcome::kBusy;
+    std::this_thread::sleep_for(kLockRetry);
+  }
+  return Outcome::kSaved;
+}
+
+// Under the lock, so that the name beside the file is ours; what a killed
+// writer left there is overwritten.
+bool SettingsFile::Replace(const std::string& content) {
+  std::error_code error;
+  const auto resolved = std::filesystem::canonical(fPath, error);  // a symbolic link stays one
+  const auto& target = error ? fPath : resolved;
+  const std::string name = target.string() + ".new";
+  const FileDescriptor file(
+      ::open(name.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NOFOLLOW, kOwnerOnly));
+  if (!file) return Fail(std::strerror(errno));
+  if (::fchmod(file.Get(), kOwnerOnly) != 0 || !WriteAll(file.Get(), content) || ::fsync(file.Get()) != 0 ||
+      std::rename(name.c_str(), target.c_str()) != 0) {
+    Fail(std::strerror(errno));
+    ::unlink(name.c_str());
+    return false;
+  }
+  return true;
+}
+
+bool SettingsFile::Fail(const std::string& reason) {
+  fFailure = reason;
+  return false;
 }
 
 }  // namespace vorn

@@ -4,43 +4,43 @@
 
 #include <cstdint>
 #include <filesystem>
-#include <memory>
 #include <string>
-#include <unordered_map>
-#include <vector>
 
+#include "foundation/FileDescriptor.h"
 #include "foundation/Optional.h"
-
-class QSettings;
+#include "platform/linux/IniDocument.h"
 
 namespace vorn {
 
 /// The settings on disk: an INI file readable only by its owner, in a folder
-/// likewise. Writing merges with what other processes wrote, under a lock file
-/// that a dead process does not keep, and replaces the file as a whole; keys
-/// and groups that are not ours stay (comments do not). A file that cannot be
-/// read as one is renamed to "<name>.damaged-<n>", with a message on the
-/// console, and counts as empty.
+/// likewise. Writing reads the file anew, merges and replaces it as a whole,
+/// all under a lock that ends with its holder, so that processes do not lose
+/// each other's entries and a death or a full disk leaves the old file or the
+/// new one. A file that cannot be read as one is renamed to
+/// "<name>.damaged-<n>", with a message on the console, and counts as empty.
+///
+/// The store of our own is deliberate. QSettings, the obvious one, replaced the
+/// file by its first part, without an error, when the disk filled up while it
+/// wrote; a killed writer left stray files and delayed the next by 0.1 s and more.
 ///
 /// @threadsafety The main thread only; every call blocks for the disk.
 class SettingsFile {
  public:
-  /// A value: one text, or several of an array.
-  using Value = std::vector<std::string>;
-  using Values = std::unordered_map<std::string, Value>;
+  using Value = IniDocument::Value;
+  using Values = IniDocument::Values;
 
   enum class Outcome {
     kSaved,   ///< the file holds every change
     kBusy,    ///< another process holds the lock: try again soon
-    kFailed,  ///< not writable (Failure() says why): keep the changes and try again later
+    kFailed,  ///< not usable (Failure() says why): keep the changes and try again later
   };
 
   explicit SettingsFile(std::filesystem::path path);
 
   /// Writes `changes` into the file, and replaces `values` by what the file
-  /// holds where it was changed by others since the last call (or was never
-  /// read). `values` does not see `changes` by this call. Waits at most a
-  /// fraction of a second for another process's lock.
+  /// holds then. With no changes it only reads, and only where the file was
+  /// changed since the last call. Unless kSaved, `values` is as it was. Waits
+  /// at most a fraction of a second for another process's lock.
   [[nodiscard]] Outcome Synchronize(const Values& changes, Values& values);
 
   [[nodiscard]] const std::filesystem::path& Path() const { return fPath; }
@@ -59,11 +59,15 @@ class SettingsFile {
   };
 
   [[nodiscard]] Stamp CurrentStamp() const;
-  [[nodiscard]] std::unique_ptr<QSettings> OpenReadable();
+  [[nodiscard]] Outcome Read(Values& values);
+  [[nodiscard]] optional<IniDocument> Load(std::string& damage) const;
+  [[nodiscard]] optional<IniDocument> LoadOrSetAside();
   [[nodiscard]] bool SetAside(const std::string& reason);
-  [[nodiscard]] Outcome PrepareToWrite();
+  [[nodiscard]] Outcome Lock(FileDescriptor& lock);
+  [[nodiscard]] bool Replace(const std::string& content);
+  bool Fail(const std::string& reason);
 
-  std::filesystem::path fPath;
+  const std::filesystem::path fPath;
   optional<Stamp> fSeen;  ///< what `values` reflects
   std::string fFailure;
 };
