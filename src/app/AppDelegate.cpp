@@ -79,12 +79,7 @@ void AppDelegate::makeDeviceList() {
       if (const auto self = alive.lock()) (*self)->takeList(std::move(list));
     });
   };
-  auto hint = [&queues, alive](ui::DiscoveryHint newHint) {
-    queues.AsyncMain([alive, newHint] {
-      if (const auto self = alive.lock()) (*self)->takeHint(newHint);
-    });
-  };
-  fDeviceList = fEnvironment.makeDeviceList(std::move(publish), std::move(hint));
+  fDeviceList = fEnvironment.makeDeviceList(std::move(publish));
 }
 
 void AppDelegate::makeStatusItem() {
@@ -109,11 +104,6 @@ void AppDelegate::takeList(std::vector<ExtendedDeviceInfo> list) {
   fCurrList = std::move(list);
   if (notify()) fLogic->MaybeNotify(fCurrList);
   updateClients();
-}
-
-void AppDelegate::takeHint(ui::DiscoveryHint hint) {
-  fHint = hint;
-  if (fController) fController->setHint(fHint);
 }
 
 std::vector<ExtendedDeviceInfo> AppDelegate::currList() {
@@ -155,6 +145,7 @@ void AppDelegate::insertVirtualEntityItem(std::uint64_t number) {
   const auto isIt = [number](const Registration& other) { return other.number == number; };
   const auto found = std::find_if(fListeners.begin(), fListeners.end(), isIt);
   if (found == fListeners.end()) return;  // closed meanwhile
+  fVirtualEntity->installSubmenus();
   QMenu* menu = found->listener->menu();
   if (menu) menu->insertAction(menu->actions().value(kVirtualEntityIndex), found->menuItem.get());
 }
@@ -199,7 +190,6 @@ void AppDelegate::setPanelVisible(bool visible) {
 void AppDelegate::showPanel() {
   fStatusView->setHighlight(true);
   fController = fEnvironment.makePanel(*this, *fItem);
-  fController->setHint(fHint);
   fController->show();
 }
 

@@ -11,7 +11,6 @@
 #include "devicelist/ExtendedDeviceInfo.h"
 #include "foundation/FirmwareVersion.h"
 #include "foundation/Optional.h"
-#include "ui/DiscoveryHint.h"
 #include "ui/PanelOwner.h"
 
 class QAction;
@@ -86,7 +85,6 @@ class AppDelegate final : public ui::PanelOwner {
   void makeStatusItem();
   void enableLoginItemOnFirstRun();
   void takeList(std::vector<DeviceList::ExtendedDeviceInfo> list);
-  void takeHint(ui::DiscoveryHint hint);
   void notifyOfKnownUpdates();
   void showPanel();
   void hidePanel();
@@ -103,7 +101,6 @@ class AppDelegate final : public ui::PanelOwner {
   std::shared_ptr<VirtualEntity> fVirtualEntity;
   UserDefaults* fDefaults = nullptr;  ///< the environment's
   std::vector<DeviceList::ExtendedDeviceInfo> fCurrList;
-  ui::DiscoveryHint fHint = ui::DiscoveryHint::None;
   std::vector<Registration> fListeners;
   std::uint64_t fNextRegistration = 1;
   std::unique_ptr<StatusItem> fItem;

@@ -10,7 +10,6 @@
 #include "platform/Dispatch.h"
 #include "platform/LoginItems.h"
 #include "platform/UserDefaults.h"
-#include "ui/DiscoveryHint.h"
 
 class QAction;
 
@@ -51,6 +50,9 @@ class VirtualEntity {
   /// Finds the capable interfaces and makes the submenu; whether there is one.
   /// Blocks for a second or more: on a background thread.
   virtual bool EnumerateAVBInterfaces() = 0;
+  /// Gives the item, and those set before it, the submenu that was found last.
+  /// Main thread.
+  virtual void installSubmenus() = 0;
   /// An entry of the submenu was chosen. Main thread.
   virtual void EnableDisableVirtualAudio(QAction* sender) = 0;
 };
@@ -80,7 +82,6 @@ class StatusMenu {
 class PanelWindow {
  public:
   virtual ~PanelWindow() = default;
-  virtual void setHint(ui::DiscoveryHint hint) = 0;
   /// In front, with the focus, where it belongs for the status item.
   virtual void show() = 0;
   virtual void close() = 0;
@@ -109,9 +110,8 @@ class AppDelegateEnvironment {
   virtual std::shared_ptr<VirtualEntity> makeVirtualEntity() = 0;
   virtual UserDefaults& standardUserDefaults() = 0;
   virtual std::unique_ptr<ReleaseNotices> makeNotificationLogic() = 0;
-  /// Both callbacks may come on any thread.
-  virtual std::unique_ptr<DeviceListSource> makeDeviceList(Publish publish,
-                                                           std::function<void(ui::DiscoveryHint)> onHint) = 0;
+  /// `publish` may come on any thread.
+  virtual std::unique_ptr<DeviceListSource> makeDeviceList(Publish publish) = 0;
   virtual std::unique_ptr<StatusItem> makeStatusItem(int length) = 0;
   virtual std::unique_ptr<StatusView> makeStatusView(StatusItem& item) = 0;
   virtual std::unique_ptr<StatusMenu> makeStatusMenu(ui::PanelOwner& owner, StatusItem& item) = 0;

@@ -70,20 +70,27 @@ ApplicationService::ApplicationService(QString name, QString objectPath)
     : fName(std::move(name)), fObjectPath(std::move(objectPath)) {}
 
 ApplicationService::~ApplicationService() {
-  if (!fRegistered) return;
+  release();
+}
+
+void ApplicationService::release() {
+  if (!std::exchange(fOwnsName, false)) return;
   auto bus = QDBusConnection::sessionBus();
   bus.unregisterService(fName);
   bus.unregisterObject(fObjectPath);
 }
 
 ApplicationService::Claim ApplicationService::claimName() {
+  if (fOwnsName) return Claim::Owner;
   auto bus = QDBusConnection::sessionBus();
   if (!bus.isConnected() || !bus.interface()) return Claim::NoBus;
-  fRegistered = bus.registerVirtualObject(fObjectPath, this, QDBusConnection::SingleNode);
+  bus.registerVirtualObject(fObjectPath, this, QDBusConnection::SingleNode);
   const auto reply = bus.interface()->registerService(fName, QDBusConnectionInterface::DontQueueService,
                                                       QDBusConnectionInterface::DontAllowReplacement);
-  if (!reply.isValid()) return Claim::NoBus;
-  return reply.value() == QDBusConnectionInterface::ServiceRegistered ? Claim::Owner : Claim::AnotherRuns;
+  fOwnsName = reply.isValid() && reply.value() == QDBusConnectionInterface::ServiceRegistered;
+  if (fOwnsName) return Claim::Owner;
+  bus.unregisterObject(fObjectPath);
+  return reply.isValid() ? Claim::AnotherRuns : Claim::NoBus;
 }
 
 bool ApplicationService::askOwnerToShow(const std::string& activationToken) {

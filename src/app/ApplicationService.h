@@ -37,8 +37,11 @@ class ApplicationService final : public QDBusVirtualObject {
   ApplicationService(QString name, QString objectPath);
   ~ApplicationService() override;
 
-  /// Asks the bus for the name; blocks for its answer.
+  /// Asks the bus for the name; blocks for its answer. Once ours, it stays so.
   [[nodiscard]] Claim claimName();
+
+  /// Gives the name back: from here on another start becomes the program.
+  void release();
 
   /// Asks whoever owns the name to show its panel; blocks for the answer, a
   /// few seconds at most. False when none came.
@@ -64,7 +67,7 @@ class ApplicationService final : public QDBusVirtualObject {
   const QString fObjectPath;
   Handler fHandler;
   std::deque<ActivationRequest> fWaiting;  ///< oldest first, at most kMostWaiting
-  bool fRegistered = false;
+  bool fOwnsName = false;
 };
 
 }  // namespace vorn::app

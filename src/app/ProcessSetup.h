@@ -8,8 +8,4 @@ namespace vorn::app {
 /// Main thread, first thing, before any other thread.
 void PrepareProcess();
 
-/// The process's end is near: it leaves with `status` at the latest when a
-/// second has passed, whatever a thread may be stuck in. Main thread.
-void LeaveWithinASecond(int status);
-
 }  // namespace vorn::app

@@ -141,7 +141,6 @@ TEST_F(AppDelegateTest, DropsWhatIsStillQueuedWhenItIsGone) {
   Launch();
   fEnvironment.publish({Unit("d", "plexadevice")});
   fEnvironment.driverChanged();
-  fEnvironment.hint(ui::DiscoveryHint::NoNetwork);
   fDelegate->setNotify(true);
   fDelegate->setShowSwitches(true);
   fDelegate.reset();
@@ -231,6 +230,7 @@ TEST_F(AppDelegateTest, InsertsTheVirtualEntityAtIndexThree) {
   EXPECT_EQ(entry->text(), "Launch Mac Virtual Entity");
   EXPECT_TRUE(entry->shortcut().isEmpty());
   EXPECT_EQ(entry, fEnvironment.entityItem.get());
+  EXPECT_EQ(fEnvironment.Count("install submenus"), 1U);
 }
 
 TEST_F(AppDelegateTest, InsertsNothingWithoutCapableInterfaces) {
@@ -388,17 +388,6 @@ TEST_F(AppDelegateTest, MakesAFreshPanelAtEachShowing) {
   }
   EXPECT_EQ(fEnvironment.Count("make panel"), 3U);
   EXPECT_EQ(fEnvironment.Count("panel gone"), 3U);
-}
-
-TEST_F(AppDelegateTest, TellsPanelsWhyTheListMayBeEmpty) {
-  Launch();
-  fEnvironment.hint(ui::DiscoveryHint::StillLooking);
-  RunMain();
-  fDelegate->setPanelVisible(true);
-  fEnvironment.hint(ui::DiscoveryHint::NoDiscoveryService);
-  RunMain();
-  EXPECT_THAT(fEnvironment.panelHints,
-              ElementsAre(ui::DiscoveryHint::StillLooking, ui::DiscoveryHint::NoDiscoveryService));
 }
 
 TEST_F(AppDelegateTest, OpensAUnitsBareAddressAndQuits) {

@@ -24,6 +24,7 @@ class ScriptedEntity final : public VirtualEntity {
     fEnvironment.journal.push_back("enumerate");
     return fEnvironment.hasAVBInterfaces;
   }
+  void installSubmenus() override { fEnvironment.journal.push_back("install submenus"); }
   void EnableDisableVirtualAudio(QAction* sender) override { fEnvironment.toggled = sender; }
 
  private:
@@ -60,7 +61,6 @@ class ScriptedPanel final : public PanelWindow {
  public:
   explicit ScriptedPanel(ScriptedEnvironment& environment) : fEnvironment(environment) {}
   ~ScriptedPanel() override { fEnvironment.journal.push_back("panel gone"); }
-  void setHint(ui::DiscoveryHint hint) override { fEnvironment.panelHints.push_back(hint); }
   void show() override { fEnvironment.journal.push_back("panel shown"); }
   void close() override {
     fEnvironment.journal.push_back("panel closed");
@@ -104,10 +104,9 @@ std::unique_ptr<ReleaseNotices> ScriptedEnvironment::makeNotificationLogic() {
 }
 
 std::unique_ptr<DeviceListSource> ScriptedEnvironment::makeDeviceList(
-    AppDelegateEnvironment::Publish publishList, std::function<void(ui::DiscoveryHint)> onHint) {
+    AppDelegateEnvironment::Publish publishList) {
   journal.push_back("make device list");
   publish = std::move(publishList);
-  hint = std::move(onHint);
   return std::make_unique<DeviceListSource>();
 }
 

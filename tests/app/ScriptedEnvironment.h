@@ -107,8 +107,7 @@ class ScriptedEnvironment final : public AppDelegateEnvironment {
   std::shared_ptr<VirtualEntity> makeVirtualEntity() override;
   UserDefaults& standardUserDefaults() override;
   std::unique_ptr<ReleaseNotices> makeNotificationLogic() override;
-  std::unique_ptr<DeviceListSource> makeDeviceList(Publish publishList,
-                                                   std::function<void(ui::DiscoveryHint)> onHint) override;
+  std::unique_ptr<DeviceListSource> makeDeviceList(Publish publishList) override;
   std::unique_ptr<StatusItem> makeStatusItem(int length) override;
   std::unique_ptr<StatusView> makeStatusView(StatusItem& item) override;
   std::unique_ptr<StatusMenu> makeStatusMenu(ui::PanelOwner& owner, StatusItem& item) override;
@@ -133,14 +132,12 @@ class ScriptedEnvironment final : public AppDelegateEnvironment {
 
   std::function<void()> driverChanged;
   AppDelegateEnvironment::Publish publish;
-  std::function<void(ui::DiscoveryHint)> hint;
   std::function<void()> pressItem;
   std::vector<List> notified;  ///< what the notice logic was given
   bool active = false;
   bool highlight = false;
   std::shared_ptr<QAction> entityItem;
   QAction* toggled = nullptr;
-  std::vector<ui::DiscoveryHint> panelHints;
 };
 
 /// A listener that keeps what it got.

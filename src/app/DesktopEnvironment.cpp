@@ -1,0 +1,139 @@
+#include "app/DesktopEnvironment.h"
+
+#include <QCoreApplication>
+#include <QMetaObject>
+#include <utility>
+
+#include "app/DesktopPanel.h"
+#include "app/DesktopStatus.h"
+#include "app/Identity.h"
+#include "app/UpdateServerSetting.h"
+#include "app/VirtualEntityMenu.h"
+#include "devicelist/FirmwarePoller.h"
+#include "devicelist/SupervisedDeviceList.h"
+#include "notification/HandleNotificationActivation.h"
+#include "notification/Logic.h"
+#include "platform/linux/UserFolders.h"
+
+namespace vorn::app {
+namespace {
+
+class ServerPoller final : public LatestVersionSource {
+ public:
+  ServerPoller(const std::string& model, const std::string& channel, std::function<void()> onChanged)
+      : fPoller(model, channel, std::move(onChanged)) {}
+  optional<std::string> GetLatestVersion() const override { return fPoller.GetLatestVersion(); }
+
+ private:
+  DeviceList::FirmwarePoller fPoller;
+};
+
+class DiscoveredDevices final : public DeviceListSource {
+ public:
+  DiscoveredDevices(DeviceList::SupervisedDeviceList::Publish publish,
+                    DeviceList::SupervisedDeviceList::StateChanged stateChanged)
+      : fList(std::move(publish), std::move(stateChanged)) {}
+
+ private:
+  DeviceList::SupervisedDeviceList fList;
+};
+
+class DesktopNotices final : public ReleaseNotices {
+ public:
+  DesktopNotices(UserDefaults& defaults, NotificationCenter& center, UrlOpener& opener)
+      : fLogic(defaults, center, opener) {}
+  void MaybeNotify(const std::vector<DeviceList::ExtendedDeviceInfo>& devices) override {
+    fLogic.MaybeNotify(devices);
+  }
+
+ private:
+  Notification::Logic fLogic;
+};
+
+AutostartLoginItems::Program LauncherProgram() {
+  return {Identity::kName, "Starts in the status bar at login", Identity::kIdentifier,
+          ProgramFolder() / Identity::kLauncherProgram};
+}
+
+/// The item that this environment made.
+DesktopStatusItem& Ours(StatusItem& item) {
+  return dynamic_cast<DesktopStatusItem&>(item);
+}
+
+}  // namespace
+
+DesktopEnvironment::DesktopEnvironment() : fLoginItems(LauncherProgram()) {}
+
+DesktopEnvironment::~DesktopEnvironment() = default;
+
+void DesktopEnvironment::handleNotificationActivation(const std::string& address,
+                                                      const std::string& activationToken) {
+  Notification::HandleNotificationActivation(address, activationToken, fOpener);
+}
+
+void DesktopEnvironment::terminate() {
+  // exit() and not quit(), which would ask windows for their consent. Queued,
+  // so that it also counts when the loop has not begun yet.
+  QMetaObject::invokeMethod(
+      QCoreApplication::instance(), [] { QCoreApplication::exit(0); }, Qt::QueuedConnection);
+}
+
+std::string DesktopEnvironment::bundleVersion() {
+  return Identity::kBundleVersion;
+}
+
+std::unique_ptr<LatestVersionSource> DesktopEnvironment::makeFirmwarePoller(const std::string& model,
+                                                                            const std::string& channel,
+                                                                            std::function<void()> onChanged) {
+  ApplyUpdateServerSetting(standardUserDefaults());
+  return std::make_unique<ServerPoller>(model, channel, std::move(onChanged));
+}
+
+std::shared_ptr<VirtualEntity> DesktopEnvironment::makeVirtualEntity() {
+  return std::make_shared<VirtualEntityMenu>(dispatch(), fLauncher, fServices, fCapability);
+}
+
+UserDefaults& DesktopEnvironment::standardUserDefaults() {
+  if (!fDefaults) fDefaults = std::make_unique<IniUserDefaults>(UserSettingsPath());
+  return *fDefaults;
+}
+
+std::unique_ptr<ReleaseNotices> DesktopEnvironment::makeNotificationLogic() {
+  if (!fCenter) {
+    fCenter = std::make_unique<FreedesktopNotificationCenter>(FreedesktopNotificationCenter::Identity{
+        Identity::kName, Identity::kIdentifier, Identity::kIdentifier});
+  }
+  return std::make_unique<DesktopNotices>(standardUserDefaults(), *fCenter, fOpener);
+}
+
+std::unique_ptr<DeviceListSource> DesktopEnvironment::makeDeviceList(Publish publish) {
+  auto stateChanged = [this](ResponderMonitor::State state) { fDiscovery.setResponderState(state); };
+  return std::make_unique<DiscoveredDevices>(std::move(publish), std::move(stateChanged));
+}
+
+std::unique_ptr<StatusItem> DesktopEnvironment::makeStatusItem(int) {
+  return std::make_unique<DesktopStatusItem>();  // as wide as the bar makes it
+}
+
+std::unique_ptr<StatusView> DesktopEnvironment::makeStatusView(StatusItem& item) {
+  return std::make_unique<DesktopStatusView>(Ours(item));
+}
+
+std::unique_ptr<StatusMenu> DesktopEnvironment::makeStatusMenu(ui::PanelOwner& owner, StatusItem& item) {
+  return std::make_unique<DesktopStatusMenu>(owner, Ours(item));
+}
+
+std::unique_ptr<PanelWindow> DesktopEnvironment::makePanel(ui::PanelOwner& owner, StatusItem& item) {
+  return std::make_unique<DesktopPanel>(owner, Ours(item), [this] { return fDiscovery.hint(); });
+}
+
+Dispatch& DesktopEnvironment::dispatch() {
+  if (!fDispatch) fDispatch = std::make_unique<DispatchLinux>(RunLoop::Current());
+  return *fDispatch;
+}
+
+void DesktopEnvironment::openUrl(const std::string& url, const std::string& activationToken) {
+  fOpener.Open(url, activationToken);
+}
+
+}  // namespace vorn::app

@@ -1,0 +1,59 @@
+#pragma once
+
+#include <memory>
+#include <optional>
+
+#include "app/AppDelegateEnvironment.h"
+#include "app/DiscoveryStatus.h"
+#include "platform/UrlOpener.h"
+#include "platform/linux/AVBCapabilityLinux.h"
+#include "platform/linux/AutostartLoginItems.h"
+#include "platform/linux/ChildProcessLauncherLinux.h"
+#include "platform/linux/DispatchLinux.h"
+#include "platform/linux/FreedesktopNotificationCenter.h"
+#include "platform/linux/IniUserDefaults.h"
+#include "platform/linux/NetworkServicesLinux.h"
+#include "platform/linux/XdgUrlOpener.h"
+
+namespace vorn::app {
+
+/// The controller's surroundings on a real desktop. What needs the event loop
+/// or the session bus is made when it is first asked for, so that a start for
+/// the sake of one page makes nothing else. Main thread, with an application
+/// object and the core's run loop set.
+class DesktopEnvironment final : public AppDelegateEnvironment {
+ public:
+  DesktopEnvironment();
+  ~DesktopEnvironment() override;
+
+  void handleNotificationActivation(const std::string& address, const std::string& activationToken) override;
+  void terminate() override;
+  std::string bundleVersion() override;
+  std::unique_ptr<LatestVersionSource> makeFirmwarePoller(const std::string& model,
+                                                          const std::string& channel,
+                                                          std::function<void()> onChanged) override;
+  std::shared_ptr<VirtualEntity> makeVirtualEntity() override;
+  UserDefaults& standardUserDefaults() override;
+  std::unique_ptr<ReleaseNotices> makeNotificationLogic() override;
+  std::unique_ptr<DeviceListSource> makeDeviceList(Publish publish) override;
+  std::unique_ptr<StatusItem> makeStatusItem(int length) override;
+  std::unique_ptr<StatusView> makeStatusView(StatusItem& item) override;
+  std::unique_ptr<StatusMenu> makeStatusMenu(ui::PanelOwner& owner, StatusItem& item) override;
+  std::unique_ptr<PanelWindow> makePanel(ui::PanelOwner& owner, StatusItem& item) override;
+  LoginItems& loginItems() override { return fLoginItems; }
+  Dispatch& dispatch() override;
+  void openUrl(const std::string& url, const std::string& activationToken) override;
+
+ private:
+  XdgUrlOpener fOpener;
+  AutostartLoginItems fLoginItems;
+  DiscoveryStatus fDiscovery;
+  std::unique_ptr<IniUserDefaults> fDefaults;
+  std::unique_ptr<FreedesktopNotificationCenter> fCenter;
+  ChildProcessLauncherLinux fLauncher;
+  NetworkServicesLinux fServices;
+  AVBCapabilityLinux fCapability;
+  std::unique_ptr<DispatchLinux> fDispatch;  ///< last: its jobs use what stands above
+};
+
+}  // namespace vorn::app

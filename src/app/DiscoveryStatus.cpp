@@ -1,0 +1,51 @@
+#include "app/DiscoveryStatus.h"
+
+#include <ifaddrs.h>
+#include <net/if.h>
+
+#include <utility>
+
+namespace vorn::app {
+namespace {
+
+/// Whether an interface other than the loopback is up and has an address.
+bool SystemHasNetwork() {
+  ifaddrs* addresses = nullptr;
+  if (::getifaddrs(&addresses) != 0) return true;  // nothing is known, so nothing is claimed
+  bool found = false;
+  for (const ifaddrs* entry = addresses; entry && !found; entry = entry->ifa_next) {
+    const bool hasAddress =
+        entry->ifa_addr && (entry->ifa_addr->sa_family == AF_INET || entry->ifa_addr->sa_family == AF_INET6);
+    const unsigned flags = entry->ifa_flags;
+    found = hasAddress && (flags & IFF_LOOPBACK) == 0 && (flags & IFF_UP) != 0 && (flags & IFF_RUNNING) != 0;
+  }
+  ::freeifaddrs(addresses);
+  return found;
+}
+
+DiscoveryStatus::Sources Completed(DiscoveryStatus::Sources sources) {
+  if (!sources.hasNetwork) sources.hasNetwork = &SystemHasNetwork;
+  return sources;
+}
+
+}  // namespace
+
+DiscoveryStatus::DiscoveryStatus() : DiscoveryStatus(Sources()) {}
+
+DiscoveryStatus::DiscoveryStatus(Sources sources)
+    : fSources(Completed(std::move(sources))), fSince(fSources.now()) {}
+
+void DiscoveryStatus::setResponderState(ResponderMonitor::State state) {
+  fState = state;
+  fSince = fSources.now();
+}
+
+ui::DiscoveryHint DiscoveryStatus::hint() const {
+  using State = ResponderMonitor::State;
+  if (fState == State::kAbsent || fState == State::kSilent) return ui::DiscoveryHint::NoDiscoveryService;
+  if (!fSources.hasNetwork()) return ui::DiscoveryHint::NoNetwork;
+  const bool isLooking = fSources.now() - fSince < kLooking;
+  return isLooking ? ui::DiscoveryHint::StillLooking : ui::DiscoveryHint::None;
+}
+
+}  // namespace vorn::app

@@ -1,0 +1,19 @@
+#pragma once
+
+namespace vorn::app {
+
+/// The program from its start to its end; returns the exit status: 0 also when
+/// another one of us runs already and was asked to show its panel, 1 where
+/// there is no display, 2 for arguments that mean nothing.
+///
+///   started by             another runs        alone
+///   a person               it shows its panel  starts, panel hidden
+///   the login launcher     nothing             starts, panel hidden
+///   the bus, open-page     -                   opens the page and ends
+///   the bus, show-devices  -                   starts, panel shown
+///   the bus, otherwise     -                   starts, panel hidden
+///
+/// A message that reaches a program that runs never arrives here.
+int RunProgram(int& argc, char** argv);
+
+}  // namespace vorn::app
