@@ -1,0 +1,49 @@
+# Debian packages that the repository's commands need, by purpose. Sourced.
+
+packages_for() {
+  case $1 in
+    build)
+      echo g++ cmake ninja-build pkg-config libavahi-compat-libdnssd-dev libavahi-common-dev libdbus-1-dev \
+        libcurl4-openssl-dev nlohmann-json3-dev qt6-base-dev qt6-base-dev-tools libqt6svg6-dev
+      ;;
+    studio)
+      echo python3 python3-zeroconf iproute2 util-linux dbus-daemon dbus-bin avahi-daemon
+      ;;
+    desktop)
+      echo xvfb openbox xfce4-panel tint2 trayer dunst xdotool at-spi2-core python3-pyatspi gir1.2-atspi-2.0 \
+        imagemagick x11-utils x11-xserver-utils dbus-x11 libqt6svg6 adwaita-icon-theme hicolor-icon-theme \
+        fonts-dejavu-core
+      ;;
+    test)
+      echo libgtest-dev libgmock-dev python3-pytest python3-dbusmock python3-gi avahi-utils desktop-file-utils \
+        appstream libglib2.0-bin man-db groff xfce4-notifyd sway waybar grim mako-notifier wtype qt6-wayland \
+        libwayland-dev wayland-protocols libwayland-bin gcc procps
+      ;;
+    check)
+      echo clang clang-format clang-tidy libclang-rt-14-dev ccache libbenchmark-dev
+      ;;
+  esac
+}
+
+# install_packages PURPOSE...: installs what is missing of them, and says what.
+install_packages() {
+  local missing=() package purpose
+  for purpose in "$@"; do
+    for package in $(packages_for "$purpose"); do
+      [ "$(dpkg-query -W -f '${db:Status-Status}' "$package" 2>/dev/null)" = installed ] || missing+=("$package")
+    done
+  done
+  [ ${#missing[@]} -gt 0 ] || return 0
+  echo "Installing from Debian: ${missing[*]}" >&2
+  local as_root=()
+  if [ "$(id -u)" -ne 0 ]; then
+    if ! command -v sudo >/dev/null; then
+      echo "Neither root nor sudo: have somebody install these, then try again." >&2
+      return 1
+    fi
+    as_root=(sudo)
+  fi
+  "${as_root[@]}" apt-get update -q >&2 &&
+    "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get install -q -y --no-install-recommends \
+      "${missing[@]}" >&2
+}
