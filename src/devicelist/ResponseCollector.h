@@ -12,7 +12,7 @@ namespace DeviceList {
 /// request fail. Nothing throws but std::bad_alloc. Used by one thread.
 class ResponseCollector {
  public:
-  static constexpr std::size_t kMaxBodyBytes = 1024 * 1024;  ///< after decoding
+  static constexpr std::size_t kMaxBodyBytes = std::size_t{1024} * 1024;  ///< after decoding
   static constexpr std::size_t kMaxHeaderBytes =
       64 * 1024;  ///< status lines, interim responses and trailers included
 

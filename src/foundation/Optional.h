@@ -17,9 +17,11 @@ template <typename T>
 class [[nodiscard]] optional {
  public:
   optional() noexcept = default;
-  optional(const T& value) : fValue(std::make_unique<T>(value)) {}  // NOLINT(google-explicit-constructor)
-  optional(T&& value)
-      : fValue(std::make_unique<T>(std::move(value))) {}  // NOLINT(google-explicit-constructor)
+  // A value stands for the optional that holds it, as the standard's own does.
+  // NOLINTNEXTLINE(google-explicit-constructor)
+  optional(const T& value) : fValue(std::make_unique<T>(value)) {}
+  // NOLINTNEXTLINE(google-explicit-constructor)
+  optional(T&& value) : fValue(std::make_unique<T>(std::move(value))) {}
   optional(const optional& other) : fValue(other ? std::make_unique<T>(*other) : nullptr) {}
   optional(optional&&) noexcept = default;
   ~optional() = default;

@@ -37,7 +37,7 @@ struct ChildOutput {
 /// no zombie; it blocks for about 100 ms where the child does not end by itself.
 class ChildProcess {
  public:
-  static constexpr std::size_t kMaximumOutput = 1024 * 1024;
+  static constexpr std::size_t kMaximumOutput = std::size_t{1024} * 1024;
 
   ChildProcess() = default;
   ChildProcess(const ChildProcess&) = delete;
