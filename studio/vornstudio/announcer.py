@@ -17,6 +17,7 @@ class ZeroconfAnnouncer:
     def __init__(self):
         self._zeroconf = None
         self._infos = {}
+        self._repeats = {}
 
     async def open(self):
         self._zeroconf = AsyncZeroconf(interfaces=[FAR_ADDRESS], ip_version=IPVersion.V4Only)
@@ -28,20 +29,30 @@ class ZeroconfAnnouncer:
             server=f"{unit.host}.local.", parsed_addresses=[unit.address],
         )
         self._infos[unit.id] = info
-        broadcast = await self._zeroconf.async_register_service(info, cooperating_responders=True)
-        broadcast.add_done_callback(lambda task: task.cancelled() or task.exception())
+        # Announcements and goodbyes are repeated for a while; one must not undo the other that came after it.
+        await self._quieten(unit)
+        self._repeats[unit.id] = await self._zeroconf.async_register_service(info, cooperating_responders=True)
+        await asyncio.sleep(0)  # the first one is out when this returns
 
     async def goodbye(self, unit):
         info = self._infos.pop(unit.id, None)
         if info is not None:
-            farewell = await self._zeroconf.async_unregister_service(info)
-            farewell.add_done_callback(lambda task: task.cancelled() or task.exception())
+            await self._quieten(unit)
+            self._repeats[unit.id] = await self._zeroconf.async_unregister_service(info)
+            await asyncio.sleep(0)
 
     async def fall_silent(self, unit):
         """Answers no question about the unit any more, without a goodbye."""
         info = self._infos.pop(unit.id, None)
         if info is not None:
+            await self._quieten(unit)
             self._zeroconf.zeroconf.registry.async_remove(info)
+
+    async def _quieten(self, unit):
+        task = self._repeats.pop(unit.id, None)
+        if task is not None:
+            task.cancel()
+            await asyncio.gather(task, return_exceptions=True)
 
     async def close(self):
         if self._zeroconf is not None:
@@ -51,8 +62,9 @@ class ZeroconfAnnouncer:
 class AvahiAnnouncer:
     """Announces through static service and host files; changes take effect when the far responder reads them."""
 
-    def __init__(self, responder):
+    def __init__(self, responder, ipv6):
         self._responder = responder
+        self._ipv6 = ipv6
         self._hosts = {}
 
     async def announce_all(self, units):
@@ -82,7 +94,8 @@ class AvahiAnnouncer:
             self._responder.reload()
 
     def _write(self, unit):
-        self._hosts[unit.id] = f"{unit.address} {unit.host}.local\n"
+        addresses = [unit.address, unit.address6] if self._ipv6 else [unit.address]
+        self._hosts[unit.id] = "".join(f"{address} {unit.host}.local\n" for address in addresses)
         escape = xml.sax.saxutils.escape
         items = "".join(
             f"<txt-record>{escape(key)}={escape(value)}</txt-record>" for key, value in unit.txt_record().items()

@@ -18,7 +18,7 @@ class Director:
         self._servers = UnitServers(log)
         self._addresses = set()
         self._silent = set()  # the units that left without a goodbye
-        self._announcers = {"zeroconf": ZeroconfAnnouncer(), "avahi": AvahiAnnouncer(world.far_responder)}
+        self._announcers = {"zeroconf": ZeroconfAnnouncer(), "avahi": AvahiAnnouncer(world.far_responder, scenario.ipv6)}
         self._server = UpdateServer(log, scenario.releases, scenario.wait)
         self._scenario = scenario
 

@@ -62,6 +62,11 @@ class Unit:
         port = "" if self.port == 80 else f":{self.port}"
         return f"http://{self.host}.local{port}/"
 
+    @property
+    def address6(self):
+        """An IPv6 address made from the other one; it is announced, where the studio speaks IPv6, but not served."""
+        return "fd77::{}:{}:{}:{}".format(*self.address.split("."))
+
     def txt_record(self):
         """The TXT items: those of the kind, then the unit's own, which win."""
         record = {"vorn.mdns.type": self.kind}

@@ -69,7 +69,9 @@ class ListProgram:
         try:
             return self._studio.wait_until(condition, timeout, what)
         except TimeoutError as error:
-            raise AssertionError(f"{error}; the newest list is {self.latest()}; it said {self.errors}") from None
+            names = self.names()
+            shown = f"{len(names)} units, {names[:20]}"
+            raise AssertionError(f"{error}; the newest list has {shown}; it said {self.errors}") from None
 
     def wait_for_names(self, *names):
         self.wait_for(lambda: self.names() == sorted(names), f"the names {sorted(names)}")
