@@ -1,0 +1,94 @@
+"""Fails where a source includes what its layer must not know."""
+
+import pathlib
+import re
+import sys
+
+CORE = {"foundation", "platform", "AVB/Util", "devicelist", "notification", "virtualentity"}
+
+# Layer: the layers beside itself that it may include.
+ALLOWED = {
+    "foundation": set(),
+    "platform": {"foundation"},
+    "AVB/Util": {"foundation"},
+    "devicelist": {"foundation", "platform", "AVB/Util"},
+    "notification": {"foundation", "platform", "devicelist"},
+    "virtualentity": {"foundation", "platform"},
+    "platform/linux": {"foundation", "platform"},
+    "ui": CORE,
+    "app": CORE | {"platform/linux", "ui"},
+}
+
+# Toolkit modules that a layer may include; no other layer sees any.
+QT_MODULES = {
+    "platform/linux": {"Core", "DBus"},
+    "ui": {"Core", "DBus", "Gui", "Widgets", "Svg"},
+    "app": {"Core", "DBus", "Gui", "Widgets", "Svg"},
+}
+QT_NOT_GUI = re.compile(
+    r"Q(String|Byte|Char|Core|Object|Settings|File|Dir|Standard|Timer|Variant|List|Map|Hash|Set|Lock|Save|Temp"
+    r"|DBus|Meta|Socket|Process|Url$|Pointer|Scope|Mutex|Thread|Date|Elapsed|Global|Debug|Loggin|Json|Event)"
+)
+
+INCLUDE = re.compile(r'^\s*#include\s+([<"])([^>"]+)[>"]', re.MULTILINE)
+
+
+def layer_of(path: str) -> str | None:
+    """The longest layer name that the path lies in."""
+    names = [name for name in ALLOWED if path.startswith(name + "/")]
+    return max(names, key=len, default=None)
+
+
+def qt_fault(layer: str, header: str) -> str | None:
+    """What is wrong with including this toolkit header, if it is one."""
+    name = header.rsplit("/", 1)[-1]
+    if not re.match(r"(Qt[A-Z]|Q[A-Z])", name):
+        return None
+    if layer not in QT_MODULES:
+        return "a core layer includes the toolkit"
+    if "Gui" not in QT_MODULES[layer] and not QT_NOT_GUI.match(name):
+        return "only Qt Core and Qt DBus are for this layer"
+    return None
+
+
+def faults(source_root: pathlib.Path):
+    """Every forbidden include, as text."""
+    for path in sorted(source_root.rglob("*")):
+        if path.suffix not in {".h", ".cpp"}:
+            continue
+        relative = path.relative_to(source_root).as_posix()
+        layer = layer_of(relative)
+        if layer is None:
+            yield f"{relative}: lies in no layer"
+            continue
+        for quote, header in INCLUDE.findall(path.read_text(encoding="utf-8")):
+            fault = qt_fault(layer, header)
+            other = layer_of(header) if quote == '"' else None
+            if other is not None and other != layer and other not in ALLOWED[layer]:
+                fault = f"{layer} must not know {other}"
+            if fault:
+                yield f"{relative}: {header}: {fault}"
+
+
+def self_test() -> None:
+    """The rules must catch what they are for."""
+    assert qt_fault("devicelist", "QString")
+    assert qt_fault("platform/linux", "QWidget") and qt_fault("platform/linux", "QIcon")
+    assert not qt_fault("platform/linux", "QDBusConnection") and not qt_fault("ui", "QWidget")
+    assert layer_of("platform/linux/A.h") == "platform/linux" and layer_of("platform/A.h") == "platform"
+    assert "devicelist" not in ALLOWED["foundation"]
+
+
+def main() -> int:
+    self_test()
+    root = pathlib.Path(sys.argv[1])
+    if not (root / "foundation").is_dir():
+        print(f"{root} is not the source folder")
+        return 2
+    found = list(faults(root))
+    print("\n".join(found) or "every include keeps to its layer")
+    return 1 if found else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())
