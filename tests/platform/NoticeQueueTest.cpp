@@ -1,0 +1,248 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "platform/linux/NoticeQueue.h"
+
+namespace vorn {
+namespace {
+
+using namespace std::chrono_literals;
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+using Failure = NoticeQueue::Failure;
+
+class NoticeQueueTest : public ::testing::Test {
+ protected:
+  void Add(const std::string& subject, const std::string& title) {
+    UserNotification notice;
+    notice.subject = subject;
+    notice.title = title;
+    EXPECT_TRUE(fQueue.Add(notice, fNow));
+  }
+
+  /// The title of the next notice that is due, now in flight; empty when none is.
+  std::string Take() {
+    const auto sending = fQueue.Take(fNow);
+    if (!sending) return {};
+    fTaken = sending->notification.identifier;
+    fReplaces = sending->replacesId;
+    return sending->notification.title;
+  }
+
+  /// Adds, takes and delivers.
+  std::uint64_t Show(const std::string& subject, const std::string& title, std::uint32_t serverId) {
+    Add(subject, title);
+    EXPECT_EQ(Take(), title);
+    EXPECT_THAT(fQueue.Delivered(fTaken, serverId, fNow), IsEmpty());
+    return fTaken;
+  }
+
+  NoticeQueue::TimePoint fNow{1h};
+  NoticeQueue fQueue{60s};
+  std::uint64_t fTaken = 0;
+  std::uint32_t fReplaces = 0;
+};
+
+TEST_F(NoticeQueueTest, SendsNoticesInTheirOrderOnce) {
+  Add("b", "first");
+  Add("a", "second");
+  EXPECT_EQ(Take(), "first");
+  EXPECT_EQ(Take(), "second");
+  EXPECT_EQ(Take(), "");
+  EXPECT_FALSE(fQueue.HasWaiting());
+}
+
+TEST_F(NoticeQueueTest, KeepsOnlyTheNewestWaitingNoticeOfASubject) {
+  Add("a", "old");
+  Add("b", "other");
+  Add("a", "new");
+  EXPECT_EQ(Take(), "other");
+  EXPECT_EQ(Take(), "new");
+  EXPECT_EQ(Take(), "");
+}
+
+TEST_F(NoticeQueueTest, ReplacesAStandingNoticeAfterTheQuietTime) {
+  Show("a", "first", 7);
+  Add("a", "second");
+  fNow += 59s;
+  EXPECT_EQ(Take(), "");
+  EXPECT_EQ(*fQueue.NextDue(), fNow + 1s);
+  fNow += 1s;
+  EXPECT_EQ(Take(), "second");
+  EXPECT_EQ(fReplaces, 7U);
+  EXPECT_THAT(fQueue.Delivered(fTaken, 7, fNow), IsEmpty());
+  EXPECT_EQ(fQueue.FindStanding(7)->title, "second");
+}
+
+TEST_F(NoticeQueueTest, BringsASubjectUpAtMostOnceAMinuteHoweverOftenItIsAnnounced) {
+  int shown = 0;
+  for (int second = 0; second < 600; ++second, fNow += 1s) {
+    Add("", "release " + std::to_string(second));
+    if (Take().empty()) continue;
+    ++shown;
+    EXPECT_THAT(fQueue.Delivered(fTaken, 3, fNow), IsEmpty());
+  }
+  EXPECT_EQ(shown, 10);
+}
+
+TEST_F(NoticeQueueTest, KeepsTheQuietTimeAlsoWhenTheNoticeWasClosed) {
+  Show("a", "first", 7);
+  fQueue.Closed(7);
+  Add("a", "second");
+  EXPECT_EQ(Take(), "");
+  fNow += 60s;
+  EXPECT_EQ(Take(), "second");
+  EXPECT_EQ(fReplaces, 0U);
+}
+
+TEST_F(NoticeQueueTest, DoesNotSendASubjectTwiceAtATime) {
+  Add("a", "first");
+  EXPECT_EQ(Take(), "first");
+  Add("a", "second");
+  EXPECT_EQ(Take(), "");
+  EXPECT_FALSE(fQueue.NextDue());
+  EXPECT_THAT(fQueue.Delivered(fTaken, 1, fNow), IsEmpty());
+  EXPECT_EQ(*fQueue.NextDue(), fNow + 60s);
+}
+
+TEST_F(NoticeQueueTest, ClosesTheOldNoticeWhereTheServerDidNotReplaceIt) {
+  Show("a", "first", 7);
+  Add("a", "second");
+  fNow += 60s;
+  EXPECT_EQ(Take(), "second");
+  EXPECT_THAT(fQueue.Delivered(fTaken, 8, fNow), ElementsAre(7U));
+  EXPECT_EQ(fQueue.FindStanding(7), nullptr);
+  EXPECT_EQ(fQueue.FindStanding(8)->title, "second");
+}
+
+TEST_F(NoticeQueueTest, KnowsOnlyItsOwnStandingNotices) {
+  Show("a", "first", 7);
+  EXPECT_EQ(fQueue.FindStanding(8), nullptr);
+  EXPECT_EQ(fQueue.FindStanding(0), nullptr);
+  fQueue.Closed(8);
+  EXPECT_NE(fQueue.FindStanding(7), nullptr);
+  fQueue.Closed(7);
+  EXPECT_EQ(fQueue.FindStanding(7), nullptr);
+}
+
+TEST_F(NoticeQueueTest, SendsAgainAtOnceWhatNeverReachedAServer) {
+  Add("a", "first");
+  for (int i = 0; i < 20; ++i) {
+    EXPECT_EQ(Take(), "first");
+    EXPECT_TRUE(fQueue.Failed(fTaken, Failure::kNoServer, fNow));
+  }
+}
+
+TEST_F(NoticeQueueTest, SendsAgainWhatTheServerTookWithIt) {
+  Add("a", "first");
+  EXPECT_EQ(Take(), "first");
+  EXPECT_TRUE(fQueue.Failed(fTaken, Failure::kServerChanged, fNow));
+  EXPECT_EQ(Take(), "first");
+}
+
+TEST_F(NoticeQueueTest, DoesNotKeepKillingAServerWithOneNotice) {
+  Add("a", "first");
+  for (int i = 1; i < NoticeQueue::kMaxFailures; ++i) {
+    EXPECT_EQ(Take(), "first");
+    EXPECT_TRUE(fQueue.Failed(fTaken, Failure::kServerChanged, fNow));
+    EXPECT_TRUE(i == 1 || *fQueue.NextDue() == fNow + 60s);
+    fNow += 60s;
+  }
+  EXPECT_EQ(Take(), "first");
+  EXPECT_FALSE(fQueue.Failed(fTaken, Failure::kServerChanged, fNow));
+  EXPECT_FALSE(fQueue.HasWaiting());
+}
+
+TEST_F(NoticeQueueTest, TriesARefusedNoticeAgainAfterTheQuietTime) {
+  Add("a", "first");
+  EXPECT_EQ(Take(), "first");
+  EXPECT_TRUE(fQueue.Failed(fTaken, Failure::kRefused, fNow));
+  EXPECT_EQ(Take(), "");
+  fNow += 60s;
+  EXPECT_EQ(Take(), "first");
+}
+
+TEST_F(NoticeQueueTest, PrefersWhatWasAnnouncedSinceOverWhatFailed) {
+  Add("a", "old");
+  EXPECT_EQ(Take(), "old");
+  Add("a", "new");
+  EXPECT_TRUE(fQueue.Failed(fTaken, Failure::kServerChanged, fNow));
+  EXPECT_EQ(Take(), "new");
+  EXPECT_EQ(Take(), "");
+}
+
+TEST_F(NoticeQueueTest, ForgetsStandingNoticesWithTheirServer) {
+  const auto identifier = Show("a", "first", 7);
+  fQueue.ServerChanged();
+  EXPECT_EQ(fQueue.FindStanding(7), nullptr);
+  EXPECT_EQ(fQueue.Remove(identifier), 0U);
+  Add("a", "second");
+  fNow += 60s;
+  EXPECT_EQ(Take(), "second");
+  EXPECT_EQ(fReplaces, 0U);
+}
+
+TEST_F(NoticeQueueTest, HoldsNoIdOfAServerThatEndedSince) {
+  Add("a", "first");
+  EXPECT_EQ(Take(), "first");
+  fQueue.ServerChanged();
+  EXPECT_THAT(fQueue.Delivered(fTaken, 0, fNow), IsEmpty());
+  EXPECT_EQ(fQueue.FindStanding(0), nullptr);
+  EXPECT_FALSE(fQueue.HasWaiting());
+}
+
+TEST_F(NoticeQueueTest, GivesAnIdThatTheServerUsedTwiceToTheLaterNotice) {
+  Show("a", "first", 7);
+  Show("b", "second", 7);
+  EXPECT_EQ(fQueue.FindStanding(7)->title, "second");
+}
+
+TEST_F(NoticeQueueTest, RemovesNoticesInEveryState) {
+  const auto standing = Show("a", "standing", 7);
+  Add("a", "newer");
+  EXPECT_EQ(fQueue.Remove(standing), 7U);
+  EXPECT_EQ(fQueue.Remove(standing), 0U);
+  EXPECT_TRUE(fQueue.HasWaiting());
+
+  Add("b", "flying");
+  EXPECT_EQ(Take(), "flying");
+  EXPECT_EQ(fQueue.Remove(fTaken), 0U);
+  EXPECT_THAT(fQueue.Delivered(fTaken, 9, fNow), ElementsAre(9U));
+  EXPECT_EQ(fQueue.FindStanding(9), nullptr);
+
+  Add("c", "waiting");
+  EXPECT_EQ(fQueue.Remove(fTaken + 1), 0U);
+  EXPECT_EQ(Take(), "");
+  EXPECT_EQ(fQueue.Remove(12345), 0U);
+  EXPECT_EQ(fQueue.Remove(0), 0U);
+}
+
+TEST_F(NoticeQueueTest, DoesNotSendAgainWhatWasRemovedInFlight) {
+  Add("a", "first");
+  EXPECT_EQ(Take(), "first");
+  EXPECT_EQ(fQueue.Remove(fTaken), 0U);
+  EXPECT_TRUE(fQueue.Failed(fTaken, Failure::kServerChanged, fNow));
+  EXPECT_FALSE(fQueue.HasWaiting());
+}
+
+TEST_F(NoticeQueueTest, HoldsABoundedNumberOfSubjects) {
+  for (std::uint32_t i = 1; i <= NoticeQueue::kMaxSlots; ++i) Show("unit " + std::to_string(i), "x", i);
+  Show("one more", "y", 100000);
+  EXPECT_EQ(fQueue.FindStanding(1), nullptr);  // the one that stood longest made room
+  EXPECT_NE(fQueue.FindStanding(2), nullptr);
+  for (std::uint32_t i = 1; i <= 100000; i += i < 5000 ? 1 : 95000) fQueue.Closed(i);
+  fNow += 60s;
+  for (std::size_t i = 0; i < NoticeQueue::kMaxSlots; ++i) Add("waiting " + std::to_string(i), "z");
+  UserNotification refused;
+  refused.subject = "too much";
+  EXPECT_FALSE(fQueue.Add(refused, fNow));
+}
+
+TEST_F(NoticeQueueTest, IgnoresAnswersToNothing) {
+  EXPECT_THAT(fQueue.Delivered(99, 1, fNow), IsEmpty());
+  EXPECT_TRUE(fQueue.Failed(99, Failure::kRefused, fNow));
+  EXPECT_EQ(fQueue.FindStanding(1), nullptr);
+}
+
+}  // namespace
+}  // namespace vorn

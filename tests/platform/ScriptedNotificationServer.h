@@ -1,0 +1,111 @@
+#pragma once
+
+#include <QtCore/QVariantMap>
+#include <QtDBus/QDBusArgument>
+#include <QtDBus/QDBusConnection>
+#include <QtDBus/QDBusMessage>
+#include <QtDBus/QDBusVirtualObject>
+
+#include <string>
+#include <vector>
+
+namespace vorn::testing {
+
+/// A notification server that does as the test says, on a connection of its
+/// own: its destruction is, to everybody else, its death.
+class ScriptedNotificationServer final : public QDBusVirtualObject {
+ public:
+  struct Notice {
+    std::uint32_t id = 0;
+    std::uint32_t replacesId = 0;
+    QString application, icon, summary, body;
+    QStringList actions;
+    QVariantMap hints;
+    int timeout = 0;
+  };
+
+  enum class Mood {
+    kAnswers,  ///< shows notices
+    kSilent,   ///< takes Notify and never answers
+    kRefuses,  ///< answers Notify with an error
+  };
+
+  explicit ScriptedNotificationServer(const std::string& address, QStringList capabilities = {"body"})
+      : fCapabilities(std::move(capabilities)),
+        fName(QStringLiteral("scripted-server-%1").arg(++Count())),
+        fConnection(QDBusConnection::connectToBus(QString::fromStdString(address), fName)) {
+    fConnection.registerVirtualObject("/org/freedesktop/Notifications", this);
+    fIsThere = fConnection.registerService("org.freedesktop.Notifications");
+  }
+  ~ScriptedNotificationServer() override {
+    fConnection.unregisterObject("/org/freedesktop/Notifications");
+    fConnection = QDBusConnection("none");
+    QDBusConnection::disconnectFromBus(fName);
+  }
+
+  [[nodiscard]] QString introspect(const QString&) const override { return {}; }
+
+  bool handleMessage(const QDBusMessage& message, const QDBusConnection& connection) override {
+    const QString member = message.member();
+    if (member == "GetCapabilities") {
+      ++fQuestions;
+      if (fKnowsCapabilities) return connection.send(message.createReply(QVariant(fCapabilities)));
+      return connection.send(message.createErrorReply(QDBusError::UnknownMethod, "no such thing"));
+    }
+    if (member == "CloseNotification") {
+      fClosed.push_back(message.arguments().value(0).toUInt());
+      return connection.send(message.createReply());
+    }
+    if (member != "Notify") return false;
+    return OnNotify(message, connection);
+  }
+
+  void Emit(const char* signal, std::uint32_t id, const QVariant& argument) {
+    auto message =
+        QDBusMessage::createSignal("/org/freedesktop/Notifications", "org.freedesktop.Notifications", signal);
+    message.setArguments({QVariant::fromValue<uint>(id), argument});
+    fConnection.send(message);
+  }
+  void Click(std::uint32_t id, const char* key = "default") { Emit("ActionInvoked", id, QString(key)); }
+  void Close(std::uint32_t id) { Emit("NotificationClosed", id, QVariant::fromValue<uint>(2)); }
+
+  Mood fMood = Mood::kAnswers;
+  bool fKnowsCapabilities = true;
+  std::uint32_t fNextId = 1;
+  QStringList fCapabilities;
+  bool fIsThere = false;
+  int fQuestions = 0;
+  std::vector<Notice> fNotices;
+  std::vector<std::uint32_t> fClosed;
+
+ private:
+  static int& Count() {
+    static int count = 0;
+    return count;
+  }
+
+  bool OnNotify(const QDBusMessage& message, const QDBusConnection& connection) {
+    const auto arguments = message.arguments();
+    Notice notice;
+    notice.application = arguments.value(0).toString();
+    notice.replacesId = arguments.value(1).toUInt();
+    notice.icon = arguments.value(2).toString();
+    notice.summary = arguments.value(3).toString();
+    notice.body = arguments.value(4).toString();
+    notice.actions = arguments.value(5).toStringList();
+    notice.hints = qdbus_cast<QVariantMap>(arguments.value(6));
+    notice.timeout = arguments.value(7).toInt();
+    notice.id = notice.replacesId != 0 ? notice.replacesId : fNextId++;
+    fNotices.push_back(notice);
+    if (fMood == Mood::kSilent) return true;
+    if (fMood == Mood::kRefuses) {
+      return connection.send(message.createErrorReply("org.example.Error.TooMany", "no more"));
+    }
+    return connection.send(message.createReply(QVariant::fromValue<uint>(notice.id)));
+  }
+
+  const QString fName;
+  QDBusConnection fConnection;
+};
+
+}  // namespace vorn::testing
