@@ -1,0 +1,106 @@
+#include "bench/AnnouncedUnits.h"
+
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <sys/eventfd.h>
+#include <unistd.h>
+
+#include <functional>
+#include <memory>
+#include <utility>
+
+#include "AVB/Util/SystemDNSSD.h"
+#include "foundation/FileDescriptor.h"
+
+namespace vorn::bench {
+namespace {
+
+/// A pending operation: readable as often as it has a reply to give.
+struct Operation {
+  FileDescriptor descriptor;
+  std::shared_ptr<std::function<void(DNSServiceRef)>> reply;
+
+  static DNSServiceRef Make(std::size_t replies, std::function<void(DNSServiceRef)> reply) {
+    auto operation = std::make_unique<Operation>();
+    operation->descriptor =
+        FileDescriptor(::eventfd(static_cast<unsigned>(replies), EFD_CLOEXEC | EFD_NONBLOCK | EFD_SEMAPHORE));
+    operation->reply = std::make_shared<std::function<void(DNSServiceRef)>>(std::move(reply));
+    return reinterpret_cast<DNSServiceRef>(operation.release());
+  }
+
+  static Operation& Of(DNSServiceRef ref) { return *reinterpret_cast<Operation*>(ref); }
+};
+
+constexpr char kType[] = "_http._tcp.";
+constexpr char kDomain[] = "local.";
+
+std::string TxtRecord(const std::string& uid) {
+  std::string record;
+  for (const std::string& item : {std::string("vorn.mdns.type=plexadevice"), "uid=" + uid}) {
+    record += static_cast<char>(item.size());
+    record += item;
+  }
+  return record;
+}
+
+}  // namespace
+
+AnnouncedUnits::AnnouncedUnits(std::size_t count, std::uint16_t port) : fCount(count), fPort(port) {
+  SystemDNSSD::Instance();  // sets up the library, which reads the TXT records here too
+}
+
+DNSServiceErrorType AnnouncedUnits::Browse(DNSServiceRef* ref, DNSServiceFlags, std::uint32_t, const char*,
+                                           const char*, DNSServiceBrowseReply callback, void* context) {
+  *ref = Operation::Make(fCount, [callback, context, next = std::size_t{0}](DNSServiceRef self) mutable {
+    const std::string name = "Unit " + std::to_string(next++);
+    callback(self, kDNSServiceFlagsAdd, 1, kDNSServiceErr_NoError, name.c_str(), kType, kDomain, context);
+  });
+  return kDNSServiceErr_NoError;
+}
+
+DNSServiceErrorType AnnouncedUnits::Resolve(DNSServiceRef* ref, DNSServiceFlags, std::uint32_t,
+                                            const char* name, const char*, const char*,
+                                            DNSServiceResolveReply callback, void* context) {
+  const std::string uid = std::string(name).substr(std::string("Unit ").size());
+  *ref = Operation::Make(1, [callback, context, uid, port = htons(fPort)](DNSServiceRef self) {
+    const std::string fullName = "Unit " + uid + "._http._tcp.local.";
+    const std::string host = "u" + uid + ".local.";
+    const std::string txt = TxtRecord(uid);
+    callback(self, 0, 1, kDNSServiceErr_NoError, fullName.c_str(), host.c_str(), port,
+             static_cast<std::uint16_t>(txt.size()), reinterpret_cast<const unsigned char*>(txt.data()),
+             context);
+  });
+  return kDNSServiceErr_NoError;
+}
+
+DNSServiceErrorType AnnouncedUnits::GetAddrInfo(DNSServiceRef* ref, DNSServiceFlags, std::uint32_t,
+                                                std::uint32_t, const char* hostName,
+                                                DNSServiceGetAddrInfoReply callback, void* context) {
+  *ref = Operation::Make(1, [callback, context, host = std::string(hostName)](DNSServiceRef self) {
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    callback(self, kDNSServiceFlagsAdd, 1, kDNSServiceErr_NoError, host.c_str(),
+             reinterpret_cast<const sockaddr*>(&address), 120, context);
+  });
+  return kDNSServiceErr_NoError;
+}
+
+int AnnouncedUnits::RefSockFD(DNSServiceRef ref) {
+  return Operation::Of(ref).descriptor.Get();
+}
+
+DNSServiceErrorType AnnouncedUnits::ProcessResult(DNSServiceRef ref) {
+  std::uint64_t taken = 0;
+  if (::read(Operation::Of(ref).descriptor.Get(), &taken, sizeof taken) != sizeof taken)
+    return kDNSServiceErr_NoError;
+  const auto reply = Operation::Of(ref).reply;  // a share of it: the callback may deallocate the operation
+  (*reply)(ref);
+  return kDNSServiceErr_NoError;
+}
+
+void AnnouncedUnits::RefDeallocate(DNSServiceRef ref) {
+  delete &Operation::Of(ref);
+}
+
+}  // namespace vorn::bench

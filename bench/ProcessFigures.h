@@ -1,0 +1,16 @@
+#pragma once
+
+#include <cstddef>
+
+namespace vorn::bench {
+
+/// What the kernel says of this process.
+struct ProcessFigures {
+  std::size_t threads = 0;
+  std::size_t residentKiB = 0;
+  std::size_t descriptors = 0;
+
+  static ProcessFigures Read();
+};
+
+}  // namespace vorn::bench

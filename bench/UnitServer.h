@@ -1,0 +1,42 @@
+#pragma once
+
+#include <sys/types.h>
+
+#include <cstdint>
+#include <string>
+
+namespace vorn::bench {
+
+/// All units of a measurement and their update server behind one port of
+/// 127.0.0.1, in a process of its own so that its work is not counted. The
+/// unit's number stands in the path as its uid.
+class UnitServer {
+ public:
+  enum class Names {
+    kSteady,    ///< a name has a tag, and a request that knows the tag gets a 304
+    kChanging,  ///< each answer has a new name, which ends in the time of its sending: "Unit 3 @123.456789"
+  };
+
+  /// Forks; before the calling process has threads.
+  UnitServer(Names names, unsigned models);
+  ~UnitServer();
+  UnitServer(const UnitServer&) = delete;
+  UnitServer& operator=(const UnitServer&) = delete;
+
+  [[nodiscard]] std::uint16_t Port() const { return fPort; }
+
+  /// Requests answered so far.
+  [[nodiscard]] std::uint64_t Requests() const;
+
+  /// The time that a changing name carries; negative when it carries none.
+  static double SentAt(const std::string& name);
+
+ private:
+  struct Shared;
+
+  std::uint16_t fPort = 0;
+  Shared* fShared = nullptr;  // memory of both processes
+  pid_t fProcess = -1;
+};
+
+}  // namespace vorn::bench

@@ -1,0 +1,171 @@
+"""The figures that need a network with a real responder: taken in the studio."""
+
+import json
+import statistics
+import subprocess
+import time
+
+from vornstudio.client import Studio
+
+from .report import Row
+
+TYPE = "_http._tcp"
+SETTLE = 3.0  # seconds for the last announcements to be over
+PATIENCE = 60
+BARS = {10: 1.1, 100: 1.1, 300: 1.1, 1000: 2.5}
+DESTRUCTION_BAR = 200
+
+
+def _studio(count):
+    units = {"count": count, "name": "Unit {n}", "announcer": "avahi"}
+    return Studio({"many": [units]})
+
+
+def _wait_until_announced(studio, count):
+    """Each unit is a service and a host, and the far responder says when it has claimed a name."""
+    def claimed():
+        return sum("successfully established" in line for line in studio.responder_lines("far"))
+
+    studio.wait_until(lambda: claimed() >= 2 * count, 120, "the announcements")
+    time.sleep(SETTLE)
+
+
+class Reader:
+    """A program in the studio, read line by line with the time of each line since its start."""
+
+    def __init__(self, studio, argv):
+        self._start = time.monotonic()
+        self._process = studio.popen(argv, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL)
+        self._rest = b""
+
+    def lines(self):
+        while True:
+            while b"\n" in self._rest:
+                line, self._rest = self._rest.split(b"\n", 1)
+                yield line.decode(errors="replace"), self._now()
+            piece = self._process.stdout.read(65536)
+            if not piece:
+                return
+            self._rest += piece
+
+    def end(self):
+        """Waits for the program's end and returns when that was."""
+        self._process.wait(PATIENCE)
+        self._process.stdout.close()
+        return self._now()
+
+    def stop(self):
+        self._process.terminate()
+        self.end()
+
+    def _now(self):
+        return time.monotonic() - self._start
+
+
+def _browse(studio):
+    reader = Reader(studio, ["avahi-browse", "-rtpk", TYPE])
+    seen = [when for line, when in reader.lines() if line.startswith("=;")]
+    return {"exit": reader.end(), "last": seen[-1] if seen else None, "found": len(seen)}
+
+
+def _engine(programs, studio, count, *destroy_after):
+    reader = Reader(studio, [programs.path("bench_discovery"), count, PATIENCE, *destroy_after])
+    results = [(json.loads(line), when) for line, when in reader.lines()]
+    reader.end()
+    (resolved, when), (destroyed, _) = results
+    return {
+        "seconds": when, "own": resolved["seconds"], "found": resolved["resolved"],
+        "destructor": destroyed["destructorSeconds"], "abandoned": destroyed["abandonedThreads"],
+    }
+
+
+def _pairs(programs, studio, count, cold, repetitions):
+    """Runs of both, in turns; a cold one has a responder that was started just before."""
+    ours, theirs = [], []
+    for repetition in range(repetitions):
+        runs = [
+            lambda: ours.append(_engine(programs, studio, count)),
+            lambda: theirs.append(_browse(studio)),
+        ]
+        for run in runs if repetition % 2 == 0 else reversed(runs):
+            if cold:
+                studio.do("responder", op="restart")
+            run()
+    return {"engine": ours, "browse": theirs}
+
+
+def _row(count, kind, pairs):
+    found = min(run["found"] for run in pairs["engine"])
+    if found < count:
+        raise RuntimeError(f"only {found} of {count} services were resolved within {PATIENCE} s")
+    whole = [run for run in pairs["browse"] if run["found"] >= count] or pairs["browse"]
+    least = min(run["found"] for run in pairs["browse"])
+    notes = [f"its last line after {statistics.median(run['last'] or 0 for run in whole):.2f} s"]
+    if least < count:
+        notes.append(f"it found {least} of {count} in one run")
+    return Row(
+        f"{count} services resolved, {kind} / avahi-browse -rt",
+        statistics.median(run["seconds"] for run in pairs["engine"]), "s",
+        statistics.median(run["exit"] for run in whole), bar=BARS[count] if count < 1000 or kind == "cold" else None,
+        compared="ratio", note="; ".join(notes),
+    )
+
+
+def discovery(programs):
+    rows, raw, destructors = [], {}, []
+    for count in programs.pick((10, 100, 300, 1000), (10, 100, 300)):
+        with _studio(count) as studio:
+            _wait_until_announced(studio, count)
+            for kind in ("cold", "warm"):
+                pairs = _pairs(programs, studio, count, kind == "cold", programs.pick(5, 2))
+                raw[f"{count} {kind}"] = pairs
+                rows.append(_row(count, kind, pairs))
+                destructors += [run["destructor"] for run in pairs["engine"]]
+            if count == 300:
+                studio.do("responder", op="restart")
+                midst = [_engine(programs, studio, count, 0.1 * (i + 1)) for i in range(programs.pick(10, 4))]
+                raw["destroyed in the midst of 300"] = midst
+    rows.append(Row("engine's destructor, idle, longest", max(destructors) * 1e3, "ms", bar=DESTRUCTION_BAR))
+    longest = max(run["destructor"] for run in midst) * 1e3
+    rows.append(Row("engine's destructor, in the midst of 300, longest", longest, "ms", bar=DESTRUCTION_BAR))
+    return rows, raw
+
+
+def _watch(programs, studio, count):
+    """The times of the first list, the first with a unit and the first with every unit's firmware."""
+    tool = programs.folder / "bin" / "vorn-device-list"
+    reader = Reader(studio, [tool, "--watch", "--json"])
+    times = {}
+    for line, when in reader.lines():
+        units = json.loads(line)["units"]
+        times.setdefault("list", when)
+        if units:
+            times.setdefault("unit", when)
+        if len([unit for unit in units if unit["firmwareVersion"]]) >= count:
+            times["complete"] = when
+            break
+        if when > PATIENCE:
+            raise RuntimeError(f"the list is not complete after {when:.0f} s: {line}")
+    reader.stop()
+    return times
+
+
+def first_list(programs):
+    count = 10
+    ours, theirs = [], []
+    with Studio({"many": [{"count": count, "name": "Unit {n}"}]}) as studio:
+        time.sleep(SETTLE)
+        for _ in range(programs.pick(10, 3)):
+            ours.append(_watch(programs, studio, count))
+            theirs.append(_browse(studio))
+    reference = statistics.median(run["exit"] for run in theirs)
+    last = statistics.median(run["last"] or 0 for run in theirs)
+    names = {"list": "first list", "unit": "first list with a unit", "complete": f"all {count} units with firmware"}
+    rows = [
+        Row(
+            f"start to {name} / avahi-browse -rt", statistics.median(run[key] for run in ours), "s", reference,
+            note=f"its last line after {last:.2f} s" if key == "complete" else "",
+        )
+        for key, name in names.items()
+    ]
+    return rows, {"vorn-device-list": ours, "browse": theirs}
