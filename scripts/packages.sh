@@ -19,6 +19,12 @@ packages_for() {
         appstream libglib2.0-bin man-db groff xfce4-notifyd sway waybar grim mako-notifier wtype qt6-wayland \
         libwayland-dev wayland-protocols libwayland-bin gcc procps
       ;;
+    package)
+      echo dpkg-dev debhelper fakeroot lintian binutils git
+      ;;
+    fresh)
+      echo debootstrap
+      ;;
     check)
       echo clang clang-format clang-tidy libclang-rt-14-dev ccache libbenchmark-dev
       ;;
