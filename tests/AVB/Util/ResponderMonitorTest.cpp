@@ -1,5 +1,3 @@
-#include "AVB/Util/ResponderMonitor.h"
-
 #include <dbus/dbus.h>
 #include <gtest/gtest.h>
 #include <signal.h>
@@ -15,6 +13,7 @@
 #include <stdexcept>
 #include <vector>
 
+#include "AVB/Util/ResponderMonitor.h"
 #include "foundation/FileDescriptor.h"
 
 extern char** environ;

@@ -125,6 +125,11 @@ void ScriptedDNSSD::ReplyNoAddress(const std::string& host) {
   });
 }
 
+void ScriptedDNSSD::ReplyWith(const std::string& operation, std::function<void(DNSServiceRef, void*)> reply) {
+  Post(operation,
+       [this, reply = std::move(reply)](DNSServiceRef ref) { reply(ref, fOperations.at(ref)->context); });
+}
+
 void ScriptedDNSSD::Hold() {
   const std::lock_guard lock(fMutex);
   fHeld = true;

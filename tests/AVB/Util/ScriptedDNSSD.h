@@ -50,6 +50,8 @@ class ScriptedDNSSD final : public DNSSD {
   void ReplyAddress(const std::string& host, const std::string& address = "192.168.1.20",
                     DNSServiceFlags flags = kDNSServiceFlagsAdd,
                     DNSServiceErrorType error = kDNSServiceErr_NoError);
+  /// Runs `reply` as the pending operation's reply, with its reference and context.
+  void ReplyWith(const std::string& operation, std::function<void(DNSServiceRef, void*)> reply);
   /// Calls back with a null address.
   void ReplyNoAddress(const std::string& host);
 

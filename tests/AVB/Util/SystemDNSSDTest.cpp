@@ -1,5 +1,3 @@
-#include "AVB/Util/SystemDNSSD.h"
-
 #include <avahi-common/malloc.h>
 #include <gtest/gtest.h>
 #include <netinet/in.h>
@@ -8,6 +6,8 @@
 #include <cstring>
 #include <string>
 #include <vector>
+
+#include "AVB/Util/SystemDNSSD.h"
 
 // A stand-in for the compatibility library, linked in its place: it keeps what
 // it was given, so that a test can call back as the library does, or as it does

@@ -1,8 +1,7 @@
-#include "AVB/Util/TxtRecord.h"
-
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "AVB/Util/TxtRecord.h"
 #include "tests/AVB/Util/ScriptedDNSSD.h"
 
 namespace vorn {

@@ -1,5 +1,3 @@
-#include "AVB/Util/ZeroConf.h"
-
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/resource.h>
@@ -10,6 +8,7 @@
 #include <thread>
 
 #include "AVB/Util/ServiceData.h"
+#include "AVB/Util/ZeroConf.h"
 #include "foundation/Log.h"
 #include "foundation/PollRunLoop.h"
 #include "tests/AVB/Util/ScriptedDNSSD.h"
