@@ -2,6 +2,7 @@
 
 #include <QDBusArgument>
 #include <QDBusConnectionInterface>
+#include <QDBusError>
 #include <QDBusMessage>
 #include <QDBusVariant>
 #include <QEventLoop>
@@ -136,7 +137,11 @@ bool ApplicationService::handleMessage(const QDBusMessage& message, const QDBusC
   if (message.type() != QDBusMessage::MethodCallMessage) return false;
   if (!message.interface().isEmpty() && message.interface() != QLatin1String(kInterface)) return false;
   auto request = RequestOf(message);
-  if (!request) return false;
+  if (!request) {
+    connection.send(message.createErrorReply(QDBusError::InvalidArgs,
+                                             QStringLiteral("There is no such method or action")));
+    return true;
+  }
   if (message.isReplyRequired()) connection.send(message.createReply());
   enqueue(std::move(*request));
   return true;

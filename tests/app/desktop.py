@@ -1,0 +1,153 @@
+"""A bare desktop for one test: a private session bus, a virtual screen, a home, and a stand-in for the browser."""
+
+import contextlib
+import os
+import pathlib
+import shutil
+import signal
+import subprocess
+import time
+
+import dbus
+import dbus.bus
+
+BIN = pathlib.Path(os.environ["VORN_BIN"])
+PROGRAM = BIN / "vorn-device-finder"
+LAUNCHER = BIN / "vorn-device-finder-launcher"
+NAME = os.environ["VORN_APP_ID"]
+PATH = "/" + NAME.replace(".", "/")
+INTERFACE = "org.freedesktop.Application"
+DEADLINE = 20.0
+
+BUS_CONFIG = """<!DOCTYPE busconfig PUBLIC "-//freedesktop//DTD D-Bus Bus Configuration 1.0//EN"
+ "http://www.freedesktop.org/standards/dbus/1.0/busconfig.dtd">
+<busconfig>
+  <type>session</type>
+  <listen>unix:dir={folder}</listen>
+  <servicedir>{services}</servicedir>
+  <policy context="default">
+    <allow send_destination="*" eavesdrop="true"/>
+    <allow eavesdrop="true"/>
+    <allow own="*"/>
+  </policy>
+</busconfig>
+"""
+
+
+def eventually(condition, deadline=DEADLINE):
+    """Waits until the condition holds; whether it did."""
+    end = time.monotonic() + deadline
+    while not condition():
+        if time.monotonic() > end:
+            return False
+        time.sleep(0.02)
+    return True
+
+
+class Desktop:
+    def __init__(self, folder, with_display=True):
+        self.folder = folder
+        self.home = folder / "home"
+        self.opened = folder / "opened"
+        self.started = []
+        self.errors = folder / "errors"
+        for name in ("home", "run", "bin", "services"):
+            (folder / name).mkdir(mode=0o700)
+        self._write_browser()
+        self.environment = {
+            "HOME": str(self.home),
+            "XDG_RUNTIME_DIR": str(folder / "run"),
+            "PATH": f"{folder / 'bin'}:/usr/bin:/bin",
+            "LANG": "C.UTF-8",
+            "DBUS_SYSTEM_BUS_ADDRESS": f"unix:path={folder / 'no-system-bus'}",
+        }
+        if with_display:
+            self._start_screen()
+        self._start_bus()
+
+    def _write_browser(self):
+        browser = self.folder / "bin" / "xdg-open"
+        browser.write_text(f'#!/bin/sh\nprintf "%s\\n" "$1" >> {self.opened}\n')
+        browser.chmod(0o755)
+
+    def _start_screen(self):
+        read, write = os.pipe()
+        command = ["Xvfb", "-displayfd", str(write), "-screen", "0", "800x600x24", "-nolisten", "tcp"]
+        screen = subprocess.Popen(command, pass_fds=[write], stderr=subprocess.DEVNULL)
+        self.started.append(screen)
+        os.close(write)
+        with os.fdopen(read) as pipe:
+            self.environment["DISPLAY"] = ":" + pipe.readline().strip()
+
+    def _start_bus(self):
+        services = self.folder / "services"
+        (services / f"{NAME}.service").write_text(f"[D-BUS Service]\nName={NAME}\nExec={PROGRAM}\n")
+        config = self.folder / "bus.conf"
+        config.write_text(BUS_CONFIG.format(folder=self.folder / "run", services=services))
+        command = ["dbus-daemon", f"--config-file={config}", "--nofork", "--print-address"]
+        with open(self.errors, "a", encoding="utf-8") as errors:
+            bus = subprocess.Popen(command, env=self.environment, stdout=subprocess.PIPE, stderr=errors, text=True)
+        self.started.append(bus)
+        address = bus.stdout.readline().strip()
+        self.environment["DBUS_SESSION_BUS_ADDRESS"] = address
+        self.bus = dbus.bus.BusConnection(address)
+
+    def start(self, program=PROGRAM, arguments=(), **changes):
+        """Starts a program; a variable set to None is left out."""
+        environment = {k: v for k, v in {**self.environment, **changes}.items() if v is not None}
+        with open(self.errors, "a", encoding="utf-8") as errors:
+            process = subprocess.Popen([str(program), *arguments], env=environment, stderr=errors)
+        self.started.append(process)
+        return process
+
+    def start_and_wait_until_it_runs(self, program=PROGRAM, **changes):
+        process = self.start(program, **changes)
+        assert eventually(self.is_running), self.console()
+        assert eventually(self.has_started), self.console()
+        return process
+
+    def has_started(self):
+        """The first run has left its mark, so the start-up is over."""
+        return self.settings().exists()
+
+    def settings(self):
+        return self.home / ".config" / "vorn-device-finder" / "settings.conf"
+
+    def login_item(self):
+        return self.home / ".config" / "autostart" / f"{NAME}.Launcher.desktop"
+
+    def is_running(self):
+        return self.bus.name_has_owner(NAME)
+
+    def call(self, method, *arguments, signature=None):
+        return self.bus.call_blocking(NAME, PATH, INTERFACE, method, signature, arguments)
+
+    def activate(self):
+        self.call("Activate", {}, signature="a{sv}")
+
+    def activate_action(self, action, *parameters):
+        self.call("ActivateAction", action, list(parameters), {}, signature="sava{sv}")
+
+    def pages(self):
+        return self.opened.read_text().splitlines() if self.opened.exists() else []
+
+    def console(self):
+        return self.errors.read_text()
+
+    def panel_is_visible(self):
+        search = ["xdotool", "search", "--onlyvisible", "--name", "^(Vorn )?Device"]
+        found = subprocess.run(search, env=self.environment, capture_output=True, text=True, check=False)
+        return bool(found.stdout.split())
+
+    def close(self):
+        self.bus.close()
+        for process in reversed(self.started):
+            with contextlib.suppress(ProcessLookupError):
+                process.send_signal(signal.SIGCONT)
+                process.terminate()
+            try:
+                process.wait(5)
+            except subprocess.TimeoutExpired:
+                process.kill()
+                process.wait()
+        shutil.rmtree(self.folder, ignore_errors=True)

@@ -1,0 +1,267 @@
+"""The real program on a session bus of its own: one instance, starts by the bus, starts at login, its end."""
+
+import os
+import pathlib
+import re
+import signal
+import subprocess
+import tempfile
+import time
+
+import dbus
+import pytest
+
+from desktop import LAUNCHER, NAME, PROGRAM, Desktop, eventually
+
+PAGE = "http://192.0.2.1:8080/#device"
+
+
+def made(with_display):
+    desktop = Desktop(pathlib.Path(tempfile.mkdtemp(prefix="vorn-app-")), with_display)
+    yield desktop
+    desktop.close()
+
+
+@pytest.fixture
+def desktop():
+    yield from made(with_display=True)
+
+
+@pytest.fixture
+def bare():
+    """A bus without a display."""
+    yield from made(with_display=False)
+
+
+# --- one instance -----------------------------------------------------------
+
+
+def test_a_second_start_shows_the_panel_of_the_first_and_leaves(desktop):
+    first = desktop.start_and_wait_until_it_runs()
+    assert not desktop.panel_is_visible()
+    assert desktop.start().wait(10) == 0
+    assert eventually(desktop.panel_is_visible), desktop.console()
+    assert first.poll() is None
+
+
+def test_a_second_start_without_a_display_does_so_too(desktop):
+    desktop.start_and_wait_until_it_runs()
+    assert desktop.start(DISPLAY=None).wait(10) == 0
+    assert eventually(desktop.panel_is_visible), desktop.console()
+
+
+def test_a_second_start_beside_a_hung_program_leaves_within_seconds(desktop):
+    first = desktop.start_and_wait_until_it_runs()
+    first.send_signal(signal.SIGSTOP)
+    assert desktop.start().wait(10) == 0
+    assert "does not answer" in desktop.console()
+
+
+def test_many_starts_at_once_leave_one_program(desktop):
+    programs = [desktop.start() for _ in range(6)]
+    assert eventually(lambda: sum(p.poll() is None for p in programs) == 1), desktop.console()
+    assert desktop.is_running()
+    assert sorted(p.poll() for p in programs if p.poll() is not None) == [0] * 5
+
+
+def test_the_launcher_never_shows_the_panel(desktop):
+    first = desktop.start_and_wait_until_it_runs(LAUNCHER)
+    assert desktop.start(LAUNCHER).wait(10) == 0
+    assert desktop.start(LAUNCHER).wait(10) == 0
+    assert desktop.start(PROGRAM, DISPLAY=None, VORN_DEVICE_FINDER_AT_LOGIN="1").wait(10) == 0
+    time.sleep(0.5)  # a panel that were to come would be there
+    assert not desktop.panel_is_visible()
+    assert first.poll() is None
+
+
+def test_a_start_right_after_the_end_runs(desktop):
+    first = desktop.start_and_wait_until_it_runs()
+    first.terminate()
+    assert first.wait(5) == 0
+    second = desktop.start()
+    assert eventually(desktop.is_running)
+    assert second.poll() is None
+
+
+def test_it_runs_without_a_session_bus(desktop):
+    program = desktop.start(DBUS_SESSION_BUS_ADDRESS="unix:path=/nonexistent/bus")
+    assert eventually(desktop.has_started), desktop.console()
+    assert program.poll() is None
+    program.terminate()
+    assert program.wait(5) == 0
+
+
+# --- requests to the running program ----------------------------------------
+
+
+def test_open_page_on_a_running_program_only_opens_the_page(desktop):
+    desktop.start_and_wait_until_it_runs()
+    desktop.activate_action("open-page", PAGE)
+    assert eventually(lambda: desktop.pages() == [PAGE]), desktop.console()
+    assert not desktop.panel_is_visible()
+
+
+def test_activate_and_show_devices_show_the_panel(desktop):
+    desktop.start_and_wait_until_it_runs()
+    desktop.activate_action("show-devices")
+    assert eventually(desktop.panel_is_visible), desktop.console()
+    desktop.activate()
+    assert desktop.panel_is_visible()
+
+
+@pytest.mark.parametrize(
+    "address",
+    ["", "file:///etc/passwd", "javascript:alert(1)", "--help", "http://", "http://a b/", "http://x/" + "y" * 100_000],
+)
+def test_only_web_addresses_are_opened(desktop, address):
+    desktop.start_and_wait_until_it_runs()
+    desktop.activate_action("open-page", address)
+    desktop.activate_action("open-page", PAGE)
+    assert eventually(lambda: desktop.pages() == [PAGE])
+
+
+def test_messages_that_do_not_fit_are_refused_and_harm_nothing(desktop):
+    desktop.start_and_wait_until_it_runs()
+    wrong = [
+        ("Activate", "s", ["text"]),
+        ("Activate", None, []),
+        ("Open", "s", ["x"]),
+        ("ActivateAction", "sava{sv}", ["no-such-action", [], {}]),
+        ("ActivateAction", "s", ["open-page"]),
+        ("NoSuchMethod", None, []),
+    ]
+    for method, signature, arguments in wrong:
+        with pytest.raises(dbus.DBusException):
+            desktop.call(method, *arguments, signature=signature)
+    desktop.activate_action("open-page", 7)
+    desktop.activate_action("open-page", PAGE, PAGE)
+    desktop.activate_action("open-page", dbus.Array([PAGE], signature="s"))
+    desktop.call("Activate", {"activation-token": 7, "desktop-startup-id": "x" * 1000}, signature="a{sv}")
+    assert eventually(desktop.panel_is_visible)
+    assert desktop.pages() == []
+
+
+# --- starts by the bus ------------------------------------------------------
+
+
+def wait_until_it_has_left(desktop):
+    assert eventually(lambda: not desktop.is_running()), desktop.console()
+
+
+def test_the_bus_starts_it_for_one_page_without_a_display(bare):
+    bare.activate_action("open-page", PAGE)
+    assert eventually(lambda: bare.pages() == [PAGE]), bare.console()
+    wait_until_it_has_left(bare)
+    assert not bare.settings().exists(), "nothing else was begun"
+    assert not bare.login_item().exists()
+
+
+def test_the_bus_starts_it_for_one_page_with_a_display(desktop):
+    desktop.activate_action("open-page", PAGE)
+    assert eventually(lambda: desktop.pages() == [PAGE]), desktop.console()
+    wait_until_it_has_left(desktop)
+    assert not desktop.settings().exists()
+
+
+def test_the_bus_starts_it_as_a_program_with_the_panel_hidden(desktop):
+    desktop.activate()
+    assert eventually(desktop.has_started), desktop.console()
+    assert desktop.is_running()
+    assert not desktop.panel_is_visible()
+    desktop.activate()
+    assert eventually(desktop.panel_is_visible), desktop.console()
+    end_by_bus(desktop)
+
+
+def test_the_bus_starts_it_with_the_panel_when_that_is_asked_for(desktop):
+    desktop.activate_action("show-devices")
+    assert eventually(desktop.panel_is_visible), desktop.console()
+    end_by_bus(desktop)
+
+
+def test_a_start_by_the_bus_that_nobody_needs_ends_without_a_display(bare):
+    with pytest.raises(dbus.DBusException):
+        bare.call("NoSuchMethod")
+    wait_until_it_has_left(bare)
+    assert "no display" in bare.console()
+
+
+def test_the_marks_of_a_start_by_the_bus_are_not_inherited_twice(desktop):
+    """A terminal that the bus started hands its own marks on to everybody."""
+    program = desktop.start_and_wait_until_it_runs(DBUS_STARTER_BUS_TYPE="session", DBUS_STARTER_ADDRESS="x")
+    assert program.poll() is None
+
+
+def end_by_bus(desktop):
+    """The bus started it, so it is nobody's child here."""
+    pid = desktop.bus.get_unix_process_id(NAME) if hasattr(desktop.bus, "get_unix_process_id") else None
+    if pid is None:
+        pid = desktop.bus.call_blocking(
+            "org.freedesktop.DBus", "/", "org.freedesktop.DBus", "GetConnectionUnixProcessID", "s", (NAME,)
+        )
+    os.kill(int(pid), signal.SIGTERM)
+    wait_until_it_has_left(desktop)
+
+
+# --- start and end ----------------------------------------------------------
+
+
+def test_without_a_display_it_says_so(bare):
+    program = bare.start()
+    assert program.wait(10) == 1
+    assert "no display" in bare.console()
+
+
+@pytest.mark.parametrize("number", [signal.SIGTERM, signal.SIGINT, signal.SIGHUP])
+def test_a_signal_ends_it_within_a_second(desktop, number):
+    program = desktop.start_and_wait_until_it_runs()
+    begun = time.monotonic()
+    program.send_signal(number)
+    assert program.wait(5) == 0
+    assert time.monotonic() - begun < 1.5  # the rule, and a busy machine's share
+
+
+def test_a_signal_ends_it_with_the_panel_open(desktop):
+    program = desktop.start_and_wait_until_it_runs()
+    desktop.activate()
+    assert eventually(desktop.panel_is_visible)
+    program.terminate()
+    assert program.wait(5) == 0
+
+
+def test_the_first_run_enables_the_login_item_and_no_later_one_does(desktop):
+    program = desktop.start_and_wait_until_it_runs()
+    assert f'Exec="{LAUNCHER}"' in desktop.login_item().read_text()
+    program.terminate()
+    assert program.wait(5) == 0
+    desktop.login_item().unlink()
+    again = desktop.start_and_wait_until_it_runs()
+    again.terminate()
+    assert again.wait(5) == 0
+    assert not desktop.login_item().exists()
+
+
+def test_a_login_item_that_cannot_be_written_is_told_to_the_console(desktop):
+    (desktop.home / ".config").mkdir()
+    (desktop.home / ".config" / "autostart").write_text("in the way")
+    desktop.start_and_wait_until_it_runs()
+    assert "Launch On Login failed" in desktop.console()
+
+
+def test_an_update_server_that_is_none_is_refused_on_the_console(desktop):
+    desktop.settings().parent.mkdir(parents=True)
+    desktop.settings().write_text("[General]\nupdateServerRoot=ftp://updates.example/api/\n")
+    desktop.start()
+    assert eventually(lambda: "updateServerRoot is refused" in desktop.console()), desktop.console()
+
+
+@pytest.mark.parametrize("program", [PROGRAM, LAUNCHER])
+def test_help_and_version(program):
+    shown = subprocess.run([program, "--version"], capture_output=True, text=True, check=True).stdout
+    assert re.fullmatch(rf"{program.name} \d+\.\d+\.\d+\+\d+\n", shown)
+    assert "Usage" in subprocess.run([program, "--help"], capture_output=True, text=True, check=True).stdout
+
+
+def test_arguments_that_mean_nothing_are_refused(desktop):
+    assert desktop.start(PROGRAM, ["--nonsense"]).wait(10) == 2
+    assert desktop.start(LAUNCHER, ["--nonsense"]).wait(10) == 2
