@@ -1,0 +1,62 @@
+#!/bin/sh
+# Runs a command, as root, beside a real NetworkManager of its own: in network,
+# mount and process namespaces, with a private message bus and a pair
+# vorn0/vorn1, of which vorn0 has the active profile "Studio: main".
+set -eu
+
+if [ "$1" != --inside ]; then
+  exec unshare --net --mount --pid --fork --kill-child --mount-proc "$0" --inside "$@"
+fi
+shift
+
+# NetworkManager takes a read-only /sys for a container's, without udev.
+mount -t sysfs -o ro sysfs /sys
+mount -t tmpfs tmpfs /run
+mkdir -p /var/lib/NetworkManager /run/NetworkManager/system-connections
+mount -t tmpfs tmpfs /var/lib/NetworkManager
+
+cat >/run/NetworkManager/system-connections/studio.nmconnection <<'PROFILE'
+[connection]
+id=Studio: main
+uuid=6f3c0f7e-1111-4222-8333-444455556666
+type=ethernet
+interface-name=vorn0
+[ipv4]
+method=manual
+address1=10.9.9.1/24
+[ipv6]
+method=disabled
+PROFILE
+chmod 600 /run/NetworkManager/system-connections/studio.nmconnection
+cat >/run/network-manager.conf <<'CONFIGURATION'
+[main]
+plugins=keyfile
+auth-polkit=false
+dns=none
+no-auto-default=*
+CONFIGURATION
+cat >/run/bus.conf <<'CONFIGURATION'
+<busconfig>
+  <listen>unix:path=/run/bus</listen>
+  <policy context="default">
+    <allow send_destination="*" eavesdrop="true"/>
+    <allow eavesdrop="true"/>
+    <allow own="*"/>
+  </policy>
+</busconfig>
+CONFIGURATION
+mkdir /run/empty
+
+ip link set lo up
+ip link add vorn0 type veth peer name vorn1
+ip link set vorn1 up
+dbus-daemon --config-file=/run/bus.conf --nofork &
+export DBUS_SYSTEM_BUS_ADDRESS=unix:path=/run/bus
+until dbus-send --system --dest=org.freedesktop.DBus / org.freedesktop.DBus.Peer.Ping 2>/dev/null; do
+  sleep 0.1
+done
+NetworkManager --no-daemon --config=/run/network-manager.conf --config-dir=/run/empty --log-level=ERR &
+until nmcli -t connection up "Studio: main" >/dev/null 2>&1; do
+  sleep 0.2
+done
+"$@"
