@@ -1,0 +1,126 @@
+"""The terminal program as people and scripts use it: its forms, its exit codes, its end."""
+
+import json
+import os
+import pty
+import signal
+import subprocess
+import time
+
+import pytest
+from program import BINARY, PATIENCE, ListProgram
+
+UNITS = {
+    "releases": {"Vorn 8D": "2.1.0+87"},
+    "unit": [
+        {"name": "Desk", "model": "Vorn 8D", "firmware": "2.0.9+80"},
+        {"name": "Booth", "model": "Vorn 8D", "firmware": "2.1.0+87"},
+        {"name": "Switch", "kind": "plexaswitch", "firmware": "3.0.4+12"},
+        {"name": "Old", "api": "1.0"},
+    ],
+}
+
+
+def run_until_complete(studio, *options, lines):
+    """Runs the program until a run finds everything; a loaded machine may need more than one."""
+    deadline = time.monotonic() + PATIENCE
+    while True:
+        result = studio.run([BINARY, *options])
+        if len(result.stdout.splitlines()) == lines or time.monotonic() > deadline:
+            return result
+
+
+def test_the_table_holds_what_is_known_and_marks_updates(make_studio):
+    studio = make_studio(UNITS)
+    result = run_until_complete(studio, "--wait", "2", lines=5)
+    assert (result.returncode, result.stderr) == (0, "")
+    header, booth, desk, old, switch = (line.split() for line in result.stdout.splitlines())
+    assert header == ["NAME", "KIND", "MODEL", "FIRMWARE", "NEWEST", "URL", "UPDATE"]
+    assert booth[:6] == ["Booth", "device", "Vorn", "8D", "2.1.0+87", "2.1.0+87"]
+    assert desk[:6] == ["Desk", "device", "Vorn", "8D", "2.0.9+80", "2.1.0+87"]
+    assert len(desk) == len(booth) + 1, "the mark"
+    assert old == ["Old", "device", "-", "-", "-", "http://old.local/"]
+    assert switch == ["Switch", "switch", "avbswitch", "3.0.4+12", "-", "http://switch.local/"]
+    lines = result.stdout.splitlines()
+    column = lines[0].index("URL")
+    assert all(line[column:].startswith("http://") for line in lines[1:]), "the columns are aligned"
+    assert "\x1b" not in result.stdout
+
+
+def test_one_json_object_is_printed_without_watching(make_studio):
+    studio = make_studio(UNITS)
+    deadline = time.monotonic() + PATIENCE
+    units = []
+    while len(units) < 4 and time.monotonic() < deadline:
+        result = studio.run([BINARY, "--json", "--wait", "2"])
+        line, = result.stdout.splitlines()
+        units = json.loads(line)["units"]
+    assert [unit["name"] for unit in units] == ["Booth", "Desk", "Old", "Switch"]
+    assert [unit["updateAvailable"] for unit in units] == [False, True, False, False]
+    assert set(units[0]) == {
+        "name", "type", "url", "uid", "modelID", "firmwareVersion", "latestVersion", "updateAvailable",
+    }
+    result = studio.run([BINARY, "--json", "--wait=2", "--no-switches"])
+    assert "plexaswitch" not in result.stdout
+
+
+def test_an_empty_network_is_told_and_leaves_with_1(studio):
+    started = time.monotonic()
+    result = studio.run([BINARY, "--wait", "1"])
+    assert (result.returncode, result.stdout) == (1, "No Local Devices Found.\n")
+    assert time.monotonic() - started >= 1.0
+
+
+@pytest.mark.parametrize("arguments", [["--nonsense"], ["--wait"], ["--wait", "soon"], ["stray"]])
+def test_bad_usage_leaves_with_2(studio, arguments):
+    result = studio.run([BINARY, *arguments])
+    assert (result.returncode, result.stdout) == (2, "")
+    assert result.stderr
+
+
+@pytest.mark.parametrize("number", [signal.SIGINT, signal.SIGTERM])
+def test_a_signal_ends_the_watch(make_studio, number):
+    studio = make_studio(UNITS)
+    with ListProgram(studio) as program:
+        program.wait_for(lambda: len(program.latest()) == 4, "four units")
+        seconds, code = program.end(number)
+        assert code == 0 and seconds < 1.0, seconds
+        assert program.errors == []
+
+
+def test_a_closed_pipe_ends_it_quietly(make_studio):
+    studio = make_studio(UNITS)
+    reading, writing = os.pipe()
+    process = studio.popen([BINARY, "--watch", "--json"], stdout=writing, stderr=subprocess.PIPE)
+    os.close(writing)
+    os.read(reading, 1)
+    os.close(reading)
+    assert process.wait(PATIENCE) == 0
+    assert process.stderr.read() == b""
+    process.stderr.close()
+
+
+@pytest.mark.parametrize("plain", [False, True])
+def test_a_terminal_is_redrawn_in_place_and_coloured_on_request_only(make_studio, plain):
+    studio = make_studio(UNITS)
+    ours, theirs = pty.openpty()
+    env = {"TERM": "xterm", "NO_COLOR": "1" if plain else ""}
+    process = studio.popen([BINARY, "--watch"], stdout=theirs, env=env)
+    os.close(theirs)
+    shown = b""
+    deadline = time.monotonic() + PATIENCE
+    while not (b"Desk" in shown and b"Switch" in shown) and time.monotonic() < deadline:
+        shown += os.read(ours, 65536)
+    process.terminate()
+    assert process.wait(PATIENCE) == 0
+    os.close(ours)
+    assert b"Desk" in shown and b"\x1b[" in shown
+    coloured = any(b"\x1b[%dm" % code in shown for code in (1, 2, *range(30, 38), *range(90, 98)))
+    assert coloured is not plain
+
+
+def test_nothing_is_written_into_the_users_folders(make_studio):
+    studio = make_studio(UNITS)
+    run_until_complete(studio, "--wait", "2", lines=5)
+    found = studio.run(["sh", "-c", 'cd "$HOME" && find . -type f']).stdout.split()
+    assert found == ["./.config/vorn-device-finder/settings.conf"]
