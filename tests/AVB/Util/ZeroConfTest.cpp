@@ -333,6 +333,7 @@ TEST_F(ZeroConfEngineTest, ServesOneResultACycleInTheOrderOfItsList) {
   handled.erase(handled.begin(), handled.begin() + 4);
   EXPECT_THAT(handled, ElementsAre("resolve a", "resolve a", "resolve b", "resolve b", "resolve c",
                                    "resolve c", "browse", "browse"));
+  fEngine.reset();  // before the latches that its thread may still be inside of
 }
 
 TEST_F(ZeroConfEngineTest, TheLibraryIsUsedByTheServiceThreadAlone) {
@@ -498,6 +499,7 @@ TEST_F(ZeroConfEngineTest, NoClientWaitsForACallThatBlocks) {
   EXPECT_THAT(Names(), ElementsAre("a"));  // returns, although the library blocks
   EXPECT_TRUE(fEngine->TestAndClearModified());
   proceed.count_down();
+  fEngine.reset();  // before the latches that its thread may still be inside of
 }
 
 TEST_F(ZeroConfEngineTest, NoClientWaitsForAnAddressLookupThatBlocks) {
@@ -517,6 +519,7 @@ TEST_F(ZeroConfEngineTest, NoClientWaitsForAnAddressLookupThatBlocks) {
   entered.wait();
   EXPECT_THAT(Names(), ElementsAre("a"));
   proceed.count_down();
+  fEngine.reset();  // before the latches that its thread may still be inside of
 }
 
 TEST_F(ZeroConfEngineTest, AThreadStuckInTheLibraryIsLeftBehindAndReleasesEverythingLater) {
