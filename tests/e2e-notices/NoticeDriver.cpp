@@ -1,0 +1,82 @@
+// The notices without the application: runs Notification::Logic with the real
+// store, notification server and browser, on lists read from standard input.
+//
+//   unit<TAB>name<TAB>type<TAB>url<TAB>uid<TAB>firmware<TAB>latest   adds to the next list
+//   publish                                                          hands the list over
+//
+// Prints "published" after each publish; ends with its input.
+
+#include <QtCore/QCoreApplication>
+#include <QtCore/QSocketNotifier>
+#include <unistd.h>
+
+#include <cstdio>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "foundation/Strings.h"
+#include "notification/Logic.h"
+#include "platform/linux/FreedesktopNotificationCenter.h"
+#include "platform/linux/IniUserDefaults.h"
+#include "platform/linux/XdgUrlOpener.h"
+
+namespace {
+
+class Driver {
+ public:
+  void Take(const std::string& line) {
+    std::vector<std::string> fields;
+    std::istringstream stream(line);
+    for (std::string field; std::getline(stream, field, '\t');) fields.push_back(field);
+    if (fields.size() == 7 && fields[0] == "unit") fList.push_back(MakeUnit(fields));
+    if (line != "publish") return;
+    fLogic.MaybeNotify(fList);
+    fList.clear();
+    std::puts("published");
+    std::fflush(stdout);
+  }
+
+ private:
+  static DeviceList::ExtendedDeviceInfo MakeUnit(const std::vector<std::string>& fields) {
+    using vorn::FirmwareVersion;
+    DeviceList::ExtendedDeviceInfo unit;
+    unit.name = fields[1];
+    unit.type = fields[2];
+    unit.url = fields[3];
+    unit.uid = fields[4];
+    unit.firmwareVersion = vorn::SlowConvertFromStringAllowRemainder<FirmwareVersion>(fields[5]);
+    unit.latestVersion = vorn::SlowConvertFromStringAllowRemainder<FirmwareVersion>(fields[6]);
+    return unit;
+  }
+
+  vorn::IniUserDefaults fDefaults{vorn::UserSettingsPath()};
+  vorn::FreedesktopNotificationCenter fCenter{
+      {"Vorn Device Finder", "example.vorn.DeviceFinder", "example.vorn.DeviceFinder"}};
+  vorn::XdgUrlOpener fOpener;
+  Notification::Logic fLogic{fDefaults, fCenter, fOpener};
+  std::vector<DeviceList::ExtendedDeviceInfo> fList;
+};
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  const QCoreApplication application(argc, argv);
+  Driver driver;
+  std::string input;
+  QSocketNotifier notifier(STDIN_FILENO, QSocketNotifier::Read);
+  QObject::connect(&notifier, &QSocketNotifier::activated, &application, [&] {
+    char buffer[4096];
+    const auto count = ::read(STDIN_FILENO, buffer, sizeof buffer);
+    if (count <= 0) {
+      QCoreApplication::quit();
+      return;
+    }
+    input.append(buffer, static_cast<std::size_t>(count));
+    for (auto end = input.find('\n'); end != std::string::npos; end = input.find('\n')) {
+      driver.Take(input.substr(0, end));
+      input.erase(0, end + 1);
+    }
+  });
+  return QCoreApplication::exec();
+}

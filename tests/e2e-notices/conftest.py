@@ -1,0 +1,190 @@
+"""A desktop of a test's own: display, bus, notification server, browser stand-in."""
+
+import json
+import os
+import pathlib
+import signal
+import subprocess
+import time
+
+import pytest
+
+HERE = pathlib.Path(__file__).parent
+DEADLINE = 30
+
+
+def within(seconds, condition):
+    """Waits for a true value of the condition and returns it; the last value once the time is over."""
+    end = time.monotonic() + seconds
+    value = condition()
+    while not value and time.monotonic() < end:
+        time.sleep(0.02)
+        value = condition()
+    return value
+
+
+def eventually(condition, what):
+    value = within(DEADLINE, condition)
+    assert value, f"did not come: {what}"
+    return value
+
+
+class Desktop:
+    def __init__(self, folder):
+        self.folder = folder
+        self.processes = []
+        self.driver = None
+        self.environment = {
+            name: value for name, value in os.environ.items() if not name.startswith(("XDG_", "DBUS_", "WAYLAND"))
+        }
+        for name, sub in (("HOME", "home"), ("XDG_CONFIG_HOME", "config"), ("XDG_RUNTIME_DIR", "run")):
+            (folder / sub).mkdir(mode=0o700)
+            self.environment[name] = str(folder / sub)
+        self._make_browser()
+        self._start_display()
+        self._start_bus()
+
+    # --- what a desktop consists of -------------------------------------------------------
+
+    def _make_browser(self):
+        programs = self.folder / "bin"
+        programs.mkdir()
+        opener = programs / "xdg-open"
+        opener.write_text(f'#!/bin/sh\nprintf "%s\\n" "$1" >> "{self.folder}/opened"\n')
+        opener.chmod(0o755)
+        self.environment["PATH"] = f"{programs}:{os.environ['PATH']}"
+
+    def _start_display(self):
+        read, write = os.pipe()
+        self.start(
+            ["Xvfb", "-displayfd", str(write), "-screen", "0", "640x400x24", "-nolisten", "tcp"], pass_fds=[write]
+        )
+        os.close(write)
+        with os.fdopen(read) as output:
+            self.environment["DISPLAY"] = ":" + output.readline().strip()
+
+    def _start_bus(self):
+        services = self.folder / "services"
+        services.mkdir()
+        settings = pathlib.Path("/usr/share/dbus-1/services/org.xfce.Xfconf.service")
+        if settings.exists():  # what xfce4-notifyd keeps its settings in; no notification server of its own accord
+            (services / settings.name).write_text(settings.read_text())
+        config = self.folder / "bus.conf"
+        config.write_text(
+            f"<busconfig><type>session</type><listen>unix:path={self.folder}/bus</listen>"
+            f"<servicedir>{services}</servicedir><policy context='default'>"
+            "<allow send_destination='*' eavesdrop='true'/><allow eavesdrop='true'/><allow own='*'/>"
+            "</policy></busconfig>"
+        )
+        self.environment["DBUS_SESSION_BUS_ADDRESS"] = f"unix:path={self.folder}/bus"
+        self.start(["dbus-daemon", "--nofork", f"--config-file={config}"])
+        eventually(lambda: (self.folder / "bus").exists(), "the bus")
+
+    def start(self, command, **options):
+        options.setdefault("stdin", subprocess.DEVNULL)
+        log = open(self.folder / (pathlib.Path(command[0]).name + ".log"), "a")
+        process = subprocess.Popen(command, env=self.environment, stderr=log, **{"stdout": log, **options})
+        log.close()
+        self.processes.append(process)
+        return process
+
+    def has_server(self):
+        answer = self.run(
+            ["dbus-send", "--session", "--print-reply", "--dest=org.freedesktop.DBus", "/",
+             "org.freedesktop.DBus.NameHasOwner", "string:org.freedesktop.Notifications"]
+        )
+        return "true" in answer
+
+    def start_server(self, command):
+        server = self.start(command)
+        eventually(self.has_server, command[0])
+        return server
+
+    def start_dunst(self):
+        return self.start_server(["dunst", "-config", str(HERE / "dunstrc")])
+
+    def kill(self, process, how=signal.SIGKILL):
+        process.send_signal(how)
+        process.wait()
+        eventually(lambda: not self.has_server(), "the end of the server")
+
+    # --- our side ------------------------------------------------------------------------
+
+    def start_driver(self):
+        self.driver = self.start(
+            [os.environ["VORN_NOTICE_DRIVER"]], stdin=subprocess.PIPE, stdout=subprocess.PIPE, text=True
+        )
+
+    def stop_driver(self):
+        self.driver.stdin.close()
+        assert self.driver.wait(DEADLINE) == 0
+
+    def publish(self, *units):
+        for unit in units:
+            self.driver.stdin.write("\t".join(("unit", *unit)) + "\n")
+        self.driver.stdin.write("publish\n")
+        self.driver.stdin.flush()
+        assert self.driver.stdout.readline() == "published\n"
+
+    # --- what the user sees and does -----------------------------------------------------
+
+    def run(self, command):
+        return subprocess.run(
+            command, env=self.environment, check=True, capture_output=True, text=True, timeout=DEADLINE
+        ).stdout
+
+    def displayed(self):
+        return int(self.run(["dunstctl", "count", "displayed"]))
+
+    def close_all(self):
+        """Closes what dunst displays and returns every notice so far as (summary, body)."""
+        self.run(["dunstctl", "close-all"])
+        history = json.loads(self.run(["dunstctl", "history"]))["data"][0]
+        notices = sorted(history, key=lambda notice: notice["id"]["data"])
+        return [(notice["summary"]["data"], notice["body"]["data"]) for notice in notices]
+
+    def _window(self, window_class):
+        found = subprocess.run(
+            ["xdotool", "search", "--onlyvisible", "--class", window_class],
+            env=self.environment, capture_output=True, text=True, check=False,
+        )
+        return found.stdout.split()
+
+    def click_notice(self):
+        """Clicks the uppermost notice that dunst displays."""
+        window = eventually(lambda: self._window("Dunst"), "the notice's window")[0]
+        self.run(["xdotool", "mousemove", "--window", window, "60", "20", "click", "1"])
+
+    def press_open_button(self):
+        """Presses the button that xfce4-notifyd draws for the default action, at the notice's lower right."""
+        windows = self._window("Xfce4-notifyd")
+        if not windows:
+            return
+        window = windows[0]
+        geometry = self.run(["xdotool", "getwindowgeometry", "--shell", window])
+        size = dict(line.split("=") for line in geometry.split())
+        x, y = int(size["WIDTH"]) - 57, int(size["HEIGHT"]) - 31
+        self.run(["xdotool", "mousemove", "--window", window, str(x), str(y), "click", "1"])
+
+    def opened(self):
+        path = self.folder / "opened"
+        return path.read_text().splitlines() if path.exists() else []
+
+    def screenshot(self, name):
+        output = pathlib.Path(os.environ["VORN_E2E_OUTPUT"])
+        output.mkdir(parents=True, exist_ok=True)
+        self.run(["import", "-window", "root", str(output / name)])
+        return output / name
+
+    def end(self):
+        for process in reversed(self.processes):
+            process.kill()
+            process.wait()
+
+
+@pytest.fixture
+def desktop(tmp_path_factory):
+    # A short path: the bus socket's name is limited to some hundred characters.
+    desktop = Desktop(tmp_path_factory.mktemp("d"))
+    yield desktop
+    desktop.end()

@@ -1,0 +1,96 @@
+"""Notices on real notification servers, from published list to opened page."""
+
+import signal
+
+from conftest import eventually, within
+
+STUDIO_A = ("Studio A", "plexadevice", "http://studio-a.local:80/", "0001f2fffe00aa01", "1.0.0+5")
+SWITCH = ("Rack <b>1</b> & 2", "plexaswitch", "http://rack.local:80/", "0001f2fffe00bb01", "2.0.0+1")
+NOTIFYD = "/usr/lib/x86_64-linux-gnu/xfce4/notifyd/xfce4-notifyd"
+
+
+def at(unit, release):
+    return (*unit, release)
+
+
+def test_a_release_is_announced_once_and_a_click_opens_the_page(desktop):
+    desktop.start_dunst()
+    desktop.start_driver()
+    desktop.publish(at(STUDIO_A, "1.0.0+5"))  # nothing new yet
+    desktop.publish(at(STUDIO_A, "1.4.2+311"), at(SWITCH, "2.1.0+7"))
+    eventually(lambda: desktop.displayed() == 2, "both notices")
+    assert desktop.screenshot("notice-dunst.png").stat().st_size > 0
+    assert desktop.close_all() == [
+        ("Update Available for Studio A", "1.4.2"),
+        ("Update Available for Rack <b>1</b> & 2", "2.1.0"),
+    ]
+
+    # A new release: one notice, and the page with its fragment.
+    desktop.publish(at(SWITCH, "2.1.0+7"))
+    desktop.stop_driver()
+    desktop.start_driver()
+    desktop.publish(at(STUDIO_A, "1.4.2+311"), at(SWITCH, "2.1.0+7"))  # second run: no news
+    desktop.publish(at(STUDIO_A, "1.5.0+1"), at(SWITCH, "2.1.0+7"))
+    eventually(lambda: desktop.displayed() == 1, "the new release")
+    desktop.click_notice()
+    assert eventually(desktop.opened, "the browser") == ["http://studio-a.local:80/#device"]
+    eventually(lambda: desktop.displayed() == 0, "the notice's end")
+    assert desktop.close_all()[2:] == [("Update Available for Studio A", "1.5.0")]
+    settings = (desktop.folder / "config/vorn-device-finder/settings.conf").read_text()
+    assert "notificationrecord-0001f2fffe00aa01=1.0.0+5, 1.5.0+1\n" in settings
+
+
+def test_a_click_on_a_switch_opens_the_bare_address(desktop):
+    desktop.start_dunst()
+    desktop.start_driver()
+    desktop.publish(at(SWITCH, "2.1.0+7"))
+    eventually(lambda: desktop.displayed() == 1, "the notice")
+    desktop.click_notice()
+    assert eventually(desktop.opened, "the browser") == ["http://rack.local:80/"]
+
+
+def test_a_server_that_starts_late_gets_the_notice(desktop):
+    desktop.start_driver()
+    desktop.publish(at(STUDIO_A, "1.4.2+311"))
+    desktop.start_dunst()
+    eventually(lambda: desktop.displayed() == 1, "the notice")
+    assert desktop.close_all() == [("Update Available for Studio A", "1.4.2")]
+
+
+def test_a_server_killed_before_its_answer_gets_the_notice_again(desktop):
+    server = desktop.start_dunst()
+    desktop.start_driver()
+    desktop.publish(at(SWITCH, "2.1.0+7"))
+    eventually(lambda: desktop.displayed() == 1, "the first notice")
+    server.send_signal(signal.SIGSTOP)
+    desktop.publish(at(STUDIO_A, "1.4.2+311"))
+    desktop.kill(server)
+    desktop.start_dunst()
+    eventually(lambda: desktop.displayed() == 1, "the notice, again")
+    assert desktop.close_all() == [("Update Available for Studio A", "1.4.2")]
+
+
+def test_a_server_killed_under_a_standing_notice_is_survived(desktop):
+    server = desktop.start_dunst()
+    desktop.start_driver()
+    desktop.publish(at(STUDIO_A, "1.4.2+311"))
+    eventually(lambda: desktop.displayed() == 1, "the notice")
+    desktop.kill(server)
+    desktop.start_dunst()
+    desktop.publish(at(STUDIO_A, "1.4.2+311"), at(SWITCH, "2.1.0+7"))
+    eventually(lambda: desktop.displayed() == 1, "the other unit's notice")
+    desktop.click_notice()
+    assert eventually(desktop.opened, "the browser") == ["http://rack.local:80/"]
+    assert desktop.close_all() == [("Update Available for Rack <b>1</b> & 2", "2.1.0")]
+
+
+def test_xfce_shows_the_notice_and_reports_the_click(desktop):
+    desktop.start_server([NOTIFYD])
+    desktop.start_driver()
+    desktop.publish(at(STUDIO_A, "1.4.2+311"))
+
+    def is_open():
+        desktop.press_open_button()  # which reacts once the notice has faded in
+        return within(2, desktop.opened)
+
+    assert eventually(is_open, "the browser") == ["http://studio-a.local:80/#device"]
