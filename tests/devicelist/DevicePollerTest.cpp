@@ -24,6 +24,7 @@ using ::testing::IsEmpty;
 using vorn::testing::Eventually;
 using vorn::testing::Exchange;
 using vorn::testing::LoopbackServer;
+using vorn::testing::StopsServer;
 
 using Text = vorn::optional<std::string>;
 
@@ -87,6 +88,7 @@ TEST_F(DevicePollerTest, KeepsItsEntry) {
 
 TEST_F(DevicePollerTest, IsHiddenUntilTheUnitHasSaidItsName) {
   std::atomic<bool> go{false};
+  const StopsServer stops(fUnit);
   fUnit.Handle(PathOf("entity_name"), [&](Exchange& exchange) {
     while (!go && exchange.Pause(1ms)) {
     }
@@ -101,6 +103,7 @@ TEST_F(DevicePollerTest, IsHiddenUntilTheUnitHasSaidItsName) {
 
 TEST_F(DevicePollerTest, PollsTheNameAloneWithTheTagOfTheLast200) {
   std::atomic<int> polls{0};
+  const StopsServer stops(fUnit);
   fUnit.Handle(PathOf("entity_name"), [&](Exchange& exchange) {
     switch (++polls) {
       case 1:
@@ -137,6 +140,8 @@ TEST_F(DevicePollerTest, PollsTheNameAloneWithTheTagOfTheLast200) {
 /// Counts calls while the unit gives the scripted answers to its name polls.
 class DevicePollerCallbackTest : public DevicePollerTest {
  protected:
+  ~DevicePollerCallbackTest() override { fUnit.Stop(); }  // its handler uses the members below
+
   /// The name polls' answers: held back until the callback is set; after the
   /// last one the unit is silent on this path.
   void Script(std::vector<std::function<void(Exchange&)>> answers) {
@@ -203,6 +208,7 @@ TEST_F(DevicePollerCallbackTest, CallsBackThreeTimesToHide) {
 
 TEST_F(DevicePollerTest, RevertsAndRestartsWhenTheNameIsNotFound) {
   std::atomic<int> polls{0};
+  const StopsServer stops(fUnit);
   fUnit.Handle(PathOf("entity_name"), [&](Exchange& exchange) {
     const int poll = ++polls;
     if (poll == 3) return exchange.Reply(404);
@@ -266,6 +272,7 @@ TEST_F(DevicePollerTest, HidesAUnitWithoutAnAnswerAndRevertsForOneThatDoesNotFit
     // Two rounds good, then the fault, then a silent unit: what stays is the fault's state.
     LoopbackServer unit;
     std::atomic<bool> spoil{false};
+    const StopsServer stops(unit);
     const auto good = [&](const std::string& target, const std::string& body) {
       unit.Handle(target, [&, target, body](Exchange& exchange) {
         if (!spoil) return exchange.Reply(200, body);
@@ -310,8 +317,8 @@ TEST_F(DevicePollerTest, RevertsToNoNameWhereNoneWasAnnounced) {
   fUnit.Reply("/apiversion", 404);
   auto entry = MakeEntry();
   entry.name.reset();
-  DevicePoller poller(entry, nullptr, kQuick);
   std::atomic<int> calls{0};
+  DevicePoller poller(entry, nullptr, kQuick);
   poller.OnNameOrFirmwareChanged([&] { ++calls; });
   ASSERT_TRUE(Eventually([&] { return calls >= 3; }));
   EXPECT_EQ(StateOf(poller), "(none) (none) (none)");
@@ -320,8 +327,8 @@ TEST_F(DevicePollerTest, RevertsToNoNameWhereNoneWasAnnounced) {
 TEST_F(DevicePollerTest, IsHiddenWhereNobodyListens) {
   const Entry entry{Text("announced"), kTypeDevice,
                     "http://127.0.0.1:" + std::to_string(vorn::testing::UnusedPort()) + "/", kUid};
-  DevicePoller poller(entry, nullptr, kQuick);
   std::atomic<int> calls{0};
+  DevicePoller poller(entry, nullptr, kQuick);
   poller.OnNameOrFirmwareChanged([&] { ++calls; });
   ASSERT_TRUE(Eventually([&] { return calls >= 6; }));
   EXPECT_EQ(StateOf(poller), "(none) (none) (none)");
@@ -329,6 +336,7 @@ TEST_F(DevicePollerTest, IsHiddenWhereNobodyListens) {
 
 TEST_F(DevicePollerTest, GivesCopies) {
   std::atomic<int> polls{0};
+  const StopsServer stops(fUnit);
   fUnit.Handle(PathOf("entity_name"),
                [&](Exchange& exchange) { exchange.Reply(200, Json(++polls == 1 ? "one" : "two")); });
   const DevicePoller poller(MakeEntry(), nullptr, 100ms);
@@ -340,8 +348,8 @@ TEST_F(DevicePollerTest, GivesCopies) {
 }
 
 TEST_F(DevicePollerTest, CallsBackWithNoLockHeld) {
-  DevicePoller poller(MakeEntry(), nullptr, kQuick);
   std::atomic<int> calls{0};
+  DevicePoller poller(MakeEntry(), nullptr, kQuick);
   poller.OnNameOrFirmwareChanged([&] {
     static_cast<void>(StateOf(poller));
     if (calls < 3) poller.OnNameOrFirmwareChanged([&] { ++calls; });
@@ -351,8 +359,8 @@ TEST_F(DevicePollerTest, CallsBackWithNoLockHeld) {
 }
 
 TEST_F(DevicePollerTest, AThrowingCallbackStopsNothing) {
-  DevicePoller poller(MakeEntry(), nullptr, kQuick);
   std::atomic<int> calls{0};
+  DevicePoller poller(MakeEntry(), nullptr, kQuick);
   poller.OnNameOrFirmwareChanged([&] {
     if (++calls <= 5) throw std::bad_alloc();
   });
@@ -380,8 +388,8 @@ TEST_F(DevicePollerTest, GoesAtOnceWhileTheUnitHangs) {
       if (exchange.Request().target == targets[i]) return exchange.Hang();
       exchange.Reply(200, exchange.Request().target == "/apiversion" ? "0.1" : Json("0.1"));
     });
-    auto poller = std::make_unique<DevicePoller>(Entry{{}, kTypeDevice, unit.Url("/"), kUid}, nullptr, kOnce);
     std::atomic<int> calls{0};
+    auto poller = std::make_unique<DevicePoller>(Entry{{}, kTypeDevice, unit.Url("/"), kUid}, nullptr, kOnce);
     poller->OnNameOrFirmwareChanged([&] { ++calls; });
     ASSERT_TRUE(unit.WaitForRequests(i + 1));
     calls = 0;
@@ -424,8 +432,8 @@ TEST_F(DevicePollerTest, SendsNoStrangersUidIntoTheHeader) {
     unit.HandleOthers([](Exchange& exchange) {
       exchange.Reply(200, exchange.Request().target == "/apiversion" ? "0.1" : Json("0.1"));
     });
-    DevicePoller poller(Entry{Text("announced"), kTypeDevice, unit.Url("/"), uid}, nullptr, kQuick);
     std::atomic<int> calls{0};
+    DevicePoller poller(Entry{Text("announced"), kTypeDevice, unit.Url("/"), uid}, nullptr, kQuick);
     poller.OnNameOrFirmwareChanged([&] { ++calls; });
     ASSERT_TRUE(Eventually([&] { return calls >= 3; }));
     EXPECT_FALSE(poller.GetName());

@@ -25,6 +25,7 @@ using ::testing::IsEmpty;
 using vorn::testing::Eventually;
 using vorn::testing::Exchange;
 using vorn::testing::LoopbackServer;
+using vorn::testing::StopsServer;
 
 static_assert(std::is_nothrow_move_constructible_v<FirmwarePoller> &&
               std::is_nothrow_move_assignable_v<FirmwarePoller> &&
@@ -80,6 +81,7 @@ TEST_F(FirmwarePollerTest, PutsTheChannelAndTheEncodedModelIntoThePath) {
 
 TEST_F(FirmwarePollerTest, CallsBackOnlyForADifferentVersionAndSendsNoTag) {
   std::atomic<int> queries{0};
+  const StopsServer stops(fServer);
   fServer.Handle(kPath, [&](Exchange& exchange) {
     const int query = ++queries;
     if (query > 6) return exchange.Hang();
@@ -112,6 +114,7 @@ TEST_F(FirmwarePollerTest, KeepsTheLastGoodAnswerThroughEveryFailure) {
       {0, ""},
   };
   std::atomic<std::size_t> queries{0};
+  const StopsServer stops(fServer);
   fServer.Handle(kPath, [&](Exchange& exchange) {
     const auto query = queries++;
     if (query == 0) return exchange.Reply(200, Releases("1"));

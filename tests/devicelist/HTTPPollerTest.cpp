@@ -29,6 +29,7 @@ using vorn::testing::Exchange;
 using vorn::testing::Gzip;
 using vorn::testing::LoopbackServer;
 using vorn::testing::ScopedEnvironment;
+using vorn::testing::StopsServer;
 
 using Tag = vorn::optional<std::string>;
 
@@ -194,6 +195,7 @@ TEST_F(HTTPPollerTest, TriesAgainWhenAKeptConnectionBreaksUnderARequest) {
     LoopbackServer server;
     HTTPPoller poller;
     std::atomic<int> last{0};
+    const StopsServer stops(server);
     server.Handle("/x", [&](Exchange& exchange) {
       if (last.exchange(exchange.Request().connection) != exchange.Request().connection) {
         exchange.Reply(200, "x");
@@ -259,6 +261,7 @@ TEST_F(HTTPPollerTest, GivesNoAnswerForWhatIsNoHTTP) {
 TEST_F(HTTPPollerTest, LetsASecondThreadWaitForItsTurn) {
   std::atomic<int> inFlight{0};
   std::atomic<bool> overlapped{false};
+  const StopsServer stops(fServer);
   fServer.Handle("/x", [&](Exchange& exchange) {
     if (++inFlight > 1) overlapped = true;
     exchange.Pause(5ms);

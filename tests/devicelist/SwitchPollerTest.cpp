@@ -20,6 +20,7 @@ using ::testing::IsEmpty;
 using vorn::testing::Eventually;
 using vorn::testing::Exchange;
 using vorn::testing::LoopbackServer;
+using vorn::testing::StopsServer;
 
 using Text = vorn::optional<std::string>;
 
@@ -72,6 +73,7 @@ TEST_F(SwitchPollerTest, AsksUnconditionallyOverOneConnection) {
 
 TEST_F(SwitchPollerTest, FollowsEachAnswer) {
   std::atomic<int> status{200};
+  const StopsServer stops(fUnit);
   fUnit.Handle("/firmware_version", [&](Exchange& exchange) {
     if (status == 0) return exchange.Close();
     exchange.Reply(status, "1.0.2");
@@ -94,6 +96,7 @@ TEST_F(SwitchPollerTest, CallsBackTwiceAPollWhateverTheAnswer) {
     std::atomic<bool> go{false};
     std::atomic<int> calls{0};
     std::atomic<int> polls{0};
+    const StopsServer stops(unit);
     unit.Handle("/firmware_version", [&](Exchange& exchange) {
       while (!go && exchange.Pause(1ms)) {
       }
@@ -113,8 +116,8 @@ TEST_F(SwitchPollerTest, CallsBackTwiceAPollWhateverTheAnswer) {
 TEST_F(SwitchPollerTest, IsHiddenWithItsModelWhereNobodyListens) {
   const Entry entry{Text("Switch 1"), kTypeSwitch,
                     "http://127.0.0.1:" + std::to_string(vorn::testing::UnusedPort()) + "/", "u1"};
-  SwitchPoller poller(entry, nullptr, kQuick);
   std::atomic<int> calls{0};
+  SwitchPoller poller(entry, nullptr, kQuick);
   poller.OnNameOrFirmwareChanged([&] { ++calls; });
   ASSERT_TRUE(Eventually([&] { return calls >= 4; }));
   EXPECT_TRUE(Becomes(poller, "(none) avbswitch (none)"));
@@ -122,8 +125,8 @@ TEST_F(SwitchPollerTest, IsHiddenWithItsModelWhereNobodyListens) {
 
 TEST_F(SwitchPollerTest, GoesAtOnceWhileTheUnitHangs) {
   fUnit.Handle("/firmware_version", [](Exchange& exchange) { exchange.Hang(); });
-  auto poller = std::make_unique<SwitchPoller>(MakeEntry(), nullptr, kOnce);
   std::atomic<int> calls{0};
+  auto poller = std::make_unique<SwitchPoller>(MakeEntry(), nullptr, kOnce);
   poller->OnNameOrFirmwareChanged([&] { ++calls; });
   ASSERT_TRUE(fUnit.WaitForRequests(1));
   const auto begin = std::chrono::steady_clock::now();

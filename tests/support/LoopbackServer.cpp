@@ -120,6 +120,11 @@ LoopbackServer::LoopbackServer(const char* address, std::uint16_t port)
 }
 
 LoopbackServer::~LoopbackServer() {
+  Stop();
+}
+
+void LoopbackServer::Stop() {
+  if (!fAcceptThread.joinable()) return;
   fStopWrite.Reset();  // the other end is readable from now on, for all threads
   fAcceptThread.join();
   {

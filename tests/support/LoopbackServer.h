@@ -86,6 +86,10 @@ class LoopbackServer {
   /// "http://address:port" and the target.
   [[nodiscard]] std::string Url(std::string_view target = "/") const;
 
+  /// Ends every connection and waits until no handler runs any more; nothing is
+  /// served afterwards. The destructor does it too. One thread, at any time.
+  void Stop();
+
   /// From the next request on; replaces the target's handler of before.
   void Handle(const std::string& target, Handler handler);
   void Reply(const std::string& target, int status, const std::string& body = {},
@@ -129,6 +133,19 @@ class LoopbackServer {
   std::list<Connection> fConnections;
   int fAccepted = 0;
   std::thread fAcceptThread;
+};
+
+/// Stops the server at the end of its scope. Declared after what handlers use
+/// by reference, where the server itself lives longer than that.
+class StopsServer {
+ public:
+  explicit StopsServer(LoopbackServer& server) : fServer(server) {}
+  ~StopsServer() { fServer.Stop(); }
+  StopsServer(const StopsServer&) = delete;
+  StopsServer& operator=(const StopsServer&) = delete;
+
+ private:
+  LoopbackServer& fServer;
 };
 
 /// A listening port of 127.0.0.1 whose queue is full: a connection to it is
