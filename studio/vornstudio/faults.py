@@ -7,11 +7,14 @@ import os
 import random
 import socket
 import struct
+import threading
 import zlib
 
 OK = b"HTTP/1.1 200 OK\r\n"
 CHUNK = 64 * 1024
 PACE = 0.005  # seconds between chunks of an endless answer: enough to pass any bound, not to starve the machine
+
+_packing = threading.Lock()
 
 
 async def endless_body(writer, unit, request):
@@ -125,11 +128,16 @@ async def control_characters(writer, unit, request):
 
 
 @functools.cache
-def _bomb():
+def _packed_zeros():
     """200 MB of zeros in some 200 KB."""
     packer = zlib.compressobj(9, zlib.DEFLATED, 31)
     megabyte = bytes(1 << 20)
     return b"".join(packer.compress(megabyte) for _ in range(200)) + packer.flush()
+
+
+def _bomb():
+    with _packing:  # made once, however many units want it at a time
+        return _packed_zeros()
 
 
 async def _push(writer, data):

@@ -147,6 +147,7 @@ async def run(control, table, sides, log):
     server = wire.Server(control, inside.handle, gone.set)
     await gone.wait()
     del server
+    os._exit(0)  # everything inside goes with this process; nothing here is worth an orderly end
 
 
 def main():
@@ -167,7 +168,7 @@ def main():
             wire.send(control, {"error": f"{type(error).__name__}: {error}"})
         except OSError:
             pass
-    os._exit(0)  # everything inside goes with this process
+    os._exit(1)
 
 
 if __name__ == "__main__":

@@ -57,7 +57,7 @@ def test_hostile_values_behind_the_first_gates_are_survived(make_studio):
         program.wait_for(lambda: program.unit("Good"), "the good unit")
         program.wait_for(
             lambda: {request["unit"] for request in studio.requests() if "fault" in request}
-            == {unit["id"] for unit in bad}, "every fault",
+            == {unit["name"].replace(" ", "-") for unit in bad}, "every fault",
         )
         program.wait_for(lambda: len(studio.requests("good")) >= 4 + 4, "four polls")
         assert_pace(studio.requests("good")[4:])
