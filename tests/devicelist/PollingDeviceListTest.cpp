@@ -1,0 +1,518 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <new>
+#include <stdexcept>
+#include <string>
+#include <system_error>
+#include <thread>
+#include <vector>
+
+#include "devicelist/CurlTransfer.h"
+#include "devicelist/DevicePoller.h"
+#include "devicelist/PollingDeviceList.h"
+#include "devicelist/SwitchPoller.h"
+#include "devicelist/UpdateServer.h"
+#include "foundation/ProcessSetup.h"
+#include "tests/devicelist/Announcements.h"
+#include "tests/devicelist/FakePoller.h"
+#include "tests/devicelist/Units.h"
+#include "tests/support/LoopbackServer.h"
+
+namespace DeviceList {
+namespace {
+
+using testing::Announce;
+using ::testing::ElementsAre;
+using testing::FakePoller;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+using testing::NamesOf;
+using testing::PollerBoard;
+using testing::Service;
+using testing::TurnLoop;
+using testing::TurnLoopUntil;
+using testing::Withdraw;
+using List = std::vector<ExtendedDeviceInfo>;
+using Text = vorn::optional<std::string>;
+
+// A firmware poller that asks nobody: a moved-from one.
+FirmwarePoller SilentFirmwarePoller() {
+  static FirmwarePoller source("model", "", {}, std::chrono::hours(1));
+  static const FirmwarePoller owner(std::move(source));
+  return std::move(source);
+}
+
+Service DeviceService(const std::string& name, const std::string& uid = "1") {
+  return {name, {"vorn.mdns.type=plexadevice", "uid=" + uid}, name + ".local."};
+}
+
+Service HostService(const std::string& name, const std::string& uids) {
+  return {name, {"vorn.mdns.type=plexahost", "uid_list=" + uids}, name + ".local."};
+}
+
+// A list whose pollers are fakes, on a scripted network.
+class PollingDeviceListTest : public ::testing::Test {
+ protected:
+  static void SetUpTestSuite() {
+    InitHTTP();
+    vorn::RaiseDescriptorLimit();
+  }
+
+  ~PollingDeviceListTest() override {
+    fList.reset();
+    EXPECT_THAT(fBoard.alive, IsEmpty());
+  }
+
+  PollingDeviceList::Makers FakeMakers() {
+    PollingDeviceList::Makers makers;
+    makers.poller = [this](Entry entry, std::shared_ptr<const LocalHosts> hosts) -> std::unique_ptr<Poller> {
+      if (onMakePoller) onMakePoller(entry);
+      fHosts = std::move(hosts);
+      return std::make_unique<FakePoller>(std::move(entry), fBoard);
+    };
+    makers.firmwarePoller = [this](const std::string& model, const std::string& channel,
+                                   std::function<void()> onChanged) {
+      fModels.push_back(model + "/" + channel);
+      if (onMakeFirmwarePoller) onMakeFirmwarePoller();
+      fModelChanged = std::move(onChanged);
+      return SilentFirmwarePoller();
+    };
+    return makers;
+  }
+
+  void Start() {
+    fList = std::make_unique<PollingDeviceList>(
+        [this](List list) {
+          ++fPublished;
+          fLast = std::move(list);
+        },
+        fNetwork, FakeMakers());
+  }
+
+  // Announces all, then lets the list see them at once.
+  void StartWith(const std::vector<Service>& services) {
+    Start();
+    for (const Service& service : services) Announce(fNetwork, service);
+    TurnLoop();
+  }
+
+  FakePoller& Of(const std::string& url) {
+    FakePoller* poller = fBoard.Of(url);
+    if (poller == nullptr) throw std::logic_error("no poller of " + url);
+    return *poller;
+  }
+
+  // Names the unit at http://HOST.local/ and publishes.
+  void Name(const std::string& host, const std::string& name) {
+    Of("http://" + host + ".local/").SayName(name);
+    TurnLoop();
+  }
+
+  std::function<void(const Entry&)> onMakePoller;
+  std::function<void()> onMakeFirmwarePoller;
+  PollerBoard fBoard;
+  std::shared_ptr<const LocalHosts> fHosts;
+  std::vector<std::string> fModels;
+  std::function<void()> fModelChanged;
+  vorn::test::ScriptedDNSSD fNetwork;
+  int fPublished = 0;
+  List fLast;
+  std::unique_ptr<PollingDeviceList> fList;
+};
+
+TEST_F(PollingDeviceListTest, WithoutPollersPublishesAnEmptyList) {
+  Start();
+  EXPECT_EQ(fPublished, 0);
+  EXPECT_TRUE(TurnLoopUntil([&] { return fPublished > 0; }));
+  EXPECT_THAT(fLast, IsEmpty());
+}
+
+TEST_F(PollingDeviceListTest, UnitWithoutANameIsNotPublished) {
+  StartWith({DeviceService("desk")});
+  EXPECT_EQ(fBoard.alive.size(), 1U);
+  EXPECT_THAT(fLast, IsEmpty());
+  Name("desk", "Desk");
+  EXPECT_THAT(NamesOf(fLast), ElementsAre("Desk"));
+  Of("http://desk.local/").SayName({});
+  TurnLoop();
+  EXPECT_THAT(fLast, IsEmpty());
+}
+
+TEST_F(PollingDeviceListTest, RecordIsFilledFromEntryAndPoller) {
+  StartWith({DeviceService("desk", "42")});
+  auto& poller = Of("http://desk.local/");
+  poller.SayName(std::string("Desk"));
+  poller.SayFirmware(std::string("1.2.3+4 beta"));
+  poller.SayModel(std::string("24ai"));
+  TurnLoop();
+  ASSERT_EQ(fLast.size(), 1U);
+  EXPECT_EQ(*fLast[0].name, "Desk");
+  EXPECT_EQ(fLast[0].type, "plexadevice");
+  EXPECT_EQ(fLast[0].url, "http://desk.local/");
+  EXPECT_EQ(fLast[0].uid, "42");
+  ASSERT_TRUE(fLast[0].firmwareVersion);
+  EXPECT_TRUE(*fLast[0].firmwareVersion == (vorn::FirmwareVersion{1, 2, 3, 4}));
+  EXPECT_EQ(*fLast[0].modelID, "24ai");
+  EXPECT_FALSE(fLast[0].latestVersion);
+}
+
+TEST_F(PollingDeviceListTest, DeviceShadowsTheHostRecordOfItsUid) {
+  StartWith({HostService("host", "1:2"), DeviceService("desk", "1")});
+  Of("http://host.local/1/").SayName(std::string("Desk by host"));
+  Of("http://host.local/2/").SayName(std::string("Rack by host"));
+  Name("desk", "Desk");
+  EXPECT_THAT(NamesOf(fLast), ElementsAre("Desk", "Rack by host"));
+}
+
+TEST_F(PollingDeviceListTest, DeviceWithoutANameShadowsNothing) {
+  StartWith({HostService("host", "1"), DeviceService("desk", "1")});
+  Of("http://host.local/1/").SayName(std::string("Desk by host"));
+  TurnLoop();
+  EXPECT_THAT(NamesOf(fLast), ElementsAre("Desk by host"));
+}
+
+TEST_F(PollingDeviceListTest, PublishesInTheOrderOfNames) {
+  StartWith({DeviceService("a"), DeviceService("b"), DeviceService("c"), DeviceService("d")});
+  Name("a", "beta");
+  Name("b", "Alpha");
+  Name("c", "alpha2");
+  Name("d", "\xc3\x84rger");
+  EXPECT_THAT(NamesOf(fLast), ElementsAre("\xc3\x84rger", "Alpha", "alpha2", "beta"));
+}
+
+TEST_F(PollingDeviceListTest, UnreadableFirmwareLeavesTheVersionEmpty) {
+  StartWith({DeviceService("desk")});
+  Of("http://desk.local/").SayFirmware(std::string("1.2.3"));
+  Name("desk", "Desk");
+  ASSERT_EQ(fLast.size(), 1U);
+  EXPECT_FALSE(fLast[0].firmwareVersion);
+}
+
+TEST_F(PollingDeviceListTest, UnitsOfAModelShareAFirmwarePollerThatStaysAfterThem) {
+  StartWith({DeviceService("a"), DeviceService("b")});
+  Of("http://a.local/").SayModel(std::string("24ai"));
+  Of("http://b.local/").SayModel(std::string("24ai"));
+  TurnLoop();
+  EXPECT_THAT(fModels, ElementsAre("24ai/release"));
+  Withdraw(fNetwork, "a");
+  Withdraw(fNetwork, "b");
+  TurnLoop();
+  EXPECT_THAT(fBoard.alive, IsEmpty());
+  Announce(fNetwork, DeviceService("a"));
+  TurnLoop();
+  Of("http://a.local/").SayModel(std::string("24ai"));
+  TurnLoop();
+  EXPECT_THAT(fModels, ElementsAre("24ai/release"));
+}
+
+TEST_F(PollingDeviceListTest, ModelOfANamelessUnitIsAskedAboutToo) {
+  StartWith({DeviceService("a")});
+  Of("http://a.local/").SayModel(std::string("24ai"));
+  TurnLoop();
+  EXPECT_THAT(fLast, IsEmpty());
+  EXPECT_THAT(fModels, ElementsAre("24ai/release"));
+}
+
+TEST_F(PollingDeviceListTest, ModelsThatDifferInOneByteAreTwo) {
+  StartWith({DeviceService("a"), DeviceService("b")});
+  Of("http://a.local/").SayModel(std::string("m\xfe"));
+  Of("http://b.local/").SayModel(std::string("m\xff"));
+  TurnLoop();
+  EXPECT_EQ(fModels.size(), 2U);
+}
+
+TEST_F(PollingDeviceListTest, ChangedUrlCostsThatUnitItsPollerAndNoOther) {
+  StartWith({DeviceService("a"), DeviceService("b"), DeviceService("c")});
+  Name("a", "A");
+  Name("c", "C");
+  fBoard.events.clear();
+
+  Withdraw(fNetwork, "b");
+  Service moved = DeviceService("b");
+  moved.port = 8080;
+  Announce(fNetwork, moved);
+  TurnLoop();
+
+  EXPECT_THAT(fBoard.events, ElementsAre("made http://b.local:8080/", "gone http://b.local/"));
+  EXPECT_THAT(NamesOf(fLast), ElementsAre("A", "C"));
+}
+
+TEST_F(PollingDeviceListTest, AnyChangedFieldMakesANewUnit) {
+  StartWith({DeviceService("a", "1")});
+  Name("a", "A");
+  Withdraw(fNetwork, "a");
+  Announce(fNetwork, DeviceService("a", "2"));
+  TurnLoop();
+  EXPECT_THAT(fLast, IsEmpty());
+  Name("a", "A");
+  ASSERT_EQ(fLast.size(), 1U);
+  EXPECT_EQ(fLast[0].uid, "2");
+}
+
+TEST_F(PollingDeviceListTest, UnitAnnouncedAnewAlikeKeepsItsPoller) {
+  StartWith({DeviceService("a")});
+  Name("a", "A");
+  Withdraw(fNetwork, "a");
+  Announce(fNetwork, DeviceService("a"));
+  TurnLoop();
+  EXPECT_THAT(fBoard.events, ElementsAre("made http://a.local/"));
+  EXPECT_THAT(NamesOf(fLast), ElementsAre("A"));
+}
+
+TEST_F(PollingDeviceListTest, KeptPollersStandBeforeNewOnes) {
+  StartWith({DeviceService("b")});
+  Announce(fNetwork, DeviceService("a"));
+  Withdraw(fNetwork, "b");
+  Announce(fNetwork, DeviceService("b"));  // resolved after "a" now
+  TurnLoop();
+  EXPECT_THAT(fBoard.events, ElementsAre("made http://b.local/", "made http://a.local/"));
+}
+
+TEST_F(PollingDeviceListTest, WithdrawnUnitLosesItsPollerAndLeavesTheList) {
+  StartWith({DeviceService("a"), DeviceService("b")});
+  Name("a", "A");
+  Name("b", "B");
+  Withdraw(fNetwork, "a");
+  TurnLoop();
+  EXPECT_EQ(fBoard.Of("http://a.local/"), nullptr);
+  EXPECT_THAT(NamesOf(fLast), ElementsAre("B"));
+}
+
+TEST_F(PollingDeviceListTest, PublishesOnEveryRunEvenWhenNothingChanged) {
+  StartWith({DeviceService("a")});
+  Name("a", "A");
+  const int before = fPublished;
+  EXPECT_TRUE(fList->UpdateList());
+  EXPECT_TRUE(fList->UpdateList());
+  EXPECT_EQ(fPublished, before + 2);
+  Name("a", "A");
+  EXPECT_EQ(fPublished, before + 3);
+}
+
+TEST_F(PollingDeviceListTest, ChangesBeforeTheLoopTurnsGiveOneList) {
+  StartWith({DeviceService("a"), DeviceService("b")});
+  const int before = fPublished;
+  for (FakePoller* poller : fBoard.alive) {
+    poller->SayName(std::string("Name"));
+    poller->SayFirmware(std::string("1.2.3+4"));
+  }
+  TurnLoop();
+  EXPECT_EQ(fPublished, before + 1);
+  EXPECT_EQ(fLast.size(), 2U);
+}
+
+TEST_F(PollingDeviceListTest, ChangesOnOtherThreadsArePublishedOnTheListsThread) {
+  StartWith({DeviceService("a")});
+  std::thread([&] { Of("http://a.local/").SayName(std::string("A")); }).join();
+  EXPECT_TRUE(TurnLoopUntil([&] { return !fLast.empty(); }));
+}
+
+TEST_F(PollingDeviceListTest, ChangeOfAModelsNewestVersionIsPublished) {
+  StartWith({DeviceService("a")});
+  Of("http://a.local/").SayModel(std::string("24ai"));
+  TurnLoop();
+  const int before = fPublished;
+  std::thread([&] { fModelChanged(); }).join();
+  EXPECT_TRUE(TurnLoopUntil([&] { return fPublished == before + 1; }));
+}
+
+TEST_F(PollingDeviceListTest, EmptyPublishIsNotCalled) {
+  PollingDeviceList list({}, fNetwork, FakeMakers());
+  Announce(fNetwork, DeviceService("a"));
+  TurnLoop();
+  EXPECT_EQ(fBoard.alive.size(), 1U);
+  EXPECT_TRUE(list.UpdateList());
+}
+
+TEST_F(PollingDeviceListTest, EntryWithoutAPollerIsNeverShown) {
+  auto makers = FakeMakers();
+  makers.poller = [](Entry, const std::shared_ptr<const LocalHosts>&) { return std::unique_ptr<Poller>(); };
+  PollingDeviceList list([this](List published) { fLast = std::move(published); }, fNetwork, makers);
+  Announce(fNetwork, DeviceService("a"));
+  TurnLoop();
+  EXPECT_THAT(fLast, IsEmpty());
+}
+
+TEST_F(PollingDeviceListTest, PollersGetTheAddressesOfLocalHosts) {
+  StartWith({DeviceService("desk")});
+  ASSERT_NE(fHosts, nullptr);
+  EXPECT_THAT(fHosts->AddressesOf("desk.local"), ElementsAre("192.168.1.20"));
+}
+
+TEST_F(PollingDeviceListTest, ThreadThatCannotBeStartedCostsItsEntryItsPollerAndNothingElse) {
+  onMakePoller = [](const Entry& entry) {
+    if (*entry.name == "b") throw std::system_error(EAGAIN, std::generic_category(), "thread");
+    if (*entry.name == "c") throw std::bad_alloc();
+  };
+  ::testing::internal::CaptureStderr();
+  StartWith({DeviceService("a"), DeviceService("b"), DeviceService("c"), DeviceService("d")});
+  const std::string console = ::testing::internal::GetCapturedStderr();
+  EXPECT_THAT(fBoard.events, ElementsAre("made http://a.local/", "made http://d.local/"));
+  EXPECT_THAT(console, HasSubstr("a unit cannot be polled"));
+  EXPECT_EQ(std::count(console.begin(), console.end(), '\n'), 1) << console;
+}
+
+TEST_F(PollingDeviceListTest, EntryThatGotNoPollerIsTriedAgainWithTheNextList) {
+  onMakePoller = [](const Entry&) { throw std::system_error(EAGAIN, std::generic_category(), "thread"); };
+  ::testing::internal::CaptureStderr();
+  StartWith({DeviceService("a")});
+  onMakePoller = {};
+  Announce(fNetwork, DeviceService("b"));
+  TurnLoop();
+  ::testing::internal::GetCapturedStderr();
+  EXPECT_THAT(fBoard.events, ElementsAre("made http://a.local/", "made http://b.local/"));
+}
+
+TEST_F(PollingDeviceListTest, ModelWhosePollerCannotBeStartedHasNoNewestVersionAndIsTriedAgain) {
+  onMakeFirmwarePoller = [] { throw std::system_error(EAGAIN, std::generic_category(), "thread"); };
+  ::testing::internal::CaptureStderr();
+  StartWith({DeviceService("a")});
+  Of("http://a.local/").SayModel(std::string("24ai"));
+  Name("a", "A");
+  EXPECT_THAT(NamesOf(fLast), ElementsAre("A"));
+  fModels.clear();
+  onMakeFirmwarePoller = {};
+  fList->UpdateList();
+  fList->UpdateList();
+  EXPECT_THAT(::testing::internal::GetCapturedStderr(), HasSubstr("a model cannot be asked about"));
+  EXPECT_THAT(fModels, ElementsAre("24ai/release"));
+}
+
+TEST_F(PollingDeviceListTest, BytesThatAreNoTextNeitherThrowNorMergeUnits) {
+  StartWith({DeviceService("a", "\xff"), DeviceService("b", "\xfe"), HostService("c", "\xfe:\xfd")});
+  Name("a", "\xff\xff");
+  Name("b", std::string("\0x", 2));
+  for (const char* uid : {"\xfe", "\xfd"}) {
+    Of(std::string("http://c.local/") + uid + "/").SayName(std::string("\x80") + uid);
+  }
+  TurnLoop();
+  EXPECT_THAT(NamesOf(fLast), ElementsAre("\x80\xfd", "\xff\xff", std::string("\0x", 2)));
+}
+
+// Hosts whose uid lists name so many units in all.
+std::vector<Service> ManyUnits(std::size_t count) {
+  constexpr std::size_t kUnitsOfAHost = 32;
+  std::vector<Service> services;
+  for (std::size_t first = 0; first < count; first += kUnitsOfAHost) {
+    std::string uids;
+    for (std::size_t i = first; i < std::min(count, first + kUnitsOfAHost); ++i) {
+      uids += (uids.empty() ? "" : ":") + std::to_string(i);
+    }
+    services.push_back(HostService("host" + std::to_string(first), uids));
+  }
+  return services;
+}
+
+TEST_F(PollingDeviceListTest, UnitsBeyondTheLimitGetNoPollerAndOneMessage) {
+  ::testing::internal::CaptureStderr();
+  StartWith(ManyUnits(PollingDeviceList::kMaxUnits + 40));
+  EXPECT_EQ(fBoard.alive.size(), PollingDeviceList::kMaxUnits);
+  Announce(fNetwork, DeviceService("another"));
+  TurnLoop();
+  EXPECT_EQ(fBoard.alive.size(), PollingDeviceList::kMaxUnits);
+  const std::string console = ::testing::internal::GetCapturedStderr();
+  EXPECT_THAT(console, HasSubstr("more units are announced than are polled"));
+  EXPECT_EQ(std::count(console.begin(), console.end(), '\n'), 1) << console;
+}
+
+TEST_F(PollingDeviceListTest, PlaceOfAUnitThatLeavesGoesToOneBeyondTheLimit) {
+  ::testing::internal::CaptureStderr();
+  StartWith(ManyUnits(PollingDeviceList::kMaxUnits));
+  Announce(fNetwork, DeviceService("late"));
+  TurnLoop();
+  EXPECT_EQ(fBoard.Of("http://late.local/"), nullptr);
+  Withdraw(fNetwork, "host0");
+  TurnLoop();
+  ::testing::internal::GetCapturedStderr();
+  EXPECT_NE(fBoard.Of("http://late.local/"), nullptr);
+}
+
+TEST_F(PollingDeviceListTest, AsManyUnitsAsTheLimitAreNothingToReport) {
+  ::testing::internal::CaptureStderr();
+  StartWith(ManyUnits(PollingDeviceList::kMaxUnits));
+  EXPECT_EQ(::testing::internal::GetCapturedStderr(), "");
+  EXPECT_EQ(fBoard.alive.size(), PollingDeviceList::kMaxUnits);
+}
+
+TEST_F(PollingDeviceListTest, ModelsBeyondTheLimitAreNotAskedAboutAndReportedOnce) {
+  ::testing::internal::CaptureStderr();
+  StartWith({DeviceService("a")});
+  for (std::size_t i = 0; i < PollingDeviceList::kMaxModels + 10; ++i) {
+    Of("http://a.local/").SayModel("model " + std::to_string(i));
+    fList->UpdateList();
+  }
+  const std::string console = ::testing::internal::GetCapturedStderr();
+  EXPECT_EQ(fModels.size(), PollingDeviceList::kMaxModels);
+  EXPECT_THAT(console, HasSubstr("more models are announced"));
+  EXPECT_EQ(std::count(console.begin(), console.end(), '\n'), 1) << console;
+  Name("a", "A");
+  EXPECT_THAT(NamesOf(fLast), ElementsAre("A"));
+}
+
+TEST(PollingDeviceListMakersTest, EachKindHasItsPollerAndAnUnknownOneHasNone) {
+  InitHTTP();
+  const std::string url = "http://127.0.0.1:" + std::to_string(vorn::testing::UnusedPort()) + "/";
+  const auto make = [&](const std::string& type) {
+    return PollingDeviceList::MakePoller({std::string("n"), type, url, "1"}, nullptr);
+  };
+  EXPECT_NE(dynamic_cast<DevicePoller*>(make("plexadevice").get()), nullptr);
+  EXPECT_NE(dynamic_cast<DevicePoller*>(make("plexahost").get()), nullptr);
+  EXPECT_NE(dynamic_cast<SwitchPoller*>(make("plexaswitch").get()), nullptr);
+  EXPECT_EQ(make("plexatoaster"), nullptr);
+  EXPECT_EQ(make(""), nullptr);
+}
+
+TEST(PollingDeviceListWithPollersTest, SwitchIsPublishedWithFirmwareModelAndNewestVersion) {
+  InitHTTP();
+  vorn::testing::LoopbackServer server;
+  server.Reply("/firmware_version", 200, "1.2.3+4");
+  server.Reply("/api/device/avbswitch/firmware", 200, R"([{"version":"1.2.4+0"}])");
+  const std::string rootBefore = UpdateServerRoot();
+  ASSERT_TRUE(SetUpdateServerRoot(server.Url("/api/")));
+
+  vorn::test::ScriptedDNSSD network;
+  List last;
+  std::thread::id publishedOn;
+  {
+    const PollingDeviceList list(
+        [&](List published) {
+          last = std::move(published);
+          publishedOn = std::this_thread::get_id();
+        },
+        network, {});
+    Announce(network,
+             {"Rack", {"vorn.mdns.type=plexaswitch", "uid=7"}, "127.0.0.1", server.Port(), "127.0.0.1"});
+    EXPECT_TRUE(TurnLoopUntil([&] { return last.size() == 1 && last[0].latestVersion; }));
+  }
+  EXPECT_TRUE(SetUpdateServerRoot(rootBefore));
+
+  EXPECT_EQ(publishedOn, std::this_thread::get_id());
+  ASSERT_EQ(last.size(), 1U);
+  EXPECT_EQ(*last[0].name, "Rack");
+  EXPECT_EQ(*last[0].modelID, "avbswitch");
+  ASSERT_TRUE(last[0].firmwareVersion);
+  EXPECT_TRUE(*last[0].firmwareVersion == (vorn::FirmwareVersion{1, 2, 3, 4}));
+  EXPECT_TRUE(*last[0].latestVersion == (vorn::FirmwareVersion{1, 2, 4, 0}));
+  EXPECT_TRUE(UpdateAvailable(last[0]));
+}
+
+// The unit never answers; the destructor is there to cancel it.
+TEST(PollingDeviceListWithPollersTest, EndsWhileItsUnitsHang) {
+  InitHTTP();
+  vorn::testing::LoopbackServer server;
+  server.HandleOthers([](vorn::testing::Exchange& exchange) { exchange.Hang(); });
+  vorn::test::ScriptedDNSSD network;
+  auto list = std::make_unique<PollingDeviceList>([](List) {}, network, PollingDeviceList::Makers{});
+  Announce(network,
+           {"Desk", {"vorn.mdns.type=plexadevice", "uid=7"}, "127.0.0.1", server.Port(), "127.0.0.1"});
+  TurnLoop();
+  EXPECT_TRUE(server.WaitForRequests(1));
+  const auto begin = std::chrono::steady_clock::now();
+  list.reset();
+  EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(10));  // a request may last 30 s
+}
+
+}  // namespace
+}  // namespace DeviceList

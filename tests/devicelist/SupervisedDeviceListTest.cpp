@@ -1,0 +1,218 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "devicelist/SupervisedDeviceList.h"
+#include "tests/devicelist/Announcements.h"
+#include "tests/devicelist/Units.h"
+
+namespace DeviceList {
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+using testing::NamesOf;
+using testing::TurnLoop;
+using testing::TurnLoopUntil;
+using testing::Unit;
+using testing::WithFirmware;
+using State = SupervisedDeviceList::State;
+using List = std::vector<ExtendedDeviceInfo>;
+using std::chrono::steady_clock;
+
+// A supervised list whose monitor is the test and whose lists publish what the
+// test says.
+class SupervisedDeviceListTest : public ::testing::Test {
+ protected:
+  // One list that was built: alive until it is destroyed.
+  class BuiltList : public PollingDeviceList {
+   public:
+    BuiltList(SupervisedDeviceListTest& test, vorn::DNSSD& dnssd)
+        : PollingDeviceList({}, dnssd, {}), fTest(test) {
+      fTest.fAliveAtOnce = std::max(fTest.fAliveAtOnce, ++fTest.fAlive);
+    }
+    ~BuiltList() override { --fTest.fAlive; }
+
+   private:
+    SupervisedDeviceListTest& fTest;
+  };
+
+  SupervisedDeviceListTest() {
+    SupervisedDeviceList::Makers makers;
+    makers.list = [this](SupervisedDeviceList::Publish publish) -> std::unique_ptr<PollingDeviceList> {
+      ++fBuilt;
+      if (fRefuse) throw std::runtime_error("no thread left");
+      fPublish = std::move(publish);
+      return std::make_unique<BuiltList>(*this, fNetwork);
+    };
+    makers.monitor = [this](vorn::ResponderMonitor::Callback report) {
+      fReport = std::move(report);
+      return std::unique_ptr<vorn::ResponderMonitor>();
+    };
+    fList = std::make_unique<SupervisedDeviceList>([this](List list) { fPublished.push_back(NamesOf(list)); },
+                                                   [this](State state) { fStates.push_back(state); }, makers);
+  }
+
+  // What the monitor reports, and its coming through to the list's thread.
+  void Report(State state) {
+    std::thread([&] { fReport(state); }).join();
+    TurnLoop();
+  }
+
+  // The responder restarts under a list that shows "desk" and "rack".
+  void RestartShowingTwo() {
+    Report(State::kAnswering);
+    fPublish({Unit("desk", "1"), Unit("rack", "2")});
+    Report(State::kAbsent);
+    Report(State::kAnswering);
+    fPublished.clear();
+  }
+
+  vorn::test::ScriptedDNSSD fNetwork;
+  int fBuilt = 0;
+  int fAlive = 0;
+  int fAliveAtOnce = 0;
+  bool fRefuse = false;
+  SupervisedDeviceList::Publish fPublish;
+  vorn::ResponderMonitor::Callback fReport;
+  std::vector<std::vector<std::string>> fPublished;
+  std::vector<State> fStates;
+  std::unique_ptr<SupervisedDeviceList> fList;
+};
+
+TEST_F(SupervisedDeviceListTest, BuildsNothingBeforeTheResponderAnswers) {
+  TurnLoop();
+  Report(State::kAbsent);
+  Report(State::kSilent);
+  EXPECT_EQ(fBuilt, 0);
+  EXPECT_THAT(fPublished, IsEmpty());
+}
+
+TEST_F(SupervisedDeviceListTest, BuildsAListWhenTheResponderAnswers) {
+  Report(State::kAbsent);
+  Report(State::kAnswering);
+  EXPECT_EQ(fBuilt, 1);
+  fPublish({Unit("desk")});
+  EXPECT_THAT(fPublished, ElementsAre(ElementsAre("desk")));
+}
+
+TEST_F(SupervisedDeviceListTest, TellsEachChangeOfStateOnItsOwnThread) {
+  Report(State::kAbsent);
+  Report(State::kAnswering);
+  Report(State::kSilent);
+  Report(State::kAnswering);
+  EXPECT_THAT(fStates, ElementsAre(State::kAbsent, State::kAnswering, State::kSilent, State::kAnswering));
+}
+
+TEST_F(SupervisedDeviceListTest, KeepsTheListWhileTheResponderIsAway) {
+  Report(State::kAnswering);
+  fPublish({Unit("desk")});
+  Report(State::kAbsent);
+  EXPECT_EQ(fAlive, 1);
+  EXPECT_THAT(fPublished.back(), ElementsAre("desk"));
+}
+
+TEST_F(SupervisedDeviceListTest, BuildsAFreshListWheneverAResponderAnswersAgain) {
+  Report(State::kAnswering);
+  Report(State::kAbsent);
+  Report(State::kAnswering);
+  Report(State::kSilent);
+  Report(State::kAnswering);
+  EXPECT_EQ(fBuilt, 3);
+  EXPECT_EQ(fAlive, 1);
+  EXPECT_EQ(fAliveAtOnce, 1);
+}
+
+TEST_F(SupervisedDeviceListTest, BuildsAFreshListWhenAnotherResponderTakesOver) {
+  Report(State::kAnswering);
+  Report(State::kAnswering);
+  EXPECT_EQ(fBuilt, 2);
+  EXPECT_THAT(fStates, ElementsAre(State::kAnswering));
+}
+
+TEST_F(SupervisedDeviceListTest, ResponderThatCameAndWentBeforeTheLoopTurnedIsFoundOnItsReturn) {
+  std::thread([&] {
+    fReport(State::kAnswering);
+    fReport(State::kAbsent);
+  }).join();
+  TurnLoop();
+  EXPECT_EQ(fBuilt, 0);
+  Report(State::kAnswering);
+  EXPECT_EQ(fBuilt, 1);
+}
+
+TEST_F(SupervisedDeviceListTest, WhatWasShownStaysUntilItIsNamedAgain) {
+  RestartShowingTwo();
+  fPublish({});
+  fPublish({Unit("rack", "2")});
+  fPublish({Unit("new", "3"), Unit("rack", "2")});
+  fPublish({Unit("desk", "1"), Unit("new", "3"), Unit("rack", "2")});
+  fPublish({Unit("new", "3")});
+  EXPECT_THAT(fPublished, ElementsAre(ElementsAre("desk", "rack"), ElementsAre("desk", "rack"),
+                                      ElementsAre("desk", "new", "rack"), ElementsAre("desk", "new", "rack"),
+                                      ElementsAre("new")));
+}
+
+TEST_F(SupervisedDeviceListTest, WhatWasShownIsLetGoOfAfterFiveSecondsAndNotBefore) {
+  const auto begin = steady_clock::now();
+  RestartShowingTwo();
+  fPublish({Unit("rack", "2")});
+  EXPECT_TRUE(TurnLoopUntil([&] { return fPublished.size() == 2; }));
+  EXPECT_THAT(fPublished, ElementsAre(ElementsAre("desk", "rack"), ElementsAre("rack")));
+  EXPECT_GE(steady_clock::now() - begin, SupervisedDeviceList::kHoldTime - std::chrono::milliseconds(1));
+}
+
+TEST_F(SupervisedDeviceListTest, SecondRestartKeepsWhatIsStillHeld) {
+  RestartShowingTwo();
+  fPublish({Unit("rack", "2")});
+  Report(State::kAbsent);
+  Report(State::kAnswering);
+  fPublish({});
+  EXPECT_THAT(fPublished.back(), ElementsAre("desk", "rack"));
+}
+
+TEST_F(SupervisedDeviceListTest, ListThatCannotBeBuiltIsTriedAgain) {
+  fRefuse = true;
+  ::testing::internal::CaptureStderr();
+  Report(State::kAnswering);
+  EXPECT_THAT(::testing::internal::GetCapturedStderr(), HasSubstr("no thread left"));
+  EXPECT_EQ(fBuilt, 1);
+  fRefuse = false;
+  EXPECT_TRUE(TurnLoopUntil([&] { return fBuilt == 2; }));
+  EXPECT_EQ(fAlive, 1);
+}
+
+TEST_F(SupervisedDeviceListTest, DestructionEndsTheListToo) {
+  Report(State::kAnswering);
+  fList.reset();
+  EXPECT_EQ(fAlive, 0);
+  TurnLoop();
+  EXPECT_THAT(fPublished, IsEmpty());
+}
+
+TEST(SupervisedDeviceListStateTest, WorksWithoutCallbacks) {
+  SupervisedDeviceList::Makers makers;
+  vorn::ResponderMonitor::Callback report;
+  vorn::test::ScriptedDNSSD network;
+  makers.list = [&](SupervisedDeviceList::Publish publish) {
+    return std::make_unique<PollingDeviceList>(std::move(publish), network, PollingDeviceList::Makers{});
+  };
+  makers.monitor = [&](vorn::ResponderMonitor::Callback callback) {
+    report = std::move(callback);
+    return std::unique_ptr<vorn::ResponderMonitor>();
+  };
+  const SupervisedDeviceList list({}, {}, makers);
+  report(State::kAnswering);
+  TurnLoop();
+  EXPECT_THAT(network.Begun(), ElementsAre("browse"));
+}
+
+}  // namespace
+}  // namespace DeviceList

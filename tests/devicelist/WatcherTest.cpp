@@ -1,0 +1,180 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <stdexcept>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "devicelist/Watcher.h"
+#include "tests/devicelist/Announcements.h"
+
+namespace DeviceList {
+namespace {
+
+using testing::Announce;
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+using testing::Service;
+using testing::TurnLoop;
+using testing::TurnLoopUntil;
+using testing::Withdraw;
+
+const std::vector<std::string> kDevice{"vorn.mdns.type=plexadevice", "uid=1"};
+
+class OpenWatcher : public Watcher {
+ public:
+  using Watcher::Hosts;
+  using Watcher::Watcher;
+};
+
+class WatcherTest : public ::testing::Test {
+ protected:
+  // Installs a callback that keeps every list.
+  void Listen() {
+    fWatcher.OnDeviceListChange([this](std::vector<Entry> entries) { fLists.push_back(std::move(entries)); });
+  }
+
+  std::vector<std::string> LastUrls() {
+    std::vector<std::string> urls;
+    if (fLists.empty()) return {"(no list)"};
+    for (const Entry& entry : fLists.back()) urls.push_back(entry.url);
+    return urls;
+  }
+
+  vorn::test::ScriptedDNSSD fNetwork;
+  OpenWatcher fWatcher{fNetwork};
+  std::vector<std::vector<Entry>> fLists;
+};
+
+TEST_F(WatcherTest, BrowsesFromItsConstructionOn) {
+  EXPECT_THAT(fNetwork.Begun(), ElementsAre("browse"));
+}
+
+TEST_F(WatcherTest, InstallingACallbackWhileIdleDeliversTheListOnce) {
+  Listen();
+  EXPECT_TRUE(TurnLoopUntil([&] { return !fLists.empty(); }));
+  EXPECT_THAT(fLists[0], IsEmpty());
+  TurnLoop();
+  EXPECT_EQ(fLists.size(), 1U);
+}
+
+TEST_F(WatcherTest, CallbackNeverRunsInsideItsInstallation) {
+  Listen();
+  EXPECT_TRUE(fLists.empty());
+}
+
+TEST_F(WatcherTest, AnotherCallbackGetsTheFullListAgain) {
+  Announce(fNetwork, {"Desk", kDevice, "desk.local."});
+  Listen();
+  EXPECT_TRUE(TurnLoopUntil([&] { return fLists.size() == 1; }));
+  Listen();
+  EXPECT_TRUE(TurnLoopUntil([&] { return fLists.size() == 2; }));
+  EXPECT_THAT(LastUrls(), ElementsAre("http://desk.local/"));
+}
+
+TEST_F(WatcherTest, ResolvedServiceIsDelivered) {
+  Listen();
+  Announce(fNetwork, {"Desk", kDevice, "desk.local.", 8080});
+  EXPECT_TRUE(TurnLoopUntil([&] { return !fLists.empty() && !fLists.back().empty(); }));
+  EXPECT_TRUE(
+      (fLists.back()[0] == Entry{std::string("Desk"), "plexadevice", "http://desk.local:8080/", "1"}));
+}
+
+TEST_F(WatcherTest, RemovalIsDelivered) {
+  Announce(fNetwork, {"Desk", kDevice});
+  Listen();
+  EXPECT_TRUE(TurnLoopUntil([&] { return !fLists.empty() && fLists.back().size() == 1; }));
+  Withdraw(fNetwork, "Desk");
+  EXPECT_TRUE(TurnLoopUntil([&] { return fLists.back().empty(); }));
+}
+
+TEST_F(WatcherTest, ServicesOfOneUrlAreListedOnceByTheFirstResolved) {
+  Announce(fNetwork, {"First", kDevice});
+  Announce(fNetwork, {"Second", kDevice});
+  Listen();
+  EXPECT_TRUE(TurnLoopUntil([&] { return !fLists.empty(); }));
+  ASSERT_EQ(fLists.back().size(), 1U);
+  EXPECT_EQ(*fLists.back()[0].name, "First");
+}
+
+TEST_F(WatcherTest, ChangesBeforeTheLoopTurnsGiveOneUpdate) {
+  Listen();
+  for (const char* name : {"a", "b", "c"}) {
+    Announce(fNetwork, {name, kDevice, std::string(name) + ".local."});
+  }
+  TurnLoop();
+  EXPECT_EQ(fLists.size(), 1U);
+  EXPECT_THAT(LastUrls(), ElementsAre("http://a.local/", "http://b.local/", "http://c.local/"));
+}
+
+TEST_F(WatcherTest, ChangeWithoutCallbackIsConsumed) {
+  Announce(fNetwork, {"Desk", kDevice});
+  TurnLoop();
+  Listen();
+  TurnLoop();
+  EXPECT_EQ(fLists.size(), 1U);
+  EXPECT_EQ(fLists[0].size(), 1U);
+}
+
+TEST_F(WatcherTest, EmptyCallbackEndsTheDeliveries) {
+  Listen();
+  fWatcher.OnDeviceListChange({});
+  Announce(fNetwork, {"Desk", kDevice});
+  TurnLoop();
+  EXPECT_THAT(fLists, IsEmpty());
+}
+
+TEST_F(WatcherTest, CallbackThatThrowsLeavesTheWatcherUsable) {
+  fWatcher.OnDeviceListChange([](std::vector<Entry>) { throw std::runtime_error("callback"); });
+  TurnLoop();
+  Listen();  // would wait for ever for a mutex left locked
+  EXPECT_TRUE(TurnLoopUntil([&] { return !fLists.empty(); }));
+}
+
+TEST_F(WatcherTest, CallbackMayBeInstalledFromAnotherThreadAndRunsOnTheWatchers) {
+  std::thread::id ranOn;
+  std::thread([&] {
+    fWatcher.OnDeviceListChange([&](std::vector<Entry>) { ranOn = std::this_thread::get_id(); });
+  }).join();
+  EXPECT_TRUE(TurnLoopUntil([&] { return ranOn != std::thread::id(); }));
+  EXPECT_EQ(ranOn, std::this_thread::get_id());
+}
+
+TEST_F(WatcherTest, AddressesOfLocalHostsAreKnownBeforeTheListIsDelivered) {
+  Announce(fNetwork, {"Desk", kDevice, "desk.local.", 80, "192.168.1.33"});
+  std::vector<std::string> addresses;
+  fWatcher.OnDeviceListChange(
+      [&](std::vector<Entry>) { addresses = fWatcher.Hosts()->AddressesOf("desk.local"); });
+  EXPECT_TRUE(TurnLoopUntil([&] { return !addresses.empty(); }));
+  EXPECT_THAT(addresses, ElementsAre("192.168.1.33"));
+}
+
+TEST_F(WatcherTest, AnnouncementPinsNoHostOfAnotherKind) {
+  Announce(fNetwork, {"Evil", kDevice, "updates.vorn.example.", 80, "192.168.1.66"});
+  Listen();
+  EXPECT_TRUE(TurnLoopUntil([&] { return !fLists.empty(); }));
+  EXPECT_THAT(fWatcher.Hosts()->AddressesOf("updates.vorn.example"), IsEmpty());
+  EXPECT_THAT(fWatcher.Hosts()->AddressesOf("updates.vorn.example."), IsEmpty());
+}
+
+TEST_F(WatcherTest, WithdrawnHostLosesItsAddress) {
+  Announce(fNetwork, {"Desk", kDevice, "desk.local."});
+  Listen();
+  EXPECT_TRUE(TurnLoopUntil([&] { return !fWatcher.Hosts()->AddressesOf("desk.local").empty(); }));
+  Withdraw(fNetwork, "Desk");
+  EXPECT_TRUE(TurnLoopUntil([&] { return fWatcher.Hosts()->AddressesOf("desk.local").empty(); }));
+}
+
+TEST(WatcherWithoutResponderTest, DeliversAnEmptyList) {
+  vorn::test::ScriptedDNSSD network;
+  network.browseError = kDNSServiceErr_Unknown;
+  network.browseGivesReference = false;
+  Watcher watcher(network);
+  bool delivered = false;
+  watcher.OnDeviceListChange([&](const std::vector<Entry>& entries) { delivered = entries.empty(); });
+  EXPECT_TRUE(TurnLoopUntil([&] { return delivered; }));
+}
+
+}  // namespace
+}  // namespace DeviceList
