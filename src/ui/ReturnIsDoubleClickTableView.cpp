@@ -3,6 +3,7 @@
 #include <QEvent>
 #include <QKeyEvent>
 #include <QMouseEvent>
+#include <QPaintEvent>
 #include <QScrollBar>
 #include <QWheelEvent>
 
@@ -125,6 +126,14 @@ void ReturnIsDoubleClickTableView::dataChanged(const QModelIndex& topLeft, const
   for (int row = topLeft.row(); row <= bottomRight.row(); ++row) {
     const QModelIndex changed = topLeft.siblingAtRow(row);
     QAbstractItemView::dataChanged(changed, changed, roles);
+  }
+}
+
+// QListView draws every row between the first and the last one to be drawn.
+void ReturnIsDoubleClickTableView::paintEvent(QPaintEvent* event) {
+  for (const QRect& rect : event->region()) {
+    QPaintEvent part(rect);
+    QListView::paintEvent(&part);
   }
 }
 

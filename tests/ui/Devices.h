@@ -1,0 +1,43 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "devicelist/Entry.h"
+#include "devicelist/ExtendedDeviceInfo.h"
+
+namespace vorn::ui {
+
+using List = std::vector<DeviceList::ExtendedDeviceInfo>;
+
+/// A device called `name` at its own address.
+inline DeviceList::ExtendedDeviceInfo Device(const std::string& name,
+                                             const std::string& type = DeviceList::kTypeDevice) {
+  DeviceList::ExtendedDeviceInfo info;
+  info.name = name;
+  info.type = type;
+  info.url = "http://" + name + ".local:80/";
+  info.uid = name;
+  return info;
+}
+
+/// The same with an installed and a newest version.
+inline DeviceList::ExtendedDeviceInfo Device(const std::string& name, FirmwareVersion installed,
+                                             FirmwareVersion latest) {
+  DeviceList::ExtendedDeviceInfo info = Device(name);
+  info.firmwareVersion = installed;
+  info.latestVersion = latest;
+  return info;
+}
+
+/// Devices "unit0000", "unit0001", ... in order.
+inline List Devices(int count) {
+  List list;
+  for (int i = 0; i < count; ++i) {
+    const std::string digits = std::to_string(i);
+    list.push_back(Device("unit" + std::string(4 - digits.size(), '0') + digits));
+  }
+  return list;
+}
+
+}  // namespace vorn::ui

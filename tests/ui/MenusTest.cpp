@@ -1,0 +1,219 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <QTest>
+
+#include "tests/ui/PanelFixture.h"
+#include "ui/SettingsMenu.h"
+#include "ui/StatusMenu.h"
+
+namespace vorn::ui {
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+std::vector<std::string> Titles(const QMenu& menu) {
+  std::vector<std::string> titles;
+  for (const QAction* action : menu.actions()) {
+    if (action->isVisible()) titles.push_back(action->isSeparator() ? "-" : action->text().toStdString());
+  }
+  return titles;
+}
+
+// Chooses an entry as a user does.
+void Choose(QMenu& menu, QAction* action) {
+  menu.popup(QPoint(10, 10));
+  QTest::mouseClick(&menu, Qt::LeftButton, {}, menu.actionGeometry(action).center());
+}
+
+TEST(SettingsMenu, HoldsThreeCheckMarksAndQuit) {
+  ScriptedOwner owner;
+  const SettingsMenu menu(owner, SettingsMenu::Quit::Offered);
+  EXPECT_THAT(Titles(menu), ElementsAre("Launch at Login", "Show Switches", "Notify About Updates", "-",
+                                        "Quit Vorn Device Finder"));
+}
+
+TEST(SettingsMenu, CheckMarksAreReadAnewEachTimeItOpens) {
+  ScriptedOwner owner;
+  SettingsMenu menu(owner, SettingsMenu::Quit::Offered);
+  EXPECT_FALSE(menu.launchOnStart()->isChecked());
+  EXPECT_FALSE(menu.showSwitches()->isChecked());
+  EXPECT_TRUE(menu.shouldNotify()->isChecked());
+  owner.fLaunch = true;
+  owner.fSwitches = true;
+  owner.fNotify = false;
+  menu.popup(QPoint(0, 0));
+  EXPECT_TRUE(menu.launchOnStart()->isChecked());
+  EXPECT_TRUE(menu.showSwitches()->isChecked());
+  EXPECT_FALSE(menu.shouldNotify()->isChecked());
+  menu.close();
+}
+
+TEST(SettingsMenu, EachEntrySetsTheOppositeOfWhatTheOwnerSays) {
+  ScriptedOwner owner;
+  SettingsMenu menu(owner, SettingsMenu::Quit::Offered);
+  Choose(menu, menu.launchOnStart());
+  EXPECT_TRUE(owner.fLaunch);
+  Choose(menu, menu.showSwitches());
+  EXPECT_TRUE(owner.fSwitches);
+  Choose(menu, menu.shouldNotify());
+  EXPECT_FALSE(owner.fNotify);
+  EXPECT_FALSE(menu.shouldNotify()->isChecked());
+  Choose(menu, menu.shouldNotify());
+  EXPECT_TRUE(owner.fNotify);
+}
+
+TEST(SettingsMenu, ASettingThatDidNotTakeIsNotShownAsSet) {
+  class StubbornOwner : public ScriptedOwner {
+   public:
+    void setLaunchOnLogin(bool) override {}
+  } owner;
+  SettingsMenu menu(owner, SettingsMenu::Quit::Offered);
+  Choose(menu, menu.launchOnStart());
+  EXPECT_FALSE(menu.launchOnStart()->isChecked());
+}
+
+TEST(SettingsMenu, QuitAsksTheOwner) {
+  ScriptedOwner owner;
+  SettingsMenu menu(owner, SettingsMenu::Quit::Offered);
+  Choose(menu, menu.actions().last());
+  EXPECT_EQ(owner.fQuits, 1);
+}
+
+TEST(SettingsMenu, EntriesOfAnInsertedSubmenuGoToTheVirtualEntity) {
+  ScriptedOwner owner;
+  SettingsMenu menu(owner, SettingsMenu::Quit::Offered);
+  QAction entry("Launch Mac Virtual Entity");
+  QMenu submenu;
+  QAction* ethernet = submenu.addAction("Ethernet:en0");
+  ethernet->setCheckable(true);
+  ethernet->setChecked(true);
+  entry.setMenu(&submenu);
+  menu.insertAction(menu.actions().at(3), &entry);
+  EXPECT_EQ(Titles(menu)[3], "Launch Mac Virtual Entity");
+  Choose(submenu, ethernet);
+  EXPECT_THAT(owner.fToggledEntities, ElementsAre("Ethernet:en0 was on"));
+  EXPECT_TRUE(ethernet->isChecked());
+}
+
+TEST(SettingsMenu, ASubmenuThatComesLaterOrAgainIsHeardOnce) {
+  ScriptedOwner owner;
+  SettingsMenu menu(owner, SettingsMenu::Quit::Offered);
+  QAction entry("Launch Mac Virtual Entity");
+  menu.insertAction(menu.actions().at(3), &entry);
+  QMenu submenu;
+  QAction* ethernet = submenu.addAction("Ethernet:en0");
+  entry.setMenu(&submenu);
+  entry.setText("Launch Mac Virtual Entity ");
+  Choose(submenu, ethernet);
+  EXPECT_THAT(owner.fToggledEntities, ElementsAre("Ethernet:en0 was off"));
+}
+
+TEST(SettingsMenu, AnInsertedEntryWithoutSubmenuDoesNothing) {
+  ScriptedOwner owner;
+  SettingsMenu menu(owner, SettingsMenu::Quit::Offered);
+  QAction entry("Launch Mac Virtual Entity");
+  menu.insertAction(menu.actions().at(3), &entry);
+  Choose(menu, &entry);
+  EXPECT_THAT(owner.fToggledEntities, IsEmpty());
+}
+
+class StatusMenuTest : public testing::Test {
+ protected:
+  // As if the host opened the menu.
+  std::vector<std::string> opened(const List& list) {
+    fMenu.updateDeviceList(list);
+    emit fMenu.contextMenu()->aboutToShow();
+    return Titles(*fMenu.contextMenu());
+  }
+  QAction* entry(const std::string& title) {
+    for (QAction* action : fMenu.contextMenu()->actions()) {
+      if (action->text().toStdString() == title) return action;
+    }
+    return nullptr;
+  }
+
+  ScriptedOwner fOwner;
+  StatusMenu fMenu{fOwner};
+};
+
+TEST_F(StatusMenuTest, OffersPanelDevicesSettingsAndQuit) {
+  EXPECT_THAT(opened({}), ElementsAre("Show Devices", "-", "No Local Devices Found.", "-", "Settings",
+                                      "Quit Vorn Device Finder"));
+  EXPECT_FALSE(entry("No Local Devices Found.")->isEnabled());
+  EXPECT_THAT(opened({Device("anna"), Device("berta", {1, 3, 0, 0}, {1, 4, 2, 0})}),
+              ElementsAre("Show Devices", "-", "anna", "berta (update 1.4.2 available)", "-", "Settings",
+                          "Quit Vorn Device Finder"));
+  EXPECT_THAT(Titles(*fMenu.menu()), ElementsAre("Launch at Login", "Show Switches", "Notify About Updates"));
+}
+
+TEST_F(StatusMenuTest, EntriesOpenTheBareUrl) {
+  opened({Device("anna"), Device("berta")});
+  entry("berta")->trigger();
+  EXPECT_THAT(fOwner.fOpened, ElementsAre(Device("berta").url));
+}
+
+TEST_F(StatusMenuTest, ShowDevicesShowsThePanelAndQuitQuits) {
+  opened({});
+  entry("Show Devices")->trigger();
+  EXPECT_THAT(fOwner.fVisibleRequests, ElementsAre(true));
+  entry("Quit Vorn Device Finder")->trigger();
+  EXPECT_EQ(fOwner.fQuits, 1);
+}
+
+TEST_F(StatusMenuTest, AnEntryStaysWithItsDevice) {
+  opened({Device("anna"), Device("berta"), Device("clara")});
+  QAction* const berta = entry("berta");
+  QAction* const clara = entry("clara");
+  EXPECT_THAT(opened({Device("clara"), Device("aaron"), Device("berta")}),
+              ElementsAre("Show Devices", "-", "clara", "aaron", "berta", "-", "Settings",
+                          "Quit Vorn Device Finder"));
+  EXPECT_EQ(entry("berta"), berta);
+  EXPECT_EQ(entry("clara"), clara);
+}
+
+TEST_F(StatusMenuTest, AnUnchangedListChangesNoEntry) {
+  opened(Devices(20));
+  int changes = 0;
+  for (QAction* action : fMenu.contextMenu()->actions()) {
+    QObject::connect(action, &QAction::changed, action, [&] { ++changes; });
+  }
+  opened(Devices(20));
+  EXPECT_EQ(changes, 0);
+}
+
+TEST_F(StatusMenuTest, ListsAreTakenOverALittleLaterAndTogether) {
+  for (int i = 0; i < 20; ++i) fMenu.updateDeviceList(Devices(i));
+  EXPECT_EQ(entry("unit0000"), nullptr);
+  EXPECT_TRUE(QTest::qWaitFor([&] { return entry("unit0018") != nullptr; }, 10000));
+}
+
+TEST_F(StatusMenuTest, NamesOfStrangersAreHarmlessTitles) {
+  const auto titles = opened({Device("Drums & Bass\n\xE2\x80\xAE"), Device(std::string(500, 'x'))});
+  EXPECT_EQ(titles[2], "Drums && Bass");
+  EXPECT_EQ(QString::fromStdString(titles[3]).size(), 60);
+}
+
+TEST_F(StatusMenuTest, RandomListsEndInTheirOwnOrder) {
+  std::uint32_t state = 7;
+  const auto random = [&] { return (state = state * 1664525U + 1013904223U) >> 16; };
+  for (int round = 0; round < 200; ++round) {
+    List list = Devices(8);
+    std::erase_if(list, [&](const auto&) { return random() % 3 == 0; });
+    for (std::size_t i = list.size(); i > 1; --i) std::swap(list[i - 1], list[random() % i]);
+    const auto titles = opened(list);
+    std::vector<std::string> shown(titles.begin() + 2, titles.end() - 3);
+    std::vector<std::string> expected;
+    for (const auto& info : list) expected.push_back(*info.name);
+    if (expected.empty()) expected.push_back("No Local Devices Found.");
+    ASSERT_EQ(shown, expected);
+  }
+}
+
+TEST_F(StatusMenuTest, DuplicateUrlsMakeOneEntry) {
+  EXPECT_EQ(opened({Device("anna"), Device("anna"), Device("berta")}).size(), 7U);
+}
+
+}  // namespace
+}  // namespace vorn::ui

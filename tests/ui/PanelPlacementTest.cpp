@@ -1,0 +1,105 @@
+#include <gtest/gtest.h>
+
+#include <ostream>
+#include <string>
+
+#include "ui/PanelPlacement.h"
+#include "ui/PanelSurroundings.h"
+
+namespace vorn::ui {
+namespace {
+
+const QRect kScreen(0, 0, 1920, 1080);
+const PlacementScreen kTopBar{kScreen, QRect(0, 30, 1920, 1050)};
+const PlacementScreen kBottomBar{kScreen, QRect(0, 0, 1920, 1050)};
+const PlacementScreen kNoBarKnown{kScreen, kScreen};
+const PlacementScreen kLeftBar{kScreen, QRect(48, 0, 1872, 1080)};
+const PlacementScreen kRightScreenTopBar{QRect(1920, 0, 1280, 1024), QRect(1920, 24, 1280, 1000)};
+const PlacementScreen kScreenAbove{QRect(0, -900, 1600, 900), QRect(0, -900, 1600, 860)};
+const QSize kPanel(320, 400);
+
+struct Case {
+  std::string name;
+  PlacementRequest request;
+  QPoint expected;
+};
+
+std::ostream& operator<<(std::ostream& stream, const Case& c) {
+  return stream << c.name;
+}
+
+class PanelPlacement : public testing::TestWithParam<Case> {};
+
+TEST_P(PanelPlacement, PutsThePanelThere) {
+  const QPoint origin = panelOrigin(GetParam().request);
+  EXPECT_EQ(origin.x(), GetParam().expected.x());
+  EXPECT_EQ(origin.y(), GetParam().expected.y());
+}
+
+const std::vector<Case> kCases{
+    {"HangsUnderTheItem", {kPanel, {1000, 4, 22, 22}, {}, {kTopBar}}, {1000, 30}},
+    {"ShiftedLeftAtTheRightEdge", {kPanel, {1890, 4, 22, 22}, {}, {kTopBar}}, {1600, 30}},
+    {"ExactlyFitsAtTheRightEdge", {kPanel, {1600, 4, 22, 22}, {}, {kTopBar}}, {1600, 30}},
+    {"OnePixelTooFarRight", {kPanel, {1601, 4, 22, 22}, {}, {kTopBar}}, {1600, 30}},
+    {"AtTheLeftEdge", {kPanel, {0, 4, 22, 22}, {}, {kTopBar}}, {0, 30}},
+    {"StandsOnABottomBar", {kPanel, {1000, 1054, 22, 22}, {}, {kBottomBar}}, {1000, 650}},
+    {"BottomBarAtTheRightEdge", {kPanel, {1890, 1054, 22, 22}, {}, {kBottomBar}}, {1600, 650}},
+    {"ItemInsideAScreenWithoutKnownBarAtTheTop", {kPanel, {1000, 4, 22, 22}, {}, {kNoBarKnown}}, {1000, 26}},
+    {"ItemInsideAScreenWithoutKnownBarAtTheBottom",
+     {kPanel, {1000, 1054, 22, 22}, {}, {kNoBarKnown}},
+     {1000, 654}},
+    {"TheItemCountsMoreThanThePress", {kPanel, {500, 4, 22, 22}, QPoint(900, 10), {kTopBar}}, {500, 30}},
+    {"PressServesWhereTheItemIsUnknown", {kPanel, {}, QPoint(900, 10), {kTopBar}}, {900, 30}},
+    {"PressNearTheRightEdge", {kPanel, {}, QPoint(1900, 10), {kTopBar}}, {1600, 30}},
+    {"PressOnABottomBar", {kPanel, {}, QPoint(900, 1060), {kBottomBar}}, {900, 650}},
+    {"PressWithoutKnownBarLow", {kPanel, {}, QPoint(900, 1060), {kNoBarKnown}}, {900, 680}},
+    {"NothingKnownTopBar", {kPanel, {}, {}, {kTopBar}}, {1600, 30}},
+    {"NothingKnownBottomBar", {kPanel, {}, {}, {kBottomBar}}, {1600, 650}},
+    {"NothingKnownNoBar", {kPanel, {}, {}, {kNoBarKnown}}, {1600, 0}},
+    {"SecondScreenHoldsTheItem", {kPanel, {2500, 2, 20, 20}, {}, {kTopBar, kRightScreenTopBar}}, {2500, 24}},
+    {"RightEdgeOfTheSecondScreen",
+     {kPanel, {3170, 2, 20, 20}, {}, {kTopBar, kRightScreenTopBar}},
+     {2880, 24}},
+    {"RightEdgeOfTheFirstScreenDoesNotSpill",
+     {kPanel, {1890, 4, 22, 22}, {}, {kTopBar, kRightScreenTopBar}},
+     {1600, 30}},
+    {"ScreenAboveWithABottomBar", {kPanel, {700, -30, 22, 22}, {}, {kTopBar, kScreenAbove}}, {700, -440}},
+    {"PressOnTheSecondScreen", {kPanel, {}, QPoint(2000, 5), {kTopBar, kRightScreenTopBar}}, {2000, 24}},
+    {"NothingKnownTakesThePrimaryScreen", {kPanel, {}, {}, {kRightScreenTopBar, kTopBar}}, {2880, 24}},
+    {"ItemOutsideAllScreensTakesTheNearest",
+     {kPanel, {3300, 5, 20, 20}, {}, {kTopBar, kRightScreenTopBar}},
+     {2880, 24}},
+    {"ItemOnALeftBarPushesThePanelBesideIt", {kPanel, {10, 20, 22, 22}, {}, {kLeftBar}}, {48, 0}},
+    {"PanelWiderThanTheScreen", {{3000, 400}, {1000, 4, 22, 22}, {}, {kTopBar}}, {0, 30}},
+    {"PanelHigherThanTheScreenOnABottomBar",
+     {{320, 2000}, {1000, 1054, 22, 22}, {}, {kBottomBar}},
+     {1000, 0}},
+    {"NoScreenAtAll", {kPanel, {1000, 4, 22, 22}, {}, {}}, {0, 0}},
+};
+
+INSTANTIATE_TEST_SUITE_P(Table, PanelPlacement, testing::ValuesIn(kCases),
+                         [](const auto& tested) { return tested.param.name; });
+
+TEST(ReservedAreas, AreTakenOffTheEdgeTheyLieAlong) {
+  EXPECT_EQ(withoutReservedArea(kScreen, kScreen, {0, 0, 1920, 30}), QRect(0, 30, 1920, 1050));
+  EXPECT_EQ(withoutReservedArea(kScreen, kScreen, {0, 1050, 1920, 30}), QRect(0, 0, 1920, 1050));
+  EXPECT_EQ(withoutReservedArea(kScreen, kScreen, {0, 0, 48, 1080}), QRect(48, 0, 1872, 1080));
+  EXPECT_EQ(withoutReservedArea(kScreen, kScreen, {1872, 0, 48, 1080}), QRect(0, 0, 1872, 1080));
+  EXPECT_EQ(withoutReservedArea(kScreen, kScreen, {600, 0, 700, 30}), QRect(0, 30, 1920, 1050));
+}
+
+TEST(ReservedAreas, AreNotTakenOffTwice) {
+  const QRect usable(0, 30, 1920, 1050);
+  EXPECT_EQ(withoutReservedArea(kScreen, usable, {0, 0, 1920, 30}), usable);
+  EXPECT_EQ(withoutReservedArea(kScreen, usable, {0, 0, 1920, 20}), usable);
+}
+
+TEST(ReservedAreas, OfOtherScreensDoNotCount) {
+  EXPECT_EQ(withoutReservedArea(kScreen, kScreen, {1920, 0, 1280, 30}), kScreen);
+  EXPECT_EQ(withoutReservedArea(kScreen, kScreen, {0, -900, 1600, 30}), kScreen);
+  // A bar at the foot of the upper of two screens reserves everything below it.
+  EXPECT_EQ(withoutReservedArea(kScreen, kScreen, {0, -30, 1920, 1110}), kScreen);
+}
+
+}  // namespace
+}  // namespace vorn::ui

@@ -1,0 +1,78 @@
+#pragma once
+
+#include <QAction>
+#include <QMenu>
+#include <algorithm>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "tests/ui/Devices.h"
+#include "ui/ClickablePanel.h"
+#include "ui/DeviceListController.h"
+#include "ui/DeviceListListener.h"
+#include "ui/DeviceListWindowController.h"
+#include "ui/PanelOwner.h"
+
+namespace vorn::ui {
+
+/// An owner that does what the application does with a panel, among other
+/// things destroys its controller inside the very event that asks for it, and
+/// remembers what it was asked.
+class ScriptedOwner : public PanelOwner {
+ public:
+  ~ScriptedOwner() override { setPanelVisible(false); }
+
+  void addListener(DeviceListListener* listener) override {
+    listener->updateDeviceList(fList);
+    if (std::find(fListeners.begin(), fListeners.end(), listener) == fListeners.end()) {
+      fListeners.push_back(listener);
+    }
+  }
+  void removeListener(DeviceListListener* listener) override { std::erase(fListeners, listener); }
+  void setPanelVisible(bool visible) override {
+    fVisibleRequests.push_back(visible);
+    if (visible && !fController) {
+      fController = std::make_unique<DeviceListWindowController>(*this);
+      QObject::connect(fController.get(), &DeviceListWindowController::hiddenByDeactivation,
+                       [this] { ++fDeactivations; });
+      fController->showAt({40, 40});
+    } else if (!visible && fController) {
+      const auto kept = std::move(fController);
+      kept->close();
+    }
+  }
+  bool launchOnLogin() override { return fLaunch; }
+  void setLaunchOnLogin(bool enabled) override { fLaunch = enabled; }
+  bool showSwitches() override { return fSwitches; }
+  void setShowSwitches(bool shown) override { fSwitches = shown; }
+  bool notify() override { return fNotify; }
+  void setNotify(bool enabled) override { fNotify = enabled; }
+  void toggleMacVirtualEntity(QAction* sender) override {
+    fToggledEntities.push_back(sender->text().toStdString() + (sender->isChecked() ? " was on" : " was off"));
+  }
+  void openUrl(const std::string& url) override { fOpened.push_back(url); }
+  void quit() override { ++fQuits; }
+
+  void publish(const List& list) {
+    fList = list;
+    for (std::size_t i = 0; i < fListeners.size(); ++i) fListeners[i]->updateDeviceList(fList);
+  }
+
+  DeviceListController* panelController() const { return fController->deviceListController(); }
+  ReturnIsDoubleClickTableView* table() const { return panelController()->table(); }
+
+  List fList;
+  std::vector<DeviceListListener*> fListeners;
+  std::unique_ptr<DeviceListWindowController> fController;
+  std::vector<bool> fVisibleRequests;
+  std::vector<std::string> fOpened;
+  std::vector<std::string> fToggledEntities;
+  int fDeactivations = 0;
+  int fQuits = 0;
+  bool fLaunch = false;
+  bool fSwitches = false;
+  bool fNotify = true;
+};
+
+}  // namespace vorn::ui

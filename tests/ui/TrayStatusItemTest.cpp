@@ -1,0 +1,156 @@
+#include <gtest/gtest.h>
+
+#include <QDir>
+#include <QFile>
+#include <QImage>
+#include <QTemporaryDir>
+
+#include "ui/StatusView.h"
+#include "ui/TrayStatusItem.h"
+
+namespace vorn::ui {
+namespace {
+
+using namespace std::chrono_literals;
+
+class TrayStatusItemTest : public testing::Test {
+ protected:
+  TrayStatusItemTest() {
+    fView.setTarget(&fTarget);
+    fView.setAction([this] { ++fPresses; });
+  }
+  QImage iconImage() const { return fItem.icon().pixmap(QSize(24, 24)).toImage(); }
+  static int opaqueness(const QImage& image) {
+    int highest = 0;
+    for (int y = 0; y < image.height(); ++y) {
+      for (int x = 0; x < image.width(); ++x) highest = std::max(highest, image.pixelColor(x, y).alpha());
+    }
+    return highest;
+  }
+
+  TriggerFilter::Clock::time_point fNow{1h};
+  TrayStatusItem fItem{{"vorn-test-symbolic", "vorn-test-inactive-symbolic", "Vorn Device Finder"},
+                       [this] { return fNow; }};
+  StatusView fView{&fItem};
+  QObject fTarget;
+  int fPresses = 0;
+};
+
+TEST_F(TrayStatusItemTest, HasNoIconUntilAHostIsKnown) {
+  EXPECT_FALSE(fItem.attached());
+  EXPECT_EQ(fItem.geometry(), QRect());
+  EXPECT_EQ(fItem.length(), 19);
+}
+
+TEST_F(TrayStatusItemTest, ButtonFormSendsPressesToTheAction) {
+  fItem.attach(TrayForm::Button);
+  EXPECT_TRUE(fItem.attached());
+  EXPECT_TRUE(fItem.hasButton());
+  fItem.activated(QSystemTrayIcon::Trigger);
+  EXPECT_EQ(fPresses, 1);
+}
+
+TEST_F(TrayStatusItemTest, ViewFormSendsPressesToTheView) {
+  fItem.attach(TrayForm::View);
+  EXPECT_FALSE(fItem.hasButton());
+  fItem.activated(QSystemTrayIcon::Trigger);
+  EXPECT_EQ(fPresses, 1);
+}
+
+TEST_F(TrayStatusItemTest, FormDoesNotChangeOnceAttached) {
+  fItem.attach(TrayForm::View);
+  fItem.attach(TrayForm::Button);
+  EXPECT_FALSE(fItem.hasButton());
+}
+
+TEST_F(TrayStatusItemTest, ADoubleClickIsOnePressInEitherWriting) {
+  fItem.attach(TrayForm::Button);
+  fItem.activated(QSystemTrayIcon::Trigger);
+  fNow += 100ms;
+  fItem.activated(QSystemTrayIcon::Trigger);
+  EXPECT_EQ(fPresses, 1);
+  fNow += 1s;
+  fItem.activated(QSystemTrayIcon::Trigger);
+  fNow += 100ms;
+  fItem.activated(QSystemTrayIcon::DoubleClick);
+  EXPECT_EQ(fPresses, 2);
+  fNow += 1s;
+  fItem.activated(QSystemTrayIcon::DoubleClick);
+  EXPECT_EQ(fPresses, 3);
+}
+
+TEST_F(TrayStatusItemTest, MenuAndMiddleClickAreNoPresses) {
+  fItem.attach(TrayForm::Button);
+  fItem.activated(QSystemTrayIcon::Context);
+  fItem.activated(QSystemTrayIcon::MiddleClick);
+  fItem.activated(QSystemTrayIcon::Unknown);
+  EXPECT_EQ(fPresses, 0);
+}
+
+TEST_F(TrayStatusItemTest, TheClickThatTookTheFocusDoesNotReopen) {
+  fItem.attach(TrayForm::Button);
+  fItem.noteHiddenByDeactivation();
+  fNow += 100ms;
+  fItem.activated(QSystemTrayIcon::Trigger);
+  EXPECT_EQ(fPresses, 0);
+  fNow += 1s;
+  fItem.activated(QSystemTrayIcon::Trigger);
+  EXPECT_EQ(fPresses, 1);
+}
+
+TEST_F(TrayStatusItemTest, PressWithoutTargetDoesNothing) {
+  fItem.attach(TrayForm::Button);
+  fView.setTarget(nullptr);
+  fItem.activated(QSystemTrayIcon::Trigger);
+  EXPECT_EQ(fPresses, 0);
+}
+
+TEST_F(TrayStatusItemTest, WhereThePressWasIsUnknownWithoutX11) {
+  fItem.attach(TrayForm::Button);
+  fItem.activated(QSystemTrayIcon::Trigger);
+  EXPECT_FALSE(fItem.lastPress());
+}
+
+TEST_F(TrayStatusItemTest, ButtonIconIsDimmedWhileNothingIsListed) {
+  fItem.attach(TrayForm::Button);
+  EXPECT_NEAR(opaqueness(iconImage()), 128, 3);
+  fView.setActive(true);
+  EXPECT_EQ(opaqueness(iconImage()), 255);
+}
+
+TEST_F(TrayStatusItemTest, ViewIconIsWhatTheViewDraws) {
+  fItem.attach(TrayForm::View);
+  EXPECT_NEAR(opaqueness(iconImage()), 128, 3);
+  fView.setActive(true);
+  const QImage plain = iconImage();
+  EXPECT_EQ(opaqueness(plain), 255);
+  EXPECT_EQ(plain.pixelColor(12, 1).alpha(), 0);
+  fView.setHighlight(true);
+  EXPECT_EQ(iconImage().pixelColor(12, 1).alpha(), 255);
+}
+
+TEST_F(TrayStatusItemTest, NameTravelsOnlyWhenTheThemeHasIt) {
+  fItem.attach(TrayForm::Button);
+  EXPECT_EQ(fItem.icon().name(), "");
+
+  const QTemporaryDir data;
+  const QByteArray before = qgetenv("XDG_DATA_HOME");
+  qputenv("XDG_DATA_HOME", data.path().toUtf8());
+  const QString folder = data.path() + "/icons/hicolor/symbolic/apps/";
+  ASSERT_TRUE(QDir().mkpath(folder));
+  for (const char* name : {"vorn-test-symbolic.svg", "vorn-test-inactive-symbolic.svg"}) {
+    ASSERT_TRUE(QFile(folder + name).open(QIODevice::WriteOnly));
+  }
+  EXPECT_EQ(fItem.icon().name(), "vorn-test-inactive-symbolic");
+  fView.setActive(true);
+  EXPECT_EQ(fItem.icon().name(), "vorn-test-symbolic");
+  EXPECT_EQ(opaqueness(iconImage()), 255);
+  if (before.isNull()) {
+    qunsetenv("XDG_DATA_HOME");
+  } else {
+    qputenv("XDG_DATA_HOME", before);
+  }
+}
+
+}  // namespace
+}  // namespace vorn::ui

@@ -1,0 +1,70 @@
+#include <gtest/gtest.h>
+
+#include "ui/TriggerFilter.h"
+
+namespace vorn::ui {
+namespace {
+
+using namespace std::chrono_literals;
+
+class TriggerFilterTest : public testing::Test {
+ protected:
+  void pass(std::chrono::milliseconds time) { fNow += time; }
+
+  TriggerFilter::Clock::time_point fNow{1h};
+  TriggerFilter fFilter{400ms, [this] { return fNow; }};
+};
+
+TEST_F(TriggerFilterTest, DropsTheSecondActivationOfADoubleClick) {
+  EXPECT_TRUE(fFilter.accept());
+  pass(399ms);
+  EXPECT_FALSE(fFilter.accept());
+}
+
+TEST_F(TriggerFilterTest, AcceptsAPressAfterTheDoubleClickInterval) {
+  EXPECT_TRUE(fFilter.accept());
+  pass(400ms);
+  EXPECT_TRUE(fFilter.accept());
+}
+
+TEST_F(TriggerFilterTest, DroppedActivationsDoNotProlongTheInterval) {
+  EXPECT_TRUE(fFilter.accept());
+  pass(250ms);
+  EXPECT_FALSE(fFilter.accept());
+  pass(250ms);
+  EXPECT_TRUE(fFilter.accept());
+}
+
+TEST_F(TriggerFilterTest, DropsTheClickThatHasClosedThePanelAlready) {
+  fFilter.noteHiddenByDeactivation();
+  pass(299ms);
+  EXPECT_FALSE(fFilter.accept());
+}
+
+TEST_F(TriggerFilterTest, AcceptsAPressWellAfterAHideByDeactivation) {
+  fFilter.noteHiddenByDeactivation();
+  pass(300ms);
+  EXPECT_TRUE(fFilter.accept());
+}
+
+TEST_F(TriggerFilterTest, DropsBothHalvesOfADoubleClickThatClosesThePanel) {
+  fFilter.noteHiddenByDeactivation();
+  pass(100ms);
+  EXPECT_FALSE(fFilter.accept());
+  pass(250ms);  // beyond the window of the hide, within the double click
+  EXPECT_FALSE(fFilter.accept());
+  pass(150ms);
+  EXPECT_TRUE(fFilter.accept());
+}
+
+TEST_F(TriggerFilterTest, AHideCountsForOneClickOnly) {
+  TriggerFilter filter(10ms, [this] { return fNow; });
+  filter.noteHiddenByDeactivation();
+  pass(50ms);
+  EXPECT_FALSE(filter.accept());
+  pass(50ms);
+  EXPECT_TRUE(filter.accept());
+}
+
+}  // namespace
+}  // namespace vorn::ui
