@@ -70,35 +70,35 @@ SettingsFile::Outcome SettingsFile::Synchronize(const Values& changes, Values& v
     Fail("there is no home folder");
     return Outcome::kFailed;
   }
-  if (changes.empty()) return Read(values);
-  FileDescriptor lock;
-  const auto outcome = Lock(lock);
-  if (outcome != Outcome::kSaved) return outcome;
-  auto document = LoadOrSetAside();
-  if (!document) return Outcome::kFailed;
-  for (const auto& [key, value] : changes) document->Set(key, value);
-  const std::string content = document->Text();
-  if (!Replace(content)) return Outcome::kFailed;
-  values = IniDocument::Parse(content)->ReadAll();
-  fSeen = CurrentStamp();
-  return Outcome::kSaved;
+  return changes.empty() ? Read(values) : Write(changes, values);
 }
 
 SettingsFile::Outcome SettingsFile::Read(Values& values) {
   const auto now = CurrentStamp();
   if (fSeen && *fSeen == now) return Outcome::kSaved;
   std::string damage;
-  auto document = Load(damage);
-  FileDescriptor lock;
-  if (!document) {
+  if (!Load(damage, values)) {
     // Only under the lock can nobody have put a good file in its place meanwhile.
+    FileDescriptor lock;
     const auto outcome = Lock(lock);
     if (outcome != Outcome::kSaved) return outcome;
-    document = LoadOrSetAside();
+    if (!LoadOrSetAside(values)) return Outcome::kFailed;
   }
-  if (!document) return Outcome::kFailed;
-  values = document->ReadAll();
   fSeen = now;
+  return Outcome::kSaved;
+}
+
+SettingsFile::Outcome SettingsFile::Write(const Values& changes, Values& values) {
+  FileDescriptor lock;
+  const auto outcome = Lock(lock);
+  if (outcome != Outcome::kSaved) return outcome;
+  if (!LoadOrSetAside(values)) return Outcome::kFailed;
+  for (const auto& [key, value] : changes) fDocument.Set(key, value);
+  fContent = fDocument.Text();
+  // The document is that of no file until the file is replaced.
+  fIsLoaded = Replace(fContent);
+  if (!fIsLoaded) return Outcome::kFailed;
+  fSeen = CurrentStamp();
   return Outcome::kSaved;
 }
 
@@ -108,26 +108,39 @@ SettingsFile::Stamp SettingsFile::CurrentStamp() const {
   return {status.st_ino, status.st_mtim.tv_sec, status.st_mtim.tv_nsec, status.st_size};
 }
 
-// A missing file is an empty document; nothing, with the reason, when there is
-// a file that is none.
-optional<IniDocument> SettingsFile::Load(std::string& damage) const {
+// A missing file is an empty document. False, with the reason, when there is a
+// file that is none.
+bool SettingsFile::Load(std::string& damage, Values& values) {
   // Not blocking: a FIFO of that name would wait for its writer.
   const FileDescriptor file(::open(fPath.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
-  if (!file && (errno == ENOENT || errno == ENOTDIR)) return IniDocument();
+  const bool isMissing = !file && (errno == ENOENT || errno == ENOTDIR);
   std::string content;
-  damage = file ? ReadFile(file, content) : std::strerror(errno);
-  if (!damage.empty()) return {};
+  if (!isMissing) damage = file ? ReadFile(file, content) : std::strerror(errno);
+  if (!damage.empty()) return false;
+  if (fIsLoaded && content == fContent) return true;
   auto document = IniDocument::Parse(content);
-  if (!document) damage = "it is no settings file";
-  return document;
+  if (!document) {
+    damage = "it is no settings file";
+    return false;
+  }
+  Take(std::move(*document), std::move(content), values);
+  return true;
 }
 
-// Under the lock. Nothing when there is a file that must not be overwritten.
-optional<IniDocument> SettingsFile::LoadOrSetAside() {
+// Under the lock. False when there is a file that must not be overwritten.
+bool SettingsFile::LoadOrSetAside(Values& values) {
   std::string damage;
-  auto document = Load(damage);
-  if (!document && SetAside(damage)) return IniDocument();
-  return document;
+  if (Load(damage, values)) return true;
+  if (!SetAside(damage)) return false;
+  Take(IniDocument(), {}, values);
+  return true;
+}
+
+void SettingsFile::Take(IniDocument document, std::string content, Values& values) {
+  values = document.ReadAll();
+  fDocument = std::move(document);
+  fContent = std::move(content);
+  fIsLoaded = true;
 }
 
 bool SettingsFile::SetAside(const std::string& reason) {

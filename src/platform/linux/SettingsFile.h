@@ -37,10 +37,11 @@ class SettingsFile {
 
   explicit SettingsFile(std::filesystem::path path);
 
-  /// Writes `changes` into the file, and replaces `values` by what the file
-  /// holds then. With no changes it only reads, and only where the file was
-  /// changed since the last call. Unless kSaved, `values` is as it was. Waits
-  /// at most a fraction of a second for another process's lock.
+  /// Writes `changes` into the file. Where the file was changed by others since
+  /// the last call (or was never read), `values` is replaced by what they left
+  /// there, `changes` not included; else, and unless kSaved, it is as it was.
+  /// With no changes it only reads. Waits at most a fraction of a second for
+  /// another process's lock.
   [[nodiscard]] Outcome Synchronize(const Values& changes, Values& values);
 
   [[nodiscard]] const std::filesystem::path& Path() const { return fPath; }
@@ -60,15 +61,20 @@ class SettingsFile {
 
   [[nodiscard]] Stamp CurrentStamp() const;
   [[nodiscard]] Outcome Read(Values& values);
-  [[nodiscard]] optional<IniDocument> Load(std::string& damage) const;
-  [[nodiscard]] optional<IniDocument> LoadOrSetAside();
+  [[nodiscard]] Outcome Write(const Values& changes, Values& values);
+  [[nodiscard]] bool Load(std::string& damage, Values& values);
+  [[nodiscard]] bool LoadOrSetAside(Values& values);
+  void Take(IniDocument document, std::string content, Values& values);
   [[nodiscard]] bool SetAside(const std::string& reason);
   [[nodiscard]] Outcome Lock(FileDescriptor& lock);
   [[nodiscard]] bool Replace(const std::string& content);
   bool Fail(const std::string& reason);
 
   const std::filesystem::path fPath;
-  optional<Stamp> fSeen;  ///< what `values` reflects
+  optional<Stamp> fSeen;  ///< what fContent was read from
+  bool fIsLoaded = false;
+  std::string fContent;   ///< the file as last read or written; spares parsing what did not change
+  IniDocument fDocument;  ///< of fContent
   std::string fFailure;
 };
 
