@@ -29,9 +29,11 @@ vorn::optional<std::string> GetPart(const UrlHandle& handle, CURLUPart part, uns
   return std::string(text);
 }
 
-bool IsForbidden(char c) {
-  const auto byte = static_cast<unsigned char>(c);
-  return byte <= 0x20 || byte == 0x7f;
+bool HoldsForbidden(const std::string& text) {
+  return std::any_of(text.begin(), text.end(), [](char c) {
+    const auto byte = static_cast<unsigned char>(c);
+    return byte <= 0x20 || byte == 0x7f;
+  });
 }
 
 /// True for "scheme://x": the parser would take any number of slashes.
@@ -58,6 +60,8 @@ vorn::optional<Url> Read(const UrlHandle& handle) {
   auto port = GetPart(handle, CURLUPART_PORT, CURLU_DEFAULT_PORT);
   auto path = GetPart(handle, CURLUPART_PATH);
   if (!text || !scheme || !host || !port || !path || host->empty()) return {};
+  // Escapes in the host have become the bytes that they stand for.
+  if (HoldsForbidden(*text)) return {};
   if (GetPart(handle, CURLUPART_USER) || GetPart(handle, CURLUPART_PASSWORD)) return {};
   Url url{std::move(*text), LowerASCII(*scheme), LowerASCII(*host),
           std::move(*port), std::move(*path),    false};
@@ -69,7 +73,7 @@ vorn::optional<Url> Read(const UrlHandle& handle) {
 }  // namespace
 
 vorn::optional<Url> ParseUrl(const std::string& text) {
-  if (std::any_of(text.begin(), text.end(), IsForbidden) || !HasAuthority(text) || NamesUser(text)) return {};
+  if (HoldsForbidden(text) || !HasAuthority(text) || NamesUser(text)) return {};
   const auto handle = MakeHandle();
   if (curl_url_set(handle.get(), CURLUPART_URL, text.c_str(), CURLU_DISALLOW_USER) != CURLUE_OK) return {};
   return Read(handle);

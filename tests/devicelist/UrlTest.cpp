@@ -47,6 +47,16 @@ TEST(Url, RefusesWhiteSpaceAndControlCharacters) {
   }
 }
 
+TEST(Url, RefusesControlCharactersEscapedInTheHost) {
+  for (const char* text :
+       {"http://.%7f.1/", "http://a%7F/", "http://a%0a/", "http://a%20b/", "http://a%00/"}) {
+    EXPECT_FALSE(ParseUrl(text)) << text;
+  }
+  const auto base = ParseUrl("http://a/");
+  EXPECT_FALSE(ResolveUrl(*base, "//a%7f/"));
+  EXPECT_TRUE(ParseUrl("http://%61.local/%7f"));
+}
+
 TEST(Url, ResolvesReferences) {
   const auto base = ParseUrl("http://a:81/b/c?d");
   ASSERT_TRUE(base);
