@@ -1,0 +1,42 @@
+"""Pictures of the screen, and where two of them differ."""
+
+
+class Picture:
+    """Colour pixels of the screen or of a piece of it, three bytes each."""
+
+    def __init__(self, width, height, pixels, left=0, top=0):
+        self.width, self.height, self.pixels = width, height, pixels
+        self.left, self.top = left, top
+
+    @classmethod
+    def from_ppm(cls, data, left=0, top=0):
+        """Reads the binary PPM form with 8 bits a colour."""
+        magic, width, height, depth = data.split(maxsplit=4)[:4]
+        if magic != b"P6" or depth != b"255":
+            raise ValueError("not a PPM picture of 8 bits a colour")
+        width, height = int(width), int(height)
+        return cls(width, height, data[len(data) - 3 * width * height:], left, top)
+
+    def at(self, x, y):
+        """The colour at a place of the screen, as (red, green, blue)."""
+        offset = 3 * ((y - self.top) * self.width + x - self.left)
+        return tuple(self.pixels[offset:offset + 3])
+
+    def columns_that_differ(self, other):
+        """The columns, in the screen's coordinates, in which some pixel differs from the other picture's."""
+        row = 3 * self.width
+        found = set()
+        for start in range(0, len(self.pixels), row):
+            mine, theirs = self.pixels[start:start + row], other.pixels[start:start + row]
+            if mine != theirs:
+                found.update(at // 3 for at in range(row) if mine[at] != theirs[at])
+        return sorted(self.left + column for column in found)
+
+    def colours(self):
+        """How many different colours there are."""
+        return len({self.pixels[at:at + 3] for at in range(0, len(self.pixels), 3)})
+
+
+def span(columns):
+    """The first and last of some columns, or None where there are none."""
+    return (columns[0], columns[-1]) if columns else None
