@@ -66,8 +66,11 @@ void ClickablePanel::paintEvent(QPaintEvent* event) {
   QPainter painter(this);
   QColor line = palette().color(QPalette::WindowText);
   line.setAlphaF(0.3F);
-  painter.setPen(line);
-  painter.drawRect(rect().adjusted(0, 0, -1, -1));
+  // One point wide on any device pixel ratio; a pen would be one device pixel off.
+  painter.fillRect(0, 0, width(), 1, line);
+  painter.fillRect(0, height() - 1, width(), 1, line);
+  painter.fillRect(0, 1, 1, height() - 2, line);
+  painter.fillRect(width() - 1, 1, 1, height() - 2, line);
 }
 
 }  // namespace vorn::ui

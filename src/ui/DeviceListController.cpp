@@ -44,6 +44,9 @@ DeviceListController::DeviceListController(PanelOwner& owner, Outlets outlets)
   connect(fOutlets.panel, &ClickablePanel::willClose, this, &DeviceListController::windowWillClose);
   connect(fOutlets.settings, &QToolButton::clicked, this, [this] { launchMenuFor(fOutlets.settings); });
   connect(fMenu, &QMenu::aboutToHide, fOutlets.panel, &ClickablePanel::menuDidClose);
+  QFont quiet = fOutlets.hint->font();
+  quiet.setPointSizeF(quiet.pointSizeF() * 0.9);
+  fOutlets.hint->setFont(quiet);
   showHint();
 }
 

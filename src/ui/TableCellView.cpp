@@ -79,7 +79,9 @@ QRect TableCellView::drawBadge(QPainter& painter, const QStyleOptionViewItem& op
 
 void TableCellView::drawName(QPainter& painter, const QStyleOptionViewItem& option, const QRect& area) const {
   painter.setFont(option.font);
-  painter.setPen(option.palette.color(isDevice() ? QPalette::Text : QPalette::PlaceholderText));
+  QColor color = option.palette.color(QPalette::Text);
+  if (!isDevice()) color.setAlphaF(0.65F);  // quieter than a name, and still easy to read
+  painter.setPen(color);
   const QString shown = option.fontMetrics.elidedText(fText, Qt::ElideRight, area.width());
   painter.drawText(area, Qt::AlignLeft | Qt::AlignAbsolute | Qt::AlignVCenter | Qt::TextSingleLine, shown);
 }
