@@ -2,9 +2,11 @@
 
 import re
 import time
+import types
 
 import pytest
 from program import BINARY, PATIENCE, ListProgram, assert_pace, paths
+from vornstudio import Studio
 from vornstudio.faults import FAULTS
 
 # What a unit is at once shown for, under its announced name: it answers, but with what is no datastore.
@@ -22,32 +24,80 @@ def wall(resource="*", copies=1, first="bad"):
     ]
 
 
-def resident_kilobytes(studio, program):
-    status = studio.ask("read_process", pid=program.process.pid, name="status")
-    return int(re.search(r"VmRSS:\s*(\d+)", status).group(1))
-
-
-def test_a_good_unit_keeps_its_pace_beside_a_wall_of_hostile_ones(make_studio):
-    studio = make_studio({"unit": [GOOD, *wall(copies=2)], "releases": {"Vorn 16A": "1.4.2+311"}})
-    with ListProgram(studio) as program:
+@pytest.fixture(scope="module")
+def beside_the_wall():
+    """A run of some half a minute beside two of each hostile unit: requests by unit, lists, size and end."""
+    table = {"unit": [GOOD, *wall(copies=2)], "releases": {"Vorn 16A": "1.4.2+311"}}
+    with Studio(table) as studio, ListProgram(studio) as program:
         program.wait_for(lambda: program.unit("Good"), "the good unit")
-        program.wait_for(
-            lambda: {request["unit"] for request in studio.requests()} >= {f"bad-{fault}-1" for fault in FAULTS},
-            "a request to every hostile unit",
-        )
+        for name in SLOW:
+            program.wait_for(
+                lambda: "answered" in (studio.requests(f"bad-{name}-1") or [{}])[0], f"the end of {name}", 2 * PATIENCE
+            )
         program.wait_for(lambda: len(studio.requests("good")) >= 4 + 7, "seven polls")
-        good = studio.requests("good")
-        assert paths(good).count("/apiversion") == 1, "the good unit was never thought lost"
-        assert len({request["connection"] for request in good}) == 1
-        assert_pace(good[4:])
-        assert program.unit("Good")["latestVersion"] == "1.4.2+311"
-        assert "/stolen" not in paths(studio.requests()), "a redirect to another host was followed"
-        shown = {unit["name"] for _, units in program.lists for unit in units.values()} - {"Good"}
-        assert {name.split()[1] for name in shown} <= ANSWERING, "an answer beyond its bounds counts as none"
-        assert resident_kilobytes(studio, program) < 150_000
-        assert studio.ask("count_descriptors", pid=program.process.pid) < 20 + 5 * (2 * len(FAULTS) + 1)
-        seconds, code = program.end()
-        assert code == 0 and seconds < 1.0, seconds
+        status = studio.ask("read_process", pid=program.process.pid, name="status")
+        run = types.SimpleNamespace(
+            requests={}, lists=list(program.lists), good=program.unit("Good"),
+            resident_kilobytes=int(re.search(r"VmRSS:\s*(\d+)", status).group(1)),
+            descriptors=studio.ask("count_descriptors", pid=program.process.pid),
+        )
+        for request in studio.requests():
+            run.requests.setdefault(request["unit"], []).append(request)
+        run.seconds, run.code = program.end()
+    return run
+
+
+def test_a_good_unit_keeps_its_pace_beside_a_wall_of_hostile_ones(beside_the_wall):
+    good = beside_the_wall.requests["good"]
+    assert paths(good).count("/apiversion") == 1, "the good unit was never thought lost"
+    assert len({request["connection"] for request in good}) == 1
+    assert_pace(good[4:])
+    assert beside_the_wall.good["latestVersion"] == "1.4.2+311"
+
+
+def test_every_hostile_unit_is_asked_and_none_is_believed(beside_the_wall):
+    assert set(beside_the_wall.requests) == {"good", "update-server"} | {
+        f"bad-{fault}-{copy}" for fault in FAULTS for copy in (0, 1)
+    }
+    shown = {unit["name"] for _, units in beside_the_wall.lists for unit in units.values()} - {"Good"}
+    assert {name.split()[1] for name in shown} <= ANSWERING, "an answer beyond its bounds counts as none"
+
+
+def test_a_redirect_leads_to_no_other_host(beside_the_wall):
+    every = [request for requests in beside_the_wall.requests.values() for request in requests]
+    assert len([request for request in every if request.get("fault") == "redirect-away"]) >= 4
+    assert "/stolen" not in paths(every)
+
+
+def test_five_redirects_are_followed(beside_the_wall):
+    loops = paths(beside_the_wall.requests["bad-redirect-loop-0"])
+    starts = [index for index, path in enumerate(loops) if path == "/apiversion"]
+    assert len(starts) >= 2
+    assert {after - before for before, after in zip(starts, starts[1:])} == {6}
+
+
+@pytest.mark.parametrize("fault", ["endless-body", "endless-chunks", "endless-header", "endless-line", "gzip-bomb"])
+def test_an_endless_answer_is_broken_off_at_its_bound(beside_the_wall, fault):
+    for copy in (0, 1):
+        first, second = beside_the_wall.requests[f"bad-{fault}-{copy}"][:2]
+        assert first["answered"] - first["t"] < 15, "broken off long before the 30 seconds"
+        assert second["t"] - first["answered"] > 2.8
+
+
+@pytest.mark.parametrize("fault", sorted(SLOW))
+def test_a_slow_answer_is_given_up_after_thirty_seconds(beside_the_wall, fault):
+    first = beside_the_wall.requests[f"bad-{fault}-1"][0]
+    assert 29.0 < first["answered"] - first["t"] < 35.0
+
+
+def test_the_wall_costs_neither_memory_nor_descriptors_without_end(beside_the_wall):
+    assert beside_the_wall.resident_kilobytes < 150_000
+    assert beside_the_wall.descriptors < 20 + 5 * (2 * len(FAULTS) + 1)
+
+
+def test_it_ends_within_a_second_beside_the_wall(beside_the_wall):
+    assert beside_the_wall.code == 0
+    assert beside_the_wall.seconds < 1.0
 
 
 def test_hostile_values_behind_the_first_gates_are_survived(make_studio):
@@ -64,34 +114,6 @@ def test_hostile_values_behind_the_first_gates_are_survived(make_studio):
         assert "/stolen" not in paths(studio.requests())
         seconds, code = program.end()
         assert code == 0 and seconds < 1.0, seconds
-
-
-def test_an_endless_answer_is_broken_off_at_its_bound(make_studio):
-    endless = ["endless-body", "endless-chunks", "endless-header", "endless-line", "gzip-bomb"]
-    studio = make_studio({"unit": [{"name": name, "faults": {"*": name}} for name in endless]})
-    with ListProgram(studio) as program:
-        for name in endless:
-            program.wait_for(lambda: len(studio.requests(name)) >= 2, f"a second try of {name}")
-            first, second = studio.requests(name)[:2]
-            assert first["answered"] - first["t"] < 15, "broken off long before the 30 seconds"
-            assert second["t"] - first["answered"] > 2.8
-        assert program.latest() == {}
-
-
-def test_a_slow_answer_is_given_up_after_thirty_seconds(make_studio):
-    studio = make_studio({"unit": [{"name": name, "faults": {"*": name}} for name in SLOW] + [
-        {"name": "redirect-loop", "faults": {"*": "redirect-loop"}}
-    ]})
-    with ListProgram(studio) as program:
-        for name in SLOW:
-            program.wait_for(lambda: "answered" in (studio.requests(name) or [{}])[0], f"the end of {name}", 60)
-            first = studio.requests(name)[0]
-            assert 29.0 < first["answered"] - first["t"] < 35.0
-        assert program.latest() == {}
-        loops = [request["path"] for request in studio.requests("redirect-loop")]
-        starts = [index for index, path in enumerate(loops) if path == "/apiversion"]
-        assert len(starts) >= 2
-        assert {after - before for before, after in zip(starts, starts[1:])} == {6}, "five redirects are followed"
 
 
 @pytest.mark.parametrize("trouble", sorted(SLOW) + ["endless-body"])
