@@ -17,6 +17,7 @@
 #include "foundation/PollRunLoop.h"
 #include "foundation/ProcessSetup.h"
 #include "foundation/RunLoopTimer.h"
+#include "vorn-device-list/EndSignals.h"
 #include "vorn-device-list/ListOutput.h"
 
 namespace vorn::devicelisttool {
@@ -24,10 +25,10 @@ namespace {
 
 constexpr std::chrono::milliseconds kTeardownLimit{700};
 
-sigset_t HandledSignals() {
+sigset_t ResizeSignal() {
   sigset_t signals;
   ::sigemptyset(&signals);
-  for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGWINCH}) ::sigaddset(&signals, signal);
+  ::sigaddset(&signals, SIGWINCH);
   return signals;
 }
 
@@ -57,10 +58,11 @@ class ListRun {
       : fOptions(options), fOutput(options), fLoop(PollRunLoop::Current()), fExitCode(kListed) {}
 
   int Run() {
-    const sigset_t signals = HandledSignals();
-    const FileDescriptor signalDescriptor(::signalfd(-1, &signals, SFD_CLOEXEC | SFD_NONBLOCK));
-    const WatchedDescriptor signalWatch(signalDescriptor.Get(),
-                                        [&] { HandleSignal(signalDescriptor.Get()); });
+    const EndSignals endSignals(
+        kTeardownLimit, [this](int signal) { return ExitCodeOf(signal); }, [this] { fLoop->Stop(); });
+    const sigset_t signals = ResizeSignal();
+    const FileDescriptor resizes(::signalfd(-1, &signals, SFD_CLOEXEC | SFD_NONBLOCK));
+    const WatchedDescriptor resizeWatch(resizes.Get(), [&] { HandleResize(resizes.Get()); });
     std::unique_ptr<WatchedDescriptor> readerWatch;
     if (IsPipe(STDOUT_FILENO)) {
       // Readable only in the sense of an error: the reader has gone.
@@ -74,6 +76,7 @@ class ListRun {
     DeviceList::SupervisedDeviceList list([this](Units units) { HandleList(std::move(units)); },
                                           [this](auto state) { HandleResponder(state); });
     fLoop->Run();
+    if (endSignals.Received() != 0) return ExitCodeOf(endSignals.Received());
     EndProcessAfter(kTeardownLimit, fExitCode);
     return fExitCode;
   }
@@ -100,16 +103,15 @@ class ListRun {
     WriteToConsole("no DNS-SD responder can be reached (is avahi-daemon running?); waiting for one");
   }
 
-  void HandleSignal(int descriptor) {
+  void HandleResize(int descriptor) {
     signalfd_siginfo signal{};
     while (::read(descriptor, &signal, sizeof signal) == sizeof signal) {
-      if (signal.ssi_signo == SIGWINCH) {
-        if (fOptions.watch && !fOptions.json) fOutput.WriteLast();
-      } else {
-        Leave(fOptions.watch ? kListed : kInterrupted + static_cast<int>(signal.ssi_signo));
-      }
     }
+    if (fOptions.watch && !fOptions.json) fOutput.WriteLast();
   }
+
+  // Any thread.
+  [[nodiscard]] int ExitCodeOf(int signal) const { return fOptions.watch ? kListed : kInterrupted + signal; }
 
   const Options fOptions;
   ListOutput fOutput;
@@ -121,8 +123,9 @@ class ListRun {
 }  // namespace
 
 void BlockSignals() {
-  const sigset_t signals = HandledSignals();
-  ::pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+  for (const sigset_t& signals : {EndingSignals(), ResizeSignal()}) {
+    ::pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+  }
   ::signal(SIGPIPE, SIG_IGN);  // a reader that has gone shows as a failed write
 }
 
