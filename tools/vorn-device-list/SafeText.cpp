@@ -7,6 +7,8 @@ namespace {
 
 constexpr char32_t kReplacement = 0xFFFD;
 constexpr char32_t kEllipsis = 0x2026;
+// Marks take no cell, so a bound on cells alone would let any number through.
+constexpr std::size_t kMostCharactersPerCell = 8;
 
 bool IsUnsafe(char32_t c) {
   const bool control = c < 0x20 || (c >= 0x7F && c < 0xA0);
@@ -95,12 +97,13 @@ std::size_t CellWidth(std::u32string_view text) {
 }
 
 std::u32string Elided(std::u32string text, std::size_t cells) {
+  const std::size_t most = kMostCharactersPerCell * cells;
   std::size_t width = 0;
   std::size_t fitting = 0;  // characters that leave a cell for the ellipsis
   for (std::size_t i = 0; i < text.size(); ++i) {
     width += CellWidth(text[i]);
-    if (width + 1 <= cells) fitting = i + 1;
-    if (width > cells) {
+    if (width + 1 <= cells && i < most) fitting = i + 1;
+    if (width > cells || i >= most) {
       text.resize(fitting);
       if (cells > 0) text.push_back(kEllipsis);
       return text;

@@ -18,6 +18,7 @@ namespace vorn::devicelisttool {
 [[nodiscard]] std::size_t CellWidth(std::u32string_view text);
 
 /// The text cut to `cells`, with an ellipsis in the last cell where it was cut.
+/// At most eight characters a cell stay, marks without a width included.
 [[nodiscard]] std::u32string Elided(std::u32string text, std::size_t cells);
 
 }  // namespace vorn::devicelisttool

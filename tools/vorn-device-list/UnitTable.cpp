@@ -11,7 +11,9 @@ namespace vorn::devicelisttool {
 namespace {
 
 constexpr std::size_t kColumns = 7;
+constexpr std::size_t kNameColumn = 0;
 constexpr std::size_t kURLColumn = 5;
+constexpr std::size_t kShortestName = 12;
 constexpr std::size_t kShortestURL = 12;
 constexpr std::array<std::size_t, kColumns> kWidest{40, 8, 24, 24, 24, 80, 6};
 
@@ -52,17 +54,22 @@ std::size_t TotalWidth(const Widths& widths) {
   return total;
 }
 
+// Takes from one column, down to its shortest, what the line is too wide by.
+void Shrink(Widths& widths, std::size_t column, std::size_t shortest, std::size_t limit) {
+  const std::size_t total = TotalWidth(widths);
+  if (total <= limit || widths[column] <= shortest) return;
+  widths[column] -= std::min(widths[column] - shortest, total - limit);
+}
+
 Widths FittingWidths(const std::vector<Row>& rows, std::size_t limit) {
   Widths widths{};
   for (const Row& row : rows) {
     for (std::size_t i = 0; i < kColumns; ++i) widths[i] = std::max(widths[i], CellWidth(row[i]));
   }
-  const std::size_t total = TotalWidth(widths);
-  if (limit != 0 && total > limit) {
-    // The address gives way first, then the name; the rest of a line is cut.
-    const std::size_t excess = total - limit;
-    const std::size_t urlGives = widths[kURLColumn] > kShortestURL ? widths[kURLColumn] - kShortestURL : 0;
-    widths[kURLColumn] -= std::min(urlGives, excess);
+  // The address gives way first, then the name; the rest of a line is cut.
+  if (limit != 0) {
+    Shrink(widths, kURLColumn, kShortestURL, limit);
+    Shrink(widths, kNameColumn, kShortestName, limit);
   }
   return widths;
 }
