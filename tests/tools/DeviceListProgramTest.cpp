@@ -1,0 +1,173 @@
+// The program itself, on a system without a DNS-SD responder.
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <poll.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <csignal>
+#include <string>
+#include <vector>
+
+#include "tests/support/Eventually.h"
+#include "tests/tools/Program.h"
+
+namespace vorn {
+namespace {
+
+using std::chrono::steady_clock;
+using ::testing::AnyOf;
+using ::testing::EndsWith;
+using ::testing::HasSubstr;
+using testing::Program;
+using ::testing::StartsWith;
+
+using Arguments = std::vector<std::string>;
+
+constexpr char kNoUnits[] = "No Local Devices Found.\n";
+constexpr char kNoResponder[] =
+    "vorn-device-list: no DNS-SD responder can be reached (is avahi-daemon running?); waiting for one\n";
+
+// The promise is a second; another is for a machine with much else to do.
+constexpr std::chrono::seconds kPromptly{2};
+
+Program::Setup WithoutResponder() {
+  Program::Setup setup;
+  setup.environment = {"DBUS_SYSTEM_BUS_ADDRESS=unix:path=/nonexistent/bus", "XDG_CONFIG_HOME=/nonexistent",
+                       "HOME=/nonexistent", "TSAN_OPTIONS=atexit_sleep_ms=0"};
+  return setup;
+}
+
+struct Result {
+  int exitCode;
+  std::string output;
+  std::string error;
+};
+
+Result RunToTheEnd(const Arguments& arguments) {
+  Program program(VORN_DEVICE_LIST, arguments, WithoutResponder());
+  const int exitCode = program.Wait();
+  return {exitCode, program.Output(), program.ErrorOutput()};
+}
+
+TEST(DeviceListProgramTest, HelpGoesToStandardOutput) {
+  const Result result = RunToTheEnd({"--help"});
+  EXPECT_EQ(result.exitCode, 0);
+  EXPECT_THAT(result.output, StartsWith("Usage: vorn-device-list"));
+  EXPECT_EQ(result.error, "");
+}
+
+TEST(DeviceListProgramTest, VersionGoesToStandardOutput) {
+  const Result result = RunToTheEnd({"--version"});
+  EXPECT_EQ(result.exitCode, 0);
+  EXPECT_EQ(result.output, "vorn-device-list " VORN_VERSION "\n");
+}
+
+TEST(DeviceListProgramTest, BadUsageLeavesWithTwoAndWritesToStandardErrorOnly) {
+  for (const Arguments& arguments :
+       {Arguments{"--frobnicate"}, Arguments{"--wait"}, Arguments{"--wait", "soon"}, Arguments{"unit"}}) {
+    const Result result = RunToTheEnd(arguments);
+    EXPECT_EQ(result.exitCode, 2) << arguments[0];
+    EXPECT_EQ(result.output, "");
+    EXPECT_THAT(result.error, StartsWith("vorn-device-list: "));
+    EXPECT_THAT(result.error, EndsWith("; see --help\n"));
+  }
+}
+
+TEST(DeviceListProgramTest, QuotesArgumentsWithoutTheirControlCharacters) {
+  EXPECT_THAT(RunToTheEnd({"\033[2J\n"}).error, HasSubstr("'?[2J?'"));
+}
+
+TEST(DeviceListProgramTest, WithoutUnitsLeavesWithOneAndSaysOnceThatNoResponderIsThere) {
+  const Result result = RunToTheEnd({"--wait", "1.5"});
+  EXPECT_EQ(result.exitCode, 1);
+  EXPECT_EQ(result.output, kNoUnits);
+  EXPECT_EQ(result.error, kNoResponder);
+}
+
+TEST(DeviceListProgramTest, WaitsFiveSecondsWithoutOptions) {
+  const auto begin = steady_clock::now();
+  EXPECT_EQ(RunToTheEnd({}).exitCode, 1);
+  EXPECT_GE(steady_clock::now() - begin, std::chrono::seconds(5));
+}
+
+TEST(DeviceListProgramTest, JsonWithoutUnitsIsAnEmptyList) {
+  const Result result = RunToTheEnd({"--json", "--wait", "0"});
+  EXPECT_EQ(result.exitCode, 1);
+  EXPECT_EQ(result.output, "{\"units\":[]}\n");
+}
+
+TEST(DeviceListProgramTest, SignalEndsAWatchPromptlyWithZero) {
+  for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
+    Program program(VORN_DEVICE_LIST, {"--watch"}, WithoutResponder());
+    EXPECT_TRUE(program.WaitForErrorText(kNoResponder));
+    const auto begin = steady_clock::now();
+    program.Signal(signal);
+    EXPECT_EQ(program.Wait(), 0);
+    EXPECT_LT(steady_clock::now() - begin, kPromptly);
+    EXPECT_EQ(program.ErrorOutput(), kNoResponder);
+  }
+}
+
+TEST(DeviceListProgramTest, SignalBeforeTheTimeIsUpLeavesWithItsNumber) {
+  for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
+    Program program(VORN_DEVICE_LIST, {"--wait", "600"}, WithoutResponder());
+    EXPECT_TRUE(program.WaitForErrorText(kNoResponder));
+    program.Signal(signal);
+    EXPECT_EQ(program.Wait(), 128 + signal);
+    EXPECT_EQ(program.Output(), "");
+  }
+}
+
+TEST(DeviceListProgramTest, HangUpIsIgnoredWhereItWasToBe) {
+  auto setup = WithoutResponder();
+  setup.beforeExec = [] { ::signal(SIGHUP, SIG_IGN); };
+  Program program(VORN_DEVICE_LIST, {"--wait", "1"}, setup);
+  EXPECT_TRUE(program.WaitForErrorText(kNoResponder));
+  program.Signal(SIGHUP);
+  EXPECT_EQ(program.Wait(), 1);
+  EXPECT_EQ(program.Output(), kNoUnits);
+}
+
+// Its reader neither reads nor closes.
+TEST(DeviceListProgramTest, SignalEndsItPromptlyWhileItsOutputIsStuck) {
+  int ends[2] = {-1, -1};
+  ASSERT_EQ(::pipe2(ends, O_CLOEXEC), 0);
+  const FileDescriptor reader(ends[0]);
+  const FileDescriptor writer(ends[1]);
+  const int flags = ::fcntl(writer.Get(), F_GETFL);
+  ::fcntl(writer.Get(), F_SETFL, flags | O_NONBLOCK);
+  const std::string filling(4096, 'x');
+  while (::write(writer.Get(), filling.data(), filling.size()) > 0) {
+  }
+  ::fcntl(writer.Get(), F_SETFL, flags);
+  auto setup = WithoutResponder();
+  setup.output = writer.Get();
+
+  Program program(VORN_DEVICE_LIST, {"--wait", "0.5"}, setup);
+  EXPECT_TRUE(program.WaitForErrorText(kNoResponder));
+  ::poll(nullptr, 0, 800);  // the time is up by then, and the program writes
+  const auto begin = steady_clock::now();
+  program.Signal(SIGTERM);
+  EXPECT_EQ(program.Wait(), 128 + SIGTERM);
+  EXPECT_LT(steady_clock::now() - begin, kPromptly);
+}
+
+TEST(DeviceListProgramTest, ClosedPipeEndsAWatchQuietly) {
+  Program program(VORN_DEVICE_LIST, {"--watch"}, WithoutResponder());
+  EXPECT_TRUE(program.WaitForErrorText(kNoResponder));
+  program.CloseOutput();
+  EXPECT_EQ(program.Wait(), 0);
+  EXPECT_EQ(program.ErrorOutput(), kNoResponder);
+}
+
+TEST(DeviceListProgramTest, ClosedPipeIsNoReasonToDieOfASignal) {
+  Program program(VORN_DEVICE_LIST, {"--json", "--wait", "0.3"}, WithoutResponder());
+  program.CloseOutput();
+  EXPECT_THAT(program.Wait(), AnyOf(0, 1));
+  EXPECT_THAT(program.ErrorOutput(), AnyOf("", kNoResponder));
+}
+
+}  // namespace
+}  // namespace vorn
