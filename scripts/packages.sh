@@ -15,7 +15,7 @@ packages_for() {
         fonts-dejavu-core
       ;;
     test)
-      echo libgtest-dev libgmock-dev python3-pytest python3-dbusmock python3-gi avahi-utils desktop-file-utils \
+      echo libgtest-dev libgmock-dev zlib1g-dev network-manager python3-pytest python3-dbusmock python3-gi avahi-utils desktop-file-utils \
         appstream libglib2.0-bin man-db groff xfce4-notifyd sway waybar grim mako-notifier wtype qt6-wayland \
         libwayland-dev wayland-protocols libwayland-bin gcc procps
       ;;
