@@ -10,7 +10,9 @@ from vornstudio.client import Studio
 from .report import Row
 
 TYPE = "_http._tcp"
-SETTLE = 3.0  # seconds for the last announcements to be over
+SETTLE = 3.0  # seconds for the last announcements to be over,
+SETTLE_EACH = 0.006  # and as many for each unit
+PAUSE = 2.0  # seconds until the responder has forgotten a question that a program before has asked
 PATIENCE = 60
 BARS = {10: 1.1, 100: 1.1, 300: 1.1, 1000: 2.5}
 DESTRUCTION_BAR = 200
@@ -27,7 +29,7 @@ def _wait_until_announced(studio, count):
         return sum("successfully established" in line for line in studio.responder_lines("far"))
 
     studio.wait_until(lambda: claimed() >= 2 * count, 120, "the announcements")
-    time.sleep(SETTLE)
+    time.sleep(SETTLE + SETTLE_EACH * count)
 
 
 class Reader:
@@ -80,7 +82,11 @@ def _engine(programs, studio, count, *destroy_after):
 
 
 def _pairs(programs, studio, count, cold, repetitions):
-    """Runs of both, in turns; a cold one has a responder that was started just before."""
+    """Runs of both, in turns; a cold one has a responder that was started just before.
+
+    A question that is still being asked for another program makes avahi-browse
+    leave at once, so that one run must be forgotten when the next begins.
+    """
     ours, theirs = [], []
     for repetition in range(repetitions):
         runs = [
@@ -90,19 +96,21 @@ def _pairs(programs, studio, count, cold, repetitions):
         for run in runs if repetition % 2 == 0 else reversed(runs):
             if cold:
                 studio.do("responder", op="restart")
+            else:
+                time.sleep(PAUSE)
             run()
     return {"engine": ours, "browse": theirs}
 
 
 def _row(count, kind, pairs):
-    found = min(run["found"] for run in pairs["engine"])
-    if found < count:
-        raise RuntimeError(f"only {found} of {count} services were resolved within {PATIENCE} s")
+    ours = min(run["found"] for run in pairs["engine"])
     whole = [run for run in pairs["browse"] if run["found"] >= count] or pairs["browse"]
     least = min(run["found"] for run in pairs["browse"])
     notes = [f"its last line after {statistics.median(run['last'] or 0 for run in whole):.2f} s"]
     if least < count:
         notes.append(f"it found {least} of {count} in one run")
+    if ours < count:
+        notes.append(f"WE FOUND {ours} of {count} within {PATIENCE} s in one run")
     return Row(
         f"{count} services resolved, {kind} / avahi-browse -rt",
         statistics.median(run["seconds"] for run in pairs["engine"]), "s",
@@ -156,7 +164,9 @@ def first_list(programs):
     with Studio({"many": [{"count": count, "name": "Unit {n}"}]}) as studio:
         time.sleep(SETTLE)
         for _ in range(programs.pick(10, 3)):
+            time.sleep(PAUSE)
             ours.append(_watch(programs, studio, count))
+            time.sleep(PAUSE)
             theirs.append(_browse(studio))
     reference = statistics.median(run["exit"] for run in theirs)
     last = statistics.median(run["last"] or 0 for run in theirs)
