@@ -7,7 +7,7 @@
 #include "app/DesktopPanel.h"
 #include "app/DesktopStatus.h"
 #include "app/Identity.h"
-#include "app/UpdateServerSetting.h"
+#include "devicelist/UpdateServerSetting.h"
 #include "app/VirtualEntityMenu.h"
 #include "devicelist/FirmwarePoller.h"
 #include "devicelist/SupervisedDeviceList.h"
@@ -85,7 +85,7 @@ std::string DesktopEnvironment::bundleVersion() {
 std::unique_ptr<LatestVersionSource> DesktopEnvironment::makeFirmwarePoller(const std::string& model,
                                                                             const std::string& channel,
                                                                             std::function<void()> onChanged) {
-  ApplyUpdateServerSetting(standardUserDefaults());
+  DeviceList::ApplyUpdateServerSetting(standardUserDefaults());
   return std::make_unique<ServerPoller>(model, channel, std::move(onChanged));
 }
 
