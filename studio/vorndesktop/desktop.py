@@ -5,6 +5,7 @@ import pathlib
 import shutil
 import subprocess
 import tempfile
+import time
 
 from . import bars
 from .pictures import Picture, span
@@ -137,6 +138,16 @@ class VirtualDesktop:
         wait_until(lambda: self.windows("Tint2"), "tint2's window")
         return bar
 
+    def bar_window(self):
+        """The window of the xfce4-panel."""
+        return wait_until(lambda: self.windows("Xfce4-panel"), "the bar's window")[0]
+
+    def split_screen(self):
+        """Makes two screens side by side of the one; the right one is the primary."""
+        half, height = self.width // 2, self.height
+        for name, x, output in (("left", 0, "screen"), ("*right", half, "none")):
+            self.run(["xrandr", "--setmonitor", name, f"{half}/160x{height}/200+{x}+0", output])
+
     def start_notices(self):
         """Starts a notification server."""
         server = self.start(["dunst", "-config", str(bars.write_dunst_settings(self.folder))])
@@ -152,6 +163,11 @@ class VirtualDesktop:
     def notices_shown(self):
         """How many notices stand on the screen."""
         return int(self.run(["dunstctl", "count", "displayed"]))
+
+    def click_notice(self):
+        """Clicks the uppermost notice."""
+        x, y, _, _ = self.geometry(wait_until(lambda: self.windows("Dunst"), "the notice")[0])
+        self.click(x + 60, y + 20)
 
     # --- what can be asked of it ------------------------------------------------------------------
 
@@ -199,6 +215,18 @@ class VirtualDesktop:
     def bar_strip(self, edge="top", x=0, width=None):
         top = 0 if edge == "top" else self.height - BAR_HEIGHT
         return self.picture(x, top, width or self.width, BAR_HEIGHT)
+
+    def settled_bar(self, edge="top"):
+        """A picture of the bar once it no longer changes."""
+        pictures = [self.bar_strip(edge)]
+
+        def settled():
+            pictures.append(self.bar_strip(edge))
+            return any(pictures[-1].pixels) and not pictures[-1].columns_that_differ(pictures[-2])
+
+        time.sleep(0.5)  # a bar comes in pieces
+        wait_until(settled, "the bar to come to rest")
+        return pictures[-1]
 
     def find_new_in_bar(self, before, edge="top"):
         """Waits until something has come into the bar since the picture `before`; returns its middle."""

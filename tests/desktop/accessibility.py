@@ -1,0 +1,89 @@
+"""What the program tells assistive tools, read over their bus as a screen reader does."""
+
+import dataclasses
+
+import dbus
+import dbus.bus
+
+ACCESSIBLE = "org.a11y.atspi.Accessible"
+COMPONENT = "org.a11y.atspi.Component"
+PROPERTIES = "org.freedesktop.DBus.Properties"
+STATES = {1: "active", 4: "checked", 8: "enabled", 11: "focusable", 12: "focused", 23: "selected", 25: "showing"}
+DIRECTION_MARKS = dict.fromkeys(map(ord, "\u2066\u2067\u2068\u2069\u200e\u200f"))
+OF_THE_SCREEN = dbus.UInt32(0)
+
+
+@dataclasses.dataclass
+class Node:
+    """One thing on the screen: a window, a row, a button."""
+
+    role: str
+    name: str
+    states: frozenset
+    place: tuple  # x, y, width, height on the screen
+    children: list
+
+    def all(self, role):
+        """The things of a role at any depth, in order."""
+        mine = [self] if self.role == role else []
+        return mine + [found for child in self.children for found in child.all(role)]
+
+    def named(self, name):
+        """The first thing of this name at any depth; None where there is none."""
+        if self.name == name:
+            return self
+        return next((found for child in self.children if (found := child.named(name))), None)
+
+    @property
+    def middle(self):
+        x, y, width, height = self.place
+        return x + width // 2, y + height // 2
+
+
+class Accessibility:
+    """Reads the windows of applications on a desktop's bus for assistive tools."""
+
+    def __init__(self, session_address):
+        session = dbus.bus.BusConnection(session_address)
+        address = session.call_blocking("org.a11y.Bus", "/org/a11y/bus", "org.a11y.Bus", "GetAddress", "", ())
+        session.close()
+        self._bus = dbus.bus.BusConnection(str(address))
+
+    def close(self):
+        self._bus.close()
+
+    def windows(self, application):
+        """The windows of an application; what goes away while it is read is left out."""
+        registry = ("org.a11y.atspi.Registry", "/org/a11y/atspi/accessible/root")
+        for reference in self._call(registry, ACCESSIBLE, "GetChildren") or ():
+            if self._property(reference, "Name") == application:
+                return [
+                    window for child in self._call(reference, ACCESSIBLE, "GetChildren") or ()
+                    if (window := self._read(child))
+                ]
+        return []
+
+    def _read(self, reference):
+        role = self._call(reference, ACCESSIBLE, "GetRoleName")
+        name = self._property(reference, "Name")
+        bits = self._call(reference, ACCESSIBLE, "GetState")
+        if role is None or name is None or bits is None:
+            return None
+        number = int(bits[0]) | int(bits[1]) << 32
+        states = frozenset(word for bit, word in STATES.items() if number >> bit & 1)
+        place = self._call(reference, COMPONENT, "GetExtents", "u", OF_THE_SCREEN) or (0, 0, 0, 0)
+        children = [self._read(child) for child in self._call(reference, ACCESSIBLE, "GetChildren") or ()]
+        return Node(
+            str(role), str(name).translate(DIRECTION_MARKS), states, tuple(int(number) for number in place),
+            [child for child in children if child],
+        )
+
+    def _property(self, reference, name):
+        value = self._call(reference, PROPERTIES, "Get", "ss", ACCESSIBLE, name)
+        return None if value is None else str(value)
+
+    def _call(self, reference, interface, method, signature="", *arguments):
+        try:
+            return self._bus.call_blocking(str(reference[0]), str(reference[1]), interface, method, signature, arguments)
+        except dbus.DBusException:
+            return None  # it has gone meanwhile

@@ -1,0 +1,206 @@
+"""The status-item application on a virtual desktop in a studio, as its user finds it."""
+
+import os
+import signal
+import subprocess
+
+import dbus
+import dbus.bus
+
+from accessibility import Accessibility
+from vorndesktop import Application, wait_until
+
+BUILD = os.environ["VORN_BUILD"]
+PATIENCE = 40.0  # seconds to wait for what must come, on a loaded machine
+HOME = "/run/vorn-studio/home"  # the studio's, in which the program lives
+ITEM = "org.kde.StatusNotifierItem"
+MENU = "com.canonical.dbusmenu"
+WATCHER = "org.kde.StatusNotifierWatcher"
+
+
+class Finder:
+    """Starts and ends the program, and reads and does what its user can."""
+
+    def __init__(self, desktop, studio):
+        self.desktop, self.studio = desktop, studio
+        self.application = Application(BUILD)
+        self.process = None
+        self.place = None  # the middle of its icon
+        self._accessibility = None
+        self._bus = dbus.bus.BusConnection(desktop.bus_address)
+
+    def close(self):
+        if self.process and self.process.poll() is None:
+            self.process.kill()
+            self.process.wait(PATIENCE)
+        if self._accessibility:
+            self._accessibility.close()
+        self._bus.close()
+
+    # --- the process ------------------------------------------------------------------------------
+
+    def launch(self, program=None, stderr=None, **changes):
+        """Starts the program, or another one, as the desktop would; returns the process."""
+        environment = {
+            **self.desktop.environment, "QT_LINUX_ACCESSIBILITY_ALWAYS_ON": "1", "QT_QPA_PLATFORMTHEME": "", **changes,
+        }
+        return self.studio.popen(
+            [program or self.application.program], stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL,
+            stderr=stderr, env=environment,
+        )
+
+    def start(self, **changes):
+        """Starts the program and waits until it is ready to be asked."""
+        self.process = self.launch(**changes)
+        self.wait(lambda: self.desktop.has_name(self.application.identifier), "the program's name on the bus")
+        return self.process
+
+    def start_and_find(self, edge="top", **changes):
+        """Starts the program and finds its icon in a bar of the newer kind."""
+        before = self.desktop.bar_strip(edge)
+        self.start(**changes)
+        self.place = self.desktop.find_new_in_bar(before, edge)
+
+    def end(self):
+        self.process.send_signal(signal.SIGTERM)
+        assert self.process.wait(PATIENCE) == 0
+
+    def wait(self, condition, what, timeout=PATIENCE):
+        """Waits until the condition holds, as long as the program lives."""
+
+        def met():
+            if self.process:
+                assert self.process.poll() is None, f"the program has ended with {self.process.poll()}"
+            return condition()
+
+        return wait_until(met, what, timeout)
+
+    # --- the panel --------------------------------------------------------------------------------
+
+    def click_item(self):
+        self.desktop.click(*self.place)
+
+    def window(self):
+        """The panel's window, not the icon's in an older tray; None while there is none."""
+        for window in self.desktop.windows("^vorn-device-finder$"):
+            place = self.desktop.geometry(window)
+            if place and place[3] > 100:
+                return window
+        return None
+
+    def open_panel(self):
+        self.click_item()
+        self.wait_until_open()
+
+    def wait_until_open(self):
+        self.wait(lambda: self.window() and self.panel(), "the panel")
+        self.wait(self.has_focus, "the panel's focus")
+
+    def has_focus(self):
+        panel = self.panel()
+        return panel and "active" in panel.states
+
+    def wait_until_closed(self):
+        self.wait(lambda: not self.window(), "the panel's end")
+
+    def panel(self):
+        """The panel as assistive tools see it; None while there is none."""
+        if self._accessibility is None:
+            self._accessibility = Accessibility(self.desktop.bus_address)
+        windows = self._accessibility.windows(self.application.program.name)
+        return next((window for window in windows if window.role == "dialog"), None)
+
+    def rows(self):
+        """What the panel's rows say; empty while there is no panel."""
+        panel = self.panel()
+        return [row.name for row in panel.all("list item")] if panel else []
+
+    def row(self, beginning):
+        """The row that begins with a name, once it is there."""
+
+        def found():
+            panel = self.panel()
+            return panel and next((row for row in panel.all("list item") if row.name.startswith(beginning)), None)
+
+        return self.wait(found, f"the row of {beginning}")
+
+    def selected(self):
+        """What the selected row says; None where none is."""
+        panel = self.panel()
+        rows = panel.all("list item") if panel else []
+        return next((row.name for row in rows if "selected" in row.states), None)
+
+    def choose_setting(self, number):
+        """Opens the settings menu in the open panel and chooses its entry of this number, counted from 1."""
+        before = len(self.desktop.windows("^vorn-device-finder$"))
+        self.desktop.click(*self.panel().named("Settings").middle)
+        self.wait(lambda: len(self.desktop.windows("^vorn-device-finder$")) > before, "the settings menu")
+        self.desktop.key(*["Down"] * number, "Return")
+        self.wait(lambda: len(self.desktop.windows("^vorn-device-finder$")) == before, "the menu's end")
+
+    # --- the item on the bus ----------------------------------------------------------------------
+
+    def item(self):
+        """Where the item is on the bus: its connection and its path; None while no host knows it."""
+        try:
+            known = self._get(WATCHER, "/StatusNotifierWatcher", WATCHER, "RegisteredStatusNotifierItems")
+        except dbus.DBusException:
+            return None
+        return str(known[0]).partition("/")[::2] if known else None
+
+    def wait_for_no_item(self):
+        """Waits until the bar has noticed that the program has gone."""
+        wait_until(lambda: not self.item(), "the item's end")
+
+    def activate_item(self):
+        """What a host sends for a click."""
+        name, path = self.item()
+        self._bus.call_blocking(name, "/" + path, ITEM, "Activate", "ii", (0, 0))
+
+    def item_property(self, name):
+        connection, path = self.item()
+        return self._get(connection, "/" + path, ITEM, name)
+
+    def menu(self):
+        """The item's context menu as the host gets it: title, check mark and number of each entry."""
+        connection, path = self.item()[0], self.item_property("Menu")
+        _, (_, _, entries) = self._bus.call_blocking(
+            connection, str(path), MENU, "GetLayout", "iias", (0, -1, [])
+        )
+        return [entry for child in entries for entry in _entries(child)]
+
+    def choose_in_menu(self, title):
+        """What a host sends for a click on the menu's entry."""
+        number = next(entry["number"] for entry in self.menu() if entry["title"] == title)
+        path = str(self.item_property("Menu"))
+        self._bus.call_blocking(
+            self.item()[0], path, MENU, "Event", "isvu", (number, "clicked", dbus.String("", variant_level=1), 0)
+        )
+
+    def _get(self, service, path, interface, name):
+        return self._bus.call_blocking(
+            service, path, "org.freedesktop.DBus.Properties", "Get", "ss", (interface, name)
+        )
+
+    # --- what it left behind ----------------------------------------------------------------------
+
+    def opened(self):
+        """The addresses of the pages that were opened."""
+        return [entry["url"] for entry in self.studio.opened()]
+
+    def wait_for_page(self, address):
+        self.wait(lambda: self.opened(), "the page")
+        assert self.opened() == [address]
+
+    def file(self, path):
+        """A file of the program's home; None where there is none."""
+        done = self.studio.run(["cat", f"{HOME}/{path}"])
+        return done.stdout if done.returncode == 0 else None
+
+
+def _entries(node):
+    number, properties, children = node
+    title = str(properties.get("label", "")).replace("\u2068", "").replace("\u2069", "")
+    mine = {"title": title, "number": int(number), "checked": bool(properties.get("toggle-state", 0))}
+    shown = bool(properties.get("visible", True)) and properties.get("type", "") != "separator"
+    return ([mine] if shown else []) + [entry for child in children for entry in _entries(child)]

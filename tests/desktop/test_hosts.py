@@ -1,0 +1,145 @@
+"""The bars that host the item: there before us, after us, again, of both kinds, at both edges, on two screens."""
+
+import pytest
+
+from conftest import CONTROL_ROOM, LIVE_ROOM
+
+BAR = 28
+
+
+def empty_bar(desktop, start, edge="top"):
+    """What the bar looks like without an item; the bar is gone again afterwards."""
+    bar = start(edge=edge)
+    picture = desktop.settled_bar(edge)
+    desktop.stop(bar)
+    return picture
+
+
+def assert_the_item_works(finder):
+    finder.open_panel()
+    finder.wait(lambda: finder.rows() == [CONTROL_ROOM, LIVE_ROOM], "both units")
+    finder.click_item()
+    finder.wait_until_closed()
+
+
+def find_in(finder, empty, edge="top"):
+    finder.place = finder.desktop.find_new_in_bar(empty, edge)
+
+
+# --- the newer kind ---------------------------------------------------------------------------------
+
+
+def test_a_host_of_the_newer_kind_may_come_late_and_again(finder):
+    desktop = finder.desktop
+    finder.application.install_icons(desktop)
+    empty = empty_bar(desktop, desktop.start_xfce_panel)
+    finder.start()
+    bar = desktop.start_xfce_panel()
+    find_in(finder, empty)
+    assert_the_item_works(finder)
+    desktop.stop(bar)
+    finder.wait(lambda: not desktop.has_name("org.kde.StatusNotifierWatcher"), "the end of the bar")
+    desktop.start_xfce_panel()
+    find_in(finder, empty)
+    assert_the_item_works(finder)
+
+
+def test_the_item_is_never_passive_and_goes_dim_without_units(finder):
+    desktop, name = finder.desktop, finder.application.identifier
+    finder.application.install_icons(desktop)
+    desktop.start_xfce_panel()
+    finder.start_and_find()
+    finder.wait(lambda: finder.item_property("IconName") == f"{name}-symbolic", "the bright icon")
+    for unit in ("control-room", "live-room"):
+        finder.studio.do("goodbye", unit=unit)
+    finder.wait(lambda: finder.item_property("IconName") == f"{name}-inactive-symbolic", "the dim icon")
+    assert finder.item_property("Status") == "Active"
+    assert finder.item_property("Title") or finder.item_property("ToolTip")[2]
+
+
+def test_an_icon_that_is_not_installed_travels_as_pixels(finder):
+    finder.desktop.start_xfce_panel()
+    finder.start_and_find()
+    assert finder.item_property("IconName") == ""
+    assert len(finder.item_property("IconPixmap")) > 0
+
+
+def test_the_panel_stands_on_a_bar_at_the_bottom(finder):
+    finder.desktop.start_xfce_panel(edge="bottom")
+    finder.start_and_find(edge="bottom")
+    finder.open_panel()
+    x, y, width, height = finder.desktop.geometry(finder.window())
+    assert x + width == finder.desktop.width
+    assert finder.desktop.height - BAR - 1 <= y + height <= finder.desktop.height - BAR
+
+
+def test_the_panel_stays_on_the_screen_of_its_item(finder):
+    """The bar is on the left screen, which is not the primary one."""
+    desktop = finder.desktop
+    desktop.split_screen()
+    desktop.start_xfce_panel(output="left")
+    finder.start_and_find()
+    assert finder.place[0] < desktop.width // 2
+    finder.open_panel()
+    x, y, width, _ = desktop.geometry(finder.window())
+    assert x + width == desktop.width // 2
+    assert BAR <= y <= BAR + 1
+
+
+def test_the_context_menu_offers_everything(finder):
+    finder.desktop.start_xfce_panel()
+    finder.start_and_find()
+
+    def titles():
+        return [entry["title"] for entry in finder.menu()]
+
+    live_room = "Live Room (update 1.4.2+311 available)"
+    finder.wait(lambda: live_room in titles(), "the units in the menu")
+    assert titles() == [
+        "Show Devices", "Control Room", live_room, "Settings", "Launch at Login", "Show Switches",
+        "Notify About Updates", "Quit Vorn Device Finder",
+    ]
+    finder.choose_in_menu(live_room)
+    finder.wait_for_page("http://live-room.local/")
+    finder.choose_in_menu("Show Devices")
+    finder.wait_until_open()
+    finder.choose_in_menu("Quit Vorn Device Finder")
+    assert finder.process.wait(20) == 0
+
+
+# --- the older kind ---------------------------------------------------------------------------------
+
+
+@pytest.mark.parametrize("edge", ["top", "bottom"])
+def test_a_tray_of_the_older_kind_shows_our_own_drawing(finder, edge):
+    desktop = finder.desktop
+    desktop.start_tint2(edge=edge)
+    empty = desktop.settled_bar(edge)
+    finder.start()
+    find_in(finder, empty, edge)
+    finder.open_panel()
+    finder.wait(lambda: finder.rows() == [CONTROL_ROOM, LIVE_ROOM], "both units")
+    x, y, width, height = desktop.geometry(finder.window())
+    assert x + width == desktop.width
+    assert y == BAR if edge == "top" else y + height == desktop.height - BAR
+    desktop.move(*finder.panel().middle)  # a bar may draw an icon under the mouse in another way
+    highlighted = desktop.settled_bar(edge)
+    desktop.key("Escape")
+    finder.wait(lambda: desktop.bar_strip(edge).columns_that_differ(highlighted), "the end of the highlight")
+    finder.wait_until_closed()
+
+
+def test_a_tray_of_the_older_kind_may_come_late_and_again(finder):
+    desktop = finder.desktop
+    empty = empty_bar(desktop, desktop.start_tint2)
+    finder.start()
+    bar = desktop.start_tint2()
+    find_in(finder, empty)
+    finder.open_panel()
+    desktop.key("Escape")
+    finder.wait_until_closed()
+    desktop.stop(bar)
+    finder.wait(lambda: not desktop.windows("Tint2"), "the end of the bar")
+    desktop.start_tint2()
+    find_in(finder, empty)
+    finder.open_panel()
