@@ -130,6 +130,7 @@ class VirtualDesktop:
         bars.write_xfce_settings(self.home, edge, BAR_HEIGHT, output, dark, place)
         bar = self.start(["xfce4-panel", "--disable-wm-check"])
         self.wait_for_name(STATUS_NOTIFIER_WATCHER)
+        self.bar_window()
         return bar
 
     def start_tint2(self, edge="top"):
@@ -143,9 +144,9 @@ class VirtualDesktop:
         return wait_until(lambda: self.windows("Xfce4-panel"), "the bar's window")[0]
 
     def split_screen(self):
-        """Makes two screens side by side of the one; the right one is the primary."""
+        """Makes two screens side by side of the one; a bar on the left one takes "screen" for its output."""
         half, height = self.width // 2, self.height
-        for name, x, output in (("left", 0, "screen"), ("*right", half, "none")):
+        for name, x, output in (("left", 0, "screen"), ("right", half, "none")):
             self.run(["xrandr", "--setmonitor", name, f"{half}/160x{height}/200+{x}+0", output])
 
     def start_notices(self):
@@ -224,7 +225,7 @@ class VirtualDesktop:
             pictures.append(self.bar_strip(edge))
             return any(pictures[-1].pixels) and not pictures[-1].columns_that_differ(pictures[-2])
 
-        time.sleep(0.5)  # a bar comes in pieces
+        time.sleep(0.3)  # a bar comes in pieces
         wait_until(settled, "the bar to come to rest")
         return pictures[-1]
 

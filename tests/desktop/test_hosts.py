@@ -74,10 +74,9 @@ def test_the_panel_stands_on_a_bar_at_the_bottom(finder):
 
 
 def test_the_panel_stays_on_the_screen_of_its_item(finder):
-    """The bar is on the left screen, which is not the primary one."""
     desktop = finder.desktop
     desktop.split_screen()
-    desktop.start_xfce_panel(output="left")
+    desktop.start_xfce_panel(output="screen")
     finder.start_and_find()
     assert finder.place[0] < desktop.width // 2
     finder.open_panel()

@@ -5,6 +5,7 @@ import time
 import pytest
 
 from conftest import CONTROL_ROOM, LIVE_ROOM
+from finder import DOUBLE_CLICK
 
 CONTROL_ROOM_PAGE = "http://control-room.local/"
 LIVE_ROOM_PAGE = "http://live-room.local/"
@@ -87,6 +88,7 @@ def test_a_click_on_another_window_closes_the_panel(finder):
 
 def test_a_click_is_clean_when_the_focus_is_lost_before_it(shown):
     """The click that took the focus from the panel must not open it again."""
+    time.sleep(DOUBLE_CLICK)
     for _ in range(20):
         started = time.monotonic()
         shown.desktop.run(["xdotool", "windowfocus", shown.desktop.bar_window()])
@@ -97,6 +99,7 @@ def test_a_click_is_clean_when_the_focus_is_lost_before_it(shown):
         shown.desktop.key("Escape")
         shown.wait_until_closed()
         shown.open_panel()
+        time.sleep(DOUBLE_CLICK)
     shown.wait_until_closed()
     assert is_stable(lambda: not shown.window())
     shown.open_panel()
