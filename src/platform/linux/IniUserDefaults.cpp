@@ -105,7 +105,7 @@ class IniUserDefaults::Impl {
   SettingsFile::Values fUnsaved;  ///< changes that the file does not hold yet
   QTimer fTimer;                  ///< runs while a save is due; never without an application object
   Clock::time_point fLastSave = Clock::now() - fTiming.pause;  ///< the first change need not wait
-  bool fFailureTold = false;  ///< until the next success
+  bool fFailureTold = false;                                   ///< until the next success
 };
 
 std::filesystem::path UserSettingsPath() {
