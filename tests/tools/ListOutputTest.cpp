@@ -2,7 +2,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <pty.h>
-#include <stdio_ext.h>
 #include <sys/ioctl.h>
 #include <termios.h>
 #include <unistd.h>
@@ -50,11 +49,7 @@ class RedirectedOutput {
     ::dup2(ends[1], STDOUT_FILENO);
     ::close(ends[1]);
   }
-  ~RedirectedOutput() {
-    ::__fpurge(stdout);
-    std::clearerr(stdout);
-    ::dup2(fSaved.Get(), STDOUT_FILENO);
-  }
+  ~RedirectedOutput() { ::dup2(fSaved.Get(), STDOUT_FILENO); }
   RedirectedOutput(const RedirectedOutput&) = delete;
   RedirectedOutput& operator=(const RedirectedOutput&) = delete;
 

@@ -4,9 +4,10 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <cstdio>
+#include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <string_view>
 #include <utility>
 
 #include "devicelist/Entry.h"
@@ -74,7 +75,15 @@ std::string ListOutput::Rendered() const {
 }
 
 bool ListOutput::Write(const std::string& text) {
-  return std::fwrite(text.data(), 1, text.size(), stdout) == text.size() && std::fflush(stdout) == 0;
+  // Not through the stream: a write that is stuck would hold its lock, and with
+  // it whoever flushes streams while the process ends.
+  std::string_view rest = text;
+  while (!rest.empty()) {
+    const ssize_t written = ::write(STDOUT_FILENO, rest.data(), rest.size());
+    if (written < 0 && errno != EINTR) return false;
+    if (written > 0) rest.remove_prefix(static_cast<std::size_t>(written));
+  }
+  return true;
 }
 
 }  // namespace vorn::devicelisttool
