@@ -40,7 +40,7 @@ class CurlTransfer {
     const Url& url;
     const vorn::optional<std::string>& etag;    ///< sent as If-None-Match, exactly as it stands
     const std::vector<std::string>& addresses;  ///< the host's pinned addresses; none: the system resolves it
-    bool direct;                                ///< never through a proxy; else as the environment says
+    bool direct = false;                        ///< never through a proxy; else as the environment says
     Clock::time_point deadline;                 ///< covers everything, the name look-up included
   };
 

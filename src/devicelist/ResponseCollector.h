@@ -13,8 +13,8 @@ namespace DeviceList {
 class ResponseCollector {
  public:
   static constexpr std::size_t kMaxBodyBytes = std::size_t{1024} * 1024;  ///< after decoding
-  static constexpr std::size_t kMaxHeaderBytes =
-      64 * 1024;  ///< status lines, interim responses and trailers included
+  /// Status lines, interim responses and trailers included.
+  static constexpr std::size_t kMaxHeaderBytes = std::size_t{64} * 1024;
 
   /// Forgets everything, ready for the next request.
   void Reset() noexcept;
