@@ -32,9 +32,9 @@ class Picture:
                 found.update(at // 3 for at in range(row) if mine[at] != theirs[at])
         return sorted(self.left + column for column in found)
 
-    def colours(self):
-        """How many different colours there are."""
-        return len({self.pixels[at:at + 3] for at in range(0, len(self.pixels), 3)})
+    def greatest_difference(self, other):
+        """By how much some pixel differs from the other picture's, in the steps of one colour: 0 to 255."""
+        return max(abs(mine - theirs) for mine, theirs in zip(self.pixels, other.pixels))
 
 
 def span(columns):

@@ -1,0 +1,108 @@
+"""The program left alone with a restless network while its panel opens and closes: nothing may grow."""
+
+import os
+import re
+import time
+
+SECONDS = float(os.environ.get("VORN_SOAK_SECONDS", "30"))
+SETTLING = min(SECONDS / 3, 60.0)  # for what is made once: fonts, icons, the allocator's arenas
+STEADY = 20
+PERIOD = 0.5  # from one opening to the next; closer presses would be one double click
+MEMORY_ALLOWANCE = 2048  # KiB; a page of glyphs or an arena may still come
+MEMORY_PER_MINUTE = 256  # KiB
+
+
+class Figures:
+    """What the process holds at a moment."""
+
+    def __init__(self, finder):
+        pid = finder.process.pid
+        status = finder.studio.ask("read_process", pid=pid, name="status")
+        self.memory = int(re.search(r"^VmRSS:\s+(\d+)", status, re.M).group(1))
+        self.threads = int(re.search(r"^Threads:\s+(\d+)", status, re.M).group(1))
+        self.descriptors = finder.studio.ask("count_descriptors", pid=pid)
+
+    def __str__(self):
+        return f"{self.memory} KiB resident, {self.threads} threads, {self.descriptors} descriptors"
+
+
+class Unrest:
+    """Each step changes one thing on the network and puts another back, so that the same units return."""
+
+    def __init__(self, studio):
+        self._studio = studio
+        self._steps = 0
+
+    def step(self):
+        turn, away = divmod(self._steps, 2)
+        unit = f"flapping-{turn % 3 + 1}"
+        self._studio.do("goodbye" if away == 0 else "announce", unit=unit)
+        self._studio.do("rename", unit="steady-01", name=f"Steady 01 {'ab'[away]}")
+        self._steps += 1
+
+    def end(self):
+        """Puts everything back."""
+        if self._steps % 2:
+            self.step()
+
+
+def rest(finder):
+    """The figures with the panel closed and every unit listed, once they stand still."""
+    time.sleep(6)  # two polls of every unit
+    figures = [Figures(finder)]
+
+    def still():
+        time.sleep(1)
+        figures.append(Figures(finder))
+        return figures[-1].threads == figures[-2].threads and figures[-1].descriptors == figures[-2].descriptors
+
+    finder.wait(still, "the program to come to rest", 90)
+    return figures[-1]
+
+
+def shake(finder, unrest, seconds):
+    """Opens and closes the panel twice a second and lets the network change; returns how often it was seen open."""
+    turns, seen, end = 0, 0, time.monotonic() + seconds
+    while time.monotonic() < end:
+        started = time.monotonic()
+        finder.activate_item()
+        if turns % 2 == 0:
+            unrest.step()
+        sleep_until(started + PERIOD / 2)
+        if finder.window():
+            seen += 1
+            finder.desktop.key("Escape")
+        turns += 1
+        sleep_until(started + PERIOD)
+    unrest.end()
+    assert seen > turns / 4, f"the panel was open at {seen} of {turns} looks only"
+    return seen
+
+
+def sleep_until(moment):
+    time.sleep(max(0.0, moment - time.monotonic()))
+
+
+def close_panel(finder):
+    if finder.window():
+        finder.activate_item()
+    finder.wait_until_closed()
+
+
+def test_nothing_grows(finder):
+    finder.studio.add(*[{"name": f"Steady {n:02}", "model": "Vorn 16A"} for n in range(1, STEADY + 1)])
+    finder.studio.add(*[{"name": f"Flapping {n}", "model": "Vorn 16A"} for n in range(1, 4)])
+    finder.desktop.start_xfce_panel()
+    finder.start_and_find(QT_LINUX_ACCESSIBILITY_ALWAYS_ON="0")
+    unrest = Unrest(finder.studio)
+    finder.wait(lambda: len(finder.menu()) >= STEADY + 3 + 2, "all units")
+    shake(finder, unrest, SETTLING)
+    close_panel(finder)
+    before = rest(finder)
+    openings = shake(finder, unrest, SECONDS)
+    close_panel(finder)
+    after = rest(finder)
+    print(f"\nsoak of {SECONDS:g} s, {openings} openings: before {before}; after {after}")
+    assert after.threads <= before.threads
+    assert after.descriptors <= before.descriptors
+    assert after.memory <= before.memory + MEMORY_ALLOWANCE + MEMORY_PER_MINUTE * SECONDS / 60

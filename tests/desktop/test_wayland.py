@@ -1,0 +1,83 @@
+"""The program on Wayland, where it cannot place its window: sway with waybar."""
+
+import pytest
+
+from conftest import CONTROL_ROOM, LIVE_ROOM, UNITS
+from finder import Finder
+from swaydesktop import SwayDesktop
+from vornstudio import Studio
+
+
+@pytest.fixture
+def finder():
+    with SwayDesktop() as desktop:
+        desktop.start_bus()
+        desktop.start_screen()
+        desktop.start_accessibility()
+        with Studio(UNITS) as studio:
+            made = Finder(desktop, studio)
+            yield made
+            made.close()
+
+
+def row_middle(finder, beginning):
+    """Where a row is on the screen; on Wayland a program knows places in its window only."""
+    x, y, _, _ = finder.desktop.geometry(finder.window())
+    row_x, row_y = finder.row(beginning).middle
+    return x + row_x, y + row_y
+
+
+def test_the_item_is_shown_and_the_panel_floats_toggles_closes_and_opens_pages(finder):
+    desktop = finder.desktop
+    finder.application.install_icons(desktop)
+    desktop.start_waybar()
+    finder.start_and_find()
+    finder.open_panel()
+    finder.wait(lambda: finder.rows() == [CONTROL_ROOM, LIVE_ROOM], "both units")
+    assert finder.window()["type"] == "floating_con"
+    assert desktop.geometry(finder.window())[2] < desktop.width // 2
+    finder.click_item()
+    finder.wait_until_closed()
+
+    finder.open_panel()
+    desktop.key("Escape")
+    finder.wait_until_closed()
+
+    finder.open_panel()
+    desktop.click(20, desktop.height - 20)
+    finder.wait_until_closed()
+
+    finder.open_panel()
+    place = row_middle(finder, "Live Room")
+    desktop.move(*place)
+    finder.wait(lambda: finder.selected() == LIVE_ROOM, "the row under the mouse to be selected")
+    desktop.click(*place)
+    finder.wait_until_closed()
+    finder.wait_for_page("http://live-room.local/")
+
+
+def test_the_icon_stands_out_from_a_dark_bar_that_does_not_recolour_it(finder):
+    finder.application.install_icons(finder.desktop)
+    finder.desktop.start_waybar()
+    empty = finder.desktop.settled_bar()
+    finder.start_and_find()
+    assert finder.item_property("IconName").endswith("-symbolic")
+    finder.wait(lambda: finder.desktop.bar_strip().greatest_difference(empty) > 60, "a visible icon", 10)
+
+
+def test_a_host_may_come_late_and_again(finder):
+    desktop = finder.desktop
+    bar = desktop.start_waybar()
+    empty = desktop.settled_bar()
+    desktop.stop(bar)
+    finder.start()
+    bar = desktop.start_waybar()
+    finder.place = desktop.find_new_in_bar(empty)
+    finder.open_panel()
+    desktop.key("Return")
+    finder.wait_for_page("http://control-room.local/")
+    finder.wait_until_closed()
+    desktop.stop(bar)
+    desktop.start_waybar()
+    finder.place = desktop.find_new_in_bar(empty)
+    finder.open_panel()
