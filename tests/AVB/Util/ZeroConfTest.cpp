@@ -1,89 +1,23 @@
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <sys/resource.h>
 
-#include <atomic>
-#include <future>
-#include <latch>
-#include <thread>
+#include <cstdlib>
+#include <functional>
+#include <stdexcept>
+#include <utility>
 
 #include "AVB/Util/ServiceData.h"
-#include "AVB/Util/ZeroConf.h"
 #include "foundation/Log.h"
-#include "foundation/PollRunLoop.h"
-#include "tests/AVB/Util/ScriptedDNSSD.h"
+#include "tests/AVB/Util/ZeroConfEngineFixture.h"
 
 namespace vorn {
 namespace {
 
-using std::chrono::milliseconds;
-using std::chrono::steady_clock;
-using test::ScriptedDNSSD;
+using test::Gate;
 using test::TxtBytes;
+using test::ZeroConfEngineTest;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::SizeIs;
-
-std::atomic<steady_clock::rep> gNow{0};
-
-steady_clock::time_point FakeNow() {
-  return steady_clock::time_point(steady_clock::duration(gNow));
-}
-
-void Advance(steady_clock::duration time) {
-  gNow += time.count();
-}
-
-// An engine on a scripted library, and a client that counts how often it is
-// woken by looking whether its item was queued.
-class ZeroConfEngineTest : public testing::Test {
- protected:
-  struct Loop : WorkLoop {};
-
-  void SetUp() override { fEngine = std::make_unique<ZeroConfEngine>(fItem, fDnssd, FakeNow); }
-
-  void Browse() { ASSERT_EQ(0, fEngine->BrowseForService("_http._tcp")); }
-
-  // The names of the resolved services.
-  std::vector<std::string> Names() {
-    std::vector<ZeroConfEngine::ServiceInfo> services;
-    EXPECT_EQ(0, fEngine->GetResolvedServices(services));
-    std::vector<std::string> names;
-    for (const auto& service : services) names.push_back(service.name);
-    return names;
-  }
-
-  ZeroConfEngine::ServiceInfo OnlyService() {
-    std::vector<ZeroConfEngine::ServiceInfo> services;
-    fEngine->GetResolvedServices(services);
-    EXPECT_THAT(services, SizeIs(1));
-    return services.empty() ? ZeroConfEngine::ServiceInfo() : services.front();
-  }
-
-  // Runs what is queued on the client's loop; whether the item was among it.
-  bool ClientWoken() {
-    const int before = fRuns;
-    while (PollRunLoop::Current()->RunOnce(milliseconds(0))) {
-    }
-    return fRuns != before;
-  }
-
-  void ResolveFully(const std::string& name, const std::string& host, const std::string& txt = {}) {
-    fDnssd.ReplyAdd(name);
-    fDnssd.ReplyResolve(name, host.c_str(), 80, txt);
-    fDnssd.ReplyAddress(host);
-    ASSERT_TRUE(fDnssd.WaitUntilIdle());
-  }
-
-  int fRuns = 0;
-  Loop fLoop;
-  CppWorkItem fItem{&fLoop, [this] {
-                      ++fRuns;
-                      return true;
-                    }};
-  ScriptedDNSSD fDnssd;
-  std::unique_ptr<ZeroConfEngine> fEngine;
-};
 
 TEST_F(ZeroConfEngineTest, ListsAServiceOnceItsAddressIsKnown) {
   Browse();
@@ -307,33 +241,26 @@ TEST_F(ZeroConfEngineTest, OperationsAreOneShot) {
 }
 
 TEST_F(ZeroConfEngineTest, ServesOneResultACycleInTheOrderOfItsList) {
-  std::latch entered(1);
-  std::latch proceed(1);
-  fDnssd.onResolve = [&](const std::string& name) {
-    if (name == "gate") {
-      entered.count_down();
-      proceed.wait();
-    }
-    return kDNSServiceErr_NoError;
-  };
+  Gate gate("gate");
+  fDnssd.onResolve = std::ref(gate);
   Browse();
   for (const char* name : {"a", "b", "c", "gate"}) fDnssd.ReplyAdd(name);
   // While the service thread is held in the gate's resolve, everything below
   // becomes ready; given in another order than the records'.
-  entered.wait();
+  gate.AwaitEntry();
   fDnssd.ReplyAdd("d");
   fDnssd.ReplyAdd("e");
   for (const char* name : {"c", "b", "a"}) {
     fDnssd.ReplyResolve(name, nullptr, 0, {}, kDNSServiceErr_Unknown);
     fDnssd.ReplyResolve(name, nullptr, 0, {}, kDNSServiceErr_Unknown);
   }
-  proceed.count_down();
+  gate.Open();
   ASSERT_TRUE(fDnssd.WaitForHandled(12));
   auto handled = fDnssd.Handled();
   handled.erase(handled.begin(), handled.begin() + 4);
   EXPECT_THAT(handled, ElementsAre("resolve a", "resolve a", "resolve b", "resolve b", "resolve c",
                                    "resolve c", "browse", "browse"));
-  fEngine.reset();  // before the latches that its thread may still be inside of
+  fEngine.reset();  // before the gate that its thread may still be inside of
 }
 
 TEST_F(ZeroConfEngineTest, TheLibraryIsUsedByTheServiceThreadAlone) {
@@ -369,178 +296,44 @@ TEST_F(ZeroConfEngineTest, TheClientIsNotWokenAfterDestruction) {
   EXPECT_FALSE(ClientWoken());
 }
 
-TEST_F(ZeroConfEngineTest, NoMoreThanFortyEightLookupsArePendingAndTheRestWaitsInOrder) {
-  Browse();
-  for (int i = 0; i < 60; ++i) fDnssd.ReplyAdd("u" + std::to_string(i));
-  ASSERT_TRUE(fDnssd.WaitUntilIdle());
-  EXPECT_EQ(49U, fDnssd.Begun().size());  // and the browse
-  fDnssd.ReplyResolve("u5", "h.local.");
-  ASSERT_TRUE(fDnssd.WaitForBegun("address h.local."));
-  ASSERT_TRUE(fDnssd.WaitUntilIdle());
-  // The look-up of the address took over the resolve's place.
-  EXPECT_EQ(50U, fDnssd.Begun().size());
-  fDnssd.ReplyAddress("h.local.");
-  ASSERT_TRUE(fDnssd.WaitForBegun("resolve u48"));
-  ASSERT_TRUE(fDnssd.WaitUntilIdle());
-  EXPECT_EQ(51U, fDnssd.Begun().size());
-}
-
-TEST_F(ZeroConfEngineTest, EveryServiceIsResolvedHoweverManyWait) {
-  Browse();
-  constexpr int kServices = 150;
-  for (int i = 0; i < kServices; ++i) fDnssd.ReplyAdd("u" + std::to_string(i));
-  std::vector<std::string> expected;
-  for (int i = 0; i < kServices; ++i) {
-    const std::string host = "h" + std::to_string(i) + ".local.";
-    fDnssd.ReplyResolve("u" + std::to_string(i), host.c_str());
-    fDnssd.ReplyAddress(host);
-    expected.push_back("u" + std::to_string(i));
-  }
-  ASSERT_TRUE(fDnssd.WaitUntilIdle());
-  EXPECT_EQ(expected, Names());
-  // While an address look-up takes over a place, its resolve is still there.
-  EXPECT_LE(fDnssd.MostPendingLookups(), ZeroConfEngine::kMaxInFlight + 1);
-}
-
-TEST_F(ZeroConfEngineTest, ARemovalFindsAWaitingInstance) {
-  Browse();
-  for (int i = 0; i < 50; ++i) fDnssd.ReplyAdd("u" + std::to_string(i));
-  fDnssd.ReplyRemove("u48");
-  ASSERT_TRUE(fDnssd.WaitUntilIdle());
-  EXPECT_TRUE(fEngine->TestAndClearModified());
-  fDnssd.ReplyRemove("u0");
-  ASSERT_TRUE(fDnssd.WaitForBegun("resolve u49"));
-  EXPECT_THAT(fDnssd.Begun(), testing::Not(testing::Contains("resolve u48")));
-}
-
-TEST_F(ZeroConfEngineTest, UnansweredLookupsGiveWayAfterFiveSecondsAndComeBackLater) {
-  Browse();
-  for (int i = 0; i < 49; ++i) fDnssd.ReplyAdd("u" + std::to_string(i));
-  ASSERT_TRUE(fDnssd.WaitUntilIdle());
-  Advance(milliseconds(4999));
-  ASSERT_TRUE(fDnssd.WaitUntilIdle());
-  ASSERT_TRUE(fDnssd.WaitUntilIdle());
-  EXPECT_THAT(fDnssd.Begun(), testing::Not(testing::Contains("resolve u48")));
-
-  Advance(milliseconds(1));
-  ASSERT_TRUE(fDnssd.WaitForBegun("resolve u48"));
-  EXPECT_THAT(fDnssd.Released(), ElementsAre("resolve u0"));
-
-  // The one that gave way went to the back; it starts again when a place is free.
-  fDnssd.ReplyResolve("u48", "h48.local.");
-  fDnssd.ReplyAddress("h48.local.");
-  ASSERT_TRUE(fDnssd.WaitForBegun("resolve u0", 2));
-  ASSERT_TRUE(fDnssd.WaitUntilIdle());
-  EXPECT_THAT(Names(), ElementsAre("u48"));
-  fDnssd.ReplyResolve("u0", "h0.local.", 80, TxtBytes({"k=v"}));
-  fDnssd.ReplyAddress("h0.local.");
-  ASSERT_TRUE(fDnssd.WaitUntilIdle());
-  EXPECT_THAT(Names(), ElementsAre("u0", "u48"));
-}
-
-TEST_F(ZeroConfEngineTest, AnUnansweredAddressLookupStartsAgainAsAnAddressLookup) {
-  Browse();
-  for (int i = 0; i < 49; ++i) fDnssd.ReplyAdd("u" + std::to_string(i));
-  fDnssd.ReplyResolve("u0", "h0.local.", 80, TxtBytes({"k=v"}));
-  ASSERT_TRUE(fDnssd.WaitForReleased("resolve u0"));
-  Advance(std::chrono::seconds(6));
-  ASSERT_TRUE(fDnssd.WaitForBegun("resolve u48"));
-  ASSERT_TRUE(fDnssd.WaitUntilIdle());
-  // Its turn to give way comes after that of look-ups begun before it.
-  for (int i = 0; i < 10 && !testing::Value(fDnssd.Released(), testing::Contains("address h0.local.")); ++i) {
-    Advance(std::chrono::seconds(6));
-    ASSERT_TRUE(fDnssd.WaitUntilIdle());
-    ASSERT_TRUE(fDnssd.WaitUntilIdle());
-  }
-  ASSERT_TRUE(fDnssd.WaitForReleased("address h0.local."));
-  for (int i = 0; i < 60 && std::ranges::count(fDnssd.Begun(), std::string("address h0.local.")) < 2; ++i) {
-    Advance(std::chrono::seconds(6));
-    ASSERT_TRUE(fDnssd.WaitUntilIdle());
-    ASSERT_TRUE(fDnssd.WaitUntilIdle());
-  }
-  ASSERT_TRUE(fDnssd.WaitForBegun("address h0.local.", 2));
-  fDnssd.ReplyAddress("h0.local.");
-  ASSERT_TRUE(fDnssd.WaitUntilIdle());
-  const auto service = OnlyService();
-  EXPECT_EQ("u0", service.name);
-  EXPECT_THAT(service.txt, SizeIs(1));
-}
-
-TEST_F(ZeroConfEngineTest, AServiceIsFoundBehindFortyEightThatNeverAnswer) {
-  Browse();
-  for (int i = 0; i < 100; ++i) fDnssd.ReplyAdd("silent" + std::to_string(i));
-  fDnssd.ReplyAdd("good");
-  ASSERT_TRUE(fDnssd.WaitUntilIdle());
-  for (int i = 0; i < 3 && !testing::Value(fDnssd.Begun(), testing::Contains("resolve good")); ++i) {
-    Advance(std::chrono::seconds(5));
-    ASSERT_TRUE(fDnssd.WaitUntilIdle());
-    ASSERT_TRUE(fDnssd.WaitUntilIdle());
-  }
-  fDnssd.ReplyResolve("good", "good.local.");
-  fDnssd.ReplyAddress("good.local.");
-  ASSERT_TRUE(fDnssd.WaitUntilIdle());
-  EXPECT_THAT(Names(), ElementsAre("good"));
-}
-
 TEST_F(ZeroConfEngineTest, NoClientWaitsForACallThatBlocks) {
-  std::latch entered(1);
-  std::latch proceed(1);
-  fDnssd.onResolve = [&](const std::string& name) {
-    if (name == "slow") {
-      entered.count_down();
-      proceed.wait();
-    }
-    return kDNSServiceErr_NoError;
-  };
+  Gate gate("slow");
+  fDnssd.onResolve = std::ref(gate);
   Browse();
   ResolveFully("a", "a.local.");
   fDnssd.ReplyAdd("slow");
-  entered.wait();
+  gate.AwaitEntry();
   EXPECT_THAT(Names(), ElementsAre("a"));  // returns, although the library blocks
   EXPECT_TRUE(fEngine->TestAndClearModified());
-  proceed.count_down();
-  fEngine.reset();  // before the latches that its thread may still be inside of
+  gate.Open();
+  fEngine.reset();  // before the gate that its thread may still be inside of
 }
 
 TEST_F(ZeroConfEngineTest, NoClientWaitsForAnAddressLookupThatBlocks) {
-  std::latch entered(1);
-  std::latch proceed(1);
-  fDnssd.onGetAddrInfo = [&](const std::string& host) {
-    if (host == "slow.local.") {
-      entered.count_down();
-      proceed.wait();
-    }
-    return kDNSServiceErr_NoError;
-  };
+  Gate gate("slow.local.");
+  fDnssd.onGetAddrInfo = std::ref(gate);
   Browse();
   ResolveFully("a", "a.local.");
   fDnssd.ReplyAdd("slow");
   fDnssd.ReplyResolve("slow", "slow.local.");
-  entered.wait();
+  gate.AwaitEntry();
   EXPECT_THAT(Names(), ElementsAre("a"));
-  proceed.count_down();
-  fEngine.reset();  // before the latches that its thread may still be inside of
+  gate.Open();
+  fEngine.reset();  // before the gate that its thread may still be inside of
 }
 
 TEST_F(ZeroConfEngineTest, AThreadStuckInTheLibraryIsLeftBehindAndReleasesEverythingLater) {
-  std::latch entered(1);
-  std::latch proceed(1);
-  fDnssd.onResolve = [&](const std::string& name) {
-    if (name == "stuck") {
-      entered.count_down();
-      proceed.wait();
-    }
-    return kDNSServiceErr_NoError;
-  };
+  Gate gate("stuck");
+  fDnssd.onResolve = std::ref(gate);
   Browse();
   fDnssd.ReplyAdd("a");
   fDnssd.ReplyAdd("stuck");
-  entered.wait();
+  gate.AwaitEntry();
   const std::size_t before = ZeroConfEngine::AbandonedThreads();
   fEngine.reset();  // returns
   EXPECT_EQ(before + 1, ZeroConfEngine::AbandonedThreads());
   EXPECT_THAT(fDnssd.Released(), IsEmpty());
-  proceed.count_down();
+  gate.Open();
   EXPECT_TRUE(fDnssd.WaitForReleased("resolve a"));
   EXPECT_FALSE(fDnssd.Misused());
 }
