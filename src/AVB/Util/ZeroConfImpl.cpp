@@ -47,7 +47,13 @@ bool ZeroConfEngine::Impl::TestAndClearModified() {
 }
 
 void ZeroConfEngine::Impl::ThreadProc() {
-  while (fRunning) ServeOneCycle();
+  while (fRunning) {
+    try {
+      ServeOneCycle();
+    } catch (...) {  // no memory, say; the next cycle may have it
+      ::poll(nullptr, 0, kCycleMilliseconds);
+    }
+  }
   // Stopped by an error, the engine stays readable, and its operations stay
   // this thread's to release.
   ParkUntilDestruction();

@@ -92,12 +92,13 @@ void ZeroConfEngine::Impl::StartWaitingLookups() {
       const std::lock_guard lock(fMutex);
       if (fWaiting.empty() || CountInFlight() >= kMaxInFlight) return;
       record = fWaiting.front();
-      fWaiting.pop_front();
     }
-    // Only this thread removes records, so the pointer stays good.
-    if (StartLookup(*record) || record->everStarted) continue;
+    // Only this thread removes records, so the pointer stays good; and the
+    // record keeps its turn until the call has returned.
+    const bool started = StartLookup(*record);
     const std::lock_guard lock(fMutex);
-    Take(record);
+    fWaiting.pop_front();
+    if (!started && !record->everStarted) Take(record);
   }
 }
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <new>
 #include <thread>
 
 #include "tests/AVB/Util/ZeroConfEngineFixture.h"
@@ -142,6 +143,26 @@ TEST_F(ZeroConfLookupsTest, AServiceIsFoundBehindFortyEightThatNeverAnswer) {
   fDnssd.ReplyAddress("good.local.");
   ASSERT_TRUE(fDnssd.WaitUntilIdle());
   EXPECT_THAT(Names(), ElementsAre("good"));
+}
+
+TEST_F(ZeroConfLookupsTest, AnExceptionInStartingAWaitingLookupOnlyPutsItOff) {
+  std::atomic<int> failures{3};
+  fDnssd.onResolve = [&](const std::string& name) -> DNSServiceErrorType {
+    if (name == "u48" && failures-- > 0) throw std::bad_alloc();
+    return kDNSServiceErr_NoError;
+  };
+  Browse();
+  AddInstances(50);
+  fDnssd.ReplyRemove("u0");
+  ASSERT_TRUE(fDnssd.WaitForBegun("resolve u48"));
+  EXPECT_LT(failures, 0);
+  fDnssd.ReplyRemove("u1");
+  ASSERT_TRUE(fDnssd.WaitForBegun("resolve u49"));
+  fDnssd.ReplyResolve("u48", "h48.local.");
+  fDnssd.ReplyAddress("h48.local.");
+  ASSERT_TRUE(fDnssd.WaitUntilIdle());
+  EXPECT_THAT(Names(), ElementsAre("u48"));
+  fEngine.reset();  // before what its thread calls
 }
 
 TEST_F(ZeroConfLookupsTest, WakesTenTimesASecondWhenNothingComes) {
