@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 
+#include <cstdint>
 #include <cstdio>
 #include <string>
 
@@ -18,6 +19,7 @@ class LogCapture {
     details::s_use_color = false;
   }
   ~LogCapture() {
+    details::g_runtime_level = fSavedLevel;
     details::gFile = fSavedFile;
     details::s_use_color = fSavedColor;
     details::s_verbose = fSavedVerbose;
@@ -42,6 +44,7 @@ class LogCapture {
  private:
   std::FILE* const fStream = std::tmpfile();
   std::FILE* const fSavedFile = details::gFile;
+  const std::int32_t fSavedLevel = details::g_runtime_level;
   const bool fSavedColor = details::s_use_color;
   const bool fSavedVerbose = details::s_verbose;
   const bool fSavedUseSyslog = details::gUseSyslog;

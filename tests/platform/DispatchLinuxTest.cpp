@@ -8,9 +8,9 @@
 #include <thread>
 #include <vector>
 
-#include "foundation/Log.h"
 #include "foundation/PollRunLoop.h"
 #include "platform/linux/DispatchLinux.h"
+#include "tests/foundation/LogCapture.h"
 #include "tests/platform/OpenDescriptors.h"
 
 namespace {
@@ -98,9 +98,7 @@ TEST_F(DispatchLinuxTest, MayEndInsideAMainJob) {
 }
 
 TEST_F(DispatchLinuxTest, KeepsGoingWhenAJobThrows) {
-  std::FILE* const console = Log::details::gFile;
-  std::FILE* const scratch = std::tmpfile();
-  Log::details::gFile = scratch;
+  const Log::testing::LogCapture log;
   bool ran = false;
   fDispatch->AsyncMain([] { throw std::runtime_error("job's own failure"); });
   fDispatch->AsyncMain([&] { ran = true; });
@@ -110,13 +108,18 @@ TEST_F(DispatchLinuxTest, KeepsGoingWhenAJobThrows) {
   fDispatch->AsyncBackground(Dispatch::Priority::kDefault, [&] { background.set_value(); });
   EXPECT_EQ(background.get_future().wait_for(kDeadline), std::future_status::ready);
   fDispatch.reset();
-  Log::details::gFile = console;
-  std::rewind(scratch);
-  std::string text(4096, '\0');
-  text.resize(std::fread(text.data(), 1, text.size(), scratch));
-  std::fclose(scratch);
-  EXPECT_NE(text.find("job's own failure"), std::string::npos);
-  EXPECT_NE(text.find("unknown exception"), std::string::npos);
+  EXPECT_NE(log.Text().find("job's own failure"), std::string::npos);
+  EXPECT_NE(log.Text().find("unknown exception"), std::string::npos);
+}
+
+TEST_F(DispatchLinuxTest, SaysNothingOfFailedJobsWhereErrorsAreNotLogged) {
+  const Log::testing::LogCapture log;
+  Log::details::g_runtime_level = Log::kFatal;
+  bool ran = false;
+  fDispatch->AsyncMain([] { throw std::runtime_error("job's own failure"); });
+  fDispatch->AsyncMain([&] { ran = true; });
+  EXPECT_TRUE(ServeUntil([&] { return ran; }));
+  EXPECT_EQ(log.Text(), "");
 }
 
 TEST_F(DispatchLinuxTest, RunsBackgroundJobsBesideEachOther) {

@@ -8,6 +8,7 @@ namespace vorn {
 namespace {
 
 void LogFailure(const char* what) noexcept {
+  if (Log::details::g_runtime_level > Log::kError) return;
   Log::details::Log(Log::kError, __FILE__, __LINE__, "RunGuarded", "A queued job failed: %s", what);
 }
 
