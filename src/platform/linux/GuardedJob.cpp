@@ -9,7 +9,7 @@ namespace {
 
 void LogFailure(const char* what) noexcept {
   if (Log::details::g_runtime_level > Log::kError) return;
-  Log::details::Log(Log::kError, __FILE__, __LINE__, "RunGuarded", "A queued job failed: %s", what);
+  Log::details::Log(Log::kError, __FILE__, __LINE__, "RunGuarded", "A job failed: %s", what);
 }
 
 }  // namespace
