@@ -1,0 +1,147 @@
+#!/usr/bin/python3
+"""Photographs the application and the terminal program at work: photographs.py BUILD_FOLDER OUTPUT_FOLDER [NAME]...
+
+These are the pictures of the readme, and those to be looked at after a change
+of the looks. Without names all are taken. Beside what the tests need it takes
+the Debian packages xterm and qt6-gtk-platformtheme.
+"""
+
+import contextlib
+import os
+import pathlib
+import sys
+import time
+
+ROOT = pathlib.Path(__file__).resolve().parents[2]
+sys.path[:0] = [str(ROOT / "studio"), str(pathlib.Path(__file__).resolve().parent)]
+os.environ["VORN_BUILD"] = str(pathlib.Path(sys.argv[1]).resolve()) if len(sys.argv) > 2 else ""
+
+from finder import BUILD, Finder  # noqa: E402
+from vorndesktop import Application, VirtualDesktop, wait_until  # noqa: E402
+from vornstudio import Studio  # noqa: E402
+
+SIZE = (800, 500)
+DARK = {"QT_QPA_PLATFORMTHEME": "gtk3", "GTK_THEME": "Adwaita:dark"}
+LIGHT = {"QT_QPA_PLATFORMTHEME": "gtk3", "GTK_THEME": "Adwaita"}
+LONG_LIST = {"unit": [{"name": f"Unit {n:02}", "model": "Vorn 16A"} for n in range(1, 41)]}
+UPDATES = 2  # units of the default scenario with an update from the start
+
+
+@contextlib.contextmanager
+def scene(source, edge="top", dark=True, size=SIZE, notices=False, **environment):
+    """The application with its icon in the bar."""
+    with VirtualDesktop(*size) as desktop, Studio(source) as studio:
+        Application(BUILD).install_icons(desktop)
+        desktop.start_screen()
+        desktop.start_bus()
+        desktop.start_window_manager()
+        desktop.start_accessibility()
+        desktop.paint_background()
+        desktop.start_xfce_panel(edge=edge, dark=dark)
+        if notices:
+            desktop.start_notices()
+        finder = Finder(desktop, studio)
+        finder.start_and_find(edge, **environment)
+        try:
+            yield finder
+        finally:
+            finder.close()
+
+
+def open_with(finder, count, updates=0):
+    """Opens the panel once it has so many rows, and so many of them with an update."""
+    finder.open_panel()
+    finder.wait(lambda: len(finder.rows()) == count, f"{count} rows")
+    finder.wait(lambda: sum("update" in row for row in finder.rows()) == updates, f"{updates} updates")
+    time.sleep(0.5)  # for what is still being drawn
+
+
+def panel(path, **options):
+    with scene("default", **options) as finder:
+        open_with(finder, 6, UPDATES)
+        finder.desktop.move(*finder.row("Live Room").middle)
+        time.sleep(0.5)
+        finder.desktop.screenshot(path)
+
+
+def empty(path):
+    with scene({}, **LIGHT) as finder:
+        open_with(finder, 1)
+        finder.desktop.screenshot(path)
+
+
+def long_list(path):
+    with scene(LONG_LIST, **LIGHT) as finder:
+        open_with(finder, 40)
+        finder.desktop.key("Home", *["Down"] * 15)
+        time.sleep(0.5)
+        finder.desktop.screenshot(path)
+
+
+def settings(path):
+    with scene("default", **LIGHT) as finder:
+        open_with(finder, 6, UPDATES)
+        finder.desktop.click(*finder.panel().named("Settings").middle)
+        time.sleep(1)
+        finder.desktop.screenshot(path)
+
+
+def context_menu(path):
+    with scene("default", **LIGHT) as finder:
+        finder.wait(lambda: sum("update" in entry["title"] for entry in finder.menu()) == UPDATES, "the updates")
+        finder.desktop.click(*finder.place, 3)
+        time.sleep(1)
+        finder.desktop.screenshot(path)
+
+
+def notice(path):
+    with scene("default", notices=True, **LIGHT) as finder:
+        finder.wait(lambda: finder.desktop.notices_shown() == UPDATES, "the notices")
+        time.sleep(0.5)
+        finder.desktop.screenshot(path)
+
+
+def terminal(path):
+    """The terminal program's list in a terminal of its own."""
+    with VirtualDesktop(960, 250) as desktop, Studio("default") as studio:
+        desktop.start_screen()
+        desktop.start_bus()
+        look = ["-fa", "DejaVu Sans Mono", "-fs", "10", "-bg", "#1e2430", "-fg", "#e4e8ee", "-b", "12", "+sb"]
+        list_program = Application(BUILD).list_program
+        program = studio.popen(
+            ["xterm", *look, "-geometry", "118x10+0+0", "-e", list_program, "--watch"], env=desktop.environment
+        )
+        window = wait_until(lambda: desktop.windows("XTerm"), "the terminal")[0]
+        time.sleep(7)
+        desktop.screenshot(path, desktop.geometry(window))
+        program.terminate()
+        program.wait(10)
+
+
+PICTURES = {
+    "panel": lambda path: panel(path, **LIGHT),
+    "panel-dark": lambda path: panel(path, **DARK),
+    "panel-200": lambda path: panel(path, size=(1200, 900), QT_SCALE_FACTOR="2", **LIGHT),
+    "panel-bottom": lambda path: panel(path, edge="bottom", dark=False, **LIGHT),
+    "empty": empty,
+    "long-list": long_list,
+    "settings": settings,
+    "context-menu": context_menu,
+    "notice": notice,
+    "terminal": terminal,
+}
+
+
+def main(arguments):
+    if len(arguments) < 2 or not set(arguments[2:]) <= PICTURES.keys():
+        print(f"usage: photographs.py BUILD_FOLDER OUTPUT_FOLDER [{' | '.join(PICTURES)}]...", file=sys.stderr)
+        return 2
+    output = pathlib.Path(arguments[1])
+    output.mkdir(parents=True, exist_ok=True)
+    for name in arguments[2:] or PICTURES:
+        PICTURES[name](output / f"{name}.png")
+    return 0
+
+
+if __name__ == "__main__":
+    sys.exit(main(sys.argv[1:]))
