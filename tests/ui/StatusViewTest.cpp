@@ -114,17 +114,17 @@ TEST(StatusView, PressSendsTheActionOnceTargetAndActionAreSet) {
   ScriptedItem item(false);
   StatusView view(&item);
   int presses = 0;
-  QTest::mousePress(&view, Qt::LeftButton);
+  QTest::mouseClick(&view, Qt::LeftButton);
   view.setAction([&] { ++presses; });
-  QTest::mousePress(&view, Qt::LeftButton);
+  QTest::mouseClick(&view, Qt::LeftButton);
   EXPECT_EQ(presses, 0);
   auto target = std::make_unique<QObject>();
   view.setTarget(target.get());
-  QTest::mousePress(&view, Qt::LeftButton);
-  QTest::mousePress(&view, Qt::LeftButton);
+  QTest::mouseClick(&view, Qt::LeftButton);
+  QTest::mouseClick(&view, Qt::LeftButton);
   EXPECT_EQ(presses, 2);
   view.setAction({});
-  QTest::mousePress(&view, Qt::LeftButton);
+  QTest::mouseClick(&view, Qt::LeftButton);
   EXPECT_EQ(presses, 2);
 }
 
@@ -136,7 +136,7 @@ TEST(StatusView, PressDoesNothingOnceTheTargetIsGone) {
   view.setTarget(target.get());
   view.setAction([&] { ++presses; });
   target.reset();
-  QTest::mousePress(&view, Qt::LeftButton);
+  QTest::mouseClick(&view, Qt::LeftButton);
   EXPECT_EQ(presses, 0);
 }
 
