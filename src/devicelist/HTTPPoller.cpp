@@ -3,8 +3,6 @@
 #include <string_view>
 #include <utility>
 
-#include "devicelist/ASCII.h"
-
 namespace DeviceList {
 namespace {
 

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "devicelist/ASCII.h"
+#include "foundation/ASCII.h"
 
 namespace DeviceList {
 namespace {
@@ -62,7 +62,7 @@ void HeaderFields::AddLine(std::string_view line) {
 vorn::optional<std::string> HeaderFields::Find(std::string_view name) const {
   vorn::optional<std::string> found;
   for (const auto& field : fFields) {
-    if (!EqualIgnoringASCIICase(field.name, name)) continue;
+    if (!vorn::EqualIgnoringASCIICase(field.name, name)) continue;
     if (found) {
       *found += ", ";
       *found += field.value;

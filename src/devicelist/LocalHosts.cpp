@@ -4,7 +4,7 @@
 
 #include <algorithm>
 
-#include "devicelist/ASCII.h"
+#include "foundation/ASCII.h"
 
 namespace DeviceList {
 namespace {
@@ -26,14 +26,14 @@ bool IsAddress(const std::string& text) {
 bool LocalHosts::IsLocal(std::string_view host) {
   host = WithoutFinalDot(host);
   return host.size() > kLocalSuffix.size() &&
-         EqualIgnoringASCIICase(host.substr(host.size() - kLocalSuffix.size()), kLocalSuffix);
+         vorn::EqualIgnoringASCIICase(host.substr(host.size() - kLocalSuffix.size()), kLocalSuffix);
 }
 
 void LocalHosts::Replace(const Table& table) {
   Table fresh;
   for (const auto& [host, addresses] : table) {
     if (!IsLocal(host)) continue;
-    auto& known = fresh[LowerASCII(WithoutFinalDot(host))];
+    auto& known = fresh[vorn::LowerASCII(WithoutFinalDot(host))];
     for (const auto& address : addresses) {
       if (known.size() >= kMaxAddresses) break;
       if (IsAddress(address) && std::find(known.begin(), known.end(), address) == known.end())
@@ -46,7 +46,7 @@ void LocalHosts::Replace(const Table& table) {
 
 std::vector<std::string> LocalHosts::AddressesOf(std::string_view host) const {
   if (!IsLocal(host)) return {};
-  const auto key = LowerASCII(WithoutFinalDot(host));
+  const auto key = vorn::LowerASCII(WithoutFinalDot(host));
   const std::lock_guard lock(fMutex);
   const auto found = fTable.find(key);
   return found == fTable.end() ? std::vector<std::string>() : found->second;

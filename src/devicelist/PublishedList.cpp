@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "devicelist/Entry.h"
+#include "foundation/ASCII.h"
 
 namespace DeviceList {
 namespace {
@@ -14,8 +15,7 @@ namespace {
 // Not the C library's tolower: that one answers a negative byte with a
 // positive number here.
 int Fold(char c) {
-  const auto byte = static_cast<signed char>(c);
-  return byte >= 'A' && byte <= 'Z' ? byte - 'A' + 'a' : byte;
+  return static_cast<signed char>(vorn::ToLowerASCII(c));
 }
 
 }  // namespace

@@ -2,7 +2,7 @@
 
 #include <utility>
 
-#include "devicelist/ASCII.h"
+#include "foundation/ASCII.h"
 
 namespace DeviceList {
 namespace {
@@ -26,8 +26,8 @@ std::string_view NextElement(std::string_view& list) {
 }
 
 bool IsAskedFor(std::string_view coding) {
-  return EqualIgnoringASCIICase(coding, "gzip") || EqualIgnoringASCIICase(coding, "x-gzip") ||
-         EqualIgnoringASCIICase(coding, "deflate");
+  return vorn::EqualIgnoringASCIICase(coding, "gzip") || vorn::EqualIgnoringASCIICase(coding, "x-gzip") ||
+         vorn::EqualIgnoringASCIICase(coding, "deflate");
 }
 
 }  // namespace
@@ -61,14 +61,14 @@ bool ResponseCollector::AddHeaderLine(std::string_view line) {
 }
 
 bool ResponseCollector::AcceptEncodings(const HeaderFields::Field& field) {
-  const bool content = EqualIgnoringASCIICase(field.name, "Content-Encoding");
-  const bool transfer = EqualIgnoringASCIICase(field.name, "Transfer-Encoding");
+  const bool content = vorn::EqualIgnoringASCIICase(field.name, "Content-Encoding");
+  const bool transfer = vorn::EqualIgnoringASCIICase(field.name, "Transfer-Encoding");
   if (!content && !transfer) return true;
   std::string_view list = field.value;
   while (!list.empty()) {
     const auto coding = NextElement(list);
-    if (coding.empty() || EqualIgnoringASCIICase(coding, "identity")) continue;
-    if (transfer && EqualIgnoringASCIICase(coding, "chunked")) continue;
+    if (coding.empty() || vorn::EqualIgnoringASCIICase(coding, "identity")) continue;
+    if (transfer && vorn::EqualIgnoringASCIICase(coding, "chunked")) continue;
     if (transfer || !IsAskedFor(coding) || ++fEncodings > 1) return false;
   }
   return true;

@@ -6,7 +6,7 @@
 #include <memory>
 #include <new>
 
-#include "devicelist/ASCII.h"
+#include "foundation/ASCII.h"
 
 namespace DeviceList {
 namespace {
@@ -63,8 +63,8 @@ vorn::optional<Url> Read(const UrlHandle& handle) {
   // Escapes in the host have become the bytes that they stand for.
   if (HoldsForbidden(*text)) return {};
   if (GetPart(handle, CURLUPART_USER) || GetPart(handle, CURLUPART_PASSWORD)) return {};
-  Url url{std::move(*text), LowerASCII(*scheme), LowerASCII(*host),
-          std::move(*port), std::move(*path),    false};
+  Url url{std::move(*text), vorn::LowerASCII(*scheme), vorn::LowerASCII(*host),
+          std::move(*port), std::move(*path),          false};
   url.hasQuery = GetPart(handle, CURLUPART_QUERY).has_value();
   if (url.scheme != "http" && url.scheme != "https") return {};
   return url;

@@ -5,6 +5,8 @@
 #include <cstdint>
 #include <string_view>
 
+#include "foundation/ASCII.h"
+
 namespace Notification {
 namespace {
 
@@ -15,18 +17,11 @@ bool IsForbidden(char c) {
   return byte <= 0x20 || byte == 0x7f || c == '"' || c == '<' || c == '>' || c == '\\';
 }
 
-char ToLower(char c) {
-  return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
-}
-
 // What follows "http://" or "https://"; empty where neither leads the text.
 std::string_view AfterScheme(std::string_view text) {
-  const auto sameLetter = [](char expected, char actual) { return expected == ToLower(actual); };
   for (const std::string_view scheme : {"http://", "https://"}) {
-    const auto head = text.substr(0, scheme.size());
-    if (std::equal(scheme.begin(), scheme.end(), head.begin(), head.end(), sameLetter)) {
+    if (vorn::EqualIgnoringASCIICase(text.substr(0, scheme.size()), scheme))
       return text.substr(scheme.size());
-    }
   }
   return {};
 }

@@ -7,6 +7,7 @@
 #include <unordered_map>
 #include <utility>
 
+#include "foundation/ASCII.h"
 #include "foundation/Console.h"
 #include "platform/linux/SettingsFile.h"
 #include "platform/linux/UserFolders.h"
@@ -16,15 +17,12 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-optional<bool> ToBool(std::string text) {
-  for (char& c : text) {
-    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
-  }
+optional<bool> ToBool(const std::string& text) {
   for (const char* word : {"true", "yes", "on", "1"}) {
-    if (text == word) return true;
+    if (EqualIgnoringASCIICase(text, word)) return true;
   }
   for (const char* word : {"false", "no", "off", "0"}) {
-    if (text == word) return false;
+    if (EqualIgnoringASCIICase(text, word)) return false;
   }
   return {};
 }

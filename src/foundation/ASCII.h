@@ -3,7 +3,7 @@
 #include <string>
 #include <string_view>
 
-namespace DeviceList {
+namespace vorn {
 
 /// The byte in lower case when it is an ASCII capital letter, else unchanged;
 /// unlike the C library's, independent of the locale and safe for any byte.
@@ -27,4 +27,4 @@ namespace DeviceList {
   return lower;
 }
 
-}  // namespace DeviceList
+}  // namespace vorn
