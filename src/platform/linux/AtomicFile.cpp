@@ -4,25 +4,15 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <string>
 
 #include "foundation/FileDescriptor.h"
+#include "platform/linux/WriteAll.h"
 
 namespace vorn {
 namespace {
-
-bool WriteAll(int descriptor, std::string_view content) {
-  while (!content.empty()) {
-    const auto written = ::write(descriptor, content.data(), content.size());
-    if (written < 0 && errno == EINTR) continue;
-    if (written <= 0) return false;
-    content.remove_prefix(static_cast<std::size_t>(written));
-  }
-  return true;
-}
 
 /// Whether the whole content, with its permissions, has reached the disk.
 bool Fill(int descriptor, std::string_view content) {

@@ -4,13 +4,13 @@
 #include <cstdint>
 #include <utility>
 
+#include "platform/linux/Hex.h"
 #include "platform/linux/SettingsKey.h"
 
 namespace vorn {
 namespace {
 
 constexpr std::string_view kBlanks = " \t\r";
-constexpr char kHexDigits[] = "0123456789ABCDEF";
 constexpr std::string_view kGeneral = "[General]";
 
 std::string_view Trimmed(std::string_view text) {
@@ -35,8 +35,7 @@ void AppendEscaped(std::string& out, char c) {
     out += "\\n";
   } else if (byte < 0x20 || byte == 0x7f) {
     out += "\\x";
-    out += kHexDigits[byte >> 4U];
-    out += kHexDigits[byte & 0xFU];
+    AppendHex(out, c);
   } else {
     out += c;
   }
@@ -55,13 +54,6 @@ std::string Written(const IniDocument::Value& value) {
     out += '"';
   }
   return out;
-}
-
-int HexValue(char c) {
-  if (c >= '0' && c <= '9') return c - '0';
-  if (c >= 'A' && c <= 'F') return c - 'A' + 10;
-  if (c >= 'a' && c <= 'f') return c - 'a' + 10;
-  return -1;
 }
 
 /// Takes a value apart from its front.

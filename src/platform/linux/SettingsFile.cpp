@@ -14,6 +14,7 @@
 #include <utility>
 
 #include "foundation/Console.h"
+#include "platform/linux/WriteAll.h"
 
 namespace vorn {
 namespace {
@@ -30,15 +31,6 @@ bool MakeFolder(const std::filesystem::path& folder) {
   if (::mkdir(folder.c_str(), S_IRWXU) == 0 || errno == EEXIST) return true;
   if (errno != ENOENT || !folder.has_relative_path()) return false;
   return MakeFolder(folder.parent_path()) && (::mkdir(folder.c_str(), S_IRWXU) == 0 || errno == EEXIST);
-}
-
-bool WriteAll(int descriptor, std::string_view content) {
-  while (!content.empty()) {
-    const auto written = ::write(descriptor, content.data(), content.size());
-    if (written < 0 && errno != EINTR) return false;
-    if (written > 0) content.remove_prefix(static_cast<std::size_t>(written));
-  }
-  return true;
 }
 
 // The whole content, or why there is none.

@@ -1,20 +1,12 @@
 #include "platform/linux/SettingsKey.h"
 
-#include <cstdint>
+#include "platform/linux/Hex.h"
 
 namespace vorn {
 namespace {
 
-constexpr char kHexDigits[] = "0123456789ABCDEF";
-
 bool IsPlain(char c) {
   return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '-' || c == '_';
-}
-
-int HexValue(char c) {
-  if (c >= '0' && c <= '9') return c - '0';
-  if (c >= 'A' && c <= 'F') return c - 'A' + 10;
-  return -1;
 }
 
 }  // namespace
@@ -27,10 +19,8 @@ std::string EncodeSettingsKey(const std::string& key) {
       text += c;
       continue;
     }
-    const auto byte = static_cast<std::uint8_t>(c);
     text += '.';
-    text += kHexDigits[byte >> 4U];
-    text += kHexDigits[byte & 0xFU];
+    AppendHex(text, c);
   }
   return text;
 }
