@@ -121,6 +121,8 @@ class ResponderMonitor::Connection {
   }
 
   void WaitForTraffic() const {
+    // Sending may have read messages, which the descriptor no longer tells.
+    if (::dbus_connection_get_dispatch_status(fBus.get()) == DBUS_DISPATCH_DATA_REMAINS) return;
     int descriptor = -1;
     if (::dbus_connection_get_unix_fd(fBus.get(), &descriptor) == FALSE) return;
     pollfd descriptors[] = {{descriptor, POLLIN, 0}, {fMonitor.fWakeup.Get(), POLLIN, 0}};
