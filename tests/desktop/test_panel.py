@@ -105,6 +105,14 @@ def test_a_click_is_clean_when_the_focus_is_lost_before_it(shown):
     shown.open_panel()
 
 
+def test_a_click_well_after_the_focus_was_lost_opens_the_panel(shown):
+    shown.desktop.run(["xdotool", "windowfocus", shown.desktop.bar_window()])
+    shown.wait_until_closed()
+    time.sleep(DOUBLE_CLICK)
+    shown.activate_item()
+    shown.wait(shown.window, "the panel")
+
+
 def test_a_click_is_clean_when_the_focus_is_lost_after_it(shown):
     shown.activate_item()
     shown.desktop.run(["xdotool", "windowfocus", shown.desktop.bar_window()])
