@@ -59,6 +59,45 @@ void Set(CURL* handle, CURLoption option, T value) {
   if ((curl_easy_setopt)(handle, option, value) != CURLE_OK) throw std::runtime_error("HTTP option refused");
 }
 
+/// The name under which the client is asked for a pinned host: its own, but
+/// for two kinds. One beyond ASCII the client would take for an
+/// internationalised one and look up another spelling of it, while multicast
+/// DNS has such names as they stand. A "-" in front would turn the entry for
+/// the client's table into one to be taken back.
+std::string AliasOf(const std::string& host) {
+  constexpr char kDigits[] = "0123456789abcdef";
+  const bool isPlain = host.front() != '-' && std::all_of(host.begin(), host.end(), [](char c) {
+                         return static_cast<unsigned char>(c) < 0x80;
+                       });
+  if (isPlain) return host;
+  std::string alias = "alias";
+  for (const char c : host) {
+    const auto byte = static_cast<unsigned char>(c);
+    if (byte < 0x80) {
+      alias += c;
+    } else {
+      alias += {'-', kDigits[byte >> 4], kDigits[byte & 0xf]};
+    }
+  }
+  return alias;
+}
+
+/// The line that sends the tag; empty for none. A tag with a byte that would
+/// end the line is not sent.
+std::string TagField(const vorn::optional<std::string>& etag) {
+  if (!etag || etag->find_first_of(std::string_view("\0\r\n", 3)) != std::string::npos) return {};
+  // A field without a text is written this way, or it would be left out.
+  const bool blank = etag->find_first_not_of(" \t") == std::string::npos;
+  return blank ? "If-None-Match;" : "If-None-Match: " + *etag;
+}
+
+/// Where in the URL's text its host and port stand.
+std::string_view AuthorityIn(const std::string& url) {
+  const auto begin = url.find("://") + 3;
+  const std::string_view rest = std::string_view(url).substr(begin);
+  return rest.substr(0, rest.find_first_of("/?#"));
+}
+
 long MillisecondsUntil(CurlTransfer::Clock::time_point deadline) {
   const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - CurlTransfer::Clock::now());
   return static_cast<long>(std::max<std::chrono::milliseconds::rep>(left.count(), 0));
@@ -121,11 +160,9 @@ vorn::optional<HTTPAnswer> CurlTransfer::Perform(const Request& request, const s
   CURL* easy = fHandles->easy.get();
   fCollector.Reset();
   Set(easy, CURLOPT_PROTOCOLS_STR, request.url.scheme.c_str());
-  Set(easy, CURLOPT_URL, request.url.text.c_str());
   Set(easy, CURLOPT_TIMEOUT_MS, left);
   Set(easy, CURLOPT_PROXY, request.direct ? "" : static_cast<const char*>(nullptr));
-  SetTag(request.etag);
-  Pin(request.url, request.addresses);
+  SetDestination(request);
   LeaveMovedHost(request.addresses);
 
   if (!Run(request.deadline, cancelled)) {
@@ -179,28 +216,40 @@ bool CurlTransfer::KeptConnectionWasDead() const {
   return connections == 0 && fCollector.IsEmpty();
 }
 
-/// A tag with a byte that would end the header line is not sent.
-void CurlTransfer::SetTag(const vorn::optional<std::string>& etag) {
-  std::string line;
-  if (etag && etag->find_first_of(std::string_view("\0\r\n", 3)) == std::string::npos) {
-    // A field without a text is written this way, or it would be left out.
-    const bool blank = etag->find_first_not_of(" \t") == std::string::npos;
-    line = blank ? "If-None-Match;" : "If-None-Match: " + *etag;
+/// Where the request goes: its URL, its header's fields, its host's addresses.
+void CurlTransfer::SetDestination(const Request& request) {
+  const Url& url = request.url;
+  std::vector<std::string> fields;
+  if (const auto tag = TagField(request.etag); !tag.empty()) fields.push_back(tag);
+  const std::string alias = request.addresses.empty() ? url.host : AliasOf(url.host);
+  if (alias == url.host) {
+    Set(fHandles->easy.get(), CURLOPT_URL, url.text.c_str());
+  } else {
+    const auto authority = AuthorityIn(url.text);
+    std::string text = url.text;
+    text.replace(static_cast<std::size_t>(authority.data() - url.text.data()), authority.size(),
+                 alias + ":" + url.port);
+    Set(fHandles->easy.get(), CURLOPT_URL, text.c_str());
+    fields.push_back("Host: " + std::string(authority));
   }
-  if (line == fTagLine) return;
+  SetFields(std::move(fields));
+  Pin(alias + ":" + url.port, request.addresses);
+}
+
+void CurlTransfer::SetFields(std::vector<std::string> fields) {
+  if (fields == fFields) return;
   StringList header;
-  if (!line.empty()) Append(header, line);
+  for (const auto& field : fields) Append(header, field);
   Set(fHandles->easy.get(), CURLOPT_HTTPHEADER, header.get());
   fHandles->header = std::move(header);
-  fTagLine = std::move(line);
+  fFields = std::move(fields);
 }
 
 /// Tells the client's own host table what has changed since the last request:
 /// the entries given stay until they are taken back.
-void CurlTransfer::Pin(const Url& url, const std::vector<std::string>& addresses) {
-  std::string key;
+void CurlTransfer::Pin(const std::string& hostAndPort, const std::vector<std::string>& addresses) {
+  const std::string key = addresses.empty() ? "" : hostAndPort;
   std::string joined;
-  if (!addresses.empty()) key = url.host + ":" + url.port;
   for (const auto& address : addresses) joined += (joined.empty() ? "" : ",") + address;
   if (key == fPinned && joined == fPinnedTo) return;
   StringList pins;
@@ -208,7 +257,7 @@ void CurlTransfer::Pin(const Url& url, const std::vector<std::string>& addresses
   if (!key.empty()) Append(pins, key + ":" + joined);
   Set(fHandles->easy.get(), CURLOPT_RESOLVE, pins.get());
   fHandles->pins = std::move(pins);
-  fPinned = std::move(key);
+  fPinned = key;
   fPinnedTo = std::move(joined);
 }
 

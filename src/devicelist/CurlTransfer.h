@@ -58,16 +58,17 @@ class CurlTransfer {
 
   [[nodiscard]] bool Run(Clock::time_point deadline, const std::atomic<bool>& cancelled);
   [[nodiscard]] bool KeptConnectionWasDead() const;
-  void SetTag(const vorn::optional<std::string>& etag);
-  void Pin(const Url& url, const std::vector<std::string>& addresses);
+  void SetDestination(const Request& request);
+  void SetFields(std::vector<std::string> fields);
+  void Pin(const std::string& hostAndPort, const std::vector<std::string>& addresses);
   void LeaveMovedHost(const std::vector<std::string>& addresses);
 
   ResponseCollector fCollector;
   std::unique_ptr<Handles> fHandles;
-  std::string fTagLine;      ///< the header line that the handle sends; empty: none
-  std::string fPinned;       ///< "host:port" that the handle has pinned; empty: none
-  std::string fPinnedTo;     ///< its addresses, joined by ","
-  std::string fConnectedTo;  ///< the address that the last transfer talked to; empty: none yet
+  std::vector<std::string> fFields;  ///< the header lines that the handle adds to its own
+  std::string fPinned;               ///< "host:port" that the handle has pinned; empty: none
+  std::string fPinnedTo;             ///< its addresses, joined by ","
+  std::string fConnectedTo;          ///< the address that the last transfer talked to; empty: none yet
 };
 
 }  // namespace DeviceList

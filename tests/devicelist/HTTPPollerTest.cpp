@@ -500,6 +500,20 @@ TEST_F(HTTPPollerTest, AsksThePinnedAddressAndKeepsTheNameInTheHostField) {
   EXPECT_THAT(fServer.Requests().at(1).ValuesOf("Host"), ElementsAre("Studio-A.LOCAL:" + port));
 }
 
+TEST_F(HTTPPollerTest, AsksThePinnedAddressWhateverBytesTheNameHolds) {
+  const auto hosts = std::make_shared<LocalHosts>();
+  HTTPPoller poller(hosts, 5s);
+  fServer.Reply("/x?y", 200, "pinned");
+  for (const std::string host : {"b\u00FChne.local", "\xFF.local", "-a.local"}) {
+    hosts->Replace({{host, {"127.0.0.1"}}});
+    const auto authority = host + ":" + fServer.PortText();
+    const auto answer = poller.DoRequest("http://" + authority + "/x?y", {});
+    ASSERT_TRUE(answer) << host;
+    EXPECT_EQ(answer->first, "pinned");
+    EXPECT_THAT(fServer.Requests().back().ValuesOf("Host"), ElementsAre(authority));
+  }
+}
+
 TEST_F(HTTPPollerTest, AsksThePinnedAddressForANameWithAFinalDot) {
   const auto hosts = std::make_shared<LocalHosts>();
   hosts->Replace({{"studio-a.local", {"127.0.0.1"}}});
