@@ -18,7 +18,7 @@
 namespace vorn {
 namespace {
 
-constexpr std::size_t kLargestEntry = 64 * 1024;
+constexpr std::size_t kLargestEntry = std::size_t{64} * 1024;
 
 /// Keys by which desktops switch an entry off without hiding it.
 constexpr std::array kEnableKeys = {"X-GNOME-Autostart-enabled", "X-MATE-Autostart-enabled"};

@@ -100,8 +100,8 @@ class SpawnPlan {
   }
 
  private:
-  posix_spawn_file_actions_t fActions;
-  posix_spawnattr_t fAttributes;
+  posix_spawn_file_actions_t fActions{};
+  posix_spawnattr_t fAttributes{};
 };
 
 }  // namespace
