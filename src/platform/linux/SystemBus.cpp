@@ -11,7 +11,7 @@ using Clock = std::chrono::steady_clock;
 using std::chrono::milliseconds;
 
 constexpr milliseconds kCallTimeout{1000};
-constexpr long kMaximumMessage = 1024 * 1024;
+constexpr long kMaximumMessage = 1024L * 1024;
 
 const SystemBus::Object kBus{DBUS_SERVICE_DBUS, DBUS_PATH_DBUS, DBUS_INTERFACE_DBUS};
 
