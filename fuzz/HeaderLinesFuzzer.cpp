@@ -4,7 +4,6 @@
 #include <string_view>
 #include <vector>
 
-#include "devicelist/ASCII.h"
 #include "devicelist/HeaderFields.h"
 #include "devicelist/ResponseCollector.h"
 #include "fuzz/Bytes.h"
