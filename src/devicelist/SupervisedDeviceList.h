@@ -19,8 +19,9 @@ namespace DeviceList {
 /// Discovery falls silent for good when the responder ends, so a fresh
 /// PollingDeviceList is built whenever the monitor finds a responder answering
 /// (again). What was shown stays in view until the fresh list knows each unit
-/// as well, for five seconds at most. No thread of the owner's ever waits for
-/// the responder.
+/// as well, for five seconds at most. The list is built only after the
+/// responder has answered a probe, and an old one is left after half a second
+/// if it is stuck, so that no thread of the owner's waits for a responder.
 ///
 /// Lives on the thread that constructs it; both callbacks run there, from its
 /// run loop.
@@ -45,7 +46,7 @@ class SupervisedDeviceList : private vorn::WorkLoop {
   static constexpr std::chrono::seconds kHoldTime{5};
 
   /// `publish` gets every list; `stateChanged`, which may be empty, whether a
-  /// responder can be talked to.
+  /// responder can be talked to. Neither may destroy this object.
   explicit SupervisedDeviceList(Publish publish, StateChanged stateChanged = {});
   SupervisedDeviceList(Publish publish, StateChanged stateChanged, Makers makers);
   ~SupervisedDeviceList() override;
