@@ -125,7 +125,7 @@ void ReturnIsDoubleClickTableView::dataChanged(const QModelIndex& topLeft, const
                                                const QList<int>& roles) {
   for (int row = topLeft.row(); row <= bottomRight.row(); ++row) {
     const QModelIndex changed = topLeft.siblingAtRow(row);
-    QAbstractItemView::dataChanged(changed, changed, roles);
+    QAbstractItemView::dataChanged(changed, changed, roles);  // NOLINT(bugprone-parent-virtual-call)
   }
 }
 
