@@ -3,7 +3,7 @@
 packages_for() {
   case $1 in
     build)
-      echo g++ cmake ninja-build pkg-config libavahi-compat-libdnssd-dev libavahi-common-dev libdbus-1-dev \
+      echo g++ cmake ninja-build pkg-config libavahi-compat-libdnssd-dev libavahi-common-dev libdbus-1-dev libxcb1-dev \
         libcurl4-openssl-dev nlohmann-json3-dev qt6-base-dev qt6-base-dev-tools libqt6svg6-dev
       ;;
     studio)
