@@ -10,7 +10,7 @@ packages_for() {
       echo python3 python3-zeroconf iproute2 util-linux dbus-daemon dbus-bin avahi-daemon
       ;;
     desktop)
-      echo xvfb openbox xfce4-panel tint2 trayer dunst xdotool at-spi2-core python3-pyatspi gir1.2-atspi-2.0 \
+      echo xvfb openbox xfce4-panel tint2 dunst xdotool at-spi2-core python3-dbus \
         imagemagick x11-utils x11-xserver-utils dbus-x11 libqt6svg6 adwaita-icon-theme hicolor-icon-theme \
         fonts-dejavu-core
       ;;
