@@ -1,1 +1,1 @@
-"""What bench/run is made of: one module for figures on loopback, one for figures in the studio, the report."""
+"""What bench/run is made of: figures on loopback, figures in the studio, figures of the application, the report."""

@@ -1,0 +1,253 @@
+"""The figures of the status-item application, beside the least that a Qt program in the bar is.
+
+Both run on the same virtual desktop, in the same studio, in turns.
+"""
+
+import contextlib
+import os
+import re
+import select
+import signal
+import statistics
+import subprocess
+import time
+
+from vorndesktop import Application, VirtualDesktop, wait_until
+from vornstudio.client import Studio
+
+from .report import Row
+
+WATCHER = "org.kde.StatusNotifierWatcher"
+ITEM = "org.kde.StatusNotifierItem"
+PATIENCE = 60.0  # seconds
+START_BAR = 1.5
+MEMORY_BAR = 1.3
+FEW, MANY = 30, 300
+REST = 6.0  # seconds until what a start brings about is over: two polls of every unit
+
+# The moment of the exec, told by the process itself: what starting it through the studio takes is left out.
+TELL_AND_BECOME = 'echo "$EPOCHREALTIME"; exec "$0"'
+
+
+class Bar:
+    """A desktop's session bus, as far as the bar with its items goes."""
+
+    def __init__(self, desktop):
+        import dbus  # here, so that the other figures do without it
+        import dbus.bus
+
+        self._error = dbus.DBusException
+        self._bus = dbus.bus.BusConnection(desktop.bus_address)
+        self._monitor = desktop.start(
+            ["dbus-monitor", "--address", desktop.bus_address, "--profile",
+             f"type='method_call',interface='{WATCHER}',member='RegisterStatusNotifierItem'"],
+            stdout=subprocess.PIPE,
+        )
+        self._rest = b""
+        time.sleep(1)  # its own calls, until it listens
+
+    def next_registration(self):
+        """When the next item told the bar of itself, in seconds of the epoch."""
+        end = time.monotonic() + PATIENCE
+        while True:
+            while b"\n" in self._rest:
+                line, self._rest = self._rest.split(b"\n", 1)
+                if b"RegisterStatusNotifierItem" in line:
+                    return float(line.split()[1])
+            if not select.select([self._monitor.stdout], [], [], max(0.0, end - time.monotonic()))[0]:
+                raise RuntimeError("no item has come into the bar")
+            self._rest += os.read(self._monitor.stdout.fileno(), 65536)
+
+    def item(self):
+        """The connection and the path of the one item; None where there is none."""
+        known = self._property(WATCHER, "/StatusNotifierWatcher", WATCHER, "RegisteredStatusNotifierItems")
+        return str(known[0]).partition("/")[::2] if known else None
+
+    def units(self):
+        """How many units the item's menu names."""
+        try:
+            connection, path = self.item()
+            menu = str(self._property(connection, "/" + path, ITEM, "Menu"))
+            _, (_, _, entries) = self._bus.call_blocking(
+                connection, menu, "com.canonical.dbusmenu", "GetLayout", "iias", (0, -1, [])
+            )
+            return sum("Unit " in str(properties.get("label", "")) for _, properties, _ in entries)
+        except (self._error, TypeError):
+            return 0  # it is only just coming
+
+    def click(self):
+        connection, path = self.item()
+        self._bus.call_blocking(connection, "/" + path, ITEM, "Activate", "ii", (0, 0))
+
+    def _property(self, service, path, interface, name):
+        return self._bus.call_blocking(
+            service, path, "org.freedesktop.DBus.Properties", "Get", "ss", (interface, name)
+        )
+
+
+class Stage:
+    """A desktop with a bar and a studio of units, and on it one program at a time."""
+
+    def __init__(self, desktop, bar, studio):
+        self.desktop, self.bar, self.studio = desktop, bar, studio
+        self._process = None
+
+    @contextlib.contextmanager
+    def running(self, program):
+        """Starts a program; gives the seconds from its exec to its item, and ends it."""
+        self._process = self.studio.popen(
+            ["bash", "-c", TELL_AND_BECOME, program], stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
+            stderr=subprocess.DEVNULL, env={**self.desktop.environment, "QT_QPA_PLATFORMTHEME": ""},
+        )
+        try:
+            started = float(self._process.stdout.read(64).split()[0])
+            yield self.bar.next_registration() - started
+            if self._process.poll() is not None:
+                raise RuntimeError(f"{program} has ended with {self._process.poll()} while it was measured")
+        finally:
+            self._process.send_signal(signal.SIGTERM)
+            self._process.wait(PATIENCE)
+            self._process.stdout.close()
+            wait_until(lambda: not self.bar.item(), "the item's end", PATIENCE)
+
+    def wait_for_units(self, count):
+        wait_until(lambda: self.bar.units() >= count, f"{count} units in the menu", PATIENCE)
+
+    def panel_is_open(self):
+        return any(
+            (self.desktop.geometry(window) or (0, 0, 0, 0))[3] > 100
+            for window in self.desktop.windows("^vorn-device-finder$")
+        )
+
+    def memory(self):
+        """What the process holds, in KiB."""
+        text = self._read("smaps_rollup")
+        return {key.lower(): int(value) for key, value in re.findall(r"^(\w+):\s+(\d+) kB$", text, re.M)}
+
+    def wakeups(self, seconds):
+        """Voluntary switches of all threads together, a second."""
+        before, start = self._switches(), time.monotonic()
+        time.sleep(seconds)
+        after, end = self._switches(), time.monotonic()
+        return sum(count - before.get(thread, 0) for thread, count in after.items()) / (end - start)
+
+    def processor(self, seconds):
+        """Percent of one core."""
+        before, start = self._ticks(), time.monotonic()
+        time.sleep(seconds)
+        after, end = self._ticks(), time.monotonic()
+        return 100 * (after - before) / os.sysconf("SC_CLK_TCK") / (end - start)
+
+    def _switches(self):
+        tasks = self.studio.run(["ls", f"/proc/{self._process.pid}/task"]).stdout.split()
+        done = self.studio.run(["sh", "-c", f"cat /proc/{self._process.pid}/task/*/status"])
+        pairs = re.findall(r"^Pid:\s+(\d+).*?^voluntary_ctxt_switches:\s+(\d+)", done.stdout, re.M | re.S)
+        if not tasks or len(pairs) < len(tasks) / 2:
+            raise RuntimeError("the threads' counters cannot be read")
+        return {thread: int(count) for thread, count in pairs}
+
+    def _ticks(self):
+        fields = self._read("stat").rpartition(")")[2].split()
+        return int(fields[11]) + int(fields[12])
+
+    def _read(self, name):
+        return self.studio.ask("read_process", pid=self._process.pid, name=name)
+
+
+@contextlib.contextmanager
+def _desktop(finder):
+    with VirtualDesktop(1280, 800) as desktop:
+        desktop.start_screen()
+        desktop.start_bus()
+        desktop.start_window_manager()
+        finder.install_icons(desktop)
+        desktop.start_xfce_panel()
+        yield desktop
+
+
+def _announced(count):
+    """A studio of units that their responder has announced."""
+    units = {"count": count, "name": "Unit {n:03}", "model": "Vorn 16A", "firmware": "1.4.2+311", "announcer": "avahi"}
+    return Studio({"releases": {"Vorn 16A": "1.4.2+311"}, "many": [units]} if count else {})
+
+
+def _alternately(stage, ours, theirs, programs):
+    """Starts and memory of both with some units about, the wake-ups of the last run."""
+    starts, memory, wakeups = {"ours": [], "theirs": []}, {"ours": [], "theirs": []}, {}
+    repetitions = programs.pick(5, 2)
+    for program in (ours, theirs):  # files into the page cache, the very first run's files written
+        with stage.running(program):
+            time.sleep(1)
+    for repetition in range(repetitions):
+        for who, program in (("ours", ours), ("theirs", theirs))[:: 1 if repetition % 2 == 0 else -1]:
+            with stage.running(program) as seconds:
+                starts[who].append(seconds)
+                if who == "ours":
+                    stage.wait_for_units(FEW)
+                time.sleep(REST)
+                memory[who].append(stage.memory())
+                if repetition == repetitions - 1:
+                    wakeups[who] = stage.wakeups(programs.pick(10, 5))
+    return {"startSeconds": starts, "memoryKiB": memory, f"wakeups{FEW}": wakeups}
+
+
+def _with_many(stage, ours, programs):
+    with stage.running(ours):
+        stage.wait_for_units(MANY)
+        time.sleep(REST)
+        raw = {"memoryKiB": stage.memory(), "closed": stage.processor(programs.pick(15, 6))}
+        stage.bar.click()
+        wait_until(stage.panel_is_open, "the panel")
+        time.sleep(1)
+        raw["open"] = stage.processor(programs.pick(15, 6))
+        if not stage.panel_is_open():
+            raise RuntimeError("the panel has closed while it was measured")
+        return raw
+
+
+def _idle(stage, program, programs):
+    with stage.running(program):
+        time.sleep(REST)
+        return stage.wakeups(programs.pick(10, 5))
+
+
+def _take(programs):
+    finder = Application(programs.folder)
+    ours, theirs = finder.program.resolve(), (programs.folder / "bench" / "app" / "minimal-tray").resolve()
+    with _desktop(finder) as desktop:
+        bar = Bar(desktop)
+        with _announced(FEW) as studio:
+            raw = _alternately(Stage(desktop, bar, studio), ours, theirs, programs)
+        with _announced(0) as studio:
+            stage = Stage(desktop, bar, studio)
+            raw["wakeups0"] = {"ours": _idle(stage, ours, programs), "theirs": _idle(stage, theirs, programs)}
+        with _announced(MANY) as studio:
+            raw["many"] = _with_many(Stage(desktop, bar, studio), ours, programs)
+    return raw
+
+
+def figures(programs):
+    raw = _take(programs)
+
+    def median(who, key):
+        return statistics.median(run[key] for run in raw["memoryKiB"][who]) / 1024
+
+    starts = {who: 1e3 * statistics.median(times) for who, times in raw["startSeconds"].items()}
+    rows = [
+        Row("start to icon / minimal tray", starts["ours"], "ms", starts["theirs"], bar=START_BAR, compared="ratio"),
+        Row(
+            f"resident, {FEW} units / minimal tray", median("ours", "rss"), "MiB", median("theirs", "rss"),
+            bar=MEMORY_BAR, compared="ratio",
+        ),
+        Row(f"proportional share of that, {FEW} units / minimal tray", median("ours", "pss"), "MiB",
+            median("theirs", "pss")),
+        Row(f"anonymous memory of that, {FEW} units / minimal tray", median("ours", "anonymous"), "MiB",
+            median("theirs", "anonymous")),
+        Row(f"resident, {MANY} units", raw["many"]["memoryKiB"]["rss"] / 1024, "MiB"),
+    ]
+    for count in (0, FEW):
+        wakeups = raw[f"wakeups{count}"]
+        rows.append(Row(f"wake-ups, {count} units / minimal tray", wakeups["ours"], "a second", wakeups["theirs"]))
+    for state in ("closed", "open"):
+        rows.append(Row(f"processor, {MANY} units, panel {state}", raw["many"][state], "% of a core"))
+    return rows, raw
