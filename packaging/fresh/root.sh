@@ -4,10 +4,7 @@
 root=$(mktemp -d /var/tmp/vorn-fresh-XXXXXX)
 
 leave_root() {
-  local mount
-  for mount in dev/shm dev/pts dev sys proc; do
-    mountpoint -q "$root/$mount" && umount -l "$root/$mount"
-  done
+  if mountpoint -q "$root"; then umount -R -l "$root"; fi
   rm -rf --one-file-system "$root"
 }
 trap leave_root EXIT
@@ -25,6 +22,8 @@ make_root() {
     return 1
   }
   rm -f "$root.log"
+  # A root that is a mount of its own: without, no mount namespace can be made inside.
+  mount --bind "$root" "$root"
   cp /etc/resolv.conf "$root/etc/resolv.conf"
   cp /etc/hosts "$root/etc/hosts"
   if [ -f /etc/apt/sources.list.d/debian.sources ]; then
@@ -48,8 +47,12 @@ make_root() {
   in_root apt-get update -q >/dev/null
 }
 
-# in_root COMMAND ARGS...: runs it in the fresh system, without our own environment.
+# in_root COMMAND ARGS...: runs it in the fresh system, without our own
+# environment. The folder becomes the root of a mount namespace: in a mere
+# chroot, whoever enters a namespace from inside finds himself outside.
 in_root() {
-  env -i PATH=/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin HOME=/root LANG=C.UTF-8 \
-    DEBIAN_FRONTEND=noninteractive chroot "$root" "$@"
+  unshare --mount --propagation private bash -c '
+    cd "$1" && shift && pivot_root . mnt && cd / && umount -l /mnt &&
+      exec env -i PATH=/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin HOME=/root LANG=C.UTF-8 \
+        DEBIAN_FRONTEND=noninteractive "$@"' in_root "$root" "$@"
 }

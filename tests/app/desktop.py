@@ -61,6 +61,8 @@ class Desktop:
             "LANG": "C.UTF-8",
             "DBUS_SYSTEM_BUS_ADDRESS": f"unix:path={folder / 'no-system-bus'}",
         }
+        # The sanitizers' own settings, where the program is built with one.
+        self.environment |= {name: value for name, value in os.environ.items() if name.endswith("SAN_OPTIONS")}
         if with_display:
             self._start_screen()
         self._start_bus()
