@@ -7,7 +7,7 @@
 namespace vorn::ui {
 namespace {
 
-constexpr qsizetype kLongestText = 256;       // UTF-16 units; more than any row or tool tip can show
+constexpr qsizetype kLongestText = 256;    // UTF-16 units; more than any row or tool tip can show
 constexpr qsizetype kLongestBytes = 1024;  // no need to look at more of a hostile name
 constexpr qsizetype kLongestMenuText = 60;
 
