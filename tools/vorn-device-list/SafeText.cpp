@@ -7,8 +7,6 @@ namespace {
 
 constexpr char32_t kReplacement = 0xFFFD;
 constexpr char32_t kEllipsis = 0x2026;
-// Marks take no cell, so a bound on cells alone would let any number through.
-constexpr std::size_t kMostCharactersPerCell = 8;
 
 bool IsUnsafe(char32_t c) {
   const bool control = c < 0x20 || (c >= 0x7F && c < 0xA0);

@@ -17,8 +17,11 @@ namespace vorn::devicelisttool {
 /// How many terminal cells the text takes; needs a UTF-8 locale for LC_CTYPE.
 [[nodiscard]] std::size_t CellWidth(std::u32string_view text);
 
-/// The text cut to `cells`, with an ellipsis in the last cell where it was cut.
-/// At most eight characters a cell stay, marks without a width included.
+/// Marks take no cell, so a bound on cells alone would let any number through.
+inline constexpr std::size_t kMostCharactersPerCell = 8;
+
+/// The text cut to `cells`, and to so many characters a cell, with an ellipsis
+/// in the last cell where it was cut.
 [[nodiscard]] std::u32string Elided(std::u32string text, std::size_t cells);
 
 }  // namespace vorn::devicelisttool
