@@ -43,13 +43,15 @@ bool HasAuthority(const std::string& text) {
 }
 
 /// True when the authority (what stands between "//" and the path) holds an
-/// "@": even an empty user name in front of it has no business here.
-bool NamesUser(const std::string& text) {
+/// "@" or a "%": even an empty user name in front of it has no business here,
+/// and an escape would make the host another one than is written.
+bool HasUserOrEscape(const std::string& text) {
   const auto slashes = text.find("//");
-  if (slashes == std::string::npos) return false;
-  const auto end = text.find_first_of("/?#\\", slashes + 2);
-  return text.substr(slashes + 2, end == std::string::npos ? end : end - slashes - 2).find('@') !=
-         std::string::npos;
+  if (slashes == std::string::npos || (slashes > 0 && text[slashes - 1] != ':')) return false;
+  const auto begin = slashes + 2;
+  const auto end = text.find_first_of("/?#\\", begin);
+  const auto length = end == std::string::npos ? end : end - begin;
+  return text.substr(begin, length).find_first_of("@%") != std::string::npos;
 }
 
 vorn::optional<Url> Read(const UrlHandle& handle) {
@@ -73,7 +75,7 @@ vorn::optional<Url> Read(const UrlHandle& handle) {
 }  // namespace
 
 vorn::optional<Url> ParseUrl(const std::string& text) {
-  if (HoldsForbidden(text) || !HasAuthority(text) || NamesUser(text)) return {};
+  if (HoldsForbidden(text) || !HasAuthority(text) || HasUserOrEscape(text)) return {};
   const auto handle = MakeHandle();
   if (curl_url_set(handle.get(), CURLUPART_URL, text.c_str(), CURLU_DISALLOW_USER) != CURLUE_OK) return {};
   return Read(handle);
@@ -83,7 +85,7 @@ vorn::optional<Url> ResolveUrl(const Url& base, const std::string& reference) {
   const auto handle = MakeHandle();
   if (curl_url_set(handle.get(), CURLUPART_URL, base.text.c_str(), 0) != CURLUE_OK) return {};
   // Servers do write blanks into a Location; they are encoded on the way in.
-  if (NamesUser(reference)) return {};
+  if (HasUserOrEscape(reference)) return {};
   const auto result =
       curl_url_set(handle.get(), CURLUPART_URL, reference.c_str(), CURLU_URLENCODE | CURLU_DISALLOW_USER);
   if (result != CURLUE_OK) return {};

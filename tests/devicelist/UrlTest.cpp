@@ -54,7 +54,11 @@ TEST(Url, RefusesControlCharactersEscapedInTheHost) {
   }
   const auto base = ParseUrl("http://a/");
   EXPECT_FALSE(ResolveUrl(*base, "//a%7f/"));
-  EXPECT_TRUE(ParseUrl("http://%61.local/%7f"));
+  EXPECT_TRUE(ParseUrl("http://a.local/%7f"));
+  EXPECT_TRUE(ResolveUrl(*base, "/a//b%20c"));
+  // An escape makes the host another one than is written.
+  EXPECT_FALSE(ParseUrl("http://%61.local/"));
+  EXPECT_FALSE(ParseUrl("http://2%36/"));
 }
 
 TEST(Url, ResolvesReferences) {
