@@ -14,8 +14,8 @@ ChildStream::ChildStream(FileDescriptor pipe, std::size_t maximum)
 
 bool ChildStream::Read() {
   if (!fPipe) return false;
-  std::array<char, 65536>
-      buffer;  // NOLINT(cppcoreguidelines-pro-type-member-init): read() fills what is used
+  // NOLINTNEXTLINE(cppcoreguidelines-pro-type-member-init): read() fills what is used
+  std::array<char, 65536> buffer;
   const ssize_t count = ::read(fPipe.Get(), buffer.data(), buffer.size());
   if (count < 0 && errno == EINTR) return true;
   if (count < 0 && errno == EAGAIN) return false;
