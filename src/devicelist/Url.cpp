@@ -38,8 +38,9 @@ bool HoldsForbidden(const std::string& text) {
 
 /// True for "scheme://x": the parser would take any number of slashes.
 bool HasAuthority(const std::string& text) {
-  const auto slashes = text.find("://");
-  return slashes != std::string::npos && slashes + 3 < text.size() && text[slashes + 3] != '/';
+  const auto colon = text.find(':');
+  return colon != std::string::npos && text.compare(colon, 3, "://") == 0 && colon + 3 < text.size() &&
+         text[colon + 3] != '/';
 }
 
 /// True when the authority (what stands between "//" and the path) holds an

@@ -59,6 +59,7 @@ TEST(Url, RefusesControlCharactersEscapedInTheHost) {
   // An escape makes the host another one than is written.
   EXPECT_FALSE(ParseUrl("http://%61.local/"));
   EXPECT_FALSE(ParseUrl("http://2%36/"));
+  EXPECT_FALSE(ParseUrl("http:/2%36://a/"));
 }
 
 TEST(Url, ResolvesReferences) {
