@@ -10,7 +10,6 @@ import dbus.bus
 
 from accessibility import Accessibility
 from vorndesktop import Application, wait_until
-from vorndesktop.processes import DesktopError
 
 BUILD = os.environ["VORN_BUILD"]
 PATIENCE = 40.0  # seconds to wait for what must come, on a loaded machine
@@ -99,12 +98,7 @@ class Finder:
         return None
 
     def open_panel(self):
-        """Opens it by a click, and by another where the bar was still arranging its items at the first."""
         self.click_item()
-        try:
-            self.wait(lambda: self.window() and self.panel(), "the panel", timeout=15)
-        except DesktopError:
-            self.click_item()
         self.wait_until_open()
 
     def wait_until_open(self):
