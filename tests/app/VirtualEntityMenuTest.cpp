@@ -48,10 +48,10 @@ class VirtualEntityMenuTest : public ::testing::Test {
     return entries;
   }
 
-  ScriptedDispatch fDispatch;
   ScriptedLauncher fLauncher;
   ScriptedServices fServices;
   ScriptedCapability fCapability;
+  ScriptedDispatch fDispatch;  // joins its jobs before what they use goes
   VirtualEntityMenu fEntity{fDispatch, fLauncher, fServices, fCapability,
                             AVBTool{"/bin/sh", "/usr/bin/avbutil", {}, std::chrono::milliseconds(1)}};
 };
