@@ -64,12 +64,24 @@ def test_a_device_hides_the_host_entry_of_the_same_uid(make_studio):
 
 
 def test_two_announcements_of_one_address_are_one_unit(make_studio):
-    studio = make_studio({"unit": [{"name": "Desk", "uid": "1"}, {"name": "Desk Again", "host": "desk", "uid": "1"}]})
+    studio = make_studio({"unit": [
+        {"name": "Desk", "uid": "1"},
+        {"name": "Desk Again", "host": "desk", "uid": "1", "announced": False},
+    ]})
+
+    def starts():
+        return paths(studio.requests("desk")).count("/apiversion")
+
     with ListProgram(studio) as program:
         program.wait_for(lambda: program.latest(), "the unit")
-        program.wait_for(lambda: len(studio.requests("desk")) >= 6, "another poll")
+        studio.do("announce", unit="desk-again")
+        before = len(studio.requests("desk"))
+        program.wait_for(lambda: len(studio.requests("desk")) >= before + 2, "two more polls")
         assert list(program.latest()) == ["http://desk.local/"]
-        assert paths(studio.requests("desk")).count("/apiversion") == 1
+        assert starts() == 1, "the first announcement is the unit, the second is not polled beside it"
+        studio.do("goodbye", unit="desk")
+        program.wait_for(lambda: starts() == 2, "the second announcement's turn")
+        program.wait_for(lambda: list(program.latest()) == ["http://desk.local/"], "the unit by it")
 
 
 def test_a_unit_that_changes_its_port_is_a_new_unit(make_studio):
