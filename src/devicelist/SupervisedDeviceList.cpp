@@ -9,9 +9,8 @@
 namespace DeviceList {
 namespace {
 
-vorn::AbsoluteTime HoldEnd() {
-  return vorn::AbsoluteTimeGetCurrent() +
-         std::chrono::duration<double>(SupervisedDeviceList::kHoldTime).count();
+vorn::AbsoluteTime In(std::chrono::duration<double> time) {
+  return vorn::AbsoluteTimeGetCurrent() + time.count();
 }
 
 }  // namespace
@@ -24,7 +23,8 @@ SupervisedDeviceList::SupervisedDeviceList(Publish publish, StateChanged stateCh
       fStateChanged(std::move(stateChanged)),
       fMakers(std::move(makers)),
       fResponderItem(this, [this] { return HandleResponder(); }),
-      fHoldTimer(vorn::RunLoop::Current(), vorn::kNever, [this] { EndHold(); }) {
+      fHoldTimer(vorn::RunLoop::Current(), vorn::kNever, [this] { EndHold(); }),
+      fRetryTimer(vorn::RunLoop::Current(), vorn::kNever, [this] { fResponderItem.Queue(); }) {
   fMonitor = fMakers.monitor([this](State state) {
     if (state == State::kAnswering) ++fGeneration;
     fReportedState = state;
@@ -44,7 +44,8 @@ bool SupervisedDeviceList::HandleResponder() {
 
 void SupervisedDeviceList::Rebuild() {
   fBuiltGeneration = fGeneration;
-  fHeld.Hold(fShown);
+  fHeld.Hold(fShown, In(fMakers.holdTime));
+  ArmHoldTimer();
   fCurrent.clear();
   fList.reset();
   try {
@@ -52,8 +53,8 @@ void SupervisedDeviceList::Rebuild() {
   } catch (const std::exception& error) {  // no thread or no descriptor left
     vorn::WriteToConsole(std::string("the network cannot be browsed, trying again: ") + error.what());
     fBuiltGeneration = fGeneration - 1;
+    fRetryTimer.SetNextFireDate(In(kRetryTime));
   }
-  fHoldTimer.SetNextFireDate(HoldEnd());
 }
 
 void SupervisedDeviceList::TakeList(std::vector<ExtendedDeviceInfo> list) {
@@ -63,10 +64,12 @@ void SupervisedDeviceList::TakeList(std::vector<ExtendedDeviceInfo> list) {
 }
 
 void SupervisedDeviceList::EndHold() {
-  const bool wasHolding = !fHeld.Empty();
-  fHeld.Release();
-  if (wasHolding) TakeList(std::move(fCurrent));
-  if (fList == nullptr) fResponderItem.Queue();  // the last attempt to build it failed
+  if (fHeld.ReleaseDue(vorn::AbsoluteTimeGetCurrent())) TakeList(std::move(fCurrent));
+  ArmHoldTimer();
+}
+
+void SupervisedDeviceList::ArmHoldTimer() {
+  if (const auto due = fHeld.NextDue()) fHoldTimer.SetNextFireDate(*due);
 }
 
 }  // namespace DeviceList

@@ -19,7 +19,8 @@ namespace DeviceList {
 /// Discovery falls silent for good when the responder ends, so a fresh
 /// PollingDeviceList is built whenever the monitor finds a responder answering
 /// (again). What was shown stays in view until the fresh list knows each unit
-/// as well, for five seconds at most. The list is built only after the
+/// as well, for five seconds at most; a restart within that time gives five
+/// more only to the units that a list has named in between. The list is built only after the
 /// responder has answered a probe, and an old one is left after half a second
 /// if it is stuck, so that no thread of the owner's waits for a responder.
 ///
@@ -31,7 +32,13 @@ class SupervisedDeviceList : private vorn::WorkLoop {
   using State = vorn::ResponderMonitor::State;
   using StateChanged = std::function<void(State)>;
 
-  /// How the parts are made; what programs use is the default.
+  /// How long units of before are shown that the fresh list has not found.
+  static constexpr std::chrono::seconds kHoldTime{5};
+
+  /// When a list that could not be built is tried again.
+  static constexpr std::chrono::seconds kRetryTime{5};
+
+  /// How the parts are made, and the hold time; what programs use is the default.
   struct Makers {
     std::function<std::unique_ptr<PollingDeviceList>(Publish)> list = [](Publish publish) {
       return std::make_unique<PollingDeviceList>(std::move(publish));
@@ -40,10 +47,8 @@ class SupervisedDeviceList : private vorn::WorkLoop {
         [](vorn::ResponderMonitor::Callback onChange) {
           return std::make_unique<vorn::ResponderMonitor>(std::move(onChange));
         };
+    std::chrono::milliseconds holdTime = kHoldTime;
   };
-
-  /// How long units of before are shown that the fresh list has not found.
-  static constexpr std::chrono::seconds kHoldTime{5};
 
   /// `publish` gets every list; `stateChanged`, which may be empty, whether a
   /// responder can be talked to. Neither may destroy this object.
@@ -56,6 +61,7 @@ class SupervisedDeviceList : private vorn::WorkLoop {
   void Rebuild();
   void TakeList(std::vector<ExtendedDeviceInfo> list);
   void EndHold();
+  void ArmHoldTimer();
 
   const Publish fPublish;
   const StateChanged fStateChanged;
@@ -69,6 +75,7 @@ class SupervisedDeviceList : private vorn::WorkLoop {
   std::atomic<unsigned> fGeneration{0};  // how often a responder was found answering
   vorn::CppWorkItem fResponderItem;
   vorn::RunLoopTimer fHoldTimer;
+  vorn::RunLoopTimer fRetryTimer;
   std::unique_ptr<PollingDeviceList> fList;
   std::unique_ptr<vorn::ResponderMonitor> fMonitor;  // last: its thread uses what stands above
 };

@@ -44,8 +44,9 @@ class SupervisedDeviceListTest : public ::testing::Test {
     SupervisedDeviceListTest& fTest;
   };
 
-  SupervisedDeviceListTest() {
+  explicit SupervisedDeviceListTest(std::chrono::milliseconds holdTime = SupervisedDeviceList::kHoldTime) {
     SupervisedDeviceList::Makers makers;
+    makers.holdTime = holdTime;
     makers.list = [this](SupervisedDeviceList::Publish publish) -> std::unique_ptr<PollingDeviceList> {
       ++fBuilt;
       if (fRefuse) throw std::runtime_error("no thread left");
@@ -176,6 +177,44 @@ TEST_F(SupervisedDeviceListTest, SecondRestartKeepsWhatIsStillHeld) {
   Report(State::kAnswering);
   fPublish({});
   EXPECT_THAT(fPublished.back(), ElementsAre("desk", "rack"));
+}
+
+class SupervisedDeviceListFlappingTest : public SupervisedDeviceListTest {
+ protected:
+  static constexpr std::chrono::milliseconds kShortHold{1000};
+  SupervisedDeviceListFlappingTest() : SupervisedDeviceListTest(kShortHold) {}
+
+  [[nodiscard]] static bool HasPassed(steady_clock::time_point deadline) {
+    return steady_clock::now() >= deadline;
+  }
+};
+
+TEST_F(SupervisedDeviceListFlappingTest, UnitThatLeftGoesInTimeHoweverOftenTheResponderRestarts) {
+  const auto begin = steady_clock::now();
+  RestartShowingTwo();
+  const auto end = begin + vorn::testing::kGenerousDeadline;
+  do {
+    fPublish({Unit("rack", "2")});
+    Report(State::kAbsent);
+    Report(State::kAnswering);
+    ASSERT_FALSE(HasPassed(end)) << "held for ever";
+  } while (fPublished.back() != std::vector<std::string>{"rack"});
+  EXPECT_TRUE(HasPassed(begin + kShortHold - std::chrono::milliseconds(1)));
+  EXPECT_GT(fBuilt, 3);
+}
+
+TEST_F(SupervisedDeviceListFlappingTest, UnitThatIsThereStaysHoweverOftenTheResponderRestarts) {
+  const auto full = WithFirmware(Unit("desk", "1"), {1, 2, 3, 4});
+  Report(State::kAnswering);
+  fPublish({full});
+  const auto begin = steady_clock::now();
+  while (!HasPassed(begin + 2 * kShortHold)) {
+    Report(State::kAbsent);
+    Report(State::kAnswering);
+    fPublish({});
+    fPublish({Unit("desk", "1")});  // its firmware not asked for yet
+  }
+  EXPECT_THAT(fPublished, ::testing::Each(ElementsAre("desk")));
 }
 
 TEST_F(SupervisedDeviceListTest, ListThatCannotBeBuiltIsTriedAgain) {
