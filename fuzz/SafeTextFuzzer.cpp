@@ -3,10 +3,11 @@
 #include <clocale>
 #include <string>
 
+#include "foundation/SafeText.h"
+#include "foundation/UTF8Text.h"
 #include "fuzz/Bytes.h"
 #include "fuzz/Require.h"
 #include "fuzz/Utf8.h"
-#include "vorn-device-list/SafeText.h"
 
 namespace {
 
@@ -37,20 +38,19 @@ extern "C" int LLVMFuzzerInitialize(int*, char***) {
 }
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  namespace tool = vorn::devicelisttool;
   vorn::fuzzing::ByteReader reader(vorn::fuzzing::AsText(data, size));
   const std::size_t cells = reader.Byte();
   const std::string bytes = reader.Bytes(size);
-  const std::u32string text = tool::SafeText(bytes);
-  const std::string shown = tool::ToUtf8(text);
+  const std::u32string text = vorn::SafeText(bytes);
+  const std::string shown = vorn::ToUTF8(text);
   Require(vorn::fuzzing::IsUtf8(shown), "what is shown is UTF-8");
   Require(!HasControls(shown), "what is shown holds no control characters");
-  Require(tool::SafeText(shown) == text, "what is safe stays as it is");
+  Require(vorn::SafeText(shown) == text, "what is safe stays as it is");
   Require(!IsPlain(bytes) || shown == bytes, "plain text stays as it is");
   Require(text.size() <= bytes.size(), "no byte makes two characters");
-  const std::u32string cut = tool::Elided(text, cells);
-  Require(tool::CellWidth(cut) <= cells, "a cut text fits");
-  const bool fits = tool::CellWidth(text) <= cells && text.size() <= tool::kMostCharactersPerCell * cells;
+  const std::u32string cut = vorn::Elided(text, cells);
+  Require(vorn::CellWidth(cut) <= cells, "a cut text fits");
+  const bool fits = vorn::CellWidth(text) <= cells && text.size() <= vorn::kMostCharactersPerCell * cells;
   Require(!fits || cut == text, "a text that fits is not cut");
   return 0;
 }

@@ -2,7 +2,7 @@
 
 #include <cstddef>
 
-#include "virtualentity/UTF8Text.h"
+#include "foundation/UTF8Text.h"
 
 namespace vorn {
 namespace {

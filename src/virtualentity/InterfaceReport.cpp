@@ -9,8 +9,9 @@
 #include <utility>
 
 #include "foundation/Console.h"
+#include "foundation/SafeText.h"
+#include "foundation/UTF8Text.h"
 #include "virtualentity/ActiveInterfaces.h"
-#include "virtualentity/UTF8Text.h"
 
 namespace vorn {
 namespace {
@@ -18,7 +19,7 @@ namespace {
 using Answer = AVBCapability::Answer;
 using Entity = InterfaceReport::Entity;
 using Names = std::vector<std::string>;
-using Cells = std::array<std::string, 4>;
+using Cells = std::array<std::u32string, 4>;
 
 const char* ReasonText(Answer answer) {
   switch (answer) {
@@ -64,17 +65,18 @@ Entity StateOf(const std::string& interfaceName, const optional<Names>& enabled)
 
 Cells CellsOf(const InterfaceReport::Row& row) {
   const char* reason = ReasonText(row.capability);
-  return {Printable(row.service.name), Printable(row.service.interfaceName),
-          reason == nullptr ? "capable" : std::string("no: ") + reason, EntityText(row.entity)};
+  return {SafeText(row.service.name), SafeText(row.service.interfaceName),
+          SafeText(reason == nullptr ? "capable" : std::string("no: ") + reason),
+          SafeText(EntityText(row.entity))};
 }
 
 void WriteLine(std::ostream& out, const Cells& cells, const std::array<std::size_t, 4>& widths) {
-  std::string line;
+  std::u32string line;
   for (std::size_t i = 0; i < cells.size(); ++i) {
     line += cells[i];
-    if (i + 1 < cells.size()) line.append(widths[i] - CountCharacters(cells[i]) + 2, ' ');
+    if (i + 1 < cells.size()) line.append(widths[i] - CellWidth(cells[i]) + 2, U' ');
   }
-  out << line << '\n';
+  out << ToUTF8(line) << '\n';
 }
 
 }  // namespace
@@ -96,11 +98,11 @@ optional<InterfaceReport> InterfaceReport::Collect(NetworkServices& services, AV
 }
 
 void InterfaceReport::WriteTable(std::ostream& out) const {
-  std::vector<Cells> lines{{"NAME", "INTERFACE", "AVB", "VIRTUAL ENTITY"}};
+  std::vector<Cells> lines{{U"NAME", U"INTERFACE", U"AVB", U"VIRTUAL ENTITY"}};
   for (const Row& row : fRows) lines.push_back(CellsOf(row));
   std::array<std::size_t, 4> widths{};
   for (const Cells& line : lines) {
-    for (std::size_t i = 0; i < line.size(); ++i) widths[i] = std::max(widths[i], CountCharacters(line[i]));
+    for (std::size_t i = 0; i < line.size(); ++i) widths[i] = std::max(widths[i], CellWidth(line[i]));
   }
   for (const Cells& line : lines) WriteLine(out, line, widths);
 }

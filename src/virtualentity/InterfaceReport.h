@@ -38,8 +38,8 @@ class InterfaceReport {
 
   [[nodiscard]] const std::vector<Row>& Rows() const { return fRows; }
 
-  /// A table with a heading, columns aligned; safe for a terminal whatever the
-  /// names hold.
+  /// A table with a heading, columns aligned by terminal cells (which needs a
+  /// UTF-8 locale for LC_CTYPE); safe for a terminal whatever the names hold.
   void WriteTable(std::ostream& out) const;
 
   /// An array of objects with the keys "name", "interface", "capable" (true or

@@ -7,8 +7,8 @@
 #include <string>
 #include <vector>
 
+#include "foundation/SafeText.h"
 #include "tests/devicelist/Units.h"
-#include "vorn-device-list/SafeText.h"
 #include "vorn-device-list/UnitTable.h"
 
 namespace vorn::devicelisttool {

@@ -2,6 +2,7 @@
 #include <nlohmann/json.hpp>
 
 #include <chrono>
+#include <clocale>
 #include <sstream>
 
 #include "tests/virtualentity/Scripted.h"
@@ -15,6 +16,8 @@ using nlohmann::json;
 
 class InterfaceReportTest : public testing::Test {
  protected:
+  static void SetUpTestSuite() { ASSERT_NE(std::setlocale(LC_CTYPE, "C.UTF-8"), nullptr); }
+
   InterfaceReportTest() {
     fServices.fServices = std::vector<vorn::NetworkService>{
         {"Studio \u00e9", "en0"}, {"Stage: left", "en5"}, {"en6", "en6"}, {"Wi-Fi", "wl0"}, {"gone", "en9"}};
@@ -104,10 +107,28 @@ TEST_F(InterfaceReportTest, WritesAHeadingOrAnEmptyArrayWithoutInterfaces) {
 TEST_F(InterfaceReportTest, IsSafeWithNamesThatAreHostile) {
   fServices.fServices = std::vector<vorn::NetworkService>{{"a\x1b]0;x\x07\n\u202eb\xff", "e\n0"}};
   const std::string table = Print(false);
-  EXPECT_NE(table.find("a?]0;x???b?  e?0 "), std::string::npos) << table;
+  EXPECT_NE(table.find("a\uFFFD]0;x\uFFFD\uFFFD\uFFFDb\uFFFD  e\uFFFD0 "), std::string::npos) << table;
   const std::string text = Print(true);
   for (const char c : text) EXPECT_TRUE(c == '\n' || (c >= ' ' && c <= '~'));
   EXPECT_FALSE(json::parse(text, nullptr, false).is_discarded());
+}
+
+TEST_F(InterfaceReportTest, ShowsMarkupThatNobodySeesAsReplacementCharacters) {
+  fServices.fServices =
+      std::vector<vorn::NetworkService>{{"a\uFEFF\U000E0041\U000E007F\u206A\uFFF9\u200B\u061C", "en0"}};
+  const std::string table = Print(false);
+  EXPECT_NE(table.find("a\uFFFD\uFFFD\uFFFD\uFFFD\uFFFD\uFFFD\uFFFD  en0 "), std::string::npos) << table;
+}
+
+TEST_F(InterfaceReportTest, AlignsColumnsByCellsNotCharacters) {
+  fServices.fServices = std::vector<vorn::NetworkService>{
+      {"\u673a\u67b6", "en0"}, {"e\u0301tude", "en5"}, {"\U0001F3B8", "en6"}, {"plain", "wl0"}};
+  EXPECT_EQ(Print(false),
+            "NAME   INTERFACE  AVB                            VIRTUAL ENTITY\n"
+            "\u673a\u67b6   en0        capable                        enabled\n"
+            "e\u0301tude  en5        no: too few transmit queues    not enabled\n"
+            "\U0001F3B8     en6        no: no hardware time stamping  not enabled\n"
+            "plain  wl0        no: wireless                   not enabled\n");
 }
 
 }  // namespace

@@ -4,8 +4,9 @@
 #include <array>
 
 #include "devicelist/Entry.h"
+#include "foundation/SafeText.h"
 #include "foundation/Strings.h"
-#include "vorn-device-list/SafeText.h"
+#include "foundation/UTF8Text.h"
 
 namespace vorn::devicelisttool {
 namespace {
@@ -81,7 +82,7 @@ std::string LineOf(const Row& row, const Widths& widths, std::size_t limit) {
     line += cell + std::u32string(widths[i] - CellWidth(cell) + 2, U' ');
   }
   line.erase(line.find_last_not_of(U' ') + 1);
-  return ToUtf8(limit == 0 ? line : Elided(line, limit));
+  return ToUTF8(limit == 0 ? line : Elided(line, limit));
 }
 
 }  // namespace

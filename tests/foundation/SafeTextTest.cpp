@@ -4,9 +4,10 @@
 #include <random>
 #include <string>
 
-#include "vorn-device-list/SafeText.h"
+#include "foundation/SafeText.h"
+#include "foundation/UTF8Text.h"
 
-namespace vorn::devicelisttool {
+namespace vorn {
 namespace {
 
 class SafeTextTest : public ::testing::Test {
@@ -17,7 +18,7 @@ class SafeTextTest : public ::testing::Test {
 const std::string kReplaced = "\xEF\xBF\xBD";
 
 std::string Shown(std::string_view bytes) {
-  return ToUtf8(SafeText(bytes));
+  return ToUTF8(SafeText(bytes));
 }
 
 TEST_F(SafeTextTest, TextOfAnyLanguageStays) {
@@ -43,6 +44,42 @@ TEST_F(SafeTextTest, CharactersThatReorderOrBreakLinesAreReplaced) {
                            "\u2029", "\ufeff", "\U000E0001", "\U000E007F"}) {
     EXPECT_EQ(Shown(text), kReplaced) << text;
   }
+}
+
+TEST_F(SafeTextTest, CharactersThatNobodySeesAreReplaced) {
+  for (const char* text :
+       {"\u00ad", "\u200b", "\u2060", "\u2064", "\u206a", "\u206f", "\u3164", "\ufff9", "\ufffb"}) {
+    EXPECT_EQ(Shown(text), kReplaced) << text;
+  }
+}
+
+TEST_F(SafeTextTest, CharactersThatShapeTheirNeighboursStay) {
+  for (const char* text : {"\u0645\u06cc\u200c\u062e", "\u2764\ufe0f", "\U0001F469\u200d\U0001F3A4"}) {
+    EXPECT_EQ(Shown(text), text);
+  }
+}
+
+TEST_F(SafeTextTest, TellsWhatACharacterDoes) {
+  EXPECT_EQ(ShowingOf(U' '), Showing::kDrawn);
+  EXPECT_EQ(ShowingOf(0x10FFFF), Showing::kDrawn);
+  EXPECT_EQ(ShowingOf(0x1F), Showing::kBreaks);
+  EXPECT_EQ(ShowingOf(0x7E), Showing::kDrawn);
+  EXPECT_EQ(ShowingOf(0x7F), Showing::kBreaks);
+  EXPECT_EQ(ShowingOf(0xA0), Showing::kDrawn);
+  EXPECT_EQ(ShowingOf(0x200D), Showing::kShapes);
+  EXPECT_EQ(ShowingOf(0x200E), Showing::kHides);
+  EXPECT_EQ(ShowingOf(0x2029), Showing::kBreaks);
+  EXPECT_EQ(ShowingOf(0x202A), Showing::kHides);
+  EXPECT_EQ(ShowingOf(0xFFFC), Showing::kDrawn);
+  EXPECT_EQ(ShowingOf(0xE0FFF), Showing::kHides);
+  EXPECT_EQ(ShowingOf(0xE1000), Showing::kDrawn);
+}
+
+// The list is searched by halves, so its order matters.
+TEST_F(SafeTextTest, FindsEveryUnsafeCharacter) {
+  int unsafe = 0;
+  for (char32_t c = 0; c <= 0x10FFFF; ++c) unsafe += IsUnsafe(c) ? 1 : 0;
+  EXPECT_EQ(unsafe, 32 + 33 + 1 + 1 + 1 + 2 + 2 + 5 + 16 + 1 + 1 + 1 + 12 + 4 + 8 + 256 + 3600);
 }
 
 TEST_F(SafeTextTest, BytesThatAreNoUtf8AreReplaced) {
@@ -108,4 +145,4 @@ TEST_F(SafeTextTest, MarksOfOrdinaryTextStay) {
 }
 
 }  // namespace
-}  // namespace vorn::devicelisttool
+}  // namespace vorn

@@ -1,12 +1,16 @@
 #include <gtest/gtest.h>
 
-#include "virtualentity/UTF8Text.h"
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "foundation/UTF8Text.h"
 
 namespace {
 
-using vorn::CountCharacters;
 using vorn::IsUTF8;
-using vorn::Printable;
+using vorn::TakeCharacter;
+using vorn::ToUTF8;
 using vorn::WithoutLastCharacter;
 
 TEST(UTF8TextTest, TakesWellFormedTextOfEveryLength) {
@@ -35,16 +39,25 @@ TEST(UTF8TextTest, DropsWholeCharacters) {
   EXPECT_EQ(WithoutLastCharacter(""), "");
 }
 
-TEST(UTF8TextTest, MakesTextSafeForATerminal) {
-  EXPECT_EQ(Printable("Studio \u00e9\u20ac"), "Studio \u00e9\u20ac");
-  EXPECT_EQ(Printable("a\x1b[31mb\nc\td\x7f"), "a?[31mb?c?d?");
-  EXPECT_EQ(Printable("a\u009bb\u202ec\u2066d\u2028"), "a?b?c?d?");
-  EXPECT_EQ(Printable("a\xff\xc3"), "a??");
-  EXPECT_TRUE(IsUTF8(Printable("\xe2\x82\xe2\x82\xac\xf0\x9f")));
+TEST(UTF8TextTest, TakesCharactersOneByOneAndWhatIsNoneWithItsContinuations) {
+  std::string_view bytes = "a\u20ac\xe2\x82z\xff\x80";
+  std::vector<char32_t> taken;
+  while (!bytes.empty()) {
+    const auto c = TakeCharacter(bytes);
+    taken.push_back(c ? *c : U'?');
+  }
+  EXPECT_EQ(taken, (std::vector<char32_t>{U'a', 0x20AC, U'?', U'z', U'?', U'?'}));
 }
 
-TEST(UTF8TextTest, CountsCharactersNotBytes) {
-  EXPECT_EQ(CountCharacters("a\u00e9\u20ac\U0001F39A"), 4U);
+TEST(UTF8TextTest, EveryCharacterComesBackAsItWasWritten) {
+  for (char32_t c = 0; c <= 0x10FFFF; ++c) {
+    if (c >= 0xD800 && c < 0xE000) continue;
+    const std::string written = ToUTF8(std::u32string(1, c));
+    std::string_view bytes = written;
+    const auto read = TakeCharacter(bytes);
+    ASSERT_TRUE(read && *read == c);
+    ASSERT_TRUE(bytes.empty());
+  }
 }
 
 }  // namespace
