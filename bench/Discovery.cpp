@@ -12,8 +12,8 @@
 
 #include "AVB/Util/ZeroConf.h"
 #include "bench/Statistics.h"
+#include "foundation/DescriptorLimit.h"
 #include "foundation/PollRunLoop.h"
-#include "foundation/ProcessSetup.h"
 
 namespace {
 

@@ -22,7 +22,7 @@
 #include <system_error>
 
 #include "bench/Statistics.h"
-#include "foundation/ProcessSetup.h"
+#include "foundation/DescriptorLimit.h"
 
 namespace vorn::bench {
 

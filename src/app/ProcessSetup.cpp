@@ -7,8 +7,8 @@
 
 #include "AVB/Util/SystemDNSSD.h"
 #include "devicelist/CurlTransfer.h"
+#include "foundation/DescriptorLimit.h"
 #include "foundation/Log.h"
-#include "foundation/ProcessSetup.h"
 
 namespace vorn::app {
 namespace {

@@ -15,7 +15,7 @@
 #include "app/StartReason.h"
 #include "app/TerminationSignals.h"
 #include "foundation/Console.h"
-#include "foundation/ProcessSetup.h"
+#include "foundation/EndProcessAfter.h"
 
 namespace vorn::app {
 namespace {

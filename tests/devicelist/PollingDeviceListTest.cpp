@@ -14,7 +14,7 @@
 #include "devicelist/PollingDeviceList.h"
 #include "devicelist/SwitchPoller.h"
 #include "devicelist/UpdateServer.h"
-#include "foundation/ProcessSetup.h"
+#include "foundation/DescriptorLimit.h"
 #include "tests/devicelist/Announcements.h"
 #include "tests/devicelist/FakePoller.h"
 #include "tests/devicelist/Units.h"

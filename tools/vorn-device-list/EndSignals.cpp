@@ -9,7 +9,7 @@
 #include <system_error>
 #include <utility>
 
-#include "foundation/ProcessSetup.h"
+#include "foundation/EndProcessAfter.h"
 
 namespace vorn::devicelisttool {
 namespace {

@@ -13,9 +13,9 @@
 
 #include "devicelist/SupervisedDeviceList.h"
 #include "foundation/Console.h"
+#include "foundation/EndProcessAfter.h"
 #include "foundation/FileDescriptor.h"
 #include "foundation/PollRunLoop.h"
-#include "foundation/ProcessSetup.h"
 #include "foundation/RunLoopTimer.h"
 #include "vorn-device-list/EndSignals.h"
 #include "vorn-device-list/ListOutput.h"

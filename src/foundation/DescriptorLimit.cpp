@@ -1,0 +1,14 @@
+#include "foundation/DescriptorLimit.h"
+
+#include <sys/resource.h>
+
+namespace vorn {
+
+void RaiseDescriptorLimit() {
+  rlimit limit{};
+  if (::getrlimit(RLIMIT_NOFILE, &limit) != 0) return;
+  limit.rlim_cur = limit.rlim_max;
+  ::setrlimit(RLIMIT_NOFILE, &limit);
+}
+
+}  // namespace vorn
