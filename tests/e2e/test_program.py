@@ -1,5 +1,6 @@
 """The terminal program as people and scripts use it: its forms, its exit codes, its end."""
 
+import fcntl
 import json
 import os
 import pty
@@ -98,6 +99,37 @@ def test_a_closed_pipe_ends_it_quietly(make_studio):
     assert process.wait(PATIENCE) == 0
     assert process.stderr.read() == b""
     process.stderr.close()
+
+
+@pytest.mark.parametrize("options", [["--watch"], ["--watch", "--json"], ["--json", "--wait", "1"]])
+def test_output_that_cannot_be_written_is_told_and_leaves_with_1(make_studio, options):
+    studio = make_studio(UNITS)
+    with open("/dev/full", "wb") as full:
+        process = studio.popen([BINARY, *options], stdout=full, stderr=subprocess.PIPE)
+    assert process.wait(PATIENCE) == 1
+    told = b"vorn-device-list: cannot write to standard output: No space left on device\n"
+    assert process.stderr.read() == told
+    process.stderr.close()
+
+
+def test_a_reader_that_is_slow_on_a_pipe_that_does_not_block_gets_it_all(make_studio):
+    many = {"unit": [{"name": f"{number:03} " + "x" * 40} for number in range(60)]}
+    studio = make_studio(many)
+    reading, writing = os.pipe()
+    fcntl.fcntl(writing, fcntl.F_SETPIPE_SZ, 4096)
+    os.set_blocking(writing, False)
+    process = studio.popen([BINARY, "--json", "--wait", "8"], stdout=writing, stderr=subprocess.PIPE)
+    os.close(writing)
+    text = b""
+    while piece := os.read(reading, 1024):
+        text += piece
+        time.sleep(0.005)
+    os.close(reading)
+    assert process.wait(PATIENCE) == 0
+    assert process.stderr.read() == b""
+    process.stderr.close()
+    units = json.loads(text)["units"]
+    assert len(text) > 2 * 4096 and len(units) > 20, len(text)
 
 
 @pytest.mark.parametrize("plain", [False, True])

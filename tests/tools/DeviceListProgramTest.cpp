@@ -17,6 +17,7 @@ namespace vorn {
 namespace {
 
 using std::chrono::steady_clock;
+using ::testing::AllOf;
 using ::testing::AnyOf;
 using ::testing::EndsWith;
 using ::testing::HasSubstr;
@@ -61,7 +62,7 @@ TEST(DeviceListProgramTest, HelpGoesToStandardOutput) {
 TEST(DeviceListProgramTest, VersionGoesToStandardOutput) {
   const Result result = RunToTheEnd({"--version"});
   EXPECT_EQ(result.exitCode, 0);
-  EXPECT_EQ(result.output, "vorn-device-list " VORN_VERSION "\n");
+  EXPECT_EQ(result.output, "vorn-device-list " VORN_BUNDLE_VERSION "\n");
 }
 
 TEST(DeviceListProgramTest, BadUsageLeavesWithTwoAndWritesToStandardErrorOnly) {
@@ -131,20 +132,41 @@ TEST(DeviceListProgramTest, HangUpIsIgnoredWhereItWasToBe) {
 }
 
 // Its reader neither reads nor closes.
-TEST(DeviceListProgramTest, SignalEndsItPromptlyWhileItsOutputIsStuck) {
-  int ends[2] = {-1, -1};
-  ASSERT_EQ(::pipe2(ends, O_CLOEXEC), 0);
-  const FileDescriptor reader(ends[0]);
-  const FileDescriptor writer(ends[1]);
-  const int flags = ::fcntl(writer.Get(), F_GETFL);
-  ::fcntl(writer.Get(), F_SETFL, flags | O_NONBLOCK);
-  const std::string filling(4096, 'x');
-  while (::write(writer.Get(), filling.data(), filling.size()) > 0) {
+class StuckPipe {
+ public:
+  explicit StuckPipe(bool blocks) {
+    int ends[2] = {-1, -1};
+    EXPECT_EQ(::pipe2(ends, O_CLOEXEC | O_NONBLOCK), 0);
+    fReader = FileDescriptor(ends[0]);
+    fWriter = FileDescriptor(ends[1]);
+    const std::string filling(4096, 'x');
+    while (::write(ends[1], filling.data(), filling.size()) > 0) fFilled += filling.size();
+    if (blocks) ::fcntl(ends[1], F_SETFL, 0);
   }
-  ::fcntl(writer.Get(), F_SETFL, flags);
-  auto setup = WithoutResponder();
-  setup.output = writer.Get();
 
+  [[nodiscard]] int Writer() const { return fWriter.Get(); }
+
+  // What came after the filling, until the writers are gone.
+  [[nodiscard]] std::string Read() {
+    fWriter.Reset();
+    ::fcntl(fReader.Get(), F_SETFL, 0);
+    std::string text;
+    char piece[4096];
+    for (ssize_t length = 0; (length = ::read(fReader.Get(), piece, sizeof piece)) > 0;) {
+      text.append(piece, static_cast<std::size_t>(length));
+    }
+    return text.substr(fFilled);
+  }
+
+ private:
+  FileDescriptor fReader;
+  FileDescriptor fWriter;
+  std::size_t fFilled = 0;
+};
+
+void ExpectPromptEndWhileOutputIsStuck(const StuckPipe& pipe) {
+  auto setup = WithoutResponder();
+  setup.output = pipe.Writer();
   Program program(VORN_DEVICE_LIST, {"--wait", "0.5"}, setup);
   EXPECT_TRUE(program.WaitForErrorText(kNoResponder));
   // The time is up by then, and the program writes; should it be late, the
@@ -154,6 +176,48 @@ TEST(DeviceListProgramTest, SignalEndsItPromptlyWhileItsOutputIsStuck) {
   program.Signal(SIGTERM);
   EXPECT_EQ(program.Wait(), 128 + SIGTERM);
   EXPECT_LT(steady_clock::now() - begin, kPromptly);
+}
+
+TEST(DeviceListProgramTest, SignalEndsItPromptlyWhileItsOutputIsStuck) {
+  ExpectPromptEndWhileOutputIsStuck(StuckPipe(true));
+  ExpectPromptEndWhileOutputIsStuck(StuckPipe(false));
+}
+
+TEST(DeviceListProgramTest, WaitsForTheReaderOfAPipeThatDoesNotBlock) {
+  StuckPipe pipe(false);
+  auto setup = WithoutResponder();
+  setup.output = pipe.Writer();
+  Program program(VORN_DEVICE_LIST, {"--help"}, setup);
+  ::poll(nullptr, 0, 300);  // so that it meets the full pipe, if it is as fast as usual
+  EXPECT_THAT(pipe.Read(), AllOf(StartsWith("Usage: "), EndsWith(".\n")));
+  EXPECT_EQ(program.Wait(), 0);
+  EXPECT_EQ(program.ErrorOutput(), "");
+}
+
+const std::vector<Arguments> kEveryForm{
+    {"--help"}, {"--version"}, {"--interfaces"}, {"--wait", "0.3"}, {"--json", "--wait", "0.3"}};
+
+void ExpectFailedOutput(const Arguments& arguments, const Program::Setup& setup, const std::string& why) {
+  Program program(VORN_DEVICE_LIST, arguments, setup);
+  EXPECT_EQ(program.Wait(), 1) << arguments[0];
+  std::string said = program.ErrorOutput();
+  if (said.starts_with(kNoResponder)) said.erase(0, sizeof kNoResponder - 1);
+  EXPECT_EQ(said, "vorn-device-list: cannot write to standard output: " + why + "\n") << arguments[0];
+}
+
+TEST(DeviceListProgramTest, OutputThatCannotBeWrittenIsToldAndLeavesWithOne) {
+  const FileDescriptor full(::open("/dev/full", O_WRONLY | O_CLOEXEC));
+  auto setup = WithoutResponder();
+  setup.output = full.Get();
+  for (const Arguments& arguments : kEveryForm) {
+    ExpectFailedOutput(arguments, setup, "No space left on device");
+  }
+}
+
+TEST(DeviceListProgramTest, ClosedOutputIsToldAndLeavesWithOne) {
+  auto setup = WithoutResponder();
+  setup.beforeExec = [] { ::close(STDOUT_FILENO); };
+  for (const Arguments& arguments : kEveryForm) ExpectFailedOutput(arguments, setup, "Bad file descriptor");
 }
 
 TEST(DeviceListProgramTest, ClosedPipeEndsAWatchQuietly) {

@@ -31,7 +31,7 @@ using ::testing::StartsWith;
 // Puts something else in the place of standard output for its own lifetime.
 class RedirectedOutput {
  public:
-  enum class Kind { kPipe, kTerminal };
+  enum class Kind { kPipe, kTerminal, kFull };
 
   explicit RedirectedOutput(Kind kind) {
     std::fflush(stdout);
@@ -41,11 +41,13 @@ class RedirectedOutput {
       ::cfmakeraw(&raw);
       const winsize size{24, 80, 0, 0};
       EXPECT_EQ(::openpty(&ends[0], &ends[1], nullptr, &raw, &size), 0);
-    } else {
+    } else if (kind == Kind::kPipe) {
       EXPECT_EQ(::pipe(ends), 0);
+    } else {
+      ends[1] = ::open("/dev/full", O_WRONLY);
     }
     fReader = FileDescriptor(ends[0]);
-    ::fcntl(ends[0], F_SETFL, O_NONBLOCK);
+    if (fReader) ::fcntl(ends[0], F_SETFL, O_NONBLOCK);
     ::dup2(ends[1], STDOUT_FILENO);
     ::close(ends[1]);
   }
@@ -96,17 +98,19 @@ class ListOutputTest : public ::testing::Test {
   const ScopedEnvironment fNoColor{"NO_COLOR", ""};
 };
 
+constexpr auto kWritten = OutputResult::kWritten;
+
 const auto kOutdated = WithLatest(WithFirmware(Unit("Desk", "1"), {1, 0, 0, 0}), {1, 1, 0, 0});
 
 TEST_F(ListOutputTest, WithoutWatchingWritesOnlyTheLastListAndOnlyWhenTold) {
   RedirectedOutput terminal(Kind::kPipe);
   ListOutput output{Options()};
   EXPECT_TRUE(output.Empty());
-  EXPECT_TRUE(output.Publish({Unit("a", "1")}));
-  EXPECT_TRUE(output.Publish({Unit("b", "2")}));
+  EXPECT_EQ(output.Publish({Unit("a", "1")}), kWritten);
+  EXPECT_EQ(output.Publish({Unit("b", "2")}), kWritten);
   EXPECT_EQ(terminal.Written(), "");
   EXPECT_FALSE(output.Empty());
-  EXPECT_TRUE(output.WriteLast());
+  EXPECT_EQ(output.WriteLast(), kWritten);
   const std::string written = terminal.Written();
   EXPECT_THAT(written, HasSubstr("\nb  "));
   EXPECT_THAT(written, Not(HasSubstr("\na  ")));
@@ -115,7 +119,7 @@ TEST_F(ListOutputTest, WithoutWatchingWritesOnlyTheLastListAndOnlyWhenTold) {
 TEST_F(ListOutputTest, WithoutAnyListSaysThatThereAreNoUnits) {
   RedirectedOutput terminal(Kind::kPipe);
   ListOutput output{Options()};
-  EXPECT_TRUE(output.WriteLast());
+  EXPECT_EQ(output.WriteLast(), kWritten);
   EXPECT_EQ(terminal.Written(), "No Local Devices Found.\n");
 }
 
@@ -124,10 +128,10 @@ TEST_F(ListOutputTest, LeavesSwitchesOutWhenTold) {
   Options options;
   options.showSwitches = false;
   ListOutput output(options);
-  output.Publish({Unit("Rack", "7", DeviceList::kTypeSwitch)});
+  EXPECT_EQ(output.Publish({Unit("Rack", "7", DeviceList::kTypeSwitch)}), kWritten);
   EXPECT_TRUE(output.Empty());
-  output.Publish({Unit("Rack", "7", DeviceList::kTypeSwitch), Unit("Desk", "1")});
-  output.WriteLast();
+  EXPECT_EQ(output.Publish({Unit("Rack", "7", DeviceList::kTypeSwitch), Unit("Desk", "1")}), kWritten);
+  EXPECT_EQ(output.WriteLast(), kWritten);
   const std::string written = terminal.Written();
   EXPECT_THAT(written, HasSubstr("Desk"));
   EXPECT_THAT(written, Not(HasSubstr("Rack")));
@@ -136,15 +140,15 @@ TEST_F(ListOutputTest, LeavesSwitchesOutWhenTold) {
 TEST_F(ListOutputTest, WatchedTableIsPrintedAnewAtEachChangeOfContent) {
   RedirectedOutput terminal(Kind::kPipe);
   ListOutput output(Watching());
-  output.Publish({});
+  EXPECT_EQ(output.Publish({}), kWritten);
   EXPECT_EQ(terminal.Written(), "No Local Devices Found.\n");
-  output.Publish({});
+  EXPECT_EQ(output.Publish({}), kWritten);
   EXPECT_EQ(terminal.Written(), "");
-  output.Publish({Unit("a", "1")});
+  EXPECT_EQ(output.Publish({Unit("a", "1")}), kWritten);
   EXPECT_THAT(terminal.Written(), StartsWith("\nNAME "));
-  output.Publish({Unit("a", "1")});
+  EXPECT_EQ(output.Publish({Unit("a", "1")}), kWritten);
   EXPECT_EQ(terminal.Written(), "");
-  output.Publish({WithFirmware(Unit("a", "1"), {1, 0, 0, 0})});
+  EXPECT_EQ(output.Publish({WithFirmware(Unit("a", "1"), {1, 0, 0, 0})}), kWritten);
   EXPECT_THAT(terminal.Written(), StartsWith("\nNAME "));
 }
 
@@ -153,9 +157,9 @@ TEST_F(ListOutputTest, ChangeOfASwitchLeftOutIsNoChange) {
   Options options = Watching();
   options.showSwitches = false;
   ListOutput output(options);
-  output.Publish({});
+  EXPECT_EQ(output.Publish({}), kWritten);
   terminal.Written();
-  output.Publish({Unit("Rack", "7", DeviceList::kTypeSwitch)});
+  EXPECT_EQ(output.Publish({Unit("Rack", "7", DeviceList::kTypeSwitch)}), kWritten);
   EXPECT_EQ(terminal.Written(), "");
 }
 
@@ -163,16 +167,16 @@ TEST_F(ListOutputTest, WatchedJsonIsALineForEachListThatDiffersTheFirstIncluded)
   for (const Kind kind : {Kind::kPipe, Kind::kTerminal}) {
     RedirectedOutput terminal(kind);
     ListOutput output(Watching(true));
-    output.Publish({});
+    EXPECT_EQ(output.Publish({}), kWritten);
     EXPECT_EQ(terminal.Written(), "{\"units\":[]}\n");
-    output.Publish({});
+    EXPECT_EQ(output.Publish({}), kWritten);
     EXPECT_EQ(terminal.Written(), "");
-    output.Publish({kOutdated});
+    EXPECT_EQ(output.Publish({kOutdated}), kWritten);
     const std::string line = terminal.Written();
     EXPECT_THAT(line, StartsWith(R"({"units":[{"name":"Desk")"));
     EXPECT_THAT(line, EndsWith("}]}\n"));
     EXPECT_THAT(line, Not(HasSubstr("\033")));
-    output.Publish({});
+    EXPECT_EQ(output.Publish({}), kWritten);
     EXPECT_EQ(terminal.Written(), "{\"units\":[]}\n");
   }
 }
@@ -180,11 +184,11 @@ TEST_F(ListOutputTest, WatchedJsonIsALineForEachListThatDiffersTheFirstIncluded)
 TEST_F(ListOutputTest, WatchedTableIsRedrawnInPlaceOnATerminal) {
   RedirectedOutput terminal(Kind::kTerminal);
   ListOutput output(Watching());
-  output.Publish({Unit("a", "1"), Unit("b", "2")});
+  EXPECT_EQ(output.Publish({Unit("a", "1"), Unit("b", "2")}), kWritten);
   EXPECT_THAT(terminal.Written(), StartsWith("\033[1mNAME"));
-  output.Publish({Unit("a", "1")});
+  EXPECT_EQ(output.Publish({Unit("a", "1")}), kWritten);
   EXPECT_THAT(terminal.Written(), StartsWith("\033[3A\r\033[J\033[1mNAME"));
-  output.Publish({});
+  EXPECT_EQ(output.Publish({}), kWritten);
   EXPECT_EQ(terminal.Written(), "\033[2A\r\033[JNo Local Devices Found.\n");
 }
 
@@ -194,12 +198,12 @@ TEST_F(ListOutputTest, WatchedTableKeepsWithinTheTerminal) {
   ListOutput output(Watching());
   Units units;
   for (int i = 0; i < 10; ++i) units.push_back(Unit("Unit " + std::to_string(i), std::to_string(i)));
-  output.Publish(units);
+  EXPECT_EQ(output.Publish(units), kWritten);
   const std::string small = terminal.Written();
   EXPECT_EQ(std::count(small.begin(), small.end(), '\n'), 5);
   EXPECT_THAT(small, EndsWith("... and 7 more\n"));
   terminal.Resize(40, 120);
-  output.WriteLast();
+  EXPECT_EQ(output.WriteLast(), kWritten);
   EXPECT_THAT(terminal.Written(), Not(HasSubstr("more")));
 }
 
@@ -207,8 +211,8 @@ TEST_F(ListOutputTest, TableForScriptsIsNeverCut) {
   RedirectedOutput terminal(Kind::kTerminal);
   terminal.Resize(3, 20);
   ListOutput output{Options()};
-  output.Publish({Unit("a", "1"), Unit("b", "2"), Unit("c", "3")});
-  output.WriteLast();
+  EXPECT_EQ(output.Publish({Unit("a", "1"), Unit("b", "2"), Unit("c", "3")}), kWritten);
+  EXPECT_EQ(output.WriteLast(), kWritten);
   const std::string written = terminal.Written();
   EXPECT_EQ(std::count(written.begin(), written.end(), '\n'), 4);
   EXPECT_THAT(written, HasSubstr("http://3.local/"));
@@ -217,8 +221,8 @@ TEST_F(ListOutputTest, TableForScriptsIsNeverCut) {
 TEST_F(ListOutputTest, ColoursOnlyOnATerminal) {
   RedirectedOutput pipe(Kind::kPipe);
   ListOutput output(Watching());
-  output.Publish({kOutdated});
-  output.Publish({});
+  EXPECT_EQ(output.Publish({kOutdated}), kWritten);
+  EXPECT_EQ(output.Publish({}), kWritten);
   EXPECT_THAT(pipe.Written(), Not(HasSubstr("\033")));
 }
 
@@ -226,7 +230,7 @@ TEST_F(ListOutputTest, NoColoursWhereNoColorIsSet) {
   const ScopedEnvironment noColor("NO_COLOR", "1");
   RedirectedOutput terminal(Kind::kTerminal);
   ListOutput output(Watching());
-  output.Publish({kOutdated});
+  EXPECT_EQ(output.Publish({kOutdated}), kWritten);
   EXPECT_THAT(terminal.Written(), Not(HasSubstr("\033")));
 }
 
@@ -234,17 +238,27 @@ TEST_F(ListOutputTest, DumbTerminalIsNotDrawnOn) {
   const ScopedEnvironment dumb("TERM", "dumb");
   RedirectedOutput terminal(Kind::kTerminal);
   ListOutput output(Watching());
-  output.Publish({kOutdated});
-  output.Publish({});
+  EXPECT_EQ(output.Publish({kOutdated}), kWritten);
+  EXPECT_EQ(output.Publish({}), kWritten);
   EXPECT_THAT(terminal.Written(), Not(HasSubstr("\033")));
 }
 
 TEST_F(ListOutputTest, TellsWhenNobodyReadsAnyMore) {
   RedirectedOutput pipe(Kind::kPipe);
   ListOutput output(Watching());
-  EXPECT_TRUE(output.Publish({}));
+  EXPECT_EQ(output.Publish({}), kWritten);
   pipe.CloseReader();
-  EXPECT_FALSE(output.Publish({Unit("a", "1")}));
+  EXPECT_EQ(output.Publish({Unit("a", "1")}), OutputResult::kNobodyReads);
+}
+
+TEST_F(ListOutputTest, TellsWhenTheOutputCannotBeWritten) {
+  for (const bool json : {false, true}) {
+    const RedirectedOutput full(Kind::kFull);
+    ListOutput output(Watching(json));
+    ::testing::internal::CaptureStderr();
+    EXPECT_EQ(output.Publish({}), OutputResult::kFailed);
+    EXPECT_THAT(::testing::internal::GetCapturedStderr(), HasSubstr("No space left on device"));
+  }
 }
 
 }  // namespace

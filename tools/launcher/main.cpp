@@ -8,9 +8,12 @@
 
 #include "app/Identity.h"
 #include "foundation/Console.h"
+#include "foundation/StandardOutput.h"
 #include "platform/linux/UserFolders.h"
 
 namespace {
+
+constexpr int kBadUsage = 2;
 
 /// Becomes the application, which learns from its environment that it was
 /// started by the login and not by a person. Returns only on failure.
@@ -22,19 +25,24 @@ int StartApplication() {
   return EXIT_FAILURE;
 }
 
+std::string HelpText() {
+  return std::string("Usage: ") + Identity::kLauncherProgram + " [--help | --version]\n" + "Starts " +
+         Identity::kName + " without showing its panel. Meant for the desktop's login.\n";
+}
+
+int Print(const std::string& text) {
+  return vorn::WriteToStandardOutput(text) == vorn::OutputResult::kFailed ? EXIT_FAILURE : EXIT_SUCCESS;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
   if (argc == 1) return StartApplication();
-  const std::string option = argv[1];
-  if (argc == 2 && option == "--version") {
-    std::printf("%s %s\n", Identity::kLauncherProgram, Identity::kBundleVersion);
-    return EXIT_SUCCESS;
+  const std::string option = argc == 2 ? argv[1] : "";
+  if (option == "--version") {
+    return Print(std::string(Identity::kLauncherProgram) + " " + Identity::kBundleVersion + "\n");
   }
-  const bool isHelp = argc == 2 && option == "--help";
-  std::fprintf(isHelp ? stdout : stderr,
-               "Usage: %s [--help | --version]\n"
-               "Starts %s without showing its panel. Meant for the desktop's login.\n",
-               Identity::kLauncherProgram, Identity::kName);
-  return isHelp ? EXIT_SUCCESS : 2;
+  if (option == "--help") return Print(HelpText());
+  std::fputs(HelpText().c_str(), stderr);
+  return kBadUsage;
 }

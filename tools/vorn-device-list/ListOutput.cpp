@@ -4,10 +4,8 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <cerrno>
 #include <cstdlib>
 #include <cstring>
-#include <string_view>
 #include <utility>
 
 #include "devicelist/Entry.h"
@@ -37,16 +35,16 @@ winsize TerminalSize() {
 ListOutput::ListOutput(const Options& options)
     : fOptions(options), fTerminal(IsDrawableTerminal()), fColor(fTerminal && ColorWanted()) {}
 
-bool ListOutput::Publish(Units units) {
+OutputResult ListOutput::Publish(Units units) {
   if (!fOptions.showSwitches) {
     std::erase_if(units, [](const auto& unit) { return unit.type == DeviceList::kTypeSwitch; });
   }
   fUnits = std::move(units);
-  if (!fOptions.watch || (fWroteAny && Rendered() == fWritten)) return true;
+  if (!fOptions.watch || (fWroteAny && Rendered() == fWritten)) return OutputResult::kWritten;
   return WriteLast();
 }
 
-bool ListOutput::WriteLast() {
+OutputResult ListOutput::WriteLast() {
   const std::string text = Rendered();
   std::string movement;
   if (fOptions.watch && !fOptions.json && fWroteAny) {
@@ -60,7 +58,7 @@ bool ListOutput::WriteLast() {
   fDrawnLines = static_cast<std::size_t>(std::count(text.begin(), text.end(), '\n'));
   fWritten = text;
   fWroteAny = true;
-  return Write(movement + text);
+  return WriteToStandardOutput(movement + text);
 }
 
 std::string ListOutput::Rendered() const {
@@ -72,18 +70,6 @@ std::string ListOutput::Rendered() const {
     style.height = size.ws_row > 1 ? size.ws_row - 1U : 0U;
   }
   return UnitTable(fUnits, style);
-}
-
-bool ListOutput::Write(const std::string& text) {
-  // Not through the stream: a write that is stuck would hold its lock, and with
-  // it whoever flushes streams while the process ends.
-  std::string_view rest = text;
-  while (!rest.empty()) {
-    const ssize_t written = ::write(STDOUT_FILENO, rest.data(), rest.size());
-    if (written < 0 && errno != EINTR) return false;
-    if (written > 0) rest.remove_prefix(static_cast<std::size_t>(written));
-  }
-  return true;
 }
 
 }  // namespace vorn::devicelisttool

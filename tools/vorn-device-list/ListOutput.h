@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <string>
 
+#include "foundation/StandardOutput.h"
 #include "vorn-device-list/Options.h"
 #include "vorn-device-list/UnitTable.h"
 
@@ -16,17 +17,17 @@ class ListOutput {
   explicit ListOutput(const Options& options);
 
   /// Takes a published list; writes it now if it is watched and its content
-  /// differs from what was written before. False when nobody reads any more.
-  bool Publish(Units units);
+  /// differs from what was written before. kWritten too when nothing was due.
+  /// Blocks while the reader does not read.
+  [[nodiscard]] OutputResult Publish(Units units);
 
-  /// Writes the last list, whatever was written before.
-  bool WriteLast();
+  /// Writes the last list, whatever was written before. Blocks likewise.
+  [[nodiscard]] OutputResult WriteLast();
 
   [[nodiscard]] bool Empty() const { return fUnits.empty(); }
 
  private:
   [[nodiscard]] std::string Rendered() const;
-  bool Write(const std::string& text);
 
   const Options fOptions;
   const bool fTerminal;  ///< standard output can be drawn on

@@ -82,17 +82,25 @@ class ListRun {
   }
 
  private:
+  // What is still to be handled once it is decided to leave changes nothing.
   void Leave(int exitCode) {
+    if (std::exchange(fLeaves, true)) return;
     fExitCode = exitCode;
     fLoop->Stop();
   }
 
+  // Leaves where there is no use in writing more.
+  void LeaveUnlessWritten(OutputResult result) {
+    if (result == OutputResult::kNobodyReads) Leave(kListed);
+    if (result == OutputResult::kFailed) Leave(kFailed);
+  }
+
   void HandleList(Units units) {
-    if (!fOutput.Publish(std::move(units))) Leave(kListed);  // nobody reads any more
+    if (!fLeaves) LeaveUnlessWritten(fOutput.Publish(std::move(units)));
   }
 
   void HandleTimeUp() {
-    fOutput.WriteLast();
+    if (!fLeaves) LeaveUnlessWritten(fOutput.WriteLast());
     Leave(fOutput.Empty() ? kNoneFound : kListed);
   }
 
@@ -107,7 +115,7 @@ class ListRun {
     signalfd_siginfo signal{};
     while (::read(descriptor, &signal, sizeof signal) == sizeof signal) {
     }
-    if (fOptions.watch && !fOptions.json) fOutput.WriteLast();
+    if (fOptions.watch && !fOptions.json && !fLeaves) LeaveUnlessWritten(fOutput.WriteLast());
   }
 
   // Any thread.
@@ -117,6 +125,7 @@ class ListRun {
   ListOutput fOutput;
   std::shared_ptr<PollRunLoop> fLoop;
   int fExitCode;
+  bool fLeaves = false;  ///< the exit code stands
   bool fSaidNoResponder = false;
 };
 
@@ -126,7 +135,6 @@ void BlockSignals() {
   for (const sigset_t& signals : {EndingSignals(), ResizeSignal()}) {
     ::pthread_sigmask(SIG_BLOCK, &signals, nullptr);
   }
-  ::signal(SIGPIPE, SIG_IGN);  // a reader that has gone shows as a failed write
 }
 
 int RunList(const Options& options) {

@@ -6,8 +6,9 @@ namespace vorn::devicelisttool {
 
 /// Exit codes of the program.
 enum ExitCode : int {
-  kListed = 0,         ///< units were listed, or a watch was ended
+  kListed = 0,         ///< units were listed, a watch was ended, or the reader has gone
   kNoneFound = 1,      ///< no unit was found in the time given
+  kFailed = 1,         ///< the output could not be written, or not be made; the console knows
   kBadUsage = 2,       ///< the command line is not understood
   kInterrupted = 128,  ///< plus the signal's number: ended before the time was up
 };

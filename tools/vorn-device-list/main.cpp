@@ -1,19 +1,22 @@
 #include <unistd.h>
 
 #include <clocale>
+#include <csignal>
 #include <cstdio>
 #include <exception>
-#include <iostream>
+#include <sstream>
 #include <string>
 #include <vector>
 
 #include "AVB/Util/SystemDNSSD.h"
 #include "AVB/Util/ZeroConf.h"
+#include "app/Identity.h"
 #include "devicelist/CurlTransfer.h"
 #include "devicelist/UpdateServerSetting.h"
 #include "foundation/Console.h"
 #include "foundation/DescriptorLimit.h"
 #include "foundation/Log.h"
+#include "foundation/StandardOutput.h"
 #include "platform/linux/AVBCapabilityLinux.h"
 #include "platform/linux/ChildProcessLauncherLinux.h"
 #include "platform/linux/IniUserDefaults.h"
@@ -26,9 +29,15 @@ namespace {
 
 using vorn::devicelisttool::Options;
 
+// What every form of output needs.
+void PrepareOutput() {
+  vorn::OccupyClosedStandardDescriptors();
+  std::setlocale(LC_CTYPE, "C.UTF-8");  // for the width of characters, whatever the user's own
+  ::signal(SIGPIPE, SIG_IGN);           // a reader that has gone shows as a failed write
+}
+
 // What must happen before any thread starts.
 void PrepareProcess() {
-  std::setlocale(LC_CTYPE, "C.UTF-8");  // for the width of characters, whatever the user's own
   Log::details::gFile = stderr;
   Log::details::s_use_color = ::isatty(STDERR_FILENO) != 0;
   vorn::RaiseDescriptorLimit();
@@ -37,11 +46,18 @@ void PrepareProcess() {
   DeviceList::InitHTTP();
 }
 
+int Print(const std::string& text) {
+  const bool failed = vorn::WriteToStandardOutput(text) == vorn::OutputResult::kFailed;
+  return failed ? vorn::devicelisttool::kFailed : vorn::devicelisttool::kListed;
+}
+
 int ListInterfaces(bool json) {
   vorn::NetworkServicesLinux services;
   vorn::AVBCapabilityLinux capability;
   vorn::ChildProcessLauncherLinux launcher;
-  return vorn::PrintInterfaces(std::cout, json, services, capability, launcher);
+  std::ostringstream report;
+  const int status = vorn::PrintInterfaces(report, json, services, capability, launcher);
+  return status == 0 ? Print(report.str()) : status;
 }
 
 int ListUnits(const Options& options) {
@@ -53,11 +69,9 @@ int ListUnits(const Options& options) {
 int RunAction(const Options& options) {
   switch (options.action) {
     case Options::Action::kHelp:
-      std::fputs(vorn::devicelisttool::HelpText().c_str(), stdout);
-      return 0;
+      return Print(vorn::devicelisttool::HelpText());
     case Options::Action::kVersion:
-      std::puts("vorn-device-list " VORN_VERSION);
-      return 0;
+      return Print(std::string("vorn-device-list ") + Identity::kBundleVersion + "\n");
     case Options::Action::kInterfaces:
       return ListInterfaces(options.json);
     case Options::Action::kList:
@@ -69,8 +83,9 @@ int RunAction(const Options& options) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  int exitCode = 1;
+  int exitCode = vorn::devicelisttool::kFailed;
   try {
+    PrepareOutput();
     const auto parsed = vorn::devicelisttool::ParseOptions(std::vector<std::string>(argv + 1, argv + argc));
     if (parsed.error) {
       vorn::WriteToConsole(*parsed.error + "; see --help");
@@ -80,7 +95,6 @@ int main(int argc, char** argv) {
   } catch (const std::exception& error) {
     vorn::WriteToConsole(error.what());
   }
-  std::fflush(stdout);
   // A thread stuck in the responder's library must not meet static destructors.
   if (vorn::ZeroConfEngine::AbandonedThreads() > 0) ::_exit(exitCode);
   return exitCode;
