@@ -1,9 +1,9 @@
 #include "app/ApplicationService.h"
 
+#include <QCoreApplication>
 #include <QDBusArgument>
 #include <QDBusConnectionInterface>
 #include <QDBusError>
-#include <QDBusMessage>
 #include <QDBusVariant>
 #include <QEventLoop>
 #include <QTimer>
@@ -15,6 +15,8 @@ namespace {
 constexpr char kInterface[] = "org.freedesktop.Application";
 constexpr int kAskTimeoutMilliseconds = 3000;
 constexpr std::size_t kMostWaiting = 64;
+constexpr qsizetype kLongestToken = 1000;     // it goes into an environment
+constexpr qsizetype kLongestAddress = 10000;  // longer than any that is opened
 
 /// What another start passes on so that our window may take its focus.
 QVariantMap PlatformData(const std::string& activationToken) {
@@ -27,19 +29,21 @@ std::string TokenOf(const QVariant& platformData) {
   const auto data = qdbus_cast<QVariantMap>(platformData);
   for (const auto* key : {"activation-token", "desktop-startup-id"}) {
     const auto found = data.constFind(QLatin1String(key));
-    if (found != data.cend() && found->userType() == QMetaType::QString)
-      return found->toString().toStdString();
+    if (found == data.cend() || found->userType() != QMetaType::QString) continue;
+    const auto token = found->toString();
+    if (token.size() <= kLongestToken) return token.toStdString();
   }
   return {};
 }
 
-/// The one text that an action came with; empty when it is anything else.
-std::string TextParameter(const QVariant& parameters) {
+/// The address that an action came with; empty when it is anything else.
+std::string AddressIn(const QVariant& parameters) {
   const auto list = qdbus_cast<QVariantList>(parameters);
   if (list.size() != 1) return {};
   const QVariant& only = list.front();
   const QVariant value = only.canConvert<QDBusVariant>() ? only.value<QDBusVariant>().variant() : only;
-  return value.userType() == QMetaType::QString ? value.toString().toStdString() : std::string();
+  return value.userType() == QMetaType::QString ? value.toString().left(kLongestAddress).toStdString()
+                                                : std::string();
 }
 
 /// The request that a method call stands for; empty for one that we do not offer.
@@ -60,7 +64,7 @@ std::optional<ActivationRequest> RequestOf(const QDBusMessage& message) {
     return ActivationRequest{ActivationRequest::Kind::ShowDevices, {}, token};
   }
   if (action == QLatin1String(ApplicationService::kOpenPageAction)) {
-    return ActivationRequest{ActivationRequest::Kind::OpenPage, TextParameter(arguments.at(1)), token};
+    return ActivationRequest{ActivationRequest::Kind::OpenPage, AddressIn(arguments.at(1)), token};
   }
   return {};
 }
@@ -75,9 +79,27 @@ ApplicationService::~ApplicationService() {
 }
 
 void ApplicationService::release() {
+  giveNameBack();
+  for (const Waiting& waiting : std::exchange(fWaiting, {})) {
+    QDBusConnection::sessionBus().send(
+        waiting.call.createErrorReply(QDBusError::ServiceUnknown, QStringLiteral("The program is ending")));
+  }
+}
+
+std::vector<ActivationRequest> ApplicationService::releaseAndTakeWaiting() {
+  giveNameBack();
+  std::vector<ActivationRequest> requests;
+  while (!fWaiting.empty()) requests.push_back(takeOldest());
+  return requests;
+}
+
+void ApplicationService::giveNameBack() {
   if (!std::exchange(fOwnsName, false)) return;
+  fHandler = {};
   auto bus = QDBusConnection::sessionBus();
   bus.unregisterService(fName);
+  // The bus has answered, so what it sent us by that name is here already.
+  QCoreApplication::sendPostedEvents(this);
   bus.unregisterObject(fObjectPath);
 }
 
@@ -85,7 +107,7 @@ ApplicationService::Claim ApplicationService::claimName() {
   if (fOwnsName) return Claim::Owner;
   auto bus = QDBusConnection::sessionBus();
   if (!bus.isConnected() || !bus.interface()) return Claim::NoBus;
-  bus.registerVirtualObject(fObjectPath, this, QDBusConnection::SingleNode);
+  if (!bus.registerVirtualObject(fObjectPath, this, QDBusConnection::SingleNode)) return Claim::NoBus;
   const auto reply = bus.interface()->registerService(fName, QDBusConnectionInterface::DontQueueService,
                                                       QDBusConnectionInterface::DontAllowReplacement);
   fOwnsName = reply.isValid() && reply.value() == QDBusConnectionInterface::ServiceRegistered;
@@ -98,6 +120,7 @@ bool ApplicationService::askOwnerToShow(const std::string& activationToken) {
   auto call = QDBusMessage::createMethodCall(fName, fObjectPath, QLatin1String(kInterface),
                                              QStringLiteral("Activate"));
   call << PlatformData(activationToken);
+  call.setAutoStartService(false);  // should it have gone, we take its place
   const auto reply = QDBusConnection::sessionBus().call(call, QDBus::Block, kAskTimeoutMilliseconds);
   return reply.type() == QDBusMessage::ReplyMessage;
 }
@@ -142,24 +165,29 @@ bool ApplicationService::handleMessage(const QDBusMessage& message, const QDBusC
                                              QStringLiteral("There is no such method or action")));
     return true;
   }
-  if (message.isReplyRequired()) connection.send(message.createReply());
-  enqueue(std::move(*request));
-  return true;
-}
-
-void ApplicationService::enqueue(ActivationRequest request) {
-  if (fWaiting.size() >= kMostWaiting) return;
-  fWaiting.push_back(std::move(request));
+  if (fWaiting.size() >= kMostWaiting) {
+    connection.send(message.createErrorReply(QDBusError::LimitsExceeded,
+                                             QStringLiteral("Too many requests wait already")));
+    return true;
+  }
+  fWaiting.push_back({std::move(*request), message});
   QTimer::singleShot(0, this, [this] { deliver(); });
+  return true;
 }
 
 void ApplicationService::deliver() {
   while (fHandler && !fWaiting.empty()) {
-    const auto request = std::move(fWaiting.front());
-    fWaiting.pop_front();
+    const auto request = takeOldest();
     const auto handler = fHandler;  // it may be exchanged from inside
     handler(request);
   }
+}
+
+ActivationRequest ApplicationService::takeOldest() {
+  const Waiting oldest = std::move(fWaiting.front());
+  fWaiting.pop_front();
+  if (oldest.call.isReplyRequired()) QDBusConnection::sessionBus().send(oldest.call.createReply());
+  return oldest.request;
 }
 
 }  // namespace vorn::app

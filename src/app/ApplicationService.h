@@ -1,11 +1,14 @@
 #pragma once
 
 #include <QDBusConnection>
+#include <QDBusMessage>
 #include <QDBusVirtualObject>
 #include <chrono>
 #include <deque>
 #include <functional>
 #include <optional>
+#include <string>
+#include <vector>
 
 #include "app/ActivationRequest.h"
 
@@ -16,11 +19,13 @@ namespace vorn::app {
 ///
 /// The object stands on the bus before the name is asked for, so a message that
 /// waits for the name finds it. Requests are kept in order until a handler is
-/// set. Messages that do not fit are answered with an error; nothing that
+/// set, and answered when they are taken up: whoever asked a program that ended
+/// before it could do so gets an error, and may start another. Messages that do
+/// not fit, or are too many, are answered with an error too; nothing that
 /// arrives can block, throw or grow without bound.
 ///
-/// Main thread, while an application object exists; it survives the exchange of
-/// one application object for another, and what arrives in between waits.
+/// Main thread, while one application object exists: with it goes what the bus
+/// has sent and nobody has looked at.
 class ApplicationService final : public QDBusVirtualObject {
  public:
   enum class Claim {
@@ -40,11 +45,15 @@ class ApplicationService final : public QDBusVirtualObject {
   /// Asks the bus for the name; blocks for its answer. Once ours, it stays so.
   [[nodiscard]] Claim claimName();
 
-  /// Gives the name back: from here on another start becomes the program.
+  /// Gives the name back: from here on another start becomes the program, and
+  /// another message starts one. What was sent before and waits is refused.
   void release();
 
+  /// The same, but what waits is taken up by the caller.
+  [[nodiscard]] std::vector<ActivationRequest> releaseAndTakeWaiting();
+
   /// Asks whoever owns the name to show its panel; blocks for the answer, a
-  /// few seconds at most. False when none came.
+  /// few seconds at most. False when none came, or a refusal.
   bool askOwnerToShow(const std::string& activationToken);
 
   /// The request for whose sake the bus started us; it comes within moments of
@@ -60,13 +69,20 @@ class ApplicationService final : public QDBusVirtualObject {
   bool handleMessage(const QDBusMessage& message, const QDBusConnection& connection) override;
 
  private:
-  void enqueue(ActivationRequest request);
+  /// A request and the call that asks for it, which waits for its answer.
+  struct Waiting {
+    ActivationRequest request;
+    QDBusMessage call;
+  };
+
+  void giveNameBack();
   void deliver();
+  ActivationRequest takeOldest();
 
   const QString fName;
   const QString fObjectPath;
   Handler fHandler;
-  std::deque<ActivationRequest> fWaiting;  ///< oldest first, at most kMostWaiting
+  std::deque<Waiting> fWaiting;  ///< oldest first, at most kMostWaiting
   bool fOwnsName = false;
 };
 

@@ -73,9 +73,9 @@ void DesktopEnvironment::handleNotificationActivation(const std::string& address
 
 void DesktopEnvironment::terminate() {
   // exit() and not quit(), which would ask windows for their consent. Queued,
-  // so that it also counts when the loop has not begun yet.
+  // so that it also counts when the loop has not begun yet, unless we go first.
   QMetaObject::invokeMethod(
-      QCoreApplication::instance(), [] { QCoreApplication::exit(0); }, Qt::QueuedConnection);
+      &fLifetime, [] { QCoreApplication::exit(0); }, Qt::QueuedConnection);
 }
 
 std::string DesktopEnvironment::bundleVersion() {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QObject>
 #include <memory>
 #include <optional>
 
@@ -45,6 +46,7 @@ class DesktopEnvironment final : public AppDelegateEnvironment {
   void openUrl(const std::string& url, const std::string& activationToken) override;
 
  private:
+  QObject fLifetime;
   XdgUrlOpener fOpener;
   AutostartLoginItems fLoginItems;
   DiscoveryStatus fDiscovery;

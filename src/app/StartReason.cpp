@@ -14,9 +14,11 @@ std::string Take(const char* variable) {
   return taken;
 }
 
-bool IsSet(const char* variable) {
-  const char* value = std::getenv(variable);
-  return value && *value != '\0';
+// Later tokens come while other threads read the environment. The C library
+// moves its table of variables only to make it longer than it ever was.
+void MakeRoomForActivationToken() {
+  ::setenv(kActivationTokenVariable, "", 1);
+  ::unsetenv(kActivationTokenVariable);
 }
 
 }  // namespace
@@ -26,14 +28,11 @@ StartReason TakeStartReason() {
   reason.atLogin = !Take(Identity::kAtLoginVariable).empty();
   reason.byBus = Take("DBUS_STARTER_BUS_TYPE") == "session";
   Take("DBUS_STARTER_ADDRESS");
-  reason.activationToken = Take("XDG_ACTIVATION_TOKEN");
+  reason.activationToken = Take(kActivationTokenVariable);
   const std::string startupId = Take("DESKTOP_STARTUP_ID");
   if (reason.activationToken.empty()) reason.activationToken = startupId;
+  MakeRoomForActivationToken();
   return reason;
-}
-
-bool HasDisplay() {
-  return IsSet("DISPLAY") || IsSet("WAYLAND_DISPLAY") || IsSet("QT_QPA_PLATFORM");
 }
 
 }  // namespace vorn::app

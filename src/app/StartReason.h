@@ -4,6 +4,9 @@
 
 namespace vorn::app {
 
+/// Where the toolkit looks for the right to give its next window the focus.
+inline constexpr char kActivationTokenVariable[] = "XDG_ACTIVATION_TOKEN";
+
 /// How the process came to be, as its environment tells.
 struct StartReason {
   bool atLogin = false;         ///< by the login launcher: nobody waits for something to appear
@@ -12,11 +15,8 @@ struct StartReason {
 };
 
 /// Reads the reason and takes its marks out of the environment, so that no
-/// program that we start inherits them. Main thread, before other threads.
+/// program that we start inherits them; leaves room there for a later token, so
+/// that setting one does not move the table under other threads. Main thread, before other threads.
 [[nodiscard]] StartReason TakeStartReason();
-
-/// Whether there is anything to draw on. Asked before an application object
-/// with windows is made, which would abort the process without one.
-[[nodiscard]] bool HasDisplay();
 
 }  // namespace vorn::app

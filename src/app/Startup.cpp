@@ -6,10 +6,13 @@
 #include <chrono>
 #include <memory>
 #include <optional>
+#include <utility>
+#include <vector>
 
 #include "app/AppDelegate.h"
 #include "app/ApplicationService.h"
 #include "app/DesktopEnvironment.h"
+#include "app/Display.h"
 #include "app/Identity.h"
 #include "app/QtRunLoop.h"
 #include "app/StartReason.h"
@@ -31,8 +34,6 @@ constexpr auto kFirstRequestGraceWithoutDisplay = 3000ms;
 // A little before the second is over, for the system's own part of the exit.
 constexpr auto kTeardownLimit = 900ms;
 
-constexpr int kBadUsage = 2;
-
 /// Makes the toolkit's loop the main thread's run loop for a while.
 class MainRunLoop {
  public:
@@ -42,37 +43,44 @@ class MainRunLoop {
   MainRunLoop& operator=(const MainRunLoop&) = delete;
 };
 
-int LeaveToTheOther(ApplicationService& service, const StartReason& reason) {
-  if (!reason.atLogin && !service.askOwnerToShow(reason.activationToken)) {
-    WriteToConsole("Another one is running but does not answer");
-  }
-  return 0;
+/// Asks for the name, and where another has it, for that one's panel.
+Claim ClaimOrAskTheOther(ApplicationService& service, const StartReason& reason) {
+  const auto claim = service.claimName();
+  if (claim != Claim::AnotherRuns || reason.atLogin) return claim;
+  if (service.askOwnerToShow(reason.activationToken)) return claim;
+  const auto again = service.claimName();  // the other may have been about to end
+  if (again == Claim::AnotherRuns) WriteToConsole("Another one is running but does not answer");
+  return again;
 }
 
-int OpenPageAndLeave(const ActivationRequest& notice) {
+void OpenPage(const ActivationRequest& notice) {
   DesktopEnvironment environment;
   AppDelegate delegate(environment);
   delegate.applicationDidFinishLaunching(&notice);
-  return 0;
 }
 
-/// What can be done without a display, on behalf of the bus above all; the
-/// exit status, or empty where the program is to go on with its windows.
-/// `first` becomes the bus's request.
-std::optional<int> RunWithoutWindows(int& argc, char** argv, const StartReason& reason,
-                                     ApplicationService& service, std::optional<ActivationRequest>& first) {
-  const bool hasDisplay = HasDisplay();
-  if (hasDisplay && !reason.byBus) return {};
-  const QCoreApplication application(argc, argv);
-  const auto claim = service.claimName();
-  if (claim == Claim::AnotherRuns) return LeaveToTheOther(service, reason);
-  if (claim == Claim::Owner && reason.byBus) {
-    first = service.takeFirstRequest(hasDisplay ? kFirstRequestGrace : kFirstRequestGraceWithoutDisplay);
+/// Opens the page that the bus started us for, and those that were asked for
+/// meanwhile. Whether that was all; otherwise somebody wants the program.
+bool OpenPages(ApplicationService& service, const ActivationRequest& first) {
+  // Without the name, so that a start from now on becomes the program.
+  const auto others = service.releaseAndTakeWaiting();
+  OpenPage(first);
+  bool wereAll = true;
+  for (const ActivationRequest& other : others) {
+    if (other.kind == ActivationRequest::Kind::OpenPage) {
+      OpenPage(other);
+    } else {
+      wereAll = false;
+    }
   }
-  if (first && first->kind == ActivationRequest::Kind::OpenPage) return OpenPageAndLeave(*first);
-  if (hasDisplay) return {};
-  WriteToConsole("There is no display to show the status item on");
-  return 1;
+  return wereAll;
+}
+
+/// The request for whose sake the bus started us; empty where it did not.
+std::optional<ActivationRequest> FirstRequest(ApplicationService& service, Claim claim,
+                                              const StartReason& reason, std::chrono::milliseconds grace) {
+  if (claim != Claim::Owner || !reason.byBus) return {};
+  return service.takeFirstRequest(grace);
 }
 
 void SetUpToolkit() {
@@ -94,7 +102,7 @@ void SetUpToolkit() {
 /// by token: the toolkit looks for it in the environment when a window shows.
 void UseActivationToken(const std::string& token) {
   if (token.empty() || !QGuiApplication::platformName().startsWith(QLatin1String("wayland"))) return;
-  qputenv("XDG_ACTIVATION_TOKEN", QByteArray::fromStdString(token));
+  qputenv(kActivationTokenVariable, QByteArray::fromStdString(token));
 }
 
 void HandleRequest(AppDelegate& delegate, const ActivationRequest& request) {
@@ -104,7 +112,7 @@ void HandleRequest(AppDelegate& delegate, const ActivationRequest& request) {
   }
   UseActivationToken(request.activationToken);
   delegate.handleActivation(request);
-  qunsetenv("XDG_ACTIVATION_TOKEN");  // good for one use
+  qunsetenv(kActivationTokenVariable);  // good for one use
 }
 
 int RunStatusItem(ApplicationService& service, const std::optional<ActivationRequest>& first) {
@@ -123,23 +131,45 @@ int RunStatusItem(ApplicationService& service, const std::optional<ActivationReq
   return status;
 }
 
+ApplicationService MakeService() {
+  return {QString::fromLatin1(Identity::kIdentifier), QString::fromLatin1(Identity::kObjectPath)};
+}
+
+int RunWithDisplay(int& argc, char** argv, const StartReason& reason, std::optional<Display> display) {
+  const QApplication application(argc, argv);
+  display.reset();  // the toolkit has its own connection
+  SetUpToolkit();
+  auto service = MakeService();
+  auto claim = ClaimOrAskTheOther(service, reason);
+  auto first = FirstRequest(service, claim, reason, kFirstRequestGrace);
+  if (first && first->kind == ActivationRequest::Kind::OpenPage) {
+    if (OpenPages(service, *first)) return 0;
+    first.reset();
+    claim = ClaimOrAskTheOther(service, reason);
+  }
+  if (claim == Claim::AnotherRuns) return 0;
+  return RunStatusItem(service, first);
+}
+
+/// What can be done without a display: ask the one that runs, and open pages.
+int RunWithoutDisplay(int& argc, char** argv, const StartReason& reason) {
+  const QCoreApplication application(argc, argv);
+  auto service = MakeService();
+  const auto claim = ClaimOrAskTheOther(service, reason);
+  if (claim == Claim::AnotherRuns) return 0;
+  const auto first = FirstRequest(service, claim, reason, kFirstRequestGraceWithoutDisplay);
+  if (first && first->kind == ActivationRequest::Kind::OpenPage && OpenPages(service, *first)) return 0;
+  WriteToConsole("There is no display to show the status item on");
+  return 1;
+}
+
 }  // namespace
 
 int RunProgram(int& argc, char** argv) {
   const StartReason reason = TakeStartReason();
-  ApplicationService service(QString::fromLatin1(Identity::kIdentifier),
-                             QString::fromLatin1(Identity::kObjectPath));
-  std::optional<ActivationRequest> first;
-  if (const auto status = RunWithoutWindows(argc, argv, reason, service, first)) return *status;
-
-  const QApplication application(argc, argv);
-  if (QCoreApplication::arguments().size() > 1) {
-    WriteToConsole("Unknown argument; see --help");
-    return kBadUsage;
-  }
-  SetUpToolkit();
-  if (service.claimName() == Claim::AnotherRuns) return LeaveToTheOther(service, reason);
-  return RunStatusItem(service, first);
+  std::optional<Display> display(std::in_place);
+  if (!display->Answers()) return RunWithoutDisplay(argc, argv, reason);
+  return RunWithDisplay(argc, argv, reason, std::move(display));
 }
 
 }  // namespace vorn::app

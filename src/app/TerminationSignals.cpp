@@ -16,18 +16,18 @@ constexpr int kSignals[] = {SIGTERM, SIGINT, SIGHUP};
 
 volatile std::sig_atomic_t gWakeup = -1;
 
+void HandleSignals(void (*handler)(int)) {
+  struct sigaction action {};
+  action.sa_handler = handler;
+  for (const int signal : kSignals) ::sigaction(signal, &action, nullptr);
+}
+
 extern "C" void OnSignal(int) {
   const int savedError = errno;
+  HandleSignals(SIG_DFL);  // the next one, whichever it is, ends the process
   const std::uint64_t one = 1;
   [[maybe_unused]] const auto ignored = ::write(gWakeup, &one, sizeof one);
   errno = savedError;
-}
-
-void HandleSignals(void (*handler)(int), int flags) {
-  struct sigaction action {};
-  action.sa_handler = handler;
-  action.sa_flags = flags;
-  for (const int signal : kSignals) ::sigaction(signal, &action, nullptr);
 }
 
 FileDescriptor MakeWakeup() {
@@ -46,11 +46,11 @@ TerminationSignals::TerminationSignals(std::function<void()> onTerminate)
                      call();
                    });
   gWakeup = fWakeup.Get();
-  HandleSignals(OnSignal, static_cast<int>(SA_RESETHAND));
+  HandleSignals(OnSignal);
 }
 
 TerminationSignals::~TerminationSignals() {
-  HandleSignals(SIG_DFL, 0);
+  HandleSignals(SIG_DFL);
   gWakeup = -1;
 }
 

@@ -8,8 +8,8 @@
 namespace vorn::app {
 
 /// Turns SIGTERM, SIGINT and SIGHUP into a call on the main thread. A second
-/// signal, should the first lead nowhere, ends the process by its default
-/// action. One object at a time; main thread, made after the application
+/// one of the three, should the first lead nowhere, ends the process by its
+/// default action. One object at a time; main thread, made after the application
 /// object and gone before it. Programs that we start are not affected.
 class TerminationSignals {
  public:

@@ -13,34 +13,32 @@
 
 namespace {
 
-void PrintHelp() {
-  std::printf(
-      "Usage: %s [--help | --version]\n"
-      "Shows the Vorn units of the local network in the desktop's status bar and tells\n"
-      "of new firmware. Started again, it shows the panel of the one that runs.\n",
-      Identity::kProgram);
-}
+constexpr int kBadUsage = 2;
 
-/// Whether an argument was answered here.
-bool AnswerOptions(int argc, char** argv) {
-  for (int i = 1; i < argc; ++i) {
-    const std::string_view argument = argv[i];
-    if (argument == "--help" || argument == "-h") {
-      PrintHelp();
-      return true;
-    }
-    if (argument == "--version") {
-      std::printf("%s %s\n", Identity::kProgram, Identity::kBundleVersion);
-      return true;
-    }
+constexpr char kHelp[] =
+    "Usage: %s [--help | --version]\n"
+    "Shows the Vorn units of the local network in the desktop's status bar and tells\n"
+    "of new firmware. Started again, it shows the panel of the one that runs.\n";
+
+/// The exit status for arguments, all of which ask for something else than the
+/// program itself.
+int AnswerArguments(int argc, char** argv) {
+  const std::string_view only = argc == 2 ? argv[1] : "";
+  if (only == "--help" || only == "-h") {
+    std::printf(kHelp, Identity::kProgram);
+  } else if (only == "--version") {
+    std::printf("%s %s\n", Identity::kProgram, Identity::kBundleVersion);
+  } else {
+    vorn::WriteToConsole("Unknown argument; see --help");
+    return kBadUsage;
   }
-  return false;
+  return std::fflush(stdout) == 0 ? EXIT_SUCCESS : EXIT_FAILURE;
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
-  if (AnswerOptions(argc, argv)) return EXIT_SUCCESS;
+  if (argc > 1) return AnswerArguments(argc, argv);
   int status = EXIT_FAILURE;
   try {
     vorn::app::PrepareProcess();

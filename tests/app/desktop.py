@@ -130,6 +130,18 @@ class Desktop:
     def activate_action(self, action, *parameters):
         self.call("ActivateAction", action, list(parameters), {}, signature="sava{sv}")
 
+    def activate_actions_at_once(self, *actions):
+        """Sends all before the first can be answered."""
+        for action, *parameters in actions:
+            self.bus.call_async(
+                NAME, PATH, INTERFACE, "ActivateAction", "sava{sv}", (action, parameters, {}), None, None
+            )
+        self.bus.flush()
+
+    def call_bus(self, method, *arguments, signature):
+        bus = "org.freedesktop.DBus"
+        return self.bus.call_blocking(bus, "/org/freedesktop/DBus", bus, method, signature, arguments)
+
     def pages(self):
         return self.opened.read_text().splitlines() if self.opened.exists() else []
 

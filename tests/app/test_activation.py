@@ -14,6 +14,7 @@ import pytest
 from desktop import LAUNCHER, NAME, PROGRAM, Desktop, eventually
 
 PAGE = "http://192.0.2.1:8080/#device"
+OTHER_PAGE = "http://192.0.2.2/#device"
 
 
 def made(with_display):
@@ -136,6 +137,7 @@ def test_messages_that_do_not_fit_are_refused_and_harm_nothing(desktop):
     desktop.activate_action("open-page", 7)
     desktop.activate_action("open-page", PAGE, PAGE)
     desktop.activate_action("open-page", dbus.Array([PAGE], signature="s"))
+    desktop.activate_action("open-page", PAGE + "y" * 20_000)
     desktop.call("Activate", {"activation-token": 7, "desktop-startup-id": "x" * 1000}, signature="a{sv}")
     assert eventually(desktop.panel_is_visible)
     assert desktop.pages() == []
@@ -177,6 +179,39 @@ def test_the_bus_starts_it_with_the_panel_when_that_is_asked_for(desktop):
     desktop.activate_action("show-devices")
     assert eventually(desktop.panel_is_visible), desktop.console()
     end_by_bus(desktop)
+
+
+def test_two_pages_asked_for_at_once_are_both_opened(bare):
+    bare.activate_actions_at_once(("open-page", PAGE), ("open-page", OTHER_PAGE))
+    assert eventually(lambda: sorted(bare.pages()) == sorted([PAGE, OTHER_PAGE])), bare.console()
+    wait_until_it_has_left(bare)
+
+
+def test_two_pages_asked_for_at_once_are_both_opened_on_a_display(desktop):
+    desktop.activate_actions_at_once(("open-page", PAGE), ("open-page", OTHER_PAGE))
+    assert eventually(lambda: sorted(desktop.pages()) == sorted([PAGE, OTHER_PAGE])), desktop.console()
+    wait_until_it_has_left(desktop)
+    assert not desktop.settings().exists(), "nothing else was begun"
+
+
+def test_a_page_and_the_program_asked_for_at_once_are_both_had(desktop):
+    desktop.activate_actions_at_once(("open-page", PAGE), ("show-devices",))
+    assert eventually(lambda: desktop.pages() == [PAGE]), desktop.console()
+    assert eventually(desktop.has_started), desktop.console()
+    end_by_bus(desktop)
+
+
+def test_a_display_that_has_gone_counts_as_none(bare):
+    program = bare.start(DISPLAY=":4242")
+    assert program.wait(10) == 1
+    assert "no display" in bare.console()
+
+
+def test_the_bus_starts_it_for_one_page_with_a_display_that_has_gone(bare):
+    bare.call_bus("UpdateActivationEnvironment", {"DISPLAY": ":4242"}, signature="a{ss}")
+    bare.activate_action("open-page", PAGE)
+    assert eventually(lambda: bare.pages() == [PAGE]), bare.console()
+    wait_until_it_has_left(bare)
 
 
 def test_a_start_by_the_bus_that_nobody_needs_ends_without_a_display(bare):
@@ -264,4 +299,15 @@ def test_help_and_version(program):
 
 def test_arguments_that_mean_nothing_are_refused(desktop):
     assert desktop.start(PROGRAM, ["--nonsense"]).wait(10) == 2
+    assert desktop.start(PROGRAM, ["--nonsense", "--version"]).wait(10) == 2
+    assert desktop.start(PROGRAM, ["--version", "--nonsense"]).wait(10) == 2
     assert desktop.start(LAUNCHER, ["--nonsense"]).wait(10) == 2
+    desktop.start_and_wait_until_it_runs()
+    assert desktop.start(PROGRAM, ["--nonsense"]).wait(10) == 2
+    assert not desktop.panel_is_visible()
+
+
+def test_an_answer_that_cannot_be_written_is_a_failure():
+    with open("/dev/full", "w", encoding="utf-8") as full:
+        for option in ("--help", "--version"):
+            assert subprocess.run([PROGRAM, option], stdout=full, check=False).returncode == 1

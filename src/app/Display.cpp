@@ -1,0 +1,55 @@
+#include "app/Display.h"
+
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <xcb/xcb.h>
+
+#include <cstdlib>
+#include <cstring>
+#include <string>
+
+#include "foundation/FileDescriptor.h"
+
+namespace vorn::app {
+namespace {
+
+std::string Variable(const char* name) {
+  const char* value = std::getenv(name);
+  return value ? value : "";
+}
+
+bool CompositorAnswers() {
+  if (!Variable("WAYLAND_SOCKET").empty()) return true;  // a connection that somebody made for us
+  std::string path = Variable("WAYLAND_DISPLAY");
+  if (path.empty()) return false;
+  if (path.front() != '/') path = Variable("XDG_RUNTIME_DIR") + "/" + path;
+  sockaddr_un address{};
+  address.sun_family = AF_UNIX;
+  if (path.size() >= sizeof address.sun_path) return false;
+  std::memcpy(address.sun_path, path.c_str(), path.size() + 1);
+  const FileDescriptor socket(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+  return socket && ::connect(socket.Get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
+}
+
+/// Whether a platform was chosen by hand that needs no server.
+bool DrawsIntoMemory() {
+  const std::string platform = Variable("QT_QPA_PLATFORM");
+  return !platform.empty() && platform.find("xcb") == std::string::npos &&
+         platform.find("wayland") == std::string::npos;
+}
+
+}  // namespace
+
+Display::Display() : fAnswers(DrawsIntoMemory() || CompositorAnswers() || XServerAnswers()) {}
+
+bool Display::XServerAnswers() {
+  if (Variable("DISPLAY").empty()) return false;
+  fXServer.reset(::xcb_connect(nullptr, nullptr));
+  return ::xcb_connection_has_error(fXServer.get()) == 0;
+}
+
+void Display::Disconnect::operator()(xcb_connection_t* connection) const noexcept {
+  ::xcb_disconnect(connection);
+}
+
+}  // namespace vorn::app
