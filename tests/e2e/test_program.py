@@ -156,3 +156,16 @@ def test_nothing_is_written_into_the_users_folders(make_studio):
     run_until_complete(studio, "--wait", "2", lines=5)
     found = studio.run(["sh", "-c", 'cd "$HOME" && find . -type f']).stdout.split()
     assert found == ["./.config/vorn-device-finder/settings.conf"]
+
+
+def test_damaged_settings_are_told_and_left_as_they_are(make_studio):
+    studio = make_studio(UNITS)
+    damage = "[General]\nupdateServerRoot=http://nowhere.example/api/\n[cut"
+    settings = '"$HOME/.config/vorn-device-finder/settings.conf"'
+    assert studio.run(["sh", "-c", f"printf '{damage}' > {settings}"]).returncode == 0
+    result = run_until_complete(studio, "--wait", "2", lines=5)
+    assert result.returncode == 0 and "Desk" in result.stdout
+    told, = result.stderr.splitlines()
+    assert "settings.conf cannot be used (it is no settings file); defaults stand in" in told
+    found = studio.run(["sh", "-c", f'cd "$HOME" && find . -type f && cat {settings}']).stdout
+    assert found == "./.config/vorn-device-finder/settings.conf\n" + damage

@@ -62,7 +62,7 @@ int ListInterfaces(bool json) {
 
 int ListUnits(const Options& options) {
   PrepareProcess();
-  DeviceList::ApplyUpdateServerSetting(vorn::IniUserDefaults(vorn::UserSettingsPath()));
+  DeviceList::ApplyUpdateServerSetting(vorn::IniUserDefaults::ReadOnly(vorn::UserSettingsPath()));
   return vorn::devicelisttool::RunList(options);
 }
 

@@ -38,7 +38,8 @@ std::string JoinedText(const SettingsFile::Value& value) {
 
 class IniUserDefaults::Impl {
  public:
-  Impl(std::filesystem::path path, Timing timing) : fTiming(timing), fFile(std::move(path)) {
+  Impl(std::filesystem::path path, Timing timing, SettingsFile::Access access)
+      : fTiming(timing), fFile(std::move(path), access) {
     fTimer.setSingleShot(true);
     QObject::connect(&fTimer, &QTimer::timeout, &fTimer, [this] { Synchronize(); });
     Synchronize();
@@ -114,7 +115,13 @@ std::filesystem::path UserSettingsPath() {
 IniUserDefaults::IniUserDefaults(const std::filesystem::path& path) : IniUserDefaults(path, Timing()) {}
 
 IniUserDefaults::IniUserDefaults(const std::filesystem::path& path, Timing timing)
-    : fImpl(std::make_unique<Impl>(path, timing)) {}
+    : fImpl(std::make_unique<Impl>(path, timing, SettingsFile::Access::kReadWrite)) {}
+
+IniUserDefaults::IniUserDefaults(std::unique_ptr<Impl> impl) : fImpl(std::move(impl)) {}
+
+IniUserDefaults IniUserDefaults::ReadOnly(const std::filesystem::path& path) {
+  return IniUserDefaults(std::make_unique<Impl>(path, Timing(), SettingsFile::Access::kReadOnly));
+}
 
 IniUserDefaults::~IniUserDefaults() {
   fImpl->Synchronize();

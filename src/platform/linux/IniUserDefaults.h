@@ -32,6 +32,11 @@ class IniUserDefaults final : public UserDefaults {
   /// first change.
   explicit IniUserDefaults(const std::filesystem::path& path);
   IniUserDefaults(const std::filesystem::path& path, Timing timing);
+
+  /// For a program that only reads the settings: as above, but nothing is ever
+  /// written to disk. A damaged file stays where it is and counts as empty,
+  /// with a message on the console; what is set is kept in memory alone.
+  [[nodiscard]] static IniUserDefaults ReadOnly(const std::filesystem::path& path);
   ~IniUserDefaults() override;
 
   void RegisterBool(const std::string& key, bool value) override;
@@ -51,6 +56,7 @@ class IniUserDefaults final : public UserDefaults {
 
  private:
   class Impl;
+  explicit IniUserDefaults(std::unique_ptr<Impl> impl);
   std::unique_ptr<Impl> fImpl;
 };
 

@@ -53,7 +53,8 @@ std::string ReadFile(const FileDescriptor& file, std::string& content) {
 
 }  // namespace
 
-SettingsFile::SettingsFile(std::filesystem::path path) : fPath(std::move(path)) {}
+SettingsFile::SettingsFile(std::filesystem::path path, Access access)
+    : fPath(std::move(path)), fAccess(access) {}
 
 SettingsFile::Outcome SettingsFile::Synchronize(const Values& changes, Values& values) {
   fFailure.clear();
@@ -69,7 +70,11 @@ SettingsFile::Outcome SettingsFile::Read(Values& values) {
   const auto now = CurrentStamp();
   if (fSeen && *fSeen == now) return Outcome::kSaved;
   std::string damage;
-  if (!Load(damage, values)) {
+  const bool isLoaded = Load(damage, values);
+  if (!isLoaded && fAccess == Access::kReadOnly) {
+    WriteToConsole(Unusable(damage) + "; defaults stand in");
+    Take(IniDocument(), {}, values);
+  } else if (!isLoaded) {
     // Only under the lock can nobody have put a good file in its place meanwhile.
     FileDescriptor lock;
     const auto outcome = Lock(lock);
@@ -81,6 +86,10 @@ SettingsFile::Outcome SettingsFile::Read(Values& values) {
 }
 
 SettingsFile::Outcome SettingsFile::Write(const Values& changes, Values& values) {
+  if (fAccess == Access::kReadOnly) {
+    Fail("they are only read here");
+    return Outcome::kFailed;
+  }
   FileDescriptor lock;
   const auto outcome = Lock(lock);
   if (outcome != Outcome::kSaved) return outcome;
@@ -135,12 +144,15 @@ void SettingsFile::Take(IniDocument document, std::string content, Values& value
   fIsLoaded = true;
 }
 
+std::string SettingsFile::Unusable(const std::string& reason) const {
+  return "Settings file " + fPath.string() + " cannot be used (" + reason + ")";
+}
+
 bool SettingsFile::SetAside(const std::string& reason) {
-  const std::string what = "Settings file " + fPath.string() + " cannot be used (" + reason + ")";
   for (int n = 1; n <= kMaxAside; ++n) {
     const std::string aside = fPath.string() + ".damaged-" + std::to_string(n);
     if (::renameat2(AT_FDCWD, fPath.c_str(), AT_FDCWD, aside.c_str(), RENAME_NOREPLACE) == 0) {
-      WriteToConsole(what + "; set aside as " + aside + ", defaults stand in");
+      WriteToConsole(Unusable(reason) + "; set aside as " + aside + ", defaults stand in");
       return true;
     }
     if (errno == ENOENT) return true;  // another process was faster

@@ -35,7 +35,14 @@ class SettingsFile {
     kFailed,  ///< not usable (Failure() says why): keep the changes and try again later
   };
 
-  explicit SettingsFile(std::filesystem::path path);
+  enum class Access {
+    kReadWrite,
+    kReadOnly,  ///< nothing on disk is made, locked, renamed or written: a file that cannot
+                ///< be read as one stays, counts as empty and is told on the console;
+                ///< changes fail
+  };
+
+  explicit SettingsFile(std::filesystem::path path, Access access = Access::kReadWrite);
 
   /// Writes `changes` into the file. Where the file was changed by others since
   /// the last call (or was never read), `values` is replaced by what they left
@@ -68,9 +75,11 @@ class SettingsFile {
   [[nodiscard]] bool SetAside(const std::string& reason);
   [[nodiscard]] Outcome Lock(FileDescriptor& lock);
   [[nodiscard]] bool Replace(const std::string& content);
+  [[nodiscard]] std::string Unusable(const std::string& reason) const;
   bool Fail(const std::string& reason);
 
   const std::filesystem::path fPath;
+  const Access fAccess;
   optional<Stamp> fSeen;  ///< what fContent was read from
   bool fIsLoaded = false;
   std::string fContent;   ///< the file as last read or written; spares parsing what did not change
