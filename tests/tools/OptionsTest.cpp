@@ -1,6 +1,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -86,6 +87,14 @@ TEST(OptionsTest, HelpNamesEveryOption) {
     EXPECT_THAT(help, HasSubstr(option));
   }
   EXPECT_EQ(help.back(), '\n');
+}
+
+TEST(OptionsTest, HelpFitsATerminalAndTellsEveryExitStatus) {
+  std::istringstream lines(HelpText());
+  for (std::string line; std::getline(lines, line);) EXPECT_LE(line.size(), 80U) << line;
+  for (const char* status : {"with 0 when", "; 1 when", "; 2 when", "; 128 and"}) {
+    EXPECT_THAT(HelpText(), HasSubstr(status));
+  }
 }
 
 }  // namespace

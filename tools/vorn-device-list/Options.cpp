@@ -74,10 +74,13 @@ std::string HelpText() {
          "  --interfaces     print this computer's network interfaces, whether each can\n"
          "                   carry AVB, and whether the virtual audio entity is on\n"
          "  --help           print this text\n"
-         "  --version        print the version\n"
+         "  --version        print the version and build number\n"
          "\n"
-         "Leaves with 0 when units were listed (or --watch was interrupted), 1 when none\n"
-         "were found, 2 when the command line is not understood.\n";
+         "Leaves with 0 when units or interfaces were listed (or --watch was ended by a\n"
+         "signal, or the reader has gone); 1 when no unit was found, the network services\n"
+         "cannot be listed or the output cannot be written; 2 when the command line is\n"
+         "not understood; 128 and the signal's number when one came before the time was\n"
+         "up.\n";
 }
 
 }  // namespace vorn::devicelisttool
