@@ -4,6 +4,8 @@
 #include <QList>
 #include <algorithm>
 
+#include "foundation/SafeText.h"
+
 namespace vorn::ui {
 namespace {
 
@@ -11,21 +13,8 @@ constexpr qsizetype kLongestText = 256;    // UTF-16 units; more than any row or
 constexpr qsizetype kLongestBytes = 1024;  // no need to look at more of a hostile name
 constexpr qsizetype kLongestMenuText = 60;
 
-enum class Treatment { Keep, Space, Drop };
-
-bool steersDirection(char32_t c) {
-  return c == 0x061C || c == 0x200E || c == 0x200F || (c >= 0x202A && c <= 0x202E) ||
-         (c >= 0x2066 && c <= 0x206F);
-}
-
-bool isInvisibleMarkup(char32_t c) {
-  return c == 0xFEFF || (c >= 0xFFF9 && c <= 0xFFFB) || (c >= 0xE0000 && c <= 0xE007F);
-}
-
-Treatment treatmentOf(char32_t c) {
-  if (c == 0x2028 || c == 0x2029 || QChar::category(c) == QChar::Other_Control) return Treatment::Space;
-  if (steersDirection(c) || isInvisibleMarkup(c)) return Treatment::Drop;
-  return Treatment::Keep;
+bool isSeen(char32_t c) {
+  return ShowingOf(c) == Showing::kDrawn && !QChar::isSpace(c);
 }
 
 // Cuts before the limit without splitting a surrogate pair.
@@ -43,14 +32,15 @@ QString displayText(const std::string& bytes) {
   const QString decoded = QString::fromUtf8(bytes.data(), length);
   QString clean;
   clean.reserve(decoded.size());
+  bool hasSeen = false;
   for (const char32_t c : decoded.toUcs4()) {
-    const Treatment treatment = treatmentOf(c);
-    if (treatment == Treatment::Space) clean += u' ';
-    if (treatment == Treatment::Keep) clean += QChar::fromUcs4(c);
+    const Showing showing = ShowingOf(c);
+    if (showing == Showing::kHides) continue;
+    hasSeen = hasSeen || isSeen(c);
+    clean += QChar::fromUcs4(showing == Showing::kBreaks ? U' ' : c);
   }
-  clean = clean.trimmed();
-  if (clean.isEmpty()) return QStringLiteral("(unnamed)");
-  return cut(clean, kLongestText);
+  if (!hasSeen) return QStringLiteral("(unnamed)");
+  return cut(clean.trimmed(), kLongestText);
 }
 
 QString isolatedText(const QString& text) {

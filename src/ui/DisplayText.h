@@ -8,9 +8,9 @@ namespace vorn::ui {
 /// Text from the network made fit to be shown as one line: bytes that are no
 /// UTF-8 become replacement characters, control characters and line breaks
 /// become spaces, characters that steer the direction of their neighbours or
-/// are invisible markup are dropped, white space at both ends goes, and a very
-/// long text is cut with an ellipsis. Never empty: a text of which nothing
-/// remains reads "(unnamed)". Pure.
+/// that nobody sees are dropped (foundation/SafeText.h lists them), white space
+/// at both ends goes, and a very long text is cut with an ellipsis. Never blank:
+/// a text of which nothing remains to be seen reads "(unnamed)". Pure.
 [[nodiscard]] QString displayText(const std::string& bytes);
 
 /// `text` for use inside a sentence: set apart by isolate characters when its

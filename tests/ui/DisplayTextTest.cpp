@@ -42,6 +42,22 @@ TEST(DisplayText, IsNeverEmpty) {
   EXPECT_EQ(displayText("\xE2\x80\xAE"), "(unnamed)");
 }
 
+TEST(DisplayText, IsNeverBlank) {
+  for (const char* blank :
+       {"\u200b", "\u2060", "\u2061", "\u2064", "\u00ad", "\u3164", "\uffa0", "\u200d", "\u034f", "\ufe0f",
+        "\u2800", "\u115f\u1160", "\u180e", "\U000E0101", "\u00a0\u200b\u3000", " \u200c \u200d "}) {
+    EXPECT_EQ(displayText(blank), "(unnamed)") << blank;
+  }
+}
+
+TEST(DisplayText, DropsWhatNobodySeesAndKeepsWhatShapesItsNeighbours) {
+  EXPECT_EQ(displayText("A\u200bB\u2060C\u00adD\u3164E\u2064F"), "ABCDEF");
+  for (const char* shaped : {"\u0645\u06cc\u200c\u062e\u0648\u0627\u0647\u0645", "\u2764\ufe0f",
+                             "\U0001F469\u200d\U0001F3A4", "\u845b\U000E0100"}) {
+    EXPECT_EQ(displayText(shaped), QString::fromUtf8(shaped));
+  }
+}
+
 TEST(DisplayText, CutsVeryLongTextWithoutBreakingACharacter) {
   const QString plain = displayText(std::string(100000, 'x'));
   EXPECT_EQ(plain.size(), 256);
