@@ -1,10 +1,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <stdlib.h>
 
 #include <atomic>
 #include <chrono>
-#include <filesystem>
 #include <fstream>
 #include <memory>
 #include <string>
@@ -16,6 +14,7 @@
 #include "tests/support/Eventually.h"
 #include "tests/support/LoopbackServer.h"
 #include "tests/support/ScopedEnvironment.h"
+#include "tests/support/TemporaryFolder.h"
 
 namespace DeviceList {
 namespace {
@@ -29,6 +28,7 @@ using vorn::testing::Gzip;
 using vorn::testing::LoopbackServer;
 using vorn::testing::ScopedEnvironment;
 using vorn::testing::StopsServer;
+using vorn::testing::TemporaryFolder;
 
 using Tag = vorn::optional<std::string>;
 
@@ -374,15 +374,13 @@ TEST_F(HTTPPollerTest, BoundsTheWholeRequestHoweverSlowlyThePeerAnswers) {
 // ---- Nothing of the user's goes out ----
 
 TEST_F(HTTPPollerTest, SendsNoCookiesCredentialsOrNetrc) {
-  char folder[] = "/tmp/vorn-http-XXXXXX";
-  ASSERT_NE(::mkdtemp(folder), nullptr);
-  std::ofstream(folder + "/.netrc"s) << "machine 127.0.0.1 login user password secret\n";
-  const ScopedEnvironment home("HOME", folder);
+  const TemporaryFolder folder;
+  std::ofstream(folder.Path() / ".netrc") << "machine 127.0.0.1 login user password secret\n";
+  const ScopedEnvironment home("HOME", folder.Path().string());
   HTTPPoller poller;
   fServer.Reply("/x", 401, {}, {"Set-Cookie: id=1; Path=/", "WWW-Authenticate: Basic realm=\"r\""});
   EXPECT_TRUE(poller.DoRequest(fServer.Url("/x"), {}));
   EXPECT_TRUE(poller.DoRequest(fServer.Url("/x"), {}));
-  std::filesystem::remove_all(folder);
   EXPECT_EQ(fServer.RequestCount(), 2U);
   for (const auto& request : fServer.Requests()) {
     for (const auto& line : request.headerLines) {

@@ -1,22 +1,14 @@
 #pragma once
 
-#include <stdlib.h>
-
 #include <filesystem>
 #include <fstream>
 #include <string>
 
+#include "tests/support/TemporaryFolder.h"
+
 /// A device tree of network interfaces in a folder of its own.
 class FakeLinkTree {
  public:
-  FakeLinkTree() {
-    std::string pattern = std::filesystem::temp_directory_path() / "vorn-links-XXXXXX";
-    fRoot = ::mkdtemp(pattern.data());
-  }
-  FakeLinkTree(const FakeLinkTree&) = delete;
-  FakeLinkTree& operator=(const FakeLinkTree&) = delete;
-  ~FakeLinkTree() { std::filesystem::remove_all(fRoot); }
-
   [[nodiscard]] const std::filesystem::path& Root() const { return fRoot; }
 
   void Add(const std::string& name, unsigned index, int transmitQueues = 1, const std::string& extra = {}) {
@@ -29,5 +21,6 @@ class FakeLinkTree {
   }
 
  private:
-  std::filesystem::path fRoot;
+  const vorn::testing::TemporaryFolder fFolder;
+  const std::filesystem::path& fRoot = fFolder.Path();
 };

@@ -15,8 +15,8 @@
 
 #include "foundation/FileDescriptor.h"
 #include "platform/linux/IniUserDefaults.h"
-#include "tests/platform/TemporaryFolder.h"
 #include "tests/support/ScopedEnvironment.h"
+#include "tests/support/TemporaryFolder.h"
 
 namespace vorn {
 namespace {
@@ -277,6 +277,42 @@ TEST_F(IniUserDefaultsTest, SetsADamagedFileAsideAndSaysSo) {
     EXPECT_TRUE(defaults.Synchronize());
     EXPECT_EQ(Content(), "[General]\nshowSwitches=true\n");
   }
+}
+
+TEST_F(IniUserDefaultsTest, ReadOnlyLeavesADamagedFileAndItsFolderAsTheyAre) {
+  const std::string damage = "[General]\nnotify=false\n" + std::string(100, '\0');
+  Write(damage);
+  CaptureStderr();
+  {
+    IniUserDefaults defaults = IniUserDefaults::ReadOnly(fPath);
+    EXPECT_FALSE(defaults.GetString("notify"));
+    EXPECT_TRUE(defaults.Synchronize());
+  }
+  const std::string console = GetCapturedStderr();
+  EXPECT_THAT(console, HasSubstr("cannot be used (it is no settings file); defaults stand in"));
+  EXPECT_EQ(console.find("cannot be used"), console.rfind("cannot be used"));
+  EXPECT_TRUE(Content() == damage);
+  EXPECT_THAT(FilesBesideIt(), IsEmpty());
+}
+
+TEST_F(IniUserDefaultsTest, ReadOnlyReadsAndKeepsChangesInMemoryAlone) {
+  Write("[General]\nname=theirs\n");
+  CaptureStderr();
+  {
+    IniUserDefaults defaults = IniUserDefaults::ReadOnly(fPath);
+    EXPECT_EQ(*defaults.GetString("name"), "theirs");
+    defaults.SetString("name", "mine");
+    EXPECT_EQ(*defaults.GetString("name"), "mine");
+    EXPECT_FALSE(defaults.Synchronize());
+  }
+  EXPECT_THAT(GetCapturedStderr(), HasSubstr("cannot be saved"));
+  EXPECT_EQ(Content(), "[General]\nname=theirs\n");
+  EXPECT_THAT(FilesBesideIt(), IsEmpty());
+}
+
+TEST_F(IniUserDefaultsTest, ReadOnlyMakesNoFolder) {
+  EXPECT_FALSE(IniUserDefaults::ReadOnly(fPath).GetString("name"));
+  EXPECT_FALSE(std::filesystem::exists(fPath.parent_path().parent_path()));
 }
 
 TEST_F(IniUserDefaultsTest, SetsAsideWhatIsNoFile) {

@@ -5,7 +5,7 @@
 
 #include <fstream>
 
-#include "tests/platform/TemporaryFolder.h"
+#include "tests/support/TemporaryFolder.h"
 
 namespace vorn::testing {
 

@@ -7,9 +7,9 @@
 #include <sstream>
 
 #include "platform/linux/XdgUrlOpener.h"
-#include "tests/platform/TemporaryFolder.h"
 #include "tests/support/Eventually.h"
 #include "tests/support/ScopedEnvironment.h"
+#include "tests/support/TemporaryFolder.h"
 
 namespace vorn {
 namespace {
