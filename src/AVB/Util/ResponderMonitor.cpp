@@ -158,9 +158,12 @@ ResponderMonitor::~ResponderMonitor() {
 
 void ResponderMonitor::ThreadProc() {
   do {
-    Connection connection(*this);
-    if (connection) connection.Serve();
-    if (!fStop) Report(State::kAbsent);
+    try {
+      Connection connection(*this);
+      if (connection) connection.Serve();
+      if (!fStop) Report(State::kAbsent);
+    } catch (...) {  // no memory to report, say; the next connection finds the state anew
+    }
   } while (PauseBeforeRetry());
 }
 
@@ -172,8 +175,10 @@ bool ResponderMonitor::PauseBeforeRetry() {
 }
 
 void ResponderMonitor::Report(State state) {
-  if (state == std::exchange(fState, state)) return;
+  if (state == fState) return;
+  fState = State::kUnknown;  // until it is told: one that cannot be is told again
   fOnChange(state);
+  fState = state;
 }
 
 }  // namespace vorn

@@ -31,7 +31,8 @@ class ResponderMonitor {
 
   /// Called at every change of state, and again with kAnswering when another
   /// responder has taken over from one that was answering. On the monitor's
-  /// thread; must not block and must not destroy the monitor.
+  /// thread; must not block and must not destroy the monitor. A report
+  /// that throws is made again soon.
   using Callback = std::function<void(State)>;
 
   struct Timing {

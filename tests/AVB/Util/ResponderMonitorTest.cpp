@@ -10,11 +10,13 @@
 #include <filesystem>
 #include <fstream>
 #include <mutex>
+#include <new>
 #include <stdexcept>
 #include <vector>
 
 #include "AVB/Util/ResponderMonitor.h"
 #include "foundation/FileDescriptor.h"
+#include "tests/support/TemporaryFolder.h"
 
 extern char** environ;
 
@@ -28,8 +30,6 @@ using std::chrono::milliseconds;
 class PrivateBus {
  public:
   PrivateBus() {
-    char pattern[] = "/tmp/vorn-bus-XXXXXX";
-    fFolder = ::mkdtemp(pattern);
     ::setenv("DBUS_SYSTEM_BUS_ADDRESS", ("unix:path=" + fFolder + "/socket").c_str(), 1);
     std::ofstream(fFolder + "/bus.conf") << R"(<busconfig><type>system</type><listen>unix:path=)" << fFolder
                                          << R"(/socket</listen><policy context="default">
@@ -37,10 +37,7 @@ class PrivateBus {
   }
   PrivateBus(const PrivateBus&) = delete;
   PrivateBus& operator=(const PrivateBus&) = delete;
-  ~PrivateBus() {
-    Stop();
-    std::filesystem::remove_all(fFolder);
-  }
+  ~PrivateBus() { Stop(); }
 
   void Start() {
     int ready[2];
@@ -69,7 +66,8 @@ class PrivateBus {
   }
 
  private:
-  std::string fFolder;
+  const testing::TemporaryFolder fTemporary;
+  const std::string fFolder = fTemporary.Path().string();
   pid_t fPid = -1;
 };
 
@@ -130,7 +128,7 @@ class FakeResponder {
   std::thread fThread;
 };
 
-class ResponderMonitorTest : public testing::Test {
+class ResponderMonitorTest : public ::testing::Test {
  protected:
   static void SetUpTestSuite() { gBus = std::make_unique<PrivateBus>(); }
   static void TearDownTestSuite() { gBus.reset(); }
@@ -143,6 +141,10 @@ class ResponderMonitorTest : public testing::Test {
     fMonitor = std::make_unique<ResponderMonitor>(
         [this](State state) {
           const std::lock_guard lock(fMutex);
+          if (fFailingReports > 0) {
+            --fFailingReports;
+            throw std::bad_alloc();
+          }
           fStates.push_back(state);
           fChanged.notify_all();
         },
@@ -160,6 +162,7 @@ class ResponderMonitorTest : public testing::Test {
   std::mutex fMutex;
   std::condition_variable fChanged;
   std::vector<State> fStates;
+  int fFailingReports = 0;  // how many of the next ones throw
   std::unique_ptr<ResponderMonitor> fMonitor;
 };
 
@@ -229,6 +232,15 @@ TEST_F(ResponderMonitorTest, AResponderThatNeverAnsweredIsSilentNotAbsent) {
   FakeResponder responder(false);
   Watch();
   EXPECT_TRUE(WaitFor(State::kSilent, 1));
+}
+
+TEST_F(ResponderMonitorTest, ReportThatFailsIsMadeAgain) {
+  gBus->Start();
+  FakeResponder responder;
+  fFailingReports = 2;
+  Watch();
+  EXPECT_TRUE(WaitFor(State::kAnswering, 1));
+  EXPECT_EQ(0, fFailingReports);
 }
 
 TEST_F(ResponderMonitorTest, KeepsProbingWhileTheResponderAnswers) {
