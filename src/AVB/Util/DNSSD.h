@@ -22,7 +22,8 @@ inline constexpr std::uint32_t kDNSServiceProtocol_IPv4 = 1;
 ///
 /// Callbacks run inside ProcessResult, on the thread that calls it. Strings
 /// handed to them may be null. Creating and deallocating operations may block
-/// for as long as the responder does not answer. One operation must not be
+/// for as long as the responder does not answer; creating one may throw
+/// std::bad_alloc, and then there is none. One operation must not be
 /// touched by two threads at once; deallocating it inside its own callback is
 /// safe.
 class DNSSD {

@@ -86,10 +86,16 @@ template <typename Start>
 DNSServiceErrorType SystemDNSSD::StartOperation(DNSServiceRef* ref, std::unique_ptr<Operation> operation,
                                                 Start start) {
   *ref = nullptr;
-  const DNSServiceErrorType error = start(ref, operation.get());
+  // The place in the table is made first: once the library has the context,
+  // nothing may fail any more.
+  Operations place;
+  place.emplace(nullptr, std::move(operation));
+  auto node = place.extract(place.begin());
+  const DNSServiceErrorType error = start(ref, node.mapped().get());
   if (error == kDNSServiceErr_NoError && *ref != nullptr) {
+    node.key() = *ref;
     const std::lock_guard lock(fMutex);
-    fOperations[*ref] = std::move(operation);
+    fOperations.insert(std::move(node));
   }
   return error;
 }
@@ -139,7 +145,7 @@ DNSServiceErrorType SystemDNSSD::ProcessResult(DNSServiceRef ref) {
 void SystemDNSSD::RefDeallocate(DNSServiceRef ref) {
   // Taken out before the library frees the reference, whose address another
   // thread's operation may get at once; destroyed after.
-  decltype(fOperations)::node_type operation;
+  Operations::node_type operation;
   {
     const std::lock_guard lock(fMutex);
     operation = fOperations.extract(ref);

@@ -42,15 +42,15 @@ class SystemDNSSD final : public DNSSD {
 
  private:
   struct Operation;
+  using Operations = std::map<DNSServiceRef, std::unique_ptr<Operation>>;
 
   SystemDNSSD();
 
   template <typename Start>
   DNSServiceErrorType StartOperation(DNSServiceRef* ref, std::unique_ptr<Operation> operation, Start start);
 
-  std::mutex fMutex;  // guards fOperations
-  std::map<DNSServiceRef, std::unique_ptr<Operation>>
-      fOperations;  // the library's contexts, while it may use them
+  std::mutex fMutex;       // guards fOperations
+  Operations fOperations;  // the library's contexts, while it may use them
 };
 
 }  // namespace vorn

@@ -4,10 +4,12 @@
 
 #include <cstdlib>
 #include <cstring>
+#include <new>
 #include <string>
 #include <vector>
 
 #include "AVB/Util/SystemDNSSD.h"
+#include "tests/support/FailingAllocation.h"
 
 // A stand-in for the compatibility library, linked in its place: it keeps what
 // it was given, so that a test can call back as the library does, or as it does
@@ -28,8 +30,10 @@ Given gGiven;
 std::vector<DNSServiceRef> gReleased;
 DNSServiceErrorType gError = kDNSServiceErr_NoError;
 std::uintptr_t gNextRef = 0x10;
+int gBegun = 0;
 
 DNSServiceErrorType Begin(DNSServiceRef* ref) {
+  ++gBegun;
   if (gError == kDNSServiceErr_NoError) *ref = reinterpret_cast<DNSServiceRef>(gNextRef++);
   return gError;
 }
@@ -110,7 +114,7 @@ void OnAddress(DNSServiceRef, DNSServiceFlags flags, std::uint32_t, DNSServiceEr
   if (address != nullptr) gSeen.address = reinterpret_cast<const sockaddr_in*>(address)->sin_addr;
 }
 
-class SystemDNSSDTest : public testing::Test {
+class SystemDNSSDTest : public ::testing::Test {
  protected:
   void SetUp() override {
     gSeen = {};
@@ -219,6 +223,42 @@ TEST_F(SystemDNSSDTest, AnOperationMayBeReleasedInsideItsOwnCallback) {
   EXPECT_EQ(1, gSeen.calls);
   EXPECT_EQ(&fMine, gSeen.context);
   EXPECT_EQ(std::vector<DNSServiceRef>{ref}, gReleased);
+}
+
+// Calls `begin`, which begins one operation, with the first allocation failing,
+// then the second, and so on until none does.
+template <typename Begin>
+void FailEachAllocation(SystemDNSSD& dnssd, int allocations, Begin begin) {
+  for (int nth = 1; nth <= allocations + 1; ++nth) {
+    DNSServiceRef ref = nullptr;
+    gBegun = 0;
+    bool hasThrown = false;
+    {
+      const testing::FailingAllocation failing(nth);
+      try {
+        begin(&ref);
+      } catch (const std::bad_alloc&) {
+        hasThrown = true;
+      }
+      ASSERT_EQ(failing.HasFailed(), nth <= allocations) << nth;
+    }
+    EXPECT_EQ(hasThrown, nth <= allocations) << nth;
+    EXPECT_EQ(gBegun, hasThrown ? 0 : 1) << nth;
+    if (ref != nullptr) dnssd.RefDeallocate(ref);
+  }
+}
+
+TEST_F(SystemDNSSDTest, WithoutMemoryNothingIsBegun) {
+  constexpr int kContextAndPlace = 2;
+  FailEachAllocation(fDnssd, kContextAndPlace, [&](DNSServiceRef* ref) {
+    fDnssd.Browse(ref, 0, 0, "_http._tcp", nullptr, OnBrowse, &fMine);
+  });
+  FailEachAllocation(fDnssd, kContextAndPlace, [&](DNSServiceRef* ref) {
+    fDnssd.Resolve(ref, 0, 1, "a", "_http._tcp.", "local.", OnResolve, &fMine);
+  });
+  FailEachAllocation(fDnssd, kContextAndPlace, [&](DNSServiceRef* ref) {
+    fDnssd.GetAddrInfo(ref, 0, 3, kDNSServiceProtocol_IPv4, "box.local.", OnAddress, &fMine);
+  });
 }
 
 }  // namespace

@@ -4,38 +4,13 @@
 
 #include <cstdio>
 #include <cstdlib>
-#include <new>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "AVB/Util/ZeroConf.h"
 #include "foundation/Log.h"
 #include "tests/AVB/Util/ScriptedDNSSD.h"
-
-// Memory that runs out at will: one allocation of one thread fails.
-namespace {
-
-thread_local bool tFailNext = false;
-
-void* Allocate(std::size_t size) {
-  if (std::exchange(tFailNext, false)) throw std::bad_alloc();
-  void* memory = std::malloc(size == 0 ? 1 : size);
-  if (memory == nullptr) throw std::bad_alloc();
-  return memory;
-}
-
-}  // namespace
-
-void* operator new(std::size_t size) {
-  return Allocate(size);
-}
-void operator delete(void* memory) noexcept {
-  std::free(memory);
-}
-void operator delete(void* memory, std::size_t) noexcept {
-  std::free(memory);
-}
+#include "tests/support/FailingAllocation.h"
 
 namespace vorn {
 namespace {
@@ -60,10 +35,10 @@ TEST(ZeroConfOutOfMemory, AnExceptionInLookingUpTheAddressIsLoggedAndSurvived) {
     dnssd.ReplyWith("address a.local.", [&](DNSServiceRef ref, void* context) {
       sockaddr_in address{};
       address.sin_family = AF_INET;
-      tFailNext = true;  // queuing the client's item needs memory
+      const testing::FailingAllocation failing(1);  // queuing the client's item needs memory
       dnssd.AddressReply()(ref, kDNSServiceFlagsAdd, 1, 0, "a.local.", reinterpret_cast<sockaddr*>(&address),
                            120, context);
-      EXPECT_FALSE(tFailNext);
+      EXPECT_TRUE(failing.HasFailed());
     });
     ASSERT_TRUE(dnssd.WaitUntilIdle());
     EXPECT_STREQ("ERROR: exception in GetAddrInfoCallback (ZeroConf.cpp:516 )\n", text);
