@@ -1,29 +1,13 @@
 #include "devicelist/PollerInternals.h"
 
-#include <signal.h>
-
 #include <cstddef>
 #include <system_error>
 #include <utility>
 
+#include "foundation/AllSignalsBlocked.h"
+
 namespace DeviceList {
 namespace {
-
-/// Threads started during its life begin with every signal blocked.
-class BlockSignals {
- public:
-  BlockSignals() {
-    sigset_t all;
-    sigfillset(&all);
-    pthread_sigmask(SIG_SETMASK, &all, &fBefore);
-  }
-  ~BlockSignals() { pthread_sigmask(SIG_SETMASK, &fBefore, nullptr); }
-  BlockSignals(const BlockSignals&) = delete;
-  BlockSignals& operator=(const BlockSignals&) = delete;
-
- private:
-  sigset_t fBefore{};
-};
 
 PollerInternals::CheckResponse RunCheck(const PollerInternals::Check& check,
                                         vorn::optional<std::string>& state) {
@@ -37,7 +21,7 @@ PollerInternals::CheckResponse RunCheck(const PollerInternals::Check& check,
 }  // namespace
 
 PollerInternals::PollerInternals(std::chrono::milliseconds period, std::vector<Check> checks) {
-  const BlockSignals blocked;
+  const vorn::AllSignalsBlocked blocked;
   try {
     fThread = std::thread([this, period, own = std::move(checks)] { Loop(period, own); });
   } catch (const std::system_error& error) {

@@ -1,11 +1,11 @@
 #include "platform/linux/WorkerPool.h"
 
 #include <pthread.h>
-#include <signal.h>
 
-#include <system_error>
+#include <exception>
 #include <utility>
 
+#include "foundation/AllSignalsBlocked.h"
 #include "foundation/Console.h"
 #include "platform/linux/GuardedJob.h"
 
@@ -27,6 +27,7 @@ WorkerPool::~WorkerPool() {
 
 void WorkerPool::Post(std::function<void()> job) {
   std::function<void()> dropped;
+  bool couldNotStart = false;
   {
     const std::lock_guard lock(fMutex);
     if (fStop) {
@@ -34,27 +35,25 @@ void WorkerPool::Post(std::function<void()> job) {
       return;
     }
     fJobs.push_back(std::move(job));
-    if (fIdle < fJobs.size() && fThreads.size() < fLimit) StartThread();
+    if (fIdle < fJobs.size() && fThreads.size() < fLimit) couldNotStart = !StartThread();
     if (fThreads.empty()) {
       dropped = std::move(fJobs.back());
       fJobs.pop_back();
     }
   }
   fChanged.notify_one();
+  if (couldNotStart) WriteToConsole("No thread for background work could be started");
 }
 
-void WorkerPool::StartThread() {
-  sigset_t all;
-  sigset_t before;
-  sigfillset(&all);
-  ::pthread_sigmask(SIG_SETMASK, &all, &before);
+bool WorkerPool::StartThread() noexcept {
+  const AllSignalsBlocked blocked;
   try {
     fThreads.emplace_back([this] { Work(); });
-    ::pthread_setname_np(fThreads.back().native_handle(), fName.c_str());
-  } catch (const std::system_error&) {
-    WriteToConsole("No thread for background work could be started");
+  } catch (const std::exception&) {  // neither a thread nor the memory for one
+    return false;
   }
-  ::pthread_sigmask(SIG_SETMASK, &before, nullptr);
+  ::pthread_setname_np(fThreads.back().native_handle(), fName.c_str());
+  return true;
 }
 
 void WorkerPool::Work() {

@@ -30,7 +30,7 @@ class WorkerPool {
   void Post(std::function<void()> job);
 
  private:
-  void StartThread();
+  [[nodiscard]] bool StartThread() noexcept;
   void Work();
 
   const std::string fName;
