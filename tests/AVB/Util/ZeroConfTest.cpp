@@ -87,6 +87,10 @@ TEST_F(ZeroConfEngineTest, AnAddressWithoutTheAddFlagKeepsTheServiceInvisibleBut
   EXPECT_TRUE(fEngine->TestAndClearModified());
   EXPECT_TRUE(ClientWoken());
   EXPECT_TRUE(fDnssd.WaitForReleased("address a.local."));
+  // The record is there until its removal.
+  fDnssd.ReplyRemove("a");
+  ASSERT_TRUE(fDnssd.WaitUntilIdle());
+  EXPECT_TRUE(fEngine->TestAndClearModified());
 }
 
 TEST_F(ZeroConfEngineTest, AnAddressErrorIsIgnored) {
