@@ -110,6 +110,7 @@ BENCHMARK(OpeningThePanel)->Arg(30)->Arg(1000)->Unit(benchmark::kMicrosecond);
 int main(int argc, char** argv) {
   QApplication application(argc, argv);
   QApplication::setStyle(QStringLiteral("Fusion"));
+  QApplication::setApplicationDisplayName(QStringLiteral("Vorn Device Finder"));
   QApplication::setQuitOnLastWindowClosed(false);
   benchmark::Initialize(&argc, argv);
   if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;

@@ -59,7 +59,8 @@ void DeviceListController::updateDeviceList(std::vector<DeviceList::ExtendedDevi
   const bool wasEmpty = fModel.isEmpty();
   const int selectedRow = table->selectedRow();
   const DeviceList::ExtendedDeviceInfo* selected = fModel.deviceAt(selectedRow);
-  const std::string url = selected ? selected->url : std::string();
+  const bool hadSelection = selected != nullptr;
+  const std::string url = hadSelection ? selected->url : std::string();
 
   ReturnIsDoubleClickTableView::ScrollPosition position(*table);
   fModel.setList(std::move(list));
@@ -70,7 +71,7 @@ void DeviceListController::updateDeviceList(std::vector<DeviceList::ExtendedDevi
     table->selectRow(0);
     return;
   }
-  if (!selected) return;
+  if (!hadSelection) return;
   const int row = url.empty() ? -1 : fModel.rowOfUrl(url);
   if (row >= 0) {
     if (row != table->selectedRow()) table->selectRow(row);

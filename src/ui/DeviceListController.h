@@ -1,7 +1,6 @@
 #pragma once
 
 #include <QObject>
-#include <QPointer>
 
 #include "ui/DeviceListListener.h"
 #include "ui/DeviceListModel.h"

@@ -21,7 +21,6 @@ class DeviceRowDelegate : public QStyledItemDelegate {
   /// The row that carries the pressed highlight; an invalid index: none. It
   /// stays with its device when rows move.
   void setPressedRow(const QModelIndex& row);
-  [[nodiscard]] QModelIndex pressedRow() const { return fPressed; }
 
   void paint(QPainter* painter, const QStyleOptionViewItem& option, const QModelIndex& index) const override;
   [[nodiscard]] QSize sizeHint(const QStyleOptionViewItem& option, const QModelIndex& index) const override;

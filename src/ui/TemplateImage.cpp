@@ -37,7 +37,7 @@ bool TemplateImage::exists() const {
 }
 
 QPixmap TemplateImage::rendered(QSize pixels, const Tint& tint) const {
-  if (pixels.isEmpty() || !exists()) return {};
+  if (pixels.isEmpty() || fName.isEmpty()) return {};
   const QString key = QStringLiteral("vorn/%1/%2x%3/%4/%5")
                           .arg(fName)
                           .arg(pixels.width())
@@ -46,6 +46,7 @@ QPixmap TemplateImage::rendered(QSize pixels, const Tint& tint) const {
                           .arg(tint.outline.isValid() ? tint.outline.rgba() : 0U);
   QPixmap result;
   if (QPixmapCache::find(key, &result)) return result;
+  if (!exists()) return {};
 
   QSvgRenderer renderer(path());
   renderer.setAspectRatioMode(Qt::KeepAspectRatio);

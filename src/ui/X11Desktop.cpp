@@ -11,6 +11,8 @@
 #include <cstring>
 #include <memory>
 
+#include "ui/StrutAreas.h"
+
 namespace vorn::ui {
 namespace {
 
@@ -46,21 +48,6 @@ std::vector<std::uint32_t> words(xcb_connection_t* display, xcb_window_t window,
   std::vector<std::uint32_t> values(static_cast<std::size_t>(xcb_get_property_value_length(reply.get())) / 4);
   std::memcpy(values.data(), xcb_get_property_value(reply.get()), values.size() * 4);
   return values;
-}
-
-// Left, right, top and bottom in the order of the property: each a width and the span along its edge.
-std::vector<QRect> reservedBy(const std::vector<std::uint32_t>& strut, const QSize& desktop) {
-  if (strut.size() < 12) return {};
-  std::array<int, 12> v{};
-  for (std::size_t i = 0; i < v.size(); ++i) v[i] = static_cast<int>(std::min(strut[i], 65535U));
-  std::vector<QRect> areas;
-  if (v[0] > 0) areas.push_back(QRect(QPoint(0, v[4]), QPoint(v[0] - 1, v[5])));
-  if (v[1] > 0)
-    areas.push_back(QRect(QPoint(desktop.width() - v[1], v[6]), QPoint(desktop.width() - 1, v[7])));
-  if (v[2] > 0) areas.push_back(QRect(QPoint(v[8], 0), QPoint(v[9], v[2] - 1)));
-  if (v[3] > 0)
-    areas.push_back(QRect(QPoint(v[10], desktop.height() - v[3]), QPoint(v[11], desktop.height() - 1)));
-  return areas;
 }
 
 // The toolkit keeps each screen's origin and scales distances from there.
@@ -114,8 +101,9 @@ std::vector<QRect> X11Desktop::reservedAreas() {
   std::vector<QRect> areas;
   for (const xcb_window_t window : words(display, screen->root, "_NET_CLIENT_LIST", XCB_ATOM_WINDOW)) {
     const auto strut = words(display, window, "_NET_WM_STRUT_PARTIAL", XCB_ATOM_CARDINAL);
-    for (const QRect& area : reservedBy(strut, QSize(root->width, root->height)))
+    for (const QRect& area : strutAreas(strut, QSize(root->width, root->height))) {
       areas.push_back(toToolkit(area));
+    }
   }
   return areas;
 }

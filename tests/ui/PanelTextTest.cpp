@@ -43,7 +43,8 @@ TEST_F(PanelText, HostileNamesDoNotDisturbTheirNeighbours) {
 TEST_F(PanelText, ARightToLeftNameStartsBesideItsImageAndSparesTheBadge) {
   DeviceList::ExtendedDeviceInfo info = Device("x", {1, 0, 0, 0}, {2, 0, 0, 0});
   info.name = std::string("\xD7\x90\xD7\x95\xD7\x9C\xD7\xA4\xD7\x9F");
-  open({Device("plain"), info});
+  open({Device("plain", {1, 0, 0, 0}, {2, 0, 0, 0}), info, Device("badgeless")});
+  table()->deselectAll();
   const QImage row = rowImage(1);
   const QColor background = row.pixelColor(3, 3);
   int first = -1;
@@ -53,6 +54,12 @@ TEST_F(PanelText, ARightToLeftNameStartsBesideItsImageAndSparesTheBadge) {
     }
   }
   EXPECT_LT(first, 60);
+  const auto badge = [this](int of) {
+    const QImage image = rowImage(of);
+    return image.copy(image.width() - 80, 0, 80, image.height());
+  };
+  EXPECT_EQ(badge(1), badge(0));
+  EXPECT_NE(badge(1), badge(2));
 }
 
 TEST_F(PanelText, LongNamesAreElidedAndWholeInTheToolTip) {
@@ -101,6 +108,16 @@ TEST_F(PanelText, EachRowReadsAsOneSentence) {
             "Studio A, audio interface, firmware 1.3.0, update 1.4.2 available");
   EXPECT_EQ(list->child(1)->text(QAccessible::Name), "Core, AVB switch");
   EXPECT_TRUE(list->child(0)->state().selected);
+}
+
+TEST_F(PanelText, TheProgramHasTheNameThatPeopleRead) {
+  QCoreApplication::setApplicationName("vorn-device-finder");
+  QAccessibleInterface* program = QAccessible::queryAccessibleInterface(qApp);
+  ASSERT_NE(program, nullptr);
+  EXPECT_EQ(program->text(QAccessible::Name), "Vorn Device Finder");
+  EXPECT_EQ(program->role(), QAccessible::Application);
+  open({});
+  EXPECT_EQ(QAccessible::queryAccessibleInterface(fPanel.data())->parent(), program);
 }
 
 TEST_F(PanelText, ThePanelIsADialogToAssistiveTools) {

@@ -116,6 +116,7 @@ class Photographer {
 int main(int argc, char** argv) {
   QApplication application(argc, argv);
   QApplication::setStyle(QStringLiteral("Fusion"));
+  QApplication::setApplicationDisplayName(QStringLiteral("Vorn Device Finder"));
   QApplication::setQuitOnLastWindowClosed(false);
   const QStringList arguments = QApplication::arguments();
   if (arguments.size() < 2 || !QDir().mkpath(arguments.at(1))) {
