@@ -31,7 +31,7 @@ class ClickablePanel : public QDialog {
   /// menus do not count.
   void resignedKey();
   void cancelOperation();
-  /// The panel is about to close; emitted once.
+  /// The panel is about to close, whoever closes it; emitted once.
   void willClose();
 
  protected:

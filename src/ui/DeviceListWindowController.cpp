@@ -1,5 +1,7 @@
 #include "ui/DeviceListWindowController.h"
 
+#include <QGuiApplication>
+
 #include "ui/ClickablePanel.h"
 #include "ui/DeviceListController.h"
 #include "ui/PanelOwner.h"
@@ -25,6 +27,7 @@ void DeviceListWindowController::load() {
   Ui::DeviceListPanel interface;
   interface.setupUi(fPanel);
   fPanel->setFixedSize(fPanel->size());
+  fPanel->setWindowTitle(QGuiApplication::applicationDisplayName());
   const TemplateImage image(QStringLiteral("settings"), interface.settings->iconSize());
   const Tint tint{fPanel->palette().color(QPalette::ButtonText), {}};
   QPixmap icon = image.rendered(image.size() * fPanel->devicePixelRatioF(), tint);
@@ -36,6 +39,8 @@ void DeviceListWindowController::load() {
   fController->setHint(fHint);
   connect(fPanel, &ClickablePanel::resignedKey, this, &DeviceListWindowController::panelResignedKey);
   connect(fPanel, &ClickablePanel::cancelOperation, this, &DeviceListWindowController::cancelOperation);
+  // After the list controller's own answer, which unregisters it.
+  connect(fPanel, &ClickablePanel::willClose, this, &DeviceListWindowController::panelWillClose);
   connect(interface.table, &ReturnIsDoubleClickTableView::cancelOperation, fPanel, &ClickablePanel::reject);
   fController->awakeFromNib();
 }
@@ -48,10 +53,6 @@ ClickablePanel* DeviceListWindowController::panel() {
 DeviceListController* DeviceListWindowController::deviceListController() {
   load();
   return fClosed ? nullptr : fController.data();
-}
-
-void DeviceListWindowController::showAt(QPoint origin) {
-  if (ClickablePanel* window = panel()) window->makeKeyAndOrderFront(origin);
 }
 
 void DeviceListWindowController::showFor(const StatusItem* item) {
@@ -72,6 +73,11 @@ void DeviceListWindowController::setHint(DiscoveryHint hint) {
 
 void DeviceListWindowController::cancelOperation() {
   fAppDelegate->setPanelVisible(false);
+}
+
+// The window system may close the panel too; then the owner does not know yet.
+void DeviceListWindowController::panelWillClose() {
+  if (!fClosed) fAppDelegate->setPanelVisible(false);
 }
 
 void DeviceListWindowController::panelResignedKey() {

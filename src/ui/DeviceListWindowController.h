@@ -1,7 +1,6 @@
 #pragma once
 
 #include <QObject>
-#include <QPoint>
 #include <QPointer>
 
 #include "ui/DiscoveryHint.h"
@@ -17,8 +16,9 @@ class StatusItem;
 /// "DeviceListPanel" is loaded when the panel is first asked for; from then
 /// until it is closed its controller is registered as a listener with the owner.
 ///
-/// The owner may destroy this object inside any of the panel's own events
-/// (click, key, lost focus): what still runs there touches neither this object
+/// However the panel closes, also when the window system closes it, the owner is
+/// asked to hide it. The owner may destroy this object inside any of the panel's
+/// own events (click, key, lost focus, close): what still runs there touches neither this object
 /// nor the owner again, and the panel itself is handed to the event loop for
 /// deletion. An owner that goes away closes and destroys this object first.
 /// Main thread only.
@@ -36,10 +36,8 @@ class DeviceListWindowController : public QObject {
   /// The panel's controller, loaded on first use; null once closed.
   DeviceListController* deviceListController();
 
-  /// Shows the panel with its top left corner at `origin` (global coordinates;
-  /// ignored where clients cannot place windows), in front and with the focus.
-  void showAt(QPoint origin);
-  /// Shows the panel where it belongs for `item` (PanelPlacement.h); null: as
+  /// Shows the panel where it belongs for `item` (PanelPlacement.h; ignored
+  /// where clients cannot place windows), in front and with the focus; null: as
   /// for an item whose place nobody knows.
   void showFor(const StatusItem* item);
 
@@ -59,6 +57,7 @@ class DeviceListWindowController : public QObject {
   void load();
   void cancelOperation();
   void panelResignedKey();
+  void panelWillClose();
 
   PanelOwner* fAppDelegate;
   QPointer<ClickablePanel> fPanel;

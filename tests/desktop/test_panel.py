@@ -75,6 +75,18 @@ def test_escape_closes_the_panel(shown):
     assert shown.opened() == []
 
 
+def test_the_window_manager_closes_the_panel_and_one_click_opens_it_again(shown):
+    shown.desktop.key("alt+F4")
+    shown.wait_until_closed()
+    assert shown.process.poll() is None
+    shown.open_panel()
+    shown.desktop.key("alt+F4")
+    shown.wait_until_closed()
+    shown.choose_in_menu("Show Devices")
+    shown.wait_until_open()
+    assert shown.opened() == []
+
+
 def test_a_click_on_another_window_closes_the_panel(finder):
     finder.desktop.start_xfce_panel()
     finder.desktop.start(["xmessage", "-geometry", "200x100+100+300", "elsewhere"])

@@ -5,6 +5,7 @@
 #include <QScrollBar>
 
 #include "tests/ui/PanelFixture.h"
+#include "ui/PanelSurroundings.h"
 
 namespace vorn::ui {
 namespace {
@@ -17,7 +18,7 @@ class DeviceListPanel : public PanelFixture {};
 const List kThree{Device("anna"), Device("berta"), Device("clara")};
 
 std::string UrlOf(const std::string& name) {
-  return *Device(name).name == name ? Device(name).url : "";
+  return Device(name).url;
 }
 
 // --- opening and closing -------------------------------------------------
@@ -32,6 +33,7 @@ TEST_F(DeviceListPanel, RegistersWhenLoadedAndUnregistersWhenClosed) {
 TEST_F(DeviceListPanel, LoadsItsInterfaceOnlyWhenAskedForIt) {
   const DeviceListWindowController controller(fOwner);
   EXPECT_THAT(fOwner.fListeners, IsEmpty());
+  EXPECT_EQ(controller.appDelegate(), &fOwner);
 }
 
 TEST_F(DeviceListPanel, DestroyedWithoutCloseStillUnregisters) {
@@ -58,7 +60,7 @@ TEST_F(DeviceListPanel, IsAFixedFramelessDialogInFront) {
   EXPECT_TRUE(fPanel->windowFlags().testFlag(Qt::FramelessWindowHint));
   EXPECT_TRUE(fPanel->windowFlags().testFlag(Qt::WindowStaysOnTopHint));
   EXPECT_EQ(fPanel->windowFlags() & Qt::WindowType_Mask, Qt::Tool);
-  EXPECT_EQ(fPanel->pos(), QPoint(40, 40));
+  EXPECT_EQ(fPanel->pos(), currentPanelOrigin(fPanel->size(), nullptr));
 }
 
 TEST_F(DeviceListPanel, EachShowingStartsAfreshAtTheFirstRow) {
@@ -132,6 +134,13 @@ TEST_F(DeviceListPanel, ClosingByTheWindowSystemUnregisters) {
   open(kThree);
   fPanel->close();
   EXPECT_THAT(fOwner.fListeners, IsEmpty());
+  EXPECT_FALSE(isOpen());
+  EXPECT_EQ(fOwner.fDeactivations, 0) << "the next click is a click of its own";
+  EXPECT_THAT(fOwner.fVisibleRequests, ElementsAre(true, false));
+  settle();
+  EXPECT_TRUE(fPanel.isNull());
+  open(kThree);
+  EXPECT_TRUE(fPanel->isVisible());
 }
 
 // --- rows and selection --------------------------------------------------
@@ -475,6 +484,7 @@ TEST_F(DeviceListPanel, AHintGivenBeforeThePanelExistsIsShown) {
 
 TEST_F(DeviceListPanel, SettingsMenuPopsUpBelowTheMiddleOfTheButton) {
   open(kThree);
+  fPanel->move(40, 40);  // the menu has room on its right there
   auto* button = fPanel->findChild<QToolButton*>("settings");
   QTest::mouseClick(button, Qt::LeftButton);
   const QMenu* menu = fOwner.panelController()->settingsMenu();

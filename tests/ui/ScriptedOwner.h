@@ -36,13 +36,16 @@ class ScriptedOwner : public PanelOwner {
       fController = std::make_unique<DeviceListWindowController>(*this);
       QObject::connect(fController.get(), &DeviceListWindowController::hiddenByDeactivation,
                        [this] { ++fDeactivations; });
-      fController->showAt({40, 40});
+      fController->showFor(nullptr);
     } else if (!visible && fController) {
       const auto kept = std::move(fController);
       kept->close();
     }
   }
-  bool launchOnLogin() override { return fLaunch; }
+  bool launchOnLogin() override {
+    ++fSettingsRead;
+    return fLaunch;
+  }
   void setLaunchOnLogin(bool enabled) override { fLaunch = enabled; }
   bool showSwitches() override { return fSwitches; }
   void setShowSwitches(bool shown) override { fSwitches = shown; }
@@ -70,6 +73,7 @@ class ScriptedOwner : public PanelOwner {
   std::vector<std::string> fToggledEntities;
   int fDeactivations = 0;
   int fQuits = 0;
+  int fSettingsRead = 0;
   bool fLaunch = false;
   bool fSwitches = false;
   bool fNotify = true;
