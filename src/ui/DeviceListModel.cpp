@@ -202,7 +202,7 @@ QVariant DeviceListModel::placeholderData(int role) const {
   switch (role) {
     case Qt::DisplayRole:
     case Qt::AccessibleTextRole:
-      return QStringLiteral("No Local Devices Found.");
+      return nothingListedWords();
     case ImageNameRole:
       return QString();
     case UpdateRole:

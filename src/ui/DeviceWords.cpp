@@ -7,11 +7,16 @@
 #include "ui/DisplayText.h"
 
 namespace vorn::ui {
+namespace {
+
+QString releaseWords(const FirmwareVersion& version) {
+  return QString::fromStdString(SlowConvertToString(version)).section(u'+', 0, 0);
+}
+
+}  // namespace
 
 QString versionWords(const FirmwareVersion& version) {
-  QString words = QString::fromStdString(SlowConvertToString(version));
-  if (version.build == 0) words.truncate(words.indexOf(u'+'));
-  return words;
+  return version.build == 0 ? releaseWords(version) : QString::fromStdString(SlowConvertToString(version));
 }
 
 QString kindWords(const std::string& type) {
@@ -27,7 +32,11 @@ QString nameWords(const DeviceList::ExtendedDeviceInfo& info) {
 
 QString updateWords(const DeviceList::ExtendedDeviceInfo& info) {
   if (!DeviceList::UpdateAvailable(info)) return {};
-  return QStringLiteral("update %1 available").arg(versionWords(*info.latestVersion));
+  return QStringLiteral("update %1 available").arg(releaseWords(*info.latestVersion));
+}
+
+QString nothingListedWords() {
+  return QStringLiteral("No Local Devices Found.");
 }
 
 QString rowSentence(const DeviceList::ExtendedDeviceInfo& info) {

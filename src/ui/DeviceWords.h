@@ -15,8 +15,12 @@ namespace vorn::ui {
 /// The name as it is shown; never empty.
 [[nodiscard]] QString nameWords(const DeviceList::ExtendedDeviceInfo& info);
 
-/// "update 1.4.2 available"; empty when none is known.
+/// "update 1.4.2 available", as the notices name the release: without its build
+/// number. Empty when no update is known.
 [[nodiscard]] QString updateWords(const DeviceList::ExtendedDeviceInfo& info);
+
+/// What stands in the place of the list while it is empty.
+[[nodiscard]] QString nothingListedWords();
 
 /// The whole row as one sentence: name, kind, firmware, update, as far as known.
 [[nodiscard]] QString rowSentence(const DeviceList::ExtendedDeviceInfo& info);

@@ -1,6 +1,7 @@
 #include "ui/SettingsMenu.h"
 
 #include <QActionEvent>
+#include <QGuiApplication>
 
 #include "ui/PanelOwner.h"
 
@@ -16,11 +17,14 @@ SettingsMenu::SettingsMenu(PanelOwner& owner, Quit quit, QWidget* parent)
   setAccessibleName(title());
   if (quit == Quit::Offered) {
     addSeparator();
-    connect(addAction(QStringLiteral("Quit Vorn Device Finder")), &QAction::triggered, this,
-            &SettingsMenu::quit);
+    connect(addAction(quitTitle()), &QAction::triggered, this, &SettingsMenu::quit);
   }
   connect(this, &QMenu::aboutToShow, this, &SettingsMenu::menuNeedsUpdate);
   menuNeedsUpdate();
+}
+
+QString SettingsMenu::quitTitle() {
+  return QStringLiteral("Quit %1").arg(QGuiApplication::applicationDisplayName());
 }
 
 QAction* SettingsMenu::addCheckMark(const QString& title, void (SettingsMenu::*toggle)()) {

@@ -23,6 +23,9 @@ class SettingsMenu : public QMenu {
   ~SettingsMenu() override = default;
   Q_DISABLE_COPY_MOVE(SettingsMenu)
 
+  /// The entry that ends the program, by its name.
+  [[nodiscard]] static QString quitTitle();
+
   /// Sets the three check marks.
   void menuNeedsUpdate();
 

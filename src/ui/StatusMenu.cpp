@@ -1,7 +1,7 @@
 #include "ui/StatusMenu.h"
 
+#include <QGuiApplication>
 #include <algorithm>
-#include <chrono>
 #include <unordered_set>
 #include <utility>
 
@@ -25,23 +25,26 @@ QString entryTitle(const ExtendedDeviceInfo& info) {
 
 }  // namespace
 
-StatusMenu::StatusMenu(PanelOwner& owner, QObject* parent) : QObject(parent), fOwner(owner) {
+StatusMenu::StatusMenu(PanelOwner& owner, QObject* parent, std::chrono::milliseconds settingsPeriod)
+    : QObject(parent), fOwner(owner) {
   QAction* show = fMenu.addAction(QStringLiteral("Show Devices"));
   connect(show, &QAction::triggered, this, [this] { fOwner.setPanelVisible(true); });
   fMenu.addSeparator();
-  fPlaceholder = fMenu.addAction(QStringLiteral("No Local Devices Found."));
+  fPlaceholder = fMenu.addAction(nothingListedWords());
   fPlaceholder->setEnabled(false);
   fAfterDevices = fMenu.addSeparator();
   fSettings = new SettingsMenu(owner, SettingsMenu::Quit::NotOffered, &fMenu);
   fMenu.addMenu(fSettings);
-  QAction* quit = fMenu.addAction(QStringLiteral("Quit Vorn Device Finder"));
+  QAction* quit = fMenu.addAction(SettingsMenu::quitTitle());
   connect(quit, &QAction::triggered, this, [this] { fOwner.quit(); });
 
-  fMenu.setAccessibleName(QStringLiteral("Vorn Device Finder"));
-  fTimer.setSingleShot(true);
-  fTimer.setInterval(kCollect);
-  connect(&fTimer, &QTimer::timeout, this, &StatusMenu::takeOverList);
-  connect(&fMenu, &QMenu::aboutToShow, this, &StatusMenu::takeOverList);
+  fMenu.setAccessibleName(QGuiApplication::applicationDisplayName());
+  fListTimer.setSingleShot(true);
+  fListTimer.setInterval(kCollect);
+  connect(&fListTimer, &QTimer::timeout, this, &StatusMenu::takeOverList);
+  connect(&fMenu, &QMenu::aboutToShow, this, &StatusMenu::aboutToShow);
+  connect(&fSettingsTimer, &QTimer::timeout, fSettings, &SettingsMenu::menuNeedsUpdate);
+  fSettingsTimer.start(settingsPeriod);
 }
 
 StatusMenu::~StatusMenu() = default;
@@ -52,12 +55,16 @@ QMenu* StatusMenu::menu() {
 
 void StatusMenu::updateDeviceList(std::vector<ExtendedDeviceInfo> list) {
   fList = std::move(list);
-  if (!fTimer.isActive()) fTimer.start();
+  if (!fListTimer.isActive()) fListTimer.start();
+}
+
+void StatusMenu::aboutToShow() {
+  fSettings->menuNeedsUpdate();  // hosts need not tell of opening a submenu
+  if (fListTimer.isActive()) takeOverList();
 }
 
 void StatusMenu::takeOverList() {
-  fTimer.stop();
-  fSettings->menuNeedsUpdate();  // hosts need not say when they open a menu
+  fListTimer.stop();
   removeGoneEntries();
   placeEntries();
   fPlaceholder->setVisible(fEntries.empty());

@@ -2,6 +2,8 @@
 
 #include <QMenu>
 #include <QTimer>
+#include <chrono>
+#include <string>
 #include <vector>
 
 #include "ui/DeviceListListener.h"
@@ -18,13 +20,18 @@ class SettingsMenu;
 ///
 /// An entry belongs to one device for its whole life and is never reused for
 /// another, so what the user chooses is what the user saw. Lists are taken over
-/// a little later and together, because every change travels to the host.
+/// a little later and together, because every change travels to the host. The
+/// settings are read anew when the menu opens, and every now and then for hosts
+/// that never tell of opening it.
 /// Main thread only.
 class StatusMenu : public QObject, public DeviceListListener {
   Q_OBJECT
 
  public:
-  explicit StatusMenu(PanelOwner& owner, QObject* parent = nullptr);
+  static constexpr std::chrono::seconds kSettingsPeriod{10};
+
+  explicit StatusMenu(PanelOwner& owner, QObject* parent = nullptr,
+                      std::chrono::milliseconds settingsPeriod = kSettingsPeriod);
   ~StatusMenu() override;
   Q_DISABLE_COPY_MOVE(StatusMenu)
 
@@ -41,6 +48,7 @@ class StatusMenu : public QObject, public DeviceListListener {
     QAction* action;  // owned by fMenu
   };
 
+  void aboutToShow();
   void takeOverList();
   void removeGoneEntries();
   void placeEntries();
@@ -53,7 +61,8 @@ class StatusMenu : public QObject, public DeviceListListener {
   QAction* fAfterDevices = nullptr;   // owned by fMenu; the separator below the devices
   std::vector<Entry> fEntries;
   std::vector<DeviceList::ExtendedDeviceInfo> fList;
-  QTimer fTimer;
+  QTimer fListTimer;      // runs while a list waits
+  QTimer fSettingsTimer;  // always runs
 };
 
 }  // namespace vorn::ui

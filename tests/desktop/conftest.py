@@ -25,7 +25,7 @@ UNITS = {
     ],
 }
 CONTROL_ROOM = "Control Room, audio interface, firmware 1.4.2+311"
-LIVE_ROOM = "Live Room, audio interface, firmware 1.4.0+290, update 1.4.2+311 available"
+LIVE_ROOM = "Live Room, audio interface, firmware 1.4.0+290, update 1.4.2 available"
 
 
 @pytest.fixture

@@ -92,7 +92,7 @@ def test_the_context_menu_offers_everything(finder):
     def titles():
         return [entry["title"] for entry in finder.menu()]
 
-    live_room = "Live Room (update 1.4.2+311 available)"
+    live_room = "Live Room (update 1.4.2 available)"
     finder.wait(lambda: live_room in titles(), "the units in the menu")
     assert titles() == [
         "Show Devices", "Control Room", live_room, "Settings", "Launch at Login", "Show Switches",

@@ -24,6 +24,12 @@ TEST(DeviceWords, MakeOneSentenceOfWhatIsKnown) {
   EXPECT_EQ(rowSentence(nameless), "(unnamed), audio interface");
 }
 
+TEST(DeviceWords, NameAnUpdateWithoutItsBuildNumber) {
+  const DeviceList::ExtendedDeviceInfo info = Device("Studio A", {1, 4, 0, 290}, {1, 4, 2, 311});
+  EXPECT_EQ(updateWords(info), "update 1.4.2 available");
+  EXPECT_EQ(rowSentence(info), "Studio A, audio interface, firmware 1.4.0+290, update 1.4.2 available");
+}
+
 TEST(DeviceWords, SayNoUpdateWhileAVersionIsMissing) {
   DeviceList::ExtendedDeviceInfo info = Device("a", {1, 0, 0, 0}, {2, 0, 0, 0});
   EXPECT_EQ(updateWords(info), "update 2.0.0 available");

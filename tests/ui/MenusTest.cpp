@@ -189,6 +189,24 @@ TEST_F(StatusMenuTest, ListsAreTakenOverALittleLaterAndTogether) {
   EXPECT_TRUE(QTest::qWaitFor([&] { return entry("unit0018") != nullptr; }, 10000));
 }
 
+TEST_F(StatusMenuTest, ReadsTheSettingsWhenItOpensAndNotAtEachList) {
+  const int before = fOwner.fSettingsRead;
+  fMenu.updateDeviceList(Devices(3));
+  ASSERT_TRUE(QTest::qWaitFor([&] { return entry("unit0002") != nullptr; }, 10000));
+  EXPECT_EQ(fOwner.fSettingsRead, before);
+  emit fMenu.contextMenu()->aboutToShow();
+  EXPECT_EQ(fOwner.fSettingsRead, before + 1);
+}
+
+TEST_F(StatusMenuTest, ReadsTheSettingsNowAndThenForHostsThatNeverTellOfOpening) {
+  EXPECT_GE(StatusMenu::kSettingsPeriod, std::chrono::seconds(5));
+  StatusMenu menu(fOwner, nullptr, std::chrono::milliseconds(10));
+  const QAction* const launch = menu.menu()->actions().first();
+  ASSERT_FALSE(launch->isChecked());
+  fOwner.fLaunch = true;
+  EXPECT_TRUE(QTest::qWaitFor([&] { return launch->isChecked(); }, 10000));
+}
+
 TEST_F(StatusMenuTest, NamesOfStrangersAreHarmlessTitles) {
   const auto titles = opened({Device("Drums & Bass\n\xE2\x80\xAE"), Device(std::string(500, 'x'))});
   EXPECT_EQ(titles[2], "Drums && Bass");
