@@ -24,7 +24,6 @@ constexpr char kDriverModel[] = "driver";
 constexpr char kDriverName[] = "Vorn AVB Driver";
 constexpr char kReleaseChannel[] = "release";
 
-constexpr char kVirtualEntityTitle[] = "Launch Mac Virtual Entity";
 constexpr int kVirtualEntityIndex = 3;
 constexpr int kItemLength = 19;
 
@@ -125,7 +124,7 @@ void AppDelegate::addListener(ui::DeviceListListener* listener) {
   listener->updateDeviceList(currList());
   const auto isThis = [listener](const Registration& other) { return other.listener == listener; };
   if (std::any_of(fListeners.begin(), fListeners.end(), isThis)) return;
-  auto item = std::make_shared<QAction>(QString::fromLatin1(kVirtualEntityTitle));
+  auto item = std::make_shared<QAction>(QString::fromLatin1(VirtualEntity::kMenuItemTitle));
   fListeners.push_back({listener, std::move(item), fNextRegistration++});
   offerVirtualEntity(fListeners.back());
 }
@@ -142,10 +141,10 @@ void AppDelegate::offerVirtualEntity(Registration& registration) {
 }
 
 void AppDelegate::insertVirtualEntityItem(std::uint64_t number) {
+  fVirtualEntity->installSubmenus();  // what was found counts for the other menus too
   const auto isIt = [number](const Registration& other) { return other.number == number; };
   const auto found = std::find_if(fListeners.begin(), fListeners.end(), isIt);
   if (found == fListeners.end()) return;  // closed meanwhile
-  fVirtualEntity->installSubmenus();
   QMenu* menu = found->listener->menu();
   if (menu) menu->insertAction(menu->actions().value(kVirtualEntityIndex), found->menuItem.get());
 }

@@ -103,9 +103,9 @@ class AppDelegate final : public ui::PanelOwner {
   std::vector<DeviceList::ExtendedDeviceInfo> fCurrList;
   std::vector<Registration> fListeners;
   std::uint64_t fNextRegistration = 1;
-  std::unique_ptr<StatusItem> fItem;
-  std::unique_ptr<StatusView> fStatusView;
-  std::unique_ptr<StatusMenu> fStatusMenu;
+  std::unique_ptr<StatusBarItem> fItem;
+  std::unique_ptr<StatusBarView> fStatusView;
+  std::unique_ptr<StatusBarMenu> fStatusMenu;
   std::unique_ptr<PanelWindow> fController;       ///< of the open panel; null while it is hidden
   std::unique_ptr<DeviceListSource> fDeviceList;  ///< last: goes first and publishes no more
 };

@@ -5,7 +5,9 @@
 #include <utility>
 
 #include "app/DesktopPanel.h"
-#include "app/DesktopStatus.h"
+#include "app/DesktopStatusItem.h"
+#include "app/DesktopStatusMenu.h"
+#include "app/DesktopStatusView.h"
 #include "app/Identity.h"
 #include "app/VirtualEntityMenu.h"
 #include "devicelist/FirmwarePoller.h"
@@ -14,6 +16,7 @@
 #include "notification/HandleNotificationActivation.h"
 #include "notification/Logic.h"
 #include "platform/linux/UserFolders.h"
+#include "ui/AccessibleApplication.h"
 
 namespace vorn::app {
 namespace {
@@ -56,7 +59,7 @@ AutostartLoginItems::Program LauncherProgram() {
 }
 
 /// The item that this environment made.
-DesktopStatusItem& Ours(StatusItem& item) {
+DesktopStatusItem& Ours(StatusBarItem& item) {
   return dynamic_cast<DesktopStatusItem&>(item);
 }
 
@@ -64,7 +67,10 @@ DesktopStatusItem& Ours(StatusItem& item) {
 
 DesktopEnvironment::DesktopEnvironment() : fLoginItems(LauncherProgram()) {}
 
-DesktopEnvironment::~DesktopEnvironment() = default;
+DesktopEnvironment::~DesktopEnvironment() {
+  // A panel that was open at the end was left to an event loop that has ended.
+  if (QCoreApplication::instance()) QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+}
 
 void DesktopEnvironment::handleNotificationActivation(const std::string& address,
                                                       const std::string& activationToken) {
@@ -111,19 +117,21 @@ std::unique_ptr<DeviceListSource> DesktopEnvironment::makeDeviceList(Publish pub
   return std::make_unique<DiscoveredDevices>(std::move(publish), std::move(stateChanged));
 }
 
-std::unique_ptr<StatusItem> DesktopEnvironment::makeStatusItem(int) {
-  return std::make_unique<DesktopStatusItem>();  // as wide as the bar makes it
+std::unique_ptr<StatusBarItem> DesktopEnvironment::makeStatusItem(int length) {
+  ui::AccessibleApplication::install();  // from here on there is something to come upon
+  return std::make_unique<DesktopStatusItem>(length);
 }
 
-std::unique_ptr<StatusView> DesktopEnvironment::makeStatusView(StatusItem& item) {
+std::unique_ptr<StatusBarView> DesktopEnvironment::makeStatusView(StatusBarItem& item) {
   return std::make_unique<DesktopStatusView>(Ours(item));
 }
 
-std::unique_ptr<StatusMenu> DesktopEnvironment::makeStatusMenu(ui::PanelOwner& owner, StatusItem& item) {
+std::unique_ptr<StatusBarMenu> DesktopEnvironment::makeStatusMenu(ui::PanelOwner& owner,
+                                                                  StatusBarItem& item) {
   return std::make_unique<DesktopStatusMenu>(owner, Ours(item));
 }
 
-std::unique_ptr<PanelWindow> DesktopEnvironment::makePanel(ui::PanelOwner& owner, StatusItem& item) {
+std::unique_ptr<PanelWindow> DesktopEnvironment::makePanel(ui::PanelOwner& owner, StatusBarItem& item) {
   return std::make_unique<DesktopPanel>(owner, Ours(item), [this] { return fDiscovery.hint(); });
 }
 

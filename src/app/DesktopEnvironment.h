@@ -21,7 +21,8 @@ namespace vorn::app {
 /// The controller's surroundings on a real desktop. What needs the event loop
 /// or the session bus is made when it is first asked for, so that a start for
 /// the sake of one page makes nothing else. Main thread, with an application
-/// object and the core's run loop set.
+/// object and the core's run loop set. Outlives the event loop; what the panel
+/// has left to the loop for deletion goes with this object at the latest.
 class DesktopEnvironment final : public AppDelegateEnvironment {
  public:
   DesktopEnvironment();
@@ -37,10 +38,10 @@ class DesktopEnvironment final : public AppDelegateEnvironment {
   UserDefaults& standardUserDefaults() override;
   std::unique_ptr<ReleaseNotices> makeNotificationLogic() override;
   std::unique_ptr<DeviceListSource> makeDeviceList(Publish publish) override;
-  std::unique_ptr<StatusItem> makeStatusItem(int length) override;
-  std::unique_ptr<StatusView> makeStatusView(StatusItem& item) override;
-  std::unique_ptr<StatusMenu> makeStatusMenu(ui::PanelOwner& owner, StatusItem& item) override;
-  std::unique_ptr<PanelWindow> makePanel(ui::PanelOwner& owner, StatusItem& item) override;
+  std::unique_ptr<StatusBarItem> makeStatusItem(int length) override;
+  std::unique_ptr<StatusBarView> makeStatusView(StatusBarItem& item) override;
+  std::unique_ptr<StatusBarMenu> makeStatusMenu(ui::PanelOwner& owner, StatusBarItem& item) override;
+  std::unique_ptr<PanelWindow> makePanel(ui::PanelOwner& owner, StatusBarItem& item) override;
   LoginItems& loginItems() override { return fLoginItems; }
   Dispatch& dispatch() override;
   void openUrl(const std::string& url, const std::string& activationToken) override;

@@ -3,8 +3,8 @@
 #include <QTimer>
 #include <functional>
 
-#include "app/AppDelegateEnvironment.h"
-#include "app/DesktopStatus.h"
+#include "app/DesktopStatusItem.h"
+#include "app/PanelWindow.h"
 #include "ui/DeviceListWindowController.h"
 #include "ui/DiscoveryHint.h"
 

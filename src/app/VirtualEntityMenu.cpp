@@ -60,7 +60,7 @@ void ShowStates(const QMenu& menu, const MenuDescription& description) {
 
 VirtualEntityMenu::VirtualEntityMenu(Dispatch& dispatch, ChildProcessLauncher& launcher,
                                      NetworkServices& services, AVBCapability& capability, AVBTool tool)
-    : fDescription(std::make_shared<MenuItemDescription>("Launch Mac Virtual Entity")),
+    : fDescription(std::make_shared<MenuItemDescription>(kMenuItemTitle)),
       fEntity(dispatch, launcher, services, capability, std::move(tool)) {
   fEntity.SetVirtualEntityMenuItem(fDescription);
 }

@@ -3,7 +3,7 @@
 #include <memory>
 #include <vector>
 
-#include "app/AppDelegateEnvironment.h"
+#include "app/VirtualEntity.h"
 #include "virtualentity/MacVirtualEntity.h"
 #include "virtualentity/MenuItemDescription.h"
 

@@ -2,6 +2,7 @@
 
 #include <QGuiApplication>
 #include <QScreen>
+#include <algorithm>
 
 #include "ui/StatusItem.h"
 #include "ui/X11Desktop.h"
@@ -39,7 +40,7 @@ QPoint currentPanelOrigin(const QSize& panel, const StatusItem* item) {
   request.screens = currentScreens();
   if (item) {
     request.item = item->geometry();
-    request.press = item->lastPress();
+    request.press = item->press();
   }
   return panelOrigin(request);
 }

@@ -54,9 +54,9 @@ class StatusItem : public QObject {
   /// Where the item is on the desktop, in global coordinates; a null rectangle
   /// where the host does not say.
   [[nodiscard]] virtual QRect geometry() const = 0;
-  /// Where the last press was, in global coordinates; empty where the platform
-  /// does not say.
-  [[nodiscard]] virtual std::optional<QPoint> lastPress() const = 0;
+  /// Where the press is whose action is being called, in global coordinates;
+  /// empty at any other time and where the platform does not say.
+  [[nodiscard]] virtual std::optional<QPoint> press() const = 0;
 
   /// The menu that the host offers beside the press; not owned.
   virtual void setContextMenu(QMenu* menu) = 0;

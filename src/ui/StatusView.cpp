@@ -90,7 +90,7 @@ void StatusView::paintEvent(QPaintEvent* event) {
 
 void StatusView::mousePressEvent(QMouseEvent* event) {
   event->accept();
-  mouseDown();
+  if (event->button() == Qt::LeftButton) mouseDown();
 }
 
 }  // namespace vorn::ui

@@ -48,7 +48,7 @@ class StatusView : public QWidget {
   /// view's own; null where there is none.
   [[nodiscard]] QWindow* statusWindow() const;
 
-  /// A press: sends the action when both action and target are set. Every press
+  /// A press of the left button: sends the action when both action and target are set. Every press
   /// counts; what a host sends twice is filtered by the item.
   void mouseDown();
 

@@ -15,7 +15,6 @@
 namespace vorn::ui {
 namespace {
 
-constexpr int kLength = 19;
 constexpr int kThickness = 22;
 
 // The host looks a name up in the theme, so one that is not installed must not travel.
@@ -26,9 +25,11 @@ QString installedName(const QString& name) {
 
 }  // namespace
 
-TrayStatusItem::TrayStatusItem(Look look, TriggerFilter::Now now)
+TrayStatusItem::TrayStatusItem(Look look, int length, TriggerFilter::Now now, Pointer pointer)
     : fLook(std::move(look)),
-      fFilter(std::chrono::milliseconds(QApplication::doubleClickInterval()), std::move(now)) {}
+      fLength(length),
+      fFilter(std::chrono::milliseconds(QApplication::doubleClickInterval()), std::move(now)),
+      fPointer(std::move(pointer)) {}
 
 TrayStatusItem::~TrayStatusItem() = default;
 
@@ -53,7 +54,7 @@ bool TrayStatusItem::hasButton() const {
 }
 
 int TrayStatusItem::length() const {
-  return kLength;
+  return fLength;
 }
 
 int TrayStatusItem::thickness() const {
@@ -80,8 +81,8 @@ void TrayStatusItem::setButtonAppearsDisabled(bool disabled) {
 }
 
 QWindow* TrayStatusItem::buttonWindow() const {
-  return nullptr;
-}  // it belongs to the host's process
+  return nullptr;  // it belongs to the host's process
+}
 
 void TrayStatusItem::setView(StatusView* view) {
   if (fView) disconnect(fView, nullptr, this, nullptr);
@@ -99,8 +100,8 @@ QRect TrayStatusItem::geometry() const {
   return fTray ? fTray->geometry() : QRect();
 }
 
-std::optional<QPoint> TrayStatusItem::lastPress() const {
-  return fLastPress;
+std::optional<QPoint> TrayStatusItem::press() const {
+  return fPress;
 }
 
 void TrayStatusItem::setContextMenu(QMenu* menu) {
@@ -141,12 +142,17 @@ void TrayStatusItem::updateIcon() {
 void TrayStatusItem::activated(QSystemTrayIcon::ActivationReason reason) {
   const bool isPress = reason == QSystemTrayIcon::Trigger || reason == QSystemTrayIcon::DoubleClick;
   if (!isPress || !fFilter.accept()) return;
-  fLastPress.reset();
-  if (QGuiApplication::platformName() == QStringLiteral("xcb")) fLastPress = QCursor::pos();
-  press();
+  fPress = fPointer();
+  sendPress();
+  fPress.reset();  // what is asked for later has nothing to do with it
 }
 
-void TrayStatusItem::press() {
+std::optional<QPoint> TrayStatusItem::pointerOfPlatform() {
+  if (QGuiApplication::platformName() != QStringLiteral("xcb")) return {};
+  return QCursor::pos();
+}
+
+void TrayStatusItem::sendPress() {
   if (!hasButton()) {
     if (fView) fView->mouseDown();
     return;

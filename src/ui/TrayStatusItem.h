@@ -2,7 +2,9 @@
 
 #include <QPointer>
 #include <QSystemTrayIcon>
+#include <functional>
 #include <memory>
+#include <optional>
 
 #include "ui/StatusItem.h"
 #include "ui/TrayForm.h"
@@ -25,13 +27,17 @@ class TrayStatusItem : public StatusItem {
     QString toolTip;
   };
 
-  explicit TrayStatusItem(Look look, TriggerFilter::Now now = &TriggerFilter::Clock::now);
+  /// Where the pointer is, in global coordinates; empty where the platform does not say.
+  using Pointer = std::function<std::optional<QPoint>()>;
+
+  /// `length`: the item's width in points. `now` and `pointer` are asked at each press.
+  TrayStatusItem(Look look, int length, TriggerFilter::Now now = &TriggerFilter::Clock::now,
+                 Pointer pointer = &pointerOfPlatform);
   ~TrayStatusItem() override;
   Q_DISABLE_COPY_MOVE(TrayStatusItem)
 
   /// A host of this form is there: the icon is created. Later calls do nothing.
   void attach(TrayForm form);
-  [[nodiscard]] bool attached() const { return fTray != nullptr; }
 
   /// To be told when the panel was hidden because it lost the focus.
   void noteHiddenByDeactivation();
@@ -47,7 +53,7 @@ class TrayStatusItem : public StatusItem {
   void setView(StatusView* view) override;
   void drawStatusBarBackgroundInRect(QPainter& painter, const QRectF& rect, bool highlight) override;
   [[nodiscard]] QRect geometry() const override;
-  [[nodiscard]] std::optional<QPoint> lastPress() const override;
+  [[nodiscard]] std::optional<QPoint> press() const override;
   void setContextMenu(QMenu* menu) override;
 
   /// The icon as the host gets it: by theme name where the theme has it, with
@@ -57,13 +63,16 @@ class TrayStatusItem : public StatusItem {
   void activated(QSystemTrayIcon::ActivationReason reason);
 
  private:
+  [[nodiscard]] static std::optional<QPoint> pointerOfPlatform();
   [[nodiscard]] QIcon buttonIcon() const;
   [[nodiscard]] QIcon viewIcon() const;
   void updateIcon();
-  void press();
+  void sendPress();
 
-  Look fLook;
+  const Look fLook;
+  const int fLength;
   TriggerFilter fFilter;
+  const Pointer fPointer;
   TrayForm fForm = TrayForm::Button;
   QString fImageName;
   QPointer<QObject> fTarget;
@@ -71,7 +80,7 @@ class TrayStatusItem : public StatusItem {
   bool fDisabled = false;
   QPointer<StatusView> fView;
   QPointer<QMenu> fContextMenu;
-  std::optional<QPoint> fLastPress;
+  std::optional<QPoint> fPress;            // where the press is that is being handled
   std::unique_ptr<QSystemTrayIcon> fTray;  // null until a host is there
 };
 

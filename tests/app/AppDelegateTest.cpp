@@ -1,7 +1,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <QApplication>
+#include <QAction>
 #include <memory>
 #include <string>
 #include <vector>
@@ -245,13 +245,27 @@ TEST_F(AppDelegateTest, InsertsNothingWithoutCapableInterfaces) {
 TEST_F(AppDelegateTest, DoesNotTouchAMenuThatClosedDuringTheEnumeration) {
   fEnvironment.hasAVBInterfaces = true;
   Launch();
-  auto listener = std::make_unique<RecordingListener>();
-  fDelegate->addListener(listener.get());
+  auto closing = std::make_unique<RecordingListener>();
+  RecordingListener staying;
+  fDelegate->addListener(closing.get());
+  fDelegate->addListener(&staying);
   RunBackground();
-  fDelegate->removeListener(listener.get());
-  listener.reset();
+  fDelegate->removeListener(closing.get());
+  closing.reset();
   RunMain();
-  EXPECT_TRUE(fEnvironment.queues.main.empty());
+  EXPECT_EQ(staying.settings.actions().size(), 1) << "of its own enumeration alone";
+}
+
+TEST_F(AppDelegateTest, ShowsInTheOtherMenusWhatWasFoundForOneThatClosed) {
+  fEnvironment.hasAVBInterfaces = true;
+  Launch();
+  RecordingListener closing;
+  fDelegate->addListener(&closing);
+  RunBackground();
+  fDelegate->removeListener(&closing);
+  RunMain();
+  EXPECT_EQ(fEnvironment.Count("install submenus"), 1U);
+  EXPECT_THAT(closing.settings.actions(), IsEmpty());
 }
 
 TEST_F(AppDelegateTest, DoesNotMistakeANewListenerForAnOldOneAtTheSameAddress) {
@@ -295,12 +309,18 @@ TEST_F(AppDelegateTest, RefiltersOpenPanelsAfterTheCurrentEvent) {
   fEnvironment.Publish({Unit("s", "plexaswitch")});
   RecordingListener listener;
   fDelegate->addListener(&listener);
+  ASSERT_EQ(listener.lists.size(), 1U);
+  EXPECT_THAT(listener.lists[0], IsEmpty()) << "nothing but switches is listed";
   fDelegate->setShowSwitches(true);
   EXPECT_TRUE(fEnvironment.defaults.bools["showSwitches"]);
   EXPECT_EQ(listener.lists.size(), 1U);
   RunMain();
   ASSERT_EQ(listener.lists.size(), 2U);
   EXPECT_THAT(NamesOf(listener.lists[1]), ElementsAre("s"));
+  fDelegate->setShowSwitches(false);
+  RunMain();
+  ASSERT_EQ(listener.lists.size(), 3U);
+  EXPECT_THAT(listener.lists[2], IsEmpty());
 }
 
 TEST_F(AppDelegateTest, AnnouncesKnownUpdatesWhenNotifyingIsSwitchedOn) {
@@ -520,10 +540,3 @@ TEST_F(AppDelegateTest, OnlyOpensThePageWhenItRunsAlready) {
 
 }  // namespace
 }  // namespace vorn::app
-
-int main(int argc, char** argv) {
-  qputenv("QT_QPA_PLATFORM", "offscreen");
-  ::testing::InitGoogleMock(&argc, argv);
-  QApplication application(argc, argv);
-  return RUN_ALL_TESTS();
-}

@@ -43,7 +43,7 @@ class ScriptedNotices final : public ReleaseNotices {
   ScriptedEnvironment& fEnvironment;
 };
 
-class ScriptedView final : public StatusView {
+class ScriptedView final : public StatusBarView {
  public:
   explicit ScriptedView(ScriptedEnvironment& environment) : fEnvironment(environment) {}
   void setAction(std::function<void()> action) override { fEnvironment.pressItem = std::move(action); }
@@ -110,22 +110,22 @@ std::unique_ptr<DeviceListSource> ScriptedEnvironment::makeDeviceList(
   return std::make_unique<DeviceListSource>();
 }
 
-std::unique_ptr<StatusItem> ScriptedEnvironment::makeStatusItem(int length) {
+std::unique_ptr<StatusBarItem> ScriptedEnvironment::makeStatusItem(int length) {
   journal.push_back("make status item " + std::to_string(length));
-  return std::make_unique<StatusItem>();
+  return std::make_unique<StatusBarItem>();
 }
 
-std::unique_ptr<StatusView> ScriptedEnvironment::makeStatusView(StatusItem&) {
+std::unique_ptr<StatusBarView> ScriptedEnvironment::makeStatusView(StatusBarItem&) {
   journal.push_back("make status view");
   return std::make_unique<ScriptedView>(*this);
 }
 
-std::unique_ptr<StatusMenu> ScriptedEnvironment::makeStatusMenu(ui::PanelOwner&, StatusItem&) {
+std::unique_ptr<StatusBarMenu> ScriptedEnvironment::makeStatusMenu(ui::PanelOwner&, StatusBarItem&) {
   journal.push_back("make status menu");
-  return std::make_unique<StatusMenu>();
+  return std::make_unique<StatusBarMenu>();
 }
 
-std::unique_ptr<PanelWindow> ScriptedEnvironment::makePanel(ui::PanelOwner&, StatusItem&) {
+std::unique_ptr<PanelWindow> ScriptedEnvironment::makePanel(ui::PanelOwner&, StatusBarItem&) {
   journal.push_back("make panel");
   return std::make_unique<ScriptedPanel>(*this);
 }

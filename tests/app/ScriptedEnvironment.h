@@ -108,10 +108,10 @@ class ScriptedEnvironment final : public AppDelegateEnvironment {
   UserDefaults& standardUserDefaults() override;
   std::unique_ptr<ReleaseNotices> makeNotificationLogic() override;
   std::unique_ptr<DeviceListSource> makeDeviceList(Publish publishList) override;
-  std::unique_ptr<StatusItem> makeStatusItem(int length) override;
-  std::unique_ptr<StatusView> makeStatusView(StatusItem& item) override;
-  std::unique_ptr<StatusMenu> makeStatusMenu(ui::PanelOwner& owner, StatusItem& item) override;
-  std::unique_ptr<PanelWindow> makePanel(ui::PanelOwner& owner, StatusItem& item) override;
+  std::unique_ptr<StatusBarItem> makeStatusItem(int length) override;
+  std::unique_ptr<StatusBarView> makeStatusView(StatusBarItem& item) override;
+  std::unique_ptr<StatusBarMenu> makeStatusMenu(ui::PanelOwner& owner, StatusBarItem& item) override;
+  std::unique_ptr<PanelWindow> makePanel(ui::PanelOwner& owner, StatusBarItem& item) override;
   LoginItems& loginItems() override { return items; }
   Dispatch& dispatch() override { return queues; }
   void openUrl(const std::string& url, const std::string&) override { journal.push_back("open " + url); }

@@ -2,7 +2,6 @@
 #include <gtest/gtest.h>
 
 #include <QAction>
-#include <QApplication>
 #include <QMenu>
 #include <chrono>
 #include <memory>
@@ -121,10 +120,3 @@ TEST_F(VirtualEntityMenuTest, ForgetsMenusThatClosed) {
 
 }  // namespace
 }  // namespace vorn::app
-
-int main(int argc, char** argv) {
-  qputenv("QT_QPA_PLATFORM", "offscreen");
-  ::testing::InitGoogleMock(&argc, argv);
-  QApplication application(argc, argv);
-  return RUN_ALL_TESTS();
-}

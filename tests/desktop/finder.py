@@ -13,6 +13,7 @@ from vorndesktop import Application, wait_until
 
 BUILD = os.environ["VORN_BUILD"]
 PATIENCE = 40.0  # seconds to wait for what must come, on a loaded machine
+NAME = "Vorn Device Finder"  # as people read it
 HOME = "/run/vorn-studio/home"  # the studio's, in which the program lives
 DOUBLE_CLICK = 0.5  # seconds; the toolkit's interval is 0.4
 ITEM = "org.kde.StatusNotifierItem"
@@ -116,7 +117,7 @@ class Finder:
         """The panel as assistive tools see it; None while there is none."""
         if self._accessibility is None:
             self._accessibility = Accessibility(self.desktop.bus_address)
-        windows = self._accessibility.windows(self.application.program.name)
+        windows = self._accessibility.windows(NAME)
         return next((window for window in windows if window.role == "dialog"), None)
 
     def rows(self):

@@ -33,7 +33,7 @@ class ScriptedItem : public StatusItem {
     painter.fillRect(rect, highlight ? kBarHighlighted : kBar);
   }
   QRect geometry() const override { return {}; }
-  std::optional<QPoint> lastPress() const override { return {}; }
+  std::optional<QPoint> press() const override { return {}; }
   void setContextMenu(QMenu*) override {}
 
   void becomeViewForm() {
@@ -128,6 +128,21 @@ TEST(StatusView, PressSendsTheActionOnceTargetAndActionAreSet) {
   EXPECT_EQ(presses, 2);
 }
 
+TEST(StatusView, OnlyTheLeftButtonPresses) {
+  ScriptedItem item(false);
+  StatusView view(&item);
+  QObject target;
+  int presses = 0;
+  view.setTarget(&target);
+  view.setAction([&] { ++presses; });
+  for (const Qt::MouseButton button : {Qt::RightButton, Qt::MiddleButton, Qt::BackButton}) {
+    QTest::mouseClick(&view, button);
+  }
+  EXPECT_EQ(presses, 0);
+  QTest::mouseClick(&view, Qt::LeftButton);
+  EXPECT_EQ(presses, 1);
+}
+
 TEST(StatusView, PressDoesNothingOnceTheTargetIsGone) {
   ScriptedItem item(false);
   StatusView view(&item);
@@ -138,6 +153,29 @@ TEST(StatusView, PressDoesNothingOnceTheTargetIsGone) {
   target.reset();
   QTest::mouseClick(&view, Qt::LeftButton);
   EXPECT_EQ(presses, 0);
+}
+
+TEST(StatusView, KeepsWhatItWasGiven) {
+  ScriptedItem item(true);
+  StatusView view(&item);
+  QObject target;
+  view.setTarget(&target);
+  view.setAction([] {});
+  view.setImage(TemplateImage("badge", {12, 12}));
+  EXPECT_EQ(view.item(), &item);
+  EXPECT_EQ(view.target(), &target);
+  EXPECT_TRUE(view.action());
+  EXPECT_EQ(view.image().name(), "badge");
+  EXPECT_EQ(item.fImage, "badge");
+}
+
+TEST(StatusView, IsInItsOwnWindowInTheViewForm) {
+  ScriptedItem item(false);
+  StatusView view(&item);
+  EXPECT_EQ(view.statusWindow(), nullptr);
+  view.show();
+  ASSERT_NE(view.statusWindow(), nullptr);
+  EXPECT_EQ(view.statusWindow(), view.windowHandle());
 }
 
 TEST(StatusView, SurvivesItsItem) {

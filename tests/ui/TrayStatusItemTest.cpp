@@ -29,32 +29,58 @@ class TrayStatusItemTest : public testing::Test {
   }
 
   TriggerFilter::Clock::time_point fNow{1h};
+  std::optional<QPoint> fPointer;
   TrayStatusItem fItem{{"vorn-test-symbolic", "vorn-test-inactive-symbolic", "Vorn Device Finder"},
-                       [this] { return fNow; }};
+                       19,
+                       [this] { return fNow; },
+                       [this] { return fPointer; }};
   StatusView fView{&fItem};
   QObject fTarget;
   int fPresses = 0;
 };
 
 TEST_F(TrayStatusItemTest, HasNoIconUntilAHostIsKnown) {
-  EXPECT_FALSE(fItem.attached());
   EXPECT_EQ(fItem.geometry(), QRect());
-  EXPECT_EQ(fItem.length(), 19);
 }
 
-TEST_F(TrayStatusItemTest, ButtonFormSendsPressesToTheAction) {
-  fItem.attach(TrayForm::Button);
-  EXPECT_TRUE(fItem.attached());
-  EXPECT_TRUE(fItem.hasButton());
+TEST_F(TrayStatusItemTest, IsAsLongAsItIsTold) {
+  const TrayStatusItem longer({}, 32);
+  EXPECT_EQ(longer.length(), 32);
+  EXPECT_EQ(fView.width(), 19);
+}
+
+/// What holds in both forms.
+class TrayStatusItemForms : public TrayStatusItemTest, public testing::WithParamInterface<TrayForm> {
+ protected:
+  TrayStatusItemForms() { fItem.attach(GetParam()); }
+};
+
+INSTANTIATE_TEST_SUITE_P(Both, TrayStatusItemForms, testing::Values(TrayForm::Button, TrayForm::View));
+
+TEST_P(TrayStatusItemForms, SendAPressToTheAction) {
+  EXPECT_EQ(fItem.hasButton(), GetParam() == TrayForm::Button);
   fItem.activated(QSystemTrayIcon::Trigger);
   EXPECT_EQ(fPresses, 1);
 }
 
-TEST_F(TrayStatusItemTest, ViewFormSendsPressesToTheView) {
-  fItem.attach(TrayForm::View);
-  EXPECT_FALSE(fItem.hasButton());
+TEST_P(TrayStatusItemForms, SendNothingWithoutATarget) {
+  fView.setTarget(nullptr);
   fItem.activated(QSystemTrayIcon::Trigger);
-  EXPECT_EQ(fPresses, 1);
+  EXPECT_EQ(fPresses, 0);
+}
+
+TEST_P(TrayStatusItemForms, KnowThePressOnlyWhileItIsHandled) {
+  std::optional<QPoint> seen;
+  fView.setAction([&] { seen = fItem.press(); });
+  fPointer = QPoint(900, 10);
+  EXPECT_FALSE(fItem.press());
+  fItem.activated(QSystemTrayIcon::Trigger);
+  EXPECT_EQ(seen, QPoint(900, 10));
+  EXPECT_FALSE(fItem.press()) << "what is asked for later is not asked for by this press";
+  fPointer.reset();
+  fNow += 1s;
+  fItem.activated(QSystemTrayIcon::Trigger);
+  EXPECT_FALSE(seen);
 }
 
 TEST_F(TrayStatusItemTest, FormDoesNotChangeOnceAttached) {
@@ -98,17 +124,17 @@ TEST_F(TrayStatusItemTest, TheClickThatTookTheFocusDoesNotReopen) {
   EXPECT_EQ(fPresses, 1);
 }
 
-TEST_F(TrayStatusItemTest, PressWithoutTargetDoesNothing) {
-  fItem.attach(TrayForm::Button);
-  fView.setTarget(nullptr);
-  fItem.activated(QSystemTrayIcon::Trigger);
-  EXPECT_EQ(fPresses, 0);
-}
-
-TEST_F(TrayStatusItemTest, WhereThePressWasIsUnknownWithoutX11) {
-  fItem.attach(TrayForm::Button);
-  fItem.activated(QSystemTrayIcon::Trigger);
-  EXPECT_FALSE(fItem.lastPress());
+TEST_F(TrayStatusItemTest, WhereAPressIsIsUnknownWithoutX11) {
+  TrayStatusItem item({}, 19);
+  StatusView view(&item);
+  int presses = 0;
+  view.setTarget(&fTarget);
+  view.setAction([&] {
+    ++presses;
+    EXPECT_FALSE(item.press());
+  });
+  item.activated(QSystemTrayIcon::Trigger);
+  EXPECT_EQ(presses, 1);
 }
 
 TEST_F(TrayStatusItemTest, ButtonIconIsDimmedWhileNothingIsListed) {
