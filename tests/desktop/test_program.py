@@ -6,7 +6,7 @@ from conftest import CONTROL_ROOM, LIVE_ROOM
 
 SWITCH = "Attic, AVB switch, firmware 3.0.4+12"
 SETTINGS = ".config/vorn-device-finder/settings.conf"
-LAUNCH_AT_LOGIN, SHOW_SWITCHES, NOTIFY = 1, 2, 3  # places in the settings menu
+LAUNCH_AT_LOGIN, SHOW_SWITCHES, NOTIFY, QUIT = 1, 2, 3, 4  # places in the settings menu
 
 
 def login_entry(finder):
@@ -29,6 +29,12 @@ def test_an_update_is_told_of_once(finder):
     finder.desktop.start_notices()
     finder.start()
     finder.wait(lambda: finder.desktop.notices_shown() == 1, "the notice")
+    finder.end()
+    finder.start()
+    assert finder.launch().wait(20) == 0  # shows the panel
+    finder.wait(lambda: LIVE_ROOM in finder.rows(), "the update mark, which comes after the notices")
+    time.sleep(1)  # long enough for a notice to reach the screen
+    assert finder.desktop.notices_shown() == 1
     finder.end()
     finder.studio.do("publish", model="Vorn 16A", version="1.4.3+320")
     finder.start()
@@ -80,6 +86,16 @@ def test_a_second_start_shows_the_panel_and_leaves(finder):
     assert finder.launch(program=finder.application.launcher).wait(20) == 0
     finder.click_item()  # had the launcher opened the panel, this click would close it
     finder.wait_until_open()
+
+
+def test_the_panels_own_entry_ends_the_program(finder):
+    finder.desktop.start_xfce_panel()
+    finder.start_and_find()
+    finder.open_panel()
+    finder.desktop.click(*finder.panel().named("Settings").middle)
+    finder.wait(lambda: len(finder.desktop.windows("^vorn-device-finder$")) > 1, "the settings menu")
+    finder.desktop.key(*["Down"] * QUIT, "Return")
+    assert finder.process.wait(20) == 0
 
 
 def test_it_ends_within_a_second_while_units_hang(finder):
