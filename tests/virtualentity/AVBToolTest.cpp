@@ -1,7 +1,6 @@
 // The control against a real tool: scripts in a folder that leads the PATH.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <stdlib.h>
 
 #include <chrono>
 #include <filesystem>
@@ -14,6 +13,7 @@
 #include "platform/linux/DispatchLinux.h"
 #include "tests/platform/OpenDescriptors.h"
 #include "tests/platform/Processes.h"
+#include "tests/support/TemporaryFolder.h"
 #include "tests/virtualentity/Scripted.h"
 #include "virtualentity/InterfaceReport.h"
 #include "virtualentity/MacVirtualEntity.h"
@@ -34,11 +34,9 @@ bool IsGone(const std::string& process) {
 class AVBToolTest : public testing::Test {
  protected:
   AVBToolTest() {
-    std::string pattern = std::filesystem::temp_directory_path() / "vorn-tool-XXXXXX";
-    fFolder = ::mkdtemp(pattern.data());
-    fTool.path = fFolder / "avbutil";
-    fTool.environment["PATH"] = fFolder.string() + ":/usr/bin:/bin";
-    fTool.environment["FOLDER"] = fFolder.string();
+    fTool.path = fFolder.Path() / "avbutil";
+    fTool.environment["PATH"] = fFolder.Path().string() + ":/usr/bin:/bin";
+    fTool.environment["FOLDER"] = fFolder.Path().string();
     fTool.patience = 3s;  // for loaded machines; where the tool is late anyway, tests shorten it
     fServices.fServices = std::vector<vorn::NetworkService>{{"Ethernet", "en0"}, {"Stage", "en5"}};
     fCapability.fAnswers = {{"en0", vorn::AVBCapability::Answer::kCapable},
@@ -47,7 +45,6 @@ class AVBToolTest : public testing::Test {
   ~AVBToolTest() override {
     fDispatch.reset();
     EXPECT_FALSE(HasAnyChild());
-    std::filesystem::remove_all(fFolder);
   }
 
   void Script(const std::string& body) {
@@ -63,11 +60,11 @@ class AVBToolTest : public testing::Test {
   }
 
   std::string Read(const std::string& name) {
-    std::ifstream file(fFolder / name);
+    std::ifstream file(fFolder.Path() / name);
     return {std::istreambuf_iterator<char>(file), {}};
   }
 
-  std::filesystem::path fFolder;
+  vorn::testing::TemporaryFolder fFolder;
   vorn::AVBTool fTool;
   vorn::ChildProcessLauncherLinux fLauncher;
   ScriptedServices fServices;
