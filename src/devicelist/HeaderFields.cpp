@@ -11,12 +11,6 @@ bool IsBlank(char c) {
   return c == ' ' || c == '\t';
 }
 
-std::string_view Trim(std::string_view text) {
-  while (!text.empty() && IsBlank(text.front())) text.remove_prefix(1);
-  while (!text.empty() && IsBlank(text.back())) text.remove_suffix(1);
-  return text;
-}
-
 std::string_view WithoutLineEnd(std::string_view line) {
   if (!line.empty() && line.back() == '\n') line.remove_suffix(1);
   if (!line.empty() && line.back() == '\r') line.remove_suffix(1);
@@ -39,7 +33,7 @@ vorn::optional<HeaderFields::Field> HeaderFields::Parse(std::string_view line) {
   const auto colon = line.find(':');
   if (colon == std::string_view::npos || colon == 0) return {};
   const auto name = line.substr(0, colon);
-  const auto value = Trim(line.substr(colon + 1));
+  const auto value = vorn::Trimmed(line.substr(colon + 1));
   if (!std::all_of(name.begin(), name.end(), IsNameByte)) return {};
   if (!std::all_of(value.begin(), value.end(), IsValueByte)) return {};
   return Field{std::string(name), std::string(value)};
@@ -47,7 +41,7 @@ vorn::optional<HeaderFields::Field> HeaderFields::Parse(std::string_view line) {
 
 void HeaderFields::AddLine(std::string_view line) {
   if (!line.empty() && IsBlank(line.front())) {
-    const auto more = Trim(WithoutLineEnd(line));
+    const auto more = vorn::Trimmed(WithoutLineEnd(line));
     if (!fCanFold || !std::all_of(more.begin(), more.end(), IsValueByte)) return;
     auto& value = fFields.back().value;
     if (!value.empty() && !more.empty()) value += ' ';

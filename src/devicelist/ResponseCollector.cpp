@@ -18,11 +18,9 @@ bool IsBlankLine(std::string_view line) {
 /// Takes the next element off a comma-separated list, without white space.
 std::string_view NextElement(std::string_view& list) {
   const auto comma = list.find(',');
-  auto element = list.substr(0, comma);
+  const auto element = vorn::Trimmed(list.substr(0, comma));
   list = comma == std::string_view::npos ? std::string_view() : list.substr(comma + 1);
-  const auto first = element.find_first_not_of(" \t");
-  if (first == std::string_view::npos) return {};
-  return element.substr(first, element.find_last_not_of(" \t") - first + 1);
+  return element;
 }
 
 bool IsAskedFor(std::string_view coding) {

@@ -2,6 +2,8 @@
 
 #include <string_view>
 
+#include "foundation/Hex.h"
+
 namespace DeviceList {
 namespace {
 
@@ -14,7 +16,6 @@ bool StaysAsItIs(char c) {
 }  // namespace
 
 std::string URLEncode(const std::string& text) {
-  constexpr char kDigits[] = "0123456789abcdef";
   std::string encoded;
   encoded.reserve(text.size());
   for (const char c : text) {
@@ -22,10 +23,8 @@ std::string URLEncode(const std::string& text) {
       encoded += c;
       continue;
     }
-    const auto byte = static_cast<unsigned char>(c);
     encoded += '%';
-    encoded += kDigits[byte >> 4];
-    encoded += kDigits[byte & 0xf];
+    vorn::AppendHex(encoded, c, vorn::kSmallHexDigits);
   }
   return encoded;
 }

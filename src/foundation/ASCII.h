@@ -21,6 +21,14 @@ namespace vorn {
   return true;
 }
 
+/// The part of the text between the blanks at its ends.
+[[nodiscard]] constexpr std::string_view Trimmed(std::string_view text,
+                                                 std::string_view blanks = " \t") noexcept {
+  const auto first = text.find_first_not_of(blanks);
+  if (first == std::string_view::npos) return {};
+  return text.substr(first, text.find_last_not_of(blanks) - first + 1);
+}
+
 [[nodiscard]] inline std::string LowerASCII(std::string_view text) {
   std::string lower(text);
   for (char& c : lower) c = ToLowerASCII(c);

@@ -19,6 +19,11 @@ std::string PrintableAscii(const std::string& text) {
 
 }  // namespace
 
+std::string Excerpt(const std::string& text) {
+  constexpr std::size_t kLongest = 200;
+  return text.substr(0, kLongest);
+}
+
 void WriteToConsole(const std::string& message) {
   const std::string line = std::string(program_invocation_short_name) + ": " + PrintableAscii(message) + "\n";
   std::fwrite(line.data(), 1, line.size(), stderr);

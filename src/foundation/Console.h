@@ -11,4 +11,7 @@ namespace vorn {
 /// thread; output errors are ignored.
 void WriteToConsole(const std::string& message);
 
+/// What a message quotes of a stranger's text: its first 200 bytes.
+[[nodiscard]] std::string Excerpt(const std::string& text);
+
 }  // namespace vorn

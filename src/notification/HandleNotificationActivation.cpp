@@ -4,11 +4,6 @@
 #include "notification/WebAddress.h"
 
 namespace Notification {
-namespace {
-
-constexpr std::size_t kMaxQuotedLength = 200;
-
-}  // namespace
 
 void HandleNotificationActivation(const vorn::UserNotification& notification,
                                   vorn::NotificationCenter& center, vorn::UrlOpener& opener) {
@@ -21,7 +16,7 @@ void HandleNotificationActivation(const vorn::UserNotification& notification,
 void HandleNotificationActivation(const std::string& address, const std::string& activationToken,
                                   vorn::UrlOpener& opener) {
   if (!IsWebAddress(address)) {
-    vorn::WriteToConsole("Not a web address, not opened: " + address.substr(0, kMaxQuotedLength));
+    vorn::WriteToConsole("Not a web address, not opened: " + vorn::Excerpt(address));
     return;
   }
   opener.Open(address, activationToken);

@@ -1,19 +1,15 @@
 #include "virtualentity/ActiveInterfaces.h"
 
 #include <cstddef>
+#include <string_view>
 
+#include "foundation/ASCII.h"
 #include "foundation/UTF8Text.h"
 
 namespace vorn {
 namespace {
 
 constexpr const char* kListing = "avbutil --virtual-audio list | awk 'f;/interface/{f=1}'";
-
-std::string Trimmed(const std::string& text) {
-  const auto first = text.find_first_not_of(" \t");
-  if (first == std::string::npos) return {};
-  return text.substr(first, text.find_last_not_of(" \t") - first + 1);
-}
 
 }  // namespace
 
@@ -28,7 +24,7 @@ optional<std::vector<std::string>> ReadActiveInterfaces(const ChildOutput& answe
   const std::string text = WithoutLastCharacter(answer.output);  // the final newline
   for (std::size_t start = 0; start != std::string::npos;) {
     const auto end = text.find('\n', start);
-    names.push_back(Trimmed(text.substr(start, end - start)));
+    names.emplace_back(Trimmed(std::string_view(text).substr(start, end - start)));
     start = end == std::string::npos ? end : end + 1;
   }
   return names;

@@ -31,5 +31,10 @@ TEST(ConsoleTest, ReplacesBytesThatMayBeControlsOfTheUpperRange) {
             kProgram + ": a?2Jb???\n");
 }
 
+TEST(ConsoleTest, QuotesTheFirst200BytesOfAText) {
+  EXPECT_EQ(Excerpt("short"), "short");
+  EXPECT_EQ(Excerpt(std::string(201, 'x')), std::string(200, 'x'));
+}
+
 }  // namespace
 }  // namespace vorn

@@ -2,16 +2,15 @@
 
 #include <algorithm>
 
+#include "foundation/ASCII.h"
+
 namespace vorn {
 namespace {
 
 constexpr char kGroup[] = "[Desktop Entry]";
 
-std::string_view Trimmed(std::string_view text) {
-  const auto isBlank = [](char c) { return c == ' ' || c == '\t' || c == '\r'; };
-  while (!text.empty() && isBlank(text.front())) text.remove_prefix(1);
-  while (!text.empty() && isBlank(text.back())) text.remove_suffix(1);
-  return text;
+std::string_view WithoutBlanks(std::string_view text) {
+  return Trimmed(text, " \t\r");
 }
 
 bool IsControl(char c) {
@@ -32,15 +31,16 @@ optional<std::string> DesktopEntryValue(std::string_view file, std::string_view 
   optional<std::string> value;
   bool inGroup = false;
   while (!file.empty()) {
-    const auto line = Trimmed(NextLine(file));
+    const auto line = WithoutBlanks(NextLine(file));
     if (line.empty() || line.front() == '#') continue;
     if (line.front() == '[') {
       inGroup = line == kGroup;
       continue;
     }
     const auto equals = line.find('=');
-    if (!inGroup || equals == std::string_view::npos || Trimmed(line.substr(0, equals)) != key) continue;
-    value = std::string(Trimmed(line.substr(equals + 1)));
+    if (!inGroup || equals == std::string_view::npos || WithoutBlanks(line.substr(0, equals)) != key)
+      continue;
+    value = std::string(WithoutBlanks(line.substr(equals + 1)));
   }
   return value;
 }

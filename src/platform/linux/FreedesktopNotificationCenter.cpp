@@ -89,7 +89,7 @@ void FreedesktopNotificationCenter::Impl::Deliver(const UserNotification& notifi
     return;
   }
   if (!fQueue.Add(notification, fOptions.now())) {
-    WriteToConsole("Too many notices, not shown: " + notification.title);
+    WriteToConsole("Too many notices, not shown: " + Excerpt(notification.title));
     return;
   }
   Pump();

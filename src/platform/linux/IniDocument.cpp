@@ -4,7 +4,8 @@
 #include <cstdint>
 #include <utility>
 
-#include "platform/linux/Hex.h"
+#include "foundation/ASCII.h"
+#include "foundation/Hex.h"
 #include "platform/linux/SettingsKey.h"
 
 namespace vorn {
@@ -13,14 +14,12 @@ namespace {
 constexpr std::string_view kBlanks = " \t\r";
 constexpr std::string_view kGeneral = "[General]";
 
-std::string_view Trimmed(std::string_view text) {
-  const auto first = text.find_first_not_of(kBlanks);
-  if (first == std::string_view::npos) return {};
-  return text.substr(first, text.find_last_not_of(kBlanks) - first + 1);
+std::string_view WithoutBlanks(std::string_view text) {
+  return Trimmed(text, kBlanks);
 }
 
 bool IsUnmistakable(std::string_view text) {
-  if (text.empty() || Trimmed(text) != text) return false;
+  if (text.empty() || WithoutBlanks(text) != text) return false;
   return std::all_of(text.begin(), text.end(), [](char c) {
     return static_cast<std::uint8_t>(c) >= 0x20 && c != 0x7f && c != '"' && c != ',' && c != '\\';
   });
@@ -59,7 +58,7 @@ std::string Written(const IniDocument::Value& value) {
 /// Takes a value apart from its front.
 class ValueReader {
  public:
-  explicit ValueReader(std::string_view rest) : fRest(Trimmed(rest)) {}
+  explicit ValueReader(std::string_view rest) : fRest(WithoutBlanks(rest)) {}
 
   [[nodiscard]] optional<IniDocument::Value> Read() {
     IniDocument::Value value;
@@ -68,10 +67,10 @@ class ValueReader {
       auto text = fRest.starts_with('"') ? ReadQuoted() : ReadPlain();
       if (!text) return {};
       value.push_back(std::move(*text));
-      fRest = Trimmed(fRest);
+      fRest = WithoutBlanks(fRest);
       if (fRest.empty()) return value;
       if (fRest.front() != ',') return {};
-      fRest = Trimmed(fRest.substr(1));
+      fRest = WithoutBlanks(fRest.substr(1));
     }
   }
 
@@ -79,7 +78,7 @@ class ValueReader {
   optional<std::string> ReadPlain() {
     const auto text = fRest.substr(0, fRest.find(','));
     fRest.remove_prefix(text.size());
-    return std::string(Trimmed(text));
+    return std::string(WithoutBlanks(text));
   }
 
   optional<std::string> ReadQuoted() {
@@ -150,7 +149,7 @@ optional<IniDocument> IniDocument::Parse(std::string_view text) {
 }
 
 bool IniDocument::AddLine(std::string_view text) {
-  const auto content = Trimmed(text);
+  const auto content = WithoutBlanks(text);
   Line line{std::string(text), {}};
   bool isGeneralContent = fIsInGeneral && !content.empty();
   if (content.starts_with('[')) {
@@ -161,7 +160,7 @@ bool IniDocument::AddLine(std::string_view text) {
   } else if (!content.empty() && content.front() != ';' && content.front() != '#') {
     const auto equals = content.find('=');
     if (equals == std::string_view::npos) return false;
-    std::string key(Trimmed(content.substr(0, equals)));
+    std::string key(WithoutBlanks(content.substr(0, equals)));
     if (fIsInGeneral && DecodeSettingsKey(key)) {
       fLineOfKey[key] = fLines.size();
       line.key = std::move(key);

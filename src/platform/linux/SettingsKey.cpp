@@ -1,6 +1,6 @@
 #include "platform/linux/SettingsKey.h"
 
-#include "platform/linux/Hex.h"
+#include "foundation/Hex.h"
 
 namespace vorn {
 namespace {

@@ -36,7 +36,7 @@ QProcessEnvironment BrowserEnvironment(const std::string& activationToken) {
 
 void XdgUrlOpener::Open(const std::string& url, const std::string& activationToken) {
   if (!IsSafeArgument(url)) {
-    WriteToConsole("Not an address, not opened: " + url);
+    WriteToConsole("Not an address, not opened: " + Excerpt(url));
     return;
   }
   QProcess browser;

@@ -5,12 +5,14 @@
 
 namespace vorn {
 
-/// Appends the byte's two hexadecimal digits, in capitals.
-inline void AppendHex(std::string& text, char c) {
-  constexpr char kDigits[] = "0123456789ABCDEF";
+inline constexpr char kCapitalHexDigits[] = "0123456789ABCDEF";
+inline constexpr char kSmallHexDigits[] = "0123456789abcdef";
+
+/// Appends the byte's two hexadecimal digits, written with one of the above.
+inline void AppendHex(std::string& text, char c, const char* digits = kCapitalHexDigits) {
   const auto byte = static_cast<std::uint8_t>(c);
-  text += kDigits[byte >> 4U];
-  text += kDigits[byte & 0xFU];
+  text += digits[byte >> 4U];
+  text += digits[byte & 0xFU];
 }
 
 /// The value of a hexadecimal digit of either case; -1 when it is none.
