@@ -8,6 +8,8 @@
 #include <stdexcept>
 #include <utility>
 
+#include "devicelist/HostAlias.h"
+
 namespace DeviceList {
 namespace {
 
@@ -57,29 +59,6 @@ std::size_t TakeBody(char* bytes, std::size_t size, std::size_t count, void* col
 template <typename T>
 void Set(CURL* handle, CURLoption option, T value) {
   if ((curl_easy_setopt)(handle, option, value) != CURLE_OK) throw std::runtime_error("HTTP option refused");
-}
-
-/// The name under which the client is asked for a pinned host: its own, but
-/// for two kinds. One beyond ASCII the client would take for an
-/// internationalised one and look up another spelling of it, while multicast
-/// DNS has such names as they stand. A "-" in front would turn the entry for
-/// the client's table into one to be taken back.
-std::string AliasOf(const std::string& host) {
-  constexpr char kDigits[] = "0123456789abcdef";
-  const bool isPlain = host.front() != '-' && std::all_of(host.begin(), host.end(), [](char c) {
-                         return static_cast<unsigned char>(c) < 0x80;
-                       });
-  if (isPlain) return host;
-  std::string alias = "alias";
-  for (const char c : host) {
-    const auto byte = static_cast<unsigned char>(c);
-    if (byte < 0x80) {
-      alias += c;
-    } else {
-      alias += {'-', kDigits[byte >> 4], kDigits[byte & 0xf]};
-    }
-  }
-  return alias;
 }
 
 /// The line that sends the tag; empty for none. A tag with a byte that would
@@ -221,7 +200,7 @@ void CurlTransfer::SetDestination(const Request& request) {
   const Url& url = request.url;
   std::vector<std::string> fields;
   if (const auto tag = TagField(request.etag); !tag.empty()) fields.push_back(tag);
-  const std::string alias = request.addresses.empty() ? url.host : AliasOf(url.host);
+  const std::string alias = request.addresses.empty() ? url.host : HostAliasOf(url.host);
   if (alias == url.host) {
     Set(fHandles->easy.get(), CURLOPT_URL, url.text.c_str());
   } else {
