@@ -3,6 +3,7 @@
 #include <sys/eventfd.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cerrno>
 #include <csignal>
 #include <cstdint>
@@ -14,7 +15,9 @@ namespace {
 
 constexpr int kSignals[] = {SIGTERM, SIGINT, SIGHUP};
 
-volatile std::sig_atomic_t gWakeup = -1;
+// Any thread may be the one that takes a signal.
+std::atomic<int> gWakeup = -1;
+static_assert(std::atomic<int>::is_always_lock_free);
 
 void HandleSignals(void (*handler)(int)) {
   struct sigaction action {};
@@ -30,28 +33,29 @@ extern "C" void OnSignal(int) {
   errno = savedError;
 }
 
-FileDescriptor MakeWakeup() {
-  FileDescriptor wakeup(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK));
-  if (!wakeup) throw std::system_error(errno, std::generic_category(), "eventfd");
-  return wakeup;
+// Never closed: another thread may still be about to write to it.
+int Wakeup() {
+  if (gWakeup < 0) gWakeup = ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
+  if (gWakeup < 0) throw std::system_error(errno, std::generic_category(), "eventfd");
+  std::uint64_t late = 0;
+  [[maybe_unused]] const auto ignored = ::read(gWakeup, &late, sizeof late);
+  return gWakeup;
 }
 
 }  // namespace
 
 TerminationSignals::TerminationSignals(std::function<void()> onTerminate)
-    : fWakeup(MakeWakeup()), fNotifier(fWakeup.Get(), QSocketNotifier::Read) {
+    : fNotifier(Wakeup(), QSocketNotifier::Read) {
   QObject::connect(&fNotifier, &QSocketNotifier::activated, &fNotifier,
                    [this, call = std::move(onTerminate)] {
                      fNotifier.setEnabled(false);
                      call();
                    });
-  gWakeup = fWakeup.Get();
   HandleSignals(OnSignal);
 }
 
 TerminationSignals::~TerminationSignals() {
   HandleSignals(SIG_DFL);
-  gWakeup = -1;
 }
 
 }  // namespace vorn::app

@@ -3,8 +3,6 @@
 #include <QSocketNotifier>
 #include <functional>
 
-#include "foundation/FileDescriptor.h"
-
 namespace vorn::app {
 
 /// Turns SIGTERM, SIGINT and SIGHUP into a call on the main thread. A second
@@ -20,7 +18,6 @@ class TerminationSignals {
   TerminationSignals& operator=(const TerminationSignals&) = delete;
 
  private:
-  FileDescriptor fWakeup;
   QSocketNotifier fNotifier;
 };
 
