@@ -6,6 +6,7 @@ import pathlib
 import subprocess
 
 from vorndesktop import Picture, VirtualDesktop, wait_until
+from vorndesktop.processes import DesktopError
 
 POINTER = os.environ.get("VORN_VIRTUAL_POINTER", "")
 NOBODY = 65534  # sway does not run for root
@@ -82,6 +83,24 @@ class SwayDesktop(VirtualDesktop):
     def click(self, x, y, button=1):
         self.move(x, y)
         self._tell(f"click {button}")
+
+    def rest_on_item(self, x, y):
+        """Points at an item of the bar until its tool tip shows: only then does the bar take clicks there."""
+        before = self._below_bar()
+
+        def shows_tool_tip():
+            self.move(x, y)
+            try:
+                wait_until(lambda: self._below_bar().greatest_difference(before) > 20, "the tool tip", 3)
+            except DesktopError:
+                self.move(self.width // 2, self.height // 2)  # and in again: the bar was still arranging itself
+                return False
+            return True
+
+        wait_until(shows_tool_tip, "the tool tip of the bar's item")
+
+    def _below_bar(self):
+        return self.picture(0, BAR_HEIGHT, self.width, self.height - BAR_HEIGHT)
 
     def _tell(self, line):
         self._pointer.stdin.write(line + "\n")

@@ -6,7 +6,6 @@ from conftest import CONTROL_ROOM, LIVE_ROOM, UNITS
 from finder import Finder
 from swaydesktop import SwayDesktop
 from vornstudio import Studio
-from vorndesktop.processes import DesktopError
 
 
 @pytest.fixture
@@ -28,13 +27,13 @@ def row_middle(finder, beginning):
     return x + row_x, y + row_y
 
 
-def open_panel(finder):
-    """By a click, and by another where the bar was still arranging its items at the first."""
+def click_item(finder):
+    finder.desktop.rest_on_item(*finder.place)
     finder.click_item()
-    try:
-        finder.wait(lambda: finder.window() and finder.panel(), "the panel", timeout=15)
-    except DesktopError:
-        finder.click_item()
+
+
+def open_panel(finder):
+    click_item(finder)
     finder.wait_until_open()
 
 
@@ -47,7 +46,7 @@ def test_the_item_is_shown_and_the_panel_floats_toggles_closes_and_opens_pages(f
     finder.wait(lambda: finder.rows() == [CONTROL_ROOM, LIVE_ROOM], "both units")
     assert finder.window()["type"] == "floating_con"
     assert desktop.geometry(finder.window())[2] < desktop.width // 2
-    finder.click_item()
+    click_item(finder)
     finder.wait_until_closed()
 
     open_panel(finder)
