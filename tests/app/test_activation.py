@@ -78,7 +78,7 @@ def test_the_launcher_never_shows_the_panel(desktop):
 def test_a_start_right_after_the_end_runs(desktop):
     first = desktop.start_and_wait_until_it_runs()
     first.terminate()
-    assert first.wait(5) == 0
+    assert first.wait(5) == 0, desktop.console()
     second = desktop.start()
     assert eventually(desktop.is_running)
     assert second.poll() is None
@@ -89,7 +89,7 @@ def test_it_runs_without_a_session_bus(desktop):
     assert eventually(desktop.has_started), desktop.console()
     assert program.poll() is None
     program.terminate()
-    assert program.wait(5) == 0
+    assert program.wait(5) == 0, desktop.console()
 
 
 # --- requests to the running program ----------------------------------------
@@ -252,7 +252,7 @@ def test_a_signal_ends_it_within_a_second(desktop, number):
     program = desktop.start_and_wait_until_it_runs()
     begun = time.monotonic()
     program.send_signal(number)
-    assert program.wait(5) == 0
+    assert program.wait(5) == 0, desktop.console()
     assert time.monotonic() - begun < 1.5  # the rule, and a busy machine's share
 
 
@@ -261,18 +261,18 @@ def test_a_signal_ends_it_with_the_panel_open(desktop):
     desktop.activate()
     assert eventually(desktop.panel_is_visible)
     program.terminate()
-    assert program.wait(5) == 0
+    assert program.wait(5) == 0, desktop.console()
 
 
 def test_the_first_run_enables_the_login_item_and_no_later_one_does(desktop):
     program = desktop.start_and_wait_until_it_runs()
     assert f'Exec="{LAUNCHER}"' in desktop.login_item().read_text()
     program.terminate()
-    assert program.wait(5) == 0
+    assert program.wait(5) == 0, desktop.console()
     desktop.login_item().unlink()
     again = desktop.start_and_wait_until_it_runs()
     again.terminate()
-    assert again.wait(5) == 0
+    assert again.wait(5) == 0, desktop.console()
     assert not desktop.login_item().exists()
 
 
