@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "devicelist/DevicePoller.h"
+#include "tests/devicelist/PollerState.h"
 #include "tests/support/Eventually.h"
 #include "tests/support/LoopbackServer.h"
 
@@ -19,8 +20,10 @@ namespace {
 
 using namespace std::chrono_literals;
 using namespace std::string_literals;
+using testing::Becomes;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
+using testing::StateOf;
 using vorn::testing::Eventually;
 using vorn::testing::Exchange;
 using vorn::testing::LoopbackServer;
@@ -38,8 +41,8 @@ const std::string kUid = "0001f2fffe012345";
 std::string Json(const std::string& value) {
   return "{\"value\":\"" + value + "\"}";
 }
-std::string Shown(const Text& text) {
-  return text ? *text : "(none)";
+std::string PathOf(const std::string& what) {
+  return "/datastore/avb/" + kUid + "/" + what;
 }
 
 /// A unit as it should be; each test spoils what it is about.
@@ -53,18 +56,8 @@ class DevicePollerTest : public ::testing::Test {
     fUnit.Reply(PathOf("entity_name"), 200, Json("Stage Left"), {"ETag: \"t1\""});
   }
 
-  [[nodiscard]] static std::string PathOf(const std::string& what) {
-    return "/datastore/avb/" + kUid + "/" + what;
-  }
   [[nodiscard]] Entry MakeEntry() const {
     return Entry{Text("announced"), kTypeDevice, fUnit.Url("/"), kUid};
-  }
-  [[nodiscard]] static std::string StateOf(const Poller& poller) {
-    return Shown(poller.GetName()) + " " + Shown(poller.GetModelID()) + " " +
-           Shown(poller.GetFirmwareVersion());
-  }
-  [[nodiscard]] static bool Becomes(const Poller& poller, const std::string& state) {
-    return Eventually([&] { return StateOf(poller) == state; });
   }
 
   LoopbackServer fUnit;
@@ -232,7 +225,9 @@ struct Fault {
   bool hides;
 };
 
-TEST_F(DevicePollerTest, HidesAUnitWithoutAnAnswerAndRevertsForOneThatDoesNotFit) {
+constexpr char kCaps[] = "/datastore/ext/caps/avb";
+
+std::vector<Fault> Faults() {
   const auto reply = [](int status, const std::string& body) {
     return [=](Exchange& exchange) { exchange.Reply(status, body); };
   };
@@ -243,8 +238,7 @@ TEST_F(DevicePollerTest, HidesAUnitWithoutAnAnswerAndRevertsForOneThatDoesNotFit
     }
   };
   const auto elsewhere = [](Exchange& exchange) { exchange.Reply(302, {}, {"Location: http://127.0.0.9/"}); };
-  const std::string caps = "/datastore/ext/caps/avb";
-  const std::vector<Fault> faults = {
+  return {
       {"wrong API", "/apiversion", reply(200, "1.0"), false},
       {"short API", "/apiversion", reply(200, "0"), false},
       {"no API", "/apiversion", reply(200, ""), false},
@@ -253,12 +247,12 @@ TEST_F(DevicePollerTest, HidesAUnitWithoutAnAnswerAndRevertsForOneThatDoesNotFit
       {"API no answer", "/apiversion", broken, true},
       {"API endless", "/apiversion", endless, true},
       {"API elsewhere", "/apiversion", elsewhere, true},
-      {"wrong datastore", caps, reply(200, Json("1.0")), false},
-      {"datastore no JSON", caps, reply(200, "0.1"), false},
-      {"datastore no value", caps, reply(200, "{}"), false},
-      {"datastore number", caps, reply(200, "{\"value\":0.1}"), false},
-      {"datastore status", caps, reply(500, Json("0.1")), false},
-      {"datastore no answer", caps, broken, true},
+      {"wrong datastore", kCaps, reply(200, Json("1.0")), false},
+      {"datastore no JSON", kCaps, reply(200, "0.1"), false},
+      {"datastore no value", kCaps, reply(200, "{}"), false},
+      {"datastore number", kCaps, reply(200, "{\"value\":0.1}"), false},
+      {"datastore status", kCaps, reply(500, Json("0.1")), false},
+      {"datastore no answer", kCaps, broken, true},
       {"model no value", PathOf("model_name"), reply(200, "{}"), false},
       {"model status", PathOf("model_name"), reply(404, Json("x")), false},
       {"model no answer", PathOf("model_name"), broken, true},
@@ -268,7 +262,10 @@ TEST_F(DevicePollerTest, HidesAUnitWithoutAnAnswerAndRevertsForOneThatDoesNotFit
       {"name 404", PathOf("entity_name"), reply(404, ""), false},
       {"name no answer", PathOf("entity_name"), broken, true},
   };
-  for (const auto& fault : faults) {
+}
+
+TEST_F(DevicePollerTest, HidesAUnitWithoutAnAnswerAndRevertsForOneThatDoesNotFit) {
+  for (const auto& fault : Faults()) {
     // Two rounds good, then the fault, then a silent unit: what stays is the fault's state.
     LoopbackServer unit;
     std::atomic<bool> spoil{false};
@@ -282,7 +279,7 @@ TEST_F(DevicePollerTest, HidesAUnitWithoutAnAnswerAndRevertsForOneThatDoesNotFit
       });
     };
     good("/apiversion", "0.1");
-    good(caps, Json("0.2"));
+    good(kCaps, Json("0.2"));
     good(PathOf("model_name"), Json("ab12"));
     good(PathOf("firmware_version"), Json("1.2.3+4"));
     good(PathOf("entity_name"), Json("Stage Left"));

@@ -8,6 +8,7 @@
 #include <thread>
 
 #include "devicelist/SwitchPoller.h"
+#include "tests/devicelist/PollerState.h"
 #include "tests/support/Eventually.h"
 #include "tests/support/LoopbackServer.h"
 
@@ -16,7 +17,9 @@ namespace {
 
 using namespace std::chrono_literals;
 using namespace std::string_literals;
+using testing::Becomes;
 using ::testing::IsEmpty;
+using testing::Shown;
 using vorn::testing::Eventually;
 using vorn::testing::Exchange;
 using vorn::testing::LoopbackServer;
@@ -27,20 +30,9 @@ using Text = vorn::optional<std::string>;
 constexpr auto kQuick = 5ms;
 constexpr auto kOnce = 1h;
 
-std::string Shown(const Text& text) {
-  return text ? *text : "(none)";
-}
-
 class SwitchPollerTest : public ::testing::Test {
  protected:
   [[nodiscard]] Entry MakeEntry() const { return Entry{Text("Switch 1"), kTypeSwitch, fUnit.Url("/"), "u1"}; }
-  [[nodiscard]] static bool Becomes(const Poller& poller, const std::string& state) {
-    return Eventually([&] {
-      return Shown(poller.GetName()) + " " + Shown(poller.GetModelID()) + " " +
-                 Shown(poller.GetFirmwareVersion()) ==
-             state;
-    });
-  }
 
   LoopbackServer fUnit;
 };
