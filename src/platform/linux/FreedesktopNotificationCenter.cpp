@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "foundation/Console.h"
+#include "platform/linux/GuardedJob.h"
 #include "platform/linux/NoticeQueue.h"
 #include "platform/linux/NotificationServer.h"
 
@@ -18,7 +19,9 @@ constexpr qsizetype kMaxTokenLength = 1000;
 
 // A stranger's bytes as text that the bus takes: its strings end at a NUL.
 QString PresentableText(const std::string& bytes) {
-  QString text = QString::fromUtf8(bytes.data(), static_cast<qsizetype>(bytes.size()));
+  constexpr qsizetype kLongestCharacter = 4;  // bytes; what lies beyond is cut anyway
+  const auto size = std::min(static_cast<qsizetype>(bytes.size()), (kMaxTextLength + 1) * kLongestCharacter);
+  QString text = QString::fromUtf8(bytes.data(), size);
   text.replace(QChar(QChar::Null), QChar(QChar::ReplacementCharacter));
   if (text.size() > kMaxTextLength) text = text.left(kMaxTextLength - 1) + QChar(0x2026);
   return text;
@@ -69,7 +72,7 @@ FreedesktopNotificationCenter::Impl::Impl(const Identity& identity, Options opti
                PresentableText(identity.iconName)},
               MakeHandlers()) {
   fTimer.setSingleShot(true);
-  QObject::connect(&fTimer, &QTimer::timeout, &fTimer, [this] { Pump(); });
+  QObject::connect(&fTimer, &QTimer::timeout, &fTimer, [this] { RunGuarded([this] { Pump(); }); });
 }
 
 NotificationServer::Handlers FreedesktopNotificationCenter::Impl::MakeHandlers() {
@@ -145,10 +148,10 @@ void FreedesktopNotificationCenter::Impl::Send(const NoticeQueue::Sending& sendi
   notice.body = PresentableText(notification.informativeText);
   if (fCapabilities->contains(QLatin1String("body-markup"))) notice.body = notice.body.toHtmlEscaped();
   notice.hasSound = notification.playsDefaultSound && fCapabilities->contains(QLatin1String("sound"));
-  ++fInFlight;
   fServer.Notify(notice, [this, identifier = notification.identifier](Answer answer, std::uint32_t serverId) {
     OnNotified(identifier, answer, serverId);
   });
+  ++fInFlight;  // the answer comes through the event loop, never before
 }
 
 void FreedesktopNotificationCenter::Impl::OnNotified(std::uint64_t identifier, Answer answer,

@@ -14,9 +14,9 @@ void LogFailure(const char* what) noexcept {
 
 }  // namespace
 
-void RunGuarded(const std::function<void()>& job) noexcept {
+void LogFailedJob() noexcept {
   try {
-    job();
+    throw;
   } catch (const std::exception& failure) {
     LogFailure(failure.what());
   } catch (...) {

@@ -7,7 +7,7 @@
 #include <utility>
 
 #include "NotificationsProxy.h"
-#include "foundation/Console.h"
+#include "platform/linux/GuardedJob.h"
 
 namespace vorn {
 namespace {
@@ -45,16 +45,6 @@ NotificationServer::Answer AnswerOf(const QDBusMessage& reply, bool isLate) {
   }
 }
 
-// No exception may pass through the toolkit's event loop.
-template <typename Function, typename... Arguments>
-void CallGuarded(const Function& function, Arguments&&... arguments) {
-  try {
-    function(std::forward<Arguments>(arguments)...);
-  } catch (const std::exception& error) {
-    WriteToConsole(std::string("Notice not handled: ") + error.what());
-  }
-}
-
 }  // namespace
 
 NotificationServer::NotificationServer(const std::string& address, std::chrono::milliseconds timeout,
@@ -80,19 +70,19 @@ void NotificationServer::Connect() {
       std::make_unique<QDBusServiceWatcher>(name, fConnection, QDBusServiceWatcher::WatchForOwnerChange);
   QObject::connect(fWatcher.get(), &QDBusServiceWatcher::serviceOwnerChanged, &fContext,
                    [this](const QString&, const QString&, const QString& owner) {
-                     CallGuarded([&] { OnOwnerChanged(owner); });
+                     RunGuarded([&] { OnOwnerChanged(owner); });
                    });
   fProxy =
       std::make_unique<OrgFreedesktopNotificationsInterface>(name, QLatin1String(kServerPath), fConnection);
   fProxy->setTimeout(static_cast<int>(fTimeout.count()));
   using Proxy = OrgFreedesktopNotificationsInterface;
   QObject::connect(fProxy.get(), &Proxy::ActionInvoked, &fContext,
-                   [this](uint id, const QString& key) { CallGuarded(fHandlers.onAction, id, key); });
+                   [this](uint id, const QString& key) { RunGuarded([&] { fHandlers.onAction(id, key); }); });
   QObject::connect(fProxy.get(), &Proxy::ActivationToken, &fContext, [this](uint id, const QString& token) {
-    CallGuarded(fHandlers.onActivationToken, id, token);
+    RunGuarded([&] { fHandlers.onActivationToken(id, token); });
   });
   QObject::connect(fProxy.get(), &Proxy::NotificationClosed, &fContext,
-                   [this](uint id, uint) { CallGuarded(fHandlers.onClosed, id); });
+                   [this](uint id, uint) { RunGuarded([&] { fHandlers.onClosed(id); }); });
 }
 
 void NotificationServer::GetCapabilities(std::function<void(Answer, const QStringList&)> onAnswer) {
@@ -142,7 +132,7 @@ void NotificationServer::Await(const QDBusPendingCall& call,
                      const QDBusMessage reply = watcher->reply();
                      watcher->deleteLater();
                      const bool isLate = std::chrono::steady_clock::now() >= deadline;
-                     CallGuarded(onAnswer, reply, AnswerOf(reply, isLate));
+                     RunGuarded([&] { onAnswer(reply, AnswerOf(reply, isLate)); });
                    });
 }
 

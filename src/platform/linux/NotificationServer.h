@@ -49,7 +49,7 @@ class NotificationServer {
   };
 
   struct Handlers {
-    std::function<void()> onChanged;  ///< ended, started or replaced; Exists() tells
+    std::function<void()> onChanged;  ///< ended, started or replaced
     std::function<void(std::uint32_t, const QString&)> onAction;
     std::function<void(std::uint32_t, const QString&)> onActivationToken;
     std::function<void(std::uint32_t)> onClosed;
