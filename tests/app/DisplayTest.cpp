@@ -8,7 +8,7 @@
 
 #include "app/Display.h"
 #include "foundation/FileDescriptor.h"
-#include "tests/platform/TemporaryFolder.h"
+#include "tests/support/TemporaryFolder.h"
 
 namespace vorn::app {
 namespace {
