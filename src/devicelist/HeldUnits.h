@@ -32,7 +32,7 @@ class HeldUnits {
  private:
   struct Held {
     ExtendedDeviceInfo unit;
-    vorn::AbsoluteTime until;
+    vorn::AbsoluteTime until = 0;
     bool isNamed = false;  // a list has named it since it is held
   };
 
