@@ -9,6 +9,9 @@ add_library(vorn_settings INTERFACE)
 target_compile_features(vorn_settings INTERFACE cxx_std_20)
 target_include_directories(vorn_settings INTERFACE ${PROJECT_SOURCE_DIR}/src)
 target_compile_definitions(vorn_settings INTERFACE _FILE_OFFSET_BITS=64)
+# What nothing calls stays out of the programs, and so out of their memory.
+target_compile_options(vorn_settings INTERFACE -ffunction-sections -fdata-sections)
+target_link_options(vorn_settings INTERFACE -Wl,--gc-sections)
 
 if(VORN_SANITIZE STREQUAL "address")
   target_compile_options(vorn_settings INTERFACE -fsanitize=address,undefined -fno-sanitize-recover=undefined
@@ -37,6 +40,14 @@ target_compile_options(vorn_warnings INTERFACE
 if(VORN_WERROR)
   target_compile_options(vorn_warnings INTERFACE -Werror)
 endif()
+
+# vorn_prefer_size(TARGET): small code rather than fast, where the time goes
+# elsewhere. After the build type's own flags, of which the last counts.
+function(vorn_prefer_size target)
+  if(VORN_SANITIZE STREQUAL "none" AND NOT CMAKE_BUILD_TYPE STREQUAL "Debug")
+    target_compile_options(${target} PRIVATE -Os)
+  endif()
+endfunction()
 
 # vorn_add_library(NAME SOURCES... LINKS...): a static library of ours.
 function(vorn_add_library name)

@@ -1,10 +1,11 @@
-# Debian packages that the repository's commands need, by purpose. Sourced.
+# Debian packages that the repository's commands need, by purpose; "|" stands
+# between those of which one will do. Sourced.
 
 packages_for() {
   case $1 in
     build)
       echo g++ cmake ninja-build pkg-config libavahi-compat-libdnssd-dev libavahi-common-dev libdbus-1-dev libxcb1-dev \
-        libcurl4-openssl-dev nlohmann-json3-dev qt6-base-dev qt6-base-dev-tools libqt6svg6-dev
+        'libcurl4-gnutls-dev|libcurl4-openssl-dev' nlohmann-json3-dev qt6-base-dev qt6-base-dev-tools qt6-svg-dev
       ;;
     studio)
       echo python3 python3-zeroconf iproute2 util-linux dbus-daemon dbus-bin avahi-daemon
@@ -20,7 +21,7 @@ packages_for() {
         libwayland-dev wayland-protocols libwayland-bin gcc procps
       ;;
     package)
-      echo dpkg-dev debhelper fakeroot lintian binutils git
+      echo dpkg-dev debhelper fakeroot lintian binutils git libcurl4-gnutls-dev
       ;;
     fresh)
       echo debootstrap
@@ -31,12 +32,20 @@ packages_for() {
   esac
 }
 
+has_one_of() {
+  local package
+  for package in ${1//|/ }; do
+    [ "$(dpkg-query -W -f '${db:Status-Status}' "$package" 2>/dev/null)" != installed ] || return 0
+  done
+  return 1
+}
+
 # install_packages PURPOSE...: installs what is missing of them, and says what.
 install_packages() {
   local missing=() package purpose
   for purpose in "$@"; do
     for package in $(packages_for "$purpose"); do
-      [ "$(dpkg-query -W -f '${db:Status-Status}' "$package" 2>/dev/null)" = installed ] || missing+=("$package")
+      has_one_of "$package" || missing+=("${package%%|*}")
     done
   done
   [ ${#missing[@]} -gt 0 ] || return 0

@@ -1,12 +1,23 @@
 #include "app/DesktopPanel.h"
 
+#include <QApplication>
+#include <QIcon>
 #include <chrono>
 #include <utility>
+
+#include "app/Identity.h"
 
 namespace vorn::app {
 namespace {
 
 constexpr std::chrono::seconds kHintPeriod{1};
+
+// Not before there is a window that has it: looking it up takes the icon themes
+// into memory, which the status item alone does without.
+void setWindowIcon() {
+  if (!QApplication::windowIcon().isNull()) return;
+  QApplication::setWindowIcon(QIcon::fromTheme(QString::fromLatin1(Identity::kIdentifier)));
+}
 
 }  // namespace
 
@@ -18,6 +29,7 @@ DesktopPanel::DesktopPanel(ui::PanelOwner& owner, DesktopStatusItem& item, HintS
 }
 
 void DesktopPanel::show() {
+  setWindowIcon();
   updateHint();
   fHintTimer.start(kHintPeriod);
   fWindow.showFor(&fItem.tray());

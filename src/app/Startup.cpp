@@ -1,7 +1,6 @@
 #include "app/Startup.h"
 
 #include <QApplication>
-#include <QIcon>
 #include <QSessionManager>
 #include <chrono>
 #include <memory>
@@ -88,7 +87,6 @@ void SetUpToolkit() {
   QApplication::setApplicationDisplayName(QString::fromUtf8(Identity::kName));
   QApplication::setApplicationVersion(QString::fromLatin1(Identity::kBundleVersion));
   QApplication::setDesktopFileName(QString::fromLatin1(Identity::kIdentifier));
-  QApplication::setWindowIcon(QIcon::fromTheme(QString::fromLatin1(Identity::kIdentifier)));
   QApplication::setQuitOnLastWindowClosed(false);  // the panel comes and goes
   // The login item starts us; a session that restores us too would start us
   // twice, and the second start would look like a person's.

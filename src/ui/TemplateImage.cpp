@@ -1,20 +1,39 @@
 #include "ui/TemplateImage.h"
 
 #include <QFile>
+#include <QImage>
+#include <QImageReader>
 #include <QPainter>
 #include <QPixmapCache>
-#include <QSvgRenderer>
 #include <array>
 #include <utility>
 
 namespace vorn::ui {
 namespace {
 
-QPixmap shapeIn(const QColor& color, QSvgRenderer& renderer, QSize pixels) {
-  QPixmap shape(pixels);
-  shape.fill(Qt::transparent);
+/// Read by its format alone, or every picture plugin of the toolkit would be
+/// loaded and asked for it.
+QImage mask(const QString& path) {
+  QImageReader reader(path, "pgm");
+  reader.setAutoDetectImageFormat(false);
+  return reader.read();
+}
+
+/// The mask's opacity at the size, in the middle of it where the sides differ.
+QImage fitted(const QImage& mask, QSize pixels) {
+  const QImage grey = mask.scaled(pixels, Qt::KeepAspectRatio, Qt::SmoothTransformation)
+                          .convertToFormat(QImage::Format_Grayscale8);
+  const QImage opacity(grey.constBits(), grey.width(), grey.height(), grey.bytesPerLine(),
+                       QImage::Format_Alpha8);
+  QImage result(pixels, QImage::Format_ARGB32_Premultiplied);
+  result.fill(Qt::transparent);
+  QPainter painter(&result);
+  painter.drawImage(QPointF(pixels.width() - grey.width(), pixels.height() - grey.height()) / 2, opacity);
+  return result;
+}
+
+QImage coloured(QImage shape, const QColor& color) {
   QPainter painter(&shape);
-  renderer.render(&painter, QRectF(QPointF(), QSizeF(pixels)));
   painter.setCompositionMode(QPainter::CompositionMode_SourceIn);
   painter.fillRect(shape.rect(), color);
   return shape;
@@ -29,7 +48,7 @@ Tint Tint::forUnknownBar() {
 TemplateImage::TemplateImage(QString name, QSize size) : fName(std::move(name)), fSize(size) {}
 
 QString TemplateImage::path() const {
-  return QStringLiteral(":/vorn/images/%1.svg").arg(fName);
+  return QStringLiteral(":/vorn/images/%1.pgm").arg(fName);
 }
 
 bool TemplateImage::exists() const {
@@ -48,20 +67,19 @@ QPixmap TemplateImage::rendered(QSize pixels, const Tint& tint) const {
   if (QPixmapCache::find(key, &result)) return result;
   if (!exists()) return {};
 
-  QSvgRenderer renderer(path());
-  renderer.setAspectRatioMode(Qt::KeepAspectRatio);
+  const QImage shape = fitted(mask(path()), pixels);
   result = QPixmap(pixels);
   result.fill(Qt::transparent);
   QPainter painter(&result);
   if (tint.outline.isValid()) {
-    const QPixmap outline = shapeIn(tint.outline, renderer, pixels);
+    const QImage outline = coloured(shape, tint.outline);
     const qreal width = pixels.width() / 24.0;
     const std::array<QPointF, 4> offsets{QPointF(width, 0), QPointF(-width, 0), QPointF(0, width),
                                          QPointF(0, -width)};
     painter.setRenderHint(QPainter::SmoothPixmapTransform);
-    for (const QPointF& offset : offsets) painter.drawPixmap(offset, outline);
+    for (const QPointF& offset : offsets) painter.drawImage(offset, outline);
   }
-  painter.drawPixmap(0, 0, shapeIn(tint.fill, renderer, pixels));
+  painter.drawImage(0, 0, coloured(shape, tint.fill));
   painter.end();
   QPixmapCache::insert(key, result);
   return result;
