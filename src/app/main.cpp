@@ -1,43 +1,49 @@
 #include <unistd.h>
 
-#include <cstdio>
 #include <cstdlib>
 #include <exception>
-#include <string_view>
+#include <string>
 
 #include "AVB/Util/ZeroConf.h"
 #include "app/Identity.h"
 #include "app/ProcessSetup.h"
 #include "app/Startup.h"
 #include "foundation/Console.h"
+#include "foundation/StandardOutput.h"
 
 namespace {
 
 constexpr int kBadUsage = 2;
 
-constexpr char kHelp[] =
-    "Usage: %s [--help | --version]\n"
-    "Shows the Vorn units of the local network in the desktop's status bar and tells\n"
-    "of new firmware. Started again, it shows the panel of the one that runs.\n";
+std::string HelpText() {
+  return std::string("Usage: ") + Identity::kProgram +
+         " [--help | --version]\n"
+         "Shows the Vorn units of the local network in the desktop's status bar and tells\n"
+         "of new firmware. Started again, it shows the panel of the one that runs.\n";
+}
+
+std::string VersionText() {
+  return std::string(Identity::kProgram) + " " + Identity::kBundleVersion + "\n";
+}
+
+int Print(const std::string& text) {
+  return vorn::WriteToStandardOutput(text) == vorn::OutputResult::kFailed ? EXIT_FAILURE : EXIT_SUCCESS;
+}
 
 /// The exit status for arguments, all of which ask for something else than the
 /// program itself.
 int AnswerArguments(int argc, char** argv) {
-  const std::string_view only = argc == 2 ? argv[1] : "";
-  if (only == "--help" || only == "-h") {
-    std::printf(kHelp, Identity::kProgram);
-  } else if (only == "--version") {
-    std::printf("%s %s\n", Identity::kProgram, Identity::kBundleVersion);
-  } else {
-    vorn::WriteToConsole("Unknown argument; see --help");
-    return kBadUsage;
-  }
-  return std::fflush(stdout) == 0 ? EXIT_SUCCESS : EXIT_FAILURE;
+  const std::string only = argc == 2 ? argv[1] : "";
+  if (only == "--help" || only == "-h") return Print(HelpText());
+  if (only == "--version") return Print(VersionText());
+  vorn::WriteToConsole("Unknown argument; see --help");
+  return kBadUsage;
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
+  vorn::OccupyClosedStandardDescriptors();
   if (argc > 1) return AnswerArguments(argc, argv);
   int status = EXIT_FAILURE;
   try {
