@@ -1,5 +1,4 @@
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <cstdlib>
 
@@ -47,17 +46,6 @@ TEST_F(StartReasonTest, TakesTheOlderTokenWhereThereIsNoNewerOne) {
 TEST_F(StartReasonTest, IsNotTheSystemBus) {
   ::setenv("DBUS_STARTER_BUS_TYPE", "system", 1);
   EXPECT_FALSE(TakeStartReason().byBus);
-}
-
-TEST_F(StartReasonTest, LeavesRoomForATokenSoThatTheEnvironmentStaysWhereItIs) {
-  ::setenv(kActivationTokenVariable, "first", 1);
-  static_cast<void>(TakeStartReason());
-  char** const table = environ;
-  ::setenv(kActivationTokenVariable, "a later and longer one", 1);
-  EXPECT_EQ(environ, table);
-  ::unsetenv(kActivationTokenVariable);
-  ::setenv(kActivationTokenVariable, "another", 1);
-  EXPECT_EQ(environ, table);
 }
 
 }  // namespace
