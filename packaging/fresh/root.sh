@@ -8,6 +8,7 @@ leave_root() {
   rm -rf --one-file-system "$root"
 }
 trap leave_root EXIT
+chmod 755 "$root"  # programs in it run as other users too
 
 make_root() {
   if [ "$(id -u)" -ne 0 ]; then
