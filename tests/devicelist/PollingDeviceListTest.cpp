@@ -484,8 +484,8 @@ TEST(PollingDeviceListWithPollersTest, SwitchIsPublishedWithFirmwareModelAndNewe
         network, {});
     Announce(network,
              {"Rack", {"vorn.mdns.type=plexaswitch", "uid=7"}, "127.0.0.1", server.Port(), "127.0.0.1"});
-    EXPECT_TRUE(TurnLoopUntil(
-        [&] { return last.size() == 1 && last[0].latestVersion && last[0].firmwareVersion; }));
+    EXPECT_TRUE(
+        TurnLoopUntil([&] { return last.size() == 1 && last[0].latestVersion && last[0].firmwareVersion; }));
   }
   EXPECT_TRUE(SetUpdateServerRoot(rootBefore));
 
