@@ -59,20 +59,21 @@ void OpenPage(const ActivationRequest& notice) {
 }
 
 /// Opens the page that the bus started us for, and those that were asked for
-/// meanwhile. Whether that was all; otherwise somebody wants the program.
-bool OpenPages(ApplicationService& service, const ActivationRequest& first) {
+/// meanwhile. Empty when that was all; otherwise what somebody wants of the
+/// program itself, the panel before anything else.
+std::optional<ActivationRequest> OpenPages(ApplicationService& service, const ActivationRequest& first) {
   // Without the name, so that a start from now on becomes the program.
   const auto others = service.releaseAndTakeWaiting();
   OpenPage(first);
-  bool wereAll = true;
+  std::optional<ActivationRequest> more;
   for (const ActivationRequest& other : others) {
     if (other.kind == ActivationRequest::Kind::OpenPage) {
       OpenPage(other);
-    } else {
-      wereAll = false;
+    } else if (!more || other.kind == ActivationRequest::Kind::ShowDevices) {
+      more = other;
     }
   }
-  return wereAll;
+  return more;
 }
 
 /// The request for whose sake the bus started us; empty where it did not.
@@ -141,8 +142,8 @@ int RunWithDisplay(int& argc, char** argv, const StartReason& reason, std::optio
   auto claim = ClaimOrAskTheOther(service, reason);
   auto first = FirstRequest(service, claim, reason, kFirstRequestGrace);
   if (first && first->kind == ActivationRequest::Kind::OpenPage) {
-    if (OpenPages(service, *first)) return 0;
-    first.reset();
+    first = OpenPages(service, *first);
+    if (!first) return 0;
     claim = ClaimOrAskTheOther(service, reason);
   }
   if (claim == Claim::AnotherRuns) return 0;
@@ -156,7 +157,7 @@ int RunWithoutDisplay(int& argc, char** argv, const StartReason& reason) {
   const auto claim = ClaimOrAskTheOther(service, reason);
   if (claim == Claim::AnotherRuns) return 0;
   const auto first = FirstRequest(service, claim, reason, kFirstRequestGraceWithoutDisplay);
-  if (first && first->kind == ActivationRequest::Kind::OpenPage && OpenPages(service, *first)) return 0;
+  if (first && first->kind == ActivationRequest::Kind::OpenPage && !OpenPages(service, *first)) return 0;
   WriteToConsole("There is no display to show the status item on");
   return 1;
 }

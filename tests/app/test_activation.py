@@ -197,7 +197,7 @@ def test_two_pages_asked_for_at_once_are_both_opened_on_a_display(desktop):
 def test_a_page_and_the_program_asked_for_at_once_are_both_had(desktop):
     desktop.activate_actions_at_once(("open-page", PAGE), ("show-devices",))
     assert eventually(lambda: desktop.pages() == [PAGE]), desktop.console()
-    assert eventually(desktop.has_started), desktop.console()
+    assert eventually(desktop.panel_is_visible), desktop.console()
     end_by_bus(desktop)
 
 
