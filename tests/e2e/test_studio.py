@@ -1,8 +1,10 @@
 """The studio itself: what a program finds in it, what its units answer, and that nothing is left of it."""
 
+import contextlib
 import json
 import os
 import pathlib
+import select
 import shutil
 import signal
 import socket
@@ -66,6 +68,20 @@ def descendants(pid):
         found.append(todo[0])
         todo += parents.get(todo.pop(0), [])
     return found
+
+
+def hold(stack, descriptor):
+    stack.callback(os.close, descriptor)
+    return descriptor
+
+
+def network_namespaces(pids, stack):
+    """The network namespaces that these processes are in and we are not, each held until the stack closes."""
+    found = set()
+    for pid in pids:
+        with contextlib.suppress(OSError):
+            found.add(os.fstat(hold(stack, os.open(f"/proc/{pid}/ns/net", os.O_RDONLY))).st_ino)
+    return found - {os.stat("/proc/self/ns/net").st_ino}
 
 
 def start_cli(*arguments, **options):
@@ -301,21 +317,17 @@ def test_a_killed_studio_leaves_no_process_interface_or_file():
     assert process.stdout.readline() == "up\n"
     family = descendants(process.pid)
     assert len(family) >= 7  # itself, the holder, both sides, two buses, two responders, the command
-    spaces = {os.readlink(f"/proc/{pid}/ns/net") for pid in family} - {os.readlink("/proc/self/ns/net")}
-    assert len(spaces) == 2
-    process.kill()
-    process.wait()
-    deadline = time.monotonic() + 20
-    while any(os.path.exists(f"/proc/{pid}") for pid in family[1:]):
-        assert time.monotonic() < deadline, "processes are left"
-        time.sleep(0.02)
-    left = set()
-    for entry in os.listdir("/proc"):
-        try:
-            left.add(os.readlink(f"/proc/{entry}/ns/net"))
-        except OSError:
-            pass
-    assert not left & spaces
+    # Held open, a network namespace keeps its number, and a pidfd its process: neither can pass to another studio.
+    with contextlib.ExitStack() as held:
+        spaces = network_namespaces(family, held)
+        assert len(spaces) == 2
+        ends = [hold(held, os.pidfd_open(pid)) for pid in family[1:]]
+        process.kill()
+        process.wait()
+        deadline = time.monotonic() + 20
+        for end in ends:
+            assert select.select([end], [], [], max(0, deadline - time.monotonic()))[0], "processes are left"
+        assert not network_namespaces(filter(str.isdigit, os.listdir("/proc")), held) & spaces
     assert (set(os.listdir("/sys/class/net")), set(os.listdir("/run"))) == before
 
 
