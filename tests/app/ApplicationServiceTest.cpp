@@ -1,0 +1,169 @@
+#include <gmock/gmock.h>
+
+#include <QCoreApplication>
+#include <QDBusPendingCall>
+#include <QTest>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "app/ApplicationService.h"
+#include "tests/platform/PrivateBus.h"
+#include "tests/support/ScopedEnvironment.h"
+
+namespace vorn::app {
+namespace {
+
+using ::testing::SizeIs;
+
+constexpr char kName[] = "example.vorn.Test";
+constexpr char kPath[] = "/example/vorn/Test";
+constexpr int kDeadlineMilliseconds = 30000;
+
+/// The service on a bus of its own, and somebody else on that bus.
+class ApplicationServiceTest : public ::testing::Test {
+ protected:
+  static void SetUpTestSuite() {
+    gBus = std::make_unique<testing::PrivateBus>();
+    gAddress.emplace("DBUS_SESSION_BUS_ADDRESS", gBus->Address());
+    static int count = 1;
+    static char program[] = "test";
+    static char* arguments[] = {program, nullptr};
+    gApplication = std::make_unique<QCoreApplication>(count, arguments);
+  }
+  static void TearDownTestSuite() {
+    QDBusConnection::disconnectFromBus(QStringLiteral("asker"));
+    gApplication.reset();
+    gAddress.reset();
+    gBus.reset();
+  }
+
+  void SetUp() override { ASSERT_EQ(fService.claimName(), ApplicationService::Claim::Owner); }
+
+  QDBusPendingCall Ask(const char* method, const QVariantList& arguments) {
+    auto call =
+        QDBusMessage::createMethodCall(QLatin1String(kName), QLatin1String(kPath),
+                                       QStringLiteral("org.freedesktop.Application"), QLatin1String(method));
+    call.setArguments(arguments);
+    return fAsker.asyncCall(call, kDeadlineMilliseconds);
+  }
+  QDBusPendingCall Activate(const QVariantMap& platformData) { return Ask("Activate", {platformData}); }
+  QDBusPendingCall ActivateWithToken(const QString& token) {
+    return Activate({{QStringLiteral("activation-token"), token}});
+  }
+  QDBusPendingCall OpenPage(const QString& address) {
+    return Ask("ActivateAction",
+               {QLatin1String(ApplicationService::kOpenPageAction), QVariantList{address}, QVariantMap{}});
+  }
+
+  /// Whether what was asked before has reached the service: it looks at what
+  /// comes in order, and refuses this at once.
+  bool ReachedTheService() { return IsRefused(Ask("NoSuchMethod", {}), QDBusError::InvalidArgs); }
+
+  /// Whether what was asked before has reached the bus, whose answer this waits for.
+  bool ReachedTheBus() {
+    return fAsker
+               .call(QDBusMessage::createMethodCall(
+                   QStringLiteral("org.freedesktop.DBus"), QStringLiteral("/org/freedesktop/DBus"),
+                   QStringLiteral("org.freedesktop.DBus"), QStringLiteral("GetId")))
+               .type() == QDBusMessage::ReplyMessage;
+  }
+
+  static bool IsAnswered(const QDBusPendingCall& call) {
+    return QTest::qWaitFor([&call] { return call.isFinished(); }, kDeadlineMilliseconds) && !call.isError();
+  }
+  static bool IsRefused(const QDBusPendingCall& call, QDBusError::ErrorType why) {
+    return QTest::qWaitFor([&call] { return call.isFinished(); }, kDeadlineMilliseconds) && call.isError() &&
+           call.error().type() == why;
+  }
+
+  void TakeUpRequests() {
+    fService.setHandler([this](const ActivationRequest& request) { fTaken.push_back(request); });
+  }
+  bool HaveTaken(std::size_t count) {
+    return QTest::qWaitFor([this, count] { return fTaken.size() >= count; }, kDeadlineMilliseconds);
+  }
+
+  static std::unique_ptr<testing::PrivateBus> gBus;
+  static std::optional<testing::ScopedEnvironment> gAddress;
+  static std::unique_ptr<QCoreApplication> gApplication;
+
+  ApplicationService fService{QLatin1String(kName), QLatin1String(kPath)};
+  QDBusConnection fAsker =
+      QDBusConnection::connectToBus(QString::fromStdString(gBus->Address()), QStringLiteral("asker"));
+  std::vector<ActivationRequest> fTaken;
+};
+
+std::unique_ptr<testing::PrivateBus> ApplicationServiceTest::gBus;
+std::optional<testing::ScopedEnvironment> ApplicationServiceTest::gAddress;
+std::unique_ptr<QCoreApplication> ApplicationServiceTest::gApplication;
+
+TEST_F(ApplicationServiceTest, SixtyFourRequestsWaitInOrderAndTheNextIsRefused) {
+  std::vector<QDBusPendingCall> waiting;
+  for (int i = 0; i < 64; ++i) waiting.push_back(ActivateWithToken(QString::number(i)));
+  EXPECT_TRUE(IsRefused(Activate({}), QDBusError::LimitsExceeded));
+  for (const auto& call : waiting) EXPECT_FALSE(call.isFinished());
+
+  TakeUpRequests();
+  for (const auto& call : waiting) EXPECT_TRUE(IsAnswered(call));
+  ASSERT_THAT(fTaken, SizeIs(64));
+  for (std::size_t i = 0; i < 64; ++i) EXPECT_EQ(fTaken[i].activationToken, std::to_string(i));
+  EXPECT_TRUE(IsAnswered(Activate({})));
+}
+
+TEST_F(ApplicationServiceTest, WhatWaitsWhenTheProgramEndsIsRefused) {
+  const auto one = Activate({});
+  const auto other = OpenPage(QStringLiteral("http://192.0.2.1/"));
+  ASSERT_TRUE(ReachedTheService());
+  fService.release();
+  EXPECT_TRUE(IsRefused(one, QDBusError::ServiceUnknown));
+  EXPECT_TRUE(IsRefused(other, QDBusError::ServiceUnknown));
+}
+
+TEST_F(ApplicationServiceTest, WhatNobodyHasLookedAtWhenTheProgramEndsIsRefused) {
+  const auto call = Activate({});
+  ASSERT_TRUE(ReachedTheBus());
+  fService.release();
+  EXPECT_TRUE(IsRefused(call, QDBusError::ServiceUnknown));
+}
+
+TEST_F(ApplicationServiceTest, WhatWaitsCanBeTakenUpByWhoGivesTheNameBack) {
+  const auto call = OpenPage(QStringLiteral("http://192.0.2.1/"));
+  ASSERT_TRUE(ReachedTheBus());
+  const auto taken = fService.releaseAndTakeWaiting();
+  EXPECT_TRUE(IsAnswered(call));
+  ASSERT_THAT(taken, SizeIs(1));
+  EXPECT_EQ(taken[0].kind, ActivationRequest::Kind::OpenPage);
+  EXPECT_EQ(taken[0].address, "http://192.0.2.1/");
+}
+
+TEST_F(ApplicationServiceTest, TokensOfUpToAThousandCharactersCount) {
+  const QString longest(1000, QLatin1Char('x'));
+  const QString tooLong(1001, QLatin1Char('x'));
+  const auto older = QStringLiteral("older");
+  TakeUpRequests();
+  (void)ActivateWithToken(longest);
+  (void)ActivateWithToken(tooLong);
+  (void)Activate(
+      {{QStringLiteral("activation-token"), tooLong}, {QStringLiteral("desktop-startup-id"), older}});
+  (void)Activate({{QStringLiteral("activation-token"), 7}, {QStringLiteral("desktop-startup-id"), longest}});
+  ASSERT_TRUE(HaveTaken(4));
+  EXPECT_EQ(fTaken[0].activationToken, longest.toStdString());
+  EXPECT_EQ(fTaken[1].activationToken, "");
+  EXPECT_EQ(fTaken[2].activationToken, "older");
+  EXPECT_EQ(fTaken[3].activationToken, longest.toStdString());
+}
+
+TEST_F(ApplicationServiceTest, AddressesAreCutAtTenThousandCharacters) {
+  const QString longest(10000, QLatin1Char('x'));
+  TakeUpRequests();
+  (void)OpenPage(longest);
+  (void)OpenPage(longest + QLatin1Char('y'));
+  ASSERT_TRUE(HaveTaken(2));
+  EXPECT_EQ(fTaken[0].address, longest.toStdString());
+  EXPECT_EQ(fTaken[1].address, longest.toStdString());
+}
+
+}  // namespace
+}  // namespace vorn::app
