@@ -79,6 +79,14 @@ class Finder:
 
         return wait_until(met, what, timeout)
 
+    def activate(self, token):
+        """Asks the running program for its panel on behalf of whoever has this token."""
+        path = "/" + self.application.identifier.replace(".", "/")
+        self._bus.call_blocking(
+            self.application.identifier, path, "org.freedesktop.Application", "Activate", "a{sv}",
+            ({"activation-token": token},),
+        )
+
     # --- the panel --------------------------------------------------------------------------------
 
     def click_item(self):

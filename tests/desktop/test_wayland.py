@@ -75,6 +75,21 @@ def test_the_icon_stands_out_from_a_dark_bar_that_does_not_recolour_it(finder):
     finder.wait(lambda: finder.desktop.bar_strip().greatest_difference(empty) > 60, "a visible icon", 10)
 
 
+def test_the_panel_shows_by_leave_of_whoever_asked_for_it(finder, tmp_path):
+    finder.desktop.start_waybar()
+    said = tmp_path / "said"
+    with said.open("w", encoding="utf-8") as console:
+        finder.start(stderr=console, WAYLAND_DEBUG="client")
+    finder.activate("a-token")
+    finder.wait_until_open()
+    finder.wait(lambda: '.activate("a-token", ' in said.read_text(encoding="utf-8", errors="replace"), "the token's use")
+    finder.desktop.key("Escape")
+    finder.wait_until_closed()
+    finder.activate("")
+    finder.wait_until_open()
+    assert said.read_text(encoding="utf-8", errors="replace").count('"a-token"') == 1
+
+
 def test_a_host_may_come_late_and_again(finder):
     desktop = finder.desktop
     bar = desktop.start_waybar()
