@@ -2,6 +2,7 @@
 
 #include <QGuiApplication>
 #include <QScreen>
+#include <QtMath>
 #include <algorithm>
 
 #include "ui/StatusItem.h"
@@ -9,25 +10,56 @@
 
 namespace vorn::ui {
 
-QRect withoutReservedArea(const QRect& screen, const QRect& usable, const QRect& area) {
-  const QRect taken = area.intersected(screen);
-  if (taken.isEmpty() || taken == screen) return usable;
+namespace {
+
+QRect withoutReservedArea(const QRect& screen, const QRect& usable, const ReservedArea& reserved) {
+  const QRect taken = reserved.area.intersected(screen);
+  const bool fromTheSide = reserved.edge == Qt::LeftEdge || reserved.edge == Qt::RightEdge;
+  // One that crosses the whole screen on its way from the desktop's edge belongs to a screen behind it.
+  const bool crosses = fromTheSide ? taken.width() == screen.width() : taken.height() == screen.height();
+  if (taken.isEmpty() || crosses) return usable;
   QRect rest = usable;
-  const bool lies = taken.width() >= taken.height();
-  if (lies && taken.top() == screen.top()) rest.setTop(std::max(rest.top(), taken.bottom() + 1));
-  if (lies && taken.bottom() == screen.bottom()) rest.setBottom(std::min(rest.bottom(), taken.top() - 1));
-  if (!lies && taken.left() == screen.left()) rest.setLeft(std::max(rest.left(), taken.right() + 1));
-  if (!lies && taken.right() == screen.right()) rest.setRight(std::min(rest.right(), taken.left() - 1));
+  switch (reserved.edge) {
+    case Qt::LeftEdge:
+      rest.setLeft(std::max(rest.left(), taken.right() + 1));
+      break;
+    case Qt::RightEdge:
+      rest.setRight(std::min(rest.right(), taken.left() - 1));
+      break;
+    case Qt::TopEdge:
+      rest.setTop(std::max(rest.top(), taken.bottom() + 1));
+      break;
+    case Qt::BottomEdge:
+      rest.setBottom(std::min(rest.bottom(), taken.top() - 1));
+      break;
+  }
   return rest.isEmpty() ? usable : rest;
 }
 
+}  // namespace
+
+// The toolkit keeps each screen's origin and scales distances from there.
+QRect withoutReservedAreas(const PlacementScreen& screen, qreal ratio,
+                           const std::vector<ReservedArea>& areas) {
+  const QPoint origin = screen.geometry.topLeft();
+  const QRect physical(origin, (QSizeF(screen.geometry.size()) * ratio).toSize());
+  QRect free = physical;
+  for (const ReservedArea& area : areas) free = withoutReservedArea(physical, free, area);
+  const QPointF first = QPointF(free.topLeft() - origin) / ratio;
+  const QPointF end = QPointF(free.bottomRight() + QPoint(1, 1) - origin) / ratio;
+  const QRect whole(origin + QPoint(qCeil(first.x()), qCeil(first.y())),
+                    origin + QPoint(qFloor(end.x()) - 1, qFloor(end.y()) - 1));
+  const QRect usable = whole.intersected(screen.usable);
+  return usable.isEmpty() ? screen.usable : usable;
+}
+
 std::vector<PlacementScreen> currentScreens() {
-  const std::vector<QRect> reserved = X11Desktop::reservedAreas();
+  const std::vector<ReservedArea> reserved = X11Desktop::reservedAreas();
   std::vector<PlacementScreen> screens;
   for (const QScreen* screen : QGuiApplication::screens()) {
-    // With several X11 screens the toolkit says that all of each is usable.
     PlacementScreen place{screen->geometry(), screen->availableGeometry()};
-    for (const QRect& area : reserved) place.usable = withoutReservedArea(place.geometry, place.usable, area);
+    // With several X11 screens the toolkit says that all of each is usable.
+    place.usable = withoutReservedAreas(place, screen->devicePixelRatio(), reserved);
     const bool primary = screen == QGuiApplication::primaryScreen();
     screens.insert(primary ? screens.begin() : screens.end(), place);
   }

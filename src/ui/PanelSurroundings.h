@@ -3,15 +3,19 @@
 #include <vector>
 
 #include "ui/PanelPlacement.h"
+#include "ui/StrutAreas.h"
 
 namespace vorn::ui {
 
 class StatusItem;
 
-/// The part of `usable` that a reserved area leaves free: an area is taken off
-/// the edge of `screen` that it lies along. One that covers the whole screen or
-/// none of it belongs to another screen. Pure.
-[[nodiscard]] QRect withoutReservedArea(const QRect& screen, const QRect& usable, const QRect& area);
+/// The part of a screen's usable area that bars and docks leave free, in the
+/// toolkit's coordinates. `areas` are in the display's own pixels, `ratio` of
+/// which are one of the toolkit's. An area is taken off the side of the screen
+/// that faces its edge; one that crosses the whole screen from there belongs to
+/// a screen behind it. Where nothing would be left, nothing is taken. Pure.
+[[nodiscard]] QRect withoutReservedAreas(const PlacementScreen& screen, qreal ratio,
+                                         const std::vector<ReservedArea>& areas);
 
 /// All screens as they are now, the primary one first, without the bars.
 [[nodiscard]] std::vector<PlacementScreen> currentScreens();

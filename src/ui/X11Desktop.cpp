@@ -3,15 +3,12 @@
 #include <xcb/xcb.h>
 
 #include <QGuiApplication>
-#include <QScreen>
 #include <QWindow>
 #include <array>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
-
-#include "ui/StrutAreas.h"
 
 namespace vorn::ui {
 namespace {
@@ -50,19 +47,6 @@ std::vector<std::uint32_t> words(xcb_connection_t* display, xcb_window_t window,
   return values;
 }
 
-// The toolkit keeps each screen's origin and scales distances from there.
-QRect toToolkit(const QRect& area) {
-  for (const QScreen* screen : QGuiApplication::screens()) {
-    const QPoint origin = screen->geometry().topLeft();
-    const qreal ratio = screen->devicePixelRatio();
-    const QRect physical(origin, screen->geometry().size() * ratio);
-    if (!physical.contains(area.center())) continue;
-    const QPointF corner = QPointF(area.topLeft() - origin) / ratio;
-    return {origin + corner.toPoint(), (QSizeF(area.size()) / ratio).toSize()};
-  }
-  return area;
-}
-
 }  // namespace
 
 bool X11Desktop::isPresent() {
@@ -91,19 +75,18 @@ void X11Desktop::askToSkipTaskbar(QWindow* window) {
   xcb_flush(display);
 }
 
-std::vector<QRect> X11Desktop::reservedAreas() {
+std::vector<ReservedArea> X11Desktop::reservedAreas() {
   xcb_connection_t* display = connection();
   if (!display) return {};
   const xcb_screen_t* screen = firstScreen(display);
   const auto cookie = xcb_get_geometry(display, screen->root);
   const Reply<xcb_get_geometry_reply_t> root(xcb_get_geometry_reply(display, cookie, nullptr));
   if (!root) return {};
-  std::vector<QRect> areas;
+  std::vector<ReservedArea> areas;
   for (const xcb_window_t window : words(display, screen->root, "_NET_CLIENT_LIST", XCB_ATOM_WINDOW)) {
     const auto strut = words(display, window, "_NET_WM_STRUT_PARTIAL", XCB_ATOM_CARDINAL);
-    for (const QRect& area : strutAreas(strut, QSize(root->width, root->height))) {
-      areas.push_back(toToolkit(area));
-    }
+    const auto its = strutAreas(strut, QSize(root->width, root->height));
+    areas.insert(areas.end(), its.begin(), its.end());
   }
   return areas;
 }

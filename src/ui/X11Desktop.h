@@ -1,7 +1,8 @@
 #pragma once
 
-#include <QRect>
 #include <vector>
+
+#include "ui/StrutAreas.h"
 
 class QWindow;
 
@@ -20,8 +21,8 @@ class X11Desktop {
   static void askToSkipTaskbar(QWindow* window);
 
   /// The areas that bars and docks have reserved at the edges of the desktop,
-  /// in global coordinates of the toolkit.
-  [[nodiscard]] static std::vector<QRect> reservedAreas();
+  /// in its own pixels.
+  [[nodiscard]] static std::vector<ReservedArea> reservedAreas();
 
   /// True when an older tray (the selection _NET_SYSTEM_TRAY_S0) has an owner.
   [[nodiscard]] static bool olderTrayIsPresent();

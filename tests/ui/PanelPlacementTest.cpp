@@ -80,25 +80,64 @@ const std::vector<Case> kCases{
 INSTANTIATE_TEST_SUITE_P(Table, PanelPlacement, testing::ValuesIn(kCases),
                          [](const auto& tested) { return tested.param.name; });
 
-TEST(ReservedAreas, AreTakenOffTheEdgeTheyLieAlong) {
-  EXPECT_EQ(withoutReservedArea(kScreen, kScreen, {0, 0, 1920, 30}), QRect(0, 30, 1920, 1050));
-  EXPECT_EQ(withoutReservedArea(kScreen, kScreen, {0, 1050, 1920, 30}), QRect(0, 0, 1920, 1050));
-  EXPECT_EQ(withoutReservedArea(kScreen, kScreen, {0, 0, 48, 1080}), QRect(48, 0, 1872, 1080));
-  EXPECT_EQ(withoutReservedArea(kScreen, kScreen, {1872, 0, 48, 1080}), QRect(0, 0, 1872, 1080));
-  EXPECT_EQ(withoutReservedArea(kScreen, kScreen, {600, 0, 700, 30}), QRect(0, 30, 1920, 1050));
+QRect Free(const QRect& screen, const std::vector<ReservedArea>& areas, qreal ratio = 1) {
+  return withoutReservedAreas({screen, screen}, ratio, areas);
 }
 
-TEST(ReservedAreas, AreNotTakenOffTwice) {
+TEST(ReservedAreas, AreTakenOffTheEdgeTheyHangOn) {
+  EXPECT_EQ(Free(kScreen, {{Qt::TopEdge, {0, 0, 1920, 30}}}), QRect(0, 30, 1920, 1050));
+  EXPECT_EQ(Free(kScreen, {{Qt::BottomEdge, {0, 1050, 1920, 30}}}), QRect(0, 0, 1920, 1050));
+  EXPECT_EQ(Free(kScreen, {{Qt::LeftEdge, {0, 0, 48, 1080}}}), QRect(48, 0, 1872, 1080));
+  EXPECT_EQ(Free(kScreen, {{Qt::RightEdge, {1872, 0, 48, 1080}}}), QRect(0, 0, 1872, 1080));
+  EXPECT_EQ(Free(kScreen, {{Qt::TopEdge, {600, 0, 20, 30}}}), QRect(0, 30, 1920, 1050))
+      << "whatever their shape";
+}
+
+TEST(ReservedAreas, AddUpOnSeveralEdgesAndNotOnOne) {
+  EXPECT_EQ(Free(kScreen, {{Qt::TopEdge, {0, 0, 1920, 30}}, {Qt::TopEdge, {0, 0, 1920, 20}}}),
+            QRect(0, 30, 1920, 1050));
+  EXPECT_EQ(Free(kScreen, {{Qt::TopEdge, {0, 0, 1920, 30}}, {Qt::LeftEdge, {0, 30, 48, 1050}}}),
+            QRect(48, 30, 1872, 1050));
+}
+
+TEST(ReservedAreas, TheToolkitKnowsOfAreNotTakenOffTwice) {
   const QRect usable(0, 30, 1920, 1050);
-  EXPECT_EQ(withoutReservedArea(kScreen, usable, {0, 0, 1920, 30}), usable);
-  EXPECT_EQ(withoutReservedArea(kScreen, usable, {0, 0, 1920, 20}), usable);
+  EXPECT_EQ(withoutReservedAreas({kScreen, usable}, 1, {{Qt::TopEdge, {0, 0, 1920, 30}}}), usable);
+  EXPECT_EQ(withoutReservedAreas({kScreen, usable}, 1, {}), usable);
 }
 
 TEST(ReservedAreas, OfOtherScreensDoNotCount) {
-  EXPECT_EQ(withoutReservedArea(kScreen, kScreen, {1920, 0, 1280, 30}), kScreen);
-  EXPECT_EQ(withoutReservedArea(kScreen, kScreen, {0, -900, 1600, 30}), kScreen);
+  EXPECT_EQ(Free(kScreen, {{Qt::TopEdge, {1920, 0, 1280, 30}}}), kScreen);
   // A bar at the foot of the upper of two screens reserves everything below it.
-  EXPECT_EQ(withoutReservedArea(kScreen, kScreen, {0, -30, 1920, 1110}), kScreen);
+  const QRect lower(0, 1080, 1920, 1080);
+  const ReservedArea foot{Qt::BottomEdge, {0, 1050, 1920, 1110}};
+  EXPECT_EQ(Free(kScreen, {foot}), QRect(0, 0, 1920, 1050));
+  EXPECT_EQ(Free(lower, {foot}), lower);
+}
+
+TEST(ReservedAreas, OfADockBetweenTwoScreensAreTakenOffItsOwn) {
+  const QRect lower(1920, 0, 1280, 1024);
+  const ReservedArea dockOnTheRight{Qt::LeftEdge, {0, 0, 1968, 1024}};
+  EXPECT_EQ(Free(kScreen, {dockOnTheRight}), kScreen) << "shorter than the screen that it crosses";
+  EXPECT_EQ(Free(lower, {dockOnTheRight}), QRect(1968, 0, 1232, 1024));
+  const QRect left(0, 0, 1280, 1024);
+  const QRect right(1280, 0, 1920, 1080);
+  const ReservedArea dockOnTheLeft{Qt::RightEdge, {1232, 0, 1968, 1024}};
+  EXPECT_EQ(Free(right, {dockOnTheLeft}), right);
+  EXPECT_EQ(Free(left, {dockOnTheLeft}), QRect(0, 0, 1232, 1024));
+}
+
+TEST(ReservedAreas, OnAScaledScreenAreRoundedUp) {
+  const QRect twice(0, 0, 960, 540);
+  EXPECT_EQ(Free(twice, {{Qt::TopEdge, {0, 0, 1920, 60}}}, 2), QRect(0, 30, 960, 510));
+  EXPECT_EQ(Free(twice, {{Qt::BottomEdge, {0, 1019, 1920, 61}}}, 2), QRect(0, 0, 960, 509));
+  EXPECT_EQ(Free(QRect(1920, 0, 1280, 720), {{Qt::TopEdge, {1920, 0, 1920, 31}}}, 1.5),
+            QRect(1920, 21, 1280, 699));
+}
+
+TEST(ReservedAreas, ThatLeaveNothingAreIgnored) {
+  EXPECT_EQ(Free(kScreen, {{Qt::TopEdge, {0, 0, 1920, 700}}, {Qt::BottomEdge, {0, 600, 1920, 480}}}),
+            QRect(0, 700, 1920, 380));
 }
 
 }  // namespace

@@ -15,18 +15,19 @@ const QSize kDesktop(1920, 1080);
 
 TEST(StrutAreas, LieAlongTheirEdges) {
   EXPECT_THAT(strutAreas({48, 0, 0, 0, 100, 899, 0, 0, 0, 0, 0, 0}, kDesktop),
-              ElementsAre(QRect(0, 100, 48, 800)));
+              ElementsAre(ReservedArea{Qt::LeftEdge, {0, 100, 48, 800}}));
   EXPECT_THAT(strutAreas({0, 60, 0, 0, 0, 0, 0, 1079, 0, 0, 0, 0}, kDesktop),
-              ElementsAre(QRect(1860, 0, 60, 1080)));
+              ElementsAre(ReservedArea{Qt::RightEdge, {1860, 0, 60, 1080}}));
   EXPECT_THAT(strutAreas({0, 0, 30, 0, 0, 0, 0, 0, 960, 1919, 0, 0}, kDesktop),
-              ElementsAre(QRect(960, 0, 960, 30)));
+              ElementsAre(ReservedArea{Qt::TopEdge, {960, 0, 960, 30}}));
   EXPECT_THAT(strutAreas({0, 0, 0, 28, 0, 0, 0, 0, 0, 0, 0, 1919}, kDesktop),
-              ElementsAre(QRect(0, 1052, 1920, 28)));
+              ElementsAre(ReservedArea{Qt::BottomEdge, {0, 1052, 1920, 28}}));
 }
 
 TEST(StrutAreas, MayBeSeveralOfOneWindow) {
   EXPECT_THAT(strutAreas({10, 0, 0, 20, 0, 1079, 0, 0, 0, 0, 0, 1919}, kDesktop),
-              ElementsAre(QRect(0, 0, 10, 1080), QRect(0, 1060, 1920, 20)));
+              ElementsAre(ReservedArea{Qt::LeftEdge, {0, 0, 10, 1080}},
+                          ReservedArea{Qt::BottomEdge, {0, 1060, 1920, 20}}));
 }
 
 TEST(StrutAreas, NeedTwelveWordsAndIgnoreMore) {
@@ -34,16 +35,17 @@ TEST(StrutAreas, NeedTwelveWordsAndIgnoreMore) {
   EXPECT_THAT(strutAreas(Words(11, 50), kDesktop), IsEmpty());
   Words words{0, 0, 30, 0, 0, 0, 0, 0, 0, 1919, 0, 0};
   words.resize(16384, kHuge);
-  EXPECT_THAT(strutAreas(words, kDesktop), ElementsAre(QRect(0, 0, 1920, 30)));
+  EXPECT_THAT(strutAreas(words, kDesktop), ElementsAre(ReservedArea{Qt::TopEdge, {0, 0, 1920, 30}}));
 }
 
 TEST(StrutAreas, NeverReachBeyondTheDesktop) {
   const QRect whole(QPoint(0, 0), kDesktop);
   EXPECT_THAT(strutAreas({kHuge, kHuge, kHuge, kHuge, 0, kHuge, 0, kHuge, 0, kHuge, 0, kHuge}, kDesktop),
-              ElementsAre(whole, whole, whole, whole));
+              ElementsAre(ReservedArea{Qt::LeftEdge, whole}, ReservedArea{Qt::RightEdge, whole},
+                          ReservedArea{Qt::TopEdge, whole}, ReservedArea{Qt::BottomEdge, whole}));
   EXPECT_THAT(strutAreas(Words(12, kHuge), kDesktop), IsEmpty()) << "they begin beyond it";
   EXPECT_THAT(strutAreas({0, 0, 0x80000000U, 0, 0, 0, 0, 0, 1900, kHuge, 0, 0}, kDesktop),
-              ElementsAre(QRect(1900, 0, 20, 1080)));
+              ElementsAre(ReservedArea{Qt::TopEdge, {1900, 0, 20, 1080}}));
 }
 
 TEST(StrutAreas, ThatEndBeforeTheyBeginAreNone) {
