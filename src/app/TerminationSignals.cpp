@@ -15,6 +15,12 @@ namespace {
 
 constexpr int kSignals[] = {SIGTERM, SIGINT, SIGHUP};
 
+// Whoever started us with nohup wants us to outlive the terminal.
+bool IsHangUpToIgnore(int signal) {
+  struct sigaction action {};
+  return signal == SIGHUP && ::sigaction(signal, nullptr, &action) == 0 && action.sa_handler == SIG_IGN;
+}
+
 // Any thread may be the one that takes a signal.
 std::atomic<int> gWakeup = -1;
 static_assert(std::atomic<int>::is_always_lock_free);
@@ -22,7 +28,9 @@ static_assert(std::atomic<int>::is_always_lock_free);
 void HandleSignals(void (*handler)(int)) {
   struct sigaction action {};
   action.sa_handler = handler;
-  for (const int signal : kSignals) ::sigaction(signal, &action, nullptr);
+  for (const int signal : kSignals) {
+    if (!IsHangUpToIgnore(signal)) ::sigaction(signal, &action, nullptr);
+  }
 }
 
 extern "C" void OnSignal(int) {

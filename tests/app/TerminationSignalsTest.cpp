@@ -23,6 +23,23 @@ TEST(TerminationSignalsTest, CallsOnTheMainThreadOnce) {
   }
 }
 
+TEST(TerminationSignalsTest, AHangUpThatIsIgnoredFromTheStartStaysSo) {
+  ::signal(SIGHUP, SIG_IGN);
+  int calls = 0;
+  {
+    const TerminationSignals termination([&calls] {
+      ++calls;
+      QCoreApplication::exit(0);
+    });
+    ::raise(SIGHUP);
+    ::raise(SIGTERM);
+    QCoreApplication::exec();
+    ::raise(SIGHUP);  // when the first has come, too
+  }
+  EXPECT_EQ(calls, 1);
+  EXPECT_EQ(::signal(SIGHUP, SIG_DFL), SIG_IGN);
+}
+
 TEST(TerminationSignalsDeathTest, ASecondOneOfAnyKindEndsTheProcess) {
   EXPECT_EXIT(
       {
