@@ -125,14 +125,13 @@ void AppDelegate::addListener(ui::DeviceListListener* listener) {
   const auto isThis = [listener](const Registration& other) { return other.listener == listener; };
   if (std::any_of(fListeners.begin(), fListeners.end(), isThis)) return;
   auto item = std::make_shared<QAction>(QString::fromLatin1(VirtualEntity::kMenuItemTitle));
-  fListeners.push_back({listener, std::move(item), fNextRegistration++});
+  fListeners.push_back({listener, std::move(item)});
   offerVirtualEntity(fListeners.back());
 }
 
 void AppDelegate::offerVirtualEntity(Registration& registration) {
   fVirtualEntity->setFVirtualEntityMenuItem(registration.menuItem);
-  auto insert =
-      onMain([number = registration.number](AppDelegate& self) { self.insertVirtualEntityItem(number); });
+  auto insert = onMain([](AppDelegate& self) { self.insertVirtualEntityItems(); });
   auto& queues = fEnvironment.dispatch();
   queues.AsyncBackground(Dispatch::Priority::kDefault,
                          [&queues, entity = fVirtualEntity, insertItem = std::move(insert)] {
@@ -140,13 +139,15 @@ void AppDelegate::offerVirtualEntity(Registration& registration) {
                          });
 }
 
-void AppDelegate::insertVirtualEntityItem(std::uint64_t number) {
-  fVirtualEntity->installSubmenus();  // what was found counts for the other menus too
-  const auto isIt = [number](const Registration& other) { return other.number == number; };
-  const auto found = std::find_if(fListeners.begin(), fListeners.end(), isIt);
-  if (found == fListeners.end()) return;  // closed meanwhile
-  QMenu* menu = found->listener->menu();
-  if (menu) menu->insertAction(menu->actions().value(kVirtualEntityIndex), found->menuItem.get());
+// What was found for one menu, open still or closed, counts for every other: that of the status item is asked
+// about once only, at the start, when the tool may be slow or an interface not there yet.
+void AppDelegate::insertVirtualEntityItems() {
+  fVirtualEntity->installSubmenus();
+  for (const auto& [listener, item] : fListeners) {
+    QMenu* menu = listener->menu();
+    if (!menu || menu->actions().contains(item.get())) continue;
+    menu->insertAction(menu->actions().value(kVirtualEntityIndex), item.get());
+  }
 }
 
 void AppDelegate::removeListener(ui::DeviceListListener* listener) {

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <cstdint>
 #include <functional>
 #include <memory>
 #include <string>
@@ -77,7 +76,6 @@ class AppDelegate final : public ui::PanelOwner {
   struct Registration {
     ui::DeviceListListener* listener;   ///< not owned
     std::shared_ptr<QAction> menuItem;  ///< its entry for the virtual entity
-    std::uint64_t number;               ///< tells it from a later listener at the same address
   };
 
   void makeFirmwarePoller();
@@ -89,7 +87,7 @@ class AppDelegate final : public ui::PanelOwner {
   void showPanel();
   void hidePanel();
   void offerVirtualEntity(Registration& registration);
-  void insertVirtualEntityItem(std::uint64_t number);
+  void insertVirtualEntityItems();
   /// `work` as a job of the main queue that does nothing once this object is gone.
   std::function<void()> onMain(std::function<void(AppDelegate&)> work);
 
@@ -102,7 +100,6 @@ class AppDelegate final : public ui::PanelOwner {
   UserDefaults* fDefaults = nullptr;  ///< the environment's
   std::vector<DeviceList::ExtendedDeviceInfo> fCurrList;
   std::vector<Registration> fListeners;
-  std::uint64_t fNextRegistration = 1;
   std::unique_ptr<StatusBarItem> fItem;
   std::unique_ptr<StatusBarView> fStatusView;
   std::unique_ptr<StatusBarMenu> fStatusMenu;

@@ -253,7 +253,25 @@ TEST_F(AppDelegateTest, DoesNotTouchAMenuThatClosedDuringTheEnumeration) {
   fDelegate->removeListener(closing.get());
   closing.reset();
   RunMain();
-  EXPECT_EQ(staying.settings.actions().size(), 1) << "of its own enumeration alone";
+  EXPECT_EQ(staying.settings.actions().size(), 1) << "once, though two enumerations found interfaces";
+}
+
+TEST_F(AppDelegateTest, InsertsInMenusForWhichNothingWasFoundBefore) {
+  Launch();
+  RecordingListener early;
+  fDelegate->addListener(&early);
+  RunBackground();
+  RunMain();
+  ASSERT_THAT(early.settings.actions(), IsEmpty());
+
+  fEnvironment.hasAVBInterfaces = true;
+  RecordingListener late;
+  fDelegate->addListener(&late);
+  RunBackground();
+  RunMain();
+  ASSERT_EQ(early.settings.actions().size(), 1);
+  ASSERT_EQ(late.settings.actions().size(), 1);
+  EXPECT_NE(early.settings.actions().at(0), late.settings.actions().at(0));
 }
 
 TEST_F(AppDelegateTest, ShowsInTheOtherMenusWhatWasFoundForOneThatClosed) {
@@ -277,10 +295,11 @@ TEST_F(AppDelegateTest, DoesNotMistakeANewListenerForAnOldOneAtTheSameAddress) {
   fDelegate->removeListener(&listener);
   fDelegate->addListener(&listener);
   RunMain();  // the first one's result
-  EXPECT_THAT(listener.settings.actions(), IsEmpty());
+  EXPECT_THAT(listener.settings.actions(), ElementsAre(fEnvironment.entityItem.get()))
+      << "the new one's entry";
   RunBackground();
   RunMain();
-  EXPECT_EQ(listener.settings.actions().size(), 1);
+  EXPECT_THAT(listener.settings.actions(), ElementsAre(fEnvironment.entityItem.get()));
 }
 
 TEST_F(AppDelegateTest, SurvivesItsEndDuringTheEnumeration) {
