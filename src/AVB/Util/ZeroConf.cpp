@@ -9,14 +9,15 @@ std::atomic<std::size_t> gAbandonedThreads{0};
 
 }  // namespace
 
-ZeroConfEngine::ZeroConfEngine(WorkItem& item, DNSSD& dnssd, Clock clock)
-    : fImpl(std::make_shared<Impl>(item, dnssd, clock)) {}
+ZeroConfEngine::ZeroConfEngine(WorkItem& item, DNSSD& dnssd, Clock clock,
+                               std::chrono::milliseconds teardownTime)
+    : fTeardownTime(teardownTime), fImpl(std::make_shared<Impl>(item, dnssd, clock)) {}
 
 ZeroConfEngine::~ZeroConfEngine() {
   fImpl->RequestStop();
   if (!fThread.joinable()) {
     fImpl->ReleaseOperations();
-  } else if (fImpl->WaitUntilReleased(kTeardownTime)) {
+  } else if (fImpl->WaitUntilReleased(fTeardownTime)) {
     fThread.join();
   } else {
     ++gAbandonedThreads;

@@ -56,19 +56,20 @@ class ZeroConfEngine {
   /// How long a lookup keeps its place unanswered while others wait.
   static constexpr std::chrono::seconds kPlaceTime{5};
   /// How long the destructor waits for a service thread that is stuck in the
-  /// responder's library.
+  /// responder's library, unless told otherwise.
   static constexpr std::chrono::milliseconds kTeardownTime{500};
 
   /// Starts nothing. `item` is queued at every change of the resolved services,
   /// from the service thread with the engine's mutex held; it and `dnssd`
   /// outlive the engine.
   explicit ZeroConfEngine(WorkItem& item, DNSSD& dnssd = SystemDNSSD::Instance(),
-                          Clock clock = std::chrono::steady_clock::now);
+                          Clock clock = std::chrono::steady_clock::now,
+                          std::chrono::milliseconds teardownTime = kTeardownTime);
   ZeroConfEngine(const ZeroConfEngine&) = delete;
   ZeroConfEngine& operator=(const ZeroConfEngine&) = delete;
 
   /// Stops the service thread, which releases every operation, and joins it.
-  /// A thread stuck in the library is left behind after kTeardownTime with all
+  /// A thread stuck in the library is left behind after the teardown time with all
   /// that it needs; it releases the operations when it comes free. The work
   /// item is not touched any more once this returns.
   virtual ~ZeroConfEngine();
@@ -93,6 +94,7 @@ class ZeroConfEngine {
  private:
   class Impl;
 
+  const std::chrono::milliseconds fTeardownTime;
   std::shared_ptr<Impl> fImpl;  // shared with the service thread
   std::thread fThread;
 };

@@ -51,12 +51,17 @@ class Gate {
 };
 
 /// An engine on a scripted library, and a client that counts how often it is
-/// woken by looking whether its item was queued.
+/// woken by looking whether its item was queued. The engine waits for its
+/// thread on any machine, since the thread uses what the fixture holds.
 class ZeroConfEngineTest : public testing::Test {
  protected:
   struct Loop : WorkLoop {};
 
-  void SetUp() override { fEngine = std::make_unique<ZeroConfEngine>(fItem, fDnssd, FakeNow); }
+  void SetUp() override { MakeEngine(FakeNow); }
+
+  void MakeEngine(ZeroConfEngine::Clock clock) {
+    fEngine = std::make_unique<ZeroConfEngine>(fItem, fDnssd, clock, std::chrono::seconds(30));
+  }
 
   void Browse() { ASSERT_EQ(0, fEngine->BrowseForService("_http._tcp")); }
 

@@ -166,7 +166,7 @@ TEST_F(ZeroConfLookupsTest, AnExceptionInStartingAWaitingLookupOnlyPutsItOff) {
 }
 
 TEST_F(ZeroConfLookupsTest, WakesTenTimesASecondWhenNothingComes) {
-  fEngine = std::make_unique<ZeroConfEngine>(fItem, fDnssd, CountingNow);
+  MakeEngine(CountingNow);
   Browse();
   AddInstances(49);
   ASSERT_TRUE(fDnssd.WaitUntilIdle());

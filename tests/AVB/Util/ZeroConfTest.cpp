@@ -329,6 +329,7 @@ TEST_F(ZeroConfEngineTest, NoClientWaitsForAnAddressLookupThatBlocks) {
 TEST_F(ZeroConfEngineTest, AThreadStuckInTheLibraryIsLeftBehindAndReleasesEverythingLater) {
   Gate gate("stuck");
   fDnssd.onResolve = std::ref(gate);
+  fEngine = std::make_unique<ZeroConfEngine>(fItem, fDnssd, test::FakeNow);
   Browse();
   fDnssd.ReplyAdd("a");
   fDnssd.ReplyAdd("stuck");
