@@ -67,6 +67,9 @@ class ZeroConfEngine::Impl {
   void AddService(std::unique_ptr<ServiceData> record);
   void RemoveService(const std::string& name);
 
+  // The caller holds the mutex.
+  void Enqueue(std::unique_ptr<ServiceData> record);
+
   // The caller holds the mutex and destroys the result after releasing it.
   std::unique_ptr<ServiceData> Remove(const std::string& name);
   std::unique_ptr<ServiceData> Take(const ServiceData* record);

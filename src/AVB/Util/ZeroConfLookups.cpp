@@ -16,8 +16,7 @@ void ZeroConfEngine::Impl::AddService(std::unique_ptr<ServiceData> record) {
   {
     const std::lock_guard lock(fMutex);
     if (!fWaiting.empty() || CountInFlight() >= kMaxInFlight) {
-      fWaiting.push_back(record.get());
-      fRecords.push_back(std::move(record));
+      Enqueue(std::move(record));
       return;
     }
   }
@@ -25,6 +24,16 @@ void ZeroConfEngine::Impl::AddService(std::unique_ptr<ServiceData> record) {
   if (!StartLookup(*record)) return;
   const std::lock_guard lock(fMutex);
   fRecords.push_back(std::move(record));
+}
+
+void ZeroConfEngine::Impl::Enqueue(std::unique_ptr<ServiceData> record) {
+  fRecords.push_back(std::move(record));
+  try {
+    fWaiting.push_back(fRecords.back().get());
+  } catch (...) {  // a record that nobody would look up
+    fRecords.pop_back();
+    throw;
+  }
 }
 
 bool ZeroConfEngine::Impl::StartLookup(ServiceData& record) {
@@ -77,11 +86,12 @@ void ZeroConfEngine::Impl::YieldUnansweredLookups() {
   std::stable_sort(expired.begin(), expired.end(),
                    [](const auto* a, const auto* b) { return a->startedAt < b->startedAt; });
   expired.resize(std::min(expired.size(), fWaiting.size() - places));
+  given.reserve(2 * expired.size());
   for (ServiceData* record : expired) {
+    fWaiting.push_back(record);  // what may fail comes first: a record is pending or waits
     record->lookup = record->addressRef ? ServiceData::Lookup::kAddress : ServiceData::Lookup::kResolve;
     given.push_back(std::move(record->resolveRef));
     given.push_back(std::move(record->addressRef));
-    fWaiting.push_back(record);
   }
 }
 

@@ -47,6 +47,7 @@ DNSServiceRef ScriptedDNSSD::Begin(Kind kind, const std::string& key) {
   if (lowestSocket > 0) {
     operation->socket = FileDescriptor(::fcntl(operation->socket.Get(), F_DUPFD_CLOEXEC, lowestSocket));
   }
+  fReleased.reserve(fReleased.size() + fOperations.size() + 1);  // releasing takes no memory
   auto* ref = reinterpret_cast<DNSServiceRef>(fNextRef++);
   fBegun.push_back(operation->description);
   if (kind != Kind::kBrowse) fThreads.insert(std::this_thread::get_id());
@@ -293,7 +294,7 @@ void ScriptedDNSSD::RefDeallocate(DNSServiceRef ref) {
   }
   if (found->second->inside && found->second->insideThread != std::this_thread::get_id()) fMisused = true;
   fThreads.insert(std::this_thread::get_id());
-  fReleased.push_back(found->second->description);
+  fReleased.push_back(std::move(found->second->description));
   fOperations.erase(found);
   fChanged.notify_all();
 }

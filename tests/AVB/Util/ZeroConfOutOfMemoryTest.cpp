@@ -1,60 +1,199 @@
 #include <arpa/inet.h>
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <netinet/in.h>
 
+#include <atomic>
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
+#include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "AVB/Util/ZeroConf.h"
 #include "foundation/Log.h"
 #include "tests/AVB/Util/ScriptedDNSSD.h"
+#include "tests/support/Eventually.h"
 #include "tests/support/FailingAllocation.h"
 
 namespace vorn {
 namespace {
 
-struct Loop : WorkLoop {};
+using std::chrono::steady_clock;
+using testing::Eventually;
+using ::testing::IsEmpty;
+using ::testing::UnorderedElementsAreArray;
 
-TEST(ZeroConfOutOfMemory, AnExceptionInLookingUpTheAddressIsLoggedAndSurvived) {
-  char* text = nullptr;
-  std::size_t size = 0;
-  std::FILE* const before = Log::details::gFile;
-  Log::details::gFile = ::open_memstream(&text, &size);
-  Log::details::s_use_color = false;
+std::atomic<steady_clock::rep> gNow{0};
+std::atomic<int> gFailNext{0};     // which allocation fails after the next look at the clock; 0: none
+std::atomic<bool> gTried{false};   // whether the clock was looked at again since
+std::atomic<bool> gFailed{false};  // whether an allocation failed in between
 
-  test::ScriptedDNSSD dnssd;
-  Loop loop;
-  CppWorkItem item(&loop, [] { return true; });
-  {
-    ZeroConfEngine engine(item, dnssd);
-    ASSERT_EQ(0, engine.BrowseForService("_http._tcp"));
-    dnssd.ReplyAdd("a");
-    dnssd.ReplyResolve("a", "a.local.");
-    dnssd.ReplyWith("address a.local.", [&](DNSServiceRef ref, void* context) {
-      sockaddr_in address{};
-      address.sin_family = AF_INET;
-      const testing::FailingAllocation failing(1);  // queuing the client's item needs memory
-      dnssd.AddressReply()(ref, kDNSServiceFlagsAdd, 1, 0, "a.local.", reinterpret_cast<sockaddr*>(&address),
-                           120, context);
-      EXPECT_TRUE(failing.HasFailed());
-    });
-    ASSERT_TRUE(dnssd.WaitUntilIdle());
-    EXPECT_STREQ("ERROR: exception in GetAddrInfoCallback (ZeroConf.cpp:516 )\n", text);
-
-    dnssd.ReplyAdd("b");
-    dnssd.ReplyResolve("b", "b.local.");
-    dnssd.ReplyAddress("b.local.");
-    ASSERT_TRUE(dnssd.WaitUntilIdle());
-    std::vector<ZeroConfEngine::ServiceInfo> services;
-    engine.GetResolvedServices(services);
-    ASSERT_FALSE(services.empty());
-    EXPECT_EQ("b", services.back().name);
+// The engine looks at the clock once a cycle while somebody waits for a place,
+// before it decides who gives way: a moment of its own thread to fail from.
+steady_clock::time_point FailingNow() {
+  thread_local std::optional<testing::FailingAllocation> failing;
+  if (failing) {
+    gFailed = failing->HasFailed();
+    failing.reset();
+    gTried = true;
   }
-  std::fclose(Log::details::gFile);
-  std::free(text);
-  Log::details::gFile = before;
+  if (const int nth = gFailNext.exchange(0); nth > 0) failing.emplace(nth);
+  return steady_clock::time_point(steady_clock::duration(gNow));
+}
+
+// An engine on a library of its own that has announced so many instances, "u0"
+// and up, and has not answered for any.
+class Network {
+ public:
+  explicit Network(int instances = 0) {
+    EXPECT_EQ(0, fEngine.BrowseForService("_http._tcp"));
+    for (int i = 0; i < instances; ++i) {
+      fNames.push_back("u" + std::to_string(i));
+      fDnssd.ReplyAdd(fNames.back());
+    }
+    EXPECT_TRUE(fDnssd.WaitUntilIdle());
+  }
+
+  test::ScriptedDNSSD& Dnssd() { return fDnssd; }
+  [[nodiscard]] const std::vector<std::string>& Names() const { return fNames; }
+
+  void Answer(const std::string& name) {
+    fDnssd.ReplyResolve(name, (name + ".local.").c_str());
+    fDnssd.ReplyAddress(name + ".local.");
+  }
+
+  // Answers for every instance, the last ones first where `fromBack`.
+  void AnswerAll(bool fromBack) {
+    for (std::size_t i = 0; i < fNames.size(); ++i) Answer(fNames[fromBack ? fNames.size() - 1 - i : i]);
+    EXPECT_TRUE(fDnssd.WaitUntilIdle());
+  }
+
+  std::vector<std::string> Resolved() {
+    std::vector<ZeroConfEngine::ServiceInfo> services;
+    fEngine.GetResolvedServices(services);
+    std::vector<std::string> names;
+    for (const auto& service : services) names.push_back(service.name);
+    return names;
+  }
+
+ private:
+  struct Loop : WorkLoop {};
+  Loop fLoop;
+  CppWorkItem fItem{&fLoop, [] { return true; }};
+  test::ScriptedDNSSD fDnssd;
+  std::vector<std::string> fNames;
+  ZeroConfEngine fEngine{fItem, fDnssd, FailingNow, testing::kGenerousDeadline};
+};
+
+class ZeroConfOutOfMemory : public ::testing::Test {
+ protected:
+  ZeroConfOutOfMemory() : fLog(::open_memstream(&fText, &fSize)) {
+    fBefore = std::exchange(Log::details::gFile, fLog);
+    Log::details::s_use_color = false;
+  }
+  ~ZeroConfOutOfMemory() override {
+    Log::details::gFile = fBefore;
+    Log::details::s_use_color = true;
+    std::fclose(fLog);
+    std::free(fText);
+  }
+
+  // What has been logged since the last call.
+  std::string Logged() {
+    std::fflush(fLog);
+    std::string text(fText + fTaken, fSize - fTaken);
+    fTaken = fSize;
+    return text;
+  }
+
+  // Announces "late" with the nth allocation of its callback failing; whether
+  // there were so many.
+  static bool AnnounceLate(Network& network, int nth) {
+    bool failed = false;
+    network.Dnssd().ReplyWith("browse", [&](DNSServiceRef ref, void* context) {
+      const testing::FailingAllocation failing(nth);
+      network.Dnssd().BrowseReply()(ref, kDNSServiceFlagsAdd, 1, 0, "late", "_http._tcp.", "local.", context);
+      failed = failing.HasFailed();
+    });
+    EXPECT_TRUE(network.Dnssd().WaitUntilIdle());
+    return failed;
+  }
+
+  // Fails each allocation in turn of announcing "late" beside so many others.
+  void ExpectOnlyTheLateOneIsLost(int others) {
+    bool failed = true;
+    for (int nth = 1; failed; ++nth) {
+      Network network(others);
+      failed = AnnounceLate(network, nth);
+      std::vector<std::string> expected = network.Names();
+      network.AnswerAll(false);
+      const std::string logged = Logged();
+      if (logged.empty()) {
+        network.Answer("late");
+        EXPECT_TRUE(network.Dnssd().WaitUntilIdle());
+        expected.push_back("late");
+      } else {
+        EXPECT_EQ("ERROR: exception in BrowseCallback (ZeroConf.cpp:332 )\n", logged);
+      }
+      EXPECT_THAT(network.Resolved(), UnorderedElementsAreArray(expected)) << nth;
+      EXPECT_FALSE(network.Dnssd().Misused());
+    }
+  }
+
+ private:
+  char* fText = nullptr;
+  std::size_t fSize = 0;
+  std::size_t fTaken = 0;
+  std::FILE* fLog;
+  std::FILE* fBefore = nullptr;
+};
+
+TEST_F(ZeroConfOutOfMemory, AnExceptionInLookingUpTheAddressIsLoggedAndSurvived) {
+  Network network;
+  test::ScriptedDNSSD& dnssd = network.Dnssd();
+  dnssd.ReplyAdd("a");
+  dnssd.ReplyResolve("a", "a.local.");
+  dnssd.ReplyWith("address a.local.", [&](DNSServiceRef ref, void* context) {
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    const testing::FailingAllocation failing(1);  // queuing the client's item needs memory
+    dnssd.AddressReply()(ref, kDNSServiceFlagsAdd, 1, 0, "a.local.", reinterpret_cast<sockaddr*>(&address),
+                         120, context);
+    EXPECT_TRUE(failing.HasFailed());
+  });
+  ASSERT_TRUE(dnssd.WaitUntilIdle());
+  EXPECT_EQ("ERROR: exception in GetAddrInfoCallback (ZeroConf.cpp:516 )\n", Logged());
+
+  dnssd.ReplyAdd("b");
+  network.Answer("b");
+  ASSERT_TRUE(dnssd.WaitUntilIdle());
+  EXPECT_THAT(network.Resolved(), ::testing::Contains("b"));
+}
+
+TEST_F(ZeroConfOutOfMemory, AnInstanceThatCannotBeKeptIsLostAlone) {
+  ExpectOnlyTheLateOneIsLost(0);
+}
+
+TEST_F(ZeroConfOutOfMemory, AnInstanceThatCannotWaitForAPlaceIsLostAlone) {
+  ExpectOnlyTheLateOneIsLost(64);  // 48 are looked up; the engine's vector is full
+}
+
+TEST_F(ZeroConfOutOfMemory, ALookupThatCannotGiveWayIsNotLost) {
+  for (int nth = 1;; ++nth) {
+    Network network(50);
+    gTried = false;
+    gFailNext = nth;
+    gNow += steady_clock::duration(ZeroConfEngine::kPlaceTime).count();
+    ASSERT_TRUE(Eventually([] { return gTried.load(); }));
+    // From the back, so that places come free for those that gave way.
+    network.AnswerAll(true);
+    EXPECT_THAT(network.Resolved(), UnorderedElementsAreArray(network.Names())) << nth;
+    EXPECT_THAT(Logged(), IsEmpty());
+    if (!gFailed) break;
+  }
 }
 
 }  // namespace
