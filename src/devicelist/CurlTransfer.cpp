@@ -144,14 +144,15 @@ vorn::optional<HTTPAnswer> CurlTransfer::Perform(const Request& request, const s
   SetDestination(request);
   LeaveMovedHost(request.addresses);
 
-  if (!Run(request.deadline, cancelled)) {
-    if (cancelled || !KeptConnectionWasDead()) return {};
+  auto end = Run(request.deadline, cancelled);
+  if (end == End::kDeadConnection) {
     const long stillLeft = MillisecondsUntil(request.deadline);
     if (stillLeft == 0) return {};
     Set(easy, CURLOPT_TIMEOUT_MS, stillLeft);
     Set(easy, CURLOPT_FRESH_CONNECT, 1L);
-    if (!Run(request.deadline, cancelled)) return {};
+    end = Run(request.deadline, cancelled);
   }
+  if (end != End::kComplete) return {};
   const char* address = nullptr;
   if (curl_easy_getinfo(easy, CURLINFO_PRIMARY_IP, &address) == CURLE_OK && address != nullptr)
     fConnectedTo = address;
@@ -162,17 +163,17 @@ vorn::optional<HTTPAnswer> CurlTransfer::Perform(const Request& request, const s
   return answer;
 }
 
-bool CurlTransfer::Run(Clock::time_point deadline, const std::atomic<bool>& cancelled) {
+CurlTransfer::End CurlTransfer::Run(Clock::time_point deadline, const std::atomic<bool>& cancelled) {
   CURLM* multi = fHandles->multi.get();
   CURL* easy = fHandles->easy.get();
-  if (curl_multi_add_handle(multi, easy) != CURLM_OK) return false;
-  bool complete = false;
+  if (curl_multi_add_handle(multi, easy) != CURLM_OK) return End::kFailed;
+  CURLcode result = CURLE_ABORTED_BY_CALLBACK;  // what it is unless it ends by itself
   for (int running = 1; !cancelled;) {
     if (curl_multi_perform(multi, &running) != CURLM_OK) break;
     if (running == 0) {
       int queued = 0;
       const CURLMsg* message = curl_multi_info_read(multi, &queued);
-      complete = message != nullptr && message->msg == CURLMSG_DONE && message->data.result == CURLE_OK;
+      if (message != nullptr && message->msg == CURLMSG_DONE) result = message->data.result;
       break;
     }
     // libcurl keeps the time-out itself; this holds even where it could not.
@@ -183,16 +184,17 @@ bool CurlTransfer::Run(Clock::time_point deadline, const std::atomic<bool>& canc
   }
   // A transfer that is still under way is dropped here with its connection.
   curl_multi_remove_handle(multi, easy);
-  return complete && !cancelled;
+  if (cancelled) return End::kFailed;
+  if (result == CURLE_OK) return End::kComplete;
+  const bool broke = result == CURLE_GOT_NOTHING || result == CURLE_SEND_ERROR || result == CURLE_RECV_ERROR;
+  return broke && WentOverKeptConnection() && fCollector.IsEmpty() ? End::kDeadConnection : End::kFailed;
 }
 
-/// True when the request went over a kept connection and nothing came back.
-/// libcurl 7.88 tries such a request again by itself, but counts that over the
-/// whole life of a handle and gives every sixth one up.
-bool CurlTransfer::KeptConnectionWasDead() const {
-  long connections = 1;
-  curl_easy_getinfo(fHandles->easy.get(), CURLINFO_NUM_CONNECTS, &connections);
-  return connections == 0 && fCollector.IsEmpty();
+/// Of a transfer that had a connection: without one, none was made either.
+bool CurlTransfer::WentOverKeptConnection() const {
+  long made = 1;
+  curl_easy_getinfo(fHandles->easy.get(), CURLINFO_NUM_CONNECTS, &made);
+  return made == 0;
 }
 
 /// Where the request goes: its URL, its header's fields, its host's addresses.

@@ -21,7 +21,9 @@ void InitHTTP();
 
 /// One GET after another over one kept connection: no redirects, no cookies,
 /// no credentials, no cache, nothing read from or written to disk. Holds at
-/// most three descriptors: the connection and the pair that Wake writes to.
+/// most three descriptors between requests: the connection and the pair that
+/// Wake writes to. A look-up by the system or a move to another port takes more
+/// while it lasts.
 ///
 /// Perform belongs to one thread at a time; Wake may be called from any.
 class CurlTransfer {
@@ -44,10 +46,11 @@ class CurlTransfer {
     Clock::time_point deadline;                 ///< covers everything, the name look-up included
   };
 
-  /// Sends the request and waits for the whole answer. Empty when the transfer
-  /// failed in any way, broke a bound of ResponseCollector, met its deadline or
-  /// `cancelled` became true: set it, call Wake, and Perform returns at once
-  /// whatever phase it is in.
+  /// Sends the request, twice only where a kept connection turns out dead, and
+  /// waits for the whole answer. Empty when the transfer failed in any way,
+  /// broke a bound of ResponseCollector, met its deadline or `cancelled` became
+  /// true: set it, call Wake, and Perform returns at once whatever phase it is
+  /// in.
   vorn::optional<HTTPAnswer> Perform(const Request& request, const std::atomic<bool>& cancelled);
 
   /// Makes a Perform that is waiting look at its flag. Never blocks.
@@ -56,8 +59,19 @@ class CurlTransfer {
  private:
   struct Handles;
 
-  [[nodiscard]] bool Run(Clock::time_point deadline, const std::atomic<bool>& cancelled);
-  [[nodiscard]] bool KeptConnectionWasDead() const;
+  /// How a transfer ends.
+  enum class End {
+    kComplete,  ///< with the whole answer
+    /// With nothing back over the kept connection, which the peer has closed
+    /// meanwhile: to be tried once more, over a new one. libcurl 7.88 does that
+    /// by itself, but counts it over the whole life of a handle and gives every
+    /// sixth one up.
+    kDeadConnection,
+    kFailed,  ///< in any other way, or cancelled; not to be tried again
+  };
+
+  [[nodiscard]] End Run(Clock::time_point deadline, const std::atomic<bool>& cancelled);
+  [[nodiscard]] bool WentOverKeptConnection() const;
   void SetDestination(const Request& request);
   void SetFields(std::vector<std::string> fields);
   void Pin(const std::string& hostAndPort, const std::vector<std::string>& addresses);

@@ -9,18 +9,22 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
+#include <cstdio>
 #include <cstring>
 #include <fstream>
 #include <future>
 #include <iostream>
 #include <memory>
+#include <stdexcept>
 #include <string>
 
 #include "devicelist/FirmwarePoller.h"
 #include "devicelist/HTTPPoller.h"
 #include "devicelist/UpdateServer.h"
 #include "foundation/FileDescriptor.h"
+#include "tests/support/LoopbackServer.h"
 
 namespace DeviceList {
 namespace {
@@ -30,10 +34,11 @@ using namespace std::chrono_literals;
 /// The system's resolver gives up after some 10 s, the request after 30.
 constexpr auto kPrompt = 4s;
 
-/// A name server on 127.0.0.1 that takes queries and answers none.
-class SilentNameServer {
+/// A name server on 127.0.0.1 that takes queries and answers those that it is
+/// told to.
+class NameServer {
  public:
-  SilentNameServer() : fSocket(::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0)) {
+  NameServer() : fSocket(::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0)) {
     sockaddr_in address{};
     address.sin_family = AF_INET;
     address.sin_port = htons(53);
@@ -46,12 +51,42 @@ class SilentNameServer {
     return ::poll(&wait, 1, 20000) == 1;
   }
 
+  /// Answers every query with "no such name" until the request has ended, and
+  /// says how many of them were for an IPv4 address.
+  [[nodiscard]] int DenyUntilEnd(const std::future<bool>& request) const {
+    int denied = 0;
+    while (request.wait_for(0s) != std::future_status::ready) {
+      pollfd wait{fSocket.Get(), POLLIN, 0};
+      if (::poll(&wait, 1, 10) == 1 && DenyNext() == kAddress) ++denied;
+    }
+    return denied;
+  }
+
  private:
+  static constexpr std::size_t kHeaderBytes = 12;
+  static constexpr int kAddress = 1;  // the type of record that holds an IPv4 address
+
+  /// The type of record that was asked for.
+  [[nodiscard]] int DenyNext() const {
+    unsigned char message[512] = {};
+    sockaddr_in from{};
+    socklen_t fromLength = sizeof(from);
+    auto* peer = reinterpret_cast<sockaddr*>(&from);
+    ::recvfrom(fSocket.Get(), message, sizeof(message), 0, peer, &fromLength);
+    std::size_t end = kHeaderBytes;
+    while (message[end] != 0 && end < sizeof(message) / 2) end += 1U + message[end];
+    message[2] = 0x81;  // an answer
+    message[3] = 0x83;  // no such name
+    std::fill(message + 6, message + kHeaderBytes, '\0');
+    ::sendto(fSocket.Get(), message, end + 5, 0, peer, fromLength);
+    return message[end + 2];
+  }
+
   vorn::FileDescriptor fSocket;
 };
 
 TEST(HTTPLookup, CancellingEndsARequestWhoseNameServerIsSilent) {
-  const SilentNameServer server;
+  const NameServer server;
   HTTPPoller poller;
   auto request = std::async(std::launch::async,
                             [&] { return poller.DoRequest("http://unit.vorn.example/", {}).has_value(); });
@@ -63,7 +98,7 @@ TEST(HTTPLookup, CancellingEndsARequestWhoseNameServerIsSilent) {
 }
 
 TEST(HTTPLookup, DestructionEndsARequestWhoseNameServerIsSilent) {
-  const SilentNameServer server;
+  const NameServer server;
   auto poller = std::make_unique<FirmwarePoller>("ab12", "release", std::function<void()>());
   ASSERT_TRUE(server.WaitForQuery());
   auto destruction = std::async(std::launch::async, [&] { poller.reset(); });
@@ -71,12 +106,44 @@ TEST(HTTPLookup, DestructionEndsARequestWhoseNameServerIsSilent) {
 }
 
 TEST(HTTPLookup, TheDeadlineCoversTheLookup) {
-  const SilentNameServer server;
+  const NameServer server;
   HTTPPoller poller(nullptr, 300ms);
   auto request = std::async(std::launch::async,
                             [&] { return poller.DoRequest("http://unit.vorn.example/", {}).has_value(); });
   ASSERT_EQ(request.wait_for(kPrompt), std::future_status::ready);
   EXPECT_FALSE(request.get());
+}
+
+TEST(HTTPLookup, AFailedLookupIsTriedOnce) {
+  const NameServer server;
+  HTTPPoller poller;
+  auto request = std::async(std::launch::async,
+                            [&] { return poller.DoRequest("http://unit.vorn.example/", {}).has_value(); });
+  EXPECT_EQ(server.DenyUntilEnd(request), 1);
+  EXPECT_FALSE(request.get());
+}
+
+/// The connections begun in this network namespace, where nobody else is.
+long ConnectionsBegun() {
+  std::ifstream file("/proc/self/net/snmp");
+  std::string line;
+  while (std::getline(file, line)) {
+    long algorithm = 0, least = 0, most = 0, connections = 0, begun = 0;
+    if (std::sscanf(line.c_str(), "Tcp: %ld %ld %ld %ld %ld", &algorithm, &least, &most, &connections,
+                    &begun) == 5)
+      return begun;
+  }
+  throw std::runtime_error("no count of connections");
+}
+
+TEST(HTTPLookup, ARefusedConnectionIsTriedOnce) {
+  const auto url = "http://127.0.0.1:" + std::to_string(vorn::testing::UnusedPort()) + "/";
+  HTTPPoller poller;
+  const long before = ConnectionsBegun();
+  EXPECT_FALSE(poller.DoRequest(url, {}));
+  EXPECT_EQ(ConnectionsBegun(), before + 1);
+  EXPECT_FALSE(poller.DoRequest(url, {}));
+  EXPECT_EQ(ConnectionsBegun(), before + 2);
 }
 
 bool Write(const char* path, const std::string& text) {

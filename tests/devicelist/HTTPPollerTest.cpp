@@ -221,6 +221,22 @@ TEST_F(HTTPPollerTest, GivesNoAnswerWhenAFreshConnectionBreaks) {
   EXPECT_EQ(fServer.RequestCount(), 2U);  // not tried again
 }
 
+TEST_F(HTTPPollerTest, DoesNotTryAgainWhatWasAnsweredUnfitOverAKeptConnection) {
+  for (const auto& bytes :
+       {"garbage\r\n\r\n"s, "HTTP/1.1 200 " + std::string(70'000, 'x') + "\r\n\r\n", "X-Field: x\r\n\r\n"s}) {
+    LoopbackServer server;
+    HTTPPoller poller;
+    server.Reply("/good", 200, "x");
+    server.Handle("/bad", [=](Exchange& exchange) {
+      exchange.Send(bytes);
+      exchange.Close();
+    });
+    EXPECT_TRUE(poller.DoRequest(server.Url("/good"), {}));
+    EXPECT_FALSE(poller.DoRequest(server.Url("/bad"), {}));
+    EXPECT_THAT(server.Targets(), ElementsAre("/good", "/bad")) << bytes.substr(0, 20);
+  }
+}
+
 TEST_F(HTTPPollerTest, GivesNoAnswerWhereNobodyListens) {
   EXPECT_FALSE(
       fPoller.DoRequest("http://127.0.0.1:" + std::to_string(vorn::testing::UnusedPort()) + "/", {}));
