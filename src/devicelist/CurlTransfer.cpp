@@ -114,6 +114,7 @@ CurlTransfer::CurlTransfer() : fHandles(std::make_unique<Handles>()) {
   Set(easy, CURLOPT_HTTP_VERSION, static_cast<long>(CURL_HTTP_VERSION_1_1));
   Set(easy, CURLOPT_HTTP09_ALLOWED, 0L);
   Set(easy, CURLOPT_FOLLOWLOCATION, 0L);
+  Set(easy, CURLOPT_PATH_AS_IS, 1L);
   Set(easy, CURLOPT_NETRC, static_cast<long>(CURL_NETRC_IGNORED));
   Set(easy, CURLOPT_QUICK_EXIT, 1L);  // never waits for a look-up that is given up
   Set(easy, CURLOPT_ACCEPT_ENCODING, "gzip, deflate");

@@ -66,25 +66,28 @@ vorn::optional<Url> Read(const UrlHandle& handle) {
   // Escapes in the host have become the bytes that they stand for.
   if (HoldsForbidden(*text)) return {};
   if (GetPart(handle, CURLUPART_USER) || GetPart(handle, CURLUPART_PASSWORD)) return {};
-  Url url{std::move(*text), vorn::LowerASCII(*scheme), vorn::LowerASCII(*host),
-          std::move(*port), std::move(*path),          false};
-  url.hasQuery = GetPart(handle, CURLUPART_QUERY).has_value();
+  Url url{std::move(*text), vorn::LowerASCII(*scheme), vorn::LowerASCII(*host), std::move(*port),
+          std::move(*path)};
   if (url.scheme != "http" && url.scheme != "https") return {};
   return url;
 }
+
+/// "." and ".." are kept as they stand: they may be a unit's identifier or its
+/// model, and the path without them would be another resource's.
+constexpr unsigned kAsWritten = CURLU_PATH_AS_IS | CURLU_DISALLOW_USER;
 
 }  // namespace
 
 vorn::optional<Url> ParseUrl(const std::string& text) {
   if (HoldsForbidden(text) || !HasAuthority(text) || HasUserOrEscape(text)) return {};
   const auto handle = MakeHandle();
-  if (curl_url_set(handle.get(), CURLUPART_URL, text.c_str(), CURLU_DISALLOW_USER) != CURLUE_OK) return {};
+  if (curl_url_set(handle.get(), CURLUPART_URL, text.c_str(), kAsWritten) != CURLUE_OK) return {};
   return Read(handle);
 }
 
 vorn::optional<Url> ResolveUrl(const Url& base, const std::string& reference) {
   const auto handle = MakeHandle();
-  if (curl_url_set(handle.get(), CURLUPART_URL, base.text.c_str(), 0) != CURLUE_OK) return {};
+  if (curl_url_set(handle.get(), CURLUPART_URL, base.text.c_str(), kAsWritten) != CURLUE_OK) return {};
   // Servers do write blanks into a Location; they are encoded on the way in.
   if (HasUserOrEscape(reference)) return {};
   const auto result =

@@ -16,14 +16,15 @@ struct Url {
   std::string host;    ///< lower case; an IPv6 address keeps its brackets
   std::string port;    ///< decimal, the scheme's own where the text names none
   std::string path;    ///< begins with "/"
-  bool hasQuery = false;
 };
 
-/// The URL in the text; empty when it is none of the above. Any thread.
+/// The URL in the text, its path as it is written there; empty when it is none
+/// of the above. Any thread.
 vorn::optional<Url> ParseUrl(const std::string& text);
 
-/// The URL that a redirect's Location means when found at the base; empty when
-/// it is none of the above. Any thread.
+/// The URL that a redirect's Location means when found at the base, with "."
+/// and ".." in its path followed; empty when it is none of the above. Any
+/// thread.
 vorn::optional<Url> ResolveUrl(const Url& base, const std::string& reference);
 
 }  // namespace DeviceList

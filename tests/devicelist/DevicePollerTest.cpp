@@ -438,6 +438,19 @@ TEST_F(DevicePollerTest, SendsNoStrangersUidIntoTheHeader) {
   }
 }
 
+TEST_F(DevicePollerTest, AsksForAUidOfDotsAsItStands) {
+  for (const auto& path : {"/datastore/avb/./model_name", "/datastore/avb/../model_name"})
+    fUnit.Handle(path, [](Exchange& exchange) { exchange.Hang(); });
+  auto entry = MakeEntry();
+  for (const auto* uid : {".", ".."}) {
+    entry.uid = uid;
+    const auto before = fUnit.RequestCount();
+    const DevicePoller poller(entry, nullptr, kOnce);
+    ASSERT_TRUE(fUnit.WaitForRequests(before + 3));
+    EXPECT_EQ(fUnit.Targets().back(), "/datastore/avb/"s + uid + "/model_name");
+  }
+}
+
 TEST_F(DevicePollerTest, ReachesALocalHostByItsPinnedAddress) {
   const auto hosts = std::make_shared<LocalHosts>();
   hosts->Replace({{"studio-a.local", {"127.0.0.1"}}});

@@ -76,6 +76,8 @@ TEST_F(FirmwarePollerTest, PutsTheChannelAndTheEncodedModelIntoThePath) {
   EXPECT_EQ(targetOf("ab12", "Release"), "/api/Release/device/ab12/firmware");
   EXPECT_EQ(targetOf("ab12", "my beta/2"), "/api/my%20beta%2f2/device/ab12/firmware");
   EXPECT_EQ(targetOf("My Model", "release"), "/api/device/My%20Model/firmware");
+  EXPECT_EQ(targetOf(".", "release"), "/api/device/./firmware");
+  EXPECT_EQ(targetOf("..", "release"), "/api/device/../firmware");
   EXPECT_EQ(targetOf("../../x?#@\r\n\xff", "release"), "/api/device/..%2f..%2fx%3f%23%40%0d%0a%ff/firmware");
 }
 

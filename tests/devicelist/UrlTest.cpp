@@ -16,14 +16,12 @@ TEST(Url, KnowsItsPieces) {
   EXPECT_EQ(url->host, "studio-a.local");
   EXPECT_EQ(url->port, "8080");
   EXPECT_EQ(url->path, "/datastore/x");
-  EXPECT_TRUE(url->hasQuery);
   EXPECT_EQ(url->text.find('#'), std::string::npos);
 }
 
 TEST(Url, HasTheSchemesOwnPortByDefault) {
   EXPECT_EQ(ParseUrl("http://a/")->port, "80");
   EXPECT_EQ(ParseUrl("https://a/")->port, "443");
-  EXPECT_FALSE(ParseUrl("http://a/")->hasQuery);
 }
 
 TEST(Url, RefusesWhatIsNoHTTPUrl) {
@@ -71,6 +69,17 @@ TEST(Url, ResolvesReferences) {
   EXPECT_EQ(ResolveUrl(*base, "HTTPS://A/")->scheme, "https");
   EXPECT_EQ(ResolveUrl(*base, "//other/x")->host, "other");
   EXPECT_EQ(ResolveUrl(*base, "/with blank")->text, "http://a:81/with%20blank");
+}
+
+TEST(Url, KeepsDotsInItsPathAndFollowsThoseOfAReference) {
+  EXPECT_EQ(ParseUrl("http://a/b/../c/./d")->text, "http://a/b/../c/./d");
+  EXPECT_EQ(ParseUrl("http://a/b/../c")->path, "/b/../c");
+  const auto base = ParseUrl("http://a/b/../c/d");
+  ASSERT_TRUE(base);
+  EXPECT_EQ(ResolveUrl(*base, "../x")->text, "http://a/x");
+  EXPECT_EQ(ResolveUrl(*base, "/y/../x")->text, "http://a/x");
+  EXPECT_EQ(ResolveUrl(*base, "http://a/y/./x")->text, "http://a/y/x");
+  EXPECT_EQ(ResolveUrl(*ParseUrl("http://a/b/.."), "x")->text, "http://a/b/x");
 }
 
 TEST(Url, RefusesReferencesThatLeaveHTTPOrNameAUser) {
