@@ -5,7 +5,6 @@
 #include <QDBusConnectionInterface>
 #include <QDBusError>
 #include <QDBusVariant>
-#include <QEventLoop>
 #include <QTimer>
 #include <utility>
 
@@ -13,6 +12,8 @@ namespace vorn::app {
 namespace {
 
 constexpr char kInterface[] = "org.freedesktop.Application";
+constexpr char kBus[] = "org.freedesktop.DBus";
+constexpr char kBusPath[] = "/org/freedesktop/DBus";
 constexpr int kAskTimeoutMilliseconds = 3000;
 constexpr std::size_t kMostWaiting = 64;
 constexpr qsizetype kLongestToken = 1000;     // it goes into an environment
@@ -71,8 +72,8 @@ std::optional<ActivationRequest> RequestOf(const QDBusMessage& message) {
 
 }  // namespace
 
-ApplicationService::ApplicationService(QString name, QString objectPath)
-    : fName(std::move(name)), fObjectPath(std::move(objectPath)) {}
+ApplicationService::ApplicationService(QString name, QString objectPath, Offer offer)
+    : fName(std::move(name)), fObjectPath(std::move(objectPath)), fOffer(offer) {}
 
 ApplicationService::~ApplicationService() {
   release();
@@ -125,18 +126,20 @@ bool ApplicationService::askOwnerToShow(const std::string& activationToken) {
   return reply.type() == QDBusMessage::ReplyMessage;
 }
 
-std::optional<ActivationRequest> ApplicationService::takeFirstRequest(std::chrono::milliseconds grace) {
-  std::optional<ActivationRequest> first;
-  QEventLoop loop;
-  QTimer::singleShot(grace, &loop, &QEventLoop::quit);
-  setHandler([this, &first, &loop](const ActivationRequest& request) {
-    first = request;
-    fHandler = {};  // what follows waits for the next handler
-    loop.quit();
-  });
-  loop.exec();
-  fHandler = {};
-  return first;
+std::optional<ActivationRequest> ApplicationService::takeFirstRequest() {
+  // Until the event loop has turned once the toolkit keeps back what comes.
+  QCoreApplication::processEvents();
+  // The bus hands on what waited for the name before it answers a call that we
+  // make with it; what was kept back is here before the answer after that.
+  auto bus = QDBusConnection::sessionBus();
+  for (int i = 0; i < 2; ++i) {
+    const auto call = QDBusMessage::createMethodCall(QLatin1String(kBus), QLatin1String(kBusPath),
+                                                     QLatin1String(kBus), QStringLiteral("GetId"));
+    if (bus.call(call, QDBus::Block, kAskTimeoutMilliseconds).type() != QDBusMessage::ReplyMessage) break;
+  }
+  QCoreApplication::sendPostedEvents(this);
+  if (fWaiting.empty()) return {};
+  return takeOldest();
 }
 
 void ApplicationService::setHandler(Handler handler) {
@@ -163,6 +166,10 @@ bool ApplicationService::handleMessage(const QDBusMessage& message, const QDBusC
   if (!request) {
     connection.send(message.createErrorReply(QDBusError::InvalidArgs,
                                              QStringLiteral("There is no such method or action")));
+    return true;
+  }
+  if (fOffer == Offer::Pages && request->kind != ActivationRequest::Kind::OpenPage) {
+    connection.send(message.createErrorReply(QDBusError::Failed, QStringLiteral("There is no display")));
     return true;
   }
   if (fWaiting.size() >= kMostWaiting) {

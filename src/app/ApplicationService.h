@@ -3,7 +3,6 @@
 #include <QDBusConnection>
 #include <QDBusMessage>
 #include <QDBusVirtualObject>
-#include <chrono>
 #include <deque>
 #include <functional>
 #include <optional>
@@ -39,7 +38,13 @@ class ApplicationService final : public QDBusVirtualObject {
   static constexpr char kOpenPageAction[] = "open-page";
   static constexpr char kShowDevicesAction[] = "show-devices";
 
-  ApplicationService(QString name, QString objectPath);
+  /// What can be done for those who ask; the rest is refused.
+  enum class Offer {
+    Everything,
+    Pages,  ///< there is no display
+  };
+
+  ApplicationService(QString name, QString objectPath, Offer offer);
   ~ApplicationService() override;
 
   /// Asks the bus for the name; blocks for its answer. Once ours, it stays so.
@@ -56,10 +61,10 @@ class ApplicationService final : public QDBusVirtualObject {
   /// few seconds at most. False when none came, or a refusal.
   bool askOwnerToShow(const std::string& activationToken);
 
-  /// The request for whose sake the bus started us; it comes within moments of
-  /// our owning the name. Turns the event loop until it is there, for `grace` at
-  /// most.
-  [[nodiscard]] std::optional<ActivationRequest> takeFirstRequest(std::chrono::milliseconds grace);
+  /// The request for whose sake the bus started us; empty when there is none.
+  /// Once, after the name has become ours, while no handler is set; turns the
+  /// event loop, blocks for the bus's answers, a few seconds at most.
+  [[nodiscard]] std::optional<ActivationRequest> takeFirstRequest();
 
   /// From now on requests go to `handler`, those that wait first; from the
   /// event loop. An empty one lets them wait again.
@@ -81,6 +86,7 @@ class ApplicationService final : public QDBusVirtualObject {
 
   const QString fName;
   const QString fObjectPath;
+  const Offer fOffer;
   Handler fHandler;
   std::deque<Waiting> fWaiting;  ///< oldest first, at most kMostWaiting
   bool fOwnsName = false;

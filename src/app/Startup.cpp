@@ -25,11 +25,6 @@ namespace {
 using Claim = ApplicationService::Claim;
 using namespace std::chrono_literals;
 
-// The message for whose sake the bus starts us is there in a moment. A program
-// that merely inherited the bus's mark from its terminal waits in vain.
-constexpr auto kFirstRequestGrace = 300ms;
-constexpr auto kFirstRequestGraceWithoutDisplay = 3000ms;
-
 // A little before the second is over, for the system's own part of the exit.
 constexpr auto kTeardownLimit = 900ms;
 
@@ -76,11 +71,12 @@ std::optional<ActivationRequest> OpenPages(ApplicationService& service, const Ac
   return more;
 }
 
-/// The request for whose sake the bus started us; empty where it did not.
+/// The request for whose sake the bus started us; empty where it did not, and
+/// where we merely inherited the bus's mark from our terminal.
 std::optional<ActivationRequest> FirstRequest(ApplicationService& service, Claim claim,
-                                              const StartReason& reason, std::chrono::milliseconds grace) {
+                                              const StartReason& reason) {
   if (claim != Claim::Owner || !reason.byBus) return {};
-  return service.takeFirstRequest(grace);
+  return service.takeFirstRequest();
 }
 
 void SetUpToolkit() {
@@ -130,17 +126,17 @@ int RunStatusItem(ApplicationService& service, const std::optional<ActivationReq
   return status;
 }
 
-ApplicationService MakeService() {
-  return {QString::fromLatin1(Identity::kIdentifier), QString::fromLatin1(Identity::kObjectPath)};
+ApplicationService MakeService(ApplicationService::Offer offer) {
+  return {QString::fromLatin1(Identity::kIdentifier), QString::fromLatin1(Identity::kObjectPath), offer};
 }
 
 int RunWithDisplay(int& argc, char** argv, const StartReason& reason, std::optional<Display> display) {
   const QApplication application(argc, argv);
   display.reset();  // the toolkit has its own connection
   SetUpToolkit();
-  auto service = MakeService();
+  auto service = MakeService(ApplicationService::Offer::Everything);
   auto claim = ClaimOrAskTheOther(service, reason);
-  auto first = FirstRequest(service, claim, reason, kFirstRequestGrace);
+  auto first = FirstRequest(service, claim, reason);
   if (first && first->kind == ActivationRequest::Kind::OpenPage) {
     first = OpenPages(service, *first);
     if (!first) return 0;
@@ -153,11 +149,13 @@ int RunWithDisplay(int& argc, char** argv, const StartReason& reason, std::optio
 /// What can be done without a display: ask the one that runs, and open pages.
 int RunWithoutDisplay(int& argc, char** argv, const StartReason& reason) {
   const QCoreApplication application(argc, argv);
-  auto service = MakeService();
+  auto service = MakeService(ApplicationService::Offer::Pages);
   const auto claim = ClaimOrAskTheOther(service, reason);
   if (claim == Claim::AnotherRuns) return 0;
-  const auto first = FirstRequest(service, claim, reason, kFirstRequestGraceWithoutDisplay);
-  if (first && first->kind == ActivationRequest::Kind::OpenPage && !OpenPages(service, *first)) return 0;
+  if (const auto first = FirstRequest(service, claim, reason)) {
+    OpenPages(service, *first);
+    return 0;
+  }
   WriteToConsole("There is no display to show the status item on");
   return 1;
 }

@@ -93,7 +93,8 @@ class ApplicationServiceTest : public ::testing::Test {
   static std::optional<testing::ScopedEnvironment> gAddress;
   static std::unique_ptr<QCoreApplication> gApplication;
 
-  ApplicationService fService{QLatin1String(kName), QLatin1String(kPath)};
+  ApplicationService fService{QLatin1String(kName), QLatin1String(kPath),
+                              ApplicationService::Offer::Everything};
   QDBusConnection fAsker =
       QDBusConnection::connectToBus(QString::fromStdString(gBus->Address()), QStringLiteral("asker"));
   std::vector<ActivationRequest> fTaken;
@@ -140,6 +141,29 @@ TEST_F(ApplicationServiceTest, WhatWaitsCanBeTakenUpByWhoGivesTheNameBack) {
   ASSERT_THAT(taken, SizeIs(1));
   EXPECT_EQ(taken[0].kind, ActivationRequest::Kind::OpenPage);
   EXPECT_EQ(taken[0].address, "http://192.0.2.1/");
+}
+
+TEST_F(ApplicationServiceTest, TheFirstRequestIsFoundWhereItIsThere) {
+  EXPECT_FALSE(fService.takeFirstRequest());
+  const auto one = OpenPage(QStringLiteral("http://192.0.2.1/"));
+  const auto other = Activate({});
+  ASSERT_TRUE(ReachedTheBus());
+  const auto first = fService.takeFirstRequest();
+  ASSERT_TRUE(first);
+  EXPECT_EQ(first->address, "http://192.0.2.1/");
+  EXPECT_TRUE(IsAnswered(one));
+  EXPECT_FALSE(other.isFinished());
+}
+
+TEST_F(ApplicationServiceTest, WithoutADisplayOnlyPagesAreOffered) {
+  fService.release();
+  ApplicationService service(QLatin1String(kName), QLatin1String(kPath), ApplicationService::Offer::Pages);
+  ASSERT_EQ(service.claimName(), ApplicationService::Claim::Owner);
+  EXPECT_TRUE(IsRefused(Activate({}), QDBusError::Failed));
+  EXPECT_TRUE(IsRefused(Ask("Open", {QStringList(), QVariantMap()}), QDBusError::Failed));
+  const auto page = OpenPage(QStringLiteral("http://192.0.2.1/"));
+  EXPECT_TRUE(service.takeFirstRequest());
+  EXPECT_TRUE(IsAnswered(page));
 }
 
 TEST_F(ApplicationServiceTest, TokensOfUpToAThousandCharactersCount) {

@@ -214,6 +214,21 @@ def test_the_bus_starts_it_for_one_page_with_a_display_that_has_gone(bare):
     wait_until_it_has_left(bare)
 
 
+def test_whoever_asks_for_the_panel_where_there_is_no_display_gets_an_error(bare):
+    with pytest.raises(dbus.DBusException, match="no display"):
+        bare.activate()
+    wait_until_it_has_left(bare)
+    with pytest.raises(dbus.DBusException, match="no display"):
+        bare.activate_action("show-devices")
+    wait_until_it_has_left(bare)
+
+
+def test_a_page_is_opened_though_the_panel_cannot_be_shown(bare):
+    bare.activate_actions_at_once(("show-devices",), ("open-page", PAGE))
+    assert eventually(lambda: bare.pages() == [PAGE]), bare.console()
+    wait_until_it_has_left(bare)
+
+
 def test_a_start_by_the_bus_that_nobody_needs_ends_without_a_display(bare):
     with pytest.raises(dbus.DBusException):
         bare.call("NoSuchMethod")
