@@ -9,10 +9,12 @@ namespace vorn {
 /// A stable bottom-up merge sort that is defined for any predicate, also one
 /// that is no strict weak ordering: an element of the right half goes first
 /// exactly when `precedes(right, left)`. With a non-strict predicate such as
-/// <=, equal neighbours therefore change places at every sort.
+/// <=, equal neighbours therefore change places at every sort. `merged` is
+/// working memory, whose contents are lost; with room for as many items as
+/// there are, none is allocated.
 template <typename T, typename Predicate>
-void MergeSort(std::vector<T>& items, Predicate precedes) {
-  std::vector<T> merged(items.size());
+void MergeSort(std::vector<T>& items, std::vector<T>& merged, Predicate precedes) {
+  merged.resize(items.size());
   for (std::size_t width = 1; width < items.size(); width *= 2) {
     for (std::size_t start = 0; start < items.size(); start += 2 * width) {
       std::size_t left = start;

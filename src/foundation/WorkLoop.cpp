@@ -68,6 +68,7 @@ void WorkLoop::Impl::AddWorkItem(WorkItem* item) {
   const std::lock_guard lock(fMutex);
   if (item == nullptr || std::find(fItems.begin(), fItems.end(), item) != fItems.end()) return;
   item->dueTime = fClock();
+  fMerged.reserve(fItems.size() + 1);
   fItems.push_back(item);
   fTimer.SetNextFireDate(0.0);
 }
@@ -83,7 +84,7 @@ bool WorkLoop::Impl::ItemSortComp(const WorkLoopItem* a, const WorkLoopItem* b) 
 
 WorkLoopItem* WorkLoop::Impl::GetNextItem() {
   const std::lock_guard lock(fMutex);
-  MergeSort(fItems, ItemSortComp);
+  MergeSort(fItems, fMerged, ItemSortComp);
   const AbsoluteTime now = fClock();
   if (fItems.empty()) {
     fTimer.SetNextFireDate(now + kNever);

@@ -92,7 +92,8 @@ class WorkLoop::Impl : public std::enable_shared_from_this<Impl> {
   Impl(const Impl&) = delete;
   Impl& operator=(const Impl&) = delete;
 
-  /// Queues the item, due now, and wakes the loop's thread. Any thread.
+  /// Queues the item, due now, and wakes the loop's thread. Any thread. Throws
+  /// std::bad_alloc, with nothing queued, when there is no memory.
   void AddWorkItem(WorkItem* item);
 
   /// Takes the item off the queue if it is there. Any thread.
@@ -100,7 +101,8 @@ class WorkLoop::Impl : public std::enable_shared_from_this<Impl> {
 
   /// The next item that is due, or null after arming the timer for the
   /// earliest one. A repeating item stays queued with its due time advanced,
-  /// though never to before now: a late one does not catch up run by run.
+  /// though never to before now: a late one does not catch up run by run. Takes
+  /// no memory: what is queued runs.
   WorkLoopItem* GetNextItem();
 
   /// a's due time is at or before b's. Deliberately not strict (MergeSort.h).
@@ -116,8 +118,9 @@ class WorkLoop::Impl : public std::enable_shared_from_this<Impl> {
 
  private:
   const Clock fClock;
-  std::mutex fMutex;  // guards fItems and the due times of the items in it
+  std::mutex fMutex;  // guards the two below and the due times of the items
   std::vector<WorkLoopItem*> fItems;
+  std::vector<WorkLoopItem*> fMerged;  // sorting's working memory, with room for all items
   RunLoopTimer fTimer;
 };
 
