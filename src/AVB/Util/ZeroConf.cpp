@@ -26,8 +26,8 @@ ZeroConfEngine::~ZeroConfEngine() {
 }
 
 int ZeroConfEngine::BrowseForService(const std::string& type) {
-  const int result = fImpl->StartBrowse(type);
-  if (fImpl->HasBrowse()) fThread = std::thread([impl = fImpl] { impl->ThreadProc(); });
+  int result = 0;
+  if (fImpl->StartBrowse(type, result)) fThread = std::thread([impl = fImpl] { impl->ThreadProc(); });
   return result;
 }
 

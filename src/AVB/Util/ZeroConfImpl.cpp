@@ -19,16 +19,16 @@ ZeroConfEngine::Impl::Impl(WorkItem& item, DNSSD& dnssd, Clock clock)
   if (!fWakeup) throw std::system_error(errno, std::generic_category(), "eventfd");
 }
 
-int ZeroConfEngine::Impl::StartBrowse(const std::string& type) {
+bool ZeroConfEngine::Impl::StartBrowse(const std::string& type, int& result) {
   fType = type;
   DNSServiceRef ref = nullptr;
   const DNSServiceErrorType error = fDnssd.Browse(&ref, 0, 0, fType.c_str(), nullptr, BrowseCallbackS, this);
-  const int result = error == kDNSServiceErr_NoError ? 0 : kBrowseFailed;
-  if (ref == nullptr) return result;
+  result = error == kDNSServiceErr_NoError ? 0 : kBrowseFailed;
+  if (ref == nullptr) return false;
   fBrowseRef = OperationHandle(fDnssd, ref);
   fBrowseSocket = fDnssd.RefSockFD(ref);
   fRunning.exchange(true);
-  return result;
+  return true;
 }
 
 void ZeroConfEngine::Impl::GetResolvedServices(std::vector<ServiceInfo>& services) const {

@@ -22,8 +22,9 @@ class ZeroConfEngine::Impl {
  public:
   Impl(WorkItem& item, DNSSD& dnssd, Clock clock);
 
-  int StartBrowse(const std::string& type);
-  [[nodiscard]] bool HasBrowse() const { return static_cast<bool>(fBrowseRef); }
+  /// Whether a browse has begun, which a service thread is to serve; `result`
+  /// is BrowseForService's.
+  bool StartBrowse(const std::string& type, int& result);
 
   void GetResolvedServices(std::vector<ServiceInfo>& services) const;
   bool TestAndClearModified();

@@ -53,7 +53,7 @@ class Gate {
 /// An engine on a scripted library, and a client that counts how often it is
 /// woken by looking whether its item was queued. The engine waits for its
 /// thread on any machine, since the thread uses what the fixture holds.
-class ZeroConfEngineTest : public testing::Test {
+class ZeroConfEngineTest : public ::testing::Test {
  protected:
   struct Loop : WorkLoop {};
 
@@ -77,7 +77,7 @@ class ZeroConfEngineTest : public testing::Test {
   ZeroConfEngine::ServiceInfo OnlyService() {
     std::vector<ZeroConfEngine::ServiceInfo> services;
     fEngine->GetResolvedServices(services);
-    EXPECT_THAT(services, testing::SizeIs(1));
+    EXPECT_THAT(services, ::testing::SizeIs(1));
     return services.empty() ? ZeroConfEngine::ServiceInfo() : services.front();
   }
 

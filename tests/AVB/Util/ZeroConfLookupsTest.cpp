@@ -14,8 +14,8 @@ using std::chrono::milliseconds;
 using std::chrono::steady_clock;
 using test::Advance;
 using test::TxtBytes;
-using testing::ElementsAre;
-using testing::SizeIs;
+using ::testing::ElementsAre;
+using ::testing::SizeIs;
 
 std::atomic<int> gCycles{0};
 
@@ -73,7 +73,7 @@ TEST_F(ZeroConfLookupsTest, ARemovalFindsAWaitingInstance) {
   EXPECT_TRUE(fEngine->TestAndClearModified());
   fDnssd.ReplyRemove("u0");
   ASSERT_TRUE(fDnssd.WaitForBegun("resolve u49"));
-  EXPECT_THAT(fDnssd.Begun(), testing::Not(testing::Contains("resolve u48")));
+  EXPECT_THAT(fDnssd.Begun(), ::testing::Not(::testing::Contains("resolve u48")));
 }
 
 TEST_F(ZeroConfLookupsTest, UnansweredLookupsGiveWayAfterFiveSecondsAndComeBackLater) {
@@ -83,7 +83,7 @@ TEST_F(ZeroConfLookupsTest, UnansweredLookupsGiveWayAfterFiveSecondsAndComeBackL
   Advance(milliseconds(4999));
   ASSERT_TRUE(fDnssd.WaitUntilIdle());
   ASSERT_TRUE(fDnssd.WaitUntilIdle());
-  EXPECT_THAT(fDnssd.Begun(), testing::Not(testing::Contains("resolve u48")));
+  EXPECT_THAT(fDnssd.Begun(), ::testing::Not(::testing::Contains("resolve u48")));
 
   Advance(milliseconds(1));
   ASSERT_TRUE(fDnssd.WaitForBegun("resolve u48"));
@@ -110,7 +110,8 @@ TEST_F(ZeroConfLookupsTest, AnUnansweredAddressLookupStartsAgainAsAnAddressLooku
   ASSERT_TRUE(fDnssd.WaitForBegun("resolve u48"));
   ASSERT_TRUE(fDnssd.WaitUntilIdle());
   // Its turn to give way comes after that of look-ups begun before it.
-  for (int i = 0; i < 10 && !testing::Value(fDnssd.Released(), testing::Contains("address h0.local.")); ++i) {
+  for (int i = 0; i < 10 && !::testing::Value(fDnssd.Released(), ::testing::Contains("address h0.local."));
+       ++i) {
     Advance(std::chrono::seconds(6));
     ASSERT_TRUE(fDnssd.WaitUntilIdle());
     ASSERT_TRUE(fDnssd.WaitUntilIdle());
@@ -134,7 +135,7 @@ TEST_F(ZeroConfLookupsTest, AServiceIsFoundBehindFortyEightThatNeverAnswer) {
   for (int i = 0; i < 100; ++i) fDnssd.ReplyAdd("silent" + std::to_string(i));
   fDnssd.ReplyAdd("good");
   ASSERT_TRUE(fDnssd.WaitUntilIdle());
-  for (int i = 0; i < 3 && !testing::Value(fDnssd.Begun(), testing::Contains("resolve good")); ++i) {
+  for (int i = 0; i < 3 && !::testing::Value(fDnssd.Begun(), ::testing::Contains("resolve good")); ++i) {
     Advance(std::chrono::seconds(5));
     ASSERT_TRUE(fDnssd.WaitUntilIdle());
     ASSERT_TRUE(fDnssd.WaitUntilIdle());

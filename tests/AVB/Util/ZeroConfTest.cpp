@@ -3,11 +3,13 @@
 #include <cstdlib>
 #include <functional>
 #include <stdexcept>
+#include <system_error>
 #include <utility>
 
 #include "AVB/Util/ServiceData.h"
 #include "foundation/Log.h"
 #include "tests/AVB/Util/ZeroConfEngineFixture.h"
+#include "tests/support/NoThreadsToBeHad.h"
 
 namespace vorn {
 namespace {
@@ -15,9 +17,9 @@ namespace {
 using test::Gate;
 using test::TxtBytes;
 using test::ZeroConfEngineTest;
-using testing::ElementsAre;
-using testing::IsEmpty;
-using testing::SizeIs;
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+using ::testing::SizeIs;
 
 TEST_F(ZeroConfEngineTest, ListsAServiceOnceItsAddressIsKnown) {
   Browse();
@@ -357,17 +359,43 @@ TEST_F(ZeroConfEngineTest, AnErrorOfTheLibraryStopsTheEngineAndKeepsItsRecords) 
   EXPECT_THAT(Names(), ElementsAre("a"));
   EXPECT_THAT(fDnssd.Released(), ElementsAre("resolve a", "address a.local."));
   fEngine.reset();
-  EXPECT_THAT(fDnssd.Begun(), testing::Not(testing::Contains("resolve d")));
+  EXPECT_THAT(fDnssd.Begun(), ::testing::Not(::testing::Contains("resolve d")));
   EXPECT_TRUE(fDnssd.WaitForReleased("browse"));
 }
 
 TEST_F(ZeroConfEngineTest, ABrowseThatFailsStartsNoThread) {
+  const testing::NoThreadsToBeHad none;  // starting one would throw
   fDnssd.browseError = kDNSServiceErr_Unknown;
   EXPECT_EQ(3, fEngine->BrowseForService("_http._tcp"));
   fDnssd.browseError = kDNSServiceErr_NoError;
   fDnssd.browseGivesReference = false;
   EXPECT_EQ(0, fEngine->BrowseForService("_http._tcp"));
   EXPECT_THAT(Names(), IsEmpty());
+}
+
+TEST_F(ZeroConfEngineTest, ASecondBrowseThatFailsLeavesTheFirstAlone) {
+  Browse();
+  fDnssd.browseError = kDNSServiceErr_Unknown;
+  EXPECT_EQ(3, fEngine->BrowseForService("_http._tcp"));
+  fDnssd.browseError = kDNSServiceErr_NoError;
+  fDnssd.browseGivesReference = false;
+  EXPECT_EQ(0, fEngine->BrowseForService("_http._tcp"));
+  ResolveFully("a", "a.local.");
+  EXPECT_THAT(Names(), ElementsAre("a"));
+}
+
+TEST_F(ZeroConfEngineTest, AThreadThatCannotBeStartedIsAnErrorAndTheBrowseIsReleased) {
+  {
+    const testing::NoThreadsToBeHad none;
+    try {
+      fEngine->BrowseForService("_http._tcp");
+      FAIL() << "a thread was to be had";
+    } catch (const std::system_error& error) {
+      EXPECT_THAT(error.what(), ::testing::StartsWith("thread constructor failed"));
+    }
+  }
+  fEngine.reset();
+  EXPECT_THAT(fDnssd.Released(), ElementsAre("browse"));
 }
 
 TEST_F(ZeroConfEngineTest, BrowsingTwiceEndsTheProcess) {
