@@ -8,6 +8,7 @@
 #include "devicelist/PollerInternals.h"
 #include "devicelist/URLEncode.h"
 #include "devicelist/UpdateServer.h"
+#include "devicelist/ValueBound.h"
 
 namespace DeviceList {
 
@@ -68,6 +69,7 @@ FirmwarePoller::Impl::CheckResponse FirmwarePoller::Impl::CheckFirmwareVersion()
   if (!answer || answer->second.statusCode != kOK) return CheckResponse::Restart;
   auto version = GetFirstReleaseVersion(answer->first);
   if (!version) return CheckResponse::Restart;
+  CutToBound(*version);
   if (fLatestVersion == version) return CheckResponse::Retry;
   {
     const std::lock_guard lock(fMutex);

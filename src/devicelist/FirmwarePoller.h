@@ -34,8 +34,8 @@ class FirmwarePoller {
   FirmwarePoller(const FirmwarePoller&) = delete;
   FirmwarePoller& operator=(const FirmwarePoller&) = delete;
 
-  /// The newest version as the server writes it; empty: not known yet. A copy.
-  /// Any thread.
+  /// The newest version as the server writes it, cut at kMaxValueBytes; empty:
+  /// not known yet. A copy. Any thread.
   [[nodiscard]] vorn::optional<std::string> GetLatestVersion() const;
 
  private:

@@ -27,13 +27,15 @@ class Poller {
 
   /// The name to show; empty means that the unit is hidden. Copies, like the
   /// two below; any thread, never blocks for long. All are bytes as the unit
-  /// sent them, not necessarily UTF-8.
+  /// sent them, not necessarily UTF-8, but at most kMaxValueBytes: what goes
+  /// beyond is cut off.
   [[nodiscard]] vorn::optional<std::string> GetName() const;
 
   /// The firmware version as the unit writes it; empty: unknown.
   [[nodiscard]] vorn::optional<std::string> GetFirmwareVersion() const;
 
-  /// The model identifier; empty: unknown.
+  /// The model identifier; empty: unknown. One that was cut is a model like any
+  /// other, which the update server does not know.
   [[nodiscard]] vorn::optional<std::string> GetModelID() const;
 
   /// The entry that the poller was made for; never changes. Any thread.

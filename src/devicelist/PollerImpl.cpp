@@ -2,6 +2,8 @@
 
 #include <utility>
 
+#include "devicelist/ValueBound.h"
+
 namespace DeviceList {
 
 Poller::Impl::Impl(Entry entry, std::shared_ptr<const LocalHosts> hosts, std::chrono::milliseconds period)
@@ -45,6 +47,7 @@ vorn::optional<HTTPAnswer> Poller::Impl::Get(const std::string& path, const Text
 }
 
 void Poller::Impl::Set(Text& value, Text to) {
+  if (to) CutToBound(*to);
   {
     const std::lock_guard lock(fMutex);
     std::swap(value, to);

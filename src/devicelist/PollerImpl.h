@@ -53,7 +53,8 @@ class Poller::Impl {
   /// One GET of the base URL with this appended.
   vorn::optional<HTTPAnswer> Get(const std::string& path, const Text& etag = {});
 
-  /// One assignment and one call of the callback each.
+  /// One assignment and one call of the callback each; a text longer than
+  /// kMaxValueBytes is cut.
   void SetName(Text name) { Set(fName, std::move(name)); }
   void SetFirmwareVersion(Text version) { Set(fFirmwareVersion, std::move(version)); }
   void SetModelID(Text model) { Set(fModelID, std::move(model)); }

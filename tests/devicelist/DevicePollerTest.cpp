@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "devicelist/DevicePoller.h"
+#include "devicelist/ValueBound.h"
 #include "tests/devicelist/PollerState.h"
 #include "tests/support/Eventually.h"
 #include "tests/support/LoopbackServer.h"
@@ -421,6 +422,14 @@ TEST_F(DevicePollerTest, KeepsBytesThatAreNoTextAsTheyCame) {
   entry.name = "\xff\xc3 name"s;
   const DevicePoller poller(entry, nullptr, kOnce);
   EXPECT_TRUE(Becomes(poller, "\xff\xc3 name (none) (none)"));
+}
+
+TEST_F(DevicePollerTest, CutsEachValueBeyondTheBound) {
+  const std::string longest(kMaxValueBytes, 'x');
+  for (const auto* what : {"model_name", "firmware_version", "entity_name"})
+    fUnit.Reply(PathOf(what), 200, Json(longest + std::string(1'000'000, 'y')));
+  const DevicePoller poller(MakeEntry(), nullptr, kOnce);
+  EXPECT_TRUE(Becomes(poller, longest + " " + longest + " " + longest));
 }
 
 TEST_F(DevicePollerTest, SendsNoStrangersUidIntoTheHeader) {

@@ -12,6 +12,7 @@
 
 #include "devicelist/FirmwarePoller.h"
 #include "devicelist/UpdateServer.h"
+#include "devicelist/ValueBound.h"
 #include "tests/support/Eventually.h"
 #include "tests/support/LoopbackServer.h"
 
@@ -96,6 +97,13 @@ TEST_F(FirmwarePollerTest, CallsBackOnlyForADifferentVersionAndSendsNoTag) {
   EXPECT_EQ(calls, 2);
   EXPECT_EQ(LatestOf(poller), "2");
   for (const auto& request : fServer.Requests()) EXPECT_THAT(request.ValuesOf("If-None-Match"), IsEmpty());
+}
+
+TEST_F(FirmwarePollerTest, CutsAVersionBeyondTheBound) {
+  fServer.Reply(kPath, 200, Releases(std::string(1'000'000, '1')));
+  const FirmwarePoller poller("ab12", "release", {}, kOnce);
+  EXPECT_TRUE(Eventually([&] { return poller.GetLatestVersion().has_value(); }));
+  EXPECT_EQ(LatestOf(poller), std::string(kMaxValueBytes, '1'));
 }
 
 TEST_F(FirmwarePollerTest, KeepsTheLastGoodAnswerThroughEveryFailure) {

@@ -8,6 +8,7 @@
 #include <thread>
 
 #include "devicelist/SwitchPoller.h"
+#include "devicelist/ValueBound.h"
 #include "tests/devicelist/PollerState.h"
 #include "tests/support/Eventually.h"
 #include "tests/support/LoopbackServer.h"
@@ -50,6 +51,12 @@ TEST_F(SwitchPollerTest, ShowsTheWholeBodyAsItStands) {
   fUnit.Reply("/firmware_version", 200, " 1.0.2\r\n");
   const SwitchPoller poller(MakeEntry(), nullptr, kOnce);
   EXPECT_TRUE(Becomes(poller, "Switch 1 avbswitch  1.0.2\r\n"));
+}
+
+TEST_F(SwitchPollerTest, CutsAFirmwareVersionBeyondTheBound) {
+  fUnit.Reply("/firmware_version", 200, std::string(1'000'000, '\xff'));
+  const SwitchPoller poller(MakeEntry(), nullptr, kOnce);
+  EXPECT_TRUE(Becomes(poller, "Switch 1 avbswitch " + std::string(kMaxValueBytes, '\xff')));
 }
 
 TEST_F(SwitchPollerTest, AsksUnconditionallyOverOneConnection) {
