@@ -32,7 +32,11 @@ inline constexpr int kMaxRedirects = 5;
 ///  3. No cookies, credentials, netrc, cache or disk. The environment's proxy
 ///     settings are honoured, except for ".local" hosts, which never go to a
 ///     proxy.
-///  4. One connection is kept open from request to request; when the peer has
+///  4. A host without a pinned address is looked up on a thread of the HTTP
+///     library. A request that ends before its look-up leaves that thread
+///     behind; it touches nothing of the poller's and ends when the resolver
+///     gives up.
+///  5. One connection is kept open from request to request; when the peer has
 ///     closed it meanwhile, a new one is made and nobody notices.
 class HTTPPoller {
  public:

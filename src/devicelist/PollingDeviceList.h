@@ -47,7 +47,8 @@ class PollingDeviceList : public Watcher {
   bool UpdateList();
 
   /// The poller for the entry's kind, or null for an unknown kind. Throws
-  /// std::system_error when its thread cannot be started.
+  /// std::system_error when its thread cannot be started, std::runtime_error or
+  /// std::bad_alloc when there is no HTTP client to be had.
   static std::unique_ptr<Poller> MakePoller(Entry entry, std::shared_ptr<const LocalHosts> hosts);
   static FirmwarePoller MakeFirmwarePoller(std::string model, std::string channel,
                                            std::function<void()> onChanged);
