@@ -15,6 +15,7 @@
 
 #include "foundation/FileDescriptor.h"
 #include "platform/linux/IniUserDefaults.h"
+#include "platform/linux/SettingsFile.h"
 #include "tests/support/ScopedEnvironment.h"
 #include "tests/support/TemporaryFolder.h"
 
@@ -84,6 +85,24 @@ class Writer {
  private:
   pid_t fPid = -1;
   FileDescriptor fOutput;
+};
+
+/// Leaves this process room for so many more descriptors, while it lives.
+class ScopedDescriptorRoom {
+ public:
+  explicit ScopedDescriptorRoom(rlim_t more) {
+    const FileDescriptor next(::dup(STDERR_FILENO));
+    ::getrlimit(RLIMIT_NOFILE, &fBefore);
+    rlimit limit = fBefore;
+    limit.rlim_cur = static_cast<rlim_t>(next.Get()) + more;
+    ::setrlimit(RLIMIT_NOFILE, &limit);
+  }
+  ~ScopedDescriptorRoom() { ::setrlimit(RLIMIT_NOFILE, &fBefore); }
+  ScopedDescriptorRoom(const ScopedDescriptorRoom&) = delete;
+  ScopedDescriptorRoom& operator=(const ScopedDescriptorRoom&) = delete;
+
+ private:
+  rlimit fBefore = {};
 };
 
 class IniUserDefaultsTest : public ::testing::Test {
@@ -324,6 +343,105 @@ TEST_F(IniUserDefaultsTest, SetsAsideWhatIsNoFile) {
   EXPECT_TRUE(IniUserDefaults(fPath).GetBool("notify"));
 }
 
+TEST_F(IniUserDefaultsTest, LeavesAGoodFileInItsPlaceWhileNoDescriptorIsLeft) {
+  Write("[General]\nnotify=false\n");
+  IniUserDefaults defaults(fPath);
+  Write("[General]\nnotify=false\nname=theirs\n");
+  CaptureStderr();
+  for (const rlim_t room : {0U, 1U}) {  // with one, the lock is had and the file is not
+    const ScopedDescriptorRoom scarce(room);
+    defaults.SetString("mine " + std::to_string(room), "kept");
+    EXPECT_FALSE(defaults.Synchronize());
+  }
+  EXPECT_THAT(GetCapturedStderr(), HasSubstr("cannot be saved"));
+  EXPECT_EQ(Content(), "[General]\nnotify=false\nname=theirs\n");
+  EXPECT_FALSE(defaults.GetBool("notify"));
+  EXPECT_TRUE(defaults.GetString("mine 1"));
+  EXPECT_TRUE(defaults.Synchronize());
+  EXPECT_TRUE(defaults.GetString("name"));
+  EXPECT_THAT(Content(), HasSubstr("name=theirs"));
+  EXPECT_THAT(FilesBesideIt(), ElementsAre("settings.conf.lock"));
+}
+
+TEST_F(IniUserDefaultsTest, ReadsLaterWhatCouldNotBeReadAtTheStart) {
+  Write("[General]\nname=theirs\n");
+  CaptureStderr();
+  auto room = std::make_unique<ScopedDescriptorRoom>(0);
+  IniUserDefaults defaults(fPath);
+  IniUserDefaults reading = IniUserDefaults::ReadOnly(fPath);
+  EXPECT_FALSE(defaults.GetString("name"));
+  EXPECT_FALSE(reading.GetString("name"));
+  EXPECT_FALSE(reading.Synchronize());
+  EXPECT_THAT(GetCapturedStderr(), HasSubstr("cannot be read from " + fPath.string()));
+  room.reset();
+  CaptureStderr();
+  EXPECT_TRUE(defaults.Synchronize());
+  EXPECT_TRUE(reading.Synchronize());
+  EXPECT_TRUE(defaults.GetString("name"));
+  EXPECT_TRUE(reading.GetString("name"));
+  EXPECT_THAT(GetCapturedStderr(), HasSubstr("read again"));
+  EXPECT_THAT(FilesBesideIt(), IsEmpty());
+}
+
+TEST_F(IniUserDefaultsTest, SetsAsideWhatIsTooLarge) {
+  Write("[General]\nnotify=false\n");
+  std::filesystem::resize_file(fPath, (std::uintmax_t{64} << 20U) + 1);
+  CaptureStderr();
+  IniUserDefaults defaults(fPath);
+  EXPECT_THAT(GetCapturedStderr(), HasSubstr("(it is too large); set aside as"));
+  EXPECT_FALSE(std::filesystem::exists(fPath));
+}
+
+TEST_F(IniUserDefaultsTest, WritesNothingThatItWouldNotRead) {
+  Write("[General]\nnotify=false\n");
+  SettingsFile file(fPath);
+  SettingsFile::Values values;
+  const SettingsFile::Values tooLarge{{"name", {std::string(std::size_t{64} << 20U, 'x')}}};
+  EXPECT_EQ(file.Synchronize(tooLarge, values), SettingsFile::Outcome::kFailed);
+  EXPECT_THAT(file.Failure(), HasSubstr("too large"));
+  EXPECT_EQ(Content(), "[General]\nnotify=false\n");
+  EXPECT_EQ(file.Synchronize({{"name", {"x"}}}, values), SettingsFile::Outcome::kSaved);
+  EXPECT_EQ(Content(), "[General]\nnotify=false\nname=x\n");
+  EXPECT_THAT(FilesBesideIt(), ElementsAre("settings.conf.lock"));
+}
+
+TEST_F(IniUserDefaultsTest, SetsAsideWhatItsOwnerMayNotRead) {
+  Write("[General]\nnotify=false\n");
+  for (auto folder = fPath.parent_path(); folder != fFolder.Path().parent_path();
+       folder = folder.parent_path()) {
+    ::chmod(folder.c_str(), 0777);
+  }
+  ::chmod(fPath.c_str(), 0);
+  const bool isRoot = ::geteuid() == 0;
+  // Permissions do not hold root back.
+  ASSERT_TRUE(!isRoot || ::seteuid(65534) == 0);
+  CaptureStderr();
+  IniUserDefaults defaults(fPath);
+  defaults.SetBool("showSwitches", true);
+  EXPECT_TRUE(defaults.Synchronize());
+  ASSERT_TRUE(!isRoot || ::seteuid(0) == 0);
+  EXPECT_THAT(GetCapturedStderr(), HasSubstr("damaged-1"));
+  EXPECT_THAT(FilesBesideIt(),
+              ::testing::UnorderedElementsAre("settings.conf.lock", "settings.conf.damaged-1"));
+}
+
+TEST_F(IniUserDefaultsTest, SavesAValueThatAnotherProcessHasReplacedMeanwhile) {
+  IniUserDefaults defaults(fPath);
+  defaults.SetString("name", "mine");
+  IniUserDefaults(fPath).SetString("name", "theirs");
+  defaults.SetString("name", "mine");
+  EXPECT_EQ(Content(), "[General]\nname=mine\n");
+}
+
+TEST_F(IniUserDefaultsTest, LeavesTheFileAloneWhereItHoldsEverythingAlready) {
+  IniUserDefaults defaults(fPath);
+  defaults.SetString("name", "x");
+  const auto before = std::filesystem::last_write_time(fPath);
+  std::filesystem::last_write_time(fPath, before - std::chrono::hours(1));
+  defaults.SetString("name", "x");
+  EXPECT_EQ(std::filesystem::last_write_time(fPath), before - std::chrono::hours(1));
+}
+
 TEST_F(IniUserDefaultsTest, NoticesDamageThatComesWhileItRuns) {
   IniUserDefaults defaults(fPath);
   defaults.SetBool("AlreadyRun", true);
@@ -344,6 +462,16 @@ TEST_F(IniUserDefaultsTest, KeepsASymbolicLink) {
   EXPECT_TRUE(std::filesystem::is_symlink(fPath));
   EXPECT_FALSE(IniUserDefaults(real).GetBool("notify"));
   EXPECT_TRUE(IniUserDefaults(real).GetBool("showSwitches"));
+}
+
+TEST_F(IniUserDefaultsTest, KeepsASymbolicLinkThatLeadsToNoFileYet) {
+  std::filesystem::create_directories(fPath.parent_path());
+  std::filesystem::create_symlink("other.conf", fPath.parent_path() / "link.conf");
+  std::filesystem::create_symlink(fPath.parent_path() / "link.conf", fPath);
+  IniUserDefaults(fPath).SetBool("showSwitches", true);
+  EXPECT_TRUE(std::filesystem::is_symlink(fPath));
+  EXPECT_TRUE(std::filesystem::is_symlink(fPath.parent_path() / "link.conf"));
+  EXPECT_TRUE(IniUserDefaults(fPath.parent_path() / "other.conf").GetBool("showSwitches"));
 }
 
 TEST_F(IniUserDefaultsTest, KeepsValuesInMemoryWhileTheyCannotBeSavedAndSaysItOnce) {

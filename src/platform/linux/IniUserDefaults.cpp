@@ -9,6 +9,7 @@
 
 #include "foundation/ASCII.h"
 #include "foundation/Console.h"
+#include "platform/linux/GuardedJob.h"
 #include "platform/linux/SettingsFile.h"
 #include "platform/linux/UserFolders.h"
 
@@ -41,7 +42,7 @@ class IniUserDefaults::Impl {
   Impl(std::filesystem::path path, Timing timing, SettingsFile::Access access)
       : fTiming(timing), fFile(std::move(path), access) {
     fTimer.setSingleShot(true);
-    QObject::connect(&fTimer, &QTimer::timeout, &fTimer, [this] { Synchronize(); });
+    QObject::connect(&fTimer, &QTimer::timeout, &fTimer, [this] { RunGuarded([this] { Synchronize(); }); });
     Synchronize();
   }
 
@@ -51,8 +52,9 @@ class IniUserDefaults::Impl {
   }
 
   void Set(const std::string& key, SettingsFile::Value value) {
-    const auto stored = fValues.find(key);
-    if (stored != fValues.end() && stored->second == value) return;
+    // Not compared with fValues: the file may hold another value by now.
+    const auto unsaved = fUnsaved.find(key);
+    if (unsaved != fUnsaved.end() && unsaved->second == value) return;
     fUnsaved[key] = value;
     fValues[key] = std::move(value);
     SaveSoon();
@@ -60,12 +62,15 @@ class IniUserDefaults::Impl {
 
   bool Synchronize() {
     fTimer.stop();
-    if (!fUnsaved.empty()) fLastSave = Clock::now();
+    const bool isSaving = !fUnsaved.empty();
+    if (isSaving) fLastSave = Clock::now();
     const auto outcome = fFile.Synchronize(fUnsaved, fValues);
     for (const auto& [key, value] : fUnsaved) fValues[key] = value;
     if (outcome == SettingsFile::Outcome::kSaved) {
       fUnsaved.clear();
-      if (std::exchange(fFailureTold, false)) WriteToConsole("Settings are saved again");
+      if (std::exchange(fFailureTold, false)) {
+        WriteToConsole(isSaving ? "Settings are saved again" : "Settings can be read again");
+      }
       return true;
     }
     if (outcome == SettingsFile::Outcome::kFailed) TellFailure();
@@ -94,8 +99,11 @@ class IniUserDefaults::Impl {
 
   void TellFailure() {
     if (std::exchange(fFailureTold, true)) return;
-    WriteToConsole("Settings cannot be saved to " + fFile.Path().string() + " (" + fFile.Failure() +
-                   "); they are kept in memory until they can");
+    const bool isSaving = !fUnsaved.empty();
+    WriteToConsole(
+        (isSaving ? "Settings cannot be saved to " : "Settings cannot be read from ") +
+        fFile.Path().string() + " (" + fFile.Failure() +
+        (isSaving ? "); they are kept in memory until they can" : "); defaults stand in until they can"));
   }
 
   Timing fTiming;
@@ -124,7 +132,7 @@ IniUserDefaults IniUserDefaults::ReadOnly(const std::filesystem::path& path) {
 }
 
 IniUserDefaults::~IniUserDefaults() {
-  fImpl->Synchronize();
+  RunGuarded([this] { fImpl->Synchronize(); });
 }
 
 void IniUserDefaults::RegisterBool(const std::string& key, bool value) {

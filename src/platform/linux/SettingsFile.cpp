@@ -23,8 +23,8 @@ using namespace std::chrono_literals;
 
 constexpr auto kLockPatience = 200ms;
 constexpr auto kLockRetry = 2ms;
-constexpr ::off_t kMaxFileSize = ::off_t{64} << 20U;  // some 100,000 records; more is none of ours
 constexpr int kMaxAside = 1000;
+constexpr int kMaxLinks = 40;
 constexpr ::mode_t kOwnerOnly = S_IRUSR | S_IWUSR;
 
 bool MakeFolder(const std::filesystem::path& folder) {
@@ -33,22 +33,33 @@ bool MakeFolder(const std::filesystem::path& folder) {
   return MakeFolder(folder.parent_path()) && (::mkdir(folder.c_str(), S_IRWXU) == 0 || errno == EEXIST);
 }
 
-// The whole content, or why there is none.
-std::string ReadFile(const FileDescriptor& file, std::string& content) {
-  struct stat status = {};
-  if (::fstat(file.Get(), &status) != 0) return std::strerror(errno);
-  if (!S_ISREG(status.st_mode)) return "it is no regular file";
-  if (status.st_size > kMaxFileSize) return "it is too large";
-  content.resize(static_cast<std::size_t>(status.st_size));
+// Whether the failure to open a file is the file's own fault, which does not
+// pass by itself: no permission, a circle of links, a socket, a dead device.
+bool IsOfTheFile(int error) {
+  return error == EACCES || error == ELOOP || error == ENXIO || error == ENODEV;
+}
+
+// At most `size` bytes; false, with errno, when the reading fails.
+bool ReadContent(const FileDescriptor& file, std::size_t size, std::string& content) {
+  content.resize(size);
   std::size_t length = 0;
-  while (length < content.size()) {
-    const auto count = ::read(file.Get(), &content[length], content.size() - length);
-    if (count < 0 && errno != EINTR) return std::strerror(errno);
+  while (length < size) {
+    const auto count = ::read(file.Get(), &content[length], size - length);
+    if (count < 0 && errno != EINTR) return false;
     if (count == 0) break;
     if (count > 0) length += static_cast<std::size_t>(count);
   }
   content.resize(length);
-  return {};
+  return true;
+}
+
+// Where the links at `path` lead, whether or not there is a file.
+std::filesystem::path Followed(std::filesystem::path path) {
+  std::error_code none;
+  for (int links = 0; links < kMaxLinks && std::filesystem::is_symlink(path, none); ++links) {
+    path = path.parent_path() / std::filesystem::read_symlink(path, none);
+  }
+  return path;
 }
 
 }  // namespace
@@ -69,12 +80,12 @@ SettingsFile::Outcome SettingsFile::Synchronize(const Values& changes, Values& v
 SettingsFile::Outcome SettingsFile::Read(Values& values) {
   const auto now = CurrentStamp();
   if (fSeen && *fSeen == now) return Outcome::kSaved;
-  std::string damage;
-  const bool isLoaded = Load(damage, values);
-  if (!isLoaded && fAccess == Access::kReadOnly) {
-    WriteToConsole(Unusable(damage) + "; defaults stand in");
+  const auto loading = Load(values);
+  if (loading == Loading::kFailed) return Outcome::kFailed;
+  if (loading == Loading::kDamaged && fAccess == Access::kReadOnly) {
+    WriteToConsole(Unusable() + "; defaults stand in");
     Take(IniDocument(), {}, values);
-  } else if (!isLoaded) {
+  } else if (loading == Loading::kDamaged) {
     // Only under the lock can nobody have put a good file in its place meanwhile.
     FileDescriptor lock;
     const auto outcome = Lock(lock);
@@ -95,9 +106,12 @@ SettingsFile::Outcome SettingsFile::Write(const Values& changes, Values& values)
   if (outcome != Outcome::kSaved) return outcome;
   if (!LoadOrSetAside(values)) return Outcome::kFailed;
   for (const auto& [key, value] : changes) fDocument.Set(key, value);
-  fContent = fDocument.Text();
-  // The document is that of no file until the file is replaced.
-  fIsLoaded = Replace(fContent);
+  auto content = fDocument.Text();
+  if (content != fContent) {
+    fContent = std::move(content);
+    // The document is that of no file until the file is replaced.
+    fIsLoaded = Replace(fContent);
+  }
   if (!fIsLoaded) return Outcome::kFailed;
   fSeen = CurrentStamp();
   return Outcome::kSaved;
@@ -109,30 +123,38 @@ SettingsFile::Stamp SettingsFile::CurrentStamp() const {
   return {status.st_ino, status.st_mtim.tv_sec, status.st_mtim.tv_nsec, status.st_size};
 }
 
-// A missing file is an empty document. False, with the reason, when there is a
-// file that is none.
-bool SettingsFile::Load(std::string& damage, Values& values) {
+// A missing file is an empty document. Unless kLoaded, fFailure holds the reason.
+SettingsFile::Loading SettingsFile::Load(Values& values) {
+  const auto fail = [this](Loading loading, const char* reason) {
+    Fail(reason);
+    return loading;
+  };
   // Not blocking: a FIFO of that name would wait for its writer.
   const FileDescriptor file(::open(fPath.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
   const bool isMissing = !file && (errno == ENOENT || errno == ENOTDIR);
   std::string content;
-  if (!isMissing) damage = file ? ReadFile(file, content) : std::strerror(errno);
-  if (!damage.empty()) return false;
-  if (fIsLoaded && content == fContent) return true;
-  auto document = IniDocument::Parse(content);
-  if (!document) {
-    damage = "it is no settings file";
-    return false;
+  if (!isMissing) {
+    struct stat status = {};
+    if (!file) return fail(IsOfTheFile(errno) ? Loading::kDamaged : Loading::kFailed, std::strerror(errno));
+    if (::fstat(file.Get(), &status) != 0) return fail(Loading::kFailed, std::strerror(errno));
+    if (!S_ISREG(status.st_mode)) return fail(Loading::kDamaged, "it is no regular file");
+    if (status.st_size > kMaxSize) return fail(Loading::kDamaged, "it is too large");
+    const auto size = static_cast<std::size_t>(status.st_size);
+    if (!ReadContent(file, size, content)) return fail(Loading::kFailed, std::strerror(errno));
   }
+  if (fIsLoaded && content == fContent) return Loading::kLoaded;
+  auto document = IniDocument::Parse(content);
+  if (!document) return fail(Loading::kDamaged, "it is no settings file");
   Take(std::move(*document), std::move(content), values);
-  return true;
+  return Loading::kLoaded;
 }
 
-// Under the lock. False when there is a file that must not be overwritten.
+// Under the lock. False, with the reason in fFailure, when there is, or may be,
+// a file that must not be overwritten.
 bool SettingsFile::LoadOrSetAside(Values& values) {
-  std::string damage;
-  if (Load(damage, values)) return true;
-  if (!SetAside(damage)) return false;
+  const auto loading = Load(values);
+  if (loading == Loading::kLoaded) return true;
+  if (loading == Loading::kFailed || !SetAside()) return false;
   Take(IniDocument(), {}, values);
   return true;
 }
@@ -144,21 +166,21 @@ void SettingsFile::Take(IniDocument document, std::string content, Values& value
   fIsLoaded = true;
 }
 
-std::string SettingsFile::Unusable(const std::string& reason) const {
-  return "Settings file " + fPath.string() + " cannot be used (" + reason + ")";
+std::string SettingsFile::Unusable() const {
+  return "Settings file " + fPath.string() + " cannot be used (" + fFailure + ")";
 }
 
-bool SettingsFile::SetAside(const std::string& reason) {
+bool SettingsFile::SetAside() {
   for (int n = 1; n <= kMaxAside; ++n) {
     const std::string aside = fPath.string() + ".damaged-" + std::to_string(n);
     if (::renameat2(AT_FDCWD, fPath.c_str(), AT_FDCWD, aside.c_str(), RENAME_NOREPLACE) == 0) {
-      WriteToConsole(Unusable(reason) + "; set aside as " + aside + ", defaults stand in");
+      WriteToConsole(Unusable() + "; set aside as " + aside + ", defaults stand in");
       return true;
     }
     if (errno == ENOENT) return true;  // another process was faster
     if (errno != EEXIST) break;
   }
-  return Fail(reason + ", and it cannot be set aside");
+  return Fail(fFailure + ", and it cannot be set aside");
 }
 
 SettingsFile::Outcome SettingsFile::Lock(FileDescriptor& lock) {
@@ -187,9 +209,8 @@ SettingsFile::Outcome SettingsFile::Lock(FileDescriptor& lock) {
 // Under the lock, so that the name beside the file is ours; what a killed
 // writer left there is overwritten.
 bool SettingsFile::Replace(const std::string& content) {
-  std::error_code error;
-  const auto resolved = std::filesystem::canonical(fPath, error);  // a symbolic link stays one
-  const auto& target = error ? fPath : resolved;
+  if (content.size() > static_cast<std::size_t>(kMaxSize)) return Fail("they would be too large to be read");
+  const auto target = Followed(fPath);  // a symbolic link stays one
   const std::string name = target.string() + ".new";
   const FileDescriptor file(
       ::open(name.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NOFOLLOW, kOwnerOnly));

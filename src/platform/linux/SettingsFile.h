@@ -16,8 +16,11 @@ namespace vorn {
 /// likewise. Writing reads the file anew, merges and replaces it as a whole,
 /// all under a lock that ends with its holder, so that processes do not lose
 /// each other's entries and a death or a full disk leaves the old file or the
-/// new one. A file that cannot be read as one is renamed to
-/// "<name>.damaged-<n>", with a message on the console, and counts as empty.
+/// new one. A file that cannot be read as one (no settings, larger than
+/// kMaxSize, no regular file, or one that its folder's owner may not read) is
+/// renamed to "<name>.damaged-<n>", with a message on the console, and counts
+/// as empty. A failure that says nothing of the file (no descriptor left, a
+/// fault of the disk) leaves it in its place.
 ///
 /// The store of our own is deliberate. QSettings, the obvious one, replaced the
 /// file by its first part, without an error, when the disk filled up while it
@@ -28,6 +31,8 @@ class SettingsFile {
  public:
   using Value = IniDocument::Value;
   using Values = IniDocument::Values;
+
+  static constexpr ::off_t kMaxSize = ::off_t{64} << 20U;  ///< some 100,000 records; more is none of ours
 
   enum class Outcome {
     kSaved,   ///< the file holds every change
@@ -47,7 +52,8 @@ class SettingsFile {
   /// Writes `changes` into the file. Where the file was changed by others since
   /// the last call (or was never read), `values` is replaced by what they left
   /// there, `changes` not included; else, and unless kSaved, it is as it was.
-  /// With no changes it only reads. Waits at most a fraction of a second for
+  /// With no changes it only reads, and a file that holds them all is not
+  /// written. What would make the file larger than kMaxSize fails. Waits at most a fraction of a second for
   /// another process's lock.
   [[nodiscard]] Outcome Synchronize(const Values& changes, Values& values);
 
@@ -66,16 +72,22 @@ class SettingsFile {
     bool operator==(const Stamp&) const = default;
   };
 
+  enum class Loading {
+    kLoaded,
+    kDamaged,  ///< there is a file that is no settings file
+    kFailed,   ///< nothing is known of the file
+  };
+
   [[nodiscard]] Stamp CurrentStamp() const;
   [[nodiscard]] Outcome Read(Values& values);
   [[nodiscard]] Outcome Write(const Values& changes, Values& values);
-  [[nodiscard]] bool Load(std::string& damage, Values& values);
+  [[nodiscard]] Loading Load(Values& values);
   [[nodiscard]] bool LoadOrSetAside(Values& values);
   void Take(IniDocument document, std::string content, Values& values);
-  [[nodiscard]] bool SetAside(const std::string& reason);
+  [[nodiscard]] bool SetAside();
   [[nodiscard]] Outcome Lock(FileDescriptor& lock);
   [[nodiscard]] bool Replace(const std::string& content);
-  [[nodiscard]] std::string Unusable(const std::string& reason) const;
+  [[nodiscard]] std::string Unusable() const;
   bool Fail(const std::string& reason);
 
   const std::filesystem::path fPath;
