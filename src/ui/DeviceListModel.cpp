@@ -16,7 +16,7 @@ namespace {
 
 using DeviceList::ExtendedDeviceInfo;
 
-// Compares what a row shows, speaks or opens.
+// Compares what a row shows or speaks.
 bool sameContent(const ExtendedDeviceInfo& a, const ExtendedDeviceInfo& b) {
   return a.name == b.name && a.type == b.type && a.firmwareVersion == b.firmwareVersion &&
          a.latestVersion == b.latestVersion;

@@ -24,7 +24,8 @@ void StatusView::install() {
   if (!fItem) return;
   if (!fItem->hasButton()) {
     fItem->setView(this);
-    setNeedsDisplay();
+    update();
+    emit needsDisplay();
     return;
   }
   fItem->setButtonImage(fImage.name());
@@ -44,19 +45,22 @@ void StatusView::setAction(StatusItem::Action action) {
 }
 
 void StatusView::setHighlight(bool highlight) {
-  fHighlight = highlight;
-  setNeedsDisplay();
+  const bool changes = std::exchange(fHighlight, highlight) != highlight;
+  update();
+  if (changes) emit needsDisplay();
 }
 
 void StatusView::setActive(bool active) {
-  fActive = active;
-  setNeedsDisplay();
+  const bool changes = std::exchange(fActive, active) != active;
+  update();
+  if (changes) emit needsDisplay();
   if (fItem && fItem->hasButton()) fItem->setButtonAppearsDisabled(!active);
 }
 
 void StatusView::setImage(const TemplateImage& image) {
   fImage = image;
-  setNeedsDisplay();
+  update();
+  emit needsDisplay();
   if (fItem && fItem->hasButton()) fItem->setButtonImage(image.name());
 }
 
@@ -76,11 +80,6 @@ void StatusView::drawRect(QPainter& painter, const QRectF& dirtyRect) {
   const QSizeF size = fImage.size();
   const QPointF origin(width() * 0.5 - size.width() * 0.5, height() * 0.5 - size.height() * 0.5);
   fImage.draw(painter, QRectF(origin, size), fActive ? 1.0 : 0.5, Tint::forUnknownBar());
-}
-
-void StatusView::setNeedsDisplay() {
-  update();
-  emit needsDisplay();
 }
 
 void StatusView::paintEvent(QPaintEvent* event) {

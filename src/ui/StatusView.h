@@ -56,7 +56,8 @@ class StatusView : public QWidget {
   void drawRect(QPainter& painter, const QRectF& dirtyRect);
 
  signals:
-  /// What drawRect draws has changed.
+  /// What drawRect draws has changed. Not sent for a value that was there
+  /// before: lists come often, and a tray is given a new icon each time.
   void needsDisplay();
 
  protected:
@@ -65,7 +66,6 @@ class StatusView : public QWidget {
 
  private:
   void install();
-  void setNeedsDisplay();
 
   QPointer<StatusItem> fItem;
   QPointer<QObject> fTarget;

@@ -49,7 +49,6 @@ class ScriptedView final : public StatusBarView {
   void setAction(std::function<void()> action) override { fEnvironment.pressItem = std::move(action); }
   void setHighlight(bool highlight) override {
     fEnvironment.journal.push_back(highlight ? "highlight" : "no highlight");
-    fEnvironment.highlight = highlight;
   }
   void setActive(bool active) override { fEnvironment.active = active; }
 

@@ -135,7 +135,6 @@ class ScriptedEnvironment final : public AppDelegateEnvironment {
   std::function<void()> pressItem;
   std::vector<List> notified;  ///< what the notice logic was given
   bool active = false;
-  bool highlight = false;
   std::shared_ptr<QAction> entityItem;
   QAction* toggled = nullptr;
 };

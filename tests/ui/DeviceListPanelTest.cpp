@@ -2,7 +2,9 @@
 #include <gtest/gtest.h>
 
 #include <QHelpEvent>
+#include <QMouseEvent>
 #include <QScrollBar>
+#include <QWheelEvent>
 
 #include "tests/ui/PanelFixture.h"
 #include "ui/PanelSurroundings.h"
@@ -220,6 +222,41 @@ TEST_F(DeviceListPanel, HoveringMovesTheSelection) {
   EXPECT_EQ(selected(), 1);
 }
 
+TEST_F(DeviceListPanel, ThePointerComingBackToARowSelectsItAnew) {
+  open(kThree);
+  hover(1);
+  key(Qt::Key_Down);
+  QEvent leave(QEvent::Leave);
+  QCoreApplication::sendEvent(table()->viewport(), &leave);
+  QTest::mouseMove(table()->viewport(), middleOf(1) + QPoint(5, 2));
+  EXPECT_EQ(selected(), 1);
+}
+
+TEST_F(DeviceListPanel, ThePointerSelectsNothingWhileAButtonIsDown) {
+  open(kThree);
+  press(0);
+  QMouseEvent drag(QEvent::MouseMove, middleOf(2), table()->viewport()->mapToGlobal(middleOf(2)),
+                   Qt::NoButton, Qt::LeftButton, Qt::NoModifier);
+  QCoreApplication::sendEvent(table()->viewport(), &drag);
+  EXPECT_EQ(selected(), 0);
+  release(middleOf(2));
+  EXPECT_THAT(fOwner.fOpened, IsEmpty());
+}
+
+TEST_F(DeviceListPanel, TurningTheWheelSelectsTheRowThatComesUnderThePointer) {
+  List list;
+  for (int i = 100; i < 200; ++i) list.push_back(Device("unit " + std::to_string(i)));
+  open(list);
+  hover(1);
+  const QPoint place = middleOf(1);
+  QWheelEvent turn(place, table()->viewport()->mapToGlobal(place), QPoint(0, -400), QPoint(0, -1200),
+                   Qt::NoButton, Qt::NoModifier, Qt::NoScrollPhase, false);
+  QCoreApplication::sendEvent(table()->viewport(), &turn);
+  EXPECT_GT(table()->verticalScrollBar()->value(), 0);
+  EXPECT_EQ(selected(), table()->indexAt(place).row());
+  EXPECT_GT(selected(), 1);
+}
+
 TEST_F(DeviceListPanel, MovingInsideARowDoesNotUndoTheKeys) {
   open(kThree);
   hover(1);
@@ -256,6 +293,15 @@ TEST_F(DeviceListPanel, DoubleClickOnAnotherRowOpensItOnce) {
   QTest::mouseDClick(table()->viewport(), Qt::LeftButton, {}, place);
   release(place);
   EXPECT_THAT(fOwner.fOpened, ElementsAre(UrlOf("clara")));
+}
+
+TEST_F(DeviceListPanel, AClickOnARowThatIsSelectedNoMoreOpensNothing) {
+  open(kThree);
+  press(0);
+  key(Qt::Key_Down);
+  release(middleOf(0));
+  EXPECT_EQ(selected(), 1);
+  EXPECT_THAT(fOwner.fOpened, IsEmpty());
 }
 
 TEST_F(DeviceListPanel, PressIsTakenBackByLettingGoElsewhere) {
@@ -344,6 +390,10 @@ TEST_F(DeviceListPanel, SelectedRowCarriesTheHighlightAndThePressedOneMore) {
   expectNear(backgroundOf(0), over(0.3));
   release(QPoint(-5, -5));
   expectNear(backgroundOf(0), over(0.15));
+  press(1);
+  expectNear(backgroundOf(1), over(0.3));
+  release(middleOf(1));  // which only selects it
+  expectNear(backgroundOf(1), over(0.15));
 }
 
 // --- keys ----------------------------------------------------------------

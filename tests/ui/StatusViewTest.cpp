@@ -195,6 +195,12 @@ TEST(StatusView, TellsWhenItsLookChanges) {
   view.setHighlight(true);
   view.setActive(true);
   EXPECT_EQ(changes.count(), 2);
+  view.setHighlight(true);
+  view.setActive(true);
+  EXPECT_EQ(changes.count(), 2) << "nothing has changed";
+  view.setImage(TemplateImage(QStringLiteral("MenuIcon"), QSize(16, 16)));
+  view.setActive(false);
+  EXPECT_EQ(changes.count(), 4);
 }
 
 TEST(StatusView, DrawsTheBarsBackgroundBelowTheImage) {
