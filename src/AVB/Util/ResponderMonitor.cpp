@@ -11,6 +11,8 @@
 #include <system_error>
 #include <utility>
 
+#include "foundation/AllSignalsBlocked.h"
+
 namespace vorn {
 namespace {
 
@@ -147,6 +149,7 @@ ResponderMonitor::ResponderMonitor(Callback onChange) : ResponderMonitor(std::mo
 ResponderMonitor::ResponderMonitor(Callback onChange, Timing timing)
     : fOnChange(std::move(onChange)), fTiming(timing), fWakeup(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
   if (!fWakeup) throw std::system_error(errno, std::generic_category(), "eventfd");
+  const AllSignalsBlocked blocked;
   fThread = std::thread([this] { ThreadProc(); });
 }
 

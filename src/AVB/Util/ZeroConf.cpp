@@ -1,6 +1,9 @@
 #include "AVB/Util/ZeroConf.h"
 
+#include <system_error>
+
 #include "AVB/Util/ZeroConfImpl.h"
+#include "foundation/AllSignalsBlocked.h"
 
 namespace vorn {
 namespace {
@@ -27,8 +30,17 @@ ZeroConfEngine::~ZeroConfEngine() {
 
 int ZeroConfEngine::BrowseForService(const std::string& type) {
   int result = 0;
-  if (fImpl->StartBrowse(type, result)) fThread = std::thread([impl = fImpl] { impl->ThreadProc(); });
+  if (fImpl->StartBrowse(type, result)) StartThread();
   return result;
+}
+
+void ZeroConfEngine::StartThread() {
+  const AllSignalsBlocked blocked;
+  try {
+    fThread = std::thread([impl = fImpl] { impl->ThreadProc(); });
+  } catch (const std::system_error& error) {
+    throw std::system_error(error.code(), "thread constructor failed");
+  }
 }
 
 int ZeroConfEngine::GetResolvedServices(std::vector<ServiceInfo>& services) const {

@@ -30,7 +30,7 @@ namespace vorn {
 /// Threads: one service thread waits on all pending operations and runs every
 /// callback. It alone creates, processes and deallocates operations (the browse
 /// is created before it exists), so none is ever touched by two threads. It
-/// wakes at least every 100 ms and handles one reply a cycle.
+/// wakes at least every 100 ms, handles one reply a cycle and takes no signals.
 ///
 /// The engine never recovers by itself from the responder's end: after an error
 /// of the wait it stops and its records stay as they are. SupervisedDeviceList
@@ -93,6 +93,8 @@ class ZeroConfEngine {
 
  private:
   class Impl;
+
+  void StartThread();
 
   const std::chrono::milliseconds fTeardownTime;
   std::shared_ptr<Impl> fImpl;  // shared with the service thread

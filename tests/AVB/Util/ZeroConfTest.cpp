@@ -1,3 +1,4 @@
+#include <signal.h>
 #include <sys/resource.h>
 
 #include <cstdlib>
@@ -279,6 +280,17 @@ TEST_F(ZeroConfEngineTest, TheLibraryIsUsedByTheServiceThreadAlone) {
   EXPECT_THAT(fDnssd.Threads(), SizeIs(1));
   EXPECT_FALSE(fDnssd.Threads().contains(std::this_thread::get_id()));
   EXPECT_FALSE(fDnssd.Misused());
+}
+
+TEST_F(ZeroConfEngineTest, TheServiceThreadTakesNoSignals) {
+  Browse();
+  sigset_t mask;
+  sigemptyset(&mask);
+  fDnssd.ReplyWith("browse", [&](DNSServiceRef, void*) { pthread_sigmask(SIG_SETMASK, nullptr, &mask); });
+  ASSERT_TRUE(fDnssd.WaitUntilIdle());
+  for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGCHLD, SIGUSR1}) {
+    EXPECT_EQ(1, sigismember(&mask, signal)) << signal;
+  }
 }
 
 TEST_F(ZeroConfEngineTest, DestructionReleasesTheBrowseThenTheRecordsFromTheBack) {
