@@ -1,4 +1,5 @@
 #include <arpa/inet.h>
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <net/if.h>
 #include <netinet/in.h>
@@ -25,11 +26,17 @@
 #include "devicelist/UpdateServer.h"
 #include "foundation/FileDescriptor.h"
 #include "tests/support/LoopbackServer.h"
+#include "tests/support/ScopedEnvironment.h"
 
 namespace DeviceList {
 namespace {
 
 using namespace std::chrono_literals;
+using namespace std::string_literals;
+using ::testing::ElementsAre;
+using vorn::testing::Exchange;
+using vorn::testing::LoopbackServer;
+using vorn::testing::ScopedEnvironment;
 
 /// The system's resolver gives up after some 10 s, the request after 30.
 constexpr auto kPrompt = 4s;
@@ -144,6 +151,49 @@ TEST(HTTPLookup, ARefusedConnectionIsTriedOnce) {
   EXPECT_EQ(ConnectionsBegun(), before + 1);
   EXPECT_FALSE(poller.DoRequest(url, {}));
   EXPECT_EQ(ConnectionsBegun(), before + 2);
+}
+
+TEST(HTTPLookup, DoesNotAskTheOldAddressOfAHostThatLeftTheTable) {
+  LoopbackServer server;
+  const auto hosts = std::make_shared<LocalHosts>();
+  HTTPPoller poller(hosts);
+  hosts->Replace({{"vorn-no-such-unit.local", {"127.0.0.1"}}});
+  server.Reply("/x", 200, "x", {"Connection: close"});
+  const auto url = "http://vorn-no-such-unit.local:" + server.PortText() + "/x";
+  EXPECT_TRUE(poller.DoRequest(url, {}));
+  hosts->Replace({});
+  EXPECT_FALSE(poller.DoRequest(url, {}));
+  EXPECT_EQ(server.RequestCount(), 1U);
+  hosts->Replace({{"vorn-no-such-unit.local", {"127.0.0.1"}}});
+  EXPECT_TRUE(poller.DoRequest(url, {}));
+}
+
+TEST(HTTPLookup, HonoursTheEnvironmentsProxyExceptForLocalHosts) {
+  LoopbackServer server;
+  LoopbackServer proxy;
+  proxy.HandleOthers([](Exchange& exchange) { exchange.Reply(200, "proxy"); });
+  const ScopedEnvironment environment("http_proxy", proxy.Url(""));
+  const auto hosts = std::make_shared<LocalHosts>();
+  hosts->Replace({{"studio-a.local", {"127.0.0.1"}}});
+  HTTPPoller poller(hosts, 2s);
+  server.Reply("/x", 200, "direct");
+
+  EXPECT_EQ(poller.DoRequest("http://updates.vorn.example/x", {})->first, "proxy");
+  EXPECT_EQ(poller.DoRequest("http://studio-a.local:" + server.PortText() + "/x", {})->first, "direct");
+  EXPECT_FALSE(poller.DoRequest("http://vorn-no-such-unit.local/x", {}));
+  EXPECT_FALSE(HTTPPoller(nullptr, 2s).DoRequest("http://vorn-no-such-unit.local/x", {}));
+  EXPECT_EQ(poller.DoRequest("http://updates.vorn.example/y", {})->first, "proxy");
+  EXPECT_THAT(proxy.Targets(), ElementsAre("http://updates.vorn.example/x", "http://updates.vorn.example/y"));
+}
+
+TEST(HTTPLookup, SurvivesAnyBytesForAHost) {
+  LoopbackServer server;
+  HTTPPoller poller(std::make_shared<LocalHosts>(), 1s);
+  for (const auto& host : {"a/b"s, "a?b"s, "a#b"s, "a b"s, "\xc3\xa4.local"s, "\xff\xfe.local"s, "%00.local"s,
+                           "[::1"s, "a..b"s, std::string(70000, 'a'), "\\"s, "..."s, "a,b.local"s}) {
+    static_cast<void>(poller.DoRequest("http://" + host + ":1/", {}).has_value());
+  }
+  EXPECT_TRUE(poller.DoRequest(server.Url("/x"), {}));
 }
 
 bool Write(const char* path, const std::string& text) {

@@ -58,13 +58,12 @@ TEST_F(HTTPRedirectTest, FollowsRelativeAndWholeLocationsAndAnotherPort) {
 }
 
 TEST_F(HTTPRedirectTest, NeverGoesToAnotherHost) {
-  LoopbackServer other("127.0.0.2", fServer.Port());
+  LoopbackServer other("127.0.0.2", 0);
   for (const auto& location :
-       {other.Url("/"), "http://127.0.0.2:" + fServer.PortText() + "/",
-        "//127.0.0.2:" + fServer.PortText() + "/", "http://localhost:" + fServer.PortText() + "/",
-        "http://u:p@127.0.0.1:" + fServer.PortText() + "/",
-        "http://127.0.0.1:" + fServer.PortText() + "@127.0.0.2/", "ftp://127.0.0.1/"s, "file:///etc/passwd"s,
-        "http://"s}) {
+       {other.Url("/"), "//127.0.0.2:" + other.PortText() + "/",
+        "http://localhost:" + fServer.PortText() + "/", "http://u:p@127.0.0.1:" + fServer.PortText() + "/",
+        "http://127.0.0.1:" + fServer.PortText() + "@127.0.0.2:" + other.PortText() + "/",
+        "ftp://127.0.0.1/"s, "file:///etc/passwd"s, "http://"s}) {
     Redirect("/x", location);
     const auto before = fServer.RequestCount();
     EXPECT_FALSE(Get("/x")) << location;

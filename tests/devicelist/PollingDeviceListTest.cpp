@@ -37,11 +37,20 @@ using testing::Withdraw;
 using List = std::vector<ExtendedDeviceInfo>;
 using Text = vorn::optional<std::string>;
 
-// A firmware poller that asks nobody: a moved-from one.
+std::string LoopbackURLOfNobody() {
+  return "http://127.0.0.1:" + std::to_string(vorn::testing::UnusedPort()) + "/";
+}
+
+// A firmware poller that asks nobody: a moved-from one. What it was before
+// asked this computer alone.
 FirmwarePoller SilentFirmwarePoller() {
-  static FirmwarePoller source("model", "", {}, std::chrono::hours(1));
-  static const FirmwarePoller owner(std::move(source));
-  return std::move(source);
+  static FirmwarePoller silent = [] {
+    EXPECT_TRUE(SetUpdateServerRoot(LoopbackURLOfNobody() + "api/"));
+    FirmwarePoller poller("model", "", {}, std::chrono::hours(1));
+    const FirmwarePoller taken(std::move(poller));
+    return poller;
+  }();
+  return std::move(silent);
 }
 
 Service DeviceService(const std::string& name, const std::string& uid = "1") {
@@ -453,7 +462,7 @@ TEST_F(PollingDeviceListTest, ModelsBeyondTheLimitAreNotAskedAboutAndReportedOnc
 
 TEST(PollingDeviceListMakersTest, EachKindHasItsPollerAndAnUnknownOneHasNone) {
   InitHTTP();
-  const std::string url = "http://127.0.0.1:" + std::to_string(vorn::testing::UnusedPort()) + "/";
+  const std::string url = LoopbackURLOfNobody();
   const auto make = [&](const std::string& type) {
     return PollingDeviceList::MakePoller({std::string("n"), type, url, "1"}, nullptr);
   };
