@@ -133,7 +133,12 @@ TEST_F(SupervisedDeviceListTest, BuildsAFreshListWheneverAResponderAnswersAgain)
 
 TEST_F(SupervisedDeviceListTest, BuildsAFreshListWhenAnotherResponderTakesOver) {
   Report(State::kAnswering);
-  Report(State::kAnswering);
+  std::thread([&] {  // both before the loop turns
+    fReport(State::kAbsent);
+    fReport(State::kAnswering);
+  })
+      .join();
+  TurnLoop();
   EXPECT_EQ(fBuilt, 2);
   EXPECT_THAT(fStates, ElementsAre(State::kAnswering));
 }

@@ -18,8 +18,9 @@ namespace vorn {
 ///   kAnswering --(probe unanswered)---------> kSilent --(answered)--> kAnswering
 ///
 /// It never starts the responder and never waits for it: all calls are sent
-/// without waiting for the reply. A bus that is missing is tried again every
-/// second.
+/// without waiting for the reply. The bus itself is waited for when a connection
+/// is made: one that hangs holds the monitor's thread, and its destructor, for
+/// libdbus's 25 seconds. A bus that is missing is tried again every second.
 class ResponderMonitor {
  public:
   enum class State {
@@ -29,9 +30,9 @@ class ResponderMonitor {
     kAnswering,  ///< the responder answers: operations can be made now
   };
 
-  /// Called at every change of state, and again with kAnswering when another
-  /// responder has taken over from one that was answering. On the monitor's
-  /// thread; must not block and must not destroy the monitor. A report
+  /// Called at every change of state. That another responder has taken over is
+  /// told by kAbsent, and by kAnswering once the new one has answered. On the
+  /// monitor's thread; must not block and must not destroy the monitor. A report
   /// that throws is made again soon.
   using Callback = std::function<void(State)>;
 
@@ -48,7 +49,8 @@ class ResponderMonitor {
   ResponderMonitor(const ResponderMonitor&) = delete;
   ResponderMonitor& operator=(const ResponderMonitor&) = delete;
 
-  /// Stops and joins the thread; no callback runs once this returns.
+  /// Stops and joins the thread; no callback runs once this returns. Waits as
+  /// the thread does for a bus that hangs.
   ~ResponderMonitor();
 
  private:
