@@ -6,6 +6,7 @@ end of the control channel is closed.
 """
 
 import asyncio
+import contextlib
 import os
 import signal
 import socket
@@ -134,6 +135,14 @@ class Inside:
         """A file of a program's folder in the process table."""
         with open(f"/proc/{pid}/{name}", errors="replace") as file:
             return file.read()
+
+    async def _op_thread_names(self, _, pid):
+        names = []
+        for task in os.listdir(f"/proc/{pid}/task"):
+            with contextlib.suppress(OSError):  # it has just ended
+                with open(f"/proc/{pid}/task/{task}/comm", errors="replace") as file:
+                    names.append(file.read().rstrip("\n"))
+        return names
 
     async def _op_count_descriptors(self, _, pid):
         return len(os.listdir(f"/proc/{pid}/fd"))

@@ -10,6 +10,7 @@ STEADY = 20
 PERIOD = 0.5  # from one opening to the next; closer presses would be one double click
 MEMORY_ALLOWANCE = 2048  # KiB; a page of glyphs or an arena may still come
 MEMORY_PER_MINUTE = 256  # KiB
+WORKERS = ("vorn-high", "vorn-default")
 
 
 class Figures:
@@ -19,7 +20,9 @@ class Figures:
         pid = finder.process.pid
         status = finder.studio.ask("read_process", pid=pid, name="status")
         self.memory = int(re.search(r"^VmRSS:\s+(\d+)", status, re.M).group(1))
-        self.threads = int(re.search(r"^Threads:\s+(\d+)", status, re.M).group(1))
+        names = finder.studio.ask("thread_names", pid=pid)
+        # There are as many workers as ever had work at once, which is chance, and their number has a limit of its own.
+        self.threads = sum(name not in WORKERS for name in names)
         self.descriptors = finder.studio.ask("count_descriptors", pid=pid)
 
     def __str__(self):

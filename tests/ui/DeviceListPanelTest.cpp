@@ -300,6 +300,7 @@ TEST_F(DeviceListPanel, AClickOnARowThatIsSelectedNoMoreOpensNothing) {
   press(0);
   key(Qt::Key_Down);
   release(middleOf(0));
+  ASSERT_TRUE(isOpen());
   EXPECT_EQ(selected(), 1);
   EXPECT_THAT(fOwner.fOpened, IsEmpty());
 }
