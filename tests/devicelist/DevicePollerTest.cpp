@@ -8,6 +8,7 @@
 #include <mutex>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "devicelist/DevicePoller.h"
@@ -110,14 +111,17 @@ TEST_F(DevicePollerTest, PollsTheNameAloneWithTheTagOfTheLast200) {
         return exchange.Reply(500, Json("wrong"), {"ETag: \"t5\""});
       case 5:
         return exchange.Reply(200, Json("three"), {"ETAG: \"t2\""});
+      case 6:
+        return exchange.Reply(200, "{}", {"ETag: \"t3\""});  // no value: the tag counts all the same
       default:
         return exchange.Reply(304);
     }
   });
   const DevicePoller poller(MakeEntry(), nullptr, kQuick);
-  ASSERT_TRUE(fUnit.WaitForRequests(4 + 7));
+  ASSERT_TRUE(fUnit.WaitForRequests(4 + 8));
   const auto requests = fUnit.Requests();
-  const std::vector<std::string> expected = {"", "\"t1\"", "\"t1\"", "\"t1\"", "\"t1\"", "\"t2\"", "\"t2\""};
+  const std::vector<std::string> expected = {"",       "\"t1\"", "\"t1\"", "\"t1\"",
+                                             "\"t1\"", "\"t2\"", "\"t3\"", "\"t3\""};
   for (std::size_t i = 0; i < expected.size(); ++i) {
     const auto& request = requests.at(4 + i);
     EXPECT_EQ(request.target, PathOf("entity_name"));
@@ -131,14 +135,25 @@ TEST_F(DevicePollerTest, PollsTheNameAloneWithTheTagOfTheLast200) {
   EXPECT_EQ(fUnit.ConnectionCount(), 1);
 }
 
-/// Counts calls while the unit gives the scripted answers to its name polls.
+/// What the poller shows at each call while the unit gives the scripted answers
+/// to its name polls.
 class DevicePollerCallbackTest : public DevicePollerTest {
  protected:
+  using Answer = std::function<void(Exchange&)>;
+
   ~DevicePollerCallbackTest() override { fUnit.Stop(); }  // its handler uses the members below
+
+  static Answer Named(const std::string& name) {
+    return [name](Exchange& exchange) { exchange.Reply(200, Json(name)); };
+  }
+  static Answer Status(int status) {
+    return [status](Exchange& exchange) { exchange.Reply(status); };
+  }
+  static void Break(Exchange& exchange) { exchange.Reset(); }
 
   /// The name polls' answers: held back until the callback is set; after the
   /// last one the unit is silent on this path.
-  void Script(std::vector<std::function<void(Exchange&)>> answers) {
+  void Script(std::vector<Answer> answers) {
     fUnit.Handle(PathOf("entity_name"), [this, answers = std::move(answers)](Exchange& exchange) {
       while (!fGo && exchange.Pause(1ms)) {
       }
@@ -147,30 +162,30 @@ class DevicePollerCallbackTest : public DevicePollerTest {
       exchange.Hang();
     });
   }
-  /// The calls made for the answers, once all of them are worked off.
-  [[nodiscard]] int CountCalls(std::size_t requests) {
+  /// The states at the calls made for the answers, once all are worked off.
+  [[nodiscard]] std::vector<std::string> StatesAtCalls(std::size_t requests) {
     DevicePoller poller(MakeEntry(), nullptr, kQuick);
-    if (!fUnit.WaitForRequests(5)) return -1;
-    poller.OnNameOrFirmwareChanged([this] { ++fCalls; });
+    if (!fUnit.WaitForRequests(5)) return {"no name poll"};
+    std::mutex mutex;
+    std::vector<std::string> states;
+    poller.OnNameOrFirmwareChanged([&] {
+      const std::lock_guard lock(mutex);
+      states.push_back(StateOf(poller));
+    });
     fGo = true;
-    if (!fUnit.WaitForRequests(requests)) return -1;
-    const int calls = fCalls;
+    if (!fUnit.WaitForRequests(requests)) return {"too few requests"};
     poller.OnNameOrFirmwareChanged({});
-    return calls;
+    const std::lock_guard lock(mutex);
+    return states;
   }
 
   std::atomic<bool> fGo{false};
   std::atomic<int> fPolls{0};
-  std::atomic<int> fCalls{0};
 };
 
 TEST_F(DevicePollerCallbackTest, CallsBackOnceForEach200AndNeverForA304) {
-  const auto name = [](const char* value) {
-    return [value](Exchange& exchange) { exchange.Reply(200, Json(value)); };
-  };
-  const auto unchanged = [](Exchange& exchange) { exchange.Reply(304); };
-  Script({name("a"), unchanged, name("b"), name("b"), unchanged});
-  EXPECT_EQ(CountCalls(5 + 5), 3);
+  Script({Named("a"), Status(304), Named("b"), Named("b"), Status(304)});
+  EXPECT_THAT(StatesAtCalls(5 + 5), ElementsAre("a ab12 1.2.3+4", "b ab12 1.2.3+4", "b ab12 1.2.3+4"));
 }
 
 TEST_F(DevicePollerCallbackTest, CallsBackNotAtAllForA200WithoutAValue) {
@@ -178,26 +193,24 @@ TEST_F(DevicePollerCallbackTest, CallsBackNotAtAllForA200WithoutAValue) {
     return [body](Exchange& exchange) { exchange.Reply(200, body); };
   };
   Script({answer("{}"), answer("garbage"), answer("{\"value\":1}")});
-  EXPECT_EQ(CountCalls(5 + 3), 0);
+  EXPECT_THAT(StatesAtCalls(5 + 3), IsEmpty());
 }
 
-TEST_F(DevicePollerCallbackTest, CallsBackThreeTimesToRevert) {
-  // 404, then model and firmware version of the new round: one call each.
-  Script({[](Exchange& exchange) { exchange.Reply(404); }});
-  EXPECT_EQ(CountCalls(5 + 5), 3 + 2);
+TEST_F(DevicePollerCallbackTest, RevertsTheNameThenTheFirmwareThenTheModel) {
+  Script({Named("a"), Status(404)});
+  EXPECT_THAT(StatesAtCalls(5 + 1 + 5), ElementsAre("a ab12 1.2.3+4", "announced ab12 1.2.3+4",
+                                                    "announced ab12 (none)", "announced (none) (none)",
+                                                    // the new round
+                                                    "announced ab12 (none)", "announced ab12 1.2.3+4"));
 }
 
-TEST_F(DevicePollerCallbackTest, CallsBackThreeTimesToHide) {
-  Script({[](Exchange& exchange) {
-            exchange.Reset();
-            exchange.Close();
-          },
-          [](Exchange& exchange) {
-            exchange.Reset();
-            exchange.Close();
-          }});
+TEST_F(DevicePollerCallbackTest, HidesTheNameThenTheFirmwareThenTheModel) {
+  Script({Named("a"), Break, Break});
   // The kept connection's break is tried again once on a fresh one.
-  EXPECT_EQ(CountCalls(5 + 1 + 5), 3 + 2);
+  EXPECT_THAT(StatesAtCalls(5 + 1 + 1 + 5), ElementsAre("a ab12 1.2.3+4", "(none) ab12 1.2.3+4",
+                                                        "(none) ab12 (none)", "(none) (none) (none)",
+                                                        // the new round
+                                                        "(none) ab12 (none)", "(none) ab12 1.2.3+4"));
 }
 
 TEST_F(DevicePollerTest, RevertsAndRestartsWhenTheNameIsNotFound) {
@@ -232,7 +245,11 @@ std::vector<Fault> Faults() {
   const auto reply = [](int status, const std::string& body) {
     return [=](Exchange& exchange) { exchange.Reply(status, body); };
   };
-  const auto broken = [](Exchange& exchange) { exchange.Close(); };
+  // Not tried again, whatever the connection: something has come.
+  const auto broken = [](Exchange& exchange) {
+    exchange.Send("HTTP/1.1 200 OK\r\nContent-Length: 9\r\n\r\n0.1");
+    exchange.Close();
+  };
   const auto endless = [](Exchange& exchange) {
     exchange.Send("HTTP/1.1 200 OK\r\n\r\n");
     while (exchange.Send(std::string(65536, 'x'))) {
@@ -265,32 +282,74 @@ std::vector<Fault> Faults() {
   };
 }
 
+/// What a unit as it should be is asked for, in order, and what it answers.
+const std::vector<std::pair<std::string, std::string>> kGoodAnswers = {
+    {"/apiversion", "0.1"},
+    {kCaps, Json("0.2")},
+    {PathOf("model_name"), Json("ab12")},
+    {PathOf("firmware_version"), Json("1.2.3+4")},
+    {PathOf("entity_name"), Json("Stage Left")},
+};
+
+/// The requests of two rounds that the fault ends, and the first of a third.
+std::vector<std::string> TargetsOfTwoRounds(const Fault& fault) {
+  std::vector<std::string> targets;
+  for (int round = 0; round < 2; ++round) {
+    for (const auto& [target, body] : kGoodAnswers) {
+      targets.push_back(target);
+      if (target == fault.target) break;
+    }
+  }
+  targets.push_back(kGoodAnswers.front().first);
+  return targets;
+}
+
 TEST_F(DevicePollerTest, HidesAUnitWithoutAnAnswerAndRevertsForOneThatDoesNotFit) {
   for (const auto& fault : Faults()) {
-    // Two rounds good, then the fault, then a silent unit: what stays is the fault's state.
+    SCOPED_TRACE(fault.what);
+    LoopbackServer unit;
+    std::atomic<int> rounds{0};
+    std::atomic<bool> go{false};
+    const StopsServer stops(unit);
+    for (const auto& [target, body] : kGoodAnswers) {
+      unit.Handle(target, [&, target = target, body = body](Exchange& exchange) {
+        const int round = target == kGoodAnswers.front().first ? ++rounds : rounds.load();
+        if (round <= 2 && target == fault.target) return fault.answer(exchange);
+        // The third round waits, so that what the second has left can be seen.
+        while (round == 3 && !go && exchange.Pause(1ms)) {
+        }
+        exchange.Reply(200, body);
+      });
+    }
+    const DevicePoller poller(Entry{Text("announced"), kTypeDevice, unit.Url("/"), kUid}, nullptr, kQuick);
+    const auto expected = TargetsOfTwoRounds(fault);
+    ASSERT_TRUE(unit.WaitForRequests(expected.size()));
+    EXPECT_EQ(unit.Targets(), expected);
+    EXPECT_EQ(StateOf(poller), fault.hides ? "(none) (none) (none)" : "announced (none) (none)");
+    go = true;
+    EXPECT_TRUE(Becomes(poller, "Stage Left ab12 1.2.3+4"));
+  }
+}
+
+TEST_F(DevicePollerTest, HidesAShownUnitWithoutAnAnswer) {
+  for (const auto& fault : Faults()) {
+    if (!fault.hides) continue;
+    SCOPED_TRACE(fault.what);
     LoopbackServer unit;
     std::atomic<bool> spoil{false};
     const StopsServer stops(unit);
-    const auto good = [&](const std::string& target, const std::string& body) {
-      unit.Handle(target, [&, target, body](Exchange& exchange) {
+    for (const auto& [target, body] : kGoodAnswers) {
+      unit.Handle(target, [&, target = target, body = body](Exchange& exchange) {
         if (!spoil) return exchange.Reply(200, body);
         if (target == fault.target) return fault.answer(exchange);
         if (target == PathOf("entity_name")) return exchange.Reply(404);  // leads back to the gates
         exchange.Reply(200, body);
       });
-    };
-    good("/apiversion", "0.1");
-    good(kCaps, Json("0.2"));
-    good(PathOf("model_name"), Json("ab12"));
-    good(PathOf("firmware_version"), Json("1.2.3+4"));
-    good(PathOf("entity_name"), Json("Stage Left"));
-    DevicePoller poller(Entry{Text("announced"), kTypeDevice, unit.Url("/"), kUid}, nullptr, 20ms);
-    ASSERT_TRUE(Becomes(poller, "Stage Left ab12 1.2.3+4")) << fault.what;
+    }
+    const DevicePoller poller(Entry{Text("announced"), kTypeDevice, unit.Url("/"), kUid}, nullptr, 20ms);
+    ASSERT_TRUE(Becomes(poller, "Stage Left ab12 1.2.3+4"));
     spoil = true;
-    EXPECT_TRUE(Becomes(poller, fault.hides ? "(none) (none) (none)" : "announced (none) (none)"))
-        << fault.what;
-    spoil = false;
-    EXPECT_TRUE(Becomes(poller, "Stage Left ab12 1.2.3+4")) << fault.what;
+    EXPECT_TRUE(Becomes(poller, "(none) (none) (none)"));
   }
 }
 

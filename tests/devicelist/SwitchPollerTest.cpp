@@ -4,8 +4,10 @@
 #include <atomic>
 #include <chrono>
 #include <memory>
+#include <mutex>
 #include <string>
 #include <thread>
+#include <vector>
 
 #include "devicelist/SwitchPoller.h"
 #include "devicelist/ValueBound.h"
@@ -19,8 +21,10 @@ namespace {
 using namespace std::chrono_literals;
 using namespace std::string_literals;
 using testing::Becomes;
+using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 using testing::Shown;
+using testing::StateOf;
 using vorn::testing::Eventually;
 using vorn::testing::Exchange;
 using vorn::testing::LoopbackServer;
@@ -110,6 +114,41 @@ TEST_F(SwitchPollerTest, CallsBackTwiceAPollWhateverTheAnswer) {
     EXPECT_EQ(calls, 5 * 2) << status;
     poller.OnNameOrFirmwareChanged({});
   }
+}
+
+TEST_F(SwitchPollerTest, CallsBackForTheNameThenForTheFirmware) {
+  std::atomic<bool> go{false};
+  std::atomic<int> polls{0};
+  const StopsServer stops(fUnit);
+  fUnit.Handle("/firmware_version", [&](Exchange& exchange) {
+    while (!go && exchange.Pause(1ms)) {
+    }
+    switch (++polls) {
+      case 1:
+        return exchange.Reply(200, "1.0.2");
+      case 2:
+        exchange.Send("HTTP/1.1 200 OK\r\nContent-Length: 9\r\n\r\n1.0");
+        return exchange.Close();
+      case 3:
+        return exchange.Reply(404);
+      default:
+        exchange.Hang();
+    }
+  });
+  std::mutex mutex;
+  std::vector<std::string> states;
+  SwitchPoller poller(MakeEntry(), nullptr, kQuick);
+  poller.OnNameOrFirmwareChanged([&] {
+    const std::lock_guard lock(mutex);
+    states.push_back(StateOf(poller));
+  });
+  go = true;
+  ASSERT_TRUE(fUnit.WaitForRequests(4));
+  poller.OnNameOrFirmwareChanged({});
+  const std::lock_guard lock(mutex);
+  EXPECT_THAT(states, ElementsAre("Switch 1 avbswitch (none)", "Switch 1 avbswitch 1.0.2",
+                                  "(none) avbswitch 1.0.2", "(none) avbswitch (none)",
+                                  "Switch 1 avbswitch (none)", "Switch 1 avbswitch (none)"));
 }
 
 TEST_F(SwitchPollerTest, IsHiddenWithItsModelWhereNobodyListens) {
