@@ -26,7 +26,7 @@ class ScriptedNotificationServer final : public QDBusVirtualObject {
 
   enum class Mood {
     kAnswers,  ///< shows notices
-    kSilent,   ///< takes Notify and never answers
+    kSilent,   ///< takes Notify and answers it only with AnswerHeld
     kRefuses,  ///< answers Notify with an error
   };
 
@@ -49,6 +49,8 @@ class ScriptedNotificationServer final : public QDBusVirtualObject {
     const QString member = message.member();
     if (member == "GetCapabilities") {
       ++fQuestions;
+      if (fHoldsQuestions) fHeld.push_back(message.createReply(QVariant(fCapabilities)));
+      if (fHoldsQuestions) return true;
       if (fKnowsCapabilities) return connection.send(message.createReply(QVariant(fCapabilities)));
       return connection.send(message.createErrorReply(QDBusError::UnknownMethod, "no such thing"));
     }
@@ -69,7 +71,17 @@ class ScriptedNotificationServer final : public QDBusVirtualObject {
   void Click(std::uint32_t id, const char* key = "default") { Emit("ActionInvoked", id, QString(key)); }
   void Close(std::uint32_t id) { Emit("NotificationClosed", id, QVariant::fromValue<uint>(2)); }
 
+  /// Sends the first `count` of the answers that were held back.
+  void AnswerHeld(std::size_t count = SIZE_MAX) {
+    for (; count > 0 && !fHeld.empty(); --count) {
+      fConnection.send(fHeld.front());
+      fHeld.erase(fHeld.begin());
+    }
+  }
+
   Mood fMood = Mood::kAnswers;
+  bool fHoldsQuestions = false;  ///< GetCapabilities is answered only with AnswerHeld
+  QString fRefusal = "org.example.Error.TooMany";
   bool fKnowsCapabilities = true;
   std::uint32_t fNextId = 1;
   QStringList fCapabilities;
@@ -97,15 +109,19 @@ class ScriptedNotificationServer final : public QDBusVirtualObject {
     notice.timeout = arguments.value(7).toInt();
     notice.id = notice.replacesId != 0 ? notice.replacesId : fNextId++;
     fNotices.push_back(notice);
-    if (fMood == Mood::kSilent) return true;
+    if (fMood == Mood::kSilent) {
+      fHeld.push_back(message.createReply(QVariant::fromValue<uint>(notice.id)));
+      return true;
+    }
     if (fMood == Mood::kRefuses) {
-      return connection.send(message.createErrorReply("org.example.Error.TooMany", "no more"));
+      return connection.send(message.createErrorReply(fRefusal, "no more"));
     }
     return connection.send(message.createReply(QVariant::fromValue<uint>(notice.id)));
   }
 
   const QString fName;
   QDBusConnection fConnection;
+  std::vector<QDBusMessage> fHeld;
 };
 
 }  // namespace vorn::testing

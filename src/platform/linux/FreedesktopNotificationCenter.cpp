@@ -67,7 +67,7 @@ class FreedesktopNotificationCenter::Impl {
 FreedesktopNotificationCenter::Impl::Impl(const Identity& identity, Options options)
     : fOptions(std::move(options)),
       fQueue(fOptions.quietTime),
-      fServer(fOptions.busAddress, fOptions.callTimeout,
+      fServer(fOptions.busAddress,
               {PresentableText(identity.applicationName), PresentableText(identity.desktopEntry),
                PresentableText(identity.iconName)},
               MakeHandlers()) {
@@ -91,7 +91,10 @@ void FreedesktopNotificationCenter::Impl::Deliver(const UserNotification& notifi
     }
     return;
   }
-  if (!fQueue.Add(notification, fOptions.now())) {
+  UserNotification bounded = notification;  // thousands may wait
+  bounded.title = PresentableText(notification.title).toStdString();
+  bounded.informativeText = PresentableText(notification.informativeText).toStdString();
+  if (!fQueue.Add(std::move(bounded), fOptions.now())) {
     WriteToConsole("Too many notices, not shown: " + Excerpt(notification.title));
     return;
   }
@@ -135,17 +138,16 @@ void FreedesktopNotificationCenter::Impl::OnCapabilities(Answer answer, const QS
     Pump();
     return;
   }
-  // The next server announces itself on the bus; a silent one is asked again.
+  // The next server announces itself on the bus.
   fDoNotAskBefore = fOptions.now() + fOptions.quietTime;
-  if (answer == Answer::kSilent) fTimer.start(fOptions.quietTime);
 }
 
 void FreedesktopNotificationCenter::Impl::Send(const NoticeQueue::Sending& sending) {
   const auto& notification = sending.notification;
   NotificationServer::Notice notice;
   notice.replacesId = sending.replacesId;
-  notice.summary = PresentableText(notification.title);
-  notice.body = PresentableText(notification.informativeText);
+  notice.summary = QString::fromStdString(notification.title);
+  notice.body = QString::fromStdString(notification.informativeText);
   if (fCapabilities->contains(QLatin1String("body-markup"))) notice.body = notice.body.toHtmlEscaped();
   notice.hasSound = notification.playsDefaultSound && fCapabilities->contains(QLatin1String("sound"));
   fServer.Notify(notice, [this, identifier = notification.identifier](Answer answer, std::uint32_t serverId) {
@@ -171,7 +173,6 @@ void FreedesktopNotificationCenter::Impl::OnNotified(std::uint64_t identifier, A
     case Answer::kLost:
       isKept = fQueue.Failed(identifier, Failure::kServerChanged, now);
       break;
-    case Answer::kSilent:
     case Answer::kError:
       isKept = fQueue.Failed(identifier, Failure::kRefused, now);
       break;
@@ -201,8 +202,9 @@ void FreedesktopNotificationCenter::Impl::OnActivationToken(std::uint32_t server
 }
 
 void FreedesktopNotificationCenter::Impl::ArmTimer() {
-  const auto due = fQueue.NextDue();
-  if (!due || fInFlight >= kMaxInFlight) {  // with as many in flight, the next answer comes first
+  // With as many in flight, the next answer comes first.
+  const auto due = fInFlight < kMaxInFlight ? fQueue.NextDue() : optional<NoticeQueue::TimePoint>();
+  if (!due) {
     fTimer.stop();
     return;
   }

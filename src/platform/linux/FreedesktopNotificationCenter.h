@@ -13,7 +13,11 @@ namespace vorn {
 ///
 /// Every call to the server is asynchronous. A server that starts late,
 /// restarts or is replaced is used from then on; a notice whose server ended
-/// before answering is delivered again. What stood on a server that ended is
+/// before answering is delivered again. One that hangs is waited for as long as
+/// it lives, since it shows what it was sent once it goes on: a notice without
+/// an answer is not sent again, and holds back later ones of its subject alone;
+/// a server that leaves several unanswered gets no more until it answers or
+/// ends. What stood on a server that ended is
 /// forgotten, since the next one's ids may be the same. The rules of one notice
 /// a subject and one a minute are NoticeQueue's. Signals about other programs'
 /// notices, which some servers send to everybody, are ignored. Without a
@@ -33,7 +37,6 @@ class FreedesktopNotificationCenter final : public NotificationCenter {
   struct Options {
     std::string busAddress;                      ///< empty: the session bus of the environment
     std::chrono::milliseconds quietTime{60000};  ///< between two deliveries for one subject
-    std::chrono::milliseconds callTimeout{25000};
     std::function<std::chrono::steady_clock::time_point()> now = std::chrono::steady_clock::now;
   };
 

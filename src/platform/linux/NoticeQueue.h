@@ -48,7 +48,7 @@ class NoticeQueue {
   enum class Failure {
     kNoServer,       ///< it never reached a server: due again at once, not counted
     kServerChanged,  ///< the server ended or was replaced before it answered
-    kRefused,        ///< the server answered with an error, or never
+    kRefused,        ///< the server answered with an error
   };
 
   explicit NoticeQueue(std::chrono::milliseconds quietTime) : fQuietTime(quietTime) {}

@@ -4,6 +4,7 @@
 #include <QtDBus/QDBusMessage>
 #include <QtDBus/QDBusPendingCall>
 
+#include <limits>
 #include <utility>
 
 #include "NotificationsProxy.h"
@@ -15,6 +16,7 @@ namespace {
 constexpr char kServerName[] = "org.freedesktop.Notifications";
 constexpr char kServerPath[] = "/org/freedesktop/Notifications";
 constexpr int kServerDecides = -1;  // expire_timeout
+constexpr int kNoTimeout = std::numeric_limits<int>::max();
 
 QString UniqueConnectionName() {
   static int count = 0;
@@ -26,9 +28,15 @@ QDBusConnection ConnectTo(const std::string& address, const QString& name) {
                          : QDBusConnection::connectToBus(QString::fromStdString(address), name);
 }
 
-NotificationServer::Answer AnswerOf(const QDBusMessage& reply, bool isLate) {
+// Whether the reply comes from a program, and not from the bus or our own end of it.
+bool IsFromServer(const QDBusMessage& reply) {
+  return reply.service().startsWith(QLatin1Char(':'));
+}
+
+NotificationServer::Answer AnswerOf(const QDBusMessage& reply) {
   using Answer = NotificationServer::Answer;
   if (reply.type() != QDBusMessage::ErrorMessage) return Answer::kOk;
+  if (IsFromServer(reply)) return Answer::kError;  // whatever it says of others
   const QString name = reply.errorName();
   if (name.startsWith(QLatin1String("org.freedesktop.DBus.Error.Spawn."))) return Answer::kNoServer;
   switch (QDBusError(reply).type()) {
@@ -38,7 +46,7 @@ NotificationServer::Answer AnswerOf(const QDBusMessage& reply, bool isLate) {
     case QDBusError::NoReply:
     case QDBusError::Timeout:
     case QDBusError::TimedOut:
-      return isLate ? Answer::kSilent : Answer::kLost;
+      return Answer::kLost;
     default:
       return name == QLatin1String("org.freedesktop.DBus.Error.NameHasNoOwner") ? Answer::kNoServer
                                                                                 : Answer::kError;
@@ -47,10 +55,9 @@ NotificationServer::Answer AnswerOf(const QDBusMessage& reply, bool isLate) {
 
 }  // namespace
 
-NotificationServer::NotificationServer(const std::string& address, std::chrono::milliseconds timeout,
-                                       Presentation presentation, Handlers handlers)
+NotificationServer::NotificationServer(const std::string& address, Presentation presentation,
+                                       Handlers handlers)
     : fConnectionName(UniqueConnectionName()),
-      fTimeout(timeout),
       fPresentation(std::move(presentation)),
       fHandlers(std::move(handlers)),
       fConnection(ConnectTo(address, fConnectionName)) {
@@ -74,7 +81,7 @@ void NotificationServer::Connect() {
                    });
   fProxy =
       std::make_unique<OrgFreedesktopNotificationsInterface>(name, QLatin1String(kServerPath), fConnection);
-  fProxy->setTimeout(static_cast<int>(fTimeout.count()));
+  fProxy->setTimeout(kNoTimeout);
   using Proxy = OrgFreedesktopNotificationsInterface;
   QObject::connect(fProxy.get(), &Proxy::ActionInvoked, &fContext,
                    [this](uint id, const QString& key) { RunGuarded([&] { fHandlers.onAction(id, key); }); });
@@ -89,7 +96,7 @@ void NotificationServer::GetCapabilities(std::function<void(Answer, const QStrin
   Await(fProxy->GetCapabilities(),
         [this, onAnswer = std::move(onAnswer)](const QDBusMessage& reply, Answer answer) {
           // From its answer on we know whom we talk to, even if it was there before us.
-          if (answer == Answer::kOk) fOwner = reply.service();
+          if (IsFromServer(reply)) fOwner = reply.service();
           onAnswer(answer, answer == Answer::kOk ? reply.arguments().value(0).toStringList() : QStringList());
         });
 }
@@ -125,14 +132,12 @@ void NotificationServer::OnOwnerChanged(const QString& owner) {
 
 void NotificationServer::Await(const QDBusPendingCall& call,
                                std::function<void(const QDBusMessage&, Answer)> onAnswer) {
-  const auto deadline = std::chrono::steady_clock::now() + fTimeout - fTimeout / 10;
   auto* watcher = new QDBusPendingCallWatcher(call, &fContext);
   QObject::connect(watcher, &QDBusPendingCallWatcher::finished, &fContext,
-                   [watcher, deadline, onAnswer = std::move(onAnswer)] {
+                   [watcher, onAnswer = std::move(onAnswer)] {
                      const QDBusMessage reply = watcher->reply();
                      watcher->deleteLater();
-                     const bool isLate = std::chrono::steady_clock::now() >= deadline;
-                     RunGuarded([&] { onAnswer(reply, AnswerOf(reply, isLate)); });
+                     RunGuarded([&] { onAnswer(reply, AnswerOf(reply)); });
                    });
 }
 

@@ -8,7 +8,6 @@
 #include <QtDBus/QDBusPendingCallWatcher>
 #include <QtDBus/QDBusServiceWatcher>
 
-#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -21,6 +20,10 @@ namespace vorn {
 /// The notification server as the bus shows it: asynchronous calls, its
 /// signals, and who it is just now.
 ///
+/// A call waits for its answer as long as the server lives: one that is stopped
+/// for a while carries out every call it was sent, however late. Where it ends,
+/// the bus answers in its place.
+///
 /// @threadsafety The thread that made it, which runs a Qt event loop. Every
 /// function object is called from that loop.
 class NotificationServer {
@@ -30,7 +33,6 @@ class NotificationServer {
     kOk,
     kNoServer,  ///< the call reached nobody
     kLost,      ///< the server ended before it answered
-    kSilent,    ///< no answer in time
     kError,     ///< the server refused
   };
 
@@ -56,8 +58,7 @@ class NotificationServer {
   };
 
   /// Connects to the bus at `address`, or the session bus where it is empty.
-  NotificationServer(const std::string& address, std::chrono::milliseconds timeout, Presentation presentation,
-                     Handlers handlers);
+  NotificationServer(const std::string& address, Presentation presentation, Handlers handlers);
   NotificationServer(const NotificationServer&) = delete;
   NotificationServer& operator=(const NotificationServer&) = delete;
   ~NotificationServer();
@@ -79,7 +80,6 @@ class NotificationServer {
   void Await(const QDBusPendingCall& call, std::function<void(const QDBusMessage&, Answer)> onAnswer);
 
   const QString fConnectionName;
-  const std::chrono::milliseconds fTimeout;
   const Presentation fPresentation;
   const Handlers fHandlers;
   QDBusConnection fConnection;
