@@ -24,7 +24,7 @@ SupervisedDeviceList::SupervisedDeviceList(Publish publish, StateChanged stateCh
       fMakers(std::move(makers)),
       fResponderItem(this, [this] { return HandleResponder(); }),
       fHoldTimer(vorn::RunLoop::Current(), vorn::kNever, [this] { EndHold(); }),
-      fRetryTimer(vorn::RunLoop::Current(), vorn::kNever, [this] { fResponderItem.Queue(); }) {
+      fRetryTimer(vorn::RunLoop::Current(), vorn::kNever, [this] { CheckList(); }) {
   fMonitor = fMakers.monitor([this](State state) {
     if (state == State::kAnswering) ++fGeneration;
     fReportedState = state;
@@ -48,13 +48,23 @@ void SupervisedDeviceList::Rebuild() {
   ArmHoldTimer();
   fCurrent.clear();
   fList.reset();
+  fFailedEngines = vorn::ZeroConfEngine::FailedEngines();
+  fRetryTimer.SetNextFireDate(In(fMakers.retryTime));
   try {
     fList = fMakers.list([this](std::vector<ExtendedDeviceInfo> list) { TakeList(std::move(list)); });
   } catch (const std::exception& error) {  // no thread or no descriptor left
     vorn::WriteToConsole(std::string("the network cannot be browsed, trying again: ") + error.what());
     fBuiltGeneration = fGeneration - 1;
-    fRetryTimer.SetNextFireDate(In(kRetryTime));
   }
+}
+
+void SupervisedDeviceList::CheckList() {
+  fRetryTimer.SetNextFireDate(In(fMakers.retryTime));
+  if (fState == State::kAnswering && fList && fFailedEngines != vorn::ZeroConfEngine::FailedEngines()) {
+    vorn::WriteToConsole("the network is not browsed any more, beginning anew");
+    fBuiltGeneration = fGeneration - 1;
+  }
+  fResponderItem.Queue();
 }
 
 void SupervisedDeviceList::TakeList(std::vector<ExtendedDeviceInfo> list) {

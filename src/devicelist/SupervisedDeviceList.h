@@ -2,6 +2,7 @@
 
 #include <atomic>
 #include <chrono>
+#include <cstddef>
 #include <functional>
 #include <memory>
 #include <vector>
@@ -22,7 +23,9 @@ namespace DeviceList {
 /// as well, for five seconds at most; a restart within that time gives five
 /// more only to the units that a list has named in between. The list is built only after the
 /// responder has answered a probe, and an old one is left after half a second
-/// if it is stuck, so that no thread of the owner's waits for a responder.
+/// if it is stuck, so that no thread of the owner's waits for a responder. One
+/// whose browsing is refused, or ends by itself, under a responder that answers
+/// is replaced as well, and the console is told. One such list a process.
 ///
 /// Lives on the thread that constructs it; both callbacks run there, from its
 /// run loop.
@@ -35,10 +38,11 @@ class SupervisedDeviceList : private vorn::WorkLoop {
   /// How long units of before are shown that the fresh list has not found.
   static constexpr std::chrono::seconds kHoldTime{5};
 
-  /// When a list that could not be built is tried again.
+  /// When a list that could not be built is tried again, and how often one is
+  /// looked at that could.
   static constexpr std::chrono::seconds kRetryTime{5};
 
-  /// How the parts are made, and the hold time; what programs use is the default.
+  /// How the parts are made, and the times; what programs use is the default.
   struct Makers {
     std::function<std::unique_ptr<PollingDeviceList>(Publish)> list = [](Publish publish) {
       return std::make_unique<PollingDeviceList>(std::move(publish));
@@ -48,6 +52,7 @@ class SupervisedDeviceList : private vorn::WorkLoop {
           return std::make_unique<vorn::ResponderMonitor>(std::move(onChange));
         };
     std::chrono::milliseconds holdTime = kHoldTime;
+    std::chrono::milliseconds retryTime = kRetryTime;
   };
 
   /// `publish` gets every list; `stateChanged`, which may be empty, whether a
@@ -59,6 +64,7 @@ class SupervisedDeviceList : private vorn::WorkLoop {
  private:
   bool HandleResponder();
   void Rebuild();
+  void CheckList();
   void TakeList(std::vector<ExtendedDeviceInfo> list);
   void EndHold();
   void ArmHoldTimer();
@@ -71,6 +77,7 @@ class SupervisedDeviceList : private vorn::WorkLoop {
   HeldUnits fHeld;
   State fState = State::kUnknown;
   unsigned fBuiltGeneration = 0;
+  std::size_t fFailedEngines = 0;  // of this process, before the list was built
   std::atomic<State> fReportedState{State::kUnknown};
   std::atomic<unsigned> fGeneration{0};  // how often a responder was found answering
   vorn::CppWorkItem fResponderItem;

@@ -44,9 +44,11 @@ class SupervisedDeviceListTest : public ::testing::Test {
     SupervisedDeviceListTest& fTest;
   };
 
-  explicit SupervisedDeviceListTest(std::chrono::milliseconds holdTime = SupervisedDeviceList::kHoldTime) {
+  explicit SupervisedDeviceListTest(std::chrono::milliseconds holdTime = SupervisedDeviceList::kHoldTime,
+                                    std::chrono::milliseconds retryTime = SupervisedDeviceList::kRetryTime) {
     SupervisedDeviceList::Makers makers;
     makers.holdTime = holdTime;
+    makers.retryTime = retryTime;
     makers.list = [this](SupervisedDeviceList::Publish publish) -> std::unique_ptr<PollingDeviceList> {
       ++fBuilt;
       if (fRefuse) throw std::runtime_error("no thread left");
@@ -231,6 +233,62 @@ TEST_F(SupervisedDeviceListTest, ListThatCannotBeBuiltIsTriedAgain) {
   fRefuse = false;
   EXPECT_TRUE(TurnLoopUntil([&] { return fBuilt == 2; }));
   EXPECT_EQ(fAlive, 1);
+}
+
+class SupervisedDeviceListRetryTest : public SupervisedDeviceListTest {
+ protected:
+  static constexpr std::chrono::milliseconds kShortRetry{50};
+  SupervisedDeviceListRetryTest() : SupervisedDeviceListTest(SupervisedDeviceList::kHoldTime, kShortRetry) {}
+
+  // The list's engine stops by itself.
+  void EndBrowsing() {
+    fNetwork.processError = kDNSServiceErr_Unknown;
+    fNetwork.ReplyAdd("x");
+    EXPECT_TRUE(fNetwork.WaitForHandled(1));
+    fNetwork.processError = kDNSServiceErr_NoError;
+  }
+};
+
+TEST_F(SupervisedDeviceListRetryTest, ListThatTheResponderRefusesIsTriedAgain) {
+  ::testing::internal::CaptureStderr();
+  fNetwork.browseError = kDNSServiceErr_Unknown;
+  Report(State::kAnswering);
+  EXPECT_TRUE(TurnLoopUntil([&] { return fBuilt > 1; }));
+  EXPECT_THAT(fNetwork.Begun(), IsEmpty());
+  fNetwork.browseError = kDNSServiceErr_NoError;
+  EXPECT_TRUE(TurnLoopUntil([&] { return !fNetwork.Begun().empty(); }));
+  EXPECT_THAT(::testing::internal::GetCapturedStderr(), HasSubstr("beginning anew"));
+  EXPECT_EQ(fAlive, 1);
+  EXPECT_EQ(fAliveAtOnce, 1);
+}
+
+TEST_F(SupervisedDeviceListRetryTest, ListWhoseBrowsingEndsIsBuiltAnew) {
+  Report(State::kAnswering);
+  fPublish({Unit("desk", "1")});
+  EndBrowsing();
+  ::testing::internal::CaptureStderr();
+  EXPECT_TRUE(TurnLoopUntil([&] { return fBuilt == 2; }));
+  EXPECT_THAT(::testing::internal::GetCapturedStderr(), HasSubstr("beginning anew"));
+  fPublish({});
+  EXPECT_THAT(fPublished.back(), ElementsAre("desk"));  // held, as after any restart
+}
+
+TEST_F(SupervisedDeviceListRetryTest, ListWhoseBrowsingEndsStaysUntilTheResponderAnswers) {
+  Report(State::kAnswering);
+  Report(State::kSilent);
+  EndBrowsing();
+  const auto end = steady_clock::now() + 4 * kShortRetry;
+  EXPECT_TRUE(TurnLoopUntil([&] { return steady_clock::now() >= end; }));
+  EXPECT_EQ(fBuilt, 1);
+  Report(State::kAnswering);
+  EXPECT_EQ(fBuilt, 2);
+}
+
+TEST_F(SupervisedDeviceListRetryTest, ListThatBrowsesIsLeftAlone) {
+  Report(State::kAnswering);
+  const auto end = steady_clock::now() + 4 * kShortRetry;
+  EXPECT_TRUE(TurnLoopUntil([&] { return steady_clock::now() >= end; }));
+  EXPECT_EQ(fBuilt, 1);
 }
 
 TEST_F(SupervisedDeviceListTest, DestructionEndsTheListToo) {

@@ -56,4 +56,8 @@ std::size_t ZeroConfEngine::AbandonedThreads() {
   return gAbandonedThreads;
 }
 
+std::size_t ZeroConfEngine::FailedEngines() {
+  return Impl::gFailedEngines;
+}
+
 }  // namespace vorn

@@ -33,8 +33,8 @@ namespace vorn {
 /// wakes at least every 100 ms, handles one reply a cycle and takes no signals.
 ///
 /// The engine never recovers by itself from the responder's end: after an error
-/// of the wait it stops and its records stay as they are. SupervisedDeviceList
-/// replaces it.
+/// of the wait or of the library it stops in silence and its records stay as
+/// they are. SupervisedDeviceList replaces it.
 class ZeroConfEngine {
  public:
   /// One resolved service, as clients see it.
@@ -90,6 +90,11 @@ class ZeroConfEngine {
   /// How many service threads were left behind, in this process, because they
   /// were stuck in the library. A program with such threads ends with _exit.
   static std::size_t AbandonedThreads();
+
+  /// How many engines of this process could not browse, the library having
+  /// given them nothing to wait for, or have stopped by themselves. Any thread;
+  /// for who holds the only engine, to see that it is to be replaced.
+  static std::size_t FailedEngines();
 
  private:
   class Impl;

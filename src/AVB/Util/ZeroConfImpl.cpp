@@ -24,7 +24,10 @@ bool ZeroConfEngine::Impl::StartBrowse(const std::string& type, int& result) {
   DNSServiceRef ref = nullptr;
   const DNSServiceErrorType error = fDnssd.Browse(&ref, 0, 0, fType.c_str(), nullptr, BrowseCallbackS, this);
   result = error == kDNSServiceErr_NoError ? 0 : kBrowseFailed;
-  if (ref == nullptr) return false;
+  if (ref == nullptr) {
+    if (!fBrowseRef) ++gFailedEngines;
+    return false;
+  }
   fBrowseRef = OperationHandle(fDnssd, ref);
   fBrowseSocket = fDnssd.RefSockFD(ref);
   fRunning.exchange(true);
@@ -70,14 +73,18 @@ void ZeroConfEngine::Impl::ServeOneCycle() {
   const int ready = Wait(waitList);
   if (!fRunning) return;
   if (ready < 0) {
-    if (errno != EINTR) fRunning.exchange(false);
+    if (errno != EINTR) StopByItself();
     return;
   }
   for (std::size_t i = 0; i < waitList.size(); ++i) {
     if (fDescriptors[i].revents == 0) continue;
-    if (fDnssd.ProcessResult(waitList[i].ref) != kDNSServiceErr_NoError) fRunning.exchange(false);
+    if (fDnssd.ProcessResult(waitList[i].ref) != kDNSServiceErr_NoError) StopByItself();
     return;  // one result a cycle, so that no operation outlives the list it was taken from
   }
+}
+
+void ZeroConfEngine::Impl::StopByItself() {
+  if (fRunning.exchange(false)) ++gFailedEngines;
 }
 
 std::vector<ZeroConfEngine::Impl::ServiceDataCache> ZeroConfEngine::Impl::GatherWaitList() const {

@@ -20,6 +20,8 @@ namespace vorn {
 /// that a thread stuck in the library can outlive the engine.
 class ZeroConfEngine::Impl {
  public:
+  inline static std::atomic<std::size_t> gFailedEngines{0};
+
   Impl(WorkItem& item, DNSSD& dnssd, Clock clock);
 
   /// Whether a browse has begun, which a service thread is to serve; `result`
@@ -88,6 +90,7 @@ class ZeroConfEngine::Impl {
   std::vector<ServiceDataCache> GatherWaitList() const;
   int Wait(const std::vector<ServiceDataCache>& waitList);
   void ServeOneCycle();
+  void StopByItself();
   void ParkUntilDestruction();
 
   DNSSD& fDnssd;

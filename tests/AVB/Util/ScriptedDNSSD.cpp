@@ -13,6 +13,27 @@
 
 namespace vorn::test {
 
+namespace {
+
+constexpr int kNoSuchSocket = 1 << 30;  // beyond what any process may open
+
+std::string Word(const char* text) {
+  return text == nullptr ? "null" : text;
+}
+
+std::string Word(std::uint32_t number) {
+  return std::to_string(number);
+}
+
+template <typename First, typename... Rest>
+std::string Words(First first, Rest... rest) {
+  std::string words = Word(first);
+  ((words += " | " + Word(rest)), ...);
+  return words;
+}
+
+}  // namespace
+
 struct ScriptedDNSSD::Operation {
   Kind kind;
   std::string description;
@@ -191,6 +212,11 @@ std::vector<std::string> ScriptedDNSSD::Handled() {
   return fHandled;
 }
 
+std::vector<std::string> ScriptedDNSSD::Calls() {
+  const std::lock_guard lock(fMutex);
+  return fCalls;
+}
+
 std::size_t ScriptedDNSSD::MostPendingLookups() {
   const std::lock_guard lock(fMutex);
   return fMostPending;
@@ -206,24 +232,30 @@ bool ScriptedDNSSD::Misused() {
   return fMisused;
 }
 
-DNSServiceErrorType ScriptedDNSSD::Browse(DNSServiceRef* ref, DNSServiceFlags /*flags*/,
-                                          std::uint32_t /*interfaceIndex*/, const char* /*type*/,
-                                          const char* /*domain*/, DNSServiceBrowseReply callback,
-                                          void* context) {
+void ScriptedDNSSD::Record(const std::string& call) {
+  const std::lock_guard lock(fMutex);
+  fCalls.push_back(call);
+}
+
+DNSServiceErrorType ScriptedDNSSD::Browse(DNSServiceRef* ref, DNSServiceFlags flags,
+                                          std::uint32_t interfaceIndex, const char* type, const char* domain,
+                                          DNSServiceBrowseReply callback, void* context) {
   fBrowseReply = callback;
   *ref = nullptr;
+  Record("browse " + Words(flags, interfaceIndex, type, domain));
   if (!browseGivesReference || browseError != kDNSServiceErr_NoError) return browseError;
   *ref = Begin(Kind::kBrowse, "");
   fOperations.at(*ref)->context = context;
   return kDNSServiceErr_NoError;
 }
 
-DNSServiceErrorType ScriptedDNSSD::Resolve(DNSServiceRef* ref, DNSServiceFlags /*flags*/,
-                                           std::uint32_t /*interfaceIndex*/, const char* name,
-                                           const char* /*type*/, const char* /*domain*/,
-                                           DNSServiceResolveReply callback, void* context) {
+DNSServiceErrorType ScriptedDNSSD::Resolve(DNSServiceRef* ref, DNSServiceFlags flags,
+                                           std::uint32_t interfaceIndex, const char* name, const char* type,
+                                           const char* domain, DNSServiceResolveReply callback,
+                                           void* context) {
   fResolveReply = callback;
   *ref = nullptr;
+  Record("resolve " + Words(flags, interfaceIndex, name, type, domain));
   const DNSServiceErrorType error = onResolve ? onResolve(name) : kDNSServiceErr_NoError;
   if (error != kDNSServiceErr_NoError) return error;
   *ref = Begin(Kind::kResolve, name);
@@ -232,12 +264,13 @@ DNSServiceErrorType ScriptedDNSSD::Resolve(DNSServiceRef* ref, DNSServiceFlags /
   return kDNSServiceErr_NoError;
 }
 
-DNSServiceErrorType ScriptedDNSSD::GetAddrInfo(DNSServiceRef* ref, DNSServiceFlags /*flags*/,
-                                               std::uint32_t /*interfaceIndex*/, std::uint32_t /*protocol*/,
+DNSServiceErrorType ScriptedDNSSD::GetAddrInfo(DNSServiceRef* ref, DNSServiceFlags flags,
+                                               std::uint32_t interfaceIndex, std::uint32_t protocol,
                                                const char* hostName, DNSServiceGetAddrInfoReply callback,
                                                void* context) {
   fAddressReply = callback;
   *ref = nullptr;
+  Record("address " + Words(flags, interfaceIndex, protocol, hostName));
   const DNSServiceErrorType error = onGetAddrInfo ? onGetAddrInfo(hostName) : kDNSServiceErr_NoError;
   if (error != kDNSServiceErr_NoError) return error;
   *ref = Begin(Kind::kAddress, hostName);
@@ -248,7 +281,8 @@ DNSServiceErrorType ScriptedDNSSD::GetAddrInfo(DNSServiceRef* ref, DNSServiceFla
 
 int ScriptedDNSSD::RefSockFD(DNSServiceRef ref) {
   const std::lock_guard lock(fMutex);
-  return fOperations.at(ref)->socket.Get();
+  const Operation& operation = *fOperations.at(ref);
+  return operation.description == deafOperation ? kNoSuchSocket : operation.socket.Get();
 }
 
 DNSServiceErrorType ScriptedDNSSD::ProcessResult(DNSServiceRef ref) {

@@ -34,7 +34,8 @@ class ScriptedDNSSD final : public DNSSD {
   DNSServiceErrorType browseError = kDNSServiceErr_NoError;
   bool browseGivesReference = true;
   DNSServiceErrorType processError = kDNSServiceErr_NoError;
-  int lowestSocket = 0;  ///< sockets of new operations get a number from here on
+  int lowestSocket = 0;       ///< sockets of new operations get a number from here on
+  std::string deafOperation;  ///< such an operation names a socket that is not open
 
   // Replies. Those to a look-up address the pending operation by the name or
   // host that it was begun for (the one begun first, if there are several).
@@ -70,6 +71,8 @@ class ScriptedDNSSD final : public DNSSD {
   [[nodiscard]] std::vector<std::string> Begun();
   [[nodiscard]] std::vector<std::string> Released();
   [[nodiscard]] std::vector<std::string> Handled();
+  /// Every call that begins an operation, with all of its arguments in order.
+  [[nodiscard]] std::vector<std::string> Calls();
   [[nodiscard]] std::size_t MostPendingLookups();
   /// Threads that created, processed or released operations other than the
   /// browse's creation.
@@ -99,6 +102,7 @@ class ScriptedDNSSD final : public DNSSD {
   struct Operation;
   using Reply = std::function<void(DNSServiceRef)>;
 
+  void Record(const std::string& call);
   DNSServiceRef Begin(Kind kind, const std::string& key);
   void Post(const std::string& description, Reply reply);
   bool WaitFor(const std::function<bool()>& condition);
@@ -112,6 +116,7 @@ class ScriptedDNSSD final : public DNSSD {
   std::vector<std::string> fBegun;
   std::vector<std::string> fReleased;
   std::vector<std::string> fHandled;
+  std::vector<std::string> fCalls;
   std::set<std::thread::id> fThreads;
   std::size_t fPosted = 0;
   std::size_t fMostPending = 0;

@@ -166,6 +166,42 @@ TEST_F(ZeroConfLookupsTest, AnExceptionInStartingAWaitingLookupOnlyPutsItOff) {
   fEngine.reset();  // before what its thread calls
 }
 
+TEST_F(ZeroConfLookupsTest, AnInstanceThatWaitedAndIsRefusedIsDropped) {
+  fDnssd.onResolve = [](const std::string& name) {
+    return name == "u48" ? kDNSServiceErr_Unknown : kDNSServiceErr_NoError;
+  };
+  Browse();
+  AddInstances(50);
+  fDnssd.ReplyRemove("u0");
+  ASSERT_TRUE(fDnssd.WaitForBegun("resolve u49"));  // the place was the next one's
+  ASSERT_TRUE(fDnssd.WaitUntilIdle());
+  EXPECT_TRUE(fEngine->TestAndClearModified());
+  fDnssd.ReplyRemove("u48");
+  ASSERT_TRUE(fDnssd.WaitUntilIdle());
+  EXPECT_FALSE(fEngine->TestAndClearModified());
+}
+
+TEST_F(ZeroConfLookupsTest, AnInstanceThatGaveWayAndIsRefusedStays) {
+  std::atomic<int> asked{0};
+  fDnssd.onResolve = [&](const std::string& name) {
+    return name == "u0" && ++asked > 1 ? kDNSServiceErr_Unknown : kDNSServiceErr_NoError;
+  };
+  Browse();
+  AddInstances(49);
+  ASSERT_TRUE(fDnssd.WaitUntilIdle());
+  Advance(ZeroConfEngine::kPlaceTime);
+  ASSERT_TRUE(fDnssd.WaitForBegun("resolve u48"));  // in u0's place
+  fDnssd.ReplyRemove("u1");
+  ASSERT_TRUE(fDnssd.WaitUntilIdle());
+  ASSERT_TRUE(fDnssd.WaitUntilIdle());
+  EXPECT_EQ(2, asked);
+  EXPECT_TRUE(fEngine->TestAndClearModified());
+  fDnssd.ReplyRemove("u0");
+  ASSERT_TRUE(fDnssd.WaitUntilIdle());
+  EXPECT_TRUE(fEngine->TestAndClearModified());
+  fEngine.reset();  // before what its thread calls
+}
+
 TEST_F(ZeroConfLookupsTest, WakesTenTimesASecondWhenNothingComes) {
   MakeEngine(CountingNow);
   Browse();

@@ -1,6 +1,8 @@
 #include <signal.h>
 #include <sys/resource.h>
 
+#include <algorithm>
+#include <atomic>
 #include <cstdlib>
 #include <functional>
 #include <stdexcept>
@@ -10,6 +12,7 @@
 #include "AVB/Util/ServiceData.h"
 #include "foundation/Log.h"
 #include "tests/AVB/Util/ZeroConfEngineFixture.h"
+#include "tests/support/Eventually.h"
 #include "tests/support/NoThreadsToBeHad.h"
 
 namespace vorn {
@@ -19,6 +22,7 @@ using test::Gate;
 using test::TxtBytes;
 using test::ZeroConfEngineTest;
 using ::testing::ElementsAre;
+using testing::Eventually;
 using ::testing::IsEmpty;
 using ::testing::SizeIs;
 
@@ -46,6 +50,16 @@ TEST_F(ZeroConfEngineTest, ListsAServiceOnceItsAddressIsKnown) {
   EXPECT_EQ("", service.txt[1].value);
   EXPECT_TRUE(fEngine->TestAndClearModified());
   EXPECT_TRUE(ClientWoken());
+}
+
+TEST_F(ZeroConfEngineTest, AsksOnTheInterfaceThatTheReplyBeforeCameFrom) {
+  Browse();
+  fDnssd.ReplyBrowse(kDNSServiceFlagsAdd, "Studio A", 5, kDNSServiceErr_NoError, "_http._tcp.", "example.");
+  fDnssd.ReplyResolve("Studio A", "studio-a.local.");  // replies come on interface 7
+  ASSERT_TRUE(fDnssd.WaitForBegun("address studio-a.local."));
+  EXPECT_THAT(fDnssd.Calls(), ElementsAre("browse 0 | 0 | _http._tcp | null",
+                                          "resolve 0 | 5 | Studio A | _http._tcp. | example.",
+                                          "address 0 | 7 | 1 | studio-a.local."));
 }
 
 TEST_F(ZeroConfEngineTest, WritesAddressesWithoutLeadingZeros) {
@@ -363,10 +377,10 @@ TEST_F(ZeroConfEngineTest, AnErrorOfTheLibraryStopsTheEngineAndKeepsItsRecords) 
   fDnssd.ReplyAdd("b");
   ASSERT_TRUE(fDnssd.WaitForBegun("resolve b"));
   ASSERT_TRUE(fDnssd.WaitUntilIdle());
+  const std::size_t failed = ZeroConfEngine::FailedEngines();
   fDnssd.processError = kDNSServiceErr_Unknown;
-  const std::size_t handled = fDnssd.Handled().size();
   fDnssd.ReplyAdd("c");
-  ASSERT_TRUE(fDnssd.WaitForHandled(handled + 1));
+  ASSERT_TRUE(Eventually([&] { return ZeroConfEngine::FailedEngines() == failed + 1; }));
   fDnssd.ReplyAdd("d");  // nobody serves this any more
   EXPECT_THAT(Names(), ElementsAre("a"));
   EXPECT_THAT(fDnssd.Released(), ElementsAre("resolve a", "address a.local."));
@@ -375,7 +389,55 @@ TEST_F(ZeroConfEngineTest, AnErrorOfTheLibraryStopsTheEngineAndKeepsItsRecords) 
   EXPECT_TRUE(fDnssd.WaitForReleased("browse"));
 }
 
+TEST_F(ZeroConfEngineTest, AWaitThatFailsStopsTheEngineAndKeepsItsRecords) {
+  const std::size_t failed = ZeroConfEngine::FailedEngines();
+  fDnssd.deafOperation = "resolve b";
+  Browse();
+  ResolveFully("a", "a.local.");
+  EXPECT_EQ(failed, ZeroConfEngine::FailedEngines());
+  fDnssd.ReplyAdd("b");
+  ASSERT_TRUE(Eventually([&] { return ZeroConfEngine::FailedEngines() == failed + 1; }));
+  fDnssd.ReplyAdd("c");  // nobody serves this any more
+  EXPECT_THAT(Names(), ElementsAre("a"));
+  EXPECT_THAT(fDnssd.Released(), ElementsAre("resolve a", "address a.local."));
+  fEngine.reset();
+  EXPECT_THAT(fDnssd.Begun(), ::testing::Not(::testing::Contains("resolve c")));
+  EXPECT_THAT(fDnssd.Released(), ::testing::IsSupersetOf({"browse", "resolve b"}));
+  EXPECT_EQ(failed + 1, ZeroConfEngine::FailedEngines());
+}
+
+std::atomic<int> gSignalsTaken{0};
+
+TEST_F(ZeroConfEngineTest, AnInterruptedWaitGoesOn) {
+  Browse();
+  std::atomic<pthread_t> thread{};
+  fDnssd.ReplyWith("browse", [&](DNSServiceRef, void*) {
+    sigset_t mask;
+    sigemptyset(&mask);
+    sigaddset(&mask, SIGUSR1);
+    pthread_sigmask(SIG_UNBLOCK, &mask, nullptr);
+    thread = pthread_self();
+  });
+  ASSERT_TRUE(fDnssd.WaitUntilIdle());
+  struct sigaction count {};
+  count.sa_handler = [](int) { ++gSignalsTaken; };
+  struct sigaction before {};
+  ASSERT_EQ(0, ::sigaction(SIGUSR1, &count, &before));
+  const std::size_t failed = ZeroConfEngine::FailedEngines();
+  gSignalsTaken = 0;
+  for (int i = 1; i <= 50; ++i) {  // one of them at least inside the wait, where the thread spends its time
+    ASSERT_EQ(0, pthread_kill(thread, SIGUSR1));
+    ASSERT_TRUE(Eventually([&] { return gSignalsTaken == i; }));
+  }
+  ResolveFully("a", "a.local.");
+  EXPECT_THAT(Names(), ElementsAre("a"));
+  EXPECT_EQ(failed, ZeroConfEngine::FailedEngines());
+  fEngine.reset();
+  ::sigaction(SIGUSR1, &before, nullptr);
+}
+
 TEST_F(ZeroConfEngineTest, ABrowseThatFailsStartsNoThread) {
+  const std::size_t failed = ZeroConfEngine::FailedEngines();
   const testing::NoThreadsToBeHad none;  // starting one would throw
   fDnssd.browseError = kDNSServiceErr_Unknown;
   EXPECT_EQ(3, fEngine->BrowseForService("_http._tcp"));
@@ -383,6 +445,7 @@ TEST_F(ZeroConfEngineTest, ABrowseThatFailsStartsNoThread) {
   fDnssd.browseGivesReference = false;
   EXPECT_EQ(0, fEngine->BrowseForService("_http._tcp"));
   EXPECT_THAT(Names(), IsEmpty());
+  EXPECT_EQ(failed + 2, ZeroConfEngine::FailedEngines());
 }
 
 TEST_F(ZeroConfEngineTest, ASecondBrowseThatFailsLeavesTheFirstAlone) {
@@ -430,15 +493,17 @@ TEST_F(ZeroConfEngineTest, CallbacksWithoutContextDoNothing) {
 }
 
 TEST_F(ZeroConfEngineTest, ServesSocketsBeyondTheReachOfSelect) {
-  rlimit limit{};
-  ASSERT_EQ(0, ::getrlimit(RLIMIT_NOFILE, &limit));
-  ASSERT_GT(limit.rlim_max, 1100U);
-  limit.rlim_cur = limit.rlim_max;
-  ASSERT_EQ(0, ::setrlimit(RLIMIT_NOFILE, &limit));
+  rlimit before{};
+  ASSERT_EQ(0, ::getrlimit(RLIMIT_NOFILE, &before));
+  ASSERT_GT(before.rlim_max, 1100U) << "more descriptors are needed than may be opened here (ulimit -Hn)";
+  const rlimit raised{std::max<rlim_t>(before.rlim_cur, 1101), before.rlim_max};
+  ASSERT_EQ(0, ::setrlimit(RLIMIT_NOFILE, &raised));
   fDnssd.lowestSocket = 1030;
   Browse();
   ResolveFully("a", "a.local.");
   EXPECT_THAT(Names(), ElementsAre("a"));
+  fEngine.reset();
+  EXPECT_EQ(0, ::setrlimit(RLIMIT_NOFILE, &before));
 }
 
 class ZeroConfEngineLogTest : public ZeroConfEngineTest {
