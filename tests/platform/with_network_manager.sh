@@ -1,11 +1,13 @@
 #!/bin/sh
-# Runs a command, as root, beside a real NetworkManager of its own: in network,
-# mount and process namespaces, with a private message bus and a pair
-# vorn0/vorn1, of which vorn0 has the active profile "Studio: main".
+# Runs a command, as root or as anybody, beside a real NetworkManager of its own:
+# in network, mount and process namespaces, with a private message bus and a
+# pair vorn0/vorn1, of which vorn0 has the active profile "Studio: main".
 set -eu
 
 if [ "$1" != --inside ]; then
-  exec unshare --net --mount --pid --fork --kill-child --mount-proc "$0" --inside "$@"
+  set -- --net --mount --pid --fork --kill-child --mount-proc "$0" --inside "$@"
+  [ "$(id -u)" = 0 ] || set -- --user --map-root-user "$@"
+  exec unshare "$@"
 fi
 shift
 
