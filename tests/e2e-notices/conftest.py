@@ -10,6 +10,7 @@ import time
 import pytest
 
 HERE = pathlib.Path(__file__).parent
+DRIVER = os.environ["VORN_NOTICE_DRIVER"]
 DEADLINE = 30
 
 
@@ -57,7 +58,8 @@ class Desktop:
     def _start_display(self):
         read, write = os.pipe()
         self.start(
-            ["Xvfb", "-displayfd", str(write), "-screen", "0", "640x400x24", "-nolisten", "tcp"], pass_fds=[write]
+            ["Xvfb", "-displayfd", str(write), "-screen", "0", "640x400x24", "-nolisten", "tcp", "-noreset"],
+            pass_fds=[write],
         )
         os.close(write)
         with os.fdopen(read) as output:
@@ -77,16 +79,25 @@ class Desktop:
             "</policy></busconfig>"
         )
         self.environment["DBUS_SESSION_BUS_ADDRESS"] = f"unix:path={self.folder}/bus"
-        self.start(["dbus-daemon", "--nofork", f"--config-file={config}"])
-        eventually(lambda: (self.folder / "bus").exists(), "the bus")
+        bus = self.start(
+            ["dbus-daemon", "--nofork", f"--config-file={config}", "--print-address"], stdout=subprocess.PIPE
+        )
+        with bus.stdout as told:
+            assert told.readline(), "the bus has ended"
 
-    def start(self, command, **options):
+    def start(self, command, environment=None, **options):
         options.setdefault("stdin", subprocess.DEVNULL)
-        log = open(self.folder / (pathlib.Path(command[0]).name + ".log"), "a")
-        process = subprocess.Popen(command, env=self.environment, stderr=log, **{"stdout": log, **options})
+        log = open(self.log_of(command[0]), "a")
+        process = subprocess.Popen(
+            command, env=self.environment | (environment or {}), stderr=log, **{"stdout": log, **options}
+        )
         log.close()
         self.processes.append(process)
         return process
+
+    def log_of(self, program):
+        """The file that takes what a program says."""
+        return self.folder / (pathlib.Path(program).name + ".log")
 
     def has_server(self):
         answer = self.run(
@@ -110,9 +121,9 @@ class Desktop:
 
     # --- our side ------------------------------------------------------------------------
 
-    def start_driver(self):
+    def start_driver(self, **environment):
         self.driver = self.start(
-            [os.environ["VORN_NOTICE_DRIVER"]], stdin=subprocess.PIPE, stdout=subprocess.PIPE, text=True
+            [DRIVER], environment, stdin=subprocess.PIPE, stdout=subprocess.PIPE, text=True
         )
 
     def stop_driver(self):

@@ -1,12 +1,14 @@
 """Notices on real notification servers, from published list to opened page."""
 
+import pathlib
+import re
 import signal
 
-from conftest import eventually, within
+from conftest import DRIVER, eventually, within
 
 STUDIO_A = ("Studio A", "plexadevice", "http://studio-a.local:80/", "0001f2fffe00aa01", "1.0.0+5")
 SWITCH = ("Rack <b>1</b> & 2", "plexaswitch", "http://rack.local:80/", "0001f2fffe00bb01", "2.0.0+1")
-NOTIFYD = "/usr/lib/x86_64-linux-gnu/xfce4/notifyd/xfce4-notifyd"
+NOTIFYD_SERVICE = pathlib.Path("/usr/share/dbus-1/services/org.xfce.xfce4-notifyd.Notifications.service")
 
 
 def at(unit, release):
@@ -57,6 +59,19 @@ def test_a_server_that_starts_late_gets_the_notice(desktop):
     assert desktop.close_all() == [("Update Available for Studio A", "1.4.2")]
 
 
+def test_a_release_that_was_met_without_a_session_bus_counts_as_announced(desktop):
+    desktop.start_driver(DBUS_SESSION_BUS_ADDRESS=f"unix:path={desktop.folder}/no-bus")
+    desktop.publish(at(STUDIO_A, "1.4.2+311"), at(SWITCH, "2.1.0+7"))
+    desktop.stop_driver()
+    assert desktop.log_of(DRIVER).read_text() == "notice-driver: There is no session bus: notices cannot be shown\n"
+    desktop.start_dunst()
+    desktop.start_driver()
+    desktop.publish(at(STUDIO_A, "1.4.2+311"), at(SWITCH, "2.1.0+7"))
+    desktop.publish(at(STUDIO_A, "1.5.0+1"))
+    eventually(lambda: desktop.displayed() == 1, "the release of after")
+    assert desktop.close_all() == [("Update Available for Studio A", "1.5.0")]
+
+
 def test_a_server_killed_before_its_answer_gets_the_notice_again(desktop):
     server = desktop.start_dunst()
     desktop.start_driver()
@@ -85,7 +100,7 @@ def test_a_server_killed_under_a_standing_notice_is_survived(desktop):
 
 
 def test_xfce_shows_the_notice_and_reports_the_click(desktop):
-    desktop.start_server([NOTIFYD])
+    desktop.start_server(re.findall("^Exec=(.*)$", NOTIFYD_SERVICE.read_text(), re.MULTILINE))
     desktop.start_driver()
     desktop.publish(at(STUDIO_A, "1.4.2+311"))
 
