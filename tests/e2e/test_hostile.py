@@ -59,8 +59,13 @@ def test_every_hostile_unit_is_asked_and_none_is_believed(beside_the_wall):
     assert set(beside_the_wall.requests) == {"good", "update-server"} | {
         f"bad-{fault}-{copy}" for fault in FAULTS for copy in (0, 1)
     }
-    shown = {unit["name"] for _, units in beside_the_wall.lists for unit in units.values()} - {"Good"}
-    assert {name.split()[1] for name in shown} <= ANSWERING, "an answer beyond its bounds counts as none"
+    shown = {
+        (unit["name"], unit["modelID"], unit["firmwareVersion"])
+        for _, units in beside_the_wall.lists for unit in units.values() if unit["name"] != "Good"
+    }
+    assert shown == {(f"bad {fault} {copy}", None, None) for fault in ANSWERING for copy in (0, 1)}, (
+        "an answer beyond its bounds counts as none, and one that is no datastore leaves the announced name"
+    )
 
 
 def test_a_redirect_leads_to_no_other_host(beside_the_wall):
