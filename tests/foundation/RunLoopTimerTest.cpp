@@ -118,7 +118,7 @@ TEST_F(RunLoopTimerTest, CallbackRunsOnTheLoopsThread) {
   EXPECT_EQ(calledOn, std::this_thread::get_id());
 }
 
-TEST_F(RunLoopTimerTest, NoDateOfManyThreadsIsLost) {
+TEST_F(RunLoopTimerTest, NoDateThatAnotherThreadSetsIsLost) {
   constexpr int kRounds = 2000;
   std::atomic<int> requested{0};
   std::thread setter([&] {
@@ -128,13 +128,12 @@ TEST_F(RunLoopTimerTest, NoDateOfManyThreadsIsLost) {
     }
   });
   int seen = 0;
-  RunLoopTimer* timer = &fTimer;
   EXPECT_TRUE(testing::Eventually([&] {
     const int before = fCalls;
     fLoop->RunOnce(milliseconds(100));
     if (fCalls > before) seen = requested;
     return seen == kRounds;
-  })) << timer->NextFireDate();
+  })) << fTimer.NextFireDate();
   setter.join();
 }
 

@@ -21,12 +21,18 @@ struct Given {
   DNSServiceResolveReply resolve = nullptr;
   DNSServiceQueryRecordReply query = nullptr;
   void* context = nullptr;
-  std::string host;
+  DNSServiceFlags flags = 99;
+  std::uint32_t interfaceIndex = 99;
+  const char* name = nullptr;  // the texts are the test's own literals
+  const char* type = nullptr;
+  const char* domain = nullptr;
   std::uint16_t recordType = 0;
   std::uint16_t recordClass = 0;
-  DNSServiceFlags flags = 99;
 };
 Given gGiven;
+DNSServiceRef gAskedForSocket = nullptr;
+DNSServiceRef gProcessed = nullptr;
+DNSServiceErrorType gProcessError = kDNSServiceErr_NoError;
 std::vector<DNSServiceRef> gReleased;
 DNSServiceErrorType gError = kDNSServiceErr_NoError;
 std::uintptr_t gNextRef = 0x10;
@@ -41,37 +47,51 @@ DNSServiceErrorType Begin(DNSServiceRef* ref) {
 }  // namespace
 
 extern "C" {
-DNSServiceErrorType DNSServiceBrowse(DNSServiceRef* ref, DNSServiceFlags, uint32_t, const char*, const char*,
-                                     DNSServiceBrowseReply callback, void* context) {
+DNSServiceErrorType DNSServiceBrowse(DNSServiceRef* ref, DNSServiceFlags flags, uint32_t interfaceIndex,
+                                     const char* type, const char* domain, DNSServiceBrowseReply callback,
+                                     void* context) {
   gGiven = {};
   gGiven.browse = callback;
   gGiven.context = context;
+  gGiven.flags = flags;
+  gGiven.interfaceIndex = interfaceIndex;
+  gGiven.type = type;
+  gGiven.domain = domain;
   return Begin(ref);
 }
-DNSServiceErrorType DNSServiceResolve(DNSServiceRef* ref, DNSServiceFlags, uint32_t, const char*, const char*,
-                                      const char*, DNSServiceResolveReply callback, void* context) {
+DNSServiceErrorType DNSServiceResolve(DNSServiceRef* ref, DNSServiceFlags flags, uint32_t interfaceIndex,
+                                      const char* name, const char* type, const char* domain,
+                                      DNSServiceResolveReply callback, void* context) {
   gGiven = {};
   gGiven.resolve = callback;
   gGiven.context = context;
+  gGiven.flags = flags;
+  gGiven.interfaceIndex = interfaceIndex;
+  gGiven.name = name;
+  gGiven.type = type;
+  gGiven.domain = domain;
   return Begin(ref);
 }
-DNSServiceErrorType DNSServiceQueryRecord(DNSServiceRef* ref, DNSServiceFlags flags, uint32_t,
+DNSServiceErrorType DNSServiceQueryRecord(DNSServiceRef* ref, DNSServiceFlags flags, uint32_t interfaceIndex,
                                           const char* host, uint16_t type, uint16_t recordClass,
                                           DNSServiceQueryRecordReply callback, void* context) {
   gGiven = {};
   gGiven.query = callback;
   gGiven.context = context;
-  gGiven.host = host;
+  gGiven.flags = flags;
+  gGiven.interfaceIndex = interfaceIndex;
+  gGiven.name = host;
   gGiven.recordType = type;
   gGiven.recordClass = recordClass;
-  gGiven.flags = flags;
   return Begin(ref);
 }
-int DNSServiceRefSockFD(DNSServiceRef) {
+int DNSServiceRefSockFD(DNSServiceRef ref) {
+  gAskedForSocket = ref;
   return 5;
 }
-DNSServiceErrorType DNSServiceProcessResult(DNSServiceRef) {
-  return kDNSServiceErr_NoError;
+DNSServiceErrorType DNSServiceProcessResult(DNSServiceRef ref) {
+  gProcessed = ref;
+  return gProcessError;
 }
 void DNSServiceRefDeallocate(DNSServiceRef ref) {
   gReleased.push_back(ref);
@@ -120,6 +140,7 @@ class SystemDNSSDTest : public ::testing::Test {
     gSeen = {};
     gReleased.clear();
     gError = kDNSServiceErr_NoError;
+    gProcessError = kDNSServiceErr_NoError;
   }
   DNSServiceRef LookUp(std::uint32_t protocol = kDNSServiceProtocol_IPv4) {
     DNSServiceRef ref = nullptr;
@@ -145,10 +166,46 @@ TEST_F(SystemDNSSDTest, SilencesTheLibrarysAdvice) {
   EXPECT_STREQ("1", std::getenv("AVAHI_COMPAT_NOWARN"));
 }
 
+TEST_F(SystemDNSSDTest, PassesABrowsesArgumentsOn) {
+  DNSServiceRef ref = nullptr;
+  fDnssd.Browse(&ref, 0x10, 4, "_http._tcp", "example.", OnBrowse, &fMine);
+  EXPECT_EQ(0x10U, gGiven.flags);
+  EXPECT_EQ(4U, gGiven.interfaceIndex);
+  EXPECT_STREQ("_http._tcp", gGiven.type);
+  EXPECT_STREQ("example.", gGiven.domain);
+  fDnssd.RefDeallocate(ref);
+  fDnssd.Browse(&ref, 0, 0, "_http._tcp", nullptr, OnBrowse, &fMine);
+  EXPECT_EQ(nullptr, gGiven.domain);
+  fDnssd.RefDeallocate(ref);
+}
+
+TEST_F(SystemDNSSDTest, PassesAResolvesArgumentsOn) {
+  DNSServiceRef ref = nullptr;
+  fDnssd.Resolve(&ref, 0x10, 4, "Studio A", "_http._tcp.", "example.", OnResolve, &fMine);
+  EXPECT_EQ(0x10U, gGiven.flags);
+  EXPECT_EQ(4U, gGiven.interfaceIndex);
+  EXPECT_STREQ("Studio A", gGiven.name);
+  EXPECT_STREQ("_http._tcp.", gGiven.type);
+  EXPECT_STREQ("example.", gGiven.domain);
+  fDnssd.RefDeallocate(ref);
+}
+
+TEST_F(SystemDNSSDTest, AsksTheLibraryForAnOperationsSocketAndReplies) {
+  const DNSServiceRef ref = LookUp();
+  EXPECT_EQ(5, fDnssd.RefSockFD(ref));
+  EXPECT_EQ(ref, gAskedForSocket);
+  EXPECT_EQ(kDNSServiceErr_NoError, fDnssd.ProcessResult(ref));
+  EXPECT_EQ(ref, gProcessed);
+  gProcessError = kDNSServiceErr_Unknown;
+  EXPECT_EQ(kDNSServiceErr_Unknown, fDnssd.ProcessResult(ref));
+  fDnssd.RefDeallocate(ref);
+}
+
 TEST_F(SystemDNSSDTest, LooksUpAddressesByTheRecordOfTheirKind) {
   const DNSServiceRef ref = LookUp();
   ASSERT_NE(nullptr, ref);
-  EXPECT_EQ("box.local.", gGiven.host);
+  EXPECT_STREQ("box.local.", gGiven.name);
+  EXPECT_EQ(3U, gGiven.interfaceIndex);
   EXPECT_EQ(1, gGiven.recordType);
   EXPECT_EQ(1, gGiven.recordClass);
   EXPECT_EQ(0U, gGiven.flags);
@@ -180,7 +237,7 @@ TEST_F(SystemDNSSDTest, RefusesOtherProtocols) {
   EXPECT_EQ(kDNSServiceErr_Unsupported, fError);
 }
 
-TEST_F(SystemDNSSDTest, DropsARepliesThatReachesTheCallbackOfAnotherKind) {
+TEST_F(SystemDNSSDTest, DropsAReplyThatReachesTheCallbackOfAnotherKind) {
   DNSServiceRef browse = nullptr;
   fDnssd.Browse(&browse, 0, 0, "_http._tcp", nullptr, OnBrowse, &fMine);
   const Given stale = gGiven;
