@@ -13,8 +13,9 @@ struct TxtRecordKeyValue {
 };
 
 /// The items of a TXT record in wire form, in record order. Reading ends at the
-/// first item that the DNS-SD library refuses, for example one whose key is
-/// longer than 255 bytes.
+/// first item that the DNS-SD library refuses, for example one that promises
+/// more bytes than the record has. Takes time with the square of the number of
+/// items, the library counting from the first for each.
 [[nodiscard]] std::vector<TxtRecordKeyValue> ReadTxtRecord(std::uint16_t length, const void* record);
 
 /// The value of the first item with exactly this key; empty when there is none.

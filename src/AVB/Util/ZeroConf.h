@@ -23,7 +23,8 @@ namespace vorn {
 ///
 /// Each lookup is one-shot: later TXT, port or address changes of a living
 /// instance are not seen. A record stays, unresolved, when a lookup fails; it
-/// goes with the removal of its name. At most 48 lookups are pending at once,
+/// goes with the removal of its name. At most 48 lookups are pending at once
+/// (49 for the moment in which an address lookup takes over from its resolve),
 /// because each costs the responder's library a bus connection; further ones
 /// wait in the order of their adds.
 ///

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <iterator>
 #include <utility>
 
 #include "AVB/Util/ZeroConfImpl.h"
@@ -117,6 +118,7 @@ void ZeroConfEngine::Impl::ResolveCallback(DNSServiceRef ref, std::uint32_t inte
                                            std::uint16_t port, std::uint16_t txtLength,
                                            const unsigned char* txt) {
   if (error != kDNSServiceErr_NoError) return;
+  auto items = ReadTxtRecord(txtLength, txt);  // before the mutex: a hostile record takes its time
   ServiceData* record = nullptr;
   {
     const std::lock_guard lock(fMutex);
@@ -127,8 +129,8 @@ void ZeroConfEngine::Impl::ResolveCallback(DNSServiceRef ref, std::uint32_t inte
     record->hostTarget = Text(host);
     record->host = TrimLocalHost(record->hostTarget);
     record->port = ntohs(port);
-    auto items = ReadTxtRecord(txtLength, txt);
-    std::move(items.begin(), items.end(), std::back_inserter(record->txt));
+    record->txt.insert(record->txt.end(), std::make_move_iterator(items.begin()),
+                       std::make_move_iterator(items.end()));
     record->lookup = ServiceData::Lookup::kAddress;
     record->addressInterface = interfaceIndex;
   }
