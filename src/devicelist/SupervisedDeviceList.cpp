@@ -9,6 +9,9 @@
 namespace DeviceList {
 namespace {
 
+constexpr vorn::AbsoluteTime kHoldSeconds =
+    std::chrono::duration<double>(SupervisedDeviceList::kHoldTime).count();
+
 vorn::AbsoluteTime In(std::chrono::duration<double> time) {
   return vorn::AbsoluteTimeGetCurrent() + time.count();
 }
@@ -44,7 +47,7 @@ bool SupervisedDeviceList::HandleResponder() {
 
 void SupervisedDeviceList::Rebuild() {
   fBuiltGeneration = fGeneration;
-  fHeld.Hold(fShown, In(fMakers.holdTime));
+  fHeld.Hold(fShown, fMakers.now() + kHoldSeconds);
   ArmHoldTimer();
   fCurrent.clear();
   fList.reset();
@@ -74,12 +77,13 @@ void SupervisedDeviceList::TakeList(std::vector<ExtendedDeviceInfo> list) {
 }
 
 void SupervisedDeviceList::EndHold() {
-  if (fHeld.ReleaseDue(vorn::AbsoluteTimeGetCurrent())) TakeList(std::move(fCurrent));
+  if (fHeld.ReleaseDue(fMakers.now())) TakeList(std::move(fCurrent));
   ArmHoldTimer();
 }
 
 void SupervisedDeviceList::ArmHoldTimer() {
-  if (const auto due = fHeld.NextDue()) fHoldTimer.SetNextFireDate(*due);
+  const auto due = fHeld.NextDue();
+  if (due) fHoldTimer.SetNextFireDate(vorn::AbsoluteTimeGetCurrent() + (*due - fMakers.now()));
 }
 
 }  // namespace DeviceList

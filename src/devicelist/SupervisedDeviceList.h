@@ -21,11 +21,12 @@ namespace DeviceList {
 /// PollingDeviceList is built whenever the monitor finds a responder answering
 /// (again). What was shown stays in view until the fresh list knows each unit
 /// as well, for five seconds at most; a restart within that time gives five
-/// more only to the units that a list has named in between. The list is built only after the
-/// responder has answered a probe, and an old one is left after half a second
-/// if it is stuck, so that no thread of the owner's waits for a responder. One
-/// whose browsing is refused, or ends by itself, under a responder that answers
-/// is replaced as well, and the console is told. One such list a process.
+/// more only to the units that a list has named in between. The list is built
+/// only after the responder has answered a probe, and an old one is left after
+/// half a second if it is stuck, so that no thread of the owner's waits for a
+/// responder. One whose browsing is refused, or ends by itself, under a
+/// responder that answers is replaced as well, and the console is told. One such
+/// list a process.
 ///
 /// Lives on the thread that constructs it; both callbacks run there, from its
 /// run loop.
@@ -42,7 +43,8 @@ class SupervisedDeviceList : private vorn::WorkLoop {
   /// looked at that could.
   static constexpr std::chrono::seconds kRetryTime{5};
 
-  /// How the parts are made, and the times; what programs use is the default.
+  /// How the parts are made, when a list is tried again, and the clock of the
+  /// hold time; what programs use is the default.
   struct Makers {
     std::function<std::unique_ptr<PollingDeviceList>(Publish)> list = [](Publish publish) {
       return std::make_unique<PollingDeviceList>(std::move(publish));
@@ -51,8 +53,8 @@ class SupervisedDeviceList : private vorn::WorkLoop {
         [](vorn::ResponderMonitor::Callback onChange) {
           return std::make_unique<vorn::ResponderMonitor>(std::move(onChange));
         };
-    std::chrono::milliseconds holdTime = kHoldTime;
     std::chrono::milliseconds retryTime = kRetryTime;
+    std::function<vorn::AbsoluteTime()> now = vorn::AbsoluteTimeGetCurrent;
   };
 
   /// `publish` gets every list; `stateChanged`, which may be empty, whether a
