@@ -145,6 +145,7 @@ void TrayStatusItem::activated(QSystemTrayIcon::ActivationReason reason) {
   fPress = fPointer();
   sendPress();
   fPress.reset();  // what is asked for later has nothing to do with it
+  fFilter.noteHandled();
 }
 
 std::optional<QPoint> TrayStatusItem::pointerOfPlatform() {

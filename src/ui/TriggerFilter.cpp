@@ -18,6 +18,10 @@ bool TriggerFilter::accept() {
   return !closedThePanel;
 }
 
+void TriggerFilter::noteHandled() {
+  if (fClick) fClick = fNow();
+}
+
 void TriggerFilter::noteHiddenByDeactivation() {
   fHidden = fNow();
 }

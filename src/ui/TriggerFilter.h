@@ -23,13 +23,17 @@ class TriggerFilter {
 
   /// Called for each activation; true when it is to be acted upon.
   [[nodiscard]] bool accept();
+  /// What was accepted has been acted upon. The time that this took does not
+  /// count between two clicks: the second one has waited meanwhile.
+  void noteHandled();
   /// The panel has just been hidden because it lost the focus.
   void noteHiddenByDeactivation();
 
  private:
   std::chrono::milliseconds fDoubleClickInterval;
   Now fNow;
-  std::optional<Clock::time_point> fClick;   // first activation of the current click or double click
+  std::optional<Clock::time_point>
+      fClick;  // the current click or double click: its first activation, handled
   std::optional<Clock::time_point> fHidden;  // last hide by deactivation that no activation has used up
 };
 

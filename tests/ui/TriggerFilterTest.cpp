@@ -35,6 +35,16 @@ TEST_F(TriggerFilterTest, DroppedActivationsDoNotProlongTheInterval) {
   EXPECT_TRUE(fFilter.accept());
 }
 
+TEST_F(TriggerFilterTest, TheTimeThatAPressTakesIsNoTimeBetweenClicks) {
+  EXPECT_TRUE(fFilter.accept());
+  pass(2s);
+  fFilter.noteHandled();
+  pass(1ms);
+  EXPECT_FALSE(fFilter.accept()) << "it came while the first was being handled";
+  pass(400ms);
+  EXPECT_TRUE(fFilter.accept());
+}
+
 TEST_F(TriggerFilterTest, DropsTheClickThatHasClosedThePanelAlready) {
   fFilter.noteHiddenByDeactivation();
   pass(299ms);
