@@ -12,6 +12,7 @@ from .pictures import Picture, span
 from .processes import DesktopError, Processes, wait_until
 
 BAR_HEIGHT = 28
+WIDEST_ICON = 4 * BAR_HEIGHT
 SERVICES = ("org.a11y.Bus", "org.xfce.Xfconf")  # those of the machine that may start on the desktop's bus
 ACCESSIBILITY = "/usr/libexec/at-spi-bus-launcher"
 STATUS_NOTIFIER_WATCHER = "org.kde.StatusNotifierWatcher"
@@ -235,8 +236,11 @@ class VirtualDesktop:
         def settled():
             now = self.bar_strip(edge, before.left, before.width)
             place = span(now.columns_that_differ(before))
+            if not place or place[1] - place[0] > WIDEST_ICON:
+                return None  # the bar itself is not painted yet
+            time.sleep(0.2)
             again = span(self.bar_strip(edge, before.left, before.width).columns_that_differ(before))
-            return place if place and place == again else None
+            return place if place == again else None
 
         first, last = wait_until(settled, "an icon in the bar")
         return (first + last) // 2, before.top + BAR_HEIGHT // 2

@@ -9,6 +9,7 @@
 #include <string>
 
 #include "app/DiscoveryStatus.h"
+#include "tests/support/Eventually.h"
 
 namespace vorn::app {
 namespace {
@@ -98,6 +99,8 @@ std::string HintOfTheSystem() {
                     Configure("link set two up") && Configure("address add 192.0.2.1/24 dev one");
   std::cerr << (done ? ", down: " : ", not configured: ") << HintOfTheSystem();
   const bool isUp = Configure("link set one up");
+  // The kernel calls an interface running a little later than it is up.
+  (void)testing::Eventually([] { return HintOfTheSystem() == "still looking"; });
   std::cerr << (isUp ? ", up: " : ", not configured: ") << HintOfTheSystem();
   std::_Exit(0);
 }

@@ -76,7 +76,7 @@ class Desktop:
 
     def _start_screen(self):
         read, write = os.pipe()
-        command = ["Xvfb", "-displayfd", str(write), "-screen", "0", "800x600x24", "-nolisten", "tcp"]
+        command = ["Xvfb", "-displayfd", str(write), "-screen", "0", "800x600x24", "-nolisten", "tcp", "-noreset"]
         screen = subprocess.Popen(command, pass_fds=[write], stderr=subprocess.DEVNULL)
         self.started.append(screen)
         os.close(write)

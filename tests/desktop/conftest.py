@@ -25,6 +25,7 @@ UNITS = {
     ],
 }
 CONTROL_ROOM = "Control Room, audio interface, firmware 1.4.2+311"
+MENU_ENTRIES = {"Control Room", "Live Room (update 1.4.2 available)"}
 LIVE_ROOM = "Live Room, audio interface, firmware 1.4.0+290, update 1.4.2 available"
 
 

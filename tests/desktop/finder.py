@@ -66,8 +66,16 @@ class Finder:
         self.place = self.desktop.find_new_in_bar(before, edge)
 
     def end(self):
-        self.process.send_signal(signal.SIGTERM)
-        assert self.process.wait(PATIENCE) == 0
+        """Ends the program; returns the seconds that it took, without what the machine's load adds.
+
+        That is the longer of the times of a program which dies at once, tried just before and just after.
+        """
+        simple = [self.studio.popen(["sleep", "1000"]) for _ in range(2)]
+        before, _ = _end(simple[0])
+        seconds, code = _end(self.process)
+        after, _ = _end(simple[1])
+        assert code == 0
+        return max(0.0, seconds - max(before, after))
 
     def wait(self, condition, what, timeout=PATIENCE):
         """Waits until the condition holds, as long as the program lives."""
@@ -180,6 +188,10 @@ class Finder:
         connection, path = self.item()
         return self._get(connection, "/" + path, ITEM, name)
 
+    def wait_until_listed(self, titles):
+        """Waits until the item's menu has all these entries, for a panel that is to be opened with its units."""
+        self.wait(lambda: set(titles) <= {entry["title"] for entry in self.menu()}, f"the entries {titles}")
+
     def menu(self):
         """The item's context menu as the host gets it: title, check mark and number of each entry."""
         connection, path = self.item()[0], self.item_property("Menu")
@@ -215,6 +227,13 @@ class Finder:
         """A file of the program's home; None where there is none."""
         done = self.studio.run(["cat", f"{HOME}/{path}"])
         return done.stdout if done.returncode == 0 else None
+
+
+def _end(process):
+    started = time.monotonic()
+    process.send_signal(signal.SIGTERM)
+    code = process.wait(PATIENCE)
+    return time.monotonic() - started, code
 
 
 def _entries(node):

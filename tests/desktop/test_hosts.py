@@ -2,7 +2,7 @@
 
 import pytest
 
-from conftest import CONTROL_ROOM, LIVE_ROOM
+from conftest import CONTROL_ROOM, LIVE_ROOM, MENU_ENTRIES
 
 BAR = 28
 
@@ -89,12 +89,9 @@ def test_the_context_menu_offers_everything(finder):
     finder.desktop.start_xfce_panel()
     finder.start_and_find()
 
-    def titles():
-        return [entry["title"] for entry in finder.menu()]
-
+    finder.wait_until_listed(MENU_ENTRIES)
     live_room = "Live Room (update 1.4.2 available)"
-    finder.wait(lambda: live_room in titles(), "the units in the menu")
-    assert titles() == [
+    assert [entry["title"] for entry in finder.menu()] == [
         "Show Devices", "Control Room", live_room, "Settings", "Launch at Login", "Show Switches",
         "Notify About Updates", "Quit Vorn Device Finder",
     ]

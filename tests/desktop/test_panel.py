@@ -4,7 +4,7 @@ import time
 
 import pytest
 
-from conftest import CONTROL_ROOM, LIVE_ROOM
+from conftest import CONTROL_ROOM, LIVE_ROOM, MENU_ENTRIES
 from finder import DOUBLE_CLICK
 
 CONTROL_ROOM_PAGE = "http://control-room.local/"
@@ -17,6 +17,7 @@ def shown(finder):
     finder.application.install_icons(finder.desktop)
     finder.desktop.start_xfce_panel()
     finder.start_and_find()
+    finder.wait_until_listed(MENU_ENTRIES)
     finder.open_panel()
     finder.wait(lambda: finder.rows() == [CONTROL_ROOM, LIVE_ROOM], "both units")
     return finder

@@ -7,6 +7,7 @@ import time
 SECONDS = float(os.environ.get("VORN_SOAK_SECONDS", "30"))
 SETTLING = min(SECONDS / 3, 60.0)  # for what is made once: fonts, icons, the allocator's arenas
 STEADY = 20
+FLAPPING = 3
 PERIOD = 0.5  # from one opening to the next; closer presses would be one double click
 MEMORY_ALLOWANCE = 2048  # KiB; a page of glyphs or an arena may still come
 MEMORY_PER_MINUTE = 256  # KiB
@@ -38,7 +39,7 @@ class Unrest:
 
     def step(self):
         turn, away = divmod(self._steps, 2)
-        unit = f"flapping-{turn % 3 + 1}"
+        unit = f"flapping-{turn % FLAPPING + 1}"
         self._studio.do("goodbye" if away == 0 else "announce", unit=unit)
         self._studio.do("rename", unit="steady-01", name=f"Steady 01 {'ab'[away]}")
         self._steps += 1
@@ -49,8 +50,16 @@ class Unrest:
             self.step()
 
 
+def wait_until_all_are_listed(finder):
+    def count():
+        return sum(entry["title"].startswith(("Steady ", "Flapping ")) for entry in finder.menu())
+
+    finder.wait(lambda: count() == STEADY + FLAPPING, "all units", 90)
+
+
 def rest(finder):
     """The figures with the panel closed and every unit listed, once they stand still."""
+    wait_until_all_are_listed(finder)
     time.sleep(6)  # two polls of every unit
     figures = [Figures(finder)]
 
@@ -94,11 +103,11 @@ def close_panel(finder):
 
 def test_nothing_grows(finder):
     finder.studio.add(*[{"name": f"Steady {n:02}", "model": "Vorn 16A"} for n in range(1, STEADY + 1)])
-    finder.studio.add(*[{"name": f"Flapping {n}", "model": "Vorn 16A"} for n in range(1, 4)])
+    finder.studio.add(*[{"name": f"Flapping {n}", "model": "Vorn 16A"} for n in range(1, FLAPPING + 1)])
     finder.desktop.start_xfce_panel()
     finder.start_and_find(QT_LINUX_ACCESSIBILITY_ALWAYS_ON="0")
     unrest = Unrest(finder.studio)
-    finder.wait(lambda: len(finder.menu()) >= STEADY + 3 + 2, "all units")
+    wait_until_all_are_listed(finder)
     shake(finder, unrest, SETTLING)
     close_panel(finder)
     before = rest(finder)

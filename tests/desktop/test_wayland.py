@@ -2,7 +2,7 @@
 
 import pytest
 
-from conftest import CONTROL_ROOM, LIVE_ROOM, UNITS
+from conftest import CONTROL_ROOM, LIVE_ROOM, MENU_ENTRIES, UNITS
 from finder import Finder
 from swaydesktop import SwayDesktop
 from vornstudio import Studio
@@ -42,6 +42,7 @@ def test_the_item_is_shown_and_the_panel_floats_toggles_closes_and_opens_pages(f
     finder.application.install_icons(desktop)
     desktop.start_waybar()
     finder.start_and_find()
+    finder.wait_until_listed(MENU_ENTRIES)
     open_panel(finder)
     finder.wait(lambda: finder.rows() == [CONTROL_ROOM, LIVE_ROOM], "both units")
     assert finder.window()["type"] == "floating_con"
@@ -98,6 +99,7 @@ def test_a_host_may_come_late_and_again(finder):
     finder.start()
     bar = desktop.start_waybar()
     finder.place = desktop.find_new_in_bar(empty)
+    finder.wait_until_listed(MENU_ENTRIES)
     open_panel(finder)
     desktop.key("Return")
     finder.wait_for_page("http://control-room.local/")
