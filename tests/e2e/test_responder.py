@@ -10,12 +10,19 @@ UNITS = [
     {"name": "Rack", "kind": "plexahost", "device": [{"uid": "a1", "name": "Left"}, {"uid": "a2", "name": "Right"}]},
 ]
 NAMES = ("Booth", "Desk", "Left", "Right", "Switch")
+HOLD = 5.0  # seconds from a responder's return on for which units are shown that were not found anew
 
 
-def assert_nothing_blinked(program, since, extra=()):
-    """No list from an index on lacks a unit or has one beside `extra`."""
-    for _, units in program.lists[since:]:
-        assert {unit["name"] for unit in units.values()} - set(extra) == set(NAMES)
+def assert_nothing_blinked(program, since, back, extra=()):
+    """No list from an index on lacks a unit or has one beside `extra`, and in the end all are there.
+
+    `back` is a moment before the responder's return: a loaded machine may not
+    find every unit within the hold, and what came after that is not judged.
+    """
+    for arrival, units in program.lists[since:]:
+        if arrival < back + HOLD:
+            assert {unit["name"] for unit in units.values()} - set(extra) == set(NAMES)
+    program.wait_for_names(*NAMES, *extra)
 
 
 @pytest.mark.parametrize("bus", [True, False])
@@ -40,11 +47,11 @@ def test_a_responder_that_ends_and_comes_back_is_used_again(make_studio, op):
         studio.do("responder", op=op)
         polls = len(studio.requests("desk"))
         program.wait_for(lambda: len(studio.requests("desk")) > polls + 1, "polls without a responder")
+        back = time.monotonic()
         studio.do("responder", op="start")
         studio.add({"name": "New"})
         program.wait_for(lambda: program.unit("New"), "the unit that came meanwhile")
-        program.wait_for_names(*NAMES, "New")
-        assert_nothing_blinked(program, complete, {"New"})
+        assert_nothing_blinked(program, complete, back, {"New"})
 
 
 def test_units_that_left_while_there_was_no_responder_leave_the_list(make_studio):
@@ -62,11 +69,12 @@ def test_a_responder_restarted_many_times_is_followed(make_studio):
     with ListProgram(studio) as program:
         program.wait_for_names(*NAMES)
         complete = len(program.lists) - 1
+        back = time.monotonic()
         for _ in range(6):
             studio.do("responder", op="restart")
         studio.add({"name": "New"})
         program.wait_for(lambda: program.unit("New"), "the new unit")
-        assert_nothing_blinked(program, complete, {"New"})
+        assert_nothing_blinked(program, complete, back, {"New"})
         threads = studio.ask("read_process", pid=program.process.pid, name="status")
         count = int(threads.split("Threads:")[1].split()[0])
         assert count < 40, "the lists of before are gone"
@@ -76,18 +84,19 @@ def test_a_hung_responder_keeps_the_list_and_is_used_again(make_studio):
     studio = make_studio({"unit": UNITS})
     with ListProgram(studio) as program:
         program.wait_for_names(*NAMES)
-        complete = len(program.lists) - 1
         studio.do("responder", op="pause")
         polls = len(studio.requests("desk"))
         program.wait_for(lambda: len(studio.requests("desk")) > polls + 2, "polls beside the hung responder")
         studio.do("rename", unit="desk", name="Desk 2")
         program.wait_for(lambda: program.unit("Desk 2"), "the rename beside the hung responder")
         studio.do("rename", unit="desk", name="Desk")
-        program.wait_for(lambda: program.unit("Desk"), "the rename back")
+        program.wait_for_names(*NAMES)
+        complete = len(program.lists) - 1
+        back = time.monotonic()
         studio.do("responder", op="resume")
         studio.add({"name": "New"})
         program.wait_for(lambda: program.unit("New"), "a new unit after the responder went on")
-        assert_nothing_blinked(program, complete + 2, {"New"})
+        assert_nothing_blinked(program, complete, back, {"New"})
 
 
 def test_a_responder_that_hangs_from_the_start_is_used_once_it_goes_on(make_studio):

@@ -19,6 +19,8 @@ from vornstudio import requirements, scenario
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 STUDIO = ROOT / "studio" / "studio"
 BROWSE = ["avahi-browse", "-rtp", "_http._tcp"]
+# What a studio makes where only its own processes should see it.
+MADE = ("/sys/class/net/near0", "/sys/class/net/far0", "/run/vorn-studio", "/run/avahi-daemon", "/run/dbus")
 
 CLIENT = """
 import http.client, json, sys
@@ -312,7 +314,7 @@ def test_two_studios_stand_side_by_side(make_studio):
 
 
 def test_a_killed_studio_leaves_no_process_interface_or_file():
-    before = set(os.listdir("/sys/class/net")), set(os.listdir("/run"))
+    before = [os.path.exists(path) for path in MADE]
     process = start_cli("--keep-open", "--", "sh", "-c", "echo up; sleep 1000")
     assert process.stdout.readline() == "up\n"
     family = descendants(process.pid)
@@ -328,16 +330,31 @@ def test_a_killed_studio_leaves_no_process_interface_or_file():
         for end in ends:
             assert select.select([end], [], [], max(0, deadline - time.monotonic()))[0], "processes are left"
         assert not network_namespaces(filter(str.isdigit, os.listdir("/proc")), held) & spaces
-    assert (set(os.listdir("/sys/class/net")), set(os.listdir("/run"))) == before
+    assert [os.path.exists(path) for path in MADE] == before
+
+
+def scenario_of(folder, seconds):
+    path = folder / f"{seconds}-seconds.toml"
+    path.write_text(f'length = {seconds}\n[[unit]]\nname = "Desk"\n')
+    return path
 
 
 def test_the_end_of_the_timeline_ends_the_command(tmp_path):
-    short = tmp_path / "short.toml"
-    short.write_text('length = 1\n[[unit]]\nname = "Desk"\n')
-    assert run_cli("--scenario", short, "--", "sleep", "1000")[0] == 0
-    assert run_cli("--scenario", short, "--", "sh", "-c", "trap 'exit 0' TERM; while :; do sleep 0.1; done")[0] == 0
-    assert run_cli("--scenario", short, "--", "sh", "-c", "trap 'exit 9' TERM; while :; do sleep 0.1; done")[0] == 9
-    assert run_cli("--scenario", short, "--", "sh", "-c", "exit 7")[0] == 7
+    assert run_cli("--scenario", scenario_of(tmp_path, 1), "--", "sleep", "1000")[0] == 0
+
+
+@pytest.mark.parametrize("wanted", [0, 9])
+def test_a_command_may_say_how_it_ended_with_the_timeline(tmp_path, wanted):
+    trap = f"trap 'exit {wanted}' TERM; echo set; while :; do sleep 0.1; done"
+    for seconds in (1, 4, 16):  # a loaded machine may take longer to set the trap
+        code, out, _ = run_cli("--scenario", scenario_of(tmp_path, seconds), "--", "sh", "-c", trap)
+        if out:
+            break
+    assert (code, out) == (wanted, "set\n")
+
+
+def test_the_end_of_the_command_ends_the_studio(tmp_path):
+    assert run_cli("--scenario", scenario_of(tmp_path, 1000), "--", "sh", "-c", "exit 7")[0] == 7
 
 
 def test_a_signal_ends_the_command_and_the_studio():
