@@ -92,7 +92,9 @@ def test_an_endless_answer_is_broken_off_at_its_bound(beside_the_wall, fault):
 @pytest.mark.parametrize("fault", sorted(SLOW))
 def test_a_slow_answer_is_given_up_after_thirty_seconds(beside_the_wall, fault):
     first = beside_the_wall.requests[f"bad-{fault}-1"][0]
-    assert 29.0 < first["answered"] - first["t"] < 35.0
+    # In the crowd of the start an arrival may be logged seconds late. 25 still proves that the time ran out:
+    # what is broken off at a bound of size ends within 15.
+    assert 25.0 < first["answered"] - first["t"] < 35.0
 
 
 def test_the_wall_costs_neither_memory_nor_descriptors_without_end(beside_the_wall):
