@@ -30,9 +30,9 @@ LIVE_ROOM = "Live Room, audio interface, firmware 1.4.0+290, update 1.4.2 availa
 
 
 @pytest.fixture
-def desktop():
-    """A screen with a window manager and the bus for assistive tools, but no bar."""
-    with VirtualDesktop(960, 600) as made:
+def desktop(request):
+    """A screen with a window manager and the bus for assistive tools, but no bar; another size where one is given."""
+    with VirtualDesktop(*getattr(request, "param", (960, 600))) as made:
         made.start_screen()
         made.start_bus()
         made.start_window_manager()

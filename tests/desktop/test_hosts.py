@@ -85,6 +85,23 @@ def test_the_panel_stays_on_the_screen_of_its_item(finder):
     assert BAR <= y <= BAR + 1
 
 
+@pytest.mark.parametrize("desktop", [(1920, 1200)], indirect=True)
+@pytest.mark.parametrize("edge", ["top", "bottom"])
+def test_the_panel_stands_on_the_bar_at_twice_the_size(finder, edge):
+    desktop = finder.desktop
+    desktop.split_screen()
+    desktop.start_xfce_panel(edge=edge, output="screen")
+    finder.start_and_find(edge, QT_SCALE_FACTOR="2")
+    finder.open_panel()
+    x, y, width, height = desktop.geometry(finder.window())
+    assert width > 500, "in the screen's own pixels"
+    assert x + width == desktop.width // 2
+    if edge == "top":
+        assert BAR <= y <= BAR + 2
+    else:
+        assert desktop.height - BAR - 2 <= y + height <= desktop.height - BAR
+
+
 def test_the_context_menu_offers_everything(finder):
     finder.desktop.start_xfce_panel()
     finder.start_and_find()

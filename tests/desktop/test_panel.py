@@ -88,6 +88,18 @@ def test_the_window_manager_closes_the_panel_and_one_click_opens_it_again(shown)
     assert shown.opened() == []
 
 
+def test_task_bars_and_pagers_leave_the_panel_out_each_time(shown):
+    def is_left_out():
+        state = shown.desktop.run(["xprop", "-id", shown.window(), "_NET_WM_STATE"]).decode()
+        return "_NET_WM_STATE_SKIP_TASKBAR" in state and "_NET_WM_STATE_SKIP_PAGER" in state
+
+    shown.wait(is_left_out, "the first panel to be left out")
+    shown.click_item()
+    shown.wait_until_closed()
+    shown.open_panel()
+    shown.wait(is_left_out, "the second panel to be left out")
+
+
 def test_a_click_on_another_window_closes_the_panel(finder):
     finder.desktop.start_xfce_panel()
     finder.desktop.start(["xmessage", "-geometry", "200x100+100+300", "elsewhere"])
