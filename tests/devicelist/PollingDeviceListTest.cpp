@@ -18,6 +18,7 @@
 #include "tests/devicelist/Announcements.h"
 #include "tests/devicelist/FakePoller.h"
 #include "tests/devicelist/Units.h"
+#include "tests/support/FailingAllocation.h"
 #include "tests/support/LoopbackServer.h"
 
 namespace DeviceList {
@@ -458,6 +459,29 @@ TEST_F(PollingDeviceListTest, ModelsBeyondTheLimitAreNotAskedAboutAndReportedOnc
   EXPECT_EQ(std::count(console.begin(), console.end(), '\n'), 1) << console;
   Name("a", "A");
   EXPECT_THAT(NamesOf(fLast), ElementsAre("A"));
+}
+
+TEST_F(PollingDeviceListTest, WorkOfAnUpdateGrowsNoFasterThanTheUnits) {
+  constexpr std::size_t kFew = 64;
+  constexpr std::size_t kManyTimes = 16;
+  const auto workFor = [this](std::size_t units) {
+    for (const Service& service : ManyUnits(units)) Announce(fNetwork, service);
+    TurnLoop();
+    for (FakePoller* poller : fBoard.alive) {
+      poller->SayName(poller->GetEntry().url);
+      poller->SayModel(std::string("24ai"));
+      poller->SayFirmware(std::string("1.2.3+4"));
+    }
+    TurnLoop();
+    EXPECT_EQ(fLast.size(), units);
+    const long before = vorn::testing::AllocationsMade();
+    fList->UpdateList();
+    return vorn::testing::AllocationsMade() - before;
+  };
+  Start();
+  const long few = workFor(kFew);
+  EXPECT_GT(few, static_cast<long>(kFew));
+  EXPECT_LT(workFor(kManyTimes * kFew), 2 * few * static_cast<long>(kManyTimes));
 }
 
 TEST(PollingDeviceListMakersTest, EachKindHasItsPollerAndAnUnknownOneHasNone) {

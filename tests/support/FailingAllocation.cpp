@@ -6,9 +6,11 @@
 
 namespace {
 
+thread_local long tMade = 0;
 thread_local int tUntilFailure = 0;  // the allocation that counts it down to 0 fails
 
 void* Allocate(std::size_t size) {
+  ++tMade;
   if (tUntilFailure > 0 && --tUntilFailure == 0) throw std::bad_alloc();
   void* memory = std::malloc(size == 0 ? 1 : size);
   if (memory == nullptr) throw std::bad_alloc();
@@ -35,6 +37,10 @@ FailingAllocation::FailingAllocation(int nth) noexcept {
 
 FailingAllocation::~FailingAllocation() {
   tUntilFailure = 0;
+}
+
+long AllocationsMade() noexcept {
+  return tMade;
 }
 
 bool FailingAllocation::HasFailed() const noexcept {

@@ -17,4 +17,8 @@ class FailingAllocation {
   [[nodiscard]] bool HasFailed() const noexcept;
 };
 
+/// How often the calling thread has asked operator new for memory so far, in
+/// such a program: a count of work that no machine's load changes.
+[[nodiscard]] long AllocationsMade() noexcept;
+
 }  // namespace vorn::testing
