@@ -9,7 +9,7 @@ set(VORN_LAUNCHER_ID "${VORN_APP_ID}.Launcher" CACHE STRING "Identifier of the l
 set(VORN_HOMEPAGE "http://www.vorn.example/" CACHE STRING "The maker's web site")
 set(VORN_AVB_PAGE "http://www.vorn.example/avb/" CACHE STRING "The maker's page about AVB, opened by the driver notice")
 set(VORN_BUILD_NUMBER "0" CACHE STRING "Build number: the fourth field of the bundle version")
-set(VORN_RELEASE_DATE "2026-11-21" CACHE STRING "Date of this release, for the software catalogue and the man pages")
+set(VORN_RELEASE_DATE "2026-11-21" CACHE STRING "Date of this release, for the man pages")
 
 if(NOT VORN_APP_ID MATCHES "^[A-Za-z_][A-Za-z0-9_]*(\\.[A-Za-z_][A-Za-z0-9_]*)+$")
   message(FATAL_ERROR "VORN_APP_ID must be a reverse-domain identifier that is a bus name, not '${VORN_APP_ID}'")

@@ -1,0 +1,14 @@
+"""Reads CHANGELOG.md."""
+
+import pathlib
+import re
+
+ROOT = pathlib.Path(__file__).resolve().parent.parent
+
+
+def items(version: str) -> list[str]:
+    """The items of a version's section, else of the unreleased one, each on one line."""
+    parts = re.split(r"^## ", (ROOT / "CHANGELOG.md").read_text(encoding="utf-8"), flags=re.MULTILINE)[1:]
+    chosen = next((part for part in parts if part.startswith(version + " ")), parts[0])
+    joined = re.sub(r"\n  (?=\S)", " ", chosen)
+    return [line[2:] for line in joined.splitlines() if line.startswith("- ")]
