@@ -29,7 +29,10 @@ def prepare():
 
 
 def of(given):
-    """The environment of a program: the caller's, with everything of the real user's home taken out of reach."""
+    """The environment of a program: the caller's, with everything of the real user's home taken out of reach.
+
+    The runtime folder stays where it can be used: a Wayland display's socket is found there alone.
+    """
     kept = {name: value for name, value in given.items() if not name.lower().endswith("_proxy")}
     authority = f"{given.get('HOME', '')}/.Xauthority"
     if "XAUTHORITY" not in kept and os.path.exists(authority):

@@ -37,7 +37,9 @@ EXPECTED = {
     "dbus-send --session --print-reply --dest=org.freedesktop.DBus / org.freedesktop.DBus.ListNames"
     " | grep StatusNotifierWatcher": "org.kde.StatusNotifierWatcher",
     "avahi-browse -rt _http._tcp": "vorn.mdns.type=plexadevice",
-    "curl -v http://UNIT.local/apiversion": "0.",
+    "curl -v http://UNIT.local/apiversion": "0.9.",
+    "curl -v http://HOST.local/UID/apiversion": "0.9.",
+    "curl -v http://SWITCH.local/firmware_version": "3.0.4+12",
     "notify-send test": "",
     "getent hosts UNIT.local": "control-room.local",
     "xdg-settings get default-web-browser": "",  # nothing where no browser was ever chosen
@@ -93,9 +95,15 @@ def running(command, **options):
         process.wait()
 
 
+# Units of the simulated network, for the readme's placeholders.
+UNITS = {"UNIT": "control-room", "HOST": "machine-room", "UID": "0001f2fffe00a001", "SWITCH": "avb-switch-attic"}
+
+
 @pytest.mark.parametrize("command", COMMANDS)
 def test_a_command_of_the_readme_does_what_it_says(command, desktop):
-    line = command.replace("UNIT.local", "control-room.local")
+    line = command
+    for placeholder, unit in UNITS.items():
+        line = line.replace(placeholder, unit)
     if line.endswith("--watch"):
         line = f"timeout --preserve-status 6 {line}"
     deadline = time.monotonic() + PATIENCE
