@@ -278,8 +278,10 @@ TEST_F(SupervisedDeviceListRetryTest, ListWhoseBrowsingEndsStaysUntilTheResponde
   Report(State::kAnswering);
   Report(State::kSilent);
   EndBrowsing();
+  ::testing::internal::CaptureStderr();
   const auto end = steady_clock::now() + 4 * kShortRetry;
   EXPECT_TRUE(TurnLoopUntil([&] { return steady_clock::now() >= end; }));
+  EXPECT_THAT(::testing::internal::GetCapturedStderr(), IsEmpty());
   EXPECT_EQ(fBuilt, 1);
   Report(State::kAnswering);
   EXPECT_EQ(fBuilt, 2);
