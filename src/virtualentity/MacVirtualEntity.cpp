@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <chrono>
 #include <future>
-#include <thread>
 #include <utility>
 
 #include "virtualentity/ActiveInterfaces.h"
@@ -37,17 +36,6 @@ std::shared_ptr<const MenuDescription> BuildSubmenu(const std::vector<std::strin
   return menu;
 }
 
-// Gives the launched child the whole patience, whether it needs that or not.
-optional<ChildOutput> Watch(std::future<std::unique_ptr<ChildProcess>>& launched,
-                            std::chrono::milliseconds patience) {
-  const auto deadline = std::chrono::steady_clock::now() + patience;
-  const auto child = launched.get();
-  optional<ChildOutput> answer;
-  if (child) answer = child->CollectUntil(deadline);
-  std::this_thread::sleep_until(deadline);
-  return answer;
-}
-
 }  // namespace
 
 MacVirtualEntity::MacVirtualEntity(Dispatch& dispatch, ChildProcessLauncher& launcher,
@@ -57,10 +45,10 @@ MacVirtualEntity::MacVirtualEntity(Dispatch& dispatch, ChildProcessLauncher& lau
       fServices(services),
       fCapability(capability),
       fTool(std::move(tool)),
-      fToggles(std::make_shared<RunningTools>()) {}
+      fRunning(std::make_shared<RunningTools>()) {}
 
 MacVirtualEntity::~MacVirtualEntity() {
-  fToggles->Stop(fTool.patience);
+  fRunning->Stop(fTool.grace);
 }
 
 bool MacVirtualEntity::EnumerateAVBInterfaces() {
@@ -78,6 +66,10 @@ bool MacVirtualEntity::EnumerateAVBInterfaces() {
   return true;
 }
 
+void MacVirtualEntity::StopListings() {
+  fRunning->StopListings();
+}
+
 bool MacVirtualEntity::DetermineActiveVirtualEntities() {
   return QueryActiveInterfaces().has_value();
 }
@@ -88,13 +80,13 @@ void MacVirtualEntity::EnableDisableVirtualAudio(ActionSender* sender) {
   const bool enable = !item->IsOn();
   item->SetOn(enable);
 
-  const auto job = [toggles = fToggles, &launcher = fLauncher, tool = fTool, title = item->Title(), enable] {
+  const auto job = [tools = fRunning, &launcher = fLauncher, tool = fTool, title = item->Title(), enable] {
     const auto parts = SplitTitle(title);
     if (parts.size() < 2 || !launcher.IsExecutableFile(tool.path)) return;
-    toggles->Run(launcher, {tool.path,
-                            {"--virtual-audio", enable ? "enable" : "disable", parts[1]},
-                            tool.environment,
-                            ChildProcessRequest::ErrorStream::kInherit});
+    tools->Run(launcher, {tool.path,
+                          {"--virtual-audio", enable ? "enable" : "disable", parts[1]},
+                          tool.environment,
+                          ChildProcessRequest::ErrorStream::kInherit});
   };
   fDispatch.AsyncBackground(Dispatch::Priority::kDefault, job);
 }
@@ -135,7 +127,8 @@ optional<std::vector<std::string>> MacVirtualEntity::QueryActiveInterfaces() {
   return names;
 }
 
-// One job launches the child, another watches it. Each job alone holds its
+// One job launches the child, another watches it and gives it the whole
+// patience, whether it needs that or not. Each job alone holds its
 // promise, so that a job that is dropped unrun ends the wait as well.
 optional<ChildOutput> MacVirtualEntity::RunListing() {
   auto launched = std::make_shared<std::promise<std::unique_ptr<ChildProcess>>>();
@@ -146,9 +139,12 @@ optional<ChildOutput> MacVirtualEntity::RunListing() {
                             [launched = std::move(launched), &launcher = fLauncher, tool = fTool] {
                               launched->set_value(launcher.Launch(ActiveInterfacesRequest(tool)));
                             });
-  fDispatch.AsyncBackground(Dispatch::Priority::kHigh,
-                            [watched = std::move(watched), child = std::move(child),
-                             patience = fTool.patience] { watched->set_value(Watch(*child, patience)); });
+  fDispatch.AsyncBackground(
+      Dispatch::Priority::kHigh,
+      [watched = std::move(watched), child = std::move(child), tools = fRunning, patience = fTool.patience] {
+        const auto deadline = std::chrono::steady_clock::now() + patience;
+        watched->set_value(tools->Watch(child->get(), deadline));
+      });
   try {
     return answer.get();
   } catch (const std::future_error&) {

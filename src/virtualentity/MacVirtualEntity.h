@@ -24,8 +24,9 @@ namespace vorn {
 /// toggle that fails leaves the item as it was chosen.
 ///
 /// Enumerations may run beside each other: each works on lists of its own and
-/// publishes them whole, so the object, and the menu item, show one
-/// enumeration's result or another's, never a mixture.
+/// publishes them whole, so a submenu, and each list of the object, is one
+/// enumeration's result or another's, never a mixture. The two lists are
+/// published at different moments, and may be of different enumerations.
 class MacVirtualEntity {
  public:
   /// The collaborators outlive the object and every job it posted, so the
@@ -35,7 +36,7 @@ class MacVirtualEntity {
   MacVirtualEntity(const MacVirtualEntity&) = delete;
   MacVirtualEntity& operator=(const MacVirtualEntity&) = delete;
 
-  /// Toggles in progress get as long as a listing to end, then are terminated.
+  /// Toggles in progress get the tool's grace to end, then are terminated.
   /// No enumeration may be in progress (hold the object in the job that calls).
   ~MacVirtualEntity();
 
@@ -51,6 +52,11 @@ class MacVirtualEntity {
   /// Asks the tool which interfaces are enabled; true when its answer was
   /// usable. Threads and blocking as above.
   bool DetermineActiveVirtualEntities();
+
+  /// Ends the listing of an enumeration or query in progress, with its child;
+  /// that one, and every later one, then answers false without waiting. For the
+  /// program's end, which would have to wait for it. Any thread; does not block.
+  void StopListings();
 
   /// Flips the sender's check mark at once and runs the tool accordingly in the
   /// background. Toggles run beside each other in no particular order. A
@@ -80,7 +86,7 @@ class MacVirtualEntity {
   NetworkServices& fServices;
   AVBCapability& fCapability;
   const AVBTool fTool;
-  const std::shared_ptr<RunningTools> fToggles;  // shared with the jobs that have not run yet
+  const std::shared_ptr<RunningTools> fRunning;  // shared with the jobs that have not run yet
 
   mutable std::mutex fMutex;  // guards everything below; never held while anything is asked
   std::vector<std::string> fAVBInterfaces;

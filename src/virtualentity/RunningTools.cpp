@@ -1,31 +1,76 @@
 #include "virtualentity/RunningTools.h"
 
+#include <utility>
+
 namespace vorn {
+
+/// Owns a child that stands in one of the lists; both go together, also where
+/// the collection throws.
+class RunningTools::Entry {
+ public:
+  Entry(RunningTools& tools, Children& list, std::unique_ptr<ChildProcess> child)
+      : fTools(tools), fList(list), fChild(std::move(child)) {}
+  Entry(const Entry&) = delete;
+  Entry& operator=(const Entry&) = delete;
+  ~Entry() {
+    const std::lock_guard lock(fTools.fMutex);
+    std::erase(fList, fChild.get());
+    fChild.reset();
+    fTools.fChanged.notify_all();
+  }
+
+  [[nodiscard]] ChildProcess& Child() const { return *fChild; }
+
+ private:
+  RunningTools& fTools;
+  Children& fList;
+  std::unique_ptr<ChildProcess> fChild;
+};
 
 void RunningTools::Run(ChildProcessLauncher& launcher, const ChildProcessRequest& request) {
   std::unique_ptr<ChildProcess> child;
   {
     // Under the lock, so that Stop finds every child that was started.
     const std::lock_guard lock(fMutex);
-    if (!fStopping) child = launcher.Launch(request);
-    if (child) fChildren.push_back(child.get());
+    if (!fTogglesStopped) child = launcher.Launch(request);
+    if (child) fToggles.push_back(child.get());
   }
   if (!child) return;
-  child->CollectToEnd();
+  const Entry toggle(*this, fToggles, std::move(child));
+  toggle.Child().CollectToEnd();
+}
 
+optional<ChildOutput> RunningTools::Watch(std::unique_ptr<ChildProcess> listing, TimePoint deadline) {
+  {
+    const std::lock_guard lock(fMutex);
+    if (fListingsStopped) return {};
+    if (listing) fListings.push_back(listing.get());
+  }
+  optional<ChildOutput> answer;
+  if (listing) {
+    const Entry entry(*this, fListings, std::move(listing));
+    answer = entry.Child().CollectUntil(deadline);
+  }
+  std::unique_lock lock(fMutex);
+  if (fChanged.wait_until(lock, deadline, [this] { return fListingsStopped; })) return {};
+  return answer;
+}
+
+void RunningTools::StopListings() {
   const std::lock_guard lock(fMutex);
-  std::erase(fChildren, child.get());
-  child.reset();
-  fEnded.notify_all();
+  fListingsStopped = true;
+  for (ChildProcess* listing : fListings) listing->Terminate();
+  fChanged.notify_all();
 }
 
 void RunningTools::Stop(std::chrono::milliseconds grace) {
+  StopListings();
   std::unique_lock lock(fMutex);
-  fStopping = true;
-  const auto allEnded = [this] { return fChildren.empty(); };
-  if (fEnded.wait_for(lock, grace, allEnded)) return;
-  for (ChildProcess* child : fChildren) child->Terminate();
-  fEnded.wait(lock, allEnded);
+  fTogglesStopped = true;
+  const auto allEnded = [this] { return fToggles.empty(); };
+  if (fChanged.wait_for(lock, grace, allEnded)) return;
+  for (ChildProcess* toggle : fToggles) toggle->Terminate();
+  fChanged.wait(lock, allEnded);
 }
 
 }  // namespace vorn

@@ -281,6 +281,25 @@ TEST_F(MacVirtualEntityTest, RunsTogglesBesideEachOtherAndEndsThemWithItself) {
   EXPECT_EQ(fLauncher.fTerminated, 2);
 }
 
+TEST_F(MacVirtualEntityTest, EndsAnEnumerationAtOnceWhenListingsAreStopped) {
+  vorn::AVBTool tool;
+  tool.patience = 1h;
+  for (const bool hang : {true, false}) {  // still running, or ended and only waited out
+    Remake(tool);
+    fLauncher.fHang = hang;
+    const auto requests = fLauncher.Requests().size();
+    auto listing = std::async(std::launch::async, [&] { return fEntity->EnumerateAVBInterfaces(); });
+    const auto end = std::chrono::steady_clock::now() + 20s;
+    while (fLauncher.Requests().size() == requests && std::chrono::steady_clock::now() < end) {
+      std::this_thread::sleep_for(1ms);
+    }
+    fEntity->StopListings();
+    EXPECT_FALSE(listing.get());
+    EXPECT_FALSE(fEntity->EnumerateAVBInterfaces());  // nor does a later one take its time
+    EXPECT_FALSE(fItem->Submenu());
+  }
+}
+
 TEST_F(MacVirtualEntityTest, RunsNoToolAfterItsEnd) {
   ScriptedMenuItem item("Stage:en5", true);
   fDispatch.fHold = true;
