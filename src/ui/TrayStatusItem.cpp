@@ -4,6 +4,7 @@
 #include <QCursor>
 #include <QMenu>
 #include <QPainter>
+#include <QScopeGuard>
 #include <QStandardPaths>
 #include <algorithm>
 #include <utility>
@@ -142,10 +143,14 @@ void TrayStatusItem::updateIcon() {
 void TrayStatusItem::activated(QSystemTrayIcon::ActivationReason reason) {
   const bool isPress = reason == QSystemTrayIcon::Trigger || reason == QSystemTrayIcon::DoubleClick;
   if (!isPress || !fFilter.accept()) return;
+  // Behind what waits already: that belongs to this click, however long a busy program takes for it.
+  const auto handled = qScopeGuard([this] {
+    QMetaObject::invokeMethod(
+        this, [this] { fFilter.noteHandled(); }, Qt::QueuedConnection);
+  });
   fPress = fPointer();
   sendPress();
   fPress.reset();  // what is asked for later has nothing to do with it
-  fFilter.noteHandled();
 }
 
 std::optional<QPoint> TrayStatusItem::pointerOfPlatform() {

@@ -8,6 +8,7 @@ TriggerFilter::TriggerFilter(std::chrono::milliseconds doubleClickInterval, Now 
     : fDoubleClickInterval(doubleClickInterval), fNow(std::move(now)) {}
 
 bool TriggerFilter::accept() {
+  if (fHandling) return false;
   const Clock::time_point now = fNow();
   // The interval runs from the first activation and is not prolonged, so that
   // steady clicking is never swallowed for good.
@@ -15,11 +16,12 @@ bool TriggerFilter::accept() {
   fClick = now;
   const bool closedThePanel = fHidden && now - *fHidden < kDeactivationWindow;
   fHidden.reset();
-  return !closedThePanel;
+  fHandling = !closedThePanel;
+  return fHandling;
 }
 
 void TriggerFilter::noteHandled() {
-  if (fClick) fClick = fNow();
+  fHandling = false;
 }
 
 void TriggerFilter::noteHiddenByDeactivation() {

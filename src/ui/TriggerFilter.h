@@ -7,7 +7,8 @@
 namespace vorn::ui {
 
 /// Decides which of a host's activations are presses of the user. Dropped are
-///  - the second one of a double click (hosts send two activations for it);
+///  - the second one of a double click (hosts send two activations for it), also
+///    where it had to wait while the first one was acted upon;
 ///  - the one whose click has already closed the panel by taking the focus from
 ///    it: the click that would have toggled it must not open it again.
 /// The clock is injected. Main thread only.
@@ -23,8 +24,8 @@ class TriggerFilter {
 
   /// Called for each activation; true when it is to be acted upon.
   [[nodiscard]] bool accept();
-  /// What was accepted has been acted upon. The time that this took does not
-  /// count between two clicks: the second one has waited meanwhile.
+  /// What was accepted has been acted upon, and what came meanwhile been asked
+  /// about. To be called for each that was accepted.
   void noteHandled();
   /// The panel has just been hidden because it lost the focus.
   void noteHiddenByDeactivation();
@@ -32,8 +33,8 @@ class TriggerFilter {
  private:
   std::chrono::milliseconds fDoubleClickInterval;
   Now fNow;
-  std::optional<Clock::time_point>
-      fClick;  // the current click or double click: its first activation, handled
+  bool fHandling = false;                    // from an accepted activation to noteHandled
+  std::optional<Clock::time_point> fClick;   // first activation of the current click or double click
   std::optional<Clock::time_point> fHidden;  // last hide by deactivation that no activation has used up
 };
 

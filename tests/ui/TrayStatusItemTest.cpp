@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <QCoreApplication>
 #include <QDir>
 #include <QFile>
 #include <QImage>
@@ -15,6 +16,12 @@ using namespace std::chrono_literals;
 
 class TrayStatusItemTest : public testing::Test {
  protected:
+  // An activation by the host, and what is left to do after it.
+  void activate(QSystemTrayIcon::ActivationReason reason) {
+    fItem.activated(reason);
+    QCoreApplication::sendPostedEvents(&fItem);
+  }
+
   TrayStatusItemTest() {
     fView.setTarget(&fTarget);
     fView.setAction([this] { ++fPresses; });
@@ -59,13 +66,13 @@ INSTANTIATE_TEST_SUITE_P(Both, TrayStatusItemForms, testing::Values(TrayForm::Bu
 
 TEST_P(TrayStatusItemForms, SendAPressToTheAction) {
   EXPECT_EQ(fItem.hasButton(), GetParam() == TrayForm::Button);
-  fItem.activated(QSystemTrayIcon::Trigger);
+  activate(QSystemTrayIcon::Trigger);
   EXPECT_EQ(fPresses, 1);
 }
 
 TEST_P(TrayStatusItemForms, SendNothingWithoutATarget) {
   fView.setTarget(nullptr);
-  fItem.activated(QSystemTrayIcon::Trigger);
+  activate(QSystemTrayIcon::Trigger);
   EXPECT_EQ(fPresses, 0);
 }
 
@@ -74,12 +81,12 @@ TEST_P(TrayStatusItemForms, KnowThePressOnlyWhileItIsHandled) {
   fView.setAction([&] { seen = fItem.press(); });
   fPointer = QPoint(900, 10);
   EXPECT_FALSE(fItem.press());
-  fItem.activated(QSystemTrayIcon::Trigger);
+  activate(QSystemTrayIcon::Trigger);
   EXPECT_EQ(seen, QPoint(900, 10));
   EXPECT_FALSE(fItem.press()) << "what is asked for later is not asked for by this press";
   fPointer.reset();
   fNow += 1s;
-  fItem.activated(QSystemTrayIcon::Trigger);
+  activate(QSystemTrayIcon::Trigger);
   EXPECT_FALSE(seen);
 }
 
@@ -91,25 +98,38 @@ TEST_F(TrayStatusItemTest, FormDoesNotChangeOnceAttached) {
 
 TEST_F(TrayStatusItemTest, ADoubleClickIsOnePressInEitherWriting) {
   fItem.attach(TrayForm::Button);
-  fItem.activated(QSystemTrayIcon::Trigger);
+  activate(QSystemTrayIcon::Trigger);
   fNow += 100ms;
-  fItem.activated(QSystemTrayIcon::Trigger);
+  activate(QSystemTrayIcon::Trigger);
   EXPECT_EQ(fPresses, 1);
   fNow += 1s;
-  fItem.activated(QSystemTrayIcon::Trigger);
+  activate(QSystemTrayIcon::Trigger);
   fNow += 100ms;
-  fItem.activated(QSystemTrayIcon::DoubleClick);
+  activate(QSystemTrayIcon::DoubleClick);
   EXPECT_EQ(fPresses, 2);
   fNow += 1s;
-  fItem.activated(QSystemTrayIcon::DoubleClick);
+  activate(QSystemTrayIcon::DoubleClick);
   EXPECT_EQ(fPresses, 3);
+}
+
+TEST_F(TrayStatusItemTest, WhatWaitedWhileAPressWasActedUponBelongsToIt) {
+  fItem.attach(TrayForm::Button);
+  fView.setAction([this] {
+    ++fPresses;
+    fNow += 2s;
+  });
+  fItem.activated(QSystemTrayIcon::Trigger);
+  activate(QSystemTrayIcon::Trigger);  // came in those two seconds
+  EXPECT_EQ(fPresses, 1);
+  activate(QSystemTrayIcon::Trigger);
+  EXPECT_EQ(fPresses, 2);
 }
 
 TEST_F(TrayStatusItemTest, MenuAndMiddleClickAreNoPresses) {
   fItem.attach(TrayForm::Button);
-  fItem.activated(QSystemTrayIcon::Context);
-  fItem.activated(QSystemTrayIcon::MiddleClick);
-  fItem.activated(QSystemTrayIcon::Unknown);
+  activate(QSystemTrayIcon::Context);
+  activate(QSystemTrayIcon::MiddleClick);
+  activate(QSystemTrayIcon::Unknown);
   EXPECT_EQ(fPresses, 0);
 }
 
@@ -117,10 +137,10 @@ TEST_F(TrayStatusItemTest, TheClickThatTookTheFocusDoesNotReopen) {
   fItem.attach(TrayForm::Button);
   fItem.noteHiddenByDeactivation();
   fNow += 100ms;
-  fItem.activated(QSystemTrayIcon::Trigger);
+  activate(QSystemTrayIcon::Trigger);
   EXPECT_EQ(fPresses, 0);
   fNow += 1s;
-  fItem.activated(QSystemTrayIcon::Trigger);
+  activate(QSystemTrayIcon::Trigger);
   EXPECT_EQ(fPresses, 1);
 }
 
