@@ -42,9 +42,8 @@ std::vector<std::uint32_t> words(xcb_connection_t* display, xcb_window_t window,
   const auto cookie = xcb_get_property(display, 0, window, atom(display, name), type, 0, kMostPropertyWords);
   const Reply<xcb_get_property_reply_t> reply(xcb_get_property_reply(display, cookie, nullptr));
   if (!reply || reply->format != 32) return {};
-  std::vector<std::uint32_t> values(static_cast<std::size_t>(xcb_get_property_value_length(reply.get())) / 4);
-  std::memcpy(values.data(), xcb_get_property_value(reply.get()), values.size() * 4);
-  return values;
+  const auto* first = static_cast<const std::uint32_t*>(xcb_get_property_value(reply.get()));
+  return {first, first + xcb_get_property_value_length(reply.get()) / 4};
 }
 
 }  // namespace
