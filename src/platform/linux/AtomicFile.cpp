@@ -1,11 +1,10 @@
 #include "platform/linux/AtomicFile.h"
 
 #include <fcntl.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdio>
-#include <cstdlib>
 #include <string>
 
 #include "foundation/FileDescriptor.h"
@@ -14,11 +13,21 @@
 namespace vorn {
 namespace {
 
-/// Whether the whole content, with its permissions, has reached the disk.
-bool Fill(int descriptor, std::string_view content) {
-  const mode_t mask = ::umask(0);
-  ::umask(mask);
-  return WriteAll(descriptor, content) && ::fchmod(descriptor, 0644 & ~mask) == 0 && ::fsync(descriptor) == 0;
+constexpr int kMaxAttempts = 1000;
+
+/// A file that did not exist, beside `path` under a hidden name, which is put
+/// into `name`. None, with errno, where that fails.
+FileDescriptor MakeFileBeside(const std::filesystem::path& path, std::string& name) {
+  const auto stem = (path.parent_path() / ("." + path.filename().string() + ".")).string();
+  FileDescriptor file;
+  for (int i = 0; i < kMaxAttempts && !file; ++i) {
+    name = stem + std::to_string(::getpid()) + "-" + std::to_string(i);
+    // Opened with its final permissions: the mask is the kernel's to apply, it cannot be asked without being
+    // set.
+    file = FileDescriptor(::open(name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0644));
+    if (!file && errno != EEXIST) break;
+  }
+  return file;
 }
 
 void SyncFolder(const std::filesystem::path& folder) {
@@ -29,10 +38,11 @@ void SyncFolder(const std::filesystem::path& folder) {
 }  // namespace
 
 bool WriteFileAtomically(const std::filesystem::path& path, std::string_view content) {
-  std::string name = (path.parent_path() / ("." + path.filename().string() + ".XXXXXX")).string();
-  const FileDescriptor descriptor(::mkostemp(name.data(), O_CLOEXEC));
+  std::string name;
+  const FileDescriptor descriptor = MakeFileBeside(path, name);
   if (!descriptor) return false;
-  if (!Fill(descriptor.Get(), content) || std::rename(name.c_str(), path.c_str()) != 0) {
+  if (!WriteAll(descriptor.Get(), content) || ::fsync(descriptor.Get()) != 0 ||
+      std::rename(name.c_str(), path.c_str()) != 0) {
     ::unlink(name.c_str());
     return false;
   }
