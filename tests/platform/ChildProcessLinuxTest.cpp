@@ -5,12 +5,14 @@
 #include <unistd.h>
 
 #include <chrono>
+#include <filesystem>
 #include <string>
 #include <thread>
 
 #include "platform/linux/ChildProcessLauncherLinux.h"
 #include "tests/platform/OpenDescriptors.h"
 #include "tests/platform/Processes.h"
+#include "tests/support/TemporaryFolder.h"
 
 namespace {
 
@@ -21,6 +23,9 @@ using vorn::ChildProcess;
 using vorn::ChildProcessRequest;
 
 constexpr auto kDeadline = 20s;
+
+// For a child that is to be ended at it: long enough for a loaded machine to start a shell.
+constexpr auto kTimeToBegin = 3s;
 
 // The signals 1 to 31 in a set of /proc/PID/status; the two beyond are the C library's own.
 unsigned long SignalSet(const std::string& status, const std::string& name) {
@@ -113,7 +118,7 @@ TEST_F(ChildProcessLinuxTest, WorksWhenOurOwnStandardStreamsAreClosed) {
 
 TEST_F(ChildProcessLinuxTest, EndsAHangingChildWithItsWholeGroupAtTheDeadline) {
   auto child = Shell("sleep 1000 & echo $! $$; wait");
-  const ChildOutput result = child->CollectUntil(Clock::now() + 300ms);
+  const ChildOutput result = child->CollectUntil(Clock::now() + kTimeToBegin);
   EXPECT_TRUE(result.timedOut);
   ASSERT_FALSE(result.output.empty());
   EXPECT_TRUE(Eventually([&] { return !IsAlive(std::stoi(result.output)); }));
@@ -121,22 +126,33 @@ TEST_F(ChildProcessLinuxTest, EndsAHangingChildWithItsWholeGroupAtTheDeadline) {
 
 TEST_F(ChildProcessLinuxTest, EndsAChildThatIgnoresTheRequestToEnd) {
   auto child = Shell("trap '' TERM; echo ready; while :; do sleep 0.01; done");
-  EXPECT_TRUE(child->CollectUntil(Clock::now() + 300ms).timedOut);
+  const ChildOutput result = child->CollectUntil(Clock::now() + kTimeToBegin);
+  EXPECT_TRUE(result.timedOut);
+  EXPECT_EQ(result.output, "ready\n");
 }
 
 TEST_F(ChildProcessLinuxTest, EndsAStoppedChild) {
-  auto child = Shell("kill -STOP $$");
-  EXPECT_TRUE(child->CollectUntil(Clock::now() + 200ms).timedOut);
+  auto child = Shell("echo $$; kill -STOP $$; echo resumed; exec sleep 1000");
+  ChildOutput result;
+  std::thread collector([&] { result = child->CollectUntil(Clock::now() + kTimeToBegin); });
+  EXPECT_TRUE(Eventually([] { return HasAStoppedChild(); }));
+  collector.join();
+  EXPECT_TRUE(result.timedOut);
+  ASSERT_FALSE(result.output.empty());
+  EXPECT_FALSE(IsAlive(std::stoi(result.output)));
 }
 
 TEST_F(ChildProcessLinuxTest, NoticesAChildThatClosedItsStreamsButLivesOn) {
-  auto child = Shell("exec >&- 2>&-; exec sleep 1000");
-  EXPECT_TRUE(child->CollectUntil(Clock::now() + 300ms).timedOut);
+  auto child = Shell("echo $$; exec >&- 2>&-; exec sleep 1000");
+  const ChildOutput result = child->CollectUntil(Clock::now() + kTimeToBegin);
+  EXPECT_TRUE(result.timedOut);
+  ASSERT_FALSE(result.output.empty());
+  EXPECT_FALSE(IsAlive(std::stoi(result.output)));
 }
 
 TEST_F(ChildProcessLinuxTest, TakesTheAnswerOfAChildWhoseOffspringKeepsTheStreamOpen) {
   auto child = Shell("sleep 1000 & echo $!");
-  const ChildOutput result = child->CollectUntil(Clock::now() + 300ms);
+  const ChildOutput result = child->CollectUntil(Clock::now() + kTimeToBegin);
   EXPECT_FALSE(result.timedOut);
   ASSERT_FALSE(result.output.empty());
   EXPECT_TRUE(Eventually([&] { return !IsAlive(std::stoi(result.output)); }));
@@ -145,7 +161,7 @@ TEST_F(ChildProcessLinuxTest, TakesTheAnswerOfAChildWhoseOffspringKeepsTheStream
 TEST_F(ChildProcessLinuxTest, DoesNotWaitForOffspringThatLeftTheGroup) {
   auto child = Shell("setsid sleep 1000 & echo $!");
   const auto start = Clock::now();
-  const ChildOutput result = child->CollectUntil(start + 300ms);
+  const ChildOutput result = child->CollectUntil(start + kTimeToBegin);
   EXPECT_LT(Clock::now() - start, kDeadline);
   ASSERT_FALSE(result.output.empty());
   ::kill(std::stoi(result.output), SIGKILL);
@@ -190,15 +206,16 @@ TEST_F(ChildProcessLinuxTest, LeavesStandardErrorAloneWhenAsked) {
 }
 
 TEST_F(ChildProcessLinuxTest, TerminateEndsACollectionWithoutADeadline) {
-  auto child = Shell("sleep 1000 & echo $!; wait");
+  const vorn::testing::TemporaryFolder folder;
+  const auto mark = folder.Path() / "begun";
+  auto child = Shell("sleep 1000 & echo $!; echo >" + mark.string() + "; wait");
   ChildOutput result;
   std::thread collector([&] { result = child->CollectToEnd(); });
-  std::this_thread::sleep_for(50ms);
+  EXPECT_TRUE(Eventually([&] { return std::filesystem::exists(mark); }));
   child->Terminate();
   collector.join();
-  if (!result.output.empty()) {
-    EXPECT_TRUE(Eventually([&] { return !IsAlive(std::stoi(result.output)); }));
-  }
+  ASSERT_FALSE(result.output.empty());
+  EXPECT_TRUE(Eventually([&] { return !IsAlive(std::stoi(result.output)); }));
 }
 
 TEST_F(ChildProcessLinuxTest, TerminateSparesWhatAnEndedChildLeftRunning) {

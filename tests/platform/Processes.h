@@ -32,3 +32,9 @@ inline bool IsAlive(pid_t process) {
 inline bool HasAnyChild() {
   return ::waitid(P_ALL, 0, nullptr, WEXITED | WNOHANG | WNOWAIT) == 0 || errno != ECHILD;
 }
+
+/// Whether this process has a child that is stopped.
+inline bool HasAStoppedChild() {
+  siginfo_t info{};
+  return ::waitid(P_ALL, 0, &info, WSTOPPED | WNOHANG | WNOWAIT) == 0 && info.si_pid != 0;
+}
