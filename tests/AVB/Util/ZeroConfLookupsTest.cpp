@@ -27,8 +27,17 @@ steady_clock::time_point CountingNow() {
 
 class ZeroConfLookupsTest : public test::ZeroConfEngineTest {
  protected:
-  void AddInstances(int count) {
-    for (int i = 0; i < count; ++i) fDnssd.ReplyAdd("u" + std::to_string(i));
+  void AddInstances(int count, int from = 0) {
+    for (int i = from; i < count; ++i) fDnssd.ReplyAdd("u" + std::to_string(i));
+  }
+
+  // Instances up to that number, "u0" a millisecond before all others.
+  void AddInstancesOneByItself(int count) {
+    AddInstances(1);
+    ASSERT_TRUE(fDnssd.WaitUntilIdle());
+    Advance(milliseconds(1));
+    AddInstances(count, 1);
+    ASSERT_TRUE(fDnssd.WaitUntilIdle());
   }
 };
 
@@ -78,9 +87,8 @@ TEST_F(ZeroConfLookupsTest, ARemovalFindsAWaitingInstance) {
 
 TEST_F(ZeroConfLookupsTest, UnansweredLookupsGiveWayAfterFiveSecondsAndComeBackLater) {
   Browse();
-  AddInstances(49);
-  ASSERT_TRUE(fDnssd.WaitUntilIdle());
-  Advance(milliseconds(4999));
+  AddInstancesOneByItself(49);
+  Advance(milliseconds(4998));
   ASSERT_TRUE(fDnssd.WaitUntilIdle());
   ASSERT_TRUE(fDnssd.WaitUntilIdle());
   EXPECT_THAT(fDnssd.Begun(), ::testing::Not(::testing::Contains("resolve u48")));
@@ -187,10 +195,10 @@ TEST_F(ZeroConfLookupsTest, AnInstanceThatGaveWayAndIsRefusedStays) {
     return name == "u0" && ++asked > 1 ? kDNSServiceErr_Unknown : kDNSServiceErr_NoError;
   };
   Browse();
-  AddInstances(49);
-  ASSERT_TRUE(fDnssd.WaitUntilIdle());
-  Advance(ZeroConfEngine::kPlaceTime);
+  AddInstancesOneByItself(49);
+  Advance(milliseconds(4999));
   ASSERT_TRUE(fDnssd.WaitForBegun("resolve u48"));  // in u0's place
+  EXPECT_EQ(1, asked);
   fDnssd.ReplyRemove("u1");
   ASSERT_TRUE(fDnssd.WaitUntilIdle());
   ASSERT_TRUE(fDnssd.WaitUntilIdle());

@@ -3,8 +3,10 @@
 #include <gtest/gtest.h>
 #include <netinet/in.h>
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
+#include <cstddef>
 #include <cstdio>
 #include <cstdlib>
 #include <optional>
@@ -26,13 +28,13 @@ using testing::Eventually;
 using ::testing::IsEmpty;
 using ::testing::UnorderedElementsAreArray;
 
-std::atomic<steady_clock::rep> gNow{0};
 std::atomic<int> gFailNext{0};     // which allocation fails after the next look at the clock; 0: none
 std::atomic<bool> gTried{false};   // whether the clock was looked at again since
 std::atomic<bool> gFailed{false};  // whether an allocation failed in between
 
 // The engine looks at the clock once a cycle while somebody waits for a place,
-// before it decides who gives way: a moment of its own thread to fail from.
+// before it decides who gives way: a moment of its own thread to fail from. In
+// that cycle alone everybody has had his time.
 steady_clock::time_point FailingNow() {
   thread_local std::optional<testing::FailingAllocation> failing;
   if (failing) {
@@ -40,8 +42,11 @@ steady_clock::time_point FailingNow() {
     failing.reset();
     gTried = true;
   }
-  if (const int nth = gFailNext.exchange(0); nth > 0) failing.emplace(nth);
-  return steady_clock::time_point(steady_clock::duration(gNow));
+  constexpr steady_clock::time_point kStart{};
+  const int nth = gFailNext.exchange(0);
+  if (nth == 0) return kStart;
+  failing.emplace(nth);
+  return kStart + ZeroConfEngine::kPlaceTime;
 }
 
 // An engine on a library of its own that has announced so many instances, "u0"
@@ -65,9 +70,12 @@ class Network {
     fDnssd.ReplyAddress(name + ".local.");
   }
 
-  // Answers for every instance, the last ones first where `fromBack`.
-  void AnswerAll(bool fromBack) {
-    for (std::size_t i = 0; i < fNames.size(); ++i) Answer(fNames[fromBack ? fNames.size() - 1 - i : i]);
+  // Answers for every instance, those last that may be waiting until others
+  // have been answered for.
+  void AnswerAll() {
+    std::vector<std::string> names = fNames;
+    std::rotate(names.begin(), names.begin() + std::min<std::ptrdiff_t>(2, std::ssize(names)), names.end());
+    for (const std::string& name : names) Answer(name);
     EXPECT_TRUE(fDnssd.WaitUntilIdle());
   }
 
@@ -137,7 +145,7 @@ class ZeroConfOutOfMemory : public ::testing::Test {
       Network network(others);
       failed = AnnounceLate(network, nth);
       std::vector<std::string> expected = network.Names();
-      network.AnswerAll(false);
+      network.AnswerAll();
       const std::string logged = Logged();
       if (logged.empty()) {
         network.Answer("late");
@@ -197,11 +205,9 @@ TEST_F(ZeroConfOutOfMemory, ALookupThatCannotGiveWayIsNotLost) {
   for (int nth = 1;; ++nth) {
     Network network(50);
     gTried = false;
-    gFailNext = nth;
-    gNow += steady_clock::duration(ZeroConfEngine::kPlaceTime).count();
+    gFailNext = nth;  // the first two are to give way
     ASSERT_TRUE(Eventually([] { return gTried.load(); }));
-    // From the back, so that places come free for those that gave way.
-    network.AnswerAll(true);
+    network.AnswerAll();
     EXPECT_THAT(network.Resolved(), UnorderedElementsAreArray(network.Names())) << nth;
     EXPECT_THAT(Logged(), IsEmpty());
     if (!gFailed) break;
