@@ -20,6 +20,7 @@
 #include <memory>
 #include <stdexcept>
 #include <string>
+#include <utility>
 
 #include "devicelist/FirmwarePoller.h"
 #include "devicelist/HTTPPoller.h"
@@ -59,12 +60,13 @@ class NameServer {
   }
 
   /// Answers every query with "no such name" until the request has ended, and
-  /// says how many of them were for an IPv4 address.
-  [[nodiscard]] int DenyUntilEnd(const std::future<bool>& request) const {
+  /// says how many of them were for the IPv4 address of `host`: look-ups that
+  /// were cancelled before ask on for theirs.
+  [[nodiscard]] int DenyUntilEnd(const std::future<bool>& request, const std::string& host) const {
     int denied = 0;
     while (request.wait_for(0s) != std::future_status::ready) {
       pollfd wait{fSocket.Get(), POLLIN, 0};
-      if (::poll(&wait, 1, 10) == 1 && DenyNext() == kAddress) ++denied;
+      if (::poll(&wait, 1, 10) == 1 && DenyNext() == Question{host, kAddress}) ++denied;
     }
     return denied;
   }
@@ -73,20 +75,27 @@ class NameServer {
   static constexpr std::size_t kHeaderBytes = 12;
   static constexpr int kAddress = 1;  // the type of record that holds an IPv4 address
 
-  /// The type of record that was asked for.
-  [[nodiscard]] int DenyNext() const {
+  /// The name and the type of record that are asked for.
+  using Question = std::pair<std::string, int>;
+
+  [[nodiscard]] Question DenyNext() const {
     unsigned char message[512] = {};
     sockaddr_in from{};
     socklen_t fromLength = sizeof(from);
     auto* peer = reinterpret_cast<sockaddr*>(&from);
     ::recvfrom(fSocket.Get(), message, sizeof(message), 0, peer, &fromLength);
     std::size_t end = kHeaderBytes;
-    while (message[end] != 0 && end < sizeof(message) / 2) end += 1U + message[end];
+    std::string name;
+    while (message[end] != 0 && end < sizeof(message) / 2) {
+      const std::size_t length = message[end];
+      name += (name.empty() ? "" : ".") + std::string(reinterpret_cast<char*>(message) + end + 1, length);
+      end += 1U + length;
+    }
     message[2] = 0x81;  // an answer
     message[3] = 0x83;  // no such name
     std::fill(message + 6, message + kHeaderBytes, '\0');
     ::sendto(fSocket.Get(), message, end + 5, 0, peer, fromLength);
-    return message[end + 2];
+    return {name, message[end + 2]};
   }
 
   vorn::FileDescriptor fSocket;
@@ -125,8 +134,8 @@ TEST(HTTPLookup, AFailedLookupIsTriedOnce) {
   const NameServer server;
   HTTPPoller poller;
   auto request = std::async(std::launch::async,
-                            [&] { return poller.DoRequest("http://unit.vorn.example/", {}).has_value(); });
-  EXPECT_EQ(server.DenyUntilEnd(request), 1);
+                            [&] { return poller.DoRequest("http://denied.vorn.example/", {}).has_value(); });
+  EXPECT_EQ(server.DenyUntilEnd(request, "denied.vorn.example"), 1);
   EXPECT_FALSE(request.get());
 }
 
@@ -175,14 +184,18 @@ TEST(HTTPLookup, HonoursTheEnvironmentsProxyExceptForLocalHosts) {
   const ScopedEnvironment environment("http_proxy", proxy.Url(""));
   const auto hosts = std::make_shared<LocalHosts>();
   hosts->Replace({{"studio-a.local", {"127.0.0.1"}}});
-  HTTPPoller poller(hosts, 2s);
+  HTTPPoller poller(hosts);
   server.Reply("/x", 200, "direct");
+  const auto answer = [&poller](const std::string& url) {
+    const auto response = poller.DoRequest(url, {});
+    return response ? response->first : "no answer";
+  };
 
-  EXPECT_EQ(poller.DoRequest("http://updates.vorn.example/x", {})->first, "proxy");
-  EXPECT_EQ(poller.DoRequest("http://studio-a.local:" + server.PortText() + "/x", {})->first, "direct");
+  EXPECT_EQ(answer("http://updates.vorn.example/x"), "proxy");
+  EXPECT_EQ(answer("http://studio-a.local:" + server.PortText() + "/x"), "direct");
   EXPECT_FALSE(poller.DoRequest("http://vorn-no-such-unit.local/x", {}));
   EXPECT_FALSE(HTTPPoller(nullptr, 2s).DoRequest("http://vorn-no-such-unit.local/x", {}));
-  EXPECT_EQ(poller.DoRequest("http://updates.vorn.example/y", {})->first, "proxy");
+  EXPECT_EQ(answer("http://updates.vorn.example/y"), "proxy");
   EXPECT_THAT(proxy.Targets(), ElementsAre("http://updates.vorn.example/x", "http://updates.vorn.example/y"));
 }
 

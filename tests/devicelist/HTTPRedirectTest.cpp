@@ -2,9 +2,11 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <future>
 #include <string>
 
 #include "devicelist/HTTPPoller.h"
+#include "tests/support/Eventually.h"
 #include "tests/support/LoopbackServer.h"
 
 namespace DeviceList {
@@ -14,6 +16,7 @@ using namespace std::chrono_literals;
 using namespace std::string_literals;
 using ::testing::ElementsAre;
 using ::testing::SizeIs;
+using vorn::testing::Eventually;
 using vorn::testing::Exchange;
 using vorn::testing::LoopbackServer;
 
@@ -78,9 +81,12 @@ TEST_F(HTTPRedirectTest, GoesToHTTPSOnTheSameHost) {
   fServer.HandleOthers([](Exchange& exchange) { exchange.Close(); });
   LoopbackServer tls;
   Redirect("/y", "https://127.0.0.1:" + tls.PortText() + "/");
-  HTTPPoller poller(nullptr, 500ms);
-  EXPECT_FALSE(poller.DoRequest(fServer.Url("/y"), {}));
-  EXPECT_EQ(tls.ConnectionCount(), 1);
+  HTTPPoller poller;
+  auto request =
+      std::async(std::launch::async, [&] { return poller.DoRequest(fServer.Url("/y"), {}).has_value(); });
+  EXPECT_TRUE(Eventually([&] { return tls.ConnectionCount() == 1; }));
+  poller.Cancel();
+  EXPECT_FALSE(request.get());
   EXPECT_EQ(tls.RequestCount(), 0U);
 }
 

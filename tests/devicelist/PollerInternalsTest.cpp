@@ -196,7 +196,7 @@ TEST(PollerInternals, WaitsForARunningCheckAndGoesNoFurther) {
       std::make_unique<PollerInternals>(kNoPause, Checks{slow, Scripted(diary, "next", {Response::Done})});
   ASSERT_TRUE(Eventually([&] { return inside.load(); }));
   std::thread release([&] {
-    std::this_thread::sleep_for(50ms);  // well into the destructor
+    std::this_thread::sleep_for(500ms);  // well into the destructor
     mayLeave = true;
   });
   internals.reset();
