@@ -56,18 +56,26 @@ void SupervisedDeviceList::Rebuild() {
   try {
     fList = fMakers.list([this](std::vector<ExtendedDeviceInfo> list) { TakeList(std::move(list)); });
   } catch (const std::exception& error) {  // no thread or no descriptor left
-    vorn::WriteToConsole(std::string("the network cannot be browsed, trying again: ") + error.what());
+    TellOfFailure(std::string("the network cannot be browsed, trying again: ") + error.what());
     fBuiltGeneration = fGeneration - 1;
   }
 }
 
 void SupervisedDeviceList::CheckList() {
   fRetryTimer.SetNextFireDate(In(fMakers.retryTime));
-  if (fState == State::kAnswering && fList && fFailedEngines != vorn::ZeroConfEngine::FailedEngines()) {
-    vorn::WriteToConsole("the network is not browsed any more, beginning anew");
-    fBuiltGeneration = fGeneration - 1;
+  if (fState == State::kAnswering && fList) {
+    if (fFailedEngines == vorn::ZeroConfEngine::FailedEngines()) {
+      fToldOfFailure = false;
+    } else {
+      TellOfFailure("the network is not browsed any more, beginning anew");
+      fBuiltGeneration = fGeneration - 1;
+    }
   }
   fResponderItem.Queue();
+}
+
+void SupervisedDeviceList::TellOfFailure(const std::string& message) {
+  if (!std::exchange(fToldOfFailure, true)) vorn::WriteToConsole(message);
 }
 
 void SupervisedDeviceList::TakeList(std::vector<ExtendedDeviceInfo> list) {

@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <functional>
 #include <memory>
+#include <string>
 #include <vector>
 
 #include "AVB/Util/ResponderMonitor.h"
@@ -25,8 +26,8 @@ namespace DeviceList {
 /// only after the responder has answered a probe, and an old one is left after
 /// half a second if it is stuck, so that no thread of the owner's waits for a
 /// responder. One whose browsing is refused, or ends by itself, under a
-/// responder that answers is replaced as well, and the console is told. One such
-/// list a process.
+/// responder that answers is replaced as well, and the console is told, once until
+/// one goes well. One such list a process.
 ///
 /// Lives on the thread that constructs it; both callbacks run there, from its
 /// run loop.
@@ -67,6 +68,7 @@ class SupervisedDeviceList : private vorn::WorkLoop {
   bool HandleResponder();
   void Rebuild();
   void CheckList();
+  void TellOfFailure(const std::string& message);
   void TakeList(std::vector<ExtendedDeviceInfo> list);
   void EndHold();
   void ArmHoldTimer();
@@ -80,6 +82,7 @@ class SupervisedDeviceList : private vorn::WorkLoop {
   State fState = State::kUnknown;
   unsigned fBuiltGeneration = 0;
   std::size_t fFailedEngines = 0;  // of this process, before the list was built
+  bool fToldOfFailure = false;     // since a list last went well
   std::atomic<State> fReportedState{State::kUnknown};
   std::atomic<unsigned> fGeneration{0};  // how often a responder was found answering
   vorn::CppWorkItem fResponderItem;

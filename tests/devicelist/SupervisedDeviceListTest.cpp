@@ -263,6 +263,29 @@ TEST_F(SupervisedDeviceListRetryTest, ListThatTheResponderRefusesIsTriedAgain) {
   EXPECT_EQ(fAliveAtOnce, 1);
 }
 
+TEST_F(SupervisedDeviceListRetryTest, ARefusalThatLastsIsToldOnce) {
+  const auto count = [](const std::string& console) {
+    int lines = 0;
+    for (auto at = console.find("anew"); at != std::string::npos; at = console.find("anew", at + 1)) ++lines;
+    return lines;
+  };
+  ::testing::internal::CaptureStderr();
+  fNetwork.browseError = kDNSServiceErr_Unknown;
+  Report(State::kAnswering);
+  EXPECT_TRUE(TurnLoopUntil([&] { return fBuilt > 3; }));
+  EXPECT_EQ(count(::testing::internal::GetCapturedStderr()), 1);
+
+  fNetwork.browseError = kDNSServiceErr_NoError;
+  EXPECT_TRUE(TurnLoopUntil([&] { return !fNetwork.Begun().empty(); }));
+  const auto wentWell = steady_clock::now() + 4 * kShortRetry;
+  EXPECT_TRUE(TurnLoopUntil([&] { return steady_clock::now() >= wentWell; }));
+  ::testing::internal::CaptureStderr();
+  EndBrowsing();
+  const int before = fBuilt;
+  EXPECT_TRUE(TurnLoopUntil([&] { return fBuilt > before; }));
+  EXPECT_EQ(count(::testing::internal::GetCapturedStderr()), 1) << "another failure";
+}
+
 TEST_F(SupervisedDeviceListRetryTest, ListWhoseBrowsingEndsIsBuiltAnew) {
   Report(State::kAnswering);
   fPublish({Unit("desk", "1")});
