@@ -46,7 +46,11 @@ struct ScriptedDNSSD::Operation {
 };
 
 ScriptedDNSSD::ScriptedDNSSD() = default;
-ScriptedDNSSD::~ScriptedDNSSD() = default;
+
+// An engine that has been left behind may still be about to release what it holds.
+ScriptedDNSSD::~ScriptedDNSSD() {
+  WaitFor([this] { return fReleased.size() >= fBegun.size(); });
+}
 
 std::string TxtBytes(const std::vector<std::string>& items) {
   std::string bytes;
