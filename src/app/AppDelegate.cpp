@@ -37,8 +37,10 @@ AppDelegate::~AppDelegate() {
   fDeviceList.reset();
   fController.reset();  // before what it calls on its way out
   fStatusMenu.reset();
+  if (!fVirtualEntity) return;
   // A job may still hold the entity; what belongs to the main thread stays here.
-  if (fVirtualEntity) fVirtualEntity->setFVirtualEntityMenuItem(nullptr);
+  fVirtualEntity->setFVirtualEntityMenuItem(nullptr);
+  fVirtualEntity->stopEnumerations();
 }
 
 void AppDelegate::applicationDidFinishLaunching(const ActivationRequest* launchNotification) {

@@ -18,6 +18,9 @@ class VirtualEntity {
   /// Finds the capable interfaces and makes the submenu; whether there is one.
   /// Blocks for a second or more: on a background thread.
   virtual bool EnumerateAVBInterfaces() = 0;
+  /// Ends an enumeration in progress, and each later one, at once and without
+  /// result: the program ends. Any thread.
+  virtual void stopEnumerations() = 0;
   /// Gives the item, and those set before it, the submenu that was found last.
   /// Main thread.
   virtual void installSubmenus() = 0;

@@ -81,6 +81,10 @@ bool VirtualEntityMenu::EnumerateAVBInterfaces() {
   return fEntity.EnumerateAVBInterfaces();
 }
 
+void VirtualEntityMenu::stopEnumerations() {
+  fEntity.StopListings();
+}
+
 void VirtualEntityMenu::installSubmenus() {
   forgetClosedMenus();
   const auto description = fDescription->Submenu();

@@ -27,6 +27,7 @@ class VirtualEntityMenu final : public VirtualEntity {
 
   void setFVirtualEntityMenuItem(std::shared_ptr<QAction> item) override;
   bool EnumerateAVBInterfaces() override;
+  void stopEnumerations() override;
   void installSubmenus() override;
   void EnableDisableVirtualAudio(QAction* sender) override;
 

@@ -309,6 +309,7 @@ TEST_F(AppDelegateTest, SurvivesItsEndDuringTheEnumeration) {
   fDelegate->addListener(&listener);
   fDelegate.reset();
   EXPECT_EQ(fEnvironment.entityItem, nullptr) << "menu items stay on the main thread";
+  EXPECT_EQ(fEnvironment.Count("stop enumerations"), 1U) << "nobody waits for its result";
   RunBackground();
   RunMain();
   EXPECT_THAT(listener.settings.actions(), IsEmpty());

@@ -24,6 +24,7 @@ class ScriptedEntity final : public VirtualEntity {
     fEnvironment.journal.push_back("enumerate");
     return fEnvironment.hasAVBInterfaces;
   }
+  void stopEnumerations() override { fEnvironment.journal.push_back("stop enumerations"); }
   void installSubmenus() override { fEnvironment.journal.push_back("install submenus"); }
   void EnableDisableVirtualAudio(QAction* sender) override { fEnvironment.toggled = sender; }
 
