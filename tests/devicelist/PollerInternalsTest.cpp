@@ -17,6 +17,7 @@
 
 #include "devicelist/PollerInternals.h"
 #include "tests/support/Eventually.h"
+#include "tests/support/NoThreadsToBeHad.h"
 
 namespace DeviceList {
 namespace {
@@ -25,6 +26,7 @@ using namespace std::chrono_literals;
 using ::testing::ElementsAre;
 using ::testing::ElementsAreArray;
 using vorn::testing::Eventually;
+using vorn::testing::NoThreadsToBeHad;
 
 using Clock = std::chrono::steady_clock;
 using State = vorn::optional<std::string>;
@@ -253,28 +255,6 @@ TEST(PollerInternals, TakesNoSignalsAndLeavesTheCallersMaskAlone) {
   for (int signal = 1; signal < 32; ++signal)
     EXPECT_EQ(sigismember(&before, signal), sigismember(&after, signal));
 }
-
-/// While it lives, threads ask for more stack than any machine has.
-class NoThreadsToBeHad {
- public:
-  NoThreadsToBeHad() {
-    pthread_getattr_default_np(&fBefore);
-    pthread_attr_t huge;
-    pthread_attr_init(&huge);
-    pthread_attr_setstacksize(&huge, std::size_t{1} << 48);
-    pthread_setattr_default_np(&huge);
-    pthread_attr_destroy(&huge);
-  }
-  ~NoThreadsToBeHad() {
-    pthread_setattr_default_np(&fBefore);
-    pthread_attr_destroy(&fBefore);
-  }
-  NoThreadsToBeHad(const NoThreadsToBeHad&) = delete;
-  NoThreadsToBeHad& operator=(const NoThreadsToBeHad&) = delete;
-
- private:
-  pthread_attr_t fBefore{};
-};
 
 TEST(PollerInternals, SaysSoWhenThereIsNoThreadToBeHad) {
   Diary diary;
