@@ -6,6 +6,12 @@ import re
 ROOT = pathlib.Path(__file__).resolve().parent.parent
 
 
+def versions() -> set[str]:
+    """The versions that have been released."""
+    text = (ROOT / "CHANGELOG.md").read_text(encoding="utf-8")
+    return set(re.findall(r"^## ([0-9.]+) ", text, flags=re.MULTILINE))
+
+
 def items(version: str) -> list[str]:
     """The items of a version's section, else of the unreleased one, each on one line."""
     parts = re.split(r"^## ", (ROOT / "CHANGELOG.md").read_text(encoding="utf-8"), flags=re.MULTILINE)[1:]

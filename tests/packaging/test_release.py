@@ -70,6 +70,14 @@ class Project:
         ]
 
 
+def test_the_metainfo_begins_with_the_version_of_the_project():
+    version = subprocess.run([ROOT / "scripts/version"], check=True, capture_output=True, text=True).stdout.strip()
+    metainfo = ElementTree.parse(ROOT / "packaging" / "metainfo.xml.in")
+    newest = next(metainfo.iter("release"))
+    assert newest.get("version") == version
+    assert [item for item in newest.iter("li")], "what is new in it"
+
+
 @pytest.fixture
 def project(tmp_path):
     return Project(tmp_path)
