@@ -22,8 +22,7 @@ FileDescriptor MakeFileBeside(const std::filesystem::path& path, std::string& na
   FileDescriptor file;
   for (int i = 0; i < kMaxAttempts && !file; ++i) {
     name = stem + std::to_string(::getpid()) + "-" + std::to_string(i);
-    // Opened with its final permissions: the mask is the kernel's to apply, it cannot be asked without being
-    // set.
+    // Opened with its final permissions: the mask is the kernel's to apply, as asking for it sets it.
     file = FileDescriptor(::open(name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0644));
     if (!file && errno != EEXIST) break;
   }

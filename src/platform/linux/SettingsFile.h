@@ -53,8 +53,8 @@ class SettingsFile {
   /// the last call (or was never read), `values` is replaced by what they left
   /// there, `changes` not included; else, and unless kSaved, it is as it was.
   /// With no changes it only reads, and a file that holds them all is not
-  /// written. What would make the file larger than kMaxSize fails. Waits at most a fraction of a second for
-  /// another process's lock.
+  /// written. What would make the file larger than kMaxSize fails. Waits at most
+  /// a fraction of a second for another process's lock.
   [[nodiscard]] Outcome Synchronize(const Values& changes, Values& values);
 
   [[nodiscard]] const std::filesystem::path& Path() const { return fPath; }
