@@ -4,7 +4,7 @@
 packages_for() {
   case $1 in
     build)
-      echo g++ cmake ninja-build pkg-config libavahi-compat-libdnssd-dev libavahi-common-dev libdbus-1-dev libxcb1-dev \
+      echo g++ cmake ninja-build pkg-config libavahi-compat-libdnssd-dev libavahi-client-dev libdbus-1-dev libxcb1-dev \
         'libcurl4-gnutls-dev|libcurl4-openssl-dev' nlohmann-json3-dev qt6-base-dev qt6-base-dev-tools qt6-svg-dev
       ;;
     studio)

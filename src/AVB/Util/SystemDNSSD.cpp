@@ -5,13 +5,11 @@
 
 #include <cstdlib>
 #include <cstring>
+#include <system_error>
 #include <utility>
 
 namespace vorn {
 namespace {
-
-constexpr std::uint16_t kRecordTypeA = 1;
-constexpr std::uint16_t kRecordClassIN = 1;
 
 void* AllocateZeroed(std::size_t size) {
   return std::calloc(1, size);
@@ -31,6 +29,7 @@ struct SystemDNSSD::Operation {
   DNSServiceBrowseReply browse = nullptr;
   DNSServiceResolveReply resolve = nullptr;
   DNSServiceGetAddrInfoReply address = nullptr;
+  std::shared_ptr<AddressLookup> lookup = nullptr;
 
   static const Operation* Checked(void* tagged, Kind expected) {
     const auto* operation = static_cast<const Operation*>(tagged);
@@ -51,21 +50,6 @@ struct SystemDNSSD::Operation {
     const Operation* operation = Checked(tagged, Kind::kResolve);
     if (operation == nullptr) return;
     operation->resolve(ref, flags, interfaceIndex, error, fullName, host, port, txtLength, txt,
-                       operation->context);
-  }
-
-  static void OnRecord(DNSServiceRef ref, DNSServiceFlags flags, std::uint32_t interfaceIndex,
-                       DNSServiceErrorType error, const char* fullName, std::uint16_t type,
-                       std::uint16_t /*class*/, std::uint16_t length, const void* data,
-                       std::uint32_t timeToLive, void* tagged) {
-    const Operation* operation = Checked(tagged, Kind::kAddress);
-    if (operation == nullptr) return;
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    const bool usable = type == kRecordTypeA && data != nullptr && length == sizeof address.sin_addr;
-    if (usable) std::memcpy(&address.sin_addr, data, sizeof address.sin_addr);
-    operation->address(ref, flags, interfaceIndex, error, fullName,
-                       usable ? reinterpret_cast<const sockaddr*>(&address) : nullptr, timeToLive,
                        operation->context);
   }
 };
@@ -95,9 +79,14 @@ DNSServiceErrorType SystemDNSSD::StartOperation(DNSServiceRef* ref, std::unique_
   if (error == kDNSServiceErr_NoError && *ref != nullptr) {
     node.key() = *ref;
     const std::lock_guard lock(fMutex);
-    fOperations.insert(std::move(node));
+    Insert(std::move(node));
   }
   return error;
+}
+
+void SystemDNSSD::Insert(Operations::node_type operation) {
+  if (operation.mapped()->kind != Kind::kBrowse) ++fResolvesAndLookups;
+  fOperations.insert(std::move(operation));
 }
 
 DNSServiceErrorType SystemDNSSD::Browse(DNSServiceRef* ref, DNSServiceFlags flags,
@@ -128,29 +117,69 @@ DNSServiceErrorType SystemDNSSD::GetAddrInfo(DNSServiceRef* ref, DNSServiceFlags
   if (protocol != kDNSServiceProtocol_IPv4) return kDNSServiceErr_Unsupported;
   auto operation = std::make_unique<Operation>(Operation{Kind::kAddress, context});
   operation->address = callback;
-  return StartOperation(ref, std::move(operation), [&](DNSServiceRef* out, void* tagged) {
-    return ::DNSServiceQueryRecord(out, 0, interfaceIndex, hostName, kRecordTypeA, kRecordClassIN,
-                                   Operation::OnRecord, tagged);
-  });
+  try {
+    const auto lookup = std::make_shared<AddressLookup>(interfaceIndex, hostName);
+    operation->lookup = lookup;
+    // The library has no part in it, so its own place in memory is its reference.
+    const auto own = reinterpret_cast<DNSServiceRef>(operation.get());
+    Operations place;
+    place.emplace(own, std::move(operation));
+    const std::lock_guard lock(fMutex);
+    if (!fSession) fSession = std::make_unique<AddressSession>();
+    fSession->Begin(lookup);
+    Insert(place.extract(place.begin()));
+    *ref = own;
+  } catch (const std::system_error&) {  // no descriptor or no thread to be had
+    return kDNSServiceErr_NoMemory;
+  }
+  return kDNSServiceErr_NoError;
+}
+
+std::optional<SystemDNSSD::Operation> SystemDNSSD::FindAddressOperation(DNSServiceRef ref) {
+  const std::lock_guard lock(fMutex);
+  const auto found = fOperations.find(ref);
+  if (found == fOperations.end() || found->second->kind != Kind::kAddress) return std::nullopt;
+  return *found->second;
 }
 
 int SystemDNSSD::RefSockFD(DNSServiceRef ref) {
-  return ::DNSServiceRefSockFD(ref);
+  const auto operation = FindAddressOperation(ref);
+  return operation ? operation->lookup->Socket() : ::DNSServiceRefSockFD(ref);
 }
 
 DNSServiceErrorType SystemDNSSD::ProcessResult(DNSServiceRef ref) {
-  return ::DNSServiceProcessResult(ref);
+  const auto operation = FindAddressOperation(ref);  // a copy: the callback may deallocate it
+  if (!operation) return ::DNSServiceProcessResult(ref);
+  const auto answer = operation->lookup->Take();
+  if (!answer) return kDNSServiceErr_NoError;
+  sockaddr_in address{};
+  address.sin_family = AF_INET;
+  if (answer->address) address.sin_addr = *answer->address;
+  operation->address(
+      ref, answer->flags, answer->interfaceIndex, answer->error, operation->lookup->hostName.c_str(),
+      answer->address ? reinterpret_cast<const sockaddr*>(&address) : nullptr, 0, operation->context);
+  return kDNSServiceErr_NoError;
 }
 
 void SystemDNSSD::RefDeallocate(DNSServiceRef ref) {
   // Taken out before the library frees the reference, whose address another
-  // thread's operation may get at once; destroyed after.
+  // thread's operation may get at once; destroyed after. So is a session that
+  // nobody needs any more, because its end may wait for the responder.
   Operations::node_type operation;
+  std::unique_ptr<AddressSession> unneeded;
+  bool isAddress = false;
   {
     const std::lock_guard lock(fMutex);
     operation = fOperations.extract(ref);
+    isAddress = !operation.empty() && operation.mapped()->kind == Kind::kAddress;
+    if (isAddress && !operation.mapped()->lookup->Settled()) {
+      operation.mapped()->lookup->GiveUp();
+      fSession->Wake();
+    }
+    const bool isBrowse = operation.empty() || operation.mapped()->kind == Kind::kBrowse;
+    if (!isBrowse && --fResolvesAndLookups == 0) unneeded = std::move(fSession);
   }
-  ::DNSServiceRefDeallocate(ref);
+  if (!isAddress) ::DNSServiceRefDeallocate(ref);
 }
 
 }  // namespace vorn

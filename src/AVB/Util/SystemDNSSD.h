@@ -1,20 +1,23 @@
 #pragma once
 
+#include <cstddef>
 #include <map>
 #include <memory>
 #include <mutex>
+#include <optional>
 
+#include "AVB/Util/AddressSession.h"
 #include "AVB/Util/DNSSD.h"
 
 namespace vorn {
 
 /// DNSSD over the DNS-SD compatibility library of Avahi.
 ///
-/// It supplies what that library lacks or gets wrong: the address lookup, made
-/// from a record query; memory that is zeroed when handed out, since the
-/// library leaves callback fields of re-used memory unset; and contexts that
-/// carry their operation's kind, so that a reply that reaches the wrong
-/// callback is dropped.
+/// It supplies what that library lacks or gets wrong: the address lookup, by
+/// Avahi's own client library; memory that is zeroed when handed out, since the
+/// compatibility library leaves callback fields of re-used memory unset; and
+/// contexts that carry their operation's kind, so that a reply that reaches the
+/// wrong callback is dropped.
 class SystemDNSSD final : public DNSSD {
  public:
   /// The one instance, never destroyed, since a thread stuck in the library may
@@ -31,8 +34,10 @@ class SystemDNSSD final : public DNSSD {
   DNSServiceErrorType Resolve(DNSServiceRef* ref, DNSServiceFlags flags, std::uint32_t interfaceIndex,
                               const char* name, const char* type, const char* domain,
                               DNSServiceResolveReply callback, void* context) override;
-  /// Looks up one kind of address only, IPv4. A host without such an address
-  /// never calls back.
+  /// Looks up one kind of address only, IPv4, and calls back once, with a time
+  /// to live of 0: the responder does not tell it. A host without such an
+  /// address never calls back. Does not wait for the responder: what it refuses
+  /// comes as a reply with an error.
   DNSServiceErrorType GetAddrInfo(DNSServiceRef* ref, DNSServiceFlags flags, std::uint32_t interfaceIndex,
                                   std::uint32_t protocol, const char* hostName,
                                   DNSServiceGetAddrInfoReply callback, void* context) override;
@@ -49,8 +54,15 @@ class SystemDNSSD final : public DNSSD {
   template <typename Start>
   DNSServiceErrorType StartOperation(DNSServiceRef* ref, std::unique_ptr<Operation> operation, Start start);
 
-  std::mutex fMutex;       // guards fOperations
-  Operations fOperations;  // the library's contexts, while it may use them
+  // The caller holds the mutex.
+  void Insert(Operations::node_type operation);
+
+  std::optional<Operation> FindAddressOperation(DNSServiceRef ref);
+
+  std::mutex fMutex;                         // guards everything below
+  Operations fOperations;                    // among them the library's contexts, while it may use them
+  std::size_t fResolvesAndLookups = 0;       // how many of them are no browse
+  std::unique_ptr<AddressSession> fSession;  // from the first address lookup until none of those is left
 };
 
 }  // namespace vorn

@@ -1,15 +1,23 @@
+#include <arpa/inet.h>
 #include <avahi-common/malloc.h>
 #include <gtest/gtest.h>
 #include <netinet/in.h>
+#include <poll.h>
 
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
+#include <memory>
 #include <new>
+#include <ranges>
 #include <string>
 #include <vector>
 
 #include "AVB/Util/SystemDNSSD.h"
+#include "tests/AVB/Util/FakeResponder.h"
+#include "tests/AVB/Util/SystemBus.h"
 #include "tests/support/FailingAllocation.h"
+#include "tests/support/NoThreadsToBeHad.h"
 
 // A stand-in for the compatibility library, linked in its place: it keeps what
 // it was given, so that a test can call back as the library does, or as it does
@@ -19,15 +27,12 @@ namespace {
 struct Given {
   DNSServiceBrowseReply browse = nullptr;
   DNSServiceResolveReply resolve = nullptr;
-  DNSServiceQueryRecordReply query = nullptr;
   void* context = nullptr;
   DNSServiceFlags flags = 99;
   std::uint32_t interfaceIndex = 99;
   const char* name = nullptr;  // the texts are the test's own literals
   const char* type = nullptr;
   const char* domain = nullptr;
-  std::uint16_t recordType = 0;
-  std::uint16_t recordClass = 0;
 };
 Given gGiven;
 DNSServiceRef gAskedForSocket = nullptr;
@@ -72,19 +77,6 @@ DNSServiceErrorType DNSServiceResolve(DNSServiceRef* ref, DNSServiceFlags flags,
   gGiven.domain = domain;
   return Begin(ref);
 }
-DNSServiceErrorType DNSServiceQueryRecord(DNSServiceRef* ref, DNSServiceFlags flags, uint32_t interfaceIndex,
-                                          const char* host, uint16_t type, uint16_t recordClass,
-                                          DNSServiceQueryRecordReply callback, void* context) {
-  gGiven = {};
-  gGiven.query = callback;
-  gGiven.context = context;
-  gGiven.flags = flags;
-  gGiven.interfaceIndex = interfaceIndex;
-  gGiven.name = host;
-  gGiven.recordType = type;
-  gGiven.recordClass = recordClass;
-  return Begin(ref);
-}
 int DNSServiceRefSockFD(DNSServiceRef ref) {
   gAskedForSocket = ref;
   return 5;
@@ -104,13 +96,21 @@ namespace {
 // What our own callbacks were called with.
 struct Seen {
   int calls = 0;
-  void* context = nullptr;
+  DNSServiceRef ref = nullptr;
+  DNSServiceFlags flags = 99;
+  std::uint32_t interfaceIndex = 0;
+  DNSServiceErrorType error = kDNSServiceErr_NoError;
   std::string name;
-  bool hasAddress = false;
-  in_addr address{};
-  DNSServiceFlags flags = 0;
+  std::string address;
+  void* context = nullptr;
 };
 Seen gSeen;
+
+std::string Text(const sockaddr* address) {
+  if (address == nullptr) return "none";
+  char text[INET_ADDRSTRLEN];
+  return ::inet_ntop(AF_INET, &reinterpret_cast<const sockaddr_in*>(address)->sin_addr, text, sizeof text);
+}
 
 void OnBrowse(DNSServiceRef, DNSServiceFlags, std::uint32_t, DNSServiceErrorType, const char* name,
               const char*, const char*, void* context) {
@@ -124,14 +124,10 @@ void OnResolve(DNSServiceRef, DNSServiceFlags, std::uint32_t, DNSServiceErrorTyp
   gSeen.context = context;
   gSeen.name = fullName;
 }
-void OnAddress(DNSServiceRef, DNSServiceFlags flags, std::uint32_t, DNSServiceErrorType, const char* host,
-               const sockaddr* address, std::uint32_t, void* context) {
-  ++gSeen.calls;
-  gSeen.context = context;
-  gSeen.name = host;
-  gSeen.flags = flags;
-  gSeen.hasAddress = address != nullptr;
-  if (address != nullptr) gSeen.address = reinterpret_cast<const sockaddr_in*>(address)->sin_addr;
+void OnAddress(DNSServiceRef ref, DNSServiceFlags flags, std::uint32_t interfaceIndex,
+               DNSServiceErrorType error, const char* host, const sockaddr* address, std::uint32_t,
+               void* context) {
+  gSeen = {gSeen.calls + 1, ref, flags, interfaceIndex, error, host, Text(address), context};
 }
 
 class SystemDNSSDTest : public ::testing::Test {
@@ -142,14 +138,7 @@ class SystemDNSSDTest : public ::testing::Test {
     gError = kDNSServiceErr_NoError;
     gProcessError = kDNSServiceErr_NoError;
   }
-  DNSServiceRef LookUp(std::uint32_t protocol = kDNSServiceProtocol_IPv4) {
-    DNSServiceRef ref = nullptr;
-    fError = fDnssd.GetAddrInfo(&ref, 77, 3, protocol, "box.local.", OnAddress, &fMine);
-    return ref;
-  }
-
   SystemDNSSD& fDnssd = SystemDNSSD::Instance();
-  DNSServiceErrorType fError = 0;
   int fMine = 0;
 };
 
@@ -191,7 +180,8 @@ TEST_F(SystemDNSSDTest, PassesAResolvesArgumentsOn) {
 }
 
 TEST_F(SystemDNSSDTest, AsksTheLibraryForAnOperationsSocketAndReplies) {
-  const DNSServiceRef ref = LookUp();
+  DNSServiceRef ref = nullptr;
+  fDnssd.Resolve(&ref, 0, 1, "a", "_http._tcp.", "local.", OnResolve, &fMine);
   EXPECT_EQ(5, fDnssd.RefSockFD(ref));
   EXPECT_EQ(ref, gAskedForSocket);
   EXPECT_EQ(kDNSServiceErr_NoError, fDnssd.ProcessResult(ref));
@@ -199,42 +189,7 @@ TEST_F(SystemDNSSDTest, AsksTheLibraryForAnOperationsSocketAndReplies) {
   gProcessError = kDNSServiceErr_Unknown;
   EXPECT_EQ(kDNSServiceErr_Unknown, fDnssd.ProcessResult(ref));
   fDnssd.RefDeallocate(ref);
-}
-
-TEST_F(SystemDNSSDTest, LooksUpAddressesByTheRecordOfTheirKind) {
-  const DNSServiceRef ref = LookUp();
-  ASSERT_NE(nullptr, ref);
-  EXPECT_STREQ("box.local.", gGiven.name);
-  EXPECT_EQ(3U, gGiven.interfaceIndex);
-  EXPECT_EQ(1, gGiven.recordType);
-  EXPECT_EQ(1, gGiven.recordClass);
-  EXPECT_EQ(0U, gGiven.flags);
-  const unsigned char record[] = {192, 168, 1, 20};
-  gGiven.query(ref, kDNSServiceFlagsAdd, 3, 0, "box.local.", 1, 1, 4, record, 120, gGiven.context);
-  EXPECT_EQ(1, gSeen.calls);
-  EXPECT_EQ(&fMine, gSeen.context);
-  ASSERT_TRUE(gSeen.hasAddress);
-  EXPECT_EQ(0, std::memcmp(&gSeen.address, record, 4));
-  EXPECT_EQ(DNSServiceFlags{kDNSServiceFlagsAdd}, gSeen.flags);
-  fDnssd.RefDeallocate(ref);
-}
-
-TEST_F(SystemDNSSDTest, ARecordThatIsNoAddressBringsNone) {
-  const DNSServiceRef ref = LookUp();
-  const unsigned char record[16] = {};
-  gGiven.query(ref, kDNSServiceFlagsAdd, 3, 0, "box.local.", 28, 1, 16, record, 120, gGiven.context);
-  EXPECT_FALSE(gSeen.hasAddress);
-  gGiven.query(ref, kDNSServiceFlagsAdd, 3, 0, "box.local.", 1, 1, 3, record, 120, gGiven.context);
-  EXPECT_FALSE(gSeen.hasAddress);
-  gGiven.query(ref, kDNSServiceFlagsAdd, 3, 0, "box.local.", 1, 1, 4, nullptr, 120, gGiven.context);
-  EXPECT_FALSE(gSeen.hasAddress);
-  EXPECT_EQ(3, gSeen.calls);
-  fDnssd.RefDeallocate(ref);
-}
-
-TEST_F(SystemDNSSDTest, RefusesOtherProtocols) {
-  EXPECT_EQ(nullptr, LookUp(2));
-  EXPECT_EQ(kDNSServiceErr_Unsupported, fError);
+  EXPECT_EQ(std::vector<DNSServiceRef>{ref}, gReleased);
 }
 
 TEST_F(SystemDNSSDTest, DropsAReplyThatReachesTheCallbackOfAnotherKind) {
@@ -282,6 +237,193 @@ TEST_F(SystemDNSSDTest, AnOperationMayBeReleasedInsideItsOwnCallback) {
   EXPECT_EQ(std::vector<DNSServiceRef>{ref}, gReleased);
 }
 
+// Address lookups are no business of the compatibility library's.
+class SystemDNSSDAddressTest : public SystemDNSSDTest {
+ protected:
+  static void SetUpTestSuite() { gBus = std::make_unique<test::SystemBus>(); }
+  static void TearDownTestSuite() { gBus.reset(); }
+  void SetUp() override {
+    SystemDNSSDTest::SetUp();
+    gBus->Start();
+    fResponder = std::make_unique<test::FakeResponder>();
+  }
+  void TearDown() override {
+    fResponder.reset();
+    gBus->Stop();
+  }
+
+  DNSServiceRef LookUp(const char* host, DNSServiceGetAddrInfoReply callback = OnAddress,
+                       std::uint32_t protocol = kDNSServiceProtocol_IPv4) {
+    DNSServiceRef ref = nullptr;
+    fError = fDnssd.GetAddrInfo(&ref, 0, 3, protocol, host, callback, &fMine);
+    return ref;
+  }
+
+  // Has the responder tell the newest question of that address.
+  void Tell(std::size_t questions, const std::vector<std::uint8_t>& address, const char* signal = "ItemNew") {
+    ASSERT_TRUE(fResponder->WaitForQuestions(questions));
+    fResponder->TellRecord(fResponder->Questions().back(), signal, address);
+  }
+
+  // Serves the operation as the engine does, once it has something to serve.
+  void Serve(DNSServiceRef ref) {
+    pollfd readable{fDnssd.RefSockFD(ref), POLLIN, 0};
+    ASSERT_EQ(1, ::poll(&readable, 1, 30'000));
+    EXPECT_EQ(kDNSServiceErr_NoError, fDnssd.ProcessResult(ref));
+  }
+
+  static std::ptrdiff_t Threads() {
+    return std::ranges::distance(std::filesystem::directory_iterator("/proc/self/task"));
+  }
+
+  static std::unique_ptr<test::SystemBus> gBus;
+  std::unique_ptr<test::FakeResponder> fResponder;
+  DNSServiceErrorType fError = 0;
+};
+
+std::unique_ptr<test::SystemBus> SystemDNSSDAddressTest::gBus;
+
+TEST_F(SystemDNSSDAddressTest, TellsTheAddress) {
+  gAskedForSocket = nullptr;
+  const DNSServiceRef ref = LookUp("box.local.");
+  ASSERT_NE(nullptr, ref);
+  EXPECT_EQ(kDNSServiceErr_NoError, fError);
+  EXPECT_EQ(kDNSServiceErr_NoError, fDnssd.ProcessResult(ref));
+  EXPECT_EQ(0, gSeen.calls);  // nothing to tell yet
+  Tell(1, {192, 168, 1, 20});
+  Serve(ref);
+  EXPECT_EQ(1, gSeen.calls);
+  EXPECT_EQ(ref, gSeen.ref);
+  EXPECT_EQ(&fMine, gSeen.context);
+  EXPECT_EQ("box.local.", gSeen.name);
+  EXPECT_EQ("192.168.1.20", gSeen.address);
+  EXPECT_EQ(7U, gSeen.interfaceIndex);
+  EXPECT_EQ(DNSServiceFlags{kDNSServiceFlagsAdd}, gSeen.flags);
+  EXPECT_EQ(kDNSServiceErr_NoError, gSeen.error);
+  EXPECT_EQ(kDNSServiceErr_NoError, fDnssd.ProcessResult(ref));
+  EXPECT_EQ(1, gSeen.calls);  // once
+  fDnssd.RefDeallocate(ref);
+  EXPECT_EQ(nullptr, gAskedForSocket);
+  EXPECT_TRUE(gReleased.empty());
+}
+
+TEST_F(SystemDNSSDAddressTest, TellsThatARecordHasGoneOrIsNoAddress) {
+  const DNSServiceRef gone = LookUp("gone.local.");
+  Tell(1, {10, 0, 0, 1}, "ItemRemove");
+  Serve(gone);
+  EXPECT_EQ(0U, gSeen.flags);
+  EXPECT_EQ("10.0.0.1", gSeen.address);
+  const DNSServiceRef other = LookUp("other.local.");
+  Tell(2, {10, 0, 0});
+  Serve(other);
+  EXPECT_EQ("none", gSeen.address);
+  EXPECT_EQ(2, gSeen.calls);
+  fDnssd.RefDeallocate(gone);
+  fDnssd.RefDeallocate(other);
+}
+
+TEST_F(SystemDNSSDAddressTest, TellsARefusalByAReply) {
+  fResponder->Refuse("bad.local.");
+  const DNSServiceRef ref = LookUp("bad.local.");
+  Serve(ref);
+  EXPECT_EQ(kDNSServiceErr_Unknown, gSeen.error);
+  EXPECT_EQ("none", gSeen.address);
+  fDnssd.RefDeallocate(ref);
+}
+
+TEST_F(SystemDNSSDAddressTest, RefusesOtherProtocols) {
+  EXPECT_EQ(nullptr, LookUp("box.local.", OnAddress, 2));
+  EXPECT_EQ(kDNSServiceErr_Unsupported, fError);
+}
+
+TEST_F(SystemDNSSDAddressTest, ALookupMayBeReleasedInsideItsOwnCallback) {
+  gDnssdForCallback = &fDnssd;
+  const DNSServiceRef ref =
+      LookUp("box.local.", [](DNSServiceRef given, DNSServiceFlags, std::uint32_t, DNSServiceErrorType,
+                              const char* host, const sockaddr* address, std::uint32_t, void*) {
+        gDnssdForCallback->RefDeallocate(given);
+        ++gSeen.calls;
+        gSeen.name = host;
+        gSeen.address = Text(address);
+      });
+  Tell(1, {10, 0, 0, 1});
+  Serve(ref);
+  EXPECT_EQ(1, gSeen.calls);
+  EXPECT_EQ("box.local.", gSeen.name);
+  EXPECT_EQ("10.0.0.1", gSeen.address);
+}
+
+TEST_F(SystemDNSSDAddressTest, ALookupThatIsReleasedUnansweredIsNoLongerAsked) {
+  const DNSServiceRef kept = LookUp("kept.local.");
+  ASSERT_TRUE(fResponder->WaitForQuestions(1));
+  const DNSServiceRef released = LookUp("released.local.");
+  ASSERT_TRUE(fResponder->WaitForQuestions(2));
+  fDnssd.RefDeallocate(released);
+  EXPECT_TRUE(fResponder->WaitUntilFreed(fResponder->Questions().back()));
+  fDnssd.RefDeallocate(kept);
+}
+
+TEST_F(SystemDNSSDAddressTest, LookupsShareAConnectionThatLastsAsLongAsThereIsAnythingToLookUp) {
+  const std::ptrdiff_t threads = Threads();
+  DNSServiceRef browse = nullptr;
+  fDnssd.Browse(&browse, 0, 0, "_http._tcp", nullptr, OnBrowse, &fMine);
+  DNSServiceRef resolve = nullptr;
+  fDnssd.Resolve(&resolve, 0, 1, "a", "_http._tcp.", "local.", OnResolve, &fMine);
+  EXPECT_EQ(threads, Threads());  // the stand-in library has none
+  fDnssd.RefDeallocate(LookUp("a.local."));
+  EXPECT_EQ(threads + 1, Threads());
+  const DNSServiceRef b = LookUp("b.local.");
+  const DNSServiceRef c = LookUp("c.local.");
+  ASSERT_TRUE(fResponder->WaitForQuestions(2));
+  EXPECT_EQ(threads + 1, Threads());
+  EXPECT_EQ(fResponder->Questions().front().client, fResponder->Questions().back().client);
+  fDnssd.RefDeallocate(resolve);
+  fDnssd.RefDeallocate(b);
+  EXPECT_EQ(threads + 1, Threads());
+  fDnssd.RefDeallocate(c);
+  EXPECT_EQ(threads, Threads());
+  fDnssd.RefDeallocate(browse);
+}
+
+TEST_F(SystemDNSSDAddressTest, WithoutThreadsNothingIsBegun) {
+  {
+    const testing::NoThreadsToBeHad none;
+    EXPECT_EQ(nullptr, LookUp("box.local."));
+    EXPECT_EQ(kDNSServiceErr_NoMemory, fError);
+  }
+  const DNSServiceRef ref = LookUp("box.local.");
+  Tell(1, {10, 0, 0, 1});
+  Serve(ref);
+  EXPECT_EQ("10.0.0.1", gSeen.address);
+  fDnssd.RefDeallocate(ref);
+}
+
+TEST_F(SystemDNSSDAddressTest, WithoutMemoryNothingIsBegun) {
+  for (int nth = 1;; ++nth) {
+    DNSServiceRef ref = nullptr;
+    bool hasThrown = false;
+    bool hasFailed = false;
+    {
+      const testing::FailingAllocation failing(nth);
+      try {
+        fDnssd.GetAddrInfo(&ref, 0, 3, kDNSServiceProtocol_IPv4, "box.local.", OnAddress, &fMine);
+      } catch (const std::bad_alloc&) {
+        hasThrown = true;
+      }
+      hasFailed = failing.HasFailed();
+    }
+    EXPECT_EQ(hasFailed, hasThrown) << nth;
+    EXPECT_EQ(hasThrown, ref == nullptr) << nth;
+    if (ref == nullptr) continue;
+    Tell(1, {10, 0, 0, 1});
+    Serve(ref);
+    EXPECT_EQ("10.0.0.1", gSeen.address);
+    fDnssd.RefDeallocate(ref);
+    EXPECT_GT(nth, 4);  // the operation, its lookup, its place, the session
+    break;
+  }
+}
+
 // Calls `begin`, which begins one operation, with the first allocation failing,
 // then the second, and so on until none does.
 template <typename Begin>
@@ -312,9 +454,6 @@ TEST_F(SystemDNSSDTest, WithoutMemoryNothingIsBegun) {
   });
   FailEachAllocation(fDnssd, kContextAndPlace, [&](DNSServiceRef* ref) {
     fDnssd.Resolve(ref, 0, 1, "a", "_http._tcp.", "local.", OnResolve, &fMine);
-  });
-  FailEachAllocation(fDnssd, kContextAndPlace, [&](DNSServiceRef* ref) {
-    fDnssd.GetAddrInfo(ref, 0, 3, kDNSServiceProtocol_IPv4, "box.local.", OnAddress, &fMine);
   });
 }
 

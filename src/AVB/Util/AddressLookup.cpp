@@ -1,0 +1,32 @@
+#include "AVB/Util/AddressLookup.h"
+
+#include <sys/eventfd.h>
+
+#include <cerrno>
+#include <system_error>
+#include <utility>
+
+namespace vorn {
+
+AddressLookup::AddressLookup(std::uint32_t interface, std::string host)
+    : interfaceIndex(interface),
+      hostName(std::move(host)),
+      fReadable(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
+  if (!fReadable) throw std::system_error(errno, std::generic_category(), "eventfd");
+}
+
+std::optional<AddressLookup::Answer> AddressLookup::Take() {
+  const std::lock_guard lock(fMutex);
+  eventfd_t ignored = 0;
+  ::eventfd_read(fReadable.Get(), &ignored);
+  return std::exchange(fAnswer, std::nullopt);
+}
+
+void AddressLookup::Reply(const Answer& answer) {
+  const std::lock_guard lock(fMutex);
+  if (fSettled.exchange(true)) return;
+  fAnswer = answer;
+  ::eventfd_write(fReadable.Get(), 1);
+}
+
+}  // namespace vorn

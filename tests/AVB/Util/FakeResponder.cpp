@@ -1,0 +1,155 @@
+#include "tests/AVB/Util/FakeResponder.h"
+
+#include <algorithm>
+#include <stdexcept>
+#include <utility>
+
+#include "tests/support/Eventually.h"
+
+namespace vorn::test {
+
+using testing::Eventually;
+
+namespace {
+
+// One that no other call of any client leads to.
+std::string BrowserPath(DBusMessage* call) {
+  const std::string client = ::dbus_message_get_sender(call);  // ":1.23"
+  return "/client" + client.substr(client.find('.') + 1) + "/browser" +
+         std::to_string(::dbus_message_get_serial(call));
+}
+
+}  // namespace
+
+FakeResponder::FakeResponder(bool answering) : fAnswering(answering) {
+  fBus = ::dbus_bus_get_private(DBUS_BUS_SYSTEM, nullptr);
+  if (fBus == nullptr) throw std::runtime_error("no bus");
+  ::dbus_connection_set_exit_on_disconnect(fBus, FALSE);
+  ::dbus_bus_request_name(fBus, "org.freedesktop.Avahi",
+                          DBUS_NAME_FLAG_REPLACE_EXISTING | DBUS_NAME_FLAG_ALLOW_REPLACEMENT, nullptr);
+  fThread = std::thread([this] { Serve(); });
+}
+
+FakeResponder::~FakeResponder() {
+  fStop = true;
+  fThread.join();
+  ::dbus_connection_close(fBus);
+  ::dbus_connection_unref(fBus);
+}
+
+void FakeResponder::Refuse(const std::string& name) {
+  const std::lock_guard lock(fMutex);
+  fRefused.insert(name);
+}
+
+bool FakeResponder::WaitForQuestions(std::size_t count) {
+  return Eventually([&] { return Questions().size() >= count; });
+}
+
+std::vector<FakeResponder::Question> FakeResponder::Questions() {
+  const std::lock_guard lock(fMutex);
+  return fQuestions;
+}
+
+bool FakeResponder::WaitUntilFreed(const Question& question) {
+  return Eventually([&] {
+    const std::lock_guard lock(fMutex);
+    return std::ranges::count(fFreed, question.path) > 0;
+  });
+}
+
+void FakeResponder::TellRecord(const Question& question, const char* signal,
+                               const std::vector<std::uint8_t>& data, std::uint16_t type) {
+  DBusMessage* message =
+      ::dbus_message_new_signal(question.path.c_str(), "org.freedesktop.Avahi.RecordBrowser", signal);
+  const dbus_int32_t interface = 7;
+  const dbus_int32_t protocol = 0;
+  const char* name = question.name.c_str();
+  const dbus_uint32_t flags = 0;
+  const std::uint8_t* bytes = data.data();
+  ::dbus_message_append_args(message, DBUS_TYPE_INT32, &interface, DBUS_TYPE_INT32, &protocol,
+                             DBUS_TYPE_STRING, &name, DBUS_TYPE_UINT16, &question.recordClass,
+                             DBUS_TYPE_UINT16, &type, DBUS_TYPE_ARRAY, DBUS_TYPE_BYTE, &bytes,
+                             static_cast<int>(data.size()), DBUS_TYPE_UINT32, &flags, DBUS_TYPE_INVALID);
+  Tell(question, message);
+}
+
+void FakeResponder::TellFailure(const Question& question) {
+  DBusMessage* message =
+      ::dbus_message_new_signal(question.path.c_str(), "org.freedesktop.Avahi.RecordBrowser", "Failure");
+  const char* error = "org.freedesktop.Avahi.TimeoutError";
+  ::dbus_message_append_args(message, DBUS_TYPE_STRING, &error, DBUS_TYPE_INVALID);
+  Tell(question, message);
+}
+
+void FakeResponder::Tell(const Question& question, DBusMessage* signal) {
+  ::dbus_message_set_destination(signal, question.client.c_str());
+  ::dbus_connection_send(fBus, signal, nullptr);
+  ::dbus_connection_flush(fBus);
+  ::dbus_message_unref(signal);
+}
+
+void FakeResponder::Serve() {
+  std::vector<DBusMessage*> unanswered;
+  while (!fStop && ::dbus_connection_read_write(fBus, 10) != FALSE) {
+    while (DBusMessage* message = ::dbus_connection_pop_message(fBus)) {
+      if (::dbus_message_get_type(message) == DBUS_MESSAGE_TYPE_METHOD_CALL) {
+        if (::dbus_message_has_member(message, "GetState") != FALSE) ++fStateCalls;
+        unanswered.push_back(message);
+      } else {
+        ::dbus_message_unref(message);
+      }
+    }
+    if (!fAnswering) continue;
+    for (DBusMessage* call : std::exchange(unanswered, {})) {
+      Handle(call);
+      ::dbus_message_unref(call);
+    }
+  }
+  for (DBusMessage* call : unanswered) ::dbus_message_unref(call);
+}
+
+void FakeResponder::Handle(DBusMessage* call) {
+  const std::lock_guard lock(fMutex);  // a question is known once its client has the reply
+  DBusMessage* reply = Answer(call);
+  ::dbus_connection_send(fBus, reply, nullptr);
+  ::dbus_connection_flush(fBus);
+  ::dbus_message_unref(reply);
+}
+
+DBusMessage* FakeResponder::Answer(DBusMessage* call) {
+  if (::dbus_message_has_member(call, "RecordBrowserNew") != FALSE) return Ask(call);
+  DBusMessage* reply = ::dbus_message_new_method_return(call);
+  if (::dbus_message_has_member(call, "GetState") != FALSE) {
+    const dbus_int32_t running = 2;
+    ::dbus_message_append_args(reply, DBUS_TYPE_INT32, &running, DBUS_TYPE_INVALID);
+  } else if (::dbus_message_has_member(call, "GetAPIVersion") != FALSE) {
+    const dbus_uint32_t version = 0x0203;
+    ::dbus_message_append_args(reply, DBUS_TYPE_UINT32, &version, DBUS_TYPE_INVALID);
+  } else if (::dbus_message_has_member(call, "Free") != FALSE) {
+    fFreed.emplace_back(::dbus_message_get_path(call));
+  }
+  return reply;
+}
+
+DBusMessage* FakeResponder::Ask(DBusMessage* call) {
+  Question question;
+  const char* name = nullptr;
+  ::dbus_message_get_args(call, nullptr, DBUS_TYPE_INT32, &question.interface, DBUS_TYPE_INT32,
+                          &question.protocol, DBUS_TYPE_STRING, &name, DBUS_TYPE_UINT16,
+                          &question.recordClass, DBUS_TYPE_UINT16, &question.type, DBUS_TYPE_UINT32,
+                          &question.flags, DBUS_TYPE_INVALID);
+  if (fRefused.contains(name)) {
+    return ::dbus_message_new_error(call, "org.freedesktop.Avahi.InvalidDomainNameError", nullptr);
+  }
+  question.name = name;
+  question.client = ::dbus_message_get_sender(call);
+  question.path = BrowserPath(call);
+  DBusMessage* reply = ::dbus_message_new_method_return(call);
+  const char* path = question.path.c_str();
+  ::dbus_message_append_args(reply, DBUS_TYPE_OBJECT_PATH, &path, DBUS_TYPE_INVALID);
+  fQuestions.push_back(std::move(question));
+  return reply;
+}
+
+}  // namespace vorn::test
