@@ -81,7 +81,12 @@ void AddressSession::TakeNewLookups() {
 }
 
 void AddressSession::ForgetSettledLookups() {
-  std::erase_if(fQuestions, [](const Question& question) { return question.lookup->Settled(); });
+  for (Question& question : fQuestions) {
+    if (fStop) return;  // the end of each browser waits for the responder
+    if (question.lookup->Settled()) question.browser.reset();
+  }
+  std::erase_if(fQuestions,
+                [](const Question& question) { return !question.browser && question.lookup->Settled(); });
 }
 
 void AddressSession::AskOpenQuestions() {

@@ -3,13 +3,17 @@
 #include <gtest/gtest.h>
 #include <poll.h>
 #include <signal.h>
+#include <unistd.h>
 
+#include <atomic>
 #include <chrono>
 #include <filesystem>
 #include <fstream>
 #include <memory>
 #include <set>
 #include <string>
+#include <thread>
+#include <vector>
 
 #include "AVB/Util/AddressSession.h"
 #include "tests/AVB/Util/FakeResponder.h"
@@ -59,6 +63,14 @@ bool Takes(const std::string& thread, int signal) {
     return (std::stoull(line.substr(7), nullptr, 16) >> (signal - 1) & 1) == 0;
   }
   return true;
+}
+
+bool Sleeps(pid_t thread) {
+  std::ifstream status("/proc/self/task/" + std::to_string(thread) + "/status");
+  for (std::string line; std::getline(status, line);) {
+    if (line.starts_with("State:")) return line.find("sleeping") != std::string::npos;
+  }
+  return false;
 }
 
 TEST(AddressLookup, IsAnsweredOnceAndItsAnswerTakenOnce) {
@@ -301,6 +313,28 @@ TEST_F(AddressSessionTest, EndsWithOpenQuestionsWithoutWaitingForAResponderThatH
   fSession.reset();
   // Each call that is not answered takes 25 seconds.
   EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(20));
+}
+
+TEST_F(AddressSessionTest, EndsAfterTheCallThatIsUnderWay) {
+  std::vector<std::shared_ptr<AddressLookup>> lookups;
+  for (const std::string host : {"a.local.", "b.local.", "c.local."}) {
+    lookups.push_back(LookUp(host));
+    QuestionFor(host);
+  }
+  fResponder->SetAnswering(false);
+  for (const auto& lookup : lookups) lookup->GiveUp();
+  fSession->Wake();
+  ASSERT_TRUE(testing::Eventually([&] { return fResponder->Calls("Free") == 1; }));
+  std::atomic<pid_t> ending{0};
+  std::thread end([&] {
+    ending = ::gettid();
+    fSession.reset();
+  });
+  // It sleeps once it waits for the session's thread.
+  EXPECT_TRUE(testing::Eventually([&] { return ending != 0 && Sleeps(ending); }));
+  fResponder->SetAnswering(true);
+  end.join();
+  EXPECT_EQ(1, fResponder->Calls("Free"));
 }
 
 TEST_F(AddressSessionTest, ItsThreadTakesNoSignalsAndEndsWithIt) {

@@ -37,6 +37,11 @@ FakeResponder::~FakeResponder() {
   ::dbus_connection_unref(fBus);
 }
 
+int FakeResponder::Calls(const std::string& method) {
+  const std::lock_guard lock(fMutex);
+  return fCalls[method];
+}
+
 void FakeResponder::Refuse(const std::string& name) {
   const std::lock_guard lock(fMutex);
   fRefused.insert(name);
@@ -94,8 +99,9 @@ void FakeResponder::Serve() {
   while (!fStop && ::dbus_connection_read_write(fBus, 10) != FALSE) {
     while (DBusMessage* message = ::dbus_connection_pop_message(fBus)) {
       if (::dbus_message_get_type(message) == DBUS_MESSAGE_TYPE_METHOD_CALL) {
-        if (::dbus_message_has_member(message, "GetState") != FALSE) ++fStateCalls;
         unanswered.push_back(message);
+        const std::lock_guard lock(fMutex);
+        ++fCalls[::dbus_message_get_member(message)];
       } else {
         ::dbus_message_unref(message);
       }

@@ -4,6 +4,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <map>
 #include <mutex>
 #include <set>
 #include <string>
@@ -34,8 +35,8 @@ class FakeResponder {
   ~FakeResponder();
 
   void SetAnswering(bool answering) { fAnswering = answering; }
-  /// How often it was asked for its state.
-  [[nodiscard]] int StateCalls() const { return fStateCalls; }
+  /// How often that method was called, answered or not.
+  [[nodiscard]] int Calls(const std::string& method);
 
   /// From now on refuses questions for that name.
   void Refuse(const std::string& name);
@@ -62,8 +63,8 @@ class FakeResponder {
   DBusConnection* fBus;
   std::atomic<bool> fAnswering;
   std::atomic<bool> fStop{false};
-  std::atomic<int> fStateCalls{0};
   std::mutex fMutex;  // guards the following
+  std::map<std::string, int> fCalls;
   std::vector<Question> fQuestions;
   std::vector<std::string> fFreed;
   std::set<std::string> fRefused;

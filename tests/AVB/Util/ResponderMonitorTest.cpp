@@ -130,10 +130,10 @@ TEST_F(ResponderMonitorTest, TellsThatAnotherResponderHasTakenOver) {
   const FakeResponder first;
   Watch();
   ASSERT_TRUE(WaitFor(State::kAnswering, 1));
-  const FakeResponder second;  // takes the name while the first has it
+  FakeResponder second;  // takes the name while the first has it
   ASSERT_TRUE(WaitFor(State::kAnswering, 3));
   EXPECT_THAT(States(), ElementsAre(State::kAnswering, State::kAbsent, State::kAnswering));
-  EXPECT_GT(second.StateCalls(), 0);
+  EXPECT_GT(second.Calls("GetState"), 0);
 }
 
 TEST_F(ResponderMonitorTest, TellsASilentResponderFromAnAnsweringOne) {
@@ -169,8 +169,9 @@ TEST_F(ResponderMonitorTest, KeepsProbingWhileTheResponderAnswers) {
   FakeResponder responder;
   Watch(milliseconds(5));
   ASSERT_TRUE(WaitFor(State::kAnswering, 1));
-  for (int i = 0; i < 1000 && responder.StateCalls() < 3; ++i) std::this_thread::sleep_for(milliseconds(10));
-  EXPECT_GE(responder.StateCalls(), 3);
+  for (int i = 0; i < 1000 && responder.Calls("GetState") < 3; ++i)
+    std::this_thread::sleep_for(milliseconds(10));
+  EXPECT_GE(responder.Calls("GetState"), 3);
   EXPECT_THAT(States(), ElementsAre(State::kAnswering));  // the same state again is not reported
 }
 
@@ -184,7 +185,8 @@ TEST_F(ResponderMonitorTest, EndsPromptlyInEveryState) {
   fMonitor.reset();  // waiting for a name
   FakeResponder responder(false);
   Watch(milliseconds(60'000), kPatient);
-  for (int i = 0; i < 1000 && responder.StateCalls() < 1; ++i) std::this_thread::sleep_for(milliseconds(10));
+  for (int i = 0; i < 1000 && responder.Calls("GetState") < 1; ++i)
+    std::this_thread::sleep_for(milliseconds(10));
   fMonitor.reset();  // waiting for an answer
   EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(30));
 }
