@@ -12,7 +12,7 @@ from .report import Row
 TYPE = "_http._tcp"
 SETTLE = 3.0  # seconds for the last announcements to be over,
 SETTLE_EACH = 0.006  # and as many for each unit
-PAUSE = 2.0  # seconds until the responder has forgotten a question that a program before has asked
+PAUSE = 2.0  # seconds until both responders have forgotten what a program before has asked and was told
 PATIENCE = 60
 BARS = {10: 1.1, 100: 1.1, 300: 1.1, 1000: 2.5}
 DESTRUCTION_BAR = 200
@@ -84,8 +84,10 @@ def _engine(programs, studio, count, *destroy_after):
 def _pairs(programs, studio, count, cold, repetitions):
     """Runs of both, in turns; a cold one has a responder that was started just before.
 
-    A question that is still being asked for another program makes avahi-browse
-    leave at once, so that one run must be forgotten when the next begins.
+    One run must be forgotten when the next begins: a question that is still
+    being asked for another program makes avahi-browse leave at once, and the
+    far responder does not say again what it has multicast within the last
+    second, so that a responder just started would hear nothing.
     """
     ours, theirs = [], []
     for repetition in range(repetitions):
@@ -94,10 +96,9 @@ def _pairs(programs, studio, count, cold, repetitions):
             lambda: theirs.append(_browse(studio)),
         ]
         for run in runs if repetition % 2 == 0 else reversed(runs):
+            time.sleep(PAUSE)
             if cold:
                 studio.do("responder", op="restart")
-            else:
-                time.sleep(PAUSE)
             run()
     return {"engine": ours, "browse": theirs}
 
