@@ -25,8 +25,8 @@ namespace vorn {
 /// instance are not seen. A record stays, unresolved, when a lookup fails; it
 /// goes with the removal of its name. At most 48 lookups are pending at once
 /// (49 for the moment in which an address lookup takes over from its resolve),
-/// because each costs the responder's library a bus connection; further ones
-/// wait in the order of their adds.
+/// because each resolve costs the responder's library a bus connection; further
+/// ones wait in the order of their adds.
 ///
 /// Threads: one service thread waits on all pending operations and runs every
 /// callback. It alone creates, processes and deallocates operations (the browse
