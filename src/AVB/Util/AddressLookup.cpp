@@ -8,9 +8,9 @@
 
 namespace vorn {
 
-AddressLookup::AddressLookup(std::uint32_t interface, std::string host)
-    : interfaceIndex(interface),
-      hostName(std::move(host)),
+AddressLookup::AddressLookup(std::uint32_t interfaceIndex, std::string hostName)
+    : fInterfaceIndex(interfaceIndex),
+      fHostName(std::move(hostName)),
       fReadable(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
   if (!fReadable) throw std::system_error(errno, std::generic_category(), "eventfd");
 }

@@ -27,8 +27,8 @@ class AddressLookup {
   /// Throws std::system_error when there is no descriptor to be had.
   AddressLookup(std::uint32_t interfaceIndex, std::string hostName);
 
-  const std::uint32_t interfaceIndex;  ///< to ask on; 0: on all
-  const std::string hostName;
+  [[nodiscard]] std::uint32_t InterfaceIndex() const { return fInterfaceIndex; }  ///< to ask on; 0: on all
+  [[nodiscard]] const std::string& HostName() const { return fHostName; }
 
   /// Readable from the answer until it is taken. Valid while the lookup lives.
   [[nodiscard]] int Socket() const { return fReadable.Get(); }
@@ -44,6 +44,8 @@ class AddressLookup {
   [[nodiscard]] bool Settled() const { return fSettled; }
 
  private:
+  const std::uint32_t fInterfaceIndex;
+  const std::string fHostName;
   const FileDescriptor fReadable;
   std::atomic<bool> fSettled{false};
   std::mutex fMutex;  // guards fAnswer

@@ -1,5 +1,6 @@
 #include "AVB/Util/AddressSession.h"
 
+#include <avahi-common/error.h>
 #include <poll.h>
 #include <sys/eventfd.h>
 
@@ -15,6 +16,14 @@ namespace {
 constexpr std::uint16_t kRecordClassIN = 1;
 constexpr std::uint16_t kRecordTypeA = 1;
 constexpr int kPauseMilliseconds = 100;
+constexpr AddressLookup::Answer kError{.error = kDNSServiceErr_Unknown, .address = {}};
+
+// Whether a call failed for want of a connection to a responder that answers,
+// not because the responder refused it.
+bool IsOfTheConnection(int error) {
+  return error == AVAHI_ERR_DBUS_ERROR || error == AVAHI_ERR_DISCONNECTED || error == AVAHI_ERR_BAD_STATE ||
+         error == AVAHI_ERR_NO_DAEMON || error == AVAHI_ERR_TIMEOUT || error == AVAHI_ERR_NO_MEMORY;
+}
 
 }  // namespace
 
@@ -33,6 +42,8 @@ AddressSession::~AddressSession() {
 void AddressSession::Begin(std::shared_ptr<AddressLookup> lookup) {
   {
     const std::lock_guard lock(fMutex);
+    // The thread may be waiting for a responder that hangs, and many give up meanwhile.
+    std::erase_if(fNew, [](const auto& earlier) { return earlier->Settled(); });
     fNew.push_back(std::move(lookup));
   }
   Wake();
@@ -76,45 +87,61 @@ void AddressSession::MakePoll() {
 void AddressSession::TakeNewLookups() {
   const std::lock_guard lock(fMutex);
   fQuestions.reserve(fQuestions.size() + fNew.size());
-  for (auto& lookup : fNew) fQuestions.push_back({std::move(lookup), nullptr});
+  for (auto& lookup : fNew) fQuestions.push_back({std::move(lookup)});
   fNew.clear();
 }
 
 void AddressSession::ForgetSettledLookups() {
   for (Question& question : fQuestions) {
-    if (fStop) return;  // the end of each browser waits for the responder
-    if (question.lookup->Settled()) question.browser.reset();
+    if (fStop || fClientFailed) return;  // the end of each browser waits for the responder
+    if (question.browser == nullptr || !question.lookup->Settled()) continue;
+    if (::avahi_record_browser_free(std::exchange(question.browser, nullptr)) < 0) fClientFailed = true;
   }
-  std::erase_if(fQuestions,
-                [](const Question& question) { return !question.browser && question.lookup->Settled(); });
+  std::erase_if(fQuestions, [](const Question& question) {
+    return question.browser == nullptr && question.lookup->Settled();
+  });
 }
 
 void AddressSession::AskOpenQuestions() {
   for (Question& question : fQuestions) {
-    if (!question.browser && !question.lookup->Settled() && !fStop) Ask(question);
+    if (fStop || fClientFailed) return;
+    if (question.browser != nullptr || question.lookup->Settled()) continue;
+    if (!Connect()) {
+      for (const Question& unaskable : fQuestions) unaskable.lookup->Reply(kError);
+      return;
+    }
+    if (!fStop) Ask(question);  // making the connection may have taken its time
   }
 }
 
 void AddressSession::Ask(Question& question) {
   AddressLookup& lookup = *question.lookup;
+  const AvahiIfIndex interface =
+      lookup.InterfaceIndex() == 0 ? AVAHI_IF_UNSPEC : static_cast<AvahiIfIndex>(lookup.InterfaceIndex());
+  question.browser =
+      ::avahi_record_browser_new(fClient.get(), interface, AVAHI_PROTO_UNSPEC, lookup.HostName().c_str(),
+                                 kRecordClassIN, kRecordTypeA, AvahiLookupFlags{}, OnRecord, &lookup);
+  if (question.browser != nullptr) return;
+  if (!question.hasFailed && IsOfTheConnection(::avahi_client_errno(fClient.get()))) {
+    question.hasFailed = true;
+    fClientFailed = true;
+  } else {
+    lookup.Reply(kError);
+  }
+}
+
+bool AddressSession::Connect() {
   if (!fClient) {
     fClient.reset(::avahi_client_new(::avahi_simple_poll_get(fPoll.get()), AvahiClientFlags{}, OnClient, this,
                                      nullptr));
   }
-  if (fClient) {
-    const AvahiIfIndex interface =
-        lookup.interfaceIndex == 0 ? AVAHI_IF_UNSPEC : static_cast<AvahiIfIndex>(lookup.interfaceIndex);
-    question.browser.reset(::avahi_record_browser_new(fClient.get(), interface, AVAHI_PROTO_UNSPEC,
-                                                      lookup.hostName.c_str(), kRecordClassIN, kRecordTypeA,
-                                                      AvahiLookupFlags{}, OnRecord, &lookup));
-  }
-  if (!question.browser) lookup.Reply({.error = kDNSServiceErr_Unknown, .address = {}});
+  return fClient != nullptr;
 }
 
+// Ends the browsers too, and after the connection: one by one, each would wait
+// for a responder that may be hung.
 void AddressSession::Disconnect() {
-  // The client ends its browsers itself, after the connection: one by one, each
-  // would wait for a responder that may be hung.
-  for (Question& question : fQuestions) static_cast<void>(question.browser.release());
+  for (Question& question : fQuestions) question.browser = nullptr;
   fClient.reset();
   fClientFailed = false;
 }

@@ -20,20 +20,21 @@ namespace vorn {
 /// connection to it.
 ///
 /// Every call of Avahi's client library is made on the session's own thread, so
-/// nobody else waits for a slow responder. Questions that are open when the
-/// responder goes are asked again on a new connection; where there is none to be
-/// had, they are answered by an error.
+/// nobody else waits for a slow responder. When the responder goes, or does not
+/// answer a call, the connection is given up and every open question asked again
+/// on a new one. An error is the answer where none is to be had, where the
+/// responder refuses a question, and where asking failed twice.
 class AddressSession {
  public:
   /// Starts the thread. Throws std::system_error when there is none to be had.
   AddressSession();
   AddressSession(const AddressSession&) = delete;
   AddressSession& operator=(const AddressSession&) = delete;
-  /// Gives every lookup up and joins the thread, which waits for the
-  /// responder's reply to the call that is under way: 25 seconds if it hangs.
+  /// Gives every lookup up and joins the thread, which waits for the responder
+  /// to answer the call that is under way: 25 seconds if it hangs.
   ~AddressSession();
 
-  /// Has the lookup answered. Throws std::bad_alloc, and then will not. Any
+  /// Has the lookup answered. Throws std::bad_alloc, and then it is not. Any
   /// thread; does not block.
   void Begin(std::shared_ptr<AddressLookup> lookup);
   /// Has lookups that were given up forgotten. Any thread; does not block.
@@ -46,14 +47,11 @@ class AddressSession {
   struct ClientDeleter {
     void operator()(AvahiClient* client) const { ::avahi_client_free(client); }
   };
-  struct BrowserDeleter {
-    void operator()(AvahiRecordBrowser* browser) const { ::avahi_record_browser_free(browser); }
-  };
-  using Browser = std::unique_ptr<AvahiRecordBrowser, BrowserDeleter>;
 
   struct Question {
     std::shared_ptr<AddressLookup> lookup;
-    Browser browser;  // none: still to be asked
+    AvahiRecordBrowser* browser = nullptr;  // the client's; none: still to be asked
+    bool hasFailed = false;                 // asking failed once, with the connection
   };
 
   static void OnWakeup(AvahiWatch* watch, int descriptor, AvahiWatchEvent event, void* session);
@@ -70,6 +68,7 @@ class AddressSession {
   void ForgetSettledLookups();
   void AskOpenQuestions();
   void Ask(Question& question);
+  bool Connect();
   void Disconnect();
 
   const FileDescriptor fWakeup;
@@ -77,10 +76,10 @@ class AddressSession {
   std::mutex fMutex;  // guards fNew
   std::vector<std::shared_ptr<AddressLookup>> fNew;
 
-  // The thread's own. A client refers to the poll, a browser to its client.
+  // The thread's own. A client refers to its poll.
   std::unique_ptr<AvahiSimplePoll, PollDeleter> fPoll;
   std::unique_ptr<AvahiClient, ClientDeleter> fClient;
-  bool fClientFailed = false;
+  bool fClientFailed = false;  // it is to be replaced
   std::vector<Question> fQuestions;
 
   std::thread fThread;

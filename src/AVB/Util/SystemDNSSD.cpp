@@ -8,6 +8,8 @@
 #include <system_error>
 #include <utility>
 
+#include "AVB/Util/AddressSession.h"
+
 namespace vorn {
 namespace {
 
@@ -85,7 +87,7 @@ DNSServiceErrorType SystemDNSSD::StartOperation(DNSServiceRef* ref, std::unique_
 }
 
 void SystemDNSSD::Insert(Operations::node_type operation) {
-  if (operation.mapped()->kind != Kind::kBrowse) ++fResolvesAndLookups;
+  if (operation.mapped()->kind != Kind::kBrowse) ++fLookups;
   fOperations.insert(std::move(operation));
 }
 
@@ -156,7 +158,7 @@ DNSServiceErrorType SystemDNSSD::ProcessResult(DNSServiceRef ref) {
   address.sin_family = AF_INET;
   if (answer->address) address.sin_addr = *answer->address;
   operation->address(
-      ref, answer->flags, answer->interfaceIndex, answer->error, operation->lookup->hostName.c_str(),
+      ref, answer->flags, answer->interfaceIndex, answer->error, operation->lookup->HostName().c_str(),
       answer->address ? reinterpret_cast<const sockaddr*>(&address) : nullptr, 0, operation->context);
   return kDNSServiceErr_NoError;
 }
@@ -177,7 +179,7 @@ void SystemDNSSD::RefDeallocate(DNSServiceRef ref) {
       fSession->Wake();
     }
     const bool isBrowse = operation.empty() || operation.mapped()->kind == Kind::kBrowse;
-    if (!isBrowse && --fResolvesAndLookups == 0) unneeded = std::move(fSession);
+    if (!isBrowse && --fLookups == 0) unneeded = std::move(fSession);
   }
   if (!isAddress) ::DNSServiceRefDeallocate(ref);
 }

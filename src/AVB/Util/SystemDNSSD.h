@@ -6,10 +6,11 @@
 #include <mutex>
 #include <optional>
 
-#include "AVB/Util/AddressSession.h"
 #include "AVB/Util/DNSSD.h"
 
 namespace vorn {
+
+class AddressSession;
 
 /// DNSSD over the DNS-SD compatibility library of Avahi.
 ///
@@ -34,10 +35,10 @@ class SystemDNSSD final : public DNSSD {
   DNSServiceErrorType Resolve(DNSServiceRef* ref, DNSServiceFlags flags, std::uint32_t interfaceIndex,
                               const char* name, const char* type, const char* domain,
                               DNSServiceResolveReply callback, void* context) override;
-  /// Looks up one kind of address only, IPv4, and calls back once, with a time
-  /// to live of 0: the responder does not tell it. A host without such an
+  /// Looks up one kind of address only, IPv4, and calls back once at most, with
+  /// a time to live of 0: the responder does not tell it. A host without such an
   /// address never calls back. Does not wait for the responder: what it refuses
-  /// comes as a reply with an error.
+  /// comes as a reply with an error, the only one.
   DNSServiceErrorType GetAddrInfo(DNSServiceRef* ref, DNSServiceFlags flags, std::uint32_t interfaceIndex,
                                   std::uint32_t protocol, const char* hostName,
                                   DNSServiceGetAddrInfoReply callback, void* context) override;
@@ -59,10 +60,12 @@ class SystemDNSSD final : public DNSSD {
 
   std::optional<Operation> FindAddressOperation(DNSServiceRef ref);
 
-  std::mutex fMutex;                         // guards everything below
-  Operations fOperations;                    // among them the library's contexts, while it may use them
-  std::size_t fResolvesAndLookups = 0;       // how many of them are no browse
-  std::unique_ptr<AddressSession> fSession;  // from the first address lookup until none of those is left
+  std::mutex fMutex;         // guards everything below
+  Operations fOperations;    // among them the library's contexts, while it may use them
+  std::size_t fLookups = 0;  // how many of them are resolves or address lookups
+  // From the first address lookup until there are no lookups of either kind: a
+  // resolve is followed by an address lookup, and a connection takes its time.
+  std::unique_ptr<AddressSession> fSession;
 };
 
 }  // namespace vorn

@@ -42,9 +42,9 @@ int FakeResponder::Calls(const std::string& method) {
   return fCalls[method];
 }
 
-void FakeResponder::Refuse(const std::string& name) {
+void FakeResponder::Refuse(const std::string& nameOrMethod, const std::string& error) {
   const std::lock_guard lock(fMutex);
-  fRefused.insert(name);
+  fRefused[nameOrMethod] = error;
 }
 
 bool FakeResponder::WaitForQuestions(std::size_t count) {
@@ -123,7 +123,13 @@ void FakeResponder::Handle(DBusMessage* call) {
   ::dbus_message_unref(reply);
 }
 
+DBusMessage* FakeResponder::Refusal(DBusMessage* call, const char* nameOrMethod) {
+  const auto found = fRefused.find(nameOrMethod);
+  return found == fRefused.end() ? nullptr : ::dbus_message_new_error(call, found->second.c_str(), nullptr);
+}
+
 DBusMessage* FakeResponder::Answer(DBusMessage* call) {
+  if (DBusMessage* refusal = Refusal(call, ::dbus_message_get_member(call))) return refusal;
   if (::dbus_message_has_member(call, "RecordBrowserNew") != FALSE) return Ask(call);
   DBusMessage* reply = ::dbus_message_new_method_return(call);
   if (::dbus_message_has_member(call, "GetState") != FALSE) {
@@ -145,9 +151,7 @@ DBusMessage* FakeResponder::Ask(DBusMessage* call) {
                           &question.protocol, DBUS_TYPE_STRING, &name, DBUS_TYPE_UINT16,
                           &question.recordClass, DBUS_TYPE_UINT16, &question.type, DBUS_TYPE_UINT32,
                           &question.flags, DBUS_TYPE_INVALID);
-  if (fRefused.contains(name)) {
-    return ::dbus_message_new_error(call, "org.freedesktop.Avahi.InvalidDomainNameError", nullptr);
-  }
+  if (DBusMessage* refusal = Refusal(call, name)) return refusal;
   question.name = name;
   question.client = ::dbus_message_get_sender(call);
   question.path = BrowserPath(call);

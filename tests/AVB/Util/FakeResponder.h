@@ -6,7 +6,6 @@
 #include <cstdint>
 #include <map>
 #include <mutex>
-#include <set>
 #include <string>
 #include <thread>
 #include <vector>
@@ -38,8 +37,10 @@ class FakeResponder {
   /// How often that method was called, answered or not.
   [[nodiscard]] int Calls(const std::string& method);
 
-  /// From now on refuses questions for that name.
-  void Refuse(const std::string& name);
+  /// From now on answers questions for that name, or calls of that method, by an
+  /// error.
+  void Refuse(const std::string& nameOrMethod,
+              const std::string& error = "org.freedesktop.Avahi.InvalidDomainNameError");
   /// Waits until it was asked so many questions that it did not refuse.
   bool WaitForQuestions(std::size_t count);
   [[nodiscard]] std::vector<Question> Questions();
@@ -58,6 +59,7 @@ class FakeResponder {
   void Handle(DBusMessage* call);
   DBusMessage* Answer(DBusMessage* call);
   DBusMessage* Ask(DBusMessage* call);
+  DBusMessage* Refusal(DBusMessage* call, const char* nameOrMethod);
   void Tell(const Question& question, DBusMessage* signal);
 
   DBusConnection* fBus;
@@ -67,7 +69,7 @@ class FakeResponder {
   std::map<std::string, int> fCalls;
   std::vector<Question> fQuestions;
   std::vector<std::string> fFreed;
-  std::set<std::string> fRefused;
+  std::map<std::string, std::string> fRefused;  // with the error
   std::thread fThread;
 };
 

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <netinet/in.h>
 #include <poll.h>
+#include <sys/resource.h>
 
 #include <cstdlib>
 #include <cstring>
@@ -16,6 +17,7 @@
 #include "AVB/Util/SystemDNSSD.h"
 #include "tests/AVB/Util/FakeResponder.h"
 #include "tests/AVB/Util/SystemBus.h"
+#include "tests/support/Eventually.h"
 #include "tests/support/FailingAllocation.h"
 #include "tests/support/NoThreadsToBeHad.h"
 
@@ -102,6 +104,7 @@ struct Seen {
   DNSServiceErrorType error = kDNSServiceErr_NoError;
   std::string name;
   std::string address;
+  std::uint32_t timeToLive = 99;
   void* context = nullptr;
 };
 Seen gSeen;
@@ -125,9 +128,9 @@ void OnResolve(DNSServiceRef, DNSServiceFlags, std::uint32_t, DNSServiceErrorTyp
   gSeen.name = fullName;
 }
 void OnAddress(DNSServiceRef ref, DNSServiceFlags flags, std::uint32_t interfaceIndex,
-               DNSServiceErrorType error, const char* host, const sockaddr* address, std::uint32_t,
+               DNSServiceErrorType error, const char* host, const sockaddr* address, std::uint32_t timeToLive,
                void* context) {
-  gSeen = {gSeen.calls + 1, ref, flags, interfaceIndex, error, host, Text(address), context};
+  gSeen = {gSeen.calls + 1, ref, flags, interfaceIndex, error, host, Text(address), timeToLive, context};
 }
 
 class SystemDNSSDTest : public ::testing::Test {
@@ -240,7 +243,10 @@ TEST_F(SystemDNSSDTest, AnOperationMayBeReleasedInsideItsOwnCallback) {
 // Address lookups are no business of the compatibility library's.
 class SystemDNSSDAddressTest : public SystemDNSSDTest {
  protected:
-  static void SetUpTestSuite() { gBus = std::make_unique<test::SystemBus>(); }
+  static void SetUpTestSuite() {
+    gBus = std::make_unique<test::SystemBus>();
+    gOwnThreads = Threads();
+  }
   static void TearDownTestSuite() { gBus.reset(); }
   void SetUp() override {
     SystemDNSSDTest::SetUp();
@@ -259,13 +265,21 @@ class SystemDNSSDAddressTest : public SystemDNSSDTest {
     return ref;
   }
 
-  // Has the responder tell the newest question of that address.
-  void Tell(std::size_t questions, const std::vector<std::uint8_t>& address, const char* signal = "ItemNew") {
-    ASSERT_TRUE(fResponder->WaitForQuestions(questions));
-    fResponder->TellRecord(fResponder->Questions().back(), signal, address);
+  // Has the responder tell the host's address and serves the operation, as the
+  // engine does once it has something to serve.
+  void Tell(DNSServiceRef ref, const std::string& host, const std::vector<std::uint8_t>& address,
+            const char* signal = "ItemNew") {
+    ASSERT_TRUE(testing::Eventually([&] {
+      for (const auto& question : fResponder->Questions()) {
+        if (question.name != host) continue;
+        fResponder->TellRecord(question, signal, address);
+        return true;
+      }
+      return false;
+    })) << host;
+    Serve(ref);
   }
 
-  // Serves the operation as the engine does, once it has something to serve.
   void Serve(DNSServiceRef ref) {
     pollfd readable{fDnssd.RefSockFD(ref), POLLIN, 0};
     ASSERT_EQ(1, ::poll(&readable, 1, 30'000));
@@ -276,12 +290,21 @@ class SystemDNSSDAddressTest : public SystemDNSSDTest {
     return std::ranges::distance(std::filesystem::directory_iterator("/proc/self/task"));
   }
 
+  // Waits until so many sessions have a thread; one that was joined may be seen
+  // for a while.
+  static bool WaitForSessions(std::ptrdiff_t sessions) {
+    return testing::Eventually(
+        [&] { return Threads() == gOwnThreads + 1 + sessions; });  // and the responder's
+  }
+
   static std::unique_ptr<test::SystemBus> gBus;
+  static std::ptrdiff_t gOwnThreads;
   std::unique_ptr<test::FakeResponder> fResponder;
   DNSServiceErrorType fError = 0;
 };
 
 std::unique_ptr<test::SystemBus> SystemDNSSDAddressTest::gBus;
+std::ptrdiff_t SystemDNSSDAddressTest::gOwnThreads = 0;
 
 TEST_F(SystemDNSSDAddressTest, TellsTheAddress) {
   gAskedForSocket = nullptr;
@@ -290,13 +313,13 @@ TEST_F(SystemDNSSDAddressTest, TellsTheAddress) {
   EXPECT_EQ(kDNSServiceErr_NoError, fError);
   EXPECT_EQ(kDNSServiceErr_NoError, fDnssd.ProcessResult(ref));
   EXPECT_EQ(0, gSeen.calls);  // nothing to tell yet
-  Tell(1, {192, 168, 1, 20});
-  Serve(ref);
+  Tell(ref, "box.local.", {192, 168, 1, 20});
   EXPECT_EQ(1, gSeen.calls);
   EXPECT_EQ(ref, gSeen.ref);
   EXPECT_EQ(&fMine, gSeen.context);
   EXPECT_EQ("box.local.", gSeen.name);
   EXPECT_EQ("192.168.1.20", gSeen.address);
+  EXPECT_EQ(0U, gSeen.timeToLive);
   EXPECT_EQ(7U, gSeen.interfaceIndex);
   EXPECT_EQ(DNSServiceFlags{kDNSServiceFlagsAdd}, gSeen.flags);
   EXPECT_EQ(kDNSServiceErr_NoError, gSeen.error);
@@ -309,13 +332,11 @@ TEST_F(SystemDNSSDAddressTest, TellsTheAddress) {
 
 TEST_F(SystemDNSSDAddressTest, TellsThatARecordHasGoneOrIsNoAddress) {
   const DNSServiceRef gone = LookUp("gone.local.");
-  Tell(1, {10, 0, 0, 1}, "ItemRemove");
-  Serve(gone);
+  Tell(gone, "gone.local.", {10, 0, 0, 1}, "ItemRemove");
   EXPECT_EQ(0U, gSeen.flags);
   EXPECT_EQ("10.0.0.1", gSeen.address);
   const DNSServiceRef other = LookUp("other.local.");
-  Tell(2, {10, 0, 0});
-  Serve(other);
+  Tell(other, "other.local.", {10, 0, 0});
   EXPECT_EQ("none", gSeen.address);
   EXPECT_EQ(2, gSeen.calls);
   fDnssd.RefDeallocate(gone);
@@ -346,8 +367,7 @@ TEST_F(SystemDNSSDAddressTest, ALookupMayBeReleasedInsideItsOwnCallback) {
         gSeen.name = host;
         gSeen.address = Text(address);
       });
-  Tell(1, {10, 0, 0, 1});
-  Serve(ref);
+  Tell(ref, "box.local.", {10, 0, 0, 1});
   EXPECT_EQ(1, gSeen.calls);
   EXPECT_EQ("box.local.", gSeen.name);
   EXPECT_EQ("10.0.0.1", gSeen.address);
@@ -364,25 +384,65 @@ TEST_F(SystemDNSSDAddressTest, ALookupThatIsReleasedUnansweredIsNoLongerAsked) {
 }
 
 TEST_F(SystemDNSSDAddressTest, LookupsShareAConnectionThatLastsAsLongAsThereIsAnythingToLookUp) {
-  const std::ptrdiff_t threads = Threads();
   DNSServiceRef browse = nullptr;
   fDnssd.Browse(&browse, 0, 0, "_http._tcp", nullptr, OnBrowse, &fMine);
   DNSServiceRef resolve = nullptr;
   fDnssd.Resolve(&resolve, 0, 1, "a", "_http._tcp.", "local.", OnResolve, &fMine);
-  EXPECT_EQ(threads, Threads());  // the stand-in library has none
+  EXPECT_TRUE(WaitForSessions(0));  // the stand-in library has no thread
   fDnssd.RefDeallocate(LookUp("a.local."));
-  EXPECT_EQ(threads + 1, Threads());
   const DNSServiceRef b = LookUp("b.local.");
   const DNSServiceRef c = LookUp("c.local.");
-  ASSERT_TRUE(fResponder->WaitForQuestions(2));
-  EXPECT_EQ(threads + 1, Threads());
-  EXPECT_EQ(fResponder->Questions().front().client, fResponder->Questions().back().client);
+  EXPECT_TRUE(WaitForSessions(1));
+  Tell(b, "b.local.", {10, 0, 0, 1});
+  Tell(c, "c.local.", {10, 0, 0, 2});
+  const auto questions = fResponder->Questions();
+  EXPECT_EQ(questions.front().client, questions.back().client);
   fDnssd.RefDeallocate(resolve);
   fDnssd.RefDeallocate(b);
-  EXPECT_EQ(threads + 1, Threads());
+  EXPECT_TRUE(WaitForSessions(1));
   fDnssd.RefDeallocate(c);
-  EXPECT_EQ(threads, Threads());
+  EXPECT_TRUE(WaitForSessions(0));
+
+  const DNSServiceRef d = LookUp("d.local.");
+  EXPECT_TRUE(WaitForSessions(1));
+  Tell(d, "d.local.", {10, 0, 0, 3});
+  EXPECT_EQ("10.0.0.3", gSeen.address);
+  EXPECT_NE(questions.back().client, fResponder->Questions().back().client);
+  fDnssd.RefDeallocate(d);
+  EXPECT_TRUE(WaitForSessions(0));
   fDnssd.RefDeallocate(browse);
+}
+
+TEST_F(SystemDNSSDAddressTest, NobodyWaitsForAResponderThatHangs) {
+  const DNSServiceRef asked = LookUp("asked.local.");
+  ASSERT_TRUE(fResponder->WaitForQuestions(1));
+  fResponder->SetAnswering(false);
+  const DNSServiceRef released = LookUp("released.local.");
+  ASSERT_TRUE(testing::Eventually([&] { return fResponder->Calls("RecordBrowserNew") == 2; }));
+  const DNSServiceRef late = LookUp("late.local.");
+  fDnssd.RefDeallocate(released);
+  EXPECT_EQ(kDNSServiceErr_NoError, fDnssd.ProcessResult(late));
+  fResponder->SetAnswering(true);  // a wait would have been for this
+  Tell(asked, "asked.local.", {10, 0, 0, 1});
+  EXPECT_EQ("10.0.0.1", gSeen.address);
+  Tell(late, "late.local.", {10, 0, 0, 2});
+  EXPECT_EQ("10.0.0.2", gSeen.address);
+  fDnssd.RefDeallocate(asked);
+  fDnssd.RefDeallocate(late);
+}
+
+TEST_F(SystemDNSSDAddressTest, WithoutDescriptorsNothingIsBegun) {
+  rlimit before{};
+  ::getrlimit(RLIMIT_NOFILE, &before);
+  const rlimit none{0, before.rlim_max};
+  ::setrlimit(RLIMIT_NOFILE, &none);
+  EXPECT_EQ(nullptr, LookUp("box.local."));
+  EXPECT_EQ(kDNSServiceErr_NoMemory, fError);
+  ::setrlimit(RLIMIT_NOFILE, &before);
+  const DNSServiceRef ref = LookUp("box.local.");
+  Tell(ref, "box.local.", {10, 0, 0, 1});
+  EXPECT_EQ("10.0.0.1", gSeen.address);
+  fDnssd.RefDeallocate(ref);
 }
 
 TEST_F(SystemDNSSDAddressTest, WithoutThreadsNothingIsBegun) {
@@ -392,8 +452,7 @@ TEST_F(SystemDNSSDAddressTest, WithoutThreadsNothingIsBegun) {
     EXPECT_EQ(kDNSServiceErr_NoMemory, fError);
   }
   const DNSServiceRef ref = LookUp("box.local.");
-  Tell(1, {10, 0, 0, 1});
-  Serve(ref);
+  Tell(ref, "box.local.", {10, 0, 0, 1});
   EXPECT_EQ("10.0.0.1", gSeen.address);
   fDnssd.RefDeallocate(ref);
 }
@@ -415,8 +474,7 @@ TEST_F(SystemDNSSDAddressTest, WithoutMemoryNothingIsBegun) {
     EXPECT_EQ(hasFailed, hasThrown) << nth;
     EXPECT_EQ(hasThrown, ref == nullptr) << nth;
     if (ref == nullptr) continue;
-    Tell(1, {10, 0, 0, 1});
-    Serve(ref);
+    Tell(ref, "box.local.", {10, 0, 0, 1});
     EXPECT_EQ("10.0.0.1", gSeen.address);
     fDnssd.RefDeallocate(ref);
     EXPECT_GT(nth, 4);  // the operation, its lookup, its place, the session
