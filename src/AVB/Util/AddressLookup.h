@@ -24,13 +24,13 @@ class AddressLookup {
     std::optional<in_addr> address;  ///< none if the record was not usable
   };
 
-  /// Throws std::system_error when there is no descriptor to be had.
   AddressLookup(std::uint32_t interfaceIndex, std::string hostName);
 
   [[nodiscard]] std::uint32_t InterfaceIndex() const { return fInterfaceIndex; }  ///< to ask on; 0: on all
   [[nodiscard]] const std::string& HostName() const { return fHostName; }
 
-  /// Readable from the answer until it is taken. Valid while the lookup lives.
+  /// Readable from the answer until it is taken; -1 when there was no descriptor
+  /// to be had. Valid while the lookup lives.
   [[nodiscard]] int Socket() const { return fReadable.Get(); }
   /// The answer, once; any thread, does not block.
   std::optional<Answer> Take();

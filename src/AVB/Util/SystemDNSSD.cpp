@@ -119,9 +119,10 @@ DNSServiceErrorType SystemDNSSD::GetAddrInfo(DNSServiceRef* ref, DNSServiceFlags
   if (protocol != kDNSServiceProtocol_IPv4) return kDNSServiceErr_Unsupported;
   auto operation = std::make_unique<Operation>(Operation{Kind::kAddress, context});
   operation->address = callback;
+  const auto lookup = std::make_shared<AddressLookup>(interfaceIndex, hostName);
+  if (lookup->Socket() < 0) return kDNSServiceErr_NoMemory;
+  operation->lookup = lookup;
   try {
-    const auto lookup = std::make_shared<AddressLookup>(interfaceIndex, hostName);
-    operation->lookup = lookup;
     // The library has no part in it, so its own place in memory is its reference.
     const auto own = reinterpret_cast<DNSServiceRef>(operation.get());
     Operations place;
