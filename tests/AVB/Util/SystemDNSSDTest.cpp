@@ -10,7 +10,7 @@
 #include <filesystem>
 #include <memory>
 #include <new>
-#include <ranges>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -243,15 +243,13 @@ TEST_F(SystemDNSSDTest, AnOperationMayBeReleasedInsideItsOwnCallback) {
 // Address lookups are no business of the compatibility library's.
 class SystemDNSSDAddressTest : public SystemDNSSDTest {
  protected:
-  static void SetUpTestSuite() {
-    gBus = std::make_unique<test::SystemBus>();
-    gOwnThreads = Threads();
-  }
+  static void SetUpTestSuite() { gBus = std::make_unique<test::SystemBus>(); }
   static void TearDownTestSuite() { gBus.reset(); }
   void SetUp() override {
     SystemDNSSDTest::SetUp();
     gBus->Start();
     fResponder = std::make_unique<test::FakeResponder>();
+    fThreads = Threads();
   }
   void TearDown() override {
     fResponder.reset();
@@ -286,25 +284,31 @@ class SystemDNSSDAddressTest : public SystemDNSSDTest {
     EXPECT_EQ(kDNSServiceErr_NoError, fDnssd.ProcessResult(ref));
   }
 
-  static std::ptrdiff_t Threads() {
-    return std::ranges::distance(std::filesystem::directory_iterator("/proc/self/task"));
+  static std::set<std::string> Threads() {
+    std::set<std::string> threads;
+    for (const auto& entry : std::filesystem::directory_iterator("/proc/self/task")) {
+      threads.insert(entry.path().string());
+    }
+    return threads;
   }
 
   // Waits until so many sessions have a thread; one that was joined may be seen
   // for a while.
-  static bool WaitForSessions(std::ptrdiff_t sessions) {
-    return testing::Eventually(
-        [&] { return Threads() == gOwnThreads + 1 + sessions; });  // and the responder's
+  bool WaitForSessions(std::size_t sessions) {
+    return testing::Eventually([&] {
+      std::set<std::string> added = Threads();
+      for (const auto& thread : fThreads) added.erase(thread);
+      return added.size() == sessions;
+    });
   }
 
   static std::unique_ptr<test::SystemBus> gBus;
-  static std::ptrdiff_t gOwnThreads;
   std::unique_ptr<test::FakeResponder> fResponder;
+  std::set<std::string> fThreads;  // that were there before
   DNSServiceErrorType fError = 0;
 };
 
 std::unique_ptr<test::SystemBus> SystemDNSSDAddressTest::gBus;
-std::ptrdiff_t SystemDNSSDAddressTest::gOwnThreads = 0;
 
 TEST_F(SystemDNSSDAddressTest, TellsTheAddress) {
   gAskedForSocket = nullptr;
