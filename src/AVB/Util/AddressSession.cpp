@@ -6,7 +6,9 @@
 
 #include <cerrno>
 #include <cstring>
+#include <new>
 #include <system_error>
+#include <utility>
 
 #include "foundation/AllSignalsBlocked.h"
 
