@@ -20,12 +20,21 @@ inline constexpr std::uint32_t kDNSServiceProtocol_IPv4 = 1;
 /// replaceable for tests. Arguments and results are those of the published
 /// interface.
 ///
-/// Callbacks run inside ProcessResult, on the thread that calls it. Strings
-/// handed to them may be null. Creating and deallocating operations may block
-/// for as long as the responder does not answer; creating one may throw
-/// std::bad_alloc, and then there is none. One operation must not be
-/// touched by two threads at once; deallocating it inside its own callback is
-/// safe.
+/// Callbacks run inside ProcessResult, on the thread that calls it, one reply a
+/// call at most; the operation's socket stays readable while replies wait.
+/// Strings handed to them may be null. One operation must not be touched by two
+/// threads at once; deallocating it inside its own callback is safe.
+///
+/// An operation stays open until it is deallocated, and may call back more than
+/// once. An address look-up tells each address that the host has (with the add
+/// flag) and each that it no longer has (without), a changed address as one of
+/// each in either order, for as long as it stays open. A reply with an error is
+/// the last one of a resolve or an address look-up. ProcessResult fails when its
+/// browse has ended, with the responder for example; then it calls back no more.
+///
+/// Browse may block until the responder answers or is given up. No other call
+/// blocks: what is refused later comes as a reply with an error. Beginning an
+/// operation may throw std::bad_alloc, and then there is none.
 class DNSSD {
  public:
   DNSSD() = default;

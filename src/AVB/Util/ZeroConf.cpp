@@ -52,6 +52,10 @@ bool ZeroConfEngine::TestAndClearModified() {
   return fImpl->TestAndClearModified();
 }
 
+bool ZeroConfEngine::HasFailed() const {
+  return fImpl->HasFailed();
+}
+
 std::size_t ZeroConfEngine::AbandonedThreads() {
   return gAbandonedThreads;
 }

@@ -88,6 +88,10 @@ class ZeroConfEngine {
   /// Whether the resolved services may have changed since the last call. Any thread.
   bool TestAndClearModified();
 
+  /// Whether browsing could not be begun, or has ended by itself: a fresh engine
+  /// is needed. Any thread.
+  [[nodiscard]] bool HasFailed() const;
+
   /// How many service threads were left behind, in this process, because they
   /// were stuck in the library. A program with such threads ends with _exit.
   static std::size_t AbandonedThreads();

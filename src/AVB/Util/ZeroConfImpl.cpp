@@ -25,7 +25,7 @@ bool ZeroConfEngine::Impl::StartBrowse(const std::string& type, int& result) {
   const DNSServiceErrorType error = fDnssd.Browse(&ref, 0, 0, fType.c_str(), nullptr, BrowseCallbackS, this);
   result = error == kDNSServiceErr_NoError ? 0 : kBrowseFailed;
   if (ref == nullptr) {
-    if (!fBrowseRef) ++gFailedEngines;
+    if (!fBrowseRef) NoteFailure();
     return false;
   }
   fBrowseRef = OperationHandle(fDnssd, ref);
@@ -84,7 +84,12 @@ void ZeroConfEngine::Impl::ServeOneCycle() {
 }
 
 void ZeroConfEngine::Impl::StopByItself() {
-  if (fRunning.exchange(false)) ++gFailedEngines;
+  if (fRunning.exchange(false)) NoteFailure();
+}
+
+void ZeroConfEngine::Impl::NoteFailure() {
+  fFailed = true;
+  ++gFailedEngines;
 }
 
 std::vector<ZeroConfEngine::Impl::ServiceDataCache> ZeroConfEngine::Impl::GatherWaitList() const {

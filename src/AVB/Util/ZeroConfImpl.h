@@ -30,6 +30,7 @@ class ZeroConfEngine::Impl {
 
   void GetResolvedServices(std::vector<ServiceInfo>& services) const;
   bool TestAndClearModified();
+  [[nodiscard]] bool HasFailed() const { return fFailed; }
 
   /// The body of the service thread.
   void ThreadProc();
@@ -91,6 +92,7 @@ class ZeroConfEngine::Impl {
   int Wait(const std::vector<ServiceDataCache>& waitList);
   void ServeOneCycle();
   void StopByItself();
+  void NoteFailure();
   void ParkUntilDestruction();
 
   DNSSD& fDnssd;
@@ -100,6 +102,7 @@ class ZeroConfEngine::Impl {
   OperationHandle fBrowseRef;
   int fBrowseSocket = -1;
   std::atomic<bool> fRunning{false};
+  std::atomic<bool> fFailed{false};
   std::vector<pollfd> fDescriptors;  // the service thread's; kept for its memory
 
   mutable std::mutex fMutex;  // guards everything below
