@@ -62,7 +62,7 @@ int main(int argc, char** argv) {
   const double destruction = Now();
   client.DestroyEngine();
   std::cout << nlohmann::json{{"destructorSeconds", Now() - destruction},
-                              {"abandonedThreads", vorn::ZeroConfEngine::AbandonedThreads()}}
+                              {"abandonedThreads", vorn::SystemDNSSD::AbandonedThreads()}}
             << std::endl;
   return 0;
 }

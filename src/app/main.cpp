@@ -4,7 +4,7 @@
 #include <exception>
 #include <string>
 
-#include "AVB/Util/ZeroConf.h"
+#include "AVB/Util/SystemDNSSD.h"
 #include "app/Identity.h"
 #include "app/ProcessSetup.h"
 #include "app/Startup.h"
@@ -53,6 +53,6 @@ int main(int argc, char** argv) {
     vorn::WriteToConsole(error.what());
   }
   // A thread stuck in the responder's library must not meet static destructors.
-  if (vorn::ZeroConfEngine::AbandonedThreads() > 0) ::_exit(status);
+  if (vorn::SystemDNSSD::AbandonedThreads() > 0) ::_exit(status);
   return status;
 }

@@ -9,7 +9,6 @@
 #include <vector>
 
 #include "AVB/Util/SystemDNSSD.h"
-#include "AVB/Util/ZeroConf.h"
 #include "app/Identity.h"
 #include "devicelist/CurlTransfer.h"
 #include "devicelist/UpdateServerSetting.h"
@@ -96,6 +95,6 @@ int main(int argc, char** argv) {
     vorn::WriteToConsole(error.what());
   }
   // A thread stuck in the responder's library must not meet static destructors.
-  if (vorn::ZeroConfEngine::AbandonedThreads() > 0) ::_exit(exitCode);
+  if (vorn::SystemDNSSD::AbandonedThreads() > 0) ::_exit(exitCode);
   return exitCode;
 }

@@ -1,71 +1,71 @@
 #pragma once
 
+#include <chrono>
 #include <cstddef>
-#include <map>
 #include <memory>
 #include <mutex>
-#include <optional>
 
 #include "AVB/Util/DNSSD.h"
 
 namespace vorn {
 
-class AddressSession;
+class AvahiSession;
+class Operation;
 
-/// DNSSD over the DNS-SD compatibility library of Avahi.
+/// DNSSD over Avahi's client library: all operations share one session, which
+/// lasts from the first operation to the last. The compatibility library lends
+/// its types and its reading of TXT records alone.
 ///
-/// It supplies what that library lacks or gets wrong: the address lookup, by
-/// Avahi's own client library; memory that is zeroed when handed out, since the
-/// compatibility library leaves callback fields of re-used memory unset; and
-/// contexts that carry their operation's kind, so that a reply that reaches the
-/// wrong callback is dropped.
+/// When the responder goes, every operation has failed; the next one finds the
+/// next responder.
 class SystemDNSSD final : public DNSSD {
  public:
-  /// The one instance, never destroyed, since a thread stuck in the library may
-  /// outlive main. The first call must come before any other use of an Avahi
-  /// library in the process and, because it sets an environment variable,
-  /// before threads start.
+  /// How long Browse waits for the responder.
+  static constexpr std::chrono::seconds kBrowseTime{5};
+
+  /// The one instance, never destroyed, since a thread that waits for a hung
+  /// responder may outlive main. The first call sets an environment variable, so
+  /// it must come before threads start.
   static SystemDNSSD& Instance();
+
+  /// How many threads of this process wait for a hung responder, left behind by
+  /// those that they worked for. A program with such threads ends with _exit.
+  static std::size_t AbandonedThreads();
 
   ~SystemDNSSD() override;
 
+  /// Returns once the responder has accepted or refused; an error after the browse time.
   DNSServiceErrorType Browse(DNSServiceRef* ref, DNSServiceFlags flags, std::uint32_t interfaceIndex,
                              const char* type, const char* domain, DNSServiceBrowseReply callback,
                              void* context) override;
   DNSServiceErrorType Resolve(DNSServiceRef* ref, DNSServiceFlags flags, std::uint32_t interfaceIndex,
                               const char* name, const char* type, const char* domain,
                               DNSServiceResolveReply callback, void* context) override;
-  /// Looks up one kind of address only, IPv4, and calls back once at most, with
-  /// a time to live of 0: the responder does not tell it. A host without such an
-  /// address never calls back. Does not wait for the responder: what it refuses
-  /// comes as a reply with an error, the only one.
+  /// Looks up one kind of address only, IPv4, with a time to live of 0: the
+  /// responder does not tell it. A host without such an address never calls back.
   DNSServiceErrorType GetAddrInfo(DNSServiceRef* ref, DNSServiceFlags flags, std::uint32_t interfaceIndex,
                                   std::uint32_t protocol, const char* hostName,
                                   DNSServiceGetAddrInfoReply callback, void* context) override;
   int RefSockFD(DNSServiceRef ref) override;
   DNSServiceErrorType ProcessResult(DNSServiceRef ref) override;
+  /// Waits 100 ms at most, for the session's end, when it was the last operation.
   void RefDeallocate(DNSServiceRef ref) override;
 
  private:
-  struct Operation;
-  using Operations = std::map<DNSServiceRef, std::unique_ptr<Operation>>;
+  // What a reference points to. The last one takes the session with it.
+  struct Held {
+    std::shared_ptr<Operation> operation;
+    std::shared_ptr<AvahiSession> session;
+  };
 
   SystemDNSSD();
 
-  template <typename Start>
-  DNSServiceErrorType StartOperation(DNSServiceRef* ref, std::unique_ptr<Operation> operation, Start start);
+  static Held& Of(DNSServiceRef ref) { return *reinterpret_cast<Held*>(ref); }
+  DNSServiceErrorType Start(DNSServiceRef* ref, std::shared_ptr<Operation> operation);
+  std::shared_ptr<AvahiSession> Session();
 
-  // The caller holds the mutex.
-  void Insert(Operations::node_type operation);
-
-  std::optional<Operation> FindAddressOperation(DNSServiceRef ref);
-
-  std::mutex fMutex;         // guards everything below
-  Operations fOperations;    // among them the library's contexts, while it may use them
-  std::size_t fLookups = 0;  // how many of them are resolves or address lookups
-  // From the first address lookup until there are no lookups of either kind: a
-  // resolve is followed by an address lookup, and a connection takes its time.
-  std::unique_ptr<AddressSession> fSession;
+  std::mutex fMutex;  // guards the following
+  std::weak_ptr<AvahiSession> fSession;
 };
 
 }  // namespace vorn

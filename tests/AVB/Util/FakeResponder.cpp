@@ -1,6 +1,7 @@
 #include "tests/AVB/Util/FakeResponder.h"
 
 #include <algorithm>
+#include <ranges>
 #include <stdexcept>
 #include <utility>
 
@@ -17,6 +18,15 @@ std::string BrowserPath(DBusMessage* call) {
   const std::string client = ::dbus_message_get_sender(call);  // ":1.23"
   return "/client" + client.substr(client.find('.') + 1) + "/browser" +
          std::to_string(::dbus_message_get_serial(call));
+}
+
+constexpr dbus_int32_t kInterface = 7;
+
+// From the object that answers that question; "ServiceBrowserNew" makes a "ServiceBrowser".
+DBusMessage* Signal(const FakeResponder::Question& question, const char* signal) {
+  const std::string interface =
+      "org.freedesktop.Avahi." + question.method.substr(0, question.method.size() - 3);
+  return ::dbus_message_new_signal(question.path.c_str(), interface.c_str(), signal);
 }
 
 }  // namespace
@@ -63,26 +73,74 @@ bool FakeResponder::WaitUntilFreed(const Question& question) {
   });
 }
 
-void FakeResponder::TellRecord(const Question& question, const char* signal,
-                               const std::vector<std::uint8_t>& data, std::uint16_t type) {
-  DBusMessage* message =
-      ::dbus_message_new_signal(question.path.c_str(), "org.freedesktop.Avahi.RecordBrowser", signal);
-  const dbus_int32_t interface = 7;
+void FakeResponder::Accept(const std::string& nameOrMethod) {
+  const std::lock_guard lock(fMutex);
+  fRefused.erase(nameOrMethod);
+}
+
+void FakeResponder::AllowObjects(std::size_t count) {
+  const std::lock_guard lock(fMutex);
+  fMaxObjects = count;
+}
+
+void FakeResponder::TellRecord(const Question& question, const char* signal, const Bytes& data,
+                               std::uint16_t type) {
+  DBusMessage* message = Signal(question, signal);
   const dbus_int32_t protocol = 0;
   const char* name = question.name.c_str();
   const dbus_uint32_t flags = 0;
   const std::uint8_t* bytes = data.data();
-  ::dbus_message_append_args(message, DBUS_TYPE_INT32, &interface, DBUS_TYPE_INT32, &protocol,
+  ::dbus_message_append_args(message, DBUS_TYPE_INT32, &kInterface, DBUS_TYPE_INT32, &protocol,
                              DBUS_TYPE_STRING, &name, DBUS_TYPE_UINT16, &question.recordClass,
                              DBUS_TYPE_UINT16, &type, DBUS_TYPE_ARRAY, DBUS_TYPE_BYTE, &bytes,
                              static_cast<int>(data.size()), DBUS_TYPE_UINT32, &flags, DBUS_TYPE_INVALID);
   Tell(question, message);
 }
 
-void FakeResponder::TellFailure(const Question& question) {
-  DBusMessage* message =
-      ::dbus_message_new_signal(question.path.c_str(), "org.freedesktop.Avahi.RecordBrowser", "Failure");
-  const char* error = "org.freedesktop.Avahi.TimeoutError";
+void FakeResponder::TellInstance(const Question& question, const char* signal, const char* name) {
+  DBusMessage* message = Signal(question, signal);
+  const dbus_int32_t protocol = 0;
+  const char* type = question.name.c_str();
+  const char* domain = "local";
+  const dbus_uint32_t flags = 0;
+  ::dbus_message_append_args(message, DBUS_TYPE_INT32, &kInterface, DBUS_TYPE_INT32, &protocol,
+                             DBUS_TYPE_STRING, &name, DBUS_TYPE_STRING, &type, DBUS_TYPE_STRING, &domain,
+                             DBUS_TYPE_UINT32, &flags, DBUS_TYPE_INVALID);
+  Tell(question, message);
+}
+
+void FakeResponder::TellService(const Question& question, const char* host, std::uint16_t port,
+                                const std::vector<Bytes>& txt) {
+  DBusMessage* message = Signal(question, "Found");
+  const dbus_int32_t protocol = 0;
+  const char* name = question.name.c_str();
+  const char* type = question.serviceType.c_str();
+  const char* domain = "local";
+  const dbus_int32_t noProtocol = -1;
+  const char* noAddress = "";
+  ::dbus_message_append_args(message, DBUS_TYPE_INT32, &kInterface, DBUS_TYPE_INT32, &protocol,
+                             DBUS_TYPE_STRING, &name, DBUS_TYPE_STRING, &type, DBUS_TYPE_STRING, &domain,
+                             DBUS_TYPE_STRING, &host, DBUS_TYPE_INT32, &noProtocol, DBUS_TYPE_STRING,
+                             &noAddress, DBUS_TYPE_UINT16, &port, DBUS_TYPE_INVALID);
+  DBusMessageIter arguments;
+  ::dbus_message_iter_init_append(message, &arguments);
+  DBusMessageIter items;
+  ::dbus_message_iter_open_container(&arguments, DBUS_TYPE_ARRAY, "ay", &items);
+  for (const Bytes& item : txt | std::views::reverse) {  // as the real one sends them
+    DBusMessageIter bytes;
+    ::dbus_message_iter_open_container(&items, DBUS_TYPE_ARRAY, "y", &bytes);
+    const std::uint8_t* data = item.data();
+    ::dbus_message_iter_append_fixed_array(&bytes, DBUS_TYPE_BYTE, &data, static_cast<int>(item.size()));
+    ::dbus_message_iter_close_container(&items, &bytes);
+  }
+  ::dbus_message_iter_close_container(&arguments, &items);
+  const dbus_uint32_t flags = 0;
+  ::dbus_message_iter_append_basic(&arguments, DBUS_TYPE_UINT32, &flags);
+  Tell(question, message);
+}
+
+void FakeResponder::TellFailure(const Question& question, const char* error) {
+  DBusMessage* message = Signal(question, "Failure");
   ::dbus_message_append_args(message, DBUS_TYPE_STRING, &error, DBUS_TYPE_INVALID);
   Tell(question, message);
 }
@@ -130,7 +188,9 @@ DBusMessage* FakeResponder::Refusal(DBusMessage* call, const char* nameOrMethod)
 
 DBusMessage* FakeResponder::Answer(DBusMessage* call) {
   if (DBusMessage* refusal = Refusal(call, ::dbus_message_get_member(call))) return refusal;
-  if (::dbus_message_has_member(call, "RecordBrowserNew") != FALSE) return Ask(call);
+  for (const char* method : {"ServiceBrowserNew", "ServiceResolverNew", "RecordBrowserNew"}) {
+    if (::dbus_message_has_member(call, method) != FALSE) return Ask(call);
+  }
   DBusMessage* reply = ::dbus_message_new_method_return(call);
   if (::dbus_message_has_member(call, "GetState") != FALSE) {
     const dbus_int32_t running = 2;
@@ -144,17 +204,41 @@ DBusMessage* FakeResponder::Answer(DBusMessage* call) {
   return reply;
 }
 
-DBusMessage* FakeResponder::Ask(DBusMessage* call) {
+FakeResponder::Question FakeResponder::Read(DBusMessage* call) {
   Question question;
-  const char* name = nullptr;
-  ::dbus_message_get_args(call, nullptr, DBUS_TYPE_INT32, &question.interface, DBUS_TYPE_INT32,
-                          &question.protocol, DBUS_TYPE_STRING, &name, DBUS_TYPE_UINT16,
-                          &question.recordClass, DBUS_TYPE_UINT16, &question.type, DBUS_TYPE_UINT32,
-                          &question.flags, DBUS_TYPE_INVALID);
-  if (DBusMessage* refusal = Refusal(call, name)) return refusal;
+  question.method = ::dbus_message_get_member(call);
+  const char* name = "";
+  const char* type = "";
+  const char* domain = "";
+  if (question.method == "ServiceBrowserNew") {
+    ::dbus_message_get_args(call, nullptr, DBUS_TYPE_INT32, &question.interface, DBUS_TYPE_INT32,
+                            &question.protocol, DBUS_TYPE_STRING, &name, DBUS_TYPE_STRING, &domain,
+                            DBUS_TYPE_UINT32, &question.flags, DBUS_TYPE_INVALID);
+  } else if (question.method == "ServiceResolverNew") {
+    ::dbus_message_get_args(call, nullptr, DBUS_TYPE_INT32, &question.interface, DBUS_TYPE_INT32,
+                            &question.protocol, DBUS_TYPE_STRING, &name, DBUS_TYPE_STRING, &type,
+                            DBUS_TYPE_STRING, &domain, DBUS_TYPE_INT32, &question.addressProtocol,
+                            DBUS_TYPE_UINT32, &question.flags, DBUS_TYPE_INVALID);
+  } else {
+    ::dbus_message_get_args(call, nullptr, DBUS_TYPE_INT32, &question.interface, DBUS_TYPE_INT32,
+                            &question.protocol, DBUS_TYPE_STRING, &name, DBUS_TYPE_UINT16,
+                            &question.recordClass, DBUS_TYPE_UINT16, &question.type, DBUS_TYPE_UINT32,
+                            &question.flags, DBUS_TYPE_INVALID);
+  }
   question.name = name;
+  question.serviceType = type;
+  question.domain = domain;
   question.client = ::dbus_message_get_sender(call);
   question.path = BrowserPath(call);
+  return question;
+}
+
+DBusMessage* FakeResponder::Ask(DBusMessage* call) {
+  Question question = Read(call);
+  if (DBusMessage* refusal = Refusal(call, question.name.c_str())) return refusal;
+  if (fQuestions.size() - fFreed.size() >= fMaxObjects) {
+    return ::dbus_message_new_error(call, "org.freedesktop.Avahi.TooManyObjectsError", nullptr);
+  }
   DBusMessage* reply = ::dbus_message_new_method_return(call);
   const char* path = question.path.c_str();
   ::dbus_message_append_args(reply, DBUS_TYPE_OBJECT_PATH, &path, DBUS_TYPE_INVALID);

@@ -3,6 +3,7 @@
 #include <dbus/dbus.h>
 
 #include <atomic>
+#include <cstddef>
 #include <cstdint>
 #include <map>
 #include <mutex>
@@ -16,17 +17,22 @@ namespace vorn::test {
 /// takes it, and answers calls, or does not. Any thread.
 class FakeResponder {
  public:
-  /// A question for records, as a client asked it.
+  /// A question, as a client asked it; what its method has no argument for is left out.
   struct Question {
-    std::int32_t interface;
-    std::int32_t protocol;
-    std::string name;
-    std::uint16_t recordClass;
-    std::uint16_t type;
-    std::uint32_t flags;
+    std::string method;  ///< "ServiceBrowserNew", "ServiceResolverNew" or "RecordBrowserNew"
+    std::int32_t interface = 0;
+    std::int32_t protocol = 0;
+    std::string name;  ///< the browsed type, the service or the host
+    std::string serviceType;
+    std::string domain;
+    std::int32_t addressProtocol = 0;
+    std::uint16_t recordClass = 0;
+    std::uint16_t type = 0;
+    std::uint32_t flags = 0;
     std::string client;  ///< the connection's name on the bus
-    std::string path;    ///< of the record browser
+    std::string path;    ///< of the object that tells the answers
   };
+  using Bytes = std::vector<std::uint8_t>;
 
   explicit FakeResponder(bool answering = true);
   FakeResponder(const FakeResponder&) = delete;
@@ -37,10 +43,13 @@ class FakeResponder {
   /// How often that method was called, answered or not.
   [[nodiscard]] int Calls(const std::string& method);
 
-  /// From now on answers questions for that name, or calls of that method, by an
-  /// error.
+  /// From now on, until Accept, answers questions for that name, or calls of that
+  /// method, by an error.
   void Refuse(const std::string& nameOrMethod,
               const std::string& error = "org.freedesktop.Avahi.InvalidDomainNameError");
+  void Accept(const std::string& nameOrMethod);
+  /// From now on refuses whatever would be more than so many objects at a time.
+  void AllowObjects(std::size_t count);
   /// Waits until it was asked so many questions that it did not refuse.
   bool WaitForQuestions(std::size_t count);
   [[nodiscard]] std::vector<Question> Questions();
@@ -49,16 +58,21 @@ class FakeResponder {
 
   /// Tells the question's client of a record: `signal` is "ItemNew" or
   /// "ItemRemove".
-  void TellRecord(const Question& question, const char* signal, const std::vector<std::uint8_t>& data,
-                  std::uint16_t type = 1);
+  void TellRecord(const Question& question, const char* signal, const Bytes& data, std::uint16_t type = 1);
+  /// Tells a browse of an instance: `signal` is "ItemNew" or "ItemRemove".
+  void TellInstance(const Question& question, const char* signal, const char* name);
+  /// Tells a resolve of its service, with the TXT items in record order.
+  void TellService(const Question& question, const char* host, std::uint16_t port,
+                   const std::vector<Bytes>& txt);
   /// Tells it that the question has failed.
-  void TellFailure(const Question& question);
+  void TellFailure(const Question& question, const char* error = "org.freedesktop.Avahi.Failure");
 
  private:
   void Serve();
   void Handle(DBusMessage* call);
   DBusMessage* Answer(DBusMessage* call);
   DBusMessage* Ask(DBusMessage* call);
+  static Question Read(DBusMessage* call);
   DBusMessage* Refusal(DBusMessage* call, const char* nameOrMethod);
   void Tell(const Question& question, DBusMessage* signal);
 
@@ -70,6 +84,7 @@ class FakeResponder {
   std::vector<Question> fQuestions;
   std::vector<std::string> fFreed;
   std::map<std::string, std::string> fRefused;  // with the error
+  std::size_t fMaxObjects = SIZE_MAX;
   std::thread fThread;
 };
 

@@ -1,13 +1,17 @@
 #include <arpa/inet.h>
-#include <avahi-common/malloc.h>
+#include <avahi-client/lookup.h>
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <netinet/in.h>
 #include <poll.h>
+#include <signal.h>
 #include <sys/resource.h>
 
+#include <algorithm>
+#include <chrono>
 #include <cstdlib>
-#include <cstring>
 #include <filesystem>
+#include <fstream>
 #include <memory>
 #include <new>
 #include <set>
@@ -21,447 +25,576 @@
 #include "tests/support/FailingAllocation.h"
 #include "tests/support/NoThreadsToBeHad.h"
 
-// A stand-in for the compatibility library, linked in its place: it keeps what
-// it was given, so that a test can call back as the library does, or as it does
-// when it has mixed up its own memory.
-namespace {
-
-struct Given {
-  DNSServiceBrowseReply browse = nullptr;
-  DNSServiceResolveReply resolve = nullptr;
-  void* context = nullptr;
-  DNSServiceFlags flags = 99;
-  std::uint32_t interfaceIndex = 99;
-  const char* name = nullptr;  // the texts are the test's own literals
-  const char* type = nullptr;
-  const char* domain = nullptr;
-};
-Given gGiven;
-DNSServiceRef gAskedForSocket = nullptr;
-DNSServiceRef gProcessed = nullptr;
-DNSServiceErrorType gProcessError = kDNSServiceErr_NoError;
-std::vector<DNSServiceRef> gReleased;
-DNSServiceErrorType gError = kDNSServiceErr_NoError;
-std::uintptr_t gNextRef = 0x10;
-int gBegun = 0;
-
-DNSServiceErrorType Begin(DNSServiceRef* ref) {
-  ++gBegun;
-  if (gError == kDNSServiceErr_NoError) *ref = reinterpret_cast<DNSServiceRef>(gNextRef++);
-  return gError;
-}
-
-}  // namespace
-
-extern "C" {
-DNSServiceErrorType DNSServiceBrowse(DNSServiceRef* ref, DNSServiceFlags flags, uint32_t interfaceIndex,
-                                     const char* type, const char* domain, DNSServiceBrowseReply callback,
-                                     void* context) {
-  gGiven = {};
-  gGiven.browse = callback;
-  gGiven.context = context;
-  gGiven.flags = flags;
-  gGiven.interfaceIndex = interfaceIndex;
-  gGiven.type = type;
-  gGiven.domain = domain;
-  return Begin(ref);
-}
-DNSServiceErrorType DNSServiceResolve(DNSServiceRef* ref, DNSServiceFlags flags, uint32_t interfaceIndex,
-                                      const char* name, const char* type, const char* domain,
-                                      DNSServiceResolveReply callback, void* context) {
-  gGiven = {};
-  gGiven.resolve = callback;
-  gGiven.context = context;
-  gGiven.flags = flags;
-  gGiven.interfaceIndex = interfaceIndex;
-  gGiven.name = name;
-  gGiven.type = type;
-  gGiven.domain = domain;
-  return Begin(ref);
-}
-int DNSServiceRefSockFD(DNSServiceRef ref) {
-  gAskedForSocket = ref;
-  return 5;
-}
-DNSServiceErrorType DNSServiceProcessResult(DNSServiceRef ref) {
-  gProcessed = ref;
-  return gProcessError;
-}
-void DNSServiceRefDeallocate(DNSServiceRef ref) {
-  gReleased.push_back(ref);
-}
-}
-
 namespace vorn {
 namespace {
 
-// What our own callbacks were called with.
-struct Seen {
-  int calls = 0;
-  DNSServiceRef ref = nullptr;
-  DNSServiceFlags flags = 99;
-  std::uint32_t interfaceIndex = 0;
-  DNSServiceErrorType error = kDNSServiceErr_NoError;
-  std::string name;
-  std::string address;
-  std::uint32_t timeToLive = 99;
-  void* context = nullptr;
-};
-Seen gSeen;
+using test::FakeResponder;
+using test::SystemBus;
+using testing::Eventually;
+using ::testing::IsEmpty;
+using ::testing::SizeIs;
 
-std::string Text(const sockaddr* address) {
-  if (address == nullptr) return "none";
-  char text[INET_ADDRSTRLEN];
-  return ::inet_ntop(AF_INET, &reinterpret_cast<const sockaddr_in*>(address)->sin_addr, text, sizeof text);
+std::vector<std::string> gTold;  // what our callbacks were called with, a line each
+
+std::string Word(const char* text) {
+  return text == nullptr ? "null" : text;
 }
 
-void OnBrowse(DNSServiceRef, DNSServiceFlags, std::uint32_t, DNSServiceErrorType, const char* name,
-              const char*, const char*, void* context) {
-  ++gSeen.calls;
-  gSeen.context = context;
-  gSeen.name = name;
+void OnBrowse(DNSServiceRef, DNSServiceFlags flags, std::uint32_t interface, DNSServiceErrorType error,
+              const char* name, const char* type, const char* domain, void*) {
+  gTold.push_back("browse " + std::to_string(flags) + " " + std::to_string(interface) + " " +
+                  std::to_string(error) + " " + Word(name) + " " + Word(type) + " " + Word(domain));
 }
-void OnResolve(DNSServiceRef, DNSServiceFlags, std::uint32_t, DNSServiceErrorType, const char* fullName,
-               const char*, std::uint16_t, std::uint16_t, const unsigned char*, void* context) {
-  ++gSeen.calls;
-  gSeen.context = context;
-  gSeen.name = fullName;
+
+void OnResolve(DNSServiceRef, DNSServiceFlags flags, std::uint32_t interface, DNSServiceErrorType error,
+               const char* fullName, const char* host, std::uint16_t port, std::uint16_t txtLength,
+               const unsigned char* txt, void*) {
+  std::string line = "resolve " + std::to_string(flags) + " " + std::to_string(interface) + " " +
+                     std::to_string(error) + " " + Word(fullName) + " " + Word(host) + " " +
+                     std::to_string(ntohs(port)) + " ";
+  for (std::uint16_t i = 0; i < txtLength; ++i) {
+    line += txt[i] < ' ' ? "<" + std::to_string(txt[i]) + ">" : std::string(1, static_cast<char>(txt[i]));
+  }
+  gTold.push_back(line);
 }
-void OnAddress(DNSServiceRef ref, DNSServiceFlags flags, std::uint32_t interfaceIndex,
-               DNSServiceErrorType error, const char* host, const sockaddr* address, std::uint32_t timeToLive,
-               void* context) {
-  gSeen = {gSeen.calls + 1, ref, flags, interfaceIndex, error, host, Text(address), timeToLive, context};
+
+void OnAddress(DNSServiceRef, DNSServiceFlags flags, std::uint32_t interface, DNSServiceErrorType error,
+               const char* host, const sockaddr* address, std::uint32_t timeToLive, void*) {
+  char text[INET_ADDRSTRLEN] = "none";
+  if (address != nullptr) {
+    ::inet_ntop(AF_INET, &reinterpret_cast<const sockaddr_in*>(address)->sin_addr, text, sizeof text);
+  }
+  gTold.push_back("address " + std::to_string(flags) + " " + std::to_string(interface) + " " +
+                  std::to_string(error) + " " + Word(host) + " " + text + " " + std::to_string(timeToLive));
+}
+
+constexpr char kResolveError[] = "resolve 0 0 -65537 null null 0 ";
+constexpr char kResult[] = "result -65537";
+const FakeResponder::Bytes kAddress{10, 0, 0, 1};
+
+FakeResponder::Bytes Bytes(const std::string& text) {
+  return {text.begin(), text.end()};
+}
+
+std::set<std::string> Threads() {
+  std::set<std::string> threads;
+  for (const auto& entry : std::filesystem::directory_iterator("/proc/self/task")) {
+    threads.insert(entry.path().string());
+  }
+  return threads;
+}
+
+std::ptrdiff_t Descriptors() {
+  return std::ranges::distance(std::filesystem::directory_iterator("/proc/self/fd"));
+}
+
+// Whether a thread is to take that signal.
+bool Takes(const std::string& thread, int signal) {
+  std::ifstream status(thread + "/status");
+  for (std::string line; std::getline(status, line);) {
+    if (!line.starts_with("SigBlk:")) continue;
+    return (std::stoull(line.substr(7), nullptr, 16) >> (signal - 1) & 1) == 0;
+  }
+  return true;
 }
 
 class SystemDNSSDTest : public ::testing::Test {
  protected:
+  static void SetUpTestSuite() { gBus = std::make_unique<SystemBus>(); }
+  static void TearDownTestSuite() { gBus.reset(); }
   void SetUp() override {
-    gSeen = {};
-    gReleased.clear();
-    gError = kDNSServiceErr_NoError;
-    gProcessError = kDNSServiceErr_NoError;
+    gTold.clear();
+    gBus->Start();
+    fResponder = std::make_unique<FakeResponder>();
+    fThreads = Threads();
   }
+  void TearDown() override {
+    for (const DNSServiceRef ref : fRefs) fDnssd.RefDeallocate(ref);
+    EXPECT_TRUE(Eventually([] { return SystemDNSSD::AbandonedThreads() == 0; }));
+    fResponder.reset();
+    EXPECT_TRUE(WaitForThreads(0));
+    gBus->Stop();
+  }
+
+  DNSServiceRef Keep(DNSServiceErrorType error, DNSServiceRef ref) {
+    fError = error;
+    if (ref != nullptr) fRefs.push_back(ref);
+    return ref;
+  }
+  DNSServiceRef Browse() {
+    DNSServiceRef ref = nullptr;
+    const auto error = fDnssd.Browse(&ref, 0, 0, "_http._tcp", nullptr, OnBrowse, nullptr);
+    return Keep(error, ref);
+  }
+  DNSServiceRef Resolve(const char* name, std::uint32_t interface = 3) {
+    DNSServiceRef ref = nullptr;
+    const auto error = fDnssd.Resolve(&ref, 0, interface, name, "_http._tcp.", "local.", OnResolve, nullptr);
+    return Keep(error, ref);
+  }
+  DNSServiceRef LookUp(const char* host, std::uint32_t interface = 3, std::uint32_t protocol = 1) {
+    DNSServiceRef ref = nullptr;
+    const auto error = fDnssd.GetAddrInfo(&ref, 0, interface, protocol, host, OnAddress, nullptr);
+    return Keep(error, ref);
+  }
+  void Release(DNSServiceRef ref) {
+    std::erase(fRefs, ref);
+    fDnssd.RefDeallocate(ref);
+  }
+
+  // The last question for that name; waits for the one that comes after so many.
+  FakeResponder::Question QuestionFor(const std::string& name, std::ptrdiff_t after = 0) {
+    FakeResponder::Question question;
+    EXPECT_TRUE(Eventually([&] {
+      std::ptrdiff_t count = 0;
+      for (const auto& asked : fResponder->Questions()) {
+        if (asked.name != name) continue;
+        question = asked;
+        ++count;
+      }
+      return count > after;
+    })) << name;
+    return question;
+  }
+
+  // What serving the operation tells, once there is anything to tell.
+  std::string Next(DNSServiceRef ref) {
+    pollfd readable{fDnssd.RefSockFD(ref), POLLIN, 0};
+    EXPECT_EQ(1, ::poll(&readable, 1, 30'000));
+    gTold.clear();
+    const DNSServiceErrorType result = fDnssd.ProcessResult(ref);
+    if (result != kDNSServiceErr_NoError) return "result " + std::to_string(result);
+    return gTold.empty() ? "nothing" : gTold.front();
+  }
+  bool HasReply(DNSServiceRef ref) {
+    pollfd readable{fDnssd.RefSockFD(ref), POLLIN, 0};
+    return ::poll(&readable, 1, 0) == 1;
+  }
+
+  // Threads that were not there before; one that was joined may be seen for a while.
+  std::set<std::string> OwnThreads() {
+    std::set<std::string> added = Threads();
+    for (const auto& thread : fThreads) added.erase(thread);
+    return added;
+  }
+  bool WaitForThreads(std::size_t count) {
+    return Eventually([&] { return OwnThreads().size() == count; });
+  }
+
+  static std::unique_ptr<SystemBus> gBus;
+  std::unique_ptr<FakeResponder> fResponder;
   SystemDNSSD& fDnssd = SystemDNSSD::Instance();
-  int fMine = 0;
+  std::set<std::string> fThreads;
+  std::vector<DNSServiceRef> fRefs;
+  DNSServiceErrorType fError = 0;
 };
 
-TEST_F(SystemDNSSDTest, HandsOutZeroedMemoryEvenWhenItWasUsedBefore) {
-  for (int i = 0; i < 100; ++i) {
-    auto* memory = static_cast<unsigned char*>(::avahi_malloc(200));
-    for (std::size_t j = 0; j < 200; ++j) ASSERT_EQ(0, memory[j]);
-    std::memset(memory, 0xAB, 200);
-    ::avahi_free(memory);
-  }
-}
+std::unique_ptr<SystemBus> SystemDNSSDTest::gBus;
 
-TEST_F(SystemDNSSDTest, SilencesTheLibrarysAdvice) {
+TEST_F(SystemDNSSDTest, SilencesTheCompatibilityLibrarysAdvice) {
   EXPECT_STREQ("1", std::getenv("AVAHI_COMPAT_NOWARN"));
 }
 
-TEST_F(SystemDNSSDTest, PassesABrowsesArgumentsOn) {
-  DNSServiceRef ref = nullptr;
-  fDnssd.Browse(&ref, 0x10, 4, "_http._tcp", "example.", OnBrowse, &fMine);
-  EXPECT_EQ(0x10U, gGiven.flags);
-  EXPECT_EQ(4U, gGiven.interfaceIndex);
-  EXPECT_STREQ("_http._tcp", gGiven.type);
-  EXPECT_STREQ("example.", gGiven.domain);
-  fDnssd.RefDeallocate(ref);
-  fDnssd.Browse(&ref, 0, 0, "_http._tcp", nullptr, OnBrowse, &fMine);
-  EXPECT_EQ(nullptr, gGiven.domain);
-  fDnssd.RefDeallocate(ref);
+TEST_F(SystemDNSSDTest, BrowsesEverywhereAndTellsInstances) {
+  const DNSServiceRef ref = Browse();
+  ASSERT_NE(nullptr, ref);
+  EXPECT_EQ(kDNSServiceErr_NoError, fError);
+  ASSERT_THAT(fResponder->Questions(), SizeIs(1));  // Browse has waited for it
+  const auto question = fResponder->Questions().front();
+  EXPECT_EQ("ServiceBrowserNew", question.method);
+  EXPECT_EQ("_http._tcp", question.name);
+  EXPECT_EQ("", question.domain);
+  EXPECT_EQ(-1, question.interface);
+  EXPECT_EQ(-1, question.protocol);
+  EXPECT_EQ(0U, question.flags);
+
+  fResponder->TellInstance(question, "ItemNew", "Studio \xC3\xBC.1");
+  fResponder->TellInstance(question, "ItemRemove", "Studio \xC3\xBC.1");
+  EXPECT_EQ("browse 2 7 0 Studio \xC3\xBC.1 _http._tcp. local.", Next(ref));
+  EXPECT_EQ("browse 0 7 0 Studio \xC3\xBC.1 _http._tcp. local.", Next(ref));
+  EXPECT_FALSE(HasReply(ref));
 }
 
-TEST_F(SystemDNSSDTest, PassesAResolvesArgumentsOn) {
-  DNSServiceRef ref = nullptr;
-  fDnssd.Resolve(&ref, 0x10, 4, "Studio A", "_http._tcp.", "example.", OnResolve, &fMine);
-  EXPECT_EQ(0x10U, gGiven.flags);
-  EXPECT_EQ(4U, gGiven.interfaceIndex);
-  EXPECT_STREQ("Studio A", gGiven.name);
-  EXPECT_STREQ("_http._tcp.", gGiven.type);
-  EXPECT_STREQ("example.", gGiven.domain);
-  fDnssd.RefDeallocate(ref);
+TEST_F(SystemDNSSDTest, ABrowseThatIsRefusedIsAnError) {
+  fResponder->Refuse("_http._tcp");
+  EXPECT_EQ(nullptr, Browse());
+  EXPECT_EQ(kDNSServiceErr_Unknown, fError);
+  EXPECT_TRUE(WaitForThreads(0));
 }
 
-TEST_F(SystemDNSSDTest, AsksTheLibraryForAnOperationsSocketAndReplies) {
-  DNSServiceRef ref = nullptr;
-  fDnssd.Resolve(&ref, 0, 1, "a", "_http._tcp.", "local.", OnResolve, &fMine);
-  EXPECT_EQ(5, fDnssd.RefSockFD(ref));
-  EXPECT_EQ(ref, gAskedForSocket);
+TEST_F(SystemDNSSDTest, ABrowseWithoutAResponderIsAnErrorUntilOneIsThere) {
+  fResponder.reset();
+  EXPECT_EQ(nullptr, Browse());
+  EXPECT_EQ(kDNSServiceErr_Unknown, fError);
+  fResponder = std::make_unique<FakeResponder>();
+  EXPECT_NE(nullptr, Browse());
+}
+
+TEST_F(SystemDNSSDTest, ABrowseThatHasFailedFailsBehindWhatItHasToTell) {
+  const DNSServiceRef ref = Browse();
+  const auto question = QuestionFor("_http._tcp");
+  fResponder->TellInstance(question, "ItemNew", "Desk");
+  fResponder->TellFailure(question);
+  EXPECT_EQ("browse 2 7 0 Desk _http._tcp. local.", Next(ref));
+  EXPECT_EQ(kResult, Next(ref));
+}
+
+TEST_F(SystemDNSSDTest, ABrowseIsGivenUpWhileTheResponderHangsAndItsThreadIsCountedUntilItEnds) {
+  fResponder->SetAnswering(false);
+  EXPECT_EQ(nullptr, Browse());
+  EXPECT_EQ(kDNSServiceErr_Unknown, fError);
+  EXPECT_EQ(1U, SystemDNSSD::AbandonedThreads());
+  fResponder->SetAnswering(true);
+  EXPECT_TRUE(Eventually([] { return SystemDNSSD::AbandonedThreads() == 0; }));
+  EXPECT_NE(nullptr, Browse());
+}
+
+TEST_F(SystemDNSSDTest, ResolvesWithoutTheAddressAndTellsTheServiceInTheFormsOfTheInterface) {
+  const DNSServiceRef ref = Resolve("Studio A.1\\");
+  const auto question = QuestionFor("Studio A.1\\");
+  EXPECT_EQ("ServiceResolverNew", question.method);
+  EXPECT_EQ("_http._tcp.", question.serviceType);
+  EXPECT_EQ("local.", question.domain);
+  EXPECT_EQ(3, question.interface);
+  EXPECT_EQ(-1, question.protocol);
+  EXPECT_EQ(-1, question.addressProtocol);
+  EXPECT_EQ(std::uint32_t{AVAHI_LOOKUP_NO_ADDRESS}, question.flags);
+  EXPECT_FALSE(HasReply(ref));
   EXPECT_EQ(kDNSServiceErr_NoError, fDnssd.ProcessResult(ref));
-  EXPECT_EQ(ref, gProcessed);
-  gProcessError = kDNSServiceErr_Unknown;
-  EXPECT_EQ(kDNSServiceErr_Unknown, fDnssd.ProcessResult(ref));
-  fDnssd.RefDeallocate(ref);
-  EXPECT_EQ(std::vector<DNSServiceRef>{ref}, gReleased);
+
+  fResponder->TellService(question, "studio a.local", 8080, {Bytes("b=1"), Bytes("a"), Bytes("b=2")});
+  EXPECT_EQ("resolve 0 7 0 Studio\\032A\\.1\\\\._http._tcp.local. studio a.local. 8080 <3>b=1<1>a<3>b=2",
+            Next(ref));
 }
 
-TEST_F(SystemDNSSDTest, DropsAReplyThatReachesTheCallbackOfAnotherKind) {
-  DNSServiceRef browse = nullptr;
-  fDnssd.Browse(&browse, 0, 0, "_http._tcp", nullptr, OnBrowse, &fMine);
-  const Given stale = gGiven;
-  DNSServiceRef resolve = nullptr;
-  fDnssd.Resolve(&resolve, 0, 1, "a", "_http._tcp.", "local.", OnResolve, &fMine);
-  // The browse's callback with the resolve's context, as the library calls from
-  // re-used memory; and the other way round.
-  stale.browse(browse, kDNSServiceFlagsAdd, 1, 0, "a", "t", "d", gGiven.context);
-  gGiven.resolve(resolve, 0, 1, 0, "a", "h", 0, 0, nullptr, stale.context);
-  EXPECT_EQ(0, gSeen.calls);
-  stale.browse(browse, kDNSServiceFlagsAdd, 1, 0, "a", "t", "d", nullptr);
-  EXPECT_EQ(0, gSeen.calls);
-  stale.browse(browse, kDNSServiceFlagsAdd, 1, 0, "a", "t", "d", stale.context);
-  EXPECT_EQ(1, gSeen.calls);
-  fDnssd.RefDeallocate(browse);
-  fDnssd.RefDeallocate(resolve);
+TEST_F(SystemDNSSDTest, ATxtRecordEndsWhereItIsTooLong) {
+  const DNSServiceRef ref = Resolve("Desk");
+  const std::vector<FakeResponder::Bytes> items(300, FakeResponder::Bytes(255, 'x'));
+  fResponder->TellService(QuestionFor("Desk"), "desk.local", 80, items);
+  const std::string told = Next(ref);
+  EXPECT_EQ(255, std::ranges::count(told, 'x') / 255);
+  const DNSServiceRef other = Resolve("Other");
+  fResponder->TellService(QuestionFor("Other"), "other.local", 80,
+                          {Bytes("a"), FakeResponder::Bytes(256, 'x')});
+  EXPECT_EQ("resolve 0 7 0 Other._http._tcp.local. other.local. 80 <1>a", Next(other));
 }
 
-TEST_F(SystemDNSSDTest, PassesErrorsOnAndKeepsNothing) {
-  gError = kDNSServiceErr_Unknown;
-  DNSServiceRef ref = reinterpret_cast<DNSServiceRef>(std::uintptr_t{1});
-  EXPECT_EQ(kDNSServiceErr_Unknown,
-            fDnssd.Resolve(&ref, 0, 1, "a", "_http._tcp.", "local.", OnResolve, &fMine));
-  EXPECT_EQ(nullptr, ref);
+TEST_F(SystemDNSSDTest, AServiceThatWasOffIsResolvedOnceItsRecordComes) {
+  const DNSServiceRef ref = Resolve("Desk 1");
+  const auto first = QuestionFor("Desk 1");
+  fResponder->TellFailure(first, "org.freedesktop.Avahi.TimeoutError");
+  EXPECT_TRUE(fResponder->WaitUntilFreed(first));
+  const auto record = QuestionFor("Desk\\0321._http._tcp.local.");
+  EXPECT_EQ("RecordBrowserNew", record.method);
+  EXPECT_EQ(33, record.type);
+  EXPECT_EQ(3, record.interface);
+  EXPECT_FALSE(HasReply(ref));
+
+  fResponder->TellRecord(record, "ItemNew", {0, 0, 0, 0, 0, 80, 0}, 33);
+  fResponder->TellService(QuestionFor("Desk 1", 1), "desk.local", 80, {});
+  EXPECT_EQ("resolve 0 7 0 Desk\\0321._http._tcp.local. desk.local. 80 ", Next(ref));
+  EXPECT_TRUE(fResponder->WaitUntilFreed(record));
+}
+
+TEST_F(SystemDNSSDTest, AResolveThatFailsOrIsRefusedIsOneReplyWithAnError) {
+  fResponder->Refuse("Bad");
+  const DNSServiceRef bad = Resolve("Bad");
+  EXPECT_EQ(kDNSServiceErr_NoError, fError);
+  EXPECT_EQ(kResolveError, Next(bad));
+  const DNSServiceRef failing = Resolve("Failing");
+  fResponder->TellFailure(QuestionFor("Failing"));
+  EXPECT_EQ(kResolveError, Next(failing));
+  EXPECT_FALSE(HasReply(failing));
+  const DNSServiceRef gone = Resolve("Gone");
+  fResponder->TellFailure(QuestionFor("Gone"), "org.freedesktop.Avahi.TimeoutError");
+  fResponder->TellFailure(QuestionFor("Gone._http._tcp.local."));
+  EXPECT_EQ(kResolveError, Next(gone));
+}
+
+TEST_F(SystemDNSSDTest, TellsEachChangeOfAHostsAddresses) {
+  const DNSServiceRef ref = LookUp("box.local.");
+  const auto question = QuestionFor("box.local.");
+  EXPECT_EQ("RecordBrowserNew", question.method);
+  EXPECT_EQ(3, question.interface);
+  EXPECT_EQ(-1, question.protocol);  // over either
+  EXPECT_EQ(1, question.recordClass);
+  EXPECT_EQ(1, question.type);
+  EXPECT_EQ(0U, question.flags);
+
+  fResponder->TellRecord(question, "ItemNew", {192, 168, 1, 20});
+  EXPECT_EQ("address 2 7 0 box.local. 192.168.1.20 0", Next(ref));
+  fResponder->TellRecord(question, "ItemNew", {192, 168, 1, 21});
+  fResponder->TellRecord(question, "ItemRemove", {192, 168, 1, 20});
+  EXPECT_EQ("address 2 7 0 box.local. 192.168.1.21 0", Next(ref));
+  EXPECT_EQ("address 0 7 0 box.local. 192.168.1.20 0", Next(ref));
+  EXPECT_FALSE(HasReply(ref));
+  EXPECT_THAT(fResponder->Questions(), SizeIs(1));
+}
+
+TEST_F(SystemDNSSDTest, ARecordThatIsNoAddressBringsNone) {
+  const DNSServiceRef ref = LookUp("box.local.", 0);
+  const auto question = QuestionFor("box.local.");
+  EXPECT_EQ(-1, question.interface);  // none is any
+  fResponder->TellRecord(question, "ItemNew", FakeResponder::Bytes(16, 1));
+  fResponder->TellRecord(question, "ItemNew", {1, 2, 3});
+  fResponder->TellRecord(question, "ItemNew", {1, 2, 3, 4}, 28);
+  for (int i = 0; i < 3; ++i) EXPECT_EQ("address 2 7 0 box.local. none 0", Next(ref));
+}
+
+TEST_F(SystemDNSSDTest, AnAddressLookupThatFailsOrIsRefusedIsOneReplyWithAnError) {
+  fResponder->Refuse("bad.local.");
+  const DNSServiceRef bad = LookUp("bad.local.");
+  EXPECT_EQ("address 0 0 -65537 bad.local. none 0", Next(bad));
+  const DNSServiceRef failing = LookUp("failing.local.");
+  fResponder->TellFailure(QuestionFor("failing.local."));
+  EXPECT_EQ("address 0 0 -65537 failing.local. none 0", Next(failing));
+  EXPECT_FALSE(HasReply(failing));
+  EXPECT_EQ(1, fResponder->Calls("GetState"));  // all on one connection
+}
+
+TEST_F(SystemDNSSDTest, RefusesOtherProtocolsThanIPv4) {
+  EXPECT_EQ(nullptr, LookUp("box.local.", 3, 2));
+  EXPECT_EQ(kDNSServiceErr_Unsupported, fError);
+}
+
+TEST_F(SystemDNSSDTest, AllOperationsShareAConnectionAndAThreadThatLastAsLongAsThey) {
+  const DNSServiceRef browse = Browse();
+  const DNSServiceRef resolve = Resolve("Desk");
+  const DNSServiceRef address = LookUp("box.local.");
+  const auto client = QuestionFor("_http._tcp").client;
+  EXPECT_EQ(client, QuestionFor("Desk").client);
+  EXPECT_EQ(client, QuestionFor("box.local.").client);
+  EXPECT_THAT(OwnThreads(), SizeIs(1));
+  Release(browse);
+  Release(address);
+  Release(resolve);
+  EXPECT_TRUE(WaitForThreads(0));
+  EXPECT_EQ(0U, SystemDNSSD::AbandonedThreads());
+  Resolve("Other");
+  EXPECT_NE(client, QuestionFor("Other").client);
+  EXPECT_TRUE(WaitForThreads(1));
+}
+
+TEST_F(SystemDNSSDTest, ItsThreadTakesNoSignals) {
+  Browse();
+  ASSERT_TRUE(WaitForThreads(1));
+  for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGCHLD, SIGUSR1}) {
+    EXPECT_FALSE(Takes(*OwnThreads().begin(), signal)) << signal;
+  }
+}
+
+TEST_F(SystemDNSSDTest, AnOperationThatIsReleasedIsNoLongerAsked) {
+  Browse();
+  const DNSServiceRef resolve = Resolve("Desk");
+  const DNSServiceRef address = LookUp("box.local.");
+  const auto first = QuestionFor("Desk");
+  const auto second = QuestionFor("box.local.");
+  Release(resolve);
+  EXPECT_TRUE(fResponder->WaitUntilFreed(first));
+  Release(address);
+  EXPECT_TRUE(fResponder->WaitUntilFreed(second));
 }
 
 SystemDNSSD* gDnssdForCallback = nullptr;
-void ReleaseInside(DNSServiceRef ref, DNSServiceFlags, std::uint32_t, DNSServiceErrorType, const char*,
-                   const char*, const char*, void* context) {
-  gDnssdForCallback->RefDeallocate(ref);
-  ++gSeen.calls;
-  gSeen.context = context;
-}
 
 TEST_F(SystemDNSSDTest, AnOperationMayBeReleasedInsideItsOwnCallback) {
   gDnssdForCallback = &fDnssd;
   DNSServiceRef ref = nullptr;
-  fDnssd.Browse(&ref, 0, 0, "_http._tcp", nullptr, ReleaseInside, &fMine);
-  gGiven.browse(ref, kDNSServiceFlagsAdd, 1, 0, "a", "t", "d", gGiven.context);
-  EXPECT_EQ(1, gSeen.calls);
-  EXPECT_EQ(&fMine, gSeen.context);
-  EXPECT_EQ(std::vector<DNSServiceRef>{ref}, gReleased);
-}
-
-// Address lookups are no business of the compatibility library's.
-class SystemDNSSDAddressTest : public SystemDNSSDTest {
- protected:
-  static void SetUpTestSuite() { gBus = std::make_unique<test::SystemBus>(); }
-  static void TearDownTestSuite() { gBus.reset(); }
-  void SetUp() override {
-    SystemDNSSDTest::SetUp();
-    gBus->Start();
-    fResponder = std::make_unique<test::FakeResponder>();
-    fThreads = Threads();
-  }
-  void TearDown() override {
-    fResponder.reset();
-    gBus->Stop();
-  }
-
-  DNSServiceRef LookUp(const char* host, DNSServiceGetAddrInfoReply callback = OnAddress,
-                       std::uint32_t protocol = kDNSServiceProtocol_IPv4) {
-    DNSServiceRef ref = nullptr;
-    fError = fDnssd.GetAddrInfo(&ref, 0, 3, protocol, host, callback, &fMine);
-    return ref;
-  }
-
-  // Has the responder tell the host's address and serves the operation, as the
-  // engine does once it has something to serve.
-  void Tell(DNSServiceRef ref, const std::string& host, const std::vector<std::uint8_t>& address,
-            const char* signal = "ItemNew") {
-    ASSERT_TRUE(testing::Eventually([&] {
-      for (const auto& question : fResponder->Questions()) {
-        if (question.name != host) continue;
-        fResponder->TellRecord(question, signal, address);
-        return true;
-      }
-      return false;
-    })) << host;
-    Serve(ref);
-  }
-
-  void Serve(DNSServiceRef ref) {
-    pollfd readable{fDnssd.RefSockFD(ref), POLLIN, 0};
-    ASSERT_EQ(1, ::poll(&readable, 1, 30'000));
-    EXPECT_EQ(kDNSServiceErr_NoError, fDnssd.ProcessResult(ref));
-  }
-
-  static std::set<std::string> Threads() {
-    std::set<std::string> threads;
-    for (const auto& entry : std::filesystem::directory_iterator("/proc/self/task")) {
-      threads.insert(entry.path().string());
-    }
-    return threads;
-  }
-
-  // Waits until so many sessions have a thread; one that was joined may be seen
-  // for a while.
-  bool WaitForSessions(std::size_t sessions) {
-    return testing::Eventually([&] {
-      std::set<std::string> added = Threads();
-      for (const auto& thread : fThreads) added.erase(thread);
-      return added.size() == sessions;
-    });
-  }
-
-  static std::unique_ptr<test::SystemBus> gBus;
-  std::unique_ptr<test::FakeResponder> fResponder;
-  std::set<std::string> fThreads;  // that were there before
-  DNSServiceErrorType fError = 0;
-};
-
-std::unique_ptr<test::SystemBus> SystemDNSSDAddressTest::gBus;
-
-TEST_F(SystemDNSSDAddressTest, TellsTheAddress) {
-  gAskedForSocket = nullptr;
-  const DNSServiceRef ref = LookUp("box.local.");
-  ASSERT_NE(nullptr, ref);
-  EXPECT_EQ(kDNSServiceErr_NoError, fError);
-  EXPECT_EQ(kDNSServiceErr_NoError, fDnssd.ProcessResult(ref));
-  EXPECT_EQ(0, gSeen.calls);  // nothing to tell yet
-  Tell(ref, "box.local.", {192, 168, 1, 20});
-  EXPECT_EQ(1, gSeen.calls);
-  EXPECT_EQ(ref, gSeen.ref);
-  EXPECT_EQ(&fMine, gSeen.context);
-  EXPECT_EQ("box.local.", gSeen.name);
-  EXPECT_EQ("192.168.1.20", gSeen.address);
-  EXPECT_EQ(0U, gSeen.timeToLive);
-  EXPECT_EQ(7U, gSeen.interfaceIndex);
-  EXPECT_EQ(DNSServiceFlags{kDNSServiceFlagsAdd}, gSeen.flags);
-  EXPECT_EQ(kDNSServiceErr_NoError, gSeen.error);
-  EXPECT_EQ(kDNSServiceErr_NoError, fDnssd.ProcessResult(ref));
-  EXPECT_EQ(1, gSeen.calls);  // once
-  fDnssd.RefDeallocate(ref);
-  EXPECT_EQ(nullptr, gAskedForSocket);
-  EXPECT_TRUE(gReleased.empty());
-}
-
-TEST_F(SystemDNSSDAddressTest, TellsThatARecordHasGoneOrIsNoAddress) {
-  const DNSServiceRef gone = LookUp("gone.local.");
-  Tell(gone, "gone.local.", {10, 0, 0, 1}, "ItemRemove");
-  EXPECT_EQ(0U, gSeen.flags);
-  EXPECT_EQ("10.0.0.1", gSeen.address);
-  const DNSServiceRef other = LookUp("other.local.");
-  Tell(other, "other.local.", {10, 0, 0});
-  EXPECT_EQ("none", gSeen.address);
-  EXPECT_EQ(2, gSeen.calls);
-  fDnssd.RefDeallocate(gone);
-  fDnssd.RefDeallocate(other);
-}
-
-TEST_F(SystemDNSSDAddressTest, TellsARefusalByAReply) {
-  fResponder->Refuse("bad.local.");
-  const DNSServiceRef ref = LookUp("bad.local.");
-  Serve(ref);
-  EXPECT_EQ(kDNSServiceErr_Unknown, gSeen.error);
-  EXPECT_EQ("none", gSeen.address);
-  fDnssd.RefDeallocate(ref);
-}
-
-TEST_F(SystemDNSSDAddressTest, RefusesOtherProtocols) {
-  EXPECT_EQ(nullptr, LookUp("box.local.", OnAddress, 2));
-  EXPECT_EQ(kDNSServiceErr_Unsupported, fError);
-}
-
-TEST_F(SystemDNSSDAddressTest, ALookupMayBeReleasedInsideItsOwnCallback) {
-  gDnssdForCallback = &fDnssd;
-  const DNSServiceRef ref =
-      LookUp("box.local.", [](DNSServiceRef given, DNSServiceFlags, std::uint32_t, DNSServiceErrorType,
-                              const char* host, const sockaddr* address, std::uint32_t, void*) {
+  fDnssd.GetAddrInfo(
+      &ref, 0, 3, kDNSServiceProtocol_IPv4, "box.local.",
+      [](DNSServiceRef given, DNSServiceFlags, std::uint32_t, DNSServiceErrorType, const char* host,
+         const sockaddr*, std::uint32_t, void* context) {
         gDnssdForCallback->RefDeallocate(given);
-        ++gSeen.calls;
-        gSeen.name = host;
-        gSeen.address = Text(address);
-      });
-  Tell(ref, "box.local.", {10, 0, 0, 1});
-  EXPECT_EQ(1, gSeen.calls);
-  EXPECT_EQ("box.local.", gSeen.name);
-  EXPECT_EQ("10.0.0.1", gSeen.address);
+        gTold.push_back(std::string(host) + *static_cast<const char*>(context));
+      },
+      const_cast<char*>("!"));
+  fResponder->TellRecord(QuestionFor("box.local."), "ItemNew", kAddress);
+  EXPECT_EQ("box.local.!", Next(ref));
 }
 
-TEST_F(SystemDNSSDAddressTest, ALookupThatIsReleasedUnansweredIsNoLongerAsked) {
-  const DNSServiceRef kept = LookUp("kept.local.");
-  ASSERT_TRUE(fResponder->WaitForQuestions(1));
-  const DNSServiceRef released = LookUp("released.local.");
-  ASSERT_TRUE(fResponder->WaitForQuestions(2));
-  fDnssd.RefDeallocate(released);
-  EXPECT_TRUE(fResponder->WaitUntilFreed(fResponder->Questions().back()));
-  fDnssd.RefDeallocate(kept);
+TEST_F(SystemDNSSDTest, WhenTheResponderGoesEveryOperationHasFailedAndTheNextOneFindsTheNext) {
+  const DNSServiceRef browse = Browse();
+  const DNSServiceRef resolve = Resolve("Desk");
+  const DNSServiceRef address = LookUp("box.local.");
+  QuestionFor("box.local.");
+  fResponder.reset();
+  EXPECT_EQ(kResult, Next(browse));
+  EXPECT_EQ(kResolveError, Next(resolve));
+  EXPECT_EQ("address 0 0 -65537 box.local. none 0", Next(address));
+  EXPECT_EQ("address 0 0 -65537 now.local. none 0", Next(LookUp("now.local.")));
+  fResponder = std::make_unique<FakeResponder>();
+  EXPECT_NE(nullptr, Browse());
+  const DNSServiceRef next = LookUp("next.local.");
+  fResponder->TellRecord(QuestionFor("next.local."), "ItemNew", kAddress);
+  EXPECT_EQ("address 2 7 0 next.local. 10.0.0.1 0", Next(next));
 }
 
-TEST_F(SystemDNSSDAddressTest, LookupsShareAConnectionThatLastsAsLongAsThereIsAnythingToLookUp) {
-  DNSServiceRef browse = nullptr;
-  fDnssd.Browse(&browse, 0, 0, "_http._tcp", nullptr, OnBrowse, &fMine);
-  DNSServiceRef resolve = nullptr;
-  fDnssd.Resolve(&resolve, 0, 1, "a", "_http._tcp.", "local.", OnResolve, &fMine);
-  EXPECT_TRUE(WaitForSessions(0));  // the stand-in library has no thread
-  fDnssd.RefDeallocate(LookUp("a.local."));
-  const DNSServiceRef b = LookUp("b.local.");
-  const DNSServiceRef c = LookUp("c.local.");
-  EXPECT_TRUE(WaitForSessions(1));
-  Tell(b, "b.local.", {10, 0, 0, 1});
-  Tell(c, "c.local.", {10, 0, 0, 2});
-  const auto questions = fResponder->Questions();
-  EXPECT_EQ(questions.front().client, questions.back().client);
-  fDnssd.RefDeallocate(resolve);
-  fDnssd.RefDeallocate(b);
-  EXPECT_TRUE(WaitForSessions(1));
-  fDnssd.RefDeallocate(c);
-  EXPECT_TRUE(WaitForSessions(0));
-
-  const DNSServiceRef d = LookUp("d.local.");
-  EXPECT_TRUE(WaitForSessions(1));
-  Tell(d, "d.local.", {10, 0, 0, 3});
-  EXPECT_EQ("10.0.0.3", gSeen.address);
-  EXPECT_NE(questions.back().client, fResponder->Questions().back().client);
-  fDnssd.RefDeallocate(d);
-  EXPECT_TRUE(WaitForSessions(0));
-  fDnssd.RefDeallocate(browse);
+TEST_F(SystemDNSSDTest, WhenTheBusGoesEveryOperationHasFailedAndTheNextOneFindsTheNext) {
+  const DNSServiceRef browse = Browse();
+  const DNSServiceRef resolve = Resolve("Desk");
+  QuestionFor("Desk");
+  gBus->Stop();
+  EXPECT_EQ(kResult, Next(browse));
+  EXPECT_EQ(kResolveError, Next(resolve));
+  fResponder.reset();
+  gBus->Start();
+  fResponder = std::make_unique<FakeResponder>();
+  EXPECT_NE(nullptr, Browse());
 }
 
-TEST_F(SystemDNSSDAddressTest, NobodyWaitsForAResponderThatHangs) {
-  const DNSServiceRef asked = LookUp("asked.local.");
-  ASSERT_TRUE(fResponder->WaitForQuestions(1));
+TEST_F(SystemDNSSDTest, AnotherResponderThatTakesOverEndsOperationsToo) {
+  const DNSServiceRef browse = Browse();
+  FakeResponder second;  // takes the name while the first has it
+  EXPECT_EQ(kResult, Next(browse));
+  EXPECT_NE(nullptr, Browse());
+  EXPECT_THAT(second.Questions(), SizeIs(1));
+}
+
+TEST_F(SystemDNSSDTest, AQuestionThatTheResponderDiedOverIsAskedAgain) {
+  const DNSServiceRef browse = Browse();
   fResponder->SetAnswering(false);
-  const DNSServiceRef released = LookUp("released.local.");
-  ASSERT_TRUE(testing::Eventually([&] { return fResponder->Calls("RecordBrowserNew") == 2; }));
+  const DNSServiceRef resolve = Resolve("Desk");
+  ASSERT_TRUE(Eventually([&] { return fResponder->Calls("ServiceResolverNew") == 1; }));
+  auto second = std::make_unique<FakeResponder>();  // takes over, so that there is one to be asked
+  fResponder = std::move(second);
+  EXPECT_EQ(kResult, Next(browse));
+  fResponder->TellService(QuestionFor("Desk"), "desk.local", 80, {});
+  EXPECT_EQ("resolve 0 7 0 Desk._http._tcp.local. desk.local. 80 ", Next(resolve));
+}
+
+TEST_F(SystemDNSSDTest, AskingThatFailsTwiceIsAnError) {
+  const DNSServiceRef browse = Browse();
+  fResponder->Refuse("Bad", "org.freedesktop.DBus.Error.NoReply");
+  EXPECT_EQ(kResolveError, Next(Resolve("Bad")));
+  EXPECT_EQ(kResult, Next(browse));  // its connection has been given up
+  EXPECT_EQ(2, fResponder->Calls("ServiceResolverNew"));
+}
+
+TEST_F(SystemDNSSDTest, AConnectionOnWhichAnOperationCannotBeEndedIsGivenUp) {
+  const DNSServiceRef browse = Browse();
+  fResponder->Refuse("Free", "org.freedesktop.DBus.Error.NoReply");
+  const DNSServiceRef resolve = Resolve("Desk");
+  QuestionFor("Desk");
+  Release(resolve);
+  EXPECT_EQ(kResult, Next(browse));
+}
+
+TEST_F(SystemDNSSDTest, WhatTheResponderHasNoRoomForIsAskedOnceThereIsRoom) {
+  fResponder->AllowObjects(3);
+  Browse();
+  const DNSServiceRef a = Resolve("a");
+  Resolve("b");
+  const auto questionA = QuestionFor("a");
+  QuestionFor("b");
+  const DNSServiceRef c = Resolve("c");
+  const DNSServiceRef d = LookUp("d.local.");
+  ASSERT_TRUE(Eventually([&] { return fResponder->Calls("ServiceResolverNew") == 3; }));
+  EXPECT_THAT(fResponder->Questions(), SizeIs(3));
+  EXPECT_FALSE(HasReply(c));
+  Release(a);
+  EXPECT_TRUE(fResponder->WaitUntilFreed(questionA));
+  fResponder->TellService(QuestionFor("c"), "c.local", 80, {});
+  EXPECT_EQ("resolve 0 7 0 c._http._tcp.local. c.local. 80 ", Next(c));
+  Release(c);
+  fResponder->TellRecord(QuestionFor("d.local."), "ItemNew", kAddress);
+  EXPECT_EQ("address 2 7 0 d.local. 10.0.0.1 0", Next(d));
+}
+
+TEST_F(SystemDNSSDTest, WhereThereIsNoRoomAServiceThatWasOffMakesRoomForOthers) {
+  fResponder->AllowObjects(2);
+  Browse();
+  const DNSServiceRef off = Resolve("Off");
+  const auto question = QuestionFor("Off");
+  const DNSServiceRef good = Resolve("Good");
+  ASSERT_TRUE(Eventually([&] { return fResponder->Calls("ServiceResolverNew") == 2; }));
+  fResponder->TellFailure(question, "org.freedesktop.Avahi.TimeoutError");
+  fResponder->TellService(QuestionFor("Good"), "good.local", 80, {});
+  EXPECT_EQ("resolve 0 7 0 Good._http._tcp.local. good.local. 80 ", Next(good));
+  Release(good);
+  fResponder->TellService(QuestionFor("Off", 1), "off.local", 80, {});
+  EXPECT_EQ("resolve 0 7 0 Off._http._tcp.local. off.local. 80 ", Next(off));
+}
+
+TEST_F(SystemDNSSDTest, WithoutAnyRoomTheBrowseIsRefused) {
+  fResponder->AllowObjects(0);
+  EXPECT_EQ(nullptr, Browse());
+  EXPECT_EQ(kDNSServiceErr_Unknown, fError);
+}
+
+TEST_F(SystemDNSSDTest, NobodyWaitsForAResponderThatHangs) {
+  const DNSServiceRef asked = LookUp("asked.local.");
+  const auto question = QuestionFor("asked.local.");
+  fResponder->SetAnswering(false);
+  const DNSServiceRef released = Resolve("Released");
+  ASSERT_TRUE(Eventually([&] { return fResponder->Calls("ServiceResolverNew") == 1; }));
+  const DNSServiceRef unasked = Resolve("Unasked");
   const DNSServiceRef late = LookUp("late.local.");
-  fDnssd.RefDeallocate(released);
+  Release(released);
+  Release(unasked);
   EXPECT_EQ(kDNSServiceErr_NoError, fDnssd.ProcessResult(late));
   fResponder->SetAnswering(true);  // a wait would have been for this
-  Tell(asked, "asked.local.", {10, 0, 0, 1});
-  EXPECT_EQ("10.0.0.1", gSeen.address);
-  Tell(late, "late.local.", {10, 0, 0, 2});
-  EXPECT_EQ("10.0.0.2", gSeen.address);
-  fDnssd.RefDeallocate(asked);
-  fDnssd.RefDeallocate(late);
+  fResponder->TellRecord(question, "ItemNew", kAddress);
+  EXPECT_EQ("address 2 7 0 asked.local. 10.0.0.1 0", Next(asked));
+  fResponder->TellRecord(QuestionFor("late.local."), "ItemNew", kAddress);
+  EXPECT_EQ("address 2 7 0 late.local. 10.0.0.1 0", Next(late));
+  EXPECT_EQ(1, fResponder->Calls("ServiceResolverNew"));
 }
 
-TEST_F(SystemDNSSDAddressTest, WithoutDescriptorsNothingIsBegun) {
+TEST_F(SystemDNSSDTest, NothingGrowsWhileTheResponderHangs) {
+  Browse();
+  fResponder->SetAnswering(false);
+  const DNSServiceRef held = LookUp("held.local.");
+  ASSERT_TRUE(Eventually([&] { return fResponder->Calls("RecordBrowserNew") > 0; }));
+  const std::ptrdiff_t before = Descriptors();
+  for (int i = 0; i < 1000; ++i) Release(Resolve("u"));
+  EXPECT_LT(Descriptors(), before + 10);
+  fResponder->SetAnswering(true);
+  fResponder->TellRecord(QuestionFor("held.local."), "ItemNew", kAddress);
+  EXPECT_EQ("address 2 7 0 held.local. 10.0.0.1 0", Next(held));
+}
+
+TEST_F(SystemDNSSDTest, TheLastReleaseDoesNotWaitForAResponderThatHangs) {
+  Browse();
+  for (const char* name : {"a", "b", "c"}) {
+    Resolve(name);
+    QuestionFor(name);
+  }
+  fResponder->SetAnswering(false);
+  Release(fRefs.back());
+  ASSERT_TRUE(Eventually([&] { return fResponder->Calls("Free") == 1; }));
+  while (!fRefs.empty())
+    Release(fRefs.back());  // a wait would be for 25 seconds and longer than the test's time
+  EXPECT_EQ(1U, SystemDNSSD::AbandonedThreads());
+  // The next ones do not wait for it either, but for the responder.
+  const DNSServiceRef next = Resolve("next");
+  fResponder->SetAnswering(true);
+  EXPECT_TRUE(Eventually([] { return SystemDNSSD::AbandonedThreads() == 0; }));
+  fResponder->TellService(QuestionFor("next"), "next.local", 80, {});
+  EXPECT_EQ("resolve 0 7 0 next._http._tcp.local. next.local. 80 ", Next(next));
+  EXPECT_EQ(1, fResponder->Calls("Free"));  // what was left went with the connection
+}
+
+TEST_F(SystemDNSSDTest, WithoutDescriptorsNothingIsBegun) {
   rlimit before{};
   ::getrlimit(RLIMIT_NOFILE, &before);
   const rlimit none{0, before.rlim_max};
   ::setrlimit(RLIMIT_NOFILE, &none);
-  EXPECT_EQ(nullptr, LookUp("box.local."));
+  EXPECT_EQ(nullptr, Resolve("Desk"));
   EXPECT_EQ(kDNSServiceErr_NoMemory, fError);
   ::setrlimit(RLIMIT_NOFILE, &before);
-  const DNSServiceRef ref = LookUp("box.local.");
-  Tell(ref, "box.local.", {10, 0, 0, 1});
-  EXPECT_EQ("10.0.0.1", gSeen.address);
-  fDnssd.RefDeallocate(ref);
+  Resolve("Desk");
+  QuestionFor("Desk");
 }
 
-TEST_F(SystemDNSSDAddressTest, WithoutThreadsNothingIsBegun) {
+TEST_F(SystemDNSSDTest, WithoutThreadsNothingIsBegun) {
   {
     const testing::NoThreadsToBeHad none;
-    EXPECT_EQ(nullptr, LookUp("box.local."));
+    EXPECT_EQ(nullptr, Browse());
     EXPECT_EQ(kDNSServiceErr_NoMemory, fError);
   }
-  const DNSServiceRef ref = LookUp("box.local.");
-  Tell(ref, "box.local.", {10, 0, 0, 1});
-  EXPECT_EQ("10.0.0.1", gSeen.address);
-  fDnssd.RefDeallocate(ref);
+  EXPECT_NE(nullptr, Browse());
 }
 
-TEST_F(SystemDNSSDAddressTest, WithoutMemoryNothingIsBegun) {
+TEST_F(SystemDNSSDTest, WithoutMemoryNothingIsBegun) {
   for (int nth = 1;; ++nth) {
     DNSServiceRef ref = nullptr;
     bool hasThrown = false;
@@ -469,7 +602,7 @@ TEST_F(SystemDNSSDAddressTest, WithoutMemoryNothingIsBegun) {
     {
       const testing::FailingAllocation failing(nth);
       try {
-        fDnssd.GetAddrInfo(&ref, 0, 3, kDNSServiceProtocol_IPv4, "box.local.", OnAddress, &fMine);
+        fDnssd.Resolve(&ref, 0, 3, "a service of no short name", "_http._tcp.", "local.", OnResolve, nullptr);
       } catch (const std::bad_alloc&) {
         hasThrown = true;
       }
@@ -478,45 +611,12 @@ TEST_F(SystemDNSSDAddressTest, WithoutMemoryNothingIsBegun) {
     EXPECT_EQ(hasFailed, hasThrown) << nth;
     EXPECT_EQ(hasThrown, ref == nullptr) << nth;
     if (ref == nullptr) continue;
-    Tell(ref, "box.local.", {10, 0, 0, 1});
-    EXPECT_EQ("10.0.0.1", gSeen.address);
-    fDnssd.RefDeallocate(ref);
-    EXPECT_GT(nth, 4);  // the operation, its lookup, its place, the session
+    fRefs.push_back(ref);
+    QuestionFor("a service of no short name");
+    EXPECT_GT(nth, 4);  // the operation, its name, the session, what the reference points to
     break;
   }
-}
-
-// Calls `begin`, which begins one operation, with the first allocation failing,
-// then the second, and so on until none does.
-template <typename Begin>
-void FailEachAllocation(SystemDNSSD& dnssd, int allocations, Begin begin) {
-  for (int nth = 1; nth <= allocations + 1; ++nth) {
-    DNSServiceRef ref = nullptr;
-    gBegun = 0;
-    bool hasThrown = false;
-    {
-      const testing::FailingAllocation failing(nth);
-      try {
-        begin(&ref);
-      } catch (const std::bad_alloc&) {
-        hasThrown = true;
-      }
-      ASSERT_EQ(failing.HasFailed(), nth <= allocations) << nth;
-    }
-    EXPECT_EQ(hasThrown, nth <= allocations) << nth;
-    EXPECT_EQ(gBegun, hasThrown ? 0 : 1) << nth;
-    if (ref != nullptr) dnssd.RefDeallocate(ref);
-  }
-}
-
-TEST_F(SystemDNSSDTest, WithoutMemoryNothingIsBegun) {
-  constexpr int kContextAndPlace = 2;
-  FailEachAllocation(fDnssd, kContextAndPlace, [&](DNSServiceRef* ref) {
-    fDnssd.Browse(ref, 0, 0, "_http._tcp", nullptr, OnBrowse, &fMine);
-  });
-  FailEachAllocation(fDnssd, kContextAndPlace, [&](DNSServiceRef* ref) {
-    fDnssd.Resolve(ref, 0, 1, "a", "_http._tcp.", "local.", OnResolve, &fMine);
-  });
+  EXPECT_THAT(fResponder->Questions(), SizeIs(1));
 }
 
 }  // namespace

@@ -1,0 +1,54 @@
+#pragma once
+
+#include <chrono>
+#include <condition_variable>
+#include <cstddef>
+#include <memory>
+#include <mutex>
+#include <thread>
+
+#include "AVB/Util/AvahiLoop.h"
+
+namespace vorn {
+
+/// A session with the responder: one connection to it, for all operations, on one
+/// thread.
+class AvahiSession {
+ public:
+  /// How long the destructor waits for a thread that is in a call.
+  static constexpr std::chrono::milliseconds kEndTime{100};
+
+  /// Starts the thread. Throws std::system_error when there is none, or no
+  /// descriptor, left.
+  AvahiSession();
+  AvahiSession(const AvahiSession&) = delete;
+  AvahiSession& operator=(const AvahiSession&) = delete;
+  /// Ends the connection and joins the thread. A thread that waits for a hung
+  /// responder is left behind with all that it needs; it ends once the responder
+  /// answers, or after 25 seconds. Any thread.
+  ~AvahiSession();
+
+  /// See AvahiLoop.
+  void Begin(std::shared_ptr<Operation> operation);
+  void End(Operation& operation) noexcept;
+
+  /// How many threads of this process were left behind and have not ended yet.
+  static std::size_t AbandonedThreads();
+
+ private:
+  // What the thread shares with the session, which may go before it.
+  struct Shared {
+    AvahiLoop loop;
+    std::mutex mutex;  // guards the following
+    std::condition_variable changed;
+    bool hasEnded = false;
+    bool isAbandoned = false;
+  };
+
+  static void ThreadProc(std::shared_ptr<Shared> shared);
+
+  const std::shared_ptr<Shared> fShared;
+  std::thread fThread;
+};
+
+}  // namespace vorn

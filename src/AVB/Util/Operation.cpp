@@ -1,0 +1,59 @@
+#include "AVB/Util/Operation.h"
+
+#include <sys/eventfd.h>
+
+#include <stdexcept>
+#include <utility>
+
+namespace vorn {
+
+Operation::Operation() : fReadable(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {}
+
+DNSServiceErrorType Operation::Deliver(DNSServiceRef ref) {
+  Reply reply;
+  bool hasFailed = false;
+  {
+    const std::lock_guard lock(fMutex);
+    if (!fReplies.empty()) {
+      reply = std::move(fReplies.front());
+      fReplies.pop_front();
+    } else if (fFailure == Failure::kUntold) {
+      fFailure = Failure::kTold;
+      hasFailed = true;
+    }
+    eventfd_t ignored = 0;
+    if (fReplies.empty() && fFailure != Failure::kUntold) ::eventfd_read(fReadable.Get(), &ignored);
+  }
+  if (reply) reply(ref);
+  return hasFailed ? DeliverFailure(ref) : kDNSServiceErr_NoError;
+}
+
+DNSServiceErrorType Operation::WaitUntilBegun(std::chrono::milliseconds limit) {
+  std::unique_lock lock(fMutex);
+  fChanged.wait_for(lock, limit, [this] { return fHasBegun || fFailure != Failure::kNone; });
+  return fHasBegun ? kDNSServiceErr_NoError : kDNSServiceErr_Unknown;
+}
+
+void Operation::NoteBegun() {
+  const std::lock_guard lock(fMutex);
+  fHasBegun = true;
+  fChanged.notify_all();
+}
+
+void Operation::Fail() noexcept {
+  const std::lock_guard lock(fMutex);
+  if (fFailure != Failure::kNone) return;
+  fFailure = Failure::kUntold;
+  ::eventfd_write(fReadable.Get(), 1);
+  fChanged.notify_all();
+}
+
+void Operation::Tell(Reply reply) {
+  const std::lock_guard lock(fMutex);
+  if (fFailure != Failure::kNone) return;
+  if (fReplies.size() >= kMaxReplies) throw std::length_error("replies");
+  fReplies.push_back(std::move(reply));
+  ::eventfd_write(fReadable.Get(), 1);
+}
+
+}  // namespace vorn

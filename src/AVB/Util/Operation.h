@@ -1,0 +1,88 @@
+#pragma once
+
+#include <avahi-client/client.h>
+
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <cstddef>
+#include <deque>
+#include <functional>
+#include <mutex>
+
+#include "AVB/Util/DNSSD.h"
+#include "foundation/FileDescriptor.h"
+
+namespace vorn {
+
+/// One operation of the seam, shared by its owner, who takes the replies, and the
+/// session, which asks the responder. Each kind turns what Avahi's client library
+/// says into replies of the published interface.
+class Operation {
+ public:
+  /// Replies that may wait for the owner. An operation with more has failed: the
+  /// owner does not keep up with the network.
+  static constexpr std::size_t kMaxReplies = 100'000;
+
+  Operation();
+  Operation(const Operation&) = delete;
+  Operation& operator=(const Operation&) = delete;
+  virtual ~Operation() = default;
+
+  // The owner's side.
+
+  /// Readable while a reply waits; -1 when there was no descriptor left.
+  [[nodiscard]] int Socket() const { return fReadable.Get(); }
+  /// Calls back with the next reply, if there is one. The failure of an operation
+  /// comes once, behind all replies: as a reply, or as the result of a browse.
+  DNSServiceErrorType Deliver(DNSServiceRef ref);
+  /// Waits until the responder has accepted the operation. An error when it has
+  /// not, or not within the limit.
+  DNSServiceErrorType WaitUntilBegun(std::chrono::milliseconds limit);
+  /// Says that nobody takes replies any more; any thread.
+  void Release() { fReleased = true; }
+
+  // The session's side, on its thread; it does not destroy an operation that has
+  // an object of the client.
+
+  [[nodiscard]] bool IsReleased() const { return fReleased; }
+  /// Makes the client's object; false when that failed, with the client's error.
+  virtual bool Begin(AvahiClient& client) = 0;
+  /// Frees the client's object, if there is one. Negative when the responder did not answer.
+  virtual int End() = 0;
+  /// Forgets the object, which has gone with its client.
+  virtual void Forget() = 0;
+  /// Whether the object may be ended now and begun again later without a loss.
+  [[nodiscard]] virtual bool MayPause() const { return false; }
+  void NoteBegun();
+  void Fail() noexcept;
+
+ protected:
+  using Reply = std::function<void(DNSServiceRef)>;
+
+  void Tell(Reply reply);
+  virtual DNSServiceErrorType DeliverFailure(DNSServiceRef ref) = 0;
+
+  /// What the library's callbacks do; an exception, no memory for example, fails the operation.
+  template <typename Action>
+  void Guarded(Action action) noexcept {
+    try {
+      action();
+    } catch (...) {
+      Fail();
+    }
+  }
+
+ private:
+  enum class Failure { kNone, kUntold, kTold };
+
+  const FileDescriptor fReadable;
+  std::atomic<bool> fReleased{false};
+  std::mutex fMutex;  // guards everything below
+  std::condition_variable fChanged;
+  std::deque<Reply> fReplies;
+  bool fHasBegun = false;
+  Failure fFailure = Failure::kNone;
+};
+
+}  // namespace vorn

@@ -1,0 +1,104 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <poll.h>
+
+#include <chrono>
+#include <stdexcept>
+#include <thread>
+#include <vector>
+
+#include "AVB/Util/Operation.h"
+
+namespace vorn {
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+
+constexpr DNSServiceErrorType kFailure = -1;
+
+class TestOperation final : public Operation {
+ public:
+  bool Begin(AvahiClient&) override { return false; }
+  int End() override { return 0; }
+  void Forget() override {}
+
+  void Tell(int number) {
+    Guarded([&] { Operation::Tell([this, number](DNSServiceRef) { told.push_back(number); }); });
+  }
+  void Throw() {
+    Guarded([] { throw std::runtime_error("no memory"); });
+  }
+
+  std::vector<int> told;
+
+ private:
+  DNSServiceErrorType DeliverFailure(DNSServiceRef) override { return kFailure; }
+};
+
+class OperationTest : public ::testing::Test {
+ protected:
+  bool HasReply() {
+    pollfd readable{fOperation.Socket(), POLLIN, 0};
+    return ::poll(&readable, 1, 0) == 1;
+  }
+  DNSServiceErrorType Deliver() { return fOperation.Deliver(nullptr); }
+
+  TestOperation fOperation;
+};
+
+TEST_F(OperationTest, DeliversOneReplyAtATimeInOrderAndIsReadableUntilTheLast) {
+  EXPECT_FALSE(HasReply());
+  EXPECT_EQ(kDNSServiceErr_NoError, Deliver());
+  EXPECT_THAT(fOperation.told, IsEmpty());
+  fOperation.Tell(1);
+  fOperation.Tell(2);
+  EXPECT_TRUE(HasReply());
+  EXPECT_EQ(kDNSServiceErr_NoError, Deliver());
+  EXPECT_THAT(fOperation.told, ElementsAre(1));
+  EXPECT_TRUE(HasReply());
+  EXPECT_EQ(kDNSServiceErr_NoError, Deliver());
+  EXPECT_THAT(fOperation.told, ElementsAre(1, 2));
+  EXPECT_FALSE(HasReply());
+}
+
+TEST_F(OperationTest, TellsItsFailureOnceBehindAllReplies) {
+  fOperation.Tell(1);
+  fOperation.Fail();
+  fOperation.Fail();
+  fOperation.Tell(2);
+  EXPECT_EQ(kDNSServiceErr_NoError, Deliver());
+  EXPECT_TRUE(HasReply());
+  EXPECT_EQ(kFailure, Deliver());
+  EXPECT_FALSE(HasReply());
+  EXPECT_EQ(kDNSServiceErr_NoError, Deliver());
+  EXPECT_THAT(fOperation.told, ElementsAre(1));
+}
+
+TEST_F(OperationTest, FailsWhereAReplyCannotBeKept) {
+  fOperation.Throw();
+  EXPECT_TRUE(HasReply());
+  EXPECT_EQ(kFailure, Deliver());
+}
+
+TEST_F(OperationTest, FailsWhenItsOwnerDoesNotKeepUp) {
+  for (std::size_t i = 0; i < Operation::kMaxReplies; ++i) fOperation.Tell(1);
+  fOperation.Tell(2);
+  for (std::size_t i = 0; i < Operation::kMaxReplies; ++i) ASSERT_EQ(kDNSServiceErr_NoError, Deliver());
+  EXPECT_EQ(kFailure, Deliver());
+  EXPECT_EQ(Operation::kMaxReplies, fOperation.told.size());
+}
+
+TEST_F(OperationTest, WaitsUntilItHasBegunOrFailedOrTheTimeIsOver) {
+  EXPECT_EQ(kDNSServiceErr_Unknown, fOperation.WaitUntilBegun(std::chrono::milliseconds(1)));
+  std::thread begins([this] { fOperation.NoteBegun(); });
+  EXPECT_EQ(kDNSServiceErr_NoError, fOperation.WaitUntilBegun(std::chrono::seconds(30)));
+  begins.join();
+  TestOperation refused;
+  std::thread fails([&] { refused.Fail(); });
+  EXPECT_EQ(kDNSServiceErr_Unknown, refused.WaitUntilBegun(std::chrono::seconds(30)));
+  fails.join();
+}
+
+}  // namespace
+}  // namespace vorn
