@@ -6,25 +6,16 @@
 #include "foundation/AllSignalsBlocked.h"
 
 namespace vorn {
-namespace {
 
-std::atomic<std::size_t> gAbandonedThreads{0};
-
-}  // namespace
-
-ZeroConfEngine::ZeroConfEngine(WorkItem& item, DNSSD& dnssd, Clock clock,
-                               std::chrono::milliseconds teardownTime)
-    : fTeardownTime(teardownTime), fImpl(std::make_shared<Impl>(item, dnssd, clock)) {}
+ZeroConfEngine::ZeroConfEngine(WorkItem& item, DNSSD& dnssd, Clock clock)
+    : fImpl(std::make_unique<Impl>(item, dnssd, clock)) {}
 
 ZeroConfEngine::~ZeroConfEngine() {
   fImpl->RequestStop();
-  if (!fThread.joinable()) {
-    fImpl->ReleaseOperations();
-  } else if (fImpl->WaitUntilReleased(fTeardownTime)) {
+  if (fThread.joinable()) {
     fThread.join();
   } else {
-    ++gAbandonedThreads;
-    fThread.detach();
+    fImpl->ReleaseOperations();
   }
 }
 
@@ -37,7 +28,7 @@ int ZeroConfEngine::BrowseForService(const std::string& type) {
 void ZeroConfEngine::StartThread() {
   const AllSignalsBlocked blocked;
   try {
-    fThread = std::thread([impl = fImpl] { impl->ThreadProc(); });
+    fThread = std::thread([this] { fImpl->ThreadProc(); });
   } catch (const std::system_error& error) {
     throw std::system_error(error.code(), "thread constructor failed");
   }
@@ -54,10 +45,6 @@ bool ZeroConfEngine::TestAndClearModified() {
 
 bool ZeroConfEngine::HasFailed() const {
   return fImpl->HasFailed();
-}
-
-std::size_t ZeroConfEngine::AbandonedThreads() {
-  return gAbandonedThreads;
 }
 
 std::size_t ZeroConfEngine::FailedEngines() {

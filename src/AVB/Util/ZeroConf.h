@@ -19,14 +19,17 @@ namespace vorn {
 /// TXT items and one IPv4 address, and keeps the result for a client to copy.
 ///
 ///   browse add -> [waiting for a place] -> resolve -> address lookup -> resolved
-///                         ^_____________ unanswered for 5 s, others waiting
+///                         ^_____________ unanswered for 5 s, 480 open, others waiting
 ///
 /// Each lookup is one-shot: later TXT, port or address changes of a living
-/// instance are not seen. A record stays, unresolved, when a lookup fails; it
-/// goes with the removal of its name. At most 48 lookups are pending at once
-/// (49 for the moment in which an address lookup takes over from its resolve),
-/// because each resolve costs the responder's library a bus connection; further
-/// ones wait in the order of their adds.
+/// instance are not seen. A record stays, unresolved, when a lookup fails, and
+/// is not looked up again; it goes with the removal of its name.
+///
+/// Newcomers come first: 48 lookups begin at a time, each until it is answered
+/// or 250 ms old. Older ones stay open beside them, 480 in all; beyond that, those
+/// unanswered for 5 s give way to others. Waiting records begin in the order of
+/// their adds, those that gave way after all others. An address lookup follows
+/// its resolve at once, whatever the numbers.
 ///
 /// Threads: one service thread waits on all pending operations and runs every
 /// callback. It alone creates, processes and deallocates operations (the browse
@@ -52,27 +55,25 @@ class ZeroConfEngine {
 
   using Clock = std::chrono::steady_clock::time_point (*)();
 
-  /// Lookups pending at once.
-  static constexpr std::size_t kMaxInFlight = 48;
-  /// How long a lookup keeps its place unanswered while others wait.
-  static constexpr std::chrono::seconds kPlaceTime{5};
-  /// How long the destructor waits for a service thread that is stuck in the
-  /// responder's library, unless told otherwise.
-  static constexpr std::chrono::milliseconds kTeardownTime{500};
+  /// Lookups that begin at a time.
+  static constexpr std::size_t kMaxBeginning = 48;
+  /// How long an unanswered lookup counts as beginning.
+  static constexpr std::chrono::milliseconds kBeginningTime{250};
+  /// Lookups open at once, of any age.
+  static constexpr std::size_t kMaxOpen = 480;
+  /// How long a lookup stays open unanswered while others have no place.
+  static constexpr std::chrono::seconds kOpenTime{5};
 
   /// Starts nothing. `item` is queued at every change of the resolved services,
   /// from the service thread with the engine's mutex held; it and `dnssd`
   /// outlive the engine.
   explicit ZeroConfEngine(WorkItem& item, DNSSD& dnssd = SystemDNSSD::Instance(),
-                          Clock clock = std::chrono::steady_clock::now,
-                          std::chrono::milliseconds teardownTime = kTeardownTime);
+                          Clock clock = std::chrono::steady_clock::now);
   ZeroConfEngine(const ZeroConfEngine&) = delete;
   ZeroConfEngine& operator=(const ZeroConfEngine&) = delete;
 
-  /// Stops the service thread, which releases every operation, and joins it.
-  /// A thread stuck in the library is left behind after the teardown time with all
-  /// that it needs; it releases the operations when it comes free. The work
-  /// item is not touched any more once this returns.
+  /// Stops the service thread, which releases every operation, and joins it. The
+  /// work item is not touched any more once this returns.
   virtual ~ZeroConfEngine();
 
   /// Starts browsing; to be called once, a second successful call ends the
@@ -92,10 +93,6 @@ class ZeroConfEngine {
   /// is needed. Any thread.
   [[nodiscard]] bool HasFailed() const;
 
-  /// How many service threads were left behind, in this process, because they
-  /// were stuck in the library. A program with such threads ends with _exit.
-  static std::size_t AbandonedThreads();
-
   /// How many engines of this process could not browse, the library having
   /// given them nothing to wait for, or have stopped by themselves. Any thread;
   /// for who holds the only engine, to see that it is to be replaced.
@@ -106,8 +103,7 @@ class ZeroConfEngine {
 
   void StartThread();
 
-  const std::chrono::milliseconds fTeardownTime;
-  std::shared_ptr<Impl> fImpl;  // shared with the service thread
+  const std::unique_ptr<Impl> fImpl;
   std::thread fThread;
 };
 

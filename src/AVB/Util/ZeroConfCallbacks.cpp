@@ -93,6 +93,7 @@ std::unique_ptr<ServiceData> ZeroConfEngine::Impl::Remove(const std::string& nam
 
 std::unique_ptr<ServiceData> ZeroConfEngine::Impl::Take(const ServiceData* record) {
   std::erase(fWaiting, record);
+  std::erase(fGaveWay, record);
   const auto found =
       std::find_if(fRecords.begin(), fRecords.end(), [&](const auto& held) { return held.get() == record; });
   auto taken = std::move(*found);
@@ -108,6 +109,11 @@ ServiceData* ZeroConfEngine::Impl::FindByRef(DNSServiceRef ref) {
   return found == fRecords.end() ? nullptr : found->get();
 }
 
+void ZeroConfEngine::Impl::NoteError(DNSServiceRef ref) {
+  const std::lock_guard lock(fMutex);
+  if (ServiceData* record = FindByRef(ref)) record->failed = true;
+}
+
 void ZeroConfEngine::Impl::MarkModified() {
   fModified = true;
   if (fItem != nullptr) fItem->Queue();
@@ -117,13 +123,13 @@ void ZeroConfEngine::Impl::ResolveCallback(DNSServiceRef ref, std::uint32_t inte
                                            DNSServiceErrorType error, const char* fullName, const char* host,
                                            std::uint16_t port, std::uint16_t txtLength,
                                            const unsigned char* txt) {
-  if (error != kDNSServiceErr_NoError) return;
+  if (error != kDNSServiceErr_NoError) return NoteError(ref);
   auto items = ReadTxtRecord(txtLength, txt);  // before the mutex: a hostile record takes its time
   ServiceData* record = nullptr;
   {
     const std::lock_guard lock(fMutex);
     record = FindByRef(ref);
-    if (record == nullptr) return;
+    if (record == nullptr || record->failed) return;
     record->resolved = false;
     record->fullName = Text(fullName);
     record->hostTarget = Text(host);
@@ -144,7 +150,7 @@ void ZeroConfEngine::Impl::ResolveCallback(DNSServiceRef ref, std::uint32_t inte
 
 void ZeroConfEngine::Impl::GetAddrInfoCallback(DNSServiceRef ref, DNSServiceFlags flags,
                                                DNSServiceErrorType error, const sockaddr* address) {
-  if (error != kDNSServiceErr_NoError) return;
+  if (error != kDNSServiceErr_NoError) return NoteError(ref);
   OperationHandle lookup;  // deallocated after the mutex; only the first address counts
   const std::lock_guard lock(fMutex);
   ServiceData* record = FindByRef(ref);

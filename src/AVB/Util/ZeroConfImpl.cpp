@@ -61,9 +61,6 @@ void ZeroConfEngine::Impl::ThreadProc() {
   // this thread's to release.
   ParkUntilDestruction();
   ReleaseOperations();
-  const std::lock_guard lock(fMutex);
-  fReleased = true;
-  fStateChanged.notify_all();
 }
 
 void ZeroConfEngine::Impl::ServeOneCycle() {
@@ -139,17 +136,13 @@ void ZeroConfEngine::Impl::ParkUntilDestruction() {
   fStateChanged.wait(lock, [this] { return fStopRequested; });
 }
 
-bool ZeroConfEngine::Impl::WaitUntilReleased(std::chrono::milliseconds limit) {
-  std::unique_lock lock(fMutex);
-  return fStateChanged.wait_for(lock, limit, [this] { return fReleased; });
-}
-
 void ZeroConfEngine::Impl::ReleaseOperations() {
   fBrowseRef.Reset();
   std::vector<std::unique_ptr<ServiceData>> records;
   {
     const std::lock_guard lock(fMutex);
     fWaiting.clear();
+    fGaveWay.clear();
     records.swap(fRecords);
   }
   while (!records.empty()) records.pop_back();

@@ -2,6 +2,7 @@
 
 #include <poll.h>
 
+#include <algorithm>
 #include <atomic>
 #include <condition_variable>
 #include <deque>
@@ -16,8 +17,7 @@
 
 namespace vorn {
 
-/// The engine's state, owned by the engine and its service thread together so
-/// that a thread stuck in the library can outlive the engine.
+/// The engine's state and what its service thread does.
 class ZeroConfEngine::Impl {
  public:
   inline static std::atomic<std::size_t> gFailedEngines{0};
@@ -37,8 +37,6 @@ class ZeroConfEngine::Impl {
 
   /// Tells the service thread to leave and forgets the work item.
   void RequestStop();
-  /// Waits until the service thread has released every operation.
-  bool WaitUntilReleased(std::chrono::milliseconds limit);
   /// Deallocates the browse, then the records from the back.
   void ReleaseOperations();
 
@@ -68,6 +66,19 @@ class ZeroConfEngine::Impl {
   void GetAddrInfoCallback(DNSServiceRef ref, DNSServiceFlags flags, DNSServiceErrorType error,
                            const sockaddr* address);
 
+  using Moment = std::chrono::steady_clock::time_point;
+
+  // Lookups by what they count for.
+  struct Places {
+    std::size_t beginning = 0;
+    std::size_t open = 0;
+    [[nodiscard]] std::size_t Left() const {
+      return std::min(kMaxBeginning - std::min(kMaxBeginning, beginning),
+                      kMaxOpen - std::min(kMaxOpen, open));
+    }
+  };
+
+  void NoteError(DNSServiceRef ref);
   void AddService(std::unique_ptr<ServiceData> record);
   void RemoveService(const std::string& name);
 
@@ -78,7 +89,9 @@ class ZeroConfEngine::Impl {
   std::unique_ptr<ServiceData> Remove(const std::string& name);
   std::unique_ptr<ServiceData> Take(const ServiceData* record);
   ServiceData* FindByRef(DNSServiceRef ref);
-  [[nodiscard]] std::size_t CountInFlight() const;
+  [[nodiscard]] Places CountPlaces(Moment now) const;
+  [[nodiscard]] std::vector<ServiceData*> OpenSince(Moment latest) const;
+  std::deque<ServiceData*>* NextQueue();
   void MarkModified();
 
   // Starts the lookup that the record asks for; false when the library refused.
@@ -109,10 +122,10 @@ class ZeroConfEngine::Impl {
   WorkItem* fItem;            // not owned; null once the engine is being destroyed
   std::vector<std::unique_ptr<ServiceData>>
       fRecords;                       // in the order in which resolves were started or queued
-  std::deque<ServiceData*> fWaiting;  // records without an operation, first come first served
+  std::deque<ServiceData*> fWaiting;  // records that were never looked up, first come first served
+  std::deque<ServiceData*> fGaveWay;  // records whose lookup gave way, after those
   bool fModified = false;
   bool fStopRequested = false;
-  bool fReleased = false;
   std::condition_variable fStateChanged;
 };
 

@@ -1,4 +1,4 @@
-// The engine's lookups: how many are pending, who waits, who gives way.
+// The engine's lookups: how many begin and are open, who waits, who gives way.
 
 #include <algorithm>
 #include <utility>
@@ -7,15 +7,20 @@
 
 namespace vorn {
 
-std::size_t ZeroConfEngine::Impl::CountInFlight() const {
-  return static_cast<std::size_t>(
-      std::count_if(fRecords.begin(), fRecords.end(), [](const auto& record) { return record->InFlight(); }));
+ZeroConfEngine::Impl::Places ZeroConfEngine::Impl::CountPlaces(Moment now) const {
+  Places places;
+  for (const auto& record : fRecords) {
+    if (!record->IsOpen()) continue;
+    ++places.open;
+    if (record->startedAt > now - kBeginningTime) ++places.beginning;
+  }
+  return places;
 }
 
 void ZeroConfEngine::Impl::AddService(std::unique_ptr<ServiceData> record) {
   {
     const std::lock_guard lock(fMutex);
-    if (!fWaiting.empty() || CountInFlight() >= kMaxInFlight) {
+    if (!fWaiting.empty() || CountPlaces(fClock()).Left() == 0) {
       Enqueue(std::move(record));
       return;
     }
@@ -73,41 +78,59 @@ bool ZeroConfEngine::Impl::StartAddressLookup(ServiceData& record) {
   return true;
 }
 
+std::vector<ServiceData*> ZeroConfEngine::Impl::OpenSince(Moment latest) const {
+  std::vector<ServiceData*> old;
+  for (const auto& record : fRecords) {
+    if (record->IsOpen() && record->startedAt <= latest) old.push_back(record.get());
+  }
+  std::stable_sort(old.begin(), old.end(),
+                   [](const auto* a, const auto* b) { return a->startedAt < b->startedAt; });
+  return old;
+}
+
+// No more of them than begin in their place.
 void ZeroConfEngine::Impl::YieldUnansweredLookups() {
   std::vector<OperationHandle> given;  // deallocated after the mutex
   const std::lock_guard lock(fMutex);
-  const std::size_t places = kMaxInFlight - std::min(kMaxInFlight, CountInFlight());
-  if (fWaiting.size() <= places) return;
-  std::vector<ServiceData*> expired;
-  const auto latestStart = fClock() - kPlaceTime;
-  for (const auto& record : fRecords) {
-    if (record->InFlight() && record->startedAt <= latestStart) expired.push_back(record.get());
-  }
-  std::stable_sort(expired.begin(), expired.end(),
-                   [](const auto* a, const auto* b) { return a->startedAt < b->startedAt; });
-  expired.resize(std::min(expired.size(), fWaiting.size() - places));
-  given.reserve(2 * expired.size());
-  for (ServiceData* record : expired) {
-    fWaiting.push_back(record);  // what may fail comes first: a record is pending or waits
+  const std::size_t waiting = fWaiting.size() + fGaveWay.size();
+  if (waiting == 0) return;
+  const Moment now = fClock();
+  const Places places = CountPlaces(now);
+  const std::size_t mayBegin = kMaxBeginning - std::min(kMaxBeginning, places.beginning);
+  const std::size_t mayOpen = kMaxOpen - std::min(kMaxOpen, places.open);
+  const std::size_t wanted = std::min(waiting, mayBegin);
+  if (wanted <= mayOpen) return;
+  std::vector<ServiceData*> old = OpenSince(now - kOpenTime);
+  old.resize(std::min(old.size(), wanted - mayOpen));
+  given.reserve(2 * old.size());
+  for (ServiceData* record : old) {
+    fGaveWay.push_back(record);  // what may fail comes first: a record is pending or waits
     record->lookup = record->addressRef ? ServiceData::Lookup::kAddress : ServiceData::Lookup::kResolve;
     given.push_back(std::move(record->resolveRef));
     given.push_back(std::move(record->addressRef));
   }
 }
 
+std::deque<ServiceData*>* ZeroConfEngine::Impl::NextQueue() {
+  if (!fWaiting.empty()) return &fWaiting;
+  return fGaveWay.empty() ? nullptr : &fGaveWay;
+}
+
 void ZeroConfEngine::Impl::StartWaitingLookups() {
   while (fRunning) {
+    std::deque<ServiceData*>* queue = nullptr;
     ServiceData* record = nullptr;
     {
       const std::lock_guard lock(fMutex);
-      if (fWaiting.empty() || CountInFlight() >= kMaxInFlight) return;
-      record = fWaiting.front();
+      queue = NextQueue();
+      if (queue == nullptr || CountPlaces(fClock()).Left() == 0) return;
+      record = queue->front();
     }
-    // Only this thread removes records, so the pointer stays good; and the
+    // Only this thread adds and removes records, so the pointer stays good; and the
     // record keeps its turn until the call has returned.
     const bool started = StartLookup(*record);
     const std::lock_guard lock(fMutex);
-    fWaiting.pop_front();
+    queue->pop_front();
     if (!started && !record->everStarted) Take(record);
   }
 }

@@ -51,8 +51,7 @@ class Gate {
 };
 
 /// An engine on a scripted library, and a client that counts how often it is
-/// woken by looking whether its item was queued. The engine waits for its
-/// thread on any machine, since the thread uses what the fixture holds.
+/// woken by looking whether its item was queued.
 class ZeroConfEngineTest : public ::testing::Test {
  protected:
   struct Loop : WorkLoop {};
@@ -60,7 +59,7 @@ class ZeroConfEngineTest : public ::testing::Test {
   void SetUp() override { MakeEngine(FakeNow); }
 
   void MakeEngine(ZeroConfEngine::Clock clock) {
-    fEngine = std::make_unique<ZeroConfEngine>(fItem, fDnssd, clock, std::chrono::seconds(30));
+    fEngine = std::make_unique<ZeroConfEngine>(fItem, fDnssd, clock);
   }
 
   void Browse() { ASSERT_EQ(0, fEngine->BrowseForService("_http._tcp")); }

@@ -17,11 +17,11 @@ using test::TxtBytes;
 using ::testing::ElementsAre;
 using ::testing::SizeIs;
 
-std::atomic<int> gCycles{0};
+std::atomic<int> gLooks{0};
 
-// While somebody waits for a place, the engine looks at the clock once a cycle.
+// While somebody waits for a place, the engine looks at the clock twice a cycle.
 steady_clock::time_point CountingNow() {
-  ++gCycles;
+  ++gLooks;
   return test::FakeNow();
 }
 
@@ -31,17 +31,43 @@ class ZeroConfLookupsTest : public test::ZeroConfEngineTest {
     for (int i = from; i < count; ++i) fDnssd.ReplyAdd("u" + std::to_string(i));
   }
 
-  // Instances up to that number, "u0" a millisecond before all others.
-  void AddInstancesOneByItself(int count) {
+  // Instances up to that number, none of which answers, with places for all that
+  // may be open; "u0" a millisecond before all others.
+  void AddSilentInstances(int count) {
     AddInstances(1);
     ASSERT_TRUE(fDnssd.WaitUntilIdle());
-    Advance(milliseconds(1));
-    AddInstances(count, 1);
+    LetPass(milliseconds(1));
+    for (int i = 1; i < count; i += kBeginning - 1) {
+      AddInstances(std::min(count, i + kBeginning - 1), i);
+      LetPass(ZeroConfEngine::kBeginningTime);
+    }
+  }
+
+  // Until the engine has done what that time allows.
+  void LetPass(milliseconds time) {
+    ASSERT_TRUE(fDnssd.WaitUntilIdle());
+    Advance(time);
+    fPassed += time;
+    ASSERT_TRUE(fDnssd.WaitUntilIdle());
     ASSERT_TRUE(fDnssd.WaitUntilIdle());
   }
+
+  std::ptrdiff_t TimesBegun(const std::string& operation) {
+    return std::ranges::count(fDnssd.Begun(), operation);
+  }
+
+  // Lets time pass, a beginner's time at a time, until that lookup was begun so often.
+  bool PassTimeUntilBegun(const std::string& operation, std::ptrdiff_t times = 1) {
+    for (int i = 0; i < 200 && TimesBegun(operation) < times; ++i) LetPass(ZeroConfEngine::kBeginningTime);
+    return TimesBegun(operation) >= times;
+  }
+
+  static constexpr int kBeginning = ZeroConfEngine::kMaxBeginning;
+  static constexpr int kOpen = ZeroConfEngine::kMaxOpen;
+  milliseconds fPassed{0};
 };
 
-TEST_F(ZeroConfLookupsTest, NoMoreThanFortyEightLookupsArePendingAndTheRestWaitsInOrder) {
+TEST_F(ZeroConfLookupsTest, NoMoreThanFortyEightLookupsBeginAtATimeAndTheRestWaitsInOrder) {
   Browse();
   AddInstances(60);
   ASSERT_TRUE(fDnssd.WaitUntilIdle());
@@ -55,6 +81,35 @@ TEST_F(ZeroConfLookupsTest, NoMoreThanFortyEightLookupsArePendingAndTheRestWaits
   ASSERT_TRUE(fDnssd.WaitForBegun("resolve u48"));
   ASSERT_TRUE(fDnssd.WaitUntilIdle());
   EXPECT_EQ(51U, fDnssd.Begun().size());
+}
+
+TEST_F(ZeroConfLookupsTest, AnUnansweredLookupLeavesItsPlaceAfterAQuarterOfASecondAndStaysOpen) {
+  Browse();
+  AddInstances(60);
+  ASSERT_TRUE(fDnssd.WaitUntilIdle());
+  Advance(ZeroConfEngine::kBeginningTime - milliseconds(1));
+  ASSERT_TRUE(fDnssd.WaitUntilIdle());
+  ASSERT_TRUE(fDnssd.WaitUntilIdle());
+  EXPECT_EQ(0, TimesBegun("resolve u48"));
+  Advance(milliseconds(1));
+  ASSERT_TRUE(fDnssd.WaitForBegun("resolve u59"));
+  EXPECT_THAT(fDnssd.Released(), ::testing::IsEmpty());
+  // The old ones are still answered.
+  fDnssd.ReplyResolve("u0", "h0.local.");
+  fDnssd.ReplyAddress("h0.local.");
+  ASSERT_TRUE(fDnssd.WaitUntilIdle());
+  EXPECT_THAT(Names(), ElementsAre("u0"));
+}
+
+TEST_F(ZeroConfLookupsTest, ANewcomerBeginsAtOnceBesideHundredsThatNeverAnswer) {
+  Browse();
+  AddSilentInstances(300);
+  fDnssd.ReplyAdd("good");
+  ASSERT_TRUE(fDnssd.WaitUntilIdle());  // no time has passed
+  fDnssd.ReplyResolve("good", "good.local.");
+  fDnssd.ReplyAddress("good.local.");
+  ASSERT_TRUE(fDnssd.WaitUntilIdle());
+  EXPECT_THAT(Names(), ElementsAre("good"));
 }
 
 TEST_F(ZeroConfLookupsTest, EveryServiceIsResolvedHoweverManyWait) {
@@ -71,7 +126,7 @@ TEST_F(ZeroConfLookupsTest, EveryServiceIsResolvedHoweverManyWait) {
   ASSERT_TRUE(fDnssd.WaitUntilIdle());
   EXPECT_EQ(expected, Names());
   // While an address look-up takes over a place, its resolve is still there.
-  EXPECT_LE(fDnssd.MostPendingLookups(), ZeroConfEngine::kMaxInFlight + 1);
+  EXPECT_LE(fDnssd.MostPendingLookups(), ZeroConfEngine::kMaxBeginning + 1);
 }
 
 TEST_F(ZeroConfLookupsTest, ARemovalFindsAWaitingInstance) {
@@ -85,52 +140,57 @@ TEST_F(ZeroConfLookupsTest, ARemovalFindsAWaitingInstance) {
   EXPECT_THAT(fDnssd.Begun(), ::testing::Not(::testing::Contains("resolve u48")));
 }
 
-TEST_F(ZeroConfLookupsTest, UnansweredLookupsGiveWayAfterFiveSecondsAndComeBackLater) {
+TEST_F(ZeroConfLookupsTest, AtFourHundredAndEightyOpenTheOldestGiveWayAfterFiveSecondsAndComeBackLater) {
   Browse();
-  AddInstancesOneByItself(49);
-  Advance(milliseconds(4998));
+  AddSilentInstances(kOpen);
+  EXPECT_EQ(kOpen + 1, std::ssize(fDnssd.Begun()));
+  fDnssd.ReplyAdd("late");
   ASSERT_TRUE(fDnssd.WaitUntilIdle());
-  ASSERT_TRUE(fDnssd.WaitUntilIdle());
-  EXPECT_THAT(fDnssd.Begun(), ::testing::Not(::testing::Contains("resolve u48")));
+  LetPass(ZeroConfEngine::kOpenTime - fPassed - milliseconds(1));
+  EXPECT_EQ(0, TimesBegun("resolve late"));
+  EXPECT_THAT(fDnssd.Released(), ::testing::IsEmpty());
 
   Advance(milliseconds(1));
-  ASSERT_TRUE(fDnssd.WaitForBegun("resolve u48"));
+  ASSERT_TRUE(fDnssd.WaitForBegun("resolve late"));
   EXPECT_THAT(fDnssd.Released(), ElementsAre("resolve u0"));
 
-  // The one that gave way went to the back; it starts again when a place is free.
-  fDnssd.ReplyResolve("u48", "h48.local.");
-  fDnssd.ReplyAddress("h48.local.");
+  // The one that gave way begins again when a place is free.
+  fDnssd.ReplyResolve("late", "late.local.");
+  fDnssd.ReplyAddress("late.local.");
   ASSERT_TRUE(fDnssd.WaitForBegun("resolve u0", 2));
   ASSERT_TRUE(fDnssd.WaitUntilIdle());
-  EXPECT_THAT(Names(), ElementsAre("u48"));
+  EXPECT_THAT(Names(), ElementsAre("late"));
   fDnssd.ReplyResolve("u0", "h0.local.", 80, TxtBytes({"k=v"}));
   fDnssd.ReplyAddress("h0.local.");
   ASSERT_TRUE(fDnssd.WaitUntilIdle());
-  EXPECT_THAT(Names(), ElementsAre("u0", "u48"));
+  EXPECT_THAT(Names(), ElementsAre("u0", "late"));
+}
+
+TEST_F(ZeroConfLookupsTest, ThoseThatWereNeverLookedUpComeBeforeThoseThatGaveWay) {
+  Browse();
+  AddSilentInstances(kOpen + 2 * kBeginning);
+  ASSERT_TRUE(PassTimeUntilBegun("resolve u" + std::to_string(kOpen + 2 * kBeginning - 1)));
+  for (int i = kOpen; i < kOpen + 2 * kBeginning; ++i) {
+    EXPECT_EQ(1, TimesBegun("resolve u" + std::to_string(i)));
+  }
+  EXPECT_LE(fDnssd.MostPendingLookups(), ZeroConfEngine::kMaxOpen);
+  // Now many that gave way wait; one that is new begins before them.
+  fDnssd.ReplyAdd("new");
+  ASSERT_TRUE(fDnssd.WaitUntilIdle());
+  const auto before = fDnssd.Begun().size();
+  ASSERT_TRUE(PassTimeUntilBegun("resolve new"));
+  EXPECT_EQ("resolve new", fDnssd.Begun().at(before));
 }
 
 TEST_F(ZeroConfLookupsTest, AnUnansweredAddressLookupStartsAgainAsAnAddressLookup) {
   Browse();
-  AddInstances(49);
+  AddInstances(1);
   fDnssd.ReplyResolve("u0", "h0.local.", 80, TxtBytes({"k=v"}));
-  ASSERT_TRUE(fDnssd.WaitForReleased("resolve u0"));
-  Advance(std::chrono::seconds(6));
-  ASSERT_TRUE(fDnssd.WaitForBegun("resolve u48"));
-  ASSERT_TRUE(fDnssd.WaitUntilIdle());
-  // Its turn to give way comes after that of look-ups begun before it.
-  for (int i = 0; i < 10 && !::testing::Value(fDnssd.Released(), ::testing::Contains("address h0.local."));
-       ++i) {
-    Advance(std::chrono::seconds(6));
-    ASSERT_TRUE(fDnssd.WaitUntilIdle());
-    ASSERT_TRUE(fDnssd.WaitUntilIdle());
-  }
+  ASSERT_TRUE(fDnssd.WaitForBegun("address h0.local."));
+  AddSilentInstances(kOpen + 1);  // "u0" for the second time among them
+  ASSERT_TRUE(PassTimeUntilBegun("resolve u" + std::to_string(kOpen)));
   ASSERT_TRUE(fDnssd.WaitForReleased("address h0.local."));
-  for (int i = 0; i < 60 && std::ranges::count(fDnssd.Begun(), std::string("address h0.local.")) < 2; ++i) {
-    Advance(std::chrono::seconds(6));
-    ASSERT_TRUE(fDnssd.WaitUntilIdle());
-    ASSERT_TRUE(fDnssd.WaitUntilIdle());
-  }
-  ASSERT_TRUE(fDnssd.WaitForBegun("address h0.local.", 2));
+  ASSERT_TRUE(PassTimeUntilBegun("address h0.local.", 2));
   fDnssd.ReplyAddress("h0.local.");
   ASSERT_TRUE(fDnssd.WaitUntilIdle());
   const auto service = OnlyService();
@@ -138,20 +198,28 @@ TEST_F(ZeroConfLookupsTest, AnUnansweredAddressLookupStartsAgainAsAnAddressLooku
   EXPECT_THAT(service.txt, SizeIs(1));
 }
 
-TEST_F(ZeroConfLookupsTest, AServiceIsFoundBehindFortyEightThatNeverAnswer) {
+TEST_F(ZeroConfLookupsTest, ALookupThatReportedAnErrorIsNeverBegunAgain) {
   Browse();
-  for (int i = 0; i < 100; ++i) fDnssd.ReplyAdd("silent" + std::to_string(i));
-  fDnssd.ReplyAdd("good");
+  AddInstances(2);
+  fDnssd.ReplyResolve("u0", nullptr, 0, {}, kDNSServiceErr_Unknown);
+  fDnssd.ReplyResolve("u1", "h1.local.");
+  fDnssd.ReplyAddress("h1.local.", "10.0.0.1", kDNSServiceFlagsAdd, kDNSServiceErr_Unknown);
   ASSERT_TRUE(fDnssd.WaitUntilIdle());
-  for (int i = 0; i < 3 && !::testing::Value(fDnssd.Begun(), ::testing::Contains("resolve good")); ++i) {
-    Advance(std::chrono::seconds(5));
-    ASSERT_TRUE(fDnssd.WaitUntilIdle());
-    ASSERT_TRUE(fDnssd.WaitUntilIdle());
-  }
-  fDnssd.ReplyResolve("good", "good.local.");
-  fDnssd.ReplyAddress("good.local.");
+  AddSilentInstances(kOpen + kBeginning);  // two of them called "u0" and "u1" as well
+  ASSERT_TRUE(PassTimeUntilBegun("resolve u2", 3));
+  EXPECT_EQ(1, TimesBegun("address h1.local."));
+  // What their namesakes were begun for, these were not.
+  EXPECT_EQ(TimesBegun("resolve u2"), TimesBegun("resolve u0") - 1);
+  EXPECT_EQ(TimesBegun("resolve u2"), TimesBegun("resolve u1") - 1);
+}
+
+TEST_F(ZeroConfLookupsTest, ALookupThatReportedAnErrorTakesNoPlace) {
+  Browse();
+  AddInstances(50);
+  fDnssd.ReplyResolve("u0", nullptr, 0, {}, kDNSServiceErr_Unknown);
+  ASSERT_TRUE(fDnssd.WaitForBegun("resolve u48"));
   ASSERT_TRUE(fDnssd.WaitUntilIdle());
-  EXPECT_THAT(Names(), ElementsAre("good"));
+  EXPECT_EQ(0, TimesBegun("resolve u49"));
 }
 
 TEST_F(ZeroConfLookupsTest, AnExceptionInStartingAWaitingLookupOnlyPutsItOff) {
@@ -195,9 +263,9 @@ TEST_F(ZeroConfLookupsTest, AnInstanceThatGaveWayAndIsRefusedStays) {
     return name == "u0" && ++asked > 1 ? kDNSServiceErr_Unknown : kDNSServiceErr_NoError;
   };
   Browse();
-  AddInstancesOneByItself(49);
-  Advance(milliseconds(4999));
-  ASSERT_TRUE(fDnssd.WaitForBegun("resolve u48"));  // in u0's place
+  AddSilentInstances(kOpen + 1);
+  LetPass(ZeroConfEngine::kOpenTime - fPassed);
+  EXPECT_EQ(1, TimesBegun("resolve u" + std::to_string(kOpen)));  // in u0's place
   EXPECT_EQ(1, asked);
   fDnssd.ReplyRemove("u1");
   ASSERT_TRUE(fDnssd.WaitUntilIdle());
@@ -216,8 +284,8 @@ TEST_F(ZeroConfLookupsTest, WakesTenTimesASecondWhenNothingComes) {
   AddInstances(49);
   ASSERT_TRUE(fDnssd.WaitUntilIdle());
   const auto start = steady_clock::now();
-  const int before = gCycles;
-  while (gCycles < before + 11 && steady_clock::now() - start < std::chrono::seconds(30)) {
+  const int before = gLooks;
+  while (gLooks < before + 22 && steady_clock::now() - start < std::chrono::seconds(30)) {
     std::this_thread::sleep_for(milliseconds(5));
   }
   const auto elapsed = steady_clock::now() - start;
