@@ -15,7 +15,6 @@ namespace {
 
 constexpr std::uint16_t kRecordClassIN = 1;
 constexpr std::uint16_t kRecordTypeA = 1;
-constexpr std::uint16_t kRecordTypeSRV = 33;
 constexpr std::size_t kMaxTxtItem = 255;
 
 AvahiIfIndex Interface(std::uint32_t index) {
@@ -42,7 +41,7 @@ std::string FullName(const char* name, const char* type, const char* domain) {
 }
 
 // The items in wire form, in the list's order, which is the record's. Avahi's own
-// serializer would reverse them.
+// serializer would reverse them. A record without items has an empty one.
 std::string WireForm(AvahiStringList* items) {
   std::string bytes;
   for (; items != nullptr; items = ::avahi_string_list_get_next(items)) {
@@ -51,7 +50,7 @@ std::string WireForm(AvahiStringList* items) {
     bytes += static_cast<char>(size);
     bytes.append(reinterpret_cast<const char*>(::avahi_string_list_get_text(items)), size);
   }
-  return bytes;
+  return bytes.empty() ? std::string(1, '\0') : bytes;
 }
 
 template <typename Object>
@@ -116,6 +115,7 @@ ResolveOperation::ResolveOperation(std::uint32_t interfaceIndex, const char* nam
 // The addresses are another operation's: asked for here too, a host without one
 // would make the service's own records an error.
 bool ResolveOperation::Begin(AvahiClient& client) {
+  fHasTimedOut = false;
   fResolver = ::avahi_service_resolver_new(&client, fInterface, AVAHI_PROTO_UNSPEC, fName.c_str(),
                                            fType.c_str(), fDomain.c_str(), AVAHI_PROTO_UNSPEC,
                                            AVAHI_LOOKUP_NO_ADDRESS, OnResolver, this);
@@ -123,14 +123,7 @@ bool ResolveOperation::Begin(AvahiClient& client) {
 }
 
 int ResolveOperation::End() {
-  const int resolver = Free(fResolver, ::avahi_service_resolver_free);
-  const int records = Free(fRecords, ::avahi_record_browser_free);
-  return resolver < 0 ? resolver : records;
-}
-
-void ResolveOperation::Forget() {
-  fResolver = nullptr;
-  fRecords = nullptr;
+  return Free(fResolver, ::avahi_service_resolver_free);
 }
 
 void ResolveOperation::OnResolver(AvahiServiceResolver* resolver, AvahiIfIndex interface,
@@ -139,12 +132,11 @@ void ResolveOperation::OnResolver(AvahiServiceResolver* resolver, AvahiIfIndex i
                                   const AvahiAddress* /*address*/, std::uint16_t port, AvahiStringList* txt,
                                   AvahiLookupResultFlags /*flags*/, void* operation) {
   auto& self = *static_cast<ResolveOperation*>(operation);
-  AvahiClient& client = *::avahi_service_resolver_get_client(resolver);
   self.Guarded([&] {
     if (event == AVAHI_RESOLVER_FOUND) {
       self.TellService(interface, FullName(name, type, domain), host, port, txt);
-    } else if (::avahi_client_errno(&client) == AVAHI_ERR_TIMEOUT) {
-      self.WatchForRecord(client);
+    } else if (::avahi_client_errno(::avahi_service_resolver_get_client(resolver)) == AVAHI_ERR_TIMEOUT) {
+      self.fHasTimedOut = true;
     } else {
       self.Fail();
     }
@@ -159,26 +151,6 @@ void ResolveOperation::TellService(AvahiIfIndex interface, const std::string& fu
               host.c_str(), port, static_cast<std::uint16_t>(txt.size()),
               reinterpret_cast<const unsigned char*>(txt.data()), fContext);
   });
-}
-
-void ResolveOperation::WatchForRecord(AvahiClient& client) {
-  const std::string fullName = FullName(fName.c_str(), fType.c_str(), fDomain.c_str());
-  End();
-  fRecords = ::avahi_record_browser_new(&client, fInterface, AVAHI_PROTO_UNSPEC, fullName.c_str(),
-                                        kRecordClassIN, kRecordTypeSRV, {}, OnRecord, this);
-  if (fRecords == nullptr) Fail();
-}
-
-void ResolveOperation::OnRecord(AvahiRecordBrowser* browser, AvahiIfIndex /*interface*/,
-                                AvahiProtocol /*protocol*/, AvahiBrowserEvent event, const char* /*name*/,
-                                std::uint16_t /*recordClass*/, std::uint16_t /*type*/, const void* /*data*/,
-                                std::size_t /*size*/, AvahiLookupResultFlags /*flags*/, void* operation) {
-  auto& self = *static_cast<ResolveOperation*>(operation);
-  AvahiClient& client = *::avahi_record_browser_get_client(browser);
-  if (event == AVAHI_BROWSER_FAILURE) self.Fail();
-  if (event != AVAHI_BROWSER_NEW) return;
-  self.End();
-  if (!self.Begin(client)) self.Fail();
 }
 
 DNSServiceErrorType ResolveOperation::DeliverFailure(DNSServiceRef ref) {

@@ -36,9 +36,8 @@ class BrowseOperation final : public Operation {
   AvahiServiceBrowser* fBrowser = nullptr;
 };
 
-/// A resolve has no time limit, but the responder gives one up after five seconds.
-/// From then on the operation watches for the service's SRV record, and resolves
-/// anew when one comes: a unit that was off becomes known once it is on.
+/// A resolve has no time limit. The responder reports one after five seconds, but
+/// goes on: a unit that was off is resolved once it is on.
 class ResolveOperation final : public Operation {
  public:
   ResolveOperation(std::uint32_t interfaceIndex, const char* name, const char* type, const char* domain,
@@ -46,21 +45,16 @@ class ResolveOperation final : public Operation {
 
   bool Begin(AvahiClient& client) override;
   int End() override;
-  void Forget() override;
-  [[nodiscard]] bool MayPause() const override { return fRecords != nullptr; }
+  void Forget() override { fResolver = nullptr; }
+  [[nodiscard]] bool MayPause() const override { return fHasTimedOut; }
 
  private:
   static void OnResolver(AvahiServiceResolver* resolver, AvahiIfIndex interface, AvahiProtocol protocol,
                          AvahiResolverEvent event, const char* name, const char* type, const char* domain,
                          const char* host, const AvahiAddress* address, std::uint16_t port,
                          AvahiStringList* txt, AvahiLookupResultFlags flags, void* operation);
-  static void OnRecord(AvahiRecordBrowser* browser, AvahiIfIndex interface, AvahiProtocol protocol,
-                       AvahiBrowserEvent event, const char* name, std::uint16_t recordClass,
-                       std::uint16_t type, const void* data, std::size_t size, AvahiLookupResultFlags flags,
-                       void* operation);
   void TellService(AvahiIfIndex interface, const std::string& fullName, const char* host, std::uint16_t port,
                    AvahiStringList* txt);
-  void WatchForRecord(AvahiClient& client);
   DNSServiceErrorType DeliverFailure(DNSServiceRef ref) override;
 
   const AvahiIfIndex fInterface;
@@ -70,7 +64,7 @@ class ResolveOperation final : public Operation {
   const DNSServiceResolveReply fCallback;
   void* const fContext;
   AvahiServiceResolver* fResolver = nullptr;
-  AvahiRecordBrowser* fRecords = nullptr;  // instead of the resolver
+  bool fHasTimedOut = false;
 };
 
 /// Looks up IPv4 addresses.

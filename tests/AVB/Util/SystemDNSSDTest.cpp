@@ -278,21 +278,13 @@ TEST_F(SystemDNSSDTest, ATxtRecordEndsWhereItIsTooLong) {
   EXPECT_EQ("resolve 0 7 0 Other._http._tcp.local. other.local. 80 <1>a", Next(other));
 }
 
-TEST_F(SystemDNSSDTest, AServiceThatWasOffIsResolvedOnceItsRecordComes) {
-  const DNSServiceRef ref = Resolve("Desk 1");
-  const auto first = QuestionFor("Desk 1");
-  fResponder->TellFailure(first, "org.freedesktop.Avahi.TimeoutError");
-  EXPECT_TRUE(fResponder->WaitUntilFreed(first));
-  const auto record = QuestionFor("Desk\\0321._http._tcp.local.");
-  EXPECT_EQ("RecordBrowserNew", record.method);
-  EXPECT_EQ(33, record.type);
-  EXPECT_EQ(3, record.interface);
+TEST_F(SystemDNSSDTest, AServiceThatAnswersLateIsStillResolved) {
+  const DNSServiceRef ref = Resolve("Desk");
+  const auto question = QuestionFor("Desk");
+  fResponder->TellFailure(question, "org.freedesktop.Avahi.TimeoutError");
+  fResponder->TellService(question, "desk.local", 80, {});
+  EXPECT_EQ("resolve 0 7 0 Desk._http._tcp.local. desk.local. 80 <0>", Next(ref));
   EXPECT_FALSE(HasReply(ref));
-
-  fResponder->TellRecord(record, "ItemNew", {0, 0, 0, 0, 0, 80, 0}, 33);
-  fResponder->TellService(QuestionFor("Desk 1", 1), "desk.local", 80, {});
-  EXPECT_EQ("resolve 0 7 0 Desk\\0321._http._tcp.local. desk.local. 80 ", Next(ref));
-  EXPECT_TRUE(fResponder->WaitUntilFreed(record));
 }
 
 TEST_F(SystemDNSSDTest, AResolveThatFailsOrIsRefusedIsOneReplyWithAnError) {
@@ -304,10 +296,6 @@ TEST_F(SystemDNSSDTest, AResolveThatFailsOrIsRefusedIsOneReplyWithAnError) {
   fResponder->TellFailure(QuestionFor("Failing"));
   EXPECT_EQ(kResolveError, Next(failing));
   EXPECT_FALSE(HasReply(failing));
-  const DNSServiceRef gone = Resolve("Gone");
-  fResponder->TellFailure(QuestionFor("Gone"), "org.freedesktop.Avahi.TimeoutError");
-  fResponder->TellFailure(QuestionFor("Gone._http._tcp.local."));
-  EXPECT_EQ(kResolveError, Next(gone));
 }
 
 TEST_F(SystemDNSSDTest, TellsEachChangeOfAHostsAddresses) {
@@ -458,7 +446,7 @@ TEST_F(SystemDNSSDTest, AQuestionThatTheResponderDiedOverIsAskedAgain) {
   fResponder = std::move(second);
   EXPECT_EQ(kResult, Next(browse));
   fResponder->TellService(QuestionFor("Desk"), "desk.local", 80, {});
-  EXPECT_EQ("resolve 0 7 0 Desk._http._tcp.local. desk.local. 80 ", Next(resolve));
+  EXPECT_EQ("resolve 0 7 0 Desk._http._tcp.local. desk.local. 80 <0>", Next(resolve));
 }
 
 TEST_F(SystemDNSSDTest, AskingThatFailsTwiceIsAnError) {
@@ -493,13 +481,13 @@ TEST_F(SystemDNSSDTest, WhatTheResponderHasNoRoomForIsAskedOnceThereIsRoom) {
   Release(a);
   EXPECT_TRUE(fResponder->WaitUntilFreed(questionA));
   fResponder->TellService(QuestionFor("c"), "c.local", 80, {});
-  EXPECT_EQ("resolve 0 7 0 c._http._tcp.local. c.local. 80 ", Next(c));
+  EXPECT_EQ("resolve 0 7 0 c._http._tcp.local. c.local. 80 <0>", Next(c));
   Release(c);
   fResponder->TellRecord(QuestionFor("d.local."), "ItemNew", kAddress);
   EXPECT_EQ("address 2 7 0 d.local. 10.0.0.1 0", Next(d));
 }
 
-TEST_F(SystemDNSSDTest, WhereThereIsNoRoomAServiceThatWasOffMakesRoomForOthers) {
+TEST_F(SystemDNSSDTest, WhereThereIsNoRoomAServiceThatDoesNotAnswerMakesRoomForOthers) {
   fResponder->AllowObjects(2);
   Browse();
   const DNSServiceRef off = Resolve("Off");
@@ -508,10 +496,10 @@ TEST_F(SystemDNSSDTest, WhereThereIsNoRoomAServiceThatWasOffMakesRoomForOthers) 
   ASSERT_TRUE(Eventually([&] { return fResponder->Calls("ServiceResolverNew") == 2; }));
   fResponder->TellFailure(question, "org.freedesktop.Avahi.TimeoutError");
   fResponder->TellService(QuestionFor("Good"), "good.local", 80, {});
-  EXPECT_EQ("resolve 0 7 0 Good._http._tcp.local. good.local. 80 ", Next(good));
+  EXPECT_EQ("resolve 0 7 0 Good._http._tcp.local. good.local. 80 <0>", Next(good));
   Release(good);
   fResponder->TellService(QuestionFor("Off", 1), "off.local", 80, {});
-  EXPECT_EQ("resolve 0 7 0 Off._http._tcp.local. off.local. 80 ", Next(off));
+  EXPECT_EQ("resolve 0 7 0 Off._http._tcp.local. off.local. 80 <0>", Next(off));
 }
 
 TEST_F(SystemDNSSDTest, WithoutAnyRoomTheBrowseIsRefused) {
@@ -569,7 +557,7 @@ TEST_F(SystemDNSSDTest, TheLastReleaseDoesNotWaitForAResponderThatHangs) {
   fResponder->SetAnswering(true);
   EXPECT_TRUE(Eventually([] { return SystemDNSSD::AbandonedThreads() == 0; }));
   fResponder->TellService(QuestionFor("next"), "next.local", 80, {});
-  EXPECT_EQ("resolve 0 7 0 next._http._tcp.local. next.local. 80 ", Next(next));
+  EXPECT_EQ("resolve 0 7 0 next._http._tcp.local. next.local. 80 <0>", Next(next));
   EXPECT_EQ(1, fResponder->Calls("Free"));  // what was left went with the connection
 }
 
