@@ -24,13 +24,13 @@ from .responder import Responder
 class World:
     """Both sides with their buses and responders."""
 
-    def __init__(self, far, near, children, ipv6):
+    def __init__(self, far, near, children, ipv6, objects):
         self.far = far
         self.near = near
         self.far_bus = Bus(far, children)
         self.near_bus = Bus(near, children)
         self.far_responder = Responder(far, children, "far0", ipv6)
-        self.near_responder = Responder(near, children, "near0", ipv6)
+        self.near_responder = Responder(near, children, "near0", ipv6, objects)
 
     async def open(self, near_bus, near_responder):
         async def near():
@@ -50,7 +50,7 @@ class Inside:
         self._log = log
         self._children = Children()
         self._programs = {}
-        self._world = World(*sides, self._children, self._scenario.ipv6)
+        self._world = World(*sides, self._children, self._scenario.ipv6, self._scenario.objects)
         self._director = Director(self._scenario, self._world, log)
         self._receiver = Receiver(log)
         self._ended = asyncio.Event()

@@ -13,6 +13,7 @@ use-ipv4=yes
 use-ipv6={ipv6}
 allow-interfaces={interface}
 enable-dbus=yes
+objects-per-client-max={objects}
 [wide-area]
 enable-wide-area=no
 [publish]
@@ -27,7 +28,7 @@ READY = "Network interface enumeration completed."
 class Responder:
     """The responder of a side. It can be stopped, killed, started, stopped in its tracks and continued."""
 
-    def __init__(self, side, children, interface, ipv6=False):
+    def __init__(self, side, children, interface, ipv6=False, objects=1024):
         self._side = side
         self._children = children
         self._child = None
@@ -40,7 +41,7 @@ class Responder:
             addresses = "yes" if side.name == "near" else "no"
             ipv6_word = "yes" if ipv6 else "no"
             file.write(CONFIGURATION.format(
-                host=side.name, interface=interface, ipv6=ipv6_word, addresses=addresses))
+                host=side.name, interface=interface, ipv6=ipv6_word, addresses=addresses, objects=objects))
 
     @property
     def running(self):

@@ -43,6 +43,7 @@ class Scenario:
     length: float | None = None
     responder: bool = True
     bus: bool = True
+    objects: int = 1024  # the daemon's own
     ipv6: bool = False
     wait: float = 0.0
     releases: dict = dataclasses.field(default_factory=dict)
@@ -71,7 +72,7 @@ def build(table):
     _check_keys("the scenario", table, known)
     near, server = table.get("near", {}), table.get("update_server", {})
     network = table.get("network", {})
-    _check_keys("[near]", near, {"responder", "bus"})
+    _check_keys("[near]", near, {"responder", "bus", "objects"})
     _check_keys("[update_server]", server, {"wait"})
     _check_keys("[network]", network, {"ipv6"})
     entries = list(table.get("unit", []))
@@ -79,7 +80,7 @@ def build(table):
         entries += _expand(group)
     scenario = Scenario(
         title=table.get("title", ""), length=table.get("length"), responder=near.get("responder", True),
-        bus=near.get("bus", True), ipv6=network.get("ipv6", False), wait=server.get("wait", 0.0),
+        bus=near.get("bus", True), objects=near.get("objects", Scenario.objects), ipv6=network.get("ipv6", False), wait=server.get("wait", 0.0),
         releases=table.get("releases", {}), units=make_units(entries),
         timeline=sorted(table.get("timeline", []), key=lambda action: action.get("at", 0)),
     )

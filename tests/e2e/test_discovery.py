@@ -1,7 +1,14 @@
 """What appears in the list, and what leaves it."""
 
+import os
+import subprocess
+
 import pytest
 from program import PATIENCE, ListProgram, paths
+from vornstudio import mdns
+
+SEAM_FORMS = os.environ.get("VORN_SEAM_FORMS", "")
+KIND = b"vorn.mdns.type=plexadevice"
 
 
 def test_units_appear_and_leave(make_studio):
@@ -147,3 +154,73 @@ def test_three_hundred_units_are_found_and_polled_at_their_pace(make_studio, ipv
         assert program.names() == names
         seconds, code = program.end()
         assert (code, seconds < 1.0) == (0, True), seconds
+
+
+def unannounced(studio, unit):
+    """A unit that is there and answers, for packets made by hand to announce; the packet of its service."""
+    added, = studio.add({**unit, "announced": False})
+    host = added["url"].removeprefix("http://").removesuffix(".local/")
+    return lambda instance, *items: mdns.announcement(instance, host, added["address"], [KIND, *items])
+
+
+def test_the_first_of_repeated_txt_keys_counts(studio):
+    packet = unannounced(studio, {"name": "Desk"})
+    with ListProgram(studio) as program:
+        mdns.send(studio, packet("Desk", b"uid=first", b"vorn.mdns.type=plexaswitch", b"uid", b"uid=last"))
+        program.wait_for_names("Desk")
+        assert (program.unit("Desk")["uid"], program.unit("Desk")["type"]) == ("first", "plexadevice")
+
+
+def test_a_newcomer_does_not_wait_for_services_that_never_answer(studio):
+    with ListProgram(studio) as program:
+        mdns.send(studio, *mdns.dead(*(f"Dead {n}" for n in range(900))))
+        studio.add({"name": "Desk"})
+        program.wait_for_names("Desk")
+
+
+def test_a_unit_that_was_off_when_it_was_looked_up_appears_once_it_is_on(studio):
+    packet = unannounced(studio, {"name": "Desk"})
+    failures = "type='signal',interface='org.freedesktop.Avahi.ServiceResolver',member='Failure'"
+    monitor = studio.popen(["dbus-monitor", "--system", failures], stdout=subprocess.PIPE)
+    with ListProgram(studio) as program, monitor.stdout:
+        mdns.send(studio, *mdns.dead("Desk"))
+        while b"member=Failure" not in monitor.stdout.read(65536):  # the responder gives it up
+            assert monitor.poll() is None
+        assert not program.latest()
+        mdns.send(studio, packet("Desk", b"uid=1"))
+        program.wait_for_names("Desk")
+        monitor.kill()
+
+
+def test_a_responder_with_little_room_is_asked_for_everything_in_turn(make_studio):
+    count = 60
+    studio = make_studio({
+        "near": {"objects": 10}, "many": [{"count": count, "name": "Unit {n:03}", "announcer": "avahi"}],
+    })
+    with ListProgram(studio) as program:
+        program.wait_for(lambda: len(program.latest()) == count, "all units")
+
+
+def test_names_come_in_the_forms_of_the_published_interface(studio):
+    names = [
+        "Dots. and \\ and ..", "Gr\u00f6\u00dfe \u2603", b"Bell\x07 and\ttab", " blanks ", "<&>\"'%s", "x" * 63,
+    ]
+    hosts = ["dots", "mein ger\u00e4t", "blank s", "Upper", "h" * 63, "a"]
+    packets = [
+        mdns.announcement(instance, host, "10.77.1.1", [b"key=value", b"flag", b"=none", b"empty="], 8000 + n)
+        for n, (instance, host) in enumerate(zip(names, hosts))
+    ]
+    packets.append(mdns.announcement("No Items", "dots", "10.77.1.1", []))
+
+    def forms(library):
+        process = studio.popen(
+            [SEAM_FORMS, library, len(packets)], stdout=subprocess.PIPE, env={"AVAHI_COMPAT_NOWARN": "1"})
+        with process.stdout:
+            text = b"".join(iter(lambda: process.stdout.read(65536), b"")).decode()
+        assert process.wait(PATIENCE) == 0
+        return sorted(text.splitlines())
+
+    mdns.send(studio, *packets)
+    lines = forms("session")
+    assert lines == forms("compatibility")
+    assert len(lines) == len(packets) and not any("error" in line or "refused" in line for line in lines)
