@@ -1,6 +1,7 @@
 // Resolves services by the discovery engine until all are there. Writes a line
-// {"resolved","seconds"} when they are (or the limit is over), then destroys
-// the engine and writes {"destructorSeconds"}.
+// {"resolved","seconds",...} when they are (or the limit is over), with what the
+// process has taken, then destroys the engine and writes {"destructorSeconds",...}.
+// Its only sockets are connections to the bus.
 //
 // bench_discovery COUNT LIMIT [DESTROY-AFTER]: with the third argument the
 // engine is destroyed after so many seconds, in the midst of its work.
@@ -11,6 +12,7 @@
 #include <memory>
 
 #include "AVB/Util/ZeroConf.h"
+#include "bench/ProcessFigures.h"
 #include "bench/Statistics.h"
 #include "foundation/DescriptorLimit.h"
 #include "foundation/PollRunLoop.h"
@@ -58,7 +60,14 @@ int main(int argc, char** argv) {
   Client client;
   const auto loop = vorn::PollRunLoop::Current();
   while (client.Resolved() < count && Now() < start + limit) loop->RunOnce(10ms);
-  std::cout << nlohmann::json{{"resolved", client.Resolved()}, {"seconds", Now() - start}} << std::endl;
+  const double seconds = Now() - start;
+  const auto figures = vorn::bench::ProcessFigures::Read();
+  std::cout << nlohmann::json{{"resolved", client.Resolved()},
+                              {"seconds", seconds},
+                              {"connections", figures.sockets},
+                              {"threads", figures.threads},
+                              {"processorSeconds", figures.processorSeconds}}
+            << std::endl;
   const double destruction = Now();
   client.DestroyEngine();
   std::cout << nlohmann::json{{"destructorSeconds", Now() - destruction},

@@ -1,9 +1,11 @@
 #include "bench/ProcessFigures.h"
 
+#include <time.h>
+
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <string>
+#include <system_error>
 
 namespace vorn::bench {
 
@@ -15,9 +17,17 @@ ProcessFigures ProcessFigures::Read() {
     if (name == "VmRSS:") status >> figures.residentKiB;
     std::getline(status, name);
   }
-  const std::filesystem::directory_iterator descriptors("/proc/self/fd");
-  const auto open = std::distance(begin(descriptors), end(descriptors));
-  figures.descriptors = static_cast<std::size_t>(open) - 1;  // one is the listing's own
+  for (const auto& descriptor : std::filesystem::directory_iterator("/proc/self/fd")) {
+    std::error_code gone;  // the listing's own
+    const auto target = std::filesystem::read_symlink(descriptor, gone).string();
+    ++figures.descriptors;
+    if (target.starts_with("socket:")) ++figures.sockets;
+  }
+  --figures.descriptors;  // the listing's own
+  timespec processor{};
+  ::clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &processor);
+  figures.processorSeconds =
+      static_cast<double>(processor.tv_sec) + static_cast<double>(processor.tv_nsec) * 1e-9;
   return figures;
 }
 

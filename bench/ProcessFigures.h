@@ -9,6 +9,8 @@ struct ProcessFigures {
   std::size_t threads = 0;
   std::size_t residentKiB = 0;
   std::size_t descriptors = 0;
+  std::size_t sockets = 0;        ///< of the descriptors
+  double processorSeconds = 0.0;  ///< of all threads, so far
 
   static ProcessFigures Read();
 };

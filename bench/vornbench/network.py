@@ -5,6 +5,7 @@ import statistics
 import subprocess
 import time
 
+from vornstudio import mdns
 from vornstudio.client import Studio
 
 from .report import Row
@@ -14,7 +15,11 @@ SETTLE = 3.0  # seconds for the last announcements to be over,
 SETTLE_EACH = 0.006  # and as many for each unit
 PAUSE = 2.0  # seconds until both responders have forgotten what a program before has asked and was told
 PATIENCE = 60
-BARS = {10: 1.1, 100: 1.1, 300: 1.1, 1000: 2.5}
+COLD_BARS = {10: 0.25, 100: 0.45, 300: 0.6, 1000: 0.8}
+WARM_BARS = {10: 1.1, 100: 1.1, 300: 1.1}
+NEWCOMER_BARS = {0: 0.6, 60: 0.6, 150: 0.6, 300: 0.6, 900: 5.0}
+NEWCOMER_AFTER = 3.0  # seconds from the engine's start to the good unit's announcement
+THREADS_BAR = 3  # the client's, the engine's and the session's
 DESTRUCTION_BAR = 200
 
 
@@ -44,7 +49,7 @@ class Reader:
         while True:
             while b"\n" in self._rest:
                 line, self._rest = self._rest.split(b"\n", 1)
-                yield line.decode(errors="replace"), self._now()
+                yield line.decode(errors="replace"), self.now()
             piece = self._process.stdout.read(65536)
             if not piece:
                 return
@@ -54,13 +59,13 @@ class Reader:
         """Waits for the program's end and returns when that was."""
         self._process.wait(PATIENCE)
         self._process.stdout.close()
-        return self._now()
+        return self.now()
 
     def stop(self):
         self._process.terminate()
         self.end()
 
-    def _now(self):
+    def now(self):
         return time.monotonic() - self._start
 
 
@@ -78,6 +83,8 @@ def _engine(programs, studio, count, *destroy_after):
     return {
         "seconds": when, "own": resolved["seconds"], "found": resolved["resolved"],
         "destructor": destroyed["destructorSeconds"], "abandoned": destroyed["abandonedThreads"],
+        "connections": resolved["connections"], "threads": resolved["threads"],
+        "processor": resolved["processorSeconds"],
     }
 
 
@@ -115,9 +122,38 @@ def _row(count, kind, pairs):
     return Row(
         f"{count} services resolved, {kind} / avahi-browse -rt",
         statistics.median(run["seconds"] for run in pairs["engine"]), "s",
-        statistics.median(run["exit"] for run in whole), bar=BARS[count] if count < 1000 or kind == "cold" else None,
+        statistics.median(run["exit"] for run in whole), bar=(COLD_BARS if kind == "cold" else WARM_BARS).get(count),
         compared="ratio", note="; ".join(notes),
     )
+
+
+def _newcomer(programs, studio):
+    """The seconds from a good unit's announcement until the engine has resolved it; and the engine's own figures."""
+    reader = Reader(studio, [programs.path("bench_discovery"), 1, PATIENCE])
+    time.sleep(NEWCOMER_AFTER)
+    studio.do("announce", unit="good")
+    announced = reader.now()
+    (resolved, when), *_ = [(json.loads(line), at) for line, at in reader.lines()]
+    reader.end()
+    studio.do("goodbye", unit="good")
+    time.sleep(PAUSE)
+    if not resolved["resolved"]:
+        raise RuntimeError(f"the good unit was not found within {PATIENCE} s")
+    return {**resolved, "seconds": when - announced}
+
+
+def _newcomers(programs):
+    rows, raw = [], {}
+    for count in programs.pick((0, 60, 150, 300, 900), (0, 60, 300)):
+        with Studio({"unit": [{"name": "Good", "announced": False}]}) as studio:
+            mdns.send(studio, *mdns.dead(*(f"Dead {n}" for n in range(count))))
+            time.sleep(PAUSE)
+            runs = raw[f"newcomer among {count}"] = [_newcomer(programs, studio) for _ in range(programs.pick(5, 2))]
+        rows.append(Row(
+            f"a good unit among {count} dead services seen, longest", max(run["seconds"] for run in runs), "s",
+            bar=NEWCOMER_BARS[count],
+        ))
+    return rows, raw
 
 
 def discovery(programs):
@@ -130,6 +166,8 @@ def discovery(programs):
                 raw[f"{count} {kind}"] = pairs
                 rows.append(_row(count, kind, pairs))
                 destructors += [run["destructor"] for run in pairs["engine"]]
+                processor = statistics.median(run["processor"] for run in pairs["engine"])
+                rows.append(Row(f"{count} services resolved, {kind}, own processor time", processor * 1e3, "ms"))
             if count == 300:
                 studio.do("responder", op="restart")
                 midst = [_engine(programs, studio, count, 0.1 * (i + 1)) for i in range(programs.pick(10, 4))]
@@ -137,7 +175,10 @@ def discovery(programs):
     rows.append(Row("engine's destructor, idle, longest", max(destructors) * 1e3, "ms", bar=DESTRUCTION_BAR))
     longest = max(run["destructor"] for run in midst) * 1e3
     rows.append(Row("engine's destructor, in the midst of 300, longest", longest, "ms", bar=DESTRUCTION_BAR))
-    return rows, raw
+    rows.append(Row("connections to the bus, in the midst of 300", max(run["connections"] for run in midst), "", bar=1))
+    rows.append(Row("threads, in the midst of 300", max(run["threads"] for run in midst), "", bar=THREADS_BAR))
+    newcomers, raw_newcomers = _newcomers(programs)
+    return rows + newcomers, {**raw, **raw_newcomers}
 
 
 def _watch(programs, studio, count):
