@@ -9,7 +9,6 @@
 namespace vorn {
 namespace {
 
-constexpr int kCycleMilliseconds = 100;
 constexpr int kBrowseFailed = 3;
 
 }  // namespace
@@ -54,7 +53,7 @@ void ZeroConfEngine::Impl::ThreadProc() {
     try {
       ServeOneCycle();
     } catch (...) {  // no memory, say; the next cycle may have it
-      ::poll(nullptr, 0, kCycleMilliseconds);
+      ::poll(nullptr, 0, static_cast<int>(kCycle.count()));
     }
   }
   // Stopped by an error, the engine stays readable, and its operations stay
@@ -65,9 +64,9 @@ void ZeroConfEngine::Impl::ThreadProc() {
 
 void ZeroConfEngine::Impl::ServeOneCycle() {
   YieldUnansweredLookups();
-  StartWaitingLookups();
+  const std::chrono::milliseconds limit = StartWaitingLookups();
   const std::vector<ServiceDataCache> waitList = GatherWaitList();
-  const int ready = Wait(waitList);
+  const int ready = Wait(waitList, limit);
   if (!fRunning) return;
   if (ready < 0) {
     if (errno != EINTR) StopByItself();
@@ -107,11 +106,12 @@ std::vector<ZeroConfEngine::Impl::ServiceDataCache> ZeroConfEngine::Impl::Gather
   return waitList;
 }
 
-int ZeroConfEngine::Impl::Wait(const std::vector<ServiceDataCache>& waitList) {
+int ZeroConfEngine::Impl::Wait(const std::vector<ServiceDataCache>& waitList,
+                               std::chrono::milliseconds limit) {
   fDescriptors.clear();
   for (const ServiceDataCache& operation : waitList) fDescriptors.push_back({operation.socket, POLLIN, 0});
   fDescriptors.push_back({fWakeup.Get(), POLLIN, 0});
-  const int ready = ::poll(fDescriptors.data(), fDescriptors.size(), kCycleMilliseconds);
+  const int ready = ::poll(fDescriptors.data(), fDescriptors.size(), static_cast<int>(limit.count()));
   if (ready <= 0) return ready;
   for (const pollfd& descriptor : fDescriptors) {
     if ((descriptor.revents & POLLNVAL) != 0) {

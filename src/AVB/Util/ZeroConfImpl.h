@@ -68,10 +68,13 @@ class ZeroConfEngine::Impl {
 
   using Moment = std::chrono::steady_clock::time_point;
 
+  static constexpr std::chrono::milliseconds kCycle{100};
+
   // Lookups by what they count for.
   struct Places {
     std::size_t beginning = 0;
     std::size_t open = 0;
+    Moment nextLeft = Moment::max();  // when a beginner leaves its place
     [[nodiscard]] std::size_t Left() const {
       return std::min(kMaxBeginning - std::min(kMaxBeginning, beginning),
                       kMaxOpen - std::min(kMaxOpen, open));
@@ -100,9 +103,10 @@ class ZeroConfEngine::Impl {
   bool StartAddressLookup(ServiceData& record);
 
   void YieldUnansweredLookups();
-  void StartWaitingLookups();
+  // Returns how long the next wait may last: a cycle, or until a place is free.
+  std::chrono::milliseconds StartWaitingLookups();
   std::vector<ServiceDataCache> GatherWaitList() const;
-  int Wait(const std::vector<ServiceDataCache>& waitList);
+  int Wait(const std::vector<ServiceDataCache>& waitList, std::chrono::milliseconds limit);
   void ServeOneCycle();
   void StopByItself();
   void NoteFailure();

@@ -12,7 +12,10 @@ ZeroConfEngine::Impl::Places ZeroConfEngine::Impl::CountPlaces(Moment now) const
   for (const auto& record : fRecords) {
     if (!record->IsOpen()) continue;
     ++places.open;
-    if (record->startedAt > now - kBeginningTime) ++places.beginning;
+    const Moment leaves = record->startedAt + kBeginningTime;
+    if (leaves <= now) continue;
+    ++places.beginning;
+    places.nextLeft = std::min(places.nextLeft, leaves);
   }
   return places;
 }
@@ -116,14 +119,20 @@ std::deque<ServiceData*>* ZeroConfEngine::Impl::NextQueue() {
   return fGaveWay.empty() ? nullptr : &fGaveWay;
 }
 
-void ZeroConfEngine::Impl::StartWaitingLookups() {
+std::chrono::milliseconds ZeroConfEngine::Impl::StartWaitingLookups() {
   while (fRunning) {
     std::deque<ServiceData*>* queue = nullptr;
     ServiceData* record = nullptr;
     {
       const std::lock_guard lock(fMutex);
       queue = NextQueue();
-      if (queue == nullptr || CountPlaces(fClock()).Left() == 0) return;
+      if (queue == nullptr) return kCycle;
+      const Moment now = fClock();
+      const Places places = CountPlaces(now);
+      if (places.open >= kMaxOpen) return kCycle;
+      if (places.beginning >= kMaxBeginning) {
+        return std::min(kCycle, std::chrono::ceil<std::chrono::milliseconds>(places.nextLeft - now));
+      }
       record = queue->front();
     }
     // Only this thread adds and removes records, so the pointer stays good; and the
@@ -133,6 +142,7 @@ void ZeroConfEngine::Impl::StartWaitingLookups() {
     queue->pop_front();
     if (!started && !record->everStarted) Take(record);
   }
+  return kCycle;
 }
 
 }  // namespace vorn

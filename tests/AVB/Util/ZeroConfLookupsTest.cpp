@@ -6,6 +6,7 @@
 #include <thread>
 
 #include "tests/AVB/Util/ZeroConfEngineFixture.h"
+#include "tests/support/Eventually.h"
 
 namespace vorn {
 namespace {
@@ -276,6 +277,16 @@ TEST_F(ZeroConfLookupsTest, AnInstanceThatGaveWayAndIsRefusedStays) {
   ASSERT_TRUE(fDnssd.WaitUntilIdle());
   EXPECT_TRUE(fEngine->TestAndClearModified());
   fEngine.reset();  // before what its thread calls
+}
+
+TEST_F(ZeroConfLookupsTest, WakesInTimeForThePlaceThatABeginnerLeaves) {
+  MakeEngine(CountingNow);
+  Browse();
+  AddInstances(49);
+  LetPass(ZeroConfEngine::kBeginningTime - milliseconds(1));
+  const int before = gLooks;
+  // A cycle a millisecond, with two looks each; ten times a second would take a hundred.
+  EXPECT_TRUE(testing::Eventually([&] { return gLooks >= before + 2000; }));
 }
 
 TEST_F(ZeroConfLookupsTest, WakesTenTimesASecondWhenNothingComes) {
