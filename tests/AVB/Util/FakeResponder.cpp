@@ -1,7 +1,6 @@
 #include "tests/AVB/Util/FakeResponder.h"
 
 #include <algorithm>
-#include <ranges>
 #include <stdexcept>
 #include <utility>
 
@@ -126,11 +125,11 @@ void FakeResponder::TellService(const Question& question, const char* host, std:
   ::dbus_message_iter_init_append(message, &arguments);
   DBusMessageIter items;
   ::dbus_message_iter_open_container(&arguments, DBUS_TYPE_ARRAY, "ay", &items);
-  for (const Bytes& item : txt | std::views::reverse) {  // as the real one sends them
+  for (auto item = txt.rbegin(); item != txt.rend(); ++item) {  // as the real one sends them
     DBusMessageIter bytes;
     ::dbus_message_iter_open_container(&items, DBUS_TYPE_ARRAY, "y", &bytes);
-    const std::uint8_t* data = item.data();
-    ::dbus_message_iter_append_fixed_array(&bytes, DBUS_TYPE_BYTE, &data, static_cast<int>(item.size()));
+    const std::uint8_t* data = item->data();
+    ::dbus_message_iter_append_fixed_array(&bytes, DBUS_TYPE_BYTE, &data, static_cast<int>(item->size()));
     ::dbus_message_iter_close_container(&items, &bytes);
   }
   ::dbus_message_iter_close_container(&arguments, &items);
