@@ -91,7 +91,23 @@ void AppDelegate::makeStatusItem() {
 
 void AppDelegate::enableLoginItemOnFirstRun() {
   if (fDefaults->GetBool(kAlreadyRun)) return;
+  if (fDefaults->StoreCondition() != UserDefaults::Condition::kWhole) {
+    assumeEarlierChoices();
+    return;
+  }
   setLaunchOnLogin(true);
+  fDefaults->SetBool(kAlreadyRun, true);
+}
+
+// The program has run before, and the user may have switched off what a first run switches on.
+void AppDelegate::assumeEarlierChoices() {
+  const bool isOnByDefault = notify();
+  fDefaults->RegisterBool(kNotify, false);
+  if (isOnByDefault && !notify()) {
+    WriteToConsole("Update notifications are off: whether they were switched on cannot be read");
+  }
+  if (fDefaults->StoreCondition() == UserDefaults::Condition::kUnread) return;
+  fDefaults->SetBool(kNotify, notify());
   fDefaults->SetBool(kAlreadyRun, true);
 }
 

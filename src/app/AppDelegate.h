@@ -82,6 +82,7 @@ class AppDelegate final : public ui::PanelOwner {
   void makeDeviceList();
   void makeStatusItem();
   void enableLoginItemOnFirstRun();
+  void assumeEarlierChoices();
   void takeList(std::vector<DeviceList::ExtendedDeviceInfo> list);
   void notifyOfKnownUpdates();
   void showPanel();

@@ -20,6 +20,13 @@ namespace vorn {
 /// @threadsafety The main thread only.
 class UserDefaults {
  public:
+  /// How much of what was stored before is known.
+  enum class Condition {
+    kWhole,    ///< all of it: what is not there was never stored
+    kDamaged,  ///< not all of it: what is not there may have been lost
+    kUnread,   ///< nothing yet: the store cannot be read at the moment
+  };
+
   UserDefaults() = default;
   UserDefaults(const UserDefaults&) = delete;
   UserDefaults& operator=(const UserDefaults&) = delete;
@@ -43,6 +50,9 @@ class UserDefaults {
   virtual void SetBool(const std::string& key, bool value) = 0;
   virtual void SetString(const std::string& key, const std::string& value) = 0;
   virtual void SetStringArray(const std::string& key, const std::vector<std::string>& value) = 0;
+
+  /// As the store was found, whatever has been set since.
+  [[nodiscard]] virtual Condition StoreCondition() const = 0;
 
   /// Saves what is not saved yet and takes over what other processes saved.
   /// Blocks for the disk. False when something remains unsaved; true means that

@@ -72,6 +72,30 @@ TEST_F(AppDelegateTest, RemembersTheFirstRunEvenWhenTheLoginItemFails) {
   EXPECT_TRUE(fEnvironment.defaults.bools["AlreadyRun"]);
 }
 
+TEST_F(AppDelegateTest, LostSettingsAreNoFirstRunAndLeaveOffWhatMayHaveBeenOff) {
+  fEnvironment.defaults.condition = UserDefaults::Condition::kDamaged;
+  Launch();
+  EXPECT_EQ(fEnvironment.Count(std::string("enable ") + Identity::kLauncherIdentifier), 0U);
+  EXPECT_TRUE(fEnvironment.defaults.bools.at("AlreadyRun"));
+  EXPECT_FALSE(fEnvironment.defaults.bools.at("notify"));
+}
+
+TEST_F(AppDelegateTest, LostSettingsKeepAChoiceThatIsStillKnown) {
+  fEnvironment.defaults.condition = UserDefaults::Condition::kDamaged;
+  fEnvironment.defaults.bools["notify"] = true;
+  Launch();
+  EXPECT_TRUE(fDelegate->notify());
+  EXPECT_TRUE(fEnvironment.defaults.bools.at("AlreadyRun"));
+}
+
+TEST_F(AppDelegateTest, SettingsThatCannotBeReadYetLeaveNothingStored) {
+  fEnvironment.defaults.condition = UserDefaults::Condition::kUnread;
+  Launch();
+  EXPECT_EQ(fEnvironment.Count(std::string("enable ") + Identity::kLauncherIdentifier), 0U);
+  EXPECT_FALSE(fDelegate->notify());
+  EXPECT_TRUE(fEnvironment.defaults.bools.empty());
+}
+
 TEST_F(AppDelegateTest, KeepsTheStoredSettingsAgainstTheRegisteredDefaults) {
   fEnvironment.defaults.bools = {{"showSwitches", true}, {"notify", false}};
   Launch();

@@ -63,8 +63,10 @@ class MemoryDefaults final : public UserDefaults {
   }
   void SetString(const std::string&, const std::string&) override {}
   void SetStringArray(const std::string&, const std::vector<std::string>&) override {}
+  [[nodiscard]] Condition StoreCondition() const override { return condition; }
   bool Synchronize() override { return true; }
 
+  Condition condition = Condition::kWhole;
   std::map<std::string, bool> bools;
   std::map<std::string, bool> registered;
 

@@ -23,7 +23,7 @@ BUS_CONFIG = """<!DOCTYPE busconfig PUBLIC "-//freedesktop//DTD D-Bus Bus Config
  "http://www.freedesktop.org/standards/dbus/1.0/busconfig.dtd">
 <busconfig>
   <type>session</type>
-  <listen>unix:dir={folder}</listen>
+  <listen>unix:path={folder}/bus</listen>
   <servicedir>{services}</servicedir>
   <policy context="default">
     <allow send_destination="*" eavesdrop="true"/>
@@ -88,13 +88,25 @@ class Desktop:
         (services / f"{NAME}.service").write_text(f"[D-BUS Service]\nName={NAME}\nExec={PROGRAM}\n")
         config = self.folder / "bus.conf"
         config.write_text(BUS_CONFIG.format(folder=self.folder / "run", services=services))
-        command = ["dbus-daemon", f"--config-file={config}", "--nofork", "--print-address"]
+        self.start_bus_daemon()
+
+    def start_bus_daemon(self):
+        """Starts the session bus, or starts it again at the same address."""
+        command = ["dbus-daemon", f"--config-file={self.folder / 'bus.conf'}", "--nofork", "--print-address"]
         with open(self.errors, "a", encoding="utf-8") as errors:
-            bus = subprocess.Popen(command, env=self.environment, stdout=subprocess.PIPE, stderr=errors, text=True)
-        self.started.append(bus)
-        address = bus.stdout.readline().strip()
+            self.bus_daemon = subprocess.Popen(
+                command, env=self.environment, stdout=subprocess.PIPE, stderr=errors, text=True
+            )
+        self.started.append(self.bus_daemon)
+        address = self.bus_daemon.stdout.readline().strip()
         self.environment["DBUS_SESSION_BUS_ADDRESS"] = address
         self.bus = dbus.bus.BusConnection(address)
+        self.bus.set_exit_on_disconnect(False)
+
+    def kill_bus_daemon(self):
+        self.bus_daemon.kill()
+        self.bus_daemon.wait()
+        self.bus.close()
 
     def start(self, program=PROGRAM, arguments=(), **changes):
         """Starts a program; a variable set to None is left out."""
@@ -126,6 +138,14 @@ class Desktop:
 
     def call(self, method, *arguments, signature=None):
         return self.bus.call_blocking(NAME, PATH, INTERFACE, method, signature, arguments)
+
+    def write_settings(self, content):
+        self.settings().parent.mkdir(parents=True, exist_ok=True)
+        self.settings().write_bytes(content)
+
+    def write_login_item(self, *lines):
+        self.login_item().parent.mkdir(parents=True, exist_ok=True)
+        self.login_item().write_text("\n".join(("[Desktop Entry]", "Type=Application", *lines, "")))
 
     def activate(self):
         self.call("Activate", {}, signature="a{sv}")

@@ -298,6 +298,59 @@ def test_a_login_item_that_cannot_be_written_is_told_to_the_console(desktop):
     assert "Launch On Login failed" in desktop.console()
 
 
+# --- settings that cannot be read --------------------------------------------
+
+CHOICES = b"[General]\nAlreadyRun=true\nnotify=false\nshowSwitches=true\n"
+
+
+def end(program, desktop):
+    program.terminate()
+    assert program.wait(5) == 0, desktop.console()
+
+
+@pytest.mark.parametrize(
+    "content",
+    [
+        b"no equals sign\n" + CHOICES,
+        CHOICES + b"[broken\n",
+        b"[General\n" + CHOICES[10:],
+        b"\xef\xbb\xbf" + CHOICES,
+        CHOICES + bytes(4096),
+        b'name="open\n' + CHOICES,
+        CHOICES.replace(b"\n", b"\r\n") + b"stray\r\n",
+        CHOICES + b"stray, without an end of its line",
+    ],
+    ids=["no-equals", "open-bracket", "open-group", "byte-order-mark", "zeros", "open-quote", "crlf", "no-end"],
+)
+def test_a_stray_line_in_the_settings_changes_nothing_else(desktop, content):
+    desktop.write_settings(content)
+    program = desktop.start_and_wait_until_it_runs()
+    end(program, desktop)
+    assert desktop.settings().read_bytes() == content
+    assert not desktop.login_item().exists()
+    assert desktop.console().count("cannot be read") == (0 if content.startswith(b"\xef") else 1)
+
+
+def test_settings_that_are_set_aside_are_no_first_run(desktop):
+    desktop.write_settings(bytes(4096))
+    for _ in range(2):  # the second start finds what the first one wrote
+        program = desktop.start_and_wait_until_it_runs()
+        end(program, desktop)
+        assert not desktop.login_item().exists(), "the user may have switched it off"
+        assert b"notify=false\n" in desktop.settings().read_bytes(), "and may have switched notices off"
+    assert desktop.console().count("set aside as") == 1
+    assert desktop.console().count("Update notifications are off") == 1
+
+
+def test_a_program_killed_after_setting_settings_aside_has_had_no_first_run_either(desktop):
+    desktop.settings().parent.mkdir(parents=True)
+    desktop.settings().with_name("settings.conf.damaged-1").write_bytes(bytes(4096))
+    program = desktop.start_and_wait_until_it_runs()
+    end(program, desktop)
+    assert not desktop.login_item().exists()
+    assert b"notify=false\n" in desktop.settings().read_bytes()
+
+
 def test_an_update_server_that_is_none_is_refused_on_the_console(desktop):
     desktop.settings().parent.mkdir(parents=True)
     desktop.settings().write_text("[General]\nupdateServerRoot=ftp://updates.example/api/\n")

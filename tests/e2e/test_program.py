@@ -158,7 +158,7 @@ def test_nothing_is_written_into_the_users_folders(make_studio):
 
 def test_damaged_settings_are_told_and_left_as_they_are(make_studio):
     studio = make_studio(UNITS)
-    damage = "[General]\nupdateServerRoot=http://nowhere.example/api/\n[cut"
+    damage = "updateServerRoot: http://nowhere.example/api/\n[cut"
     settings = '"$HOME/.config/vorn-device-finder/settings.conf"'
     assert studio.run(["sh", "-c", f"printf '{damage}' > {settings}"]).returncode == 0
     result = run_until_complete(studio, "--wait", "2")

@@ -35,12 +35,14 @@ class FakeUserDefaults final : public UserDefaults {
     fArrays[key] = value;
     if (fOnArrayStored) fOnArrayStored();
   }
+  [[nodiscard]] Condition StoreCondition() const override { return fCondition; }
   bool Synchronize() override { return true; }
 
   std::map<std::string, bool> fBools;
   std::map<std::string, std::string> fStrings;
   std::map<std::string, std::vector<std::string>> fArrays;
   std::function<void()> fOnArrayStored;
+  Condition fCondition = Condition::kWhole;
 
  private:
   std::map<std::string, bool> fRegisteredBools;

@@ -7,6 +7,8 @@
 namespace vorn {
 namespace {
 
+using namespace std::string_literals;
+using namespace std::string_view_literals;
 using Value = IniDocument::Value;
 
 IniDocument::Values ValuesOf(const std::string& text) {
@@ -34,12 +36,51 @@ TEST(IniDocumentTest, LeavesValuesWithFaultyQuotesOut) {
   }
 }
 
-TEST(IniDocumentTest, KnowsWhatIsNoIniText) {
-  EXPECT_FALSE(IniDocument::Parse(std::string("a=\0b", 4)));
-  EXPECT_FALSE(IniDocument::Parse("no equals sign\n"));
-  EXPECT_FALSE(IniDocument::Parse("[General\na=1\n"));
+TEST(IniDocumentTest, KnowsATextThatIsNotOurs) {
+  for (const std::string& text :
+       {"a=\0b"s, "no equals sign\n"s, "[x]\na=1\n[y\n"s, "\xff\xfe[\0G\0e\0n\0"s, std::string(4096, '\0')}) {
+    EXPECT_FALSE(IniDocument::Parse(text)) << text;
+  }
   EXPECT_TRUE(IniDocument::Parse(""));
-  EXPECT_TRUE(IniDocument::Parse("\n ; remark\n# remark\n[x]\n=\n"));
+  EXPECT_TRUE(IniDocument::Parse("\n ; remark\n# remark\n[x]\n=\n")->UnreadableLines().empty());
+}
+
+TEST(IniDocumentTest, SkipsLinesThatCannotBeReadAndKeepsThem) {
+  const std::string text = "stray\n[General\na=1\n[broken\nb=2\n\0\0\nc=\"open\nd=4\nstray"s;
+  auto document = IniDocument::Parse(text);
+  ASSERT_TRUE(document);
+  EXPECT_EQ(document->UnreadableLines(), (std::vector<std::size_t>{1, 2, 4, 6, 7, 9}));
+  EXPECT_EQ(document->ReadAll().size(), 3U);
+  document->Set("b", {"3"});
+  document->Set("c", {"4"});
+  const std::string changed = "stray\n[General\na=1\n[broken\nb=3\n\0\0\nc=\"open\nd=4\nstray\nc=4\n"s;
+  EXPECT_EQ(document->Text(), changed);
+  EXPECT_EQ(ValuesOf(changed).at("c"), Value{"4"});
+}
+
+TEST(IniDocumentTest, FindsTheGroupWhoseBracketIsNotClosed) {
+  const auto values = ValuesOf("[x]\na=1\n[General\nb=2\n[y]\n[General");
+  EXPECT_EQ(values.size(), 1U);
+  EXPECT_EQ(values.at("b"), Value{"2"});
+}
+
+TEST(IniDocumentTest, TakesTheLastLineOfAKeyThatCanBeRead) {
+  auto document = IniDocument::Parse("a=1\na=\"open\n");
+  EXPECT_EQ(document->ReadAll().at("a"), Value{"1"});
+  document->Set("a", {"2"});
+  EXPECT_EQ(document->Text(), "a=2\na=\"open\n");
+}
+
+TEST(IniDocumentTest, KeepsAByteOrderMarkAndTheEndsOfLines) {
+  auto document = IniDocument::Parse("\xef\xbb\xbf[General]\r\na=1\r\n\r\n[x]\r\nb=2");
+  ASSERT_TRUE(document);
+  EXPECT_TRUE(document->UnreadableLines().empty());
+  document->Set("a", {"3"});
+  document->Set("c", {"4"});
+  EXPECT_EQ(document->Text(), "\xef\xbb\xbf[General]\r\na=3\r\nc=4\r\n\r\n[x]\r\nb=2\n");
+  auto marked = IniDocument::Parse("\xef\xbb\xbf");
+  marked->Set("a", {"1"});
+  EXPECT_EQ(marked->Text(), "\xef\xbb\xbf[General]\na=1\n");
 }
 
 TEST(IniDocumentTest, IgnoresOtherGroupsAndTakesTheLastOfSeveralLines) {
@@ -90,16 +131,22 @@ TEST(IniDocumentTest, BringsAnyBytesBack) {
 
 TEST(IniDocumentTest, SurvivesAnyInput) {
   std::mt19937 random(9);  // NOLINT(cert-msc51-cpp): the same texts in every run
-  constexpr std::string_view kAlphabet = "ab=,\"\\x4[]; \n\r.General";
+  constexpr std::string_view kAlphabet = "ab=,\"\\x4[]; \n\r.General\0\xef\xbb\xbf"sv;
   for (int i = 0; i < 20000; ++i) {
     std::string text(random() % 80, '\0');
     for (char& c : text) c = kAlphabet[random() % kAlphabet.size()];
     auto document = IniDocument::Parse(text);
     if (!document) continue;
+    const auto before = document->ReadAll();
+    const auto unreadable = document->UnreadableLines().size();
     document->Set("key", {"value"});
     const auto again = IniDocument::Parse(document->Text());
     ASSERT_TRUE(again) << text;
-    EXPECT_EQ(again->ReadAll().at("key"), Value{"value"}) << text;
+    auto after = again->ReadAll();
+    EXPECT_EQ(after.at("key"), Value{"value"}) << text;
+    after.erase("key");
+    EXPECT_TRUE(after == before) << text;
+    EXPECT_EQ(again->UnreadableLines().size(), unreadable) << text;
   }
 }
 

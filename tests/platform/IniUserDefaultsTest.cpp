@@ -29,6 +29,7 @@ using ::testing::Not;
 using ::testing::internal::CaptureStderr;
 using ::testing::internal::GetCapturedStderr;
 using Texts = std::vector<std::string>;
+using Condition = UserDefaults::Condition;
 
 mode_t ModeOf(const std::filesystem::path& path) {
   struct stat status = {};
@@ -278,10 +279,9 @@ TEST_F(IniUserDefaultsTest, SeesWhatAnotherProcessSavedFromTheNextSynchronizeOn)
 TEST_F(IniUserDefaultsTest, SetsADamagedFileAsideAndSaysSo) {
   const std::string zeros(4096, '\0');
   int n = 0;
-  for (const std::string& damage :
-       {std::string("\x7f"
-                    "ELF no settings at all\n"),
-        zeros, "[General]\nnotify=false\n" + zeros, std::string("[General\nx=1\n")}) {
+  for (const std::string& damage : {std::string("\x7f"
+                                                "ELF no settings at all\n"),
+                                    zeros, std::string("one line\n[x]\nnotify=false\n")}) {
     Write(damage);
     CaptureStderr();
     IniUserDefaults defaults(fPath);
@@ -292,14 +292,49 @@ TEST_F(IniUserDefaultsTest, SetsADamagedFileAsideAndSaysSo) {
     std::ostringstream kept;
     kept << std::ifstream(aside, std::ios::binary).rdbuf();
     EXPECT_TRUE(kept.str() == damage);
+    EXPECT_EQ(defaults.StoreCondition(), Condition::kDamaged);
     defaults.SetBool("showSwitches", true);
     EXPECT_TRUE(defaults.Synchronize());
     EXPECT_EQ(Content(), "[General]\nshowSwitches=true\n");
   }
 }
 
+TEST_F(IniUserDefaultsTest, KeepsLinesThatItCannotReadAndSaysSoOnce) {
+  Write("stray\n[General]\nname=x\n[open\nnotify=false\n");
+  CaptureStderr();
+  {
+    IniUserDefaults defaults(fPath);
+    defaults.RegisterBool("notify", true);
+    EXPECT_EQ(*defaults.GetString("name"), "x");
+    EXPECT_FALSE(defaults.GetBool("notify"));
+    EXPECT_EQ(defaults.StoreCondition(), Condition::kDamaged);
+    defaults.SetString("name", "y");
+    Write("stray\n[General]\nname=theirs\n");
+    EXPECT_TRUE(defaults.Synchronize());
+    EXPECT_EQ(*defaults.GetString("name"), "theirs");
+    defaults.SetString("name", "z");
+  }
+  EXPECT_EQ(Content(), "stray\n[General]\nname=z\n");
+  const std::string console = GetCapturedStderr();
+  EXPECT_THAT(console, HasSubstr(fPath.string() + ": line 1 and 1 more cannot be read; kept as it is"));
+  EXPECT_EQ(console.find("cannot be read"), console.rfind("cannot be read"));
+  EXPECT_THAT(FilesBesideIt(), ElementsAre("settings.conf.lock"));
+}
+
+TEST_F(IniUserDefaultsTest, SaysHowMuchIsKnownOfWhatWasStored) {
+  EXPECT_EQ(IniUserDefaults(fPath).StoreCondition(), Condition::kWhole);
+  Write("[General]\nname=x\n");
+  EXPECT_EQ(IniUserDefaults(fPath).StoreCondition(), Condition::kWhole);
+  std::filesystem::rename(fPath, fPath.string() + ".damaged-1");
+  EXPECT_EQ(IniUserDefaults(fPath).StoreCondition(), Condition::kDamaged);
+  CaptureStderr();
+  const ScopedDescriptorRoom scarce(0);
+  EXPECT_EQ(IniUserDefaults(fPath).StoreCondition(), Condition::kUnread);
+  GetCapturedStderr();
+}
+
 TEST_F(IniUserDefaultsTest, ReadOnlyLeavesADamagedFileAndItsFolderAsTheyAre) {
-  const std::string damage = "[General]\nnotify=false\n" + std::string(100, '\0');
+  const std::string damage = "notify: false\n" + std::string(100, '\0');
   Write(damage);
   CaptureStderr();
   {

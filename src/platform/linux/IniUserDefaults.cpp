@@ -78,6 +78,8 @@ class IniUserDefaults::Impl {
     return false;
   }
 
+  [[nodiscard]] Condition StoreCondition() const { return fFile.FileCondition(); }
+
   std::unordered_map<std::string, bool> fRegisteredBools;
   std::unordered_map<std::string, std::string> fRegisteredTexts;
 
@@ -174,6 +176,10 @@ void IniUserDefaults::SetString(const std::string& key, const std::string& value
 
 void IniUserDefaults::SetStringArray(const std::string& key, const std::vector<std::string>& value) {
   fImpl->Set(key, value);
+}
+
+UserDefaults::Condition IniUserDefaults::StoreCondition() const {
+  return fImpl->StoreCondition();
 }
 
 bool IniUserDefaults::Synchronize() {

@@ -52,6 +52,8 @@ class IniUserDefaults final : public UserDefaults {
   void SetString(const std::string& key, const std::string& value) override;
   void SetStringArray(const std::string& key, const std::vector<std::string>& value) override;
 
+  [[nodiscard]] Condition StoreCondition() const override;
+
   bool Synchronize() override;
 
  private:

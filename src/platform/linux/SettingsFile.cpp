@@ -70,6 +70,7 @@ SettingsFile::SettingsFile(std::filesystem::path path, Access access)
 SettingsFile::Outcome SettingsFile::Synchronize(const Values& changes, Values& values) {
   fFailure.clear();
   if (fPath.empty()) {
+    fCondition = Condition::kWhole;
     if (changes.empty()) return Outcome::kSaved;
     Fail("there is no home folder");
     return Outcome::kFailed;
@@ -84,7 +85,7 @@ SettingsFile::Outcome SettingsFile::Read(Values& values) {
   if (loading == Loading::kFailed) return Outcome::kFailed;
   if (loading == Loading::kDamaged && fAccess == Access::kReadOnly) {
     WriteToConsole(Unusable() + "; defaults stand in");
-    Take(IniDocument(), {}, values);
+    TakeNothing(values);
   } else if (loading == Loading::kDamaged) {
     // Only under the lock can nobody have put a good file in its place meanwhile.
     FileDescriptor lock;
@@ -146,6 +147,10 @@ SettingsFile::Loading SettingsFile::Load(Values& values) {
   auto document = IniDocument::Parse(content);
   if (!document) return fail(Loading::kDamaged, "it is no settings file");
   Take(std::move(*document), std::move(content), values);
+  struct stat aside = {};
+  const bool isLost = isMissing && ::lstat(AsideName(1).c_str(), &aside) == 0;
+  fCondition = isLost || !fDocument.UnreadableLines().empty() ? Condition::kDamaged : Condition::kWhole;
+  TellUnreadableLines();
   return Loading::kLoaded;
 }
 
@@ -155,7 +160,7 @@ bool SettingsFile::LoadOrSetAside(Values& values) {
   const auto loading = Load(values);
   if (loading == Loading::kLoaded) return true;
   if (loading == Loading::kFailed || !SetAside()) return false;
-  Take(IniDocument(), {}, values);
+  TakeNothing(values);
   return true;
 }
 
@@ -166,13 +171,30 @@ void SettingsFile::Take(IniDocument document, std::string content, Values& value
   fIsLoaded = true;
 }
 
+void SettingsFile::TakeNothing(Values& values) {
+  Take(IniDocument(), {}, values);
+  fCondition = Condition::kDamaged;
+}
+
+void SettingsFile::TellUnreadableLines() {
+  const auto& lines = fDocument.UnreadableLines();
+  if (std::exchange(fUnreadableTold, !lines.empty()) || lines.empty()) return;
+  const std::string others = lines.size() > 1 ? " and " + std::to_string(lines.size() - 1) + " more" : "";
+  WriteToConsole("Settings file " + fPath.string() + ": line " + std::to_string(lines.front()) + others +
+                 " cannot be read; kept as it is, the rest counts");
+}
+
+std::string SettingsFile::AsideName(int n) const {
+  return fPath.string() + ".damaged-" + std::to_string(n);
+}
+
 std::string SettingsFile::Unusable() const {
   return "Settings file " + fPath.string() + " cannot be used (" + fFailure + ")";
 }
 
 bool SettingsFile::SetAside() {
   for (int n = 1; n <= kMaxAside; ++n) {
-    const std::string aside = fPath.string() + ".damaged-" + std::to_string(n);
+    const std::string aside = AsideName(n);
     if (::renameat2(AT_FDCWD, fPath.c_str(), AT_FDCWD, aside.c_str(), RENAME_NOREPLACE) == 0) {
       WriteToConsole(Unusable() + "; set aside as " + aside + ", defaults stand in");
       return true;

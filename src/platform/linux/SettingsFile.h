@@ -8,6 +8,7 @@
 
 #include "foundation/FileDescriptor.h"
 #include "foundation/Optional.h"
+#include "platform/UserDefaults.h"
 #include "platform/linux/IniDocument.h"
 
 namespace vorn {
@@ -16,11 +17,12 @@ namespace vorn {
 /// likewise. Writing reads the file anew, merges and replaces it as a whole,
 /// all under a lock that ends with its holder, so that processes do not lose
 /// each other's entries and a death or a full disk leaves the old file or the
-/// new one. A file that cannot be read as one (no settings, larger than
-/// kMaxSize, no regular file, or one that its folder's owner may not read) is
-/// renamed to "<name>.damaged-<n>", with a message on the console, and counts
-/// as empty. A failure that says nothing of the file (no descriptor left, a
-/// fault of the disk) leaves it in its place.
+/// new one. Lines that cannot be read stay where they are, with one message on
+/// the console. A file that cannot be read as a whole (nothing of ours in it,
+/// larger than kMaxSize, no regular file, or one that its folder's owner may
+/// not read) is renamed to "<name>.damaged-<n>", with a message on the console,
+/// and counts as empty. A failure that says nothing of the file (no descriptor
+/// left, a fault of the disk) leaves it in its place.
 ///
 /// The store of our own is deliberate. QSettings, the obvious one, replaced the
 /// file by its first part, without an error, when the disk filled up while it
@@ -31,6 +33,7 @@ class SettingsFile {
  public:
   using Value = IniDocument::Value;
   using Values = IniDocument::Values;
+  using Condition = UserDefaults::Condition;
 
   static constexpr ::off_t kMaxSize = ::off_t{64} << 20U;  ///< some 100,000 records; more is none of ours
 
@@ -56,6 +59,10 @@ class SettingsFile {
   /// written. What would make the file larger than kMaxSize fails. Waits at most
   /// a fraction of a second for another process's lock.
   [[nodiscard]] Outcome Synchronize(const Values& changes, Values& values);
+
+  /// What the last successful read found. A missing file beside one that was
+  /// set aside is a damaged one: its successor may never have been written.
+  [[nodiscard]] Condition FileCondition() const { return fCondition; }
 
   [[nodiscard]] const std::filesystem::path& Path() const { return fPath; }
 
@@ -84,6 +91,9 @@ class SettingsFile {
   [[nodiscard]] Loading Load(Values& values);
   [[nodiscard]] bool LoadOrSetAside(Values& values);
   void Take(IniDocument document, std::string content, Values& values);
+  void TakeNothing(Values& values);
+  void TellUnreadableLines();
+  [[nodiscard]] std::string AsideName(int n) const;
   [[nodiscard]] bool SetAside();
   [[nodiscard]] Outcome Lock(FileDescriptor& lock);
   [[nodiscard]] bool Replace(const std::string& content);
@@ -96,6 +106,8 @@ class SettingsFile {
   bool fIsLoaded = false;
   std::string fContent;   ///< the file as last read or written; spares parsing what did not change
   IniDocument fDocument;  ///< of fContent
+  Condition fCondition = Condition::kUnread;
+  bool fUnreadableTold = false;  ///< until a file without such lines is read
   std::string fFailure;
 };
 
