@@ -24,6 +24,8 @@ constexpr char kDriverModel[] = "driver";
 constexpr char kDriverName[] = "Vorn AVB Driver";
 constexpr char kReleaseChannel[] = "release";
 
+constexpr char kLoginItemFailed[] = "Launch On Login failed";
+
 constexpr int kVirtualEntityIndex = 3;
 constexpr int kItemLength = 19;
 
@@ -60,7 +62,7 @@ void AppDelegate::applicationDidFinishLaunching(const ActivationRequest* launchN
   fListeners.clear();
   makeDeviceList();
   makeStatusItem();
-  enableLoginItemOnFirstRun();
+  prepareLoginItem();
   fController.reset();
   fStatusMenu = fEnvironment.makeStatusMenu(*this, *fItem);
 }
@@ -89,14 +91,20 @@ void AppDelegate::makeStatusItem() {
   fStatusView->setAction([this] { togglePanel(); });
 }
 
-void AppDelegate::enableLoginItemOnFirstRun() {
-  if (fDefaults->GetBool(kAlreadyRun)) return;
-  if (fDefaults->StoreCondition() != UserDefaults::Condition::kWhole) {
-    assumeEarlierChoices();
+void AppDelegate::prepareLoginItem() {
+  const bool hasRun = fDefaults->GetBool(kAlreadyRun);
+  if (!hasRun && fDefaults->StoreCondition() == UserDefaults::Condition::kWhole) {
+    setLaunchOnLogin(true);
+    fDefaults->SetBool(kAlreadyRun, true);
     return;
   }
-  setLaunchOnLogin(true);
-  fDefaults->SetBool(kAlreadyRun, true);
+  if (!hasRun) assumeEarlierChoices();
+  repairLoginItem();
+}
+
+// An entry that was written from a build tree, or by another installation, may outlive it.
+void AppDelegate::repairLoginItem() {
+  if (!fEnvironment.loginItems().Repair(getLauncherName())) WriteToConsole(kLoginItemFailed);
 }
 
 // The program has run before, and the user may have switched off what a first run switches on.
@@ -241,7 +249,7 @@ std::string AppDelegate::getLauncherName() {
 
 void AppDelegate::setLaunchOnLogin(bool enabled) {
   if (!fEnvironment.loginItems().SetEnabled(getLauncherName(), enabled)) {
-    WriteToConsole("Launch On Login failed");
+    WriteToConsole(kLoginItemFailed);
   }
 }
 

@@ -81,7 +81,8 @@ class AppDelegate final : public ui::PanelOwner {
   void makeFirmwarePoller();
   void makeDeviceList();
   void makeStatusItem();
-  void enableLoginItemOnFirstRun();
+  void prepareLoginItem();
+  void repairLoginItem();
   void assumeEarlierChoices();
   void takeList(std::vector<DeviceList::ExtendedDeviceInfo> list);
   void notifyOfKnownUpdates();

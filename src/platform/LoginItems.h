@@ -25,6 +25,11 @@ class LoginItems {
   /// False when that could not be done; what was there before then stays.
   [[nodiscard]] virtual bool SetEnabled(const std::string& identifier, bool enabled) = 0;
 
+  /// Where the entry is switched on but what it starts is no longer there, has
+  /// it start the program of SetEnabled. Any other entry stays as it is. False
+  /// when that could not be done.
+  [[nodiscard]] virtual bool Repair(const std::string& identifier) = 0;
+
   /// The entry of that identifier; empty when there is none.
   virtual optional<LoginJob> JobLabelled(const std::string& identifier) const = 0;
 };

@@ -57,10 +57,11 @@ TEST_F(AppDelegateTest, OnlyOpensThePageWhenANoticeLaunchedIt) {
               ElementsAre("activate notice http://unit.local/#device token", "terminate"));
 }
 
-TEST_F(AppDelegateTest, LeavesTheLoginItemAloneOnLaterRuns) {
+TEST_F(AppDelegateTest, OnlyRepairsTheLoginItemOnLaterRuns) {
   fEnvironment.defaults.bools["AlreadyRun"] = true;
   Launch();
   EXPECT_EQ(fEnvironment.Count(std::string("enable ") + Identity::kLauncherIdentifier), 0U);
+  EXPECT_EQ(fEnvironment.Count(std::string("repair ") + Identity::kLauncherIdentifier), 1U);
   EXPECT_EQ(fEnvironment.Count("set AlreadyRun true"), 0U);
 }
 
@@ -70,6 +71,10 @@ TEST_F(AppDelegateTest, RemembersTheFirstRunEvenWhenTheLoginItemFails) {
   Launch();
   EXPECT_THAT(::testing::internal::GetCapturedStderr(), HasSubstr("Launch On Login failed"));
   EXPECT_TRUE(fEnvironment.defaults.bools["AlreadyRun"]);
+  fEnvironment.defaults.bools["AlreadyRun"] = true;
+  ::testing::internal::CaptureStderr();
+  Launch();
+  EXPECT_THAT(::testing::internal::GetCapturedStderr(), HasSubstr("Launch On Login failed"));
 }
 
 TEST_F(AppDelegateTest, LostSettingsAreNoFirstRunAndLeaveOffWhatMayHaveBeenOff) {

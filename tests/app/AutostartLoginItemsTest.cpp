@@ -132,6 +132,50 @@ TEST_F(AutostartLoginItemsTest, ReadsWhatTheDesktopCannotStartAsOff) {
   EXPECT_FALSE(ReadsAsOn());
 }
 
+TEST_F(AutostartLoginItemsTest, ReadsAnEntryWhoseProgramIsGoneAsOff) {
+  for (const std::string& command :
+       {(fRoot / "gone").string(), "\"" + (fRoot / "gone").string() + "\" --x"}) {
+    WriteEntry("[Desktop Entry]\nExec=" + command + "\n");
+    EXPECT_FALSE(ReadsAsOn()) << command;
+  }
+}
+
+TEST_F(AutostartLoginItemsTest, RepairsAnEntryWhoseProgramIsGoneAndKeepsTheRest) {
+  const std::string gone = (fRoot / "gone").string();
+  for (const std::string& exec : {gone + " --x", "\"" + gone + "\"", std::string("/bin/sh")}) {
+    WriteEntry("# mine\n[Desktop Entry]\nExec=" + exec + "\nName=Other\nTryExec=" + gone +
+               "\nX-Delay=3\n[Other]\nExec=x");
+    ASSERT_TRUE(Items().Repair(kIdentifier));
+    const auto launcher = (fRoot / "bin" / "launcher").string();
+    EXPECT_EQ(Read(EntryPath()), "# mine\n[Desktop Entry]\nExec=\"" + launcher + "\"\nName=Other\nTryExec=" +
+                                     launcher + "\nX-Delay=3\n[Other]\nExec=x\n");
+    EXPECT_TRUE(ReadsAsOn());
+  }
+}
+
+TEST_F(AutostartLoginItemsTest, RepairsNothingThatIsOffOrStartsAProgramThatIsThere) {
+  const std::string gone = (fRoot / "gone").string();
+  MakeProgram(fRoot / "a b\"c$d`e\\f%g" / "other");
+  for (const std::string& lines :
+       {"Exec=" + gone + "\nHidden=true\n", "Exec=" + gone + "\nX-GNOME-Autostart-enabled=false\n",
+        "Exec=" + gone + "\nX-MATE-Autostart-enabled=0\n", std::string("Exec=/bin/sh -c x\n"),
+        std::string("Exec=launcher\nTryExec=launcher\n"), std::string("TryExec=/gone\n"), std::string(),
+        "Exec=\"" + fRoot.string() + "/a b\\\\\"c\\\\$d\\\\`e\\\\\\\\f%%g/other\"\n"}) {
+    WriteEntry("[Desktop Entry]\n" + lines);
+    EXPECT_TRUE(Items().Repair(kIdentifier));
+    EXPECT_EQ(Read(EntryPath()), "[Desktop Entry]\n" + lines);
+  }
+}
+
+TEST_F(AutostartLoginItemsTest, RepairMakesNoEntryAndSaysWhenItFails) {
+  EXPECT_TRUE(Items().Repair(kIdentifier));
+  EXPECT_FALSE(fs::exists(EntryPath()));
+  const std::string entry = "[Desktop Entry]\nExec=" + (fRoot / "gone").string() + "\n";
+  WriteEntry(entry);
+  EXPECT_FALSE(Items(fRoot / "bin" / "missing").Repair(kIdentifier));
+  EXPECT_EQ(Read(EntryPath()), entry);
+}
+
 TEST_F(AutostartLoginItemsTest, DoesNotBlockOnAPipeInTheEntrysPlace) {
   fs::create_directories(Folder());
   ASSERT_EQ(::mkfifo(EntryPath().c_str(), 0600), 0);

@@ -81,6 +81,10 @@ class ScriptedLoginItems final : public LoginItems {
     fJournal.push_back((enabled ? "enable " : "disable ") + identifier);
     return succeeds;
   }
+  bool Repair(const std::string& identifier) override {
+    fJournal.push_back("repair " + identifier);
+    return succeeds;
+  }
   optional<LoginJob> JobLabelled(const std::string& identifier) const override {
     const auto found = jobs.find(identifier);
     return found == jobs.end() ? optional<LoginJob>()

@@ -351,6 +351,41 @@ def test_a_program_killed_after_setting_settings_aside_has_had_no_first_run_eith
     assert b"notify=false\n" in desktop.settings().read_bytes()
 
 
+# --- the login item ------------------------------------------------------------
+
+
+def launcher_of_the_item(desktop):
+    return next(line for line in desktop.login_item().read_text().splitlines() if line.startswith("Exec="))
+
+
+@pytest.mark.parametrize("keys", [("Exec", "TryExec"), ("Exec",)])
+def test_a_login_item_whose_program_has_gone_starts_this_one(desktop, keys):
+    desktop.write_settings(CHOICES)
+    gone = desktop.folder / "deleted" / LAUNCHER.name
+    desktop.write_login_item(*[f"{key}={gone}" for key in keys], "X-GNOME-Autostart-Delay=7")
+    end(desktop.start_and_wait_until_it_runs(), desktop)
+    assert launcher_of_the_item(desktop) == f'Exec="{LAUNCHER}"'
+    assert str(gone) not in desktop.login_item().read_text()
+    assert "X-GNOME-Autostart-Delay=7\n" in desktop.login_item().read_text(), "the user's own line"
+
+
+@pytest.mark.parametrize("switch", ["Hidden=true", "X-GNOME-Autostart-enabled=false"])
+def test_a_login_item_that_is_switched_off_stays_as_it_is(desktop, switch):
+    desktop.write_settings(CHOICES)
+    desktop.write_login_item(f"Exec={desktop.folder}/gone", switch)
+    before = desktop.login_item().read_text()
+    end(desktop.start_and_wait_until_it_runs(), desktop)
+    assert desktop.login_item().read_text() == before
+
+
+def test_a_login_item_of_another_program_that_is_there_stays_as_it_is(desktop):
+    desktop.write_settings(CHOICES)
+    desktop.write_login_item("Exec=/usr/bin/true", "TryExec=/usr/bin/true")
+    before = desktop.login_item().read_text()
+    end(desktop.start_and_wait_until_it_runs(), desktop)
+    assert desktop.login_item().read_text() == before
+
+
 def test_an_update_server_that_is_none_is_refused_on_the_console(desktop):
     desktop.settings().parent.mkdir(parents=True)
     desktop.settings().write_text("[General]\nupdateServerRoot=ftp://updates.example/api/\n")

@@ -60,15 +60,24 @@ bool IsExecutable(const std::filesystem::path& path) {
   return std::filesystem::is_regular_file(path, ignored) && ::access(path.c_str(), X_OK) == 0;
 }
 
-/// Whether the desktop would start what this entry says.
+/// Whether the user wants started what this entry says.
 bool IsSwitchedOn(const std::string& entry) {
   const auto command = DesktopEntryValue(entry, "Exec");
   if (!command || command->empty() || DesktopEntryIsTrue(entry, "Hidden")) return false;
   const auto isOff = [&entry](const char* key) { return DesktopEntryIsFalse(entry, key); };
-  if (std::any_of(kEnableKeys.begin(), kEnableKeys.end(), isOff)) return false;
-  const auto program = DesktopEntryValue(entry, "TryExec");
-  return !program || program->find('/') == std::string::npos ||
-         IsExecutable(TextOfDesktopEntryString(*program));
+  return std::none_of(kEnableKeys.begin(), kEnableKeys.end(), isOff);
+}
+
+/// Whether the desktop finds what this entry starts. A bare name counts as
+/// found: the session looks it up in a PATH of its own.
+bool IsProgramThere(const std::string& entry) {
+  const auto isThere = [](const std::string& program) {
+    return program.find('/') == std::string::npos || IsExecutable(program);
+  };
+  const auto command = DesktopEntryValue(entry, "Exec");
+  const auto needed = DesktopEntryValue(entry, "TryExec");
+  return (!command || isThere(ProgramOfDesktopEntryExec(*command))) &&
+         (!needed || isThere(TextOfDesktopEntryString(*needed)));
 }
 
 std::string EntryText(const AutostartLoginItems::Program& program, const std::string& command) {
@@ -97,12 +106,29 @@ optional<LoginJob> AutostartLoginItems::JobLabelled(const std::string& identifie
   struct stat status {};
   if (path.empty() || ::lstat(path.c_str(), &status) != 0) return {};
   const auto entry = ReadEntry(path);
-  return LoginJob{identifier, entry && IsSwitchedOn(*entry)};
+  return LoginJob{identifier, entry && IsSwitchedOn(*entry) && IsProgramThere(*entry)};
+}
+
+bool AutostartLoginItems::Repair(const std::string& identifier) {
+  const auto path = EntryPath(identifier);
+  if (path.empty()) return true;
+  const auto entry = ReadEntry(path);
+  if (!entry || !IsSwitchedOn(*entry) || IsProgramThere(*entry)) return true;
+  const auto command = Command();
+  if (!command) return false;
+  const auto repaired = WithDesktopEntryValue(*entry, "Exec", *command);
+  return WriteFileAtomically(
+      path, WithDesktopEntryValue(repaired, "TryExec", DesktopEntryString(fProgram.path.string())));
+}
+
+optional<std::string> AutostartLoginItems::Command() const {
+  if (!fProgram.path.is_absolute() || !IsExecutable(fProgram.path)) return {};
+  return DesktopEntryExec(fProgram.path.string());
 }
 
 bool AutostartLoginItems::WriteEntry(const std::filesystem::path& path) const {
-  const auto command = DesktopEntryExec(fProgram.path.string());
-  if (!command || !fProgram.path.is_absolute() || !IsExecutable(fProgram.path)) return false;
+  const auto command = Command();
+  if (!command) return false;
   const auto folder = path.parent_path();
   std::error_code ignored;  // failures show when the file is written
   std::filesystem::create_directories(folder.parent_path().parent_path(), ignored);

@@ -26,9 +26,13 @@ class AutostartLoginItems final : public LoginItems {
   explicit AutostartLoginItems(Program program);
 
   bool SetEnabled(const std::string& identifier, bool enabled) override;
+  /// Changes the lines of Exec and TryExec alone: what else a user wrote stays.
+  bool Repair(const std::string& identifier) override;
   optional<LoginJob> JobLabelled(const std::string& identifier) const override;
 
  private:
+  /// The value of Exec that starts our program; empty when it is not there.
+  [[nodiscard]] optional<std::string> Command() const;
   [[nodiscard]] bool WriteEntry(const std::filesystem::path& path) const;
 
   const Program fProgram;

@@ -1,6 +1,7 @@
 #include "platform/linux/DesktopEntry.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "foundation/ASCII.h"
 
@@ -17,32 +18,59 @@ bool IsControl(char c) {
   return static_cast<unsigned char>(c) < 0x20 || c == 0x7f;
 }
 
-/// Takes the first line off `rest`.
-std::string_view NextLine(std::string_view& rest) {
-  const auto end = rest.find('\n');
-  const auto line = rest.substr(0, end);
-  rest.remove_prefix(end == std::string_view::npos ? rest.size() : end + 1);
-  return line;
-}
+/// Walks over the lines of a desktop file.
+class EntryLines {
+ public:
+  explicit EntryLines(std::string_view file) : fRest(file) {}
+
+  /// Goes to the next line; false behind the last.
+  bool Next() {
+    if (fRest.empty()) return false;
+    const auto end = fRest.find('\n');
+    fLine = fRest.substr(0, end);
+    fRest.remove_prefix(end == std::string_view::npos ? fRest.size() : end + 1);
+    const auto content = WithoutBlanks(fLine);
+    if (content.starts_with('[')) fInGroup = content == kGroup;
+    return true;
+  }
+  [[nodiscard]] std::string_view Line() const { return fLine; }
+
+  /// The value that the line gives to `key` in the group; empty where it does not.
+  [[nodiscard]] optional<std::string> ValueOf(std::string_view key) const {
+    const auto equals = fLine.find('=');
+    if (!fInGroup || equals == std::string_view::npos || WithoutBlanks(fLine.substr(0, equals)) != key) {
+      return {};
+    }
+    return std::string(WithoutBlanks(fLine.substr(equals + 1)));
+  }
+
+ private:
+  std::string_view fRest;
+  std::string_view fLine;
+  bool fInGroup = false;
+};
 
 }  // namespace
 
 optional<std::string> DesktopEntryValue(std::string_view file, std::string_view key) {
   optional<std::string> value;
-  bool inGroup = false;
-  while (!file.empty()) {
-    const auto line = WithoutBlanks(NextLine(file));
-    if (line.empty() || line.front() == '#') continue;
-    if (line.front() == '[') {
-      inGroup = line == kGroup;
-      continue;
-    }
-    const auto equals = line.find('=');
-    if (!inGroup || equals == std::string_view::npos || WithoutBlanks(line.substr(0, equals)) != key)
-      continue;
-    value = std::string(WithoutBlanks(line.substr(equals + 1)));
+  for (EntryLines lines(file); lines.Next();) {
+    if (auto found = lines.ValueOf(key)) value = std::move(found);
   }
   return value;
+}
+
+std::string WithDesktopEntryValue(std::string_view file, std::string_view key, std::string_view value) {
+  std::string changed;
+  for (EntryLines lines(file); lines.Next();) {
+    if (lines.ValueOf(key)) {
+      changed.append(key).append("=").append(value);
+    } else {
+      changed.append(lines.Line());
+    }
+    changed += '\n';
+  }
+  return changed;
 }
 
 bool DesktopEntryIsTrue(std::string_view file, std::string_view key) {
@@ -114,6 +142,19 @@ optional<std::string> DesktopEntryExec(std::string_view path) {
     quoted += c;
   }
   return DesktopEntryString(quoted + '"');
+}
+
+std::string ProgramOfDesktopEntryExec(std::string_view value) {
+  const std::string command = TextOfDesktopEntryString(value);
+  const bool isQuoted = command.starts_with('"');
+  std::string program;
+  for (std::size_t i = isQuoted ? 1 : 0; i < command.size(); ++i) {
+    if (command[i] == (isQuoted ? '"' : ' ')) break;
+    const bool isEscape = (isQuoted && command[i] == '\\') || command.compare(i, 2, "%%") == 0;
+    if (isEscape && i + 1 < command.size()) ++i;
+    program += command[i];
+  }
+  return program;
 }
 
 }  // namespace vorn

@@ -12,6 +12,11 @@ namespace vorn {
 /// several counts. Empty when there is none. Any thread.
 optional<std::string> DesktopEntryValue(std::string_view file, std::string_view key);
 
+/// The desktop file with `value` in place of that of `key`, on every line of the
+/// group [Desktop Entry] that has the key; as it is where none has.
+[[nodiscard]] std::string WithDesktopEntryValue(std::string_view file, std::string_view key,
+                                                std::string_view value);
+
 /// Whether a boolean of that group is set to what is asked: "true" or "1",
 /// "false" or "0". Anything else is neither.
 [[nodiscard]] bool DesktopEntryIsTrue(std::string_view file, std::string_view key);
@@ -28,5 +33,9 @@ optional<std::string> DesktopEntryValue(std::string_view file, std::string_view 
 /// value of the key Exec: quoted, with "%" doubled. Empty when the path holds
 /// a control character, which no command line can carry.
 optional<std::string> DesktopEntryExec(std::string_view path);
+
+/// The program that a value of the key Exec starts: its first argument, without
+/// quotes and escapes.
+[[nodiscard]] std::string ProgramOfDesktopEntryExec(std::string_view value);
 
 }  // namespace vorn
