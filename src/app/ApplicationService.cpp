@@ -108,6 +108,7 @@ ApplicationService::Claim ApplicationService::claimName() {
   if (fOwnsName) return Claim::Owner;
   auto bus = QDBusConnection::sessionBus();
   if (!bus.isConnected() || !bus.interface()) return Claim::NoBus;
+  fHasMetBus = true;
   if (!bus.registerVirtualObject(fObjectPath, this, QDBusConnection::SingleNode)) return Claim::NoBus;
   const auto reply = bus.interface()->registerService(fName, QDBusConnectionInterface::DontQueueService,
                                                       QDBusConnectionInterface::DontAllowReplacement);
@@ -145,6 +146,19 @@ std::optional<ActivationRequest> ApplicationService::takeFirstRequest() {
 void ApplicationService::setHandler(Handler handler) {
   fHandler = std::move(handler);
   QTimer::singleShot(0, this, [this] { deliver(); });
+}
+
+void ApplicationService::watchBus(std::function<void()> onEnd) {
+  if (!fHasMetBus) return;
+  fOnBusEnd = std::move(onEnd);
+  auto bus = QDBusConnection::sessionBus();
+  bus.connect({}, QStringLiteral("/org/freedesktop/DBus/Local"), QStringLiteral("org.freedesktop.DBus.Local"),
+              QStringLiteral("Disconnected"), this, SLOT(busEnded()));
+  if (!bus.isConnected()) QTimer::singleShot(0, this, [this] { busEnded(); });
+}
+
+void ApplicationService::busEnded() {
+  if (const auto onEnd = std::exchange(fOnBusEnd, nullptr)) onEnd();
 }
 
 QString ApplicationService::introspect(const QString&) const {

@@ -26,6 +26,8 @@ namespace vorn::app {
 /// Main thread, while one application object exists: with it goes what the bus
 /// has sent and nobody has looked at.
 class ApplicationService final : public QDBusVirtualObject {
+  Q_OBJECT
+
  public:
   enum class Claim {
     Owner,        ///< we are the program now
@@ -70,8 +72,16 @@ class ApplicationService final : public QDBusVirtualObject {
   /// event loop. An empty one lets them wait again.
   void setHandler(Handler handler);
 
+  /// Calls `onEnd` once, from the event loop, when the bus that claimName met has
+  /// ended: the toolkit never connects to one again, so nobody can reach us
+  /// from then on. Never where claimName met none.
+  void watchBus(std::function<void()> onEnd);
+
   QString introspect(const QString& path) const override;
   bool handleMessage(const QDBusMessage& message, const QDBusConnection& connection) override;
+
+ private slots:
+  void busEnded();
 
  private:
   /// A request and the call that asks for it, which waits for its answer.
@@ -88,6 +98,8 @@ class ApplicationService final : public QDBusVirtualObject {
   const QString fObjectPath;
   const Offer fOffer;
   Handler fHandler;
+  std::function<void()> fOnBusEnd;
+  bool fHasMetBus = false;
   std::deque<Waiting> fWaiting;  ///< oldest first, at most kMostWaiting
   bool fOwnsName = false;
 };

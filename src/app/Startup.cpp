@@ -3,6 +3,7 @@
 #include <QApplication>
 #include <QSessionManager>
 #include <chrono>
+#include <cstdlib>
 #include <memory>
 #include <optional>
 #include <utility>
@@ -118,6 +119,12 @@ int RunStatusItem(ApplicationService& service, const std::optional<ActivationReq
   delegate.applicationDidFinishLaunching();
   if (first && first->kind == ActivationRequest::Kind::ShowDevices) HandleRequest(delegate, *first);
   service.setHandler([&delegate](const ActivationRequest& request) { HandleRequest(delegate, request); });
+
+  // Without the bus there is no icon, no notice, and a second start becomes a second program.
+  service.watchBus([] {
+    WriteToConsole("The session bus has ended");
+    QApplication::exit(EXIT_FAILURE);
+  });
 
   const int status = QApplication::exec();
   service.release();  // whoever starts now is to be the program, not to ask us

@@ -4,7 +4,8 @@ namespace vorn::app {
 
 /// The program from its start to its end; returns the exit status: 0 also when
 /// another one of us runs already and was asked to show its panel, 1 where
-/// there is no display.
+/// there is no display, and when the session bus ends that was there at the
+/// start: whoever keeps the session running can start the program anew.
 ///
 ///   started by             another runs        alone
 ///   a person               it shows its panel  starts, panel hidden

@@ -11,7 +11,7 @@ import time
 import dbus
 import pytest
 
-from desktop import LAUNCHER, NAME, PROGRAM, Desktop, eventually
+from desktop import DEADLINE, LAUNCHER, NAME, PROGRAM, Desktop, eventually
 
 PAGE = "http://192.0.2.1:8080/#device"
 OTHER_PAGE = "http://192.0.2.2/#device"
@@ -384,6 +384,36 @@ def test_a_login_item_of_another_program_that_is_there_stays_as_it_is(desktop):
     before = desktop.login_item().read_text()
     end(desktop.start_and_wait_until_it_runs(), desktop)
     assert desktop.login_item().read_text() == before
+
+
+# --- the end of the session bus --------------------------------------------------
+
+
+def lines_of_programs(desktop):
+    return [line for line in desktop.console().splitlines() if not line.startswith("dbus-daemon")]
+
+
+@pytest.mark.parametrize("comes_back", [False, True])
+def test_it_ends_when_the_session_bus_ends(desktop, comes_back):
+    program = desktop.start_and_wait_until_it_runs()
+    assert eventually(lambda: lines_of_programs(desktop)), "what it says to the request for no page"
+    before = lines_of_programs(desktop)
+    desktop.kill_bus_daemon()
+    if comes_back:
+        desktop.start_bus_daemon()
+    assert program.wait(DEADLINE) == 1, desktop.console()
+    assert lines_of_programs(desktop) == [*before, "vorn-device-finder: The session bus has ended"]
+    if comes_back:
+        again = desktop.start_and_wait_until_it_runs()
+        assert again.poll() is None
+
+
+def test_it_ends_with_the_session_bus_while_its_panel_is_open(desktop):
+    program = desktop.start_and_wait_until_it_runs()
+    desktop.activate()
+    assert eventually(desktop.panel_is_visible)
+    desktop.kill_bus_daemon()
+    assert program.wait(DEADLINE) == 1, desktop.console()
 
 
 def test_an_update_server_that_is_none_is_refused_on_the_console(desktop):
