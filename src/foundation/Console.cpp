@@ -1,20 +1,20 @@
 #include "foundation/Console.h"
 
+#include <algorithm>
+#include <array>
 #include <cerrno>
 #include <cstdio>
 
 namespace vorn {
 namespace {
 
+constexpr std::size_t kLongestLine = 4096;
+
 // Bytes of 0x80 and above may be half of a character or a C1 control, so they
 // are replaced with the other controls.
-std::string PrintableAscii(const std::string& text) {
-  std::string printable = text;
-  for (char& c : printable) {
-    const auto byte = static_cast<unsigned char>(c);  // a plain char is signed on some machines only
-    if (byte < 0x20 || byte >= 0x7f) c = '?';
-  }
-  return printable;
+char PrintableAscii(char c) noexcept {
+  const auto byte = static_cast<unsigned char>(c);  // a plain char is signed on some machines only
+  return byte < 0x20 || byte >= 0x7f ? '?' : c;
 }
 
 }  // namespace
@@ -24,9 +24,19 @@ std::string Excerpt(const std::string& text) {
   return text.substr(0, kLongest);
 }
 
-void WriteToConsole(const std::string& message) {
-  const std::string line = std::string(program_invocation_short_name) + ": " + PrintableAscii(message) + "\n";
-  std::fwrite(line.data(), 1, line.size(), stderr);
+void WriteToConsole(std::string_view message) noexcept {
+  std::array<char, kLongestLine> line;
+  const auto last = line.end() - 1;
+  auto end = line.begin();
+  const auto append = [&end, last](std::string_view text) {
+    const auto room = std::min(text.size(), static_cast<std::size_t>(last - end));
+    end = std::transform(text.begin(), text.begin() + static_cast<std::ptrdiff_t>(room), end, PrintableAscii);
+  };
+  append(program_invocation_short_name);
+  append(": ");
+  append(message);
+  *end++ = '\n';
+  std::fwrite(line.data(), 1, static_cast<std::size_t>(end - line.begin()), stderr);
 }
 
 }  // namespace vorn

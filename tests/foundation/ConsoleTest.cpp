@@ -31,6 +31,11 @@ TEST(ConsoleTest, ReplacesBytesThatMayBeControlsOfTheUpperRange) {
             kProgram + ": a?2Jb???\n");
 }
 
+TEST(ConsoleTest, CutsALineThatIsTooLong) {
+  const std::string line = Written(std::string(10'000, 'x'));
+  EXPECT_EQ(line, kProgram + ": " + std::string(4096 - 3 - kProgram.size(), 'x') + "\n");
+}
+
 TEST(ConsoleTest, QuotesTheFirst200BytesOfAText) {
   EXPECT_EQ(Excerpt("short"), "short");
   EXPECT_EQ(Excerpt(std::string(201, 'x')), std::string(200, 'x'));

@@ -6,6 +6,7 @@
 #include <new>
 #include <vector>
 
+#include "platform/linux/GuardedJob.h"
 #include "platform/linux/WorkerPool.h"
 #include "tests/support/Eventually.h"
 #include "tests/support/FailingAllocation.h"
@@ -50,6 +51,14 @@ TEST(WorkerPoolTest, WithoutMemoryForAThreadTheCallersSignalsStayAndTheNextJobRu
     EXPECT_GT(nth, 2);  // the list of threads and the thread's own state failed before
     break;
   }
+}
+
+TEST(GuardedJobTest, TellsOfAFailureWithoutMemory) {
+  ::testing::internal::CaptureStderr();
+  const long before = testing::AllocationsMade();
+  RunGuarded([] { throw std::bad_alloc(); });
+  EXPECT_EQ(testing::AllocationsMade(), before);
+  EXPECT_NE(::testing::internal::GetCapturedStderr().find("A job failed: std::bad_alloc"), std::string::npos);
 }
 
 }  // namespace

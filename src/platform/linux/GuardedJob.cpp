@@ -1,26 +1,30 @@
 #include "platform/linux/GuardedJob.h"
 
+#include <array>
+#include <cstdio>
 #include <exception>
 
-#include "foundation/Log.h"
+#include "foundation/Console.h"
 
 namespace vorn {
 namespace {
 
-void LogFailure(const char* what) noexcept {
-  if (Log::details::g_runtime_level > Log::kError) return;
-  Log::details::Log(Log::kError, __FILE__, __LINE__, "RunGuarded", "A job failed: %s", what);
+// The memory for a longer message may be what the job lacked.
+void TellFailure(const char* what) noexcept {
+  std::array<char, 256> message;
+  std::snprintf(message.data(), message.size(), "A job failed: %s", what);
+  WriteToConsole(message.data());
 }
 
 }  // namespace
 
-void LogFailedJob() noexcept {
+void TellFailedJob() noexcept {
   try {
     throw;
   } catch (const std::exception& failure) {
-    LogFailure(failure.what());
+    TellFailure(failure.what());
   } catch (...) {
-    LogFailure("unknown exception");
+    TellFailure("unknown exception");
   }
 }
 
