@@ -99,9 +99,22 @@ void ApplicationService::giveNameBack() {
   fHandler = {};
   auto bus = QDBusConnection::sessionBus();
   bus.unregisterService(fName);
-  // The bus has answered, so what it sent us by that name is here already.
-  QCoreApplication::sendPostedEvents(this);
+  takeInWhatWasSent();
   bus.unregisterObject(fObjectPath);
+}
+
+// What the bus has sent before it answers a call is with the toolkit's thread by
+// then. That may still keep it back for a moment, or show it to a listener on
+// this thread first (HandedOverPlace.h); each step is over by a later answer.
+void ApplicationService::takeInWhatWasSent() {
+  auto bus = QDBusConnection::sessionBus();
+  for (int i = 0; i < 4; ++i) {
+    const auto call = QDBusMessage::createMethodCall(QLatin1String(kBus), QLatin1String(kBusPath),
+                                                     QLatin1String(kBus), QStringLiteral("GetId"));
+    if (bus.call(call, QDBus::Block, kAskTimeoutMilliseconds).type() != QDBusMessage::ReplyMessage) break;
+    QCoreApplication::sendPostedEvents(QCoreApplication::instance(), QEvent::MetaCall);
+  }
+  QCoreApplication::sendPostedEvents(this);
 }
 
 ApplicationService::Claim ApplicationService::claimName() {
@@ -130,15 +143,7 @@ bool ApplicationService::askOwnerToShow(const std::string& activationToken) {
 std::optional<ActivationRequest> ApplicationService::takeFirstRequest() {
   // Until the event loop has turned once the toolkit keeps back what comes.
   QCoreApplication::processEvents();
-  // The bus hands on what waited for the name before it answers a call that we
-  // make with it; what was kept back is here before the answer after that.
-  auto bus = QDBusConnection::sessionBus();
-  for (int i = 0; i < 2; ++i) {
-    const auto call = QDBusMessage::createMethodCall(QLatin1String(kBus), QLatin1String(kBusPath),
-                                                     QLatin1String(kBus), QStringLiteral("GetId"));
-    if (bus.call(call, QDBus::Block, kAskTimeoutMilliseconds).type() != QDBusMessage::ReplyMessage) break;
-  }
-  QCoreApplication::sendPostedEvents(this);
+  takeInWhatWasSent();
   if (fWaiting.empty()) return {};
   return takeOldest();
 }

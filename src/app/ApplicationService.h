@@ -91,6 +91,7 @@ class ApplicationService final : public QDBusVirtualObject {
   };
 
   void giveNameBack();
+  void takeInWhatWasSent();
   void deliver();
   ActivationRequest takeOldest();
 

@@ -7,6 +7,8 @@ namespace {
 
 enum class Edge { Top, Bottom };
 
+constexpr int kDepthOfBars = 64;  // more than most have
+
 // The edges are half open here: right() is the first column that is no longer inside.
 int right(const QRect& r) {
   return r.x() + r.width();
@@ -51,6 +53,23 @@ QRect withoutItem(const QRect& usable, const QRect& item, Edge edge) {
   return rest;
 }
 
+bool liesOnABar(const std::vector<PlacementScreen>& screens, const QPoint& point) {
+  return std::any_of(screens.begin(), screens.end(), [&point](const PlacementScreen& screen) {
+    const QRect inside = screen.geometry.adjusted(kDepthOfBars, kDepthOfBars, -kDepthOfBars, -kDepthOfBars);
+    return screen.geometry.contains(point) && !inside.intersected(screen.usable).contains(point);
+  });
+}
+
+// Where the item was pressed, for all that is known.
+std::optional<QPoint> placeOfPress(const PlacementRequest& request) {
+  if (!request.handedOver) return request.pointer;
+  if (!request.handedOver->isNull() && liesOnABar(request.screens, *request.handedOver)) {
+    return request.handedOver;
+  }
+  if (request.pointer && liesOnABar(request.screens, *request.pointer)) return request.pointer;
+  return {};
+}
+
 QPoint originAt(const QRect& usable, const QSize& panel, Edge edge, int left) {
   const int x = std::max(usable.x(), std::min(right(usable) - panel.width(), left));
   const int y = edge == Edge::Top ? usable.y() : std::max(usable.y(), bottom(usable) - panel.height());
@@ -62,11 +81,12 @@ QPoint originAt(const QRect& usable, const QSize& panel, Edge edge, int left) {
 QPoint panelOrigin(const PlacementRequest& request) {
   if (request.screens.empty()) return {};
   const bool itemKnown = !request.item.isEmpty();
-  if (!itemKnown && !request.press) {
+  const std::optional<QPoint> press = placeOfPress(request);
+  if (!itemKnown && !press) {
     const PlacementScreen& primary = request.screens.front();
     return originAt(primary.usable, request.panel, edgeOfBar(primary), right(primary.usable));
   }
-  const QPoint anchor = itemKnown ? request.item.center() : *request.press;
+  const QPoint anchor = itemKnown ? request.item.center() : *press;
   const PlacementScreen& screen = screenOf(request.screens, anchor);
   const Edge edge = edgeOf(screen, anchor);
   const QRect usable = itemKnown ? withoutItem(screen.usable, request.item, edge) : screen.usable;

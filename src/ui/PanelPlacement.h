@@ -18,18 +18,26 @@ struct PlacementScreen {
 struct PlacementRequest {
   QSize panel;
   QRect item;                            ///< the status item; null where its place is unknown
-  std::optional<QPoint> press;           ///< the click that asks for the panel; empty where unknown
+  std::optional<QPoint> pointer;         ///< of the mouse while the item is pressed; empty where unknown
   std::vector<PlacementScreen> screens;  ///< the first one is the primary screen
+  std::optional<QPoint> handedOver{};    ///< the place that the item's host names; empty where it names none
 };
 
 /// The panel's top left corner: it hangs from the top edge of the usable area
 /// of the screen that holds the item, its left edge under the item's left edge,
 /// pushed left only as far as needed to keep its right edge on the screen.
 /// Where the status bar lies below the usable area, the panel stands on the
-/// bottom edge instead. Where the item's place is unknown the press serves, and
-/// where that is unknown too, the right end of the bar's edge on the primary
-/// screen. A screen whose usable area is not known to be smaller than itself
-/// ends at the item. Pure.
+/// bottom edge instead.
+///
+/// Where the item's place is unknown, the place that its host hands over serves
+/// for it, as far as it lies on a bar: in no usable area, or near the edge of a
+/// screen, where a bar may hide. Some hosts hand over (0, 0), which counts for
+/// nothing. Next comes the pointer: a key may have pressed the item, so it has
+/// to lie on a bar too, unless the host hands nothing over at all. Last comes
+/// the right end of the bar's edge on the primary screen.
+///
+/// A screen whose usable area is not known to be smaller than itself ends at
+/// the item. Pure.
 [[nodiscard]] QPoint panelOrigin(const PlacementRequest& request);
 
 }  // namespace vorn::ui

@@ -36,13 +36,17 @@ QRect withoutReservedArea(const QRect& screen, const QRect& usable, const Reserv
   return rest.isEmpty() ? usable : rest;
 }
 
+// The toolkit keeps each screen's origin and scales distances from there.
+QRect inDisplayPixels(const QRect& screen, qreal ratio) {
+  return {screen.topLeft(), (QSizeF(screen.size()) * ratio).toSize()};
+}
+
 }  // namespace
 
-// The toolkit keeps each screen's origin and scales distances from there.
 QRect withoutReservedAreas(const PlacementScreen& screen, qreal ratio,
                            const std::vector<ReservedArea>& areas) {
   const QPoint origin = screen.geometry.topLeft();
-  const QRect physical(origin, (QSizeF(screen.geometry.size()) * ratio).toSize());
+  const QRect physical = inDisplayPixels(screen.geometry, ratio);
   QRect free = physical;
   for (const ReservedArea& area : areas) free = withoutReservedArea(physical, free, area);
   const QPointF first = QPointF(free.topLeft() - origin) / ratio;
@@ -51,6 +55,16 @@ QRect withoutReservedAreas(const PlacementScreen& screen, qreal ratio,
                     origin + QPoint(qFloor(end.x()) - 1, qFloor(end.y()) - 1));
   const QRect usable = whole.intersected(screen.usable);
   return usable.isEmpty() ? screen.usable : usable;
+}
+
+QPoint fromDisplayPixels(const QPoint& point) {
+  for (const QScreen* screen : QGuiApplication::screens()) {
+    const qreal ratio = screen->devicePixelRatio();
+    const QPoint origin = screen->geometry().topLeft();
+    if (!inDisplayPixels(screen->geometry(), ratio).contains(point)) continue;
+    return origin + (QPointF(point - origin) / ratio).toPoint();
+  }
+  return point;
 }
 
 std::vector<PlacementScreen> currentScreens() {
@@ -72,7 +86,9 @@ QPoint currentPanelOrigin(const QSize& panel, const StatusItem* item) {
   request.screens = currentScreens();
   if (item) {
     request.item = item->geometry();
-    request.press = item->press();
+    const PressPlace press = item->press();
+    request.pointer = press.pointer;
+    if (press.handedOver) request.handedOver = fromDisplayPixels(*press.handedOver);
   }
   return panelOrigin(request);
 }

@@ -17,6 +17,10 @@ class StatusItem;
 [[nodiscard]] QRect withoutReservedAreas(const PlacementScreen& screen, qreal ratio,
                                          const std::vector<ReservedArea>& areas);
 
+/// A point of the display's own pixels in the toolkit's coordinates; as it is
+/// where it lies on no screen.
+[[nodiscard]] QPoint fromDisplayPixels(const QPoint& point);
+
 /// All screens as they are now, the primary one first, without the bars.
 [[nodiscard]] std::vector<PlacementScreen> currentScreens();
 

@@ -14,6 +14,14 @@ namespace vorn::ui {
 
 class StatusView;
 
+/// Where a press is, in global coordinates, as far as anybody says.
+struct PressPlace {
+  std::optional<QPoint> handedOver;  ///< by the host, in the display's own pixels; may be nonsense
+  std::optional<QPoint> pointer;     ///< of the mouse, which need not be what pressed
+
+  friend bool operator==(const PressPlace&, const PressPlace&) = default;
+};
+
 /// The program's place in the desktop's status bar, in one of two forms: one
 /// whose host draws a button from an icon that we name, and one that shows what
 /// our own StatusView draws. Main thread only.
@@ -54,9 +62,9 @@ class StatusItem : public QObject {
   /// Where the item is on the desktop, in global coordinates; a null rectangle
   /// where the host does not say.
   [[nodiscard]] virtual QRect geometry() const = 0;
-  /// Where the press is whose action is being called, in global coordinates;
-  /// empty at any other time and where the platform does not say.
-  [[nodiscard]] virtual std::optional<QPoint> press() const = 0;
+  /// Where the press is whose action is being called; nothing is known at any
+  /// other time and where the platform does not say.
+  [[nodiscard]] virtual PressPlace press() const = 0;
 
   /// The menu that the host offers beside the press; not owned.
   virtual void setContextMenu(QMenu* menu) = 0;

@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "ui/HandedOverPlace.h"
 #include "ui/StatusView.h"
 #include "ui/TemplateImage.h"
 #include "ui/TrayIconEngine.h"
@@ -26,11 +27,11 @@ QString installedName(const QString& name) {
 
 }  // namespace
 
-TrayStatusItem::TrayStatusItem(Look look, int length, TriggerFilter::Now now, Pointer pointer)
+TrayStatusItem::TrayStatusItem(Look look, int length, TriggerFilter::Now now, Place place)
     : fLook(std::move(look)),
       fLength(length),
       fFilter(std::chrono::milliseconds(QApplication::doubleClickInterval()), std::move(now)),
-      fPointer(std::move(pointer)) {}
+      fPlace(std::move(place)) {}
 
 TrayStatusItem::~TrayStatusItem() = default;
 
@@ -39,7 +40,11 @@ void TrayStatusItem::attach(TrayForm form) {
   fTray = std::make_unique<QSystemTrayIcon>();
   connect(fTray.get(), &QSystemTrayIcon::activated, this, &TrayStatusItem::activated);
   fForm = form;
-  if (form != TrayForm::Button) emit formChanged();
+  if (form == TrayForm::Button) {
+    HandedOverPlace::listen();
+  } else {
+    emit formChanged();
+  }
   fTray->setToolTip(fLook.toolTip);
   fTray->setContextMenu(fContextMenu);
   updateIcon();
@@ -101,7 +106,7 @@ QRect TrayStatusItem::geometry() const {
   return fTray ? fTray->geometry() : QRect();
 }
 
-std::optional<QPoint> TrayStatusItem::press() const {
+PressPlace TrayStatusItem::press() const {
   return fPress;
 }
 
@@ -148,14 +153,15 @@ void TrayStatusItem::activated(QSystemTrayIcon::ActivationReason reason) {
     QMetaObject::invokeMethod(
         this, [this] { fFilter.noteHandled(); }, Qt::QueuedConnection);
   });
-  fPress = fPointer();
+  fPress = fPlace();
   sendPress();
-  fPress.reset();  // what is asked for later has nothing to do with it
+  fPress = {};  // what is asked for later has nothing to do with it
 }
 
-std::optional<QPoint> TrayStatusItem::pointerOfPlatform() {
+// Elsewhere nobody knows where on the desktop a place lies.
+PressPlace TrayStatusItem::placeOfPlatform() {
   if (QGuiApplication::platformName() != QStringLiteral("xcb")) return {};
-  return QCursor::pos();
+  return {HandedOverPlace::take(), QCursor::pos()};
 }
 
 void TrayStatusItem::sendPress() {

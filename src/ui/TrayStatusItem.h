@@ -4,7 +4,6 @@
 #include <QSystemTrayIcon>
 #include <functional>
 #include <memory>
-#include <optional>
 
 #include "ui/StatusItem.h"
 #include "ui/TrayForm.h"
@@ -27,12 +26,12 @@ class TrayStatusItem : public StatusItem {
     QString toolTip;
   };
 
-  /// Where the pointer is, in global coordinates; empty where the platform does not say.
-  using Pointer = std::function<std::optional<QPoint>()>;
+  /// What is known of where a press is.
+  using Place = std::function<PressPlace()>;
 
-  /// `length`: the item's width in points. `now` and `pointer` are asked at each press.
+  /// `length`: the item's width in points. `now` and `place` are asked at each press.
   TrayStatusItem(Look look, int length, TriggerFilter::Now now = &TriggerFilter::Clock::now,
-                 Pointer pointer = &pointerOfPlatform);
+                 Place place = &placeOfPlatform);
   ~TrayStatusItem() override;
   Q_DISABLE_COPY_MOVE(TrayStatusItem)
 
@@ -53,7 +52,7 @@ class TrayStatusItem : public StatusItem {
   void setView(StatusView* view) override;
   void drawStatusBarBackgroundInRect(QPainter& painter, const QRectF& rect, bool highlight) override;
   [[nodiscard]] QRect geometry() const override;
-  [[nodiscard]] std::optional<QPoint> press() const override;
+  [[nodiscard]] PressPlace press() const override;
   void setContextMenu(QMenu* menu) override;
 
   /// The icon as the host gets it: by theme name where the theme has it, with
@@ -63,7 +62,7 @@ class TrayStatusItem : public StatusItem {
   void activated(QSystemTrayIcon::ActivationReason reason);
 
  private:
-  [[nodiscard]] static std::optional<QPoint> pointerOfPlatform();
+  [[nodiscard]] static PressPlace placeOfPlatform();
   [[nodiscard]] QIcon buttonIcon() const;
   [[nodiscard]] QIcon viewIcon() const;
   void updateIcon();
@@ -72,7 +71,7 @@ class TrayStatusItem : public StatusItem {
   const Look fLook;
   const int fLength;
   TriggerFilter fFilter;
-  const Pointer fPointer;
+  const Place fPlace;
   TrayForm fForm = TrayForm::Button;
   QString fImageName;
   QPointer<QObject> fTarget;
@@ -80,7 +79,7 @@ class TrayStatusItem : public StatusItem {
   bool fDisabled = false;
   QPointer<StatusView> fView;
   QPointer<QMenu> fContextMenu;
-  std::optional<QPoint> fPress;            // where the press is that is being handled
+  PressPlace fPress;                       // of the press that is being handled
   std::unique_ptr<QSystemTrayIcon> fTray;  // null until a host is there
 };
 

@@ -11,6 +11,7 @@
 #include "app/ApplicationService.h"
 #include "tests/platform/PrivateBus.h"
 #include "tests/support/ScopedEnvironment.h"
+#include "ui/HandedOverPlace.h"
 
 namespace vorn::app {
 namespace {
@@ -31,6 +32,7 @@ class ApplicationServiceTest : public ::testing::Test {
     static char program[] = "test";
     static char* arguments[] = {program, nullptr};
     gApplication = std::make_unique<QCoreApplication>(count, arguments);
+    ui::HandedOverPlace::listen();  // as with a status item; each call then takes longer inside the toolkit
     // A new connection keeps back what comes until the event loop turns, and
     // what comes at that moment may overtake it: not what the order is about.
     (void)QDBusConnection::sessionBus();

@@ -178,11 +178,11 @@ class Finder:
         """Waits until the bar has noticed that the program has gone."""
         wait_until(lambda: not self.item(), "the item's end")
 
-    def activate_item(self):
-        """What a host sends for a click."""
+    def activate_item(self, x=0, y=0):
+        """What a host sends for a click, or for a key of its own; some hand over no place."""
         self._let_the_double_click_pass()
         name, path = self.item()
-        self._bus.call_blocking(name, "/" + path, ITEM, "Activate", "ii", (0, 0))
+        self._bus.call_blocking(name, "/" + path, ITEM, "Activate", "ii", (x, y))
 
     def item_property(self, name):
         connection, path = self.item()

@@ -146,6 +146,30 @@ def test_a_click_is_clean_when_the_focus_is_lost_after_it(shown):
     shown.open_panel()
 
 
+@pytest.mark.parametrize(
+    ("handed_over", "pointer", "expected"),
+    [
+        ((300, 14), (700, 400), 300),
+        ((300, 14), (150, 10), 300),
+        ((0, 0), (150, 10), 150),
+        ((0, 0), (100, 400), None),
+        ((400, 300), (100, 400), None),
+        ((5000, 14), (150, 10), 150),
+        ((-2147483648, 2147483647), (100, 400), None),
+    ],
+)
+def test_activated_by_its_host_the_panel_opens_at_the_items_place(finder, handed_over, pointer, expected):
+    """Where the host names no place on a bar, and the pointer is on none, the bar's end serves."""
+    finder.desktop.start_xfce_panel()
+    finder.start_and_find()
+    finder.desktop.move(*pointer)
+    finder.activate_item(*handed_over)
+    finder.wait_until_open()
+    x, y, width, _ = finder.desktop.geometry(finder.window())
+    assert x == (finder.desktop.width - width if expected is None else expected)
+    assert 28 <= y <= 29
+
+
 def test_a_double_click_counts_once(finder):
     finder.desktop.start_xfce_panel()
     finder.start_and_find()

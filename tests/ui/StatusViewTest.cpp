@@ -33,7 +33,7 @@ class ScriptedItem : public StatusItem {
     painter.fillRect(rect, highlight ? kBarHighlighted : kBar);
   }
   QRect geometry() const override { return {}; }
-  std::optional<QPoint> press() const override { return {}; }
+  PressPlace press() const override { return {}; }
   void setContextMenu(QMenu*) override {}
 
   void becomeViewForm() {

@@ -36,11 +36,11 @@ class TrayStatusItemTest : public testing::Test {
   }
 
   TriggerFilter::Clock::time_point fNow{1h};
-  std::optional<QPoint> fPointer;
+  PressPlace fPlace;
   TrayStatusItem fItem{{"vorn-test-symbolic", "vorn-test-inactive-symbolic", "Vorn Device Finder"},
                        19,
                        [this] { return fNow; },
-                       [this] { return fPointer; }};
+                       [this] { return fPlace; }};
   StatusView fView{&fItem};
   QObject fTarget;
   int fPresses = 0;
@@ -77,17 +77,17 @@ TEST_P(TrayStatusItemForms, SendNothingWithoutATarget) {
 }
 
 TEST_P(TrayStatusItemForms, KnowThePressOnlyWhileItIsHandled) {
-  std::optional<QPoint> seen;
+  PressPlace seen;
   fView.setAction([&] { seen = fItem.press(); });
-  fPointer = QPoint(900, 10);
-  EXPECT_FALSE(fItem.press());
+  fPlace = {QPoint(300, 5), QPoint(900, 10)};
+  EXPECT_EQ(fItem.press(), PressPlace());
   activate(QSystemTrayIcon::Trigger);
-  EXPECT_EQ(seen, QPoint(900, 10));
-  EXPECT_FALSE(fItem.press()) << "what is asked for later is not asked for by this press";
-  fPointer.reset();
+  EXPECT_EQ(seen, fPlace);
+  EXPECT_EQ(fItem.press(), PressPlace()) << "what is asked for later is not asked for by this press";
+  fPlace = {};
   fNow += 1s;
   activate(QSystemTrayIcon::Trigger);
-  EXPECT_FALSE(seen);
+  EXPECT_EQ(seen, PressPlace());
 }
 
 TEST_F(TrayStatusItemTest, FormDoesNotChangeOnceAttached) {
@@ -151,7 +151,7 @@ TEST_F(TrayStatusItemTest, WhereAPressIsIsUnknownWithoutX11) {
   view.setTarget(&fTarget);
   view.setAction([&] {
     ++presses;
-    EXPECT_FALSE(item.press());
+    EXPECT_EQ(item.press(), PressPlace());
   });
   item.activated(QSystemTrayIcon::Trigger);
   EXPECT_EQ(presses, 1);
