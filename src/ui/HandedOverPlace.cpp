@@ -26,8 +26,7 @@ void noteActivation(const QDBusMessage& call) {
 }  // namespace
 
 void HandedOverPlace::listen() {
-  static const bool isListening = (qDBusAddSpyHook(&noteActivation), true);
-  Q_UNUSED(isListening);
+  [[maybe_unused]] static const bool isListening = (qDBusAddSpyHook(&noteActivation), true);
 }
 
 std::optional<QPoint> HandedOverPlace::take() {

@@ -331,6 +331,13 @@ def test_a_stray_line_in_the_settings_changes_nothing_else(desktop, content):
     assert desktop.console().count("cannot be read") == (0 if content.startswith(b"\xef") else 1)
 
 
+def test_settings_that_were_emptied_are_no_first_run(desktop):
+    desktop.write_settings(b"")
+    end(desktop.start_and_wait_until_it_runs(), desktop)
+    assert not desktop.login_item().exists()
+    assert b"notify=false\n" in desktop.settings().read_bytes()
+
+
 def test_settings_that_are_set_aside_are_no_first_run(desktop):
     desktop.write_settings(bytes(4096))
     for _ in range(2):  # the second start finds what the first one wrote

@@ -325,6 +325,10 @@ TEST_F(IniUserDefaultsTest, SaysHowMuchIsKnownOfWhatWasStored) {
   EXPECT_EQ(IniUserDefaults(fPath).StoreCondition(), Condition::kWhole);
   Write("[General]\nname=x\n");
   EXPECT_EQ(IniUserDefaults(fPath).StoreCondition(), Condition::kWhole);
+  for (const char* emptied : {"", "[General]\n"}) {
+    Write(emptied);
+    EXPECT_EQ(IniUserDefaults(fPath).StoreCondition(), Condition::kDamaged) << emptied;
+  }
   std::filesystem::rename(fPath, fPath.string() + ".damaged-1");
   EXPECT_EQ(IniUserDefaults(fPath).StoreCondition(), Condition::kDamaged);
   CaptureStderr();

@@ -148,7 +148,8 @@ SettingsFile::Loading SettingsFile::Load(Values& values) {
   if (!document) return fail(Loading::kDamaged, "it is no settings file");
   Take(std::move(*document), std::move(content), values);
   struct stat aside = {};
-  const bool isLost = isMissing && ::lstat(AsideName(1).c_str(), &aside) == 0;
+  // We write no file without a value: one that has none has lost them.
+  const bool isLost = isMissing ? ::lstat(AsideName(1).c_str(), &aside) == 0 : values.empty();
   fCondition = isLost || !fDocument.UnreadableLines().empty() ? Condition::kDamaged : Condition::kWhole;
   TellUnreadableLines();
   return Loading::kLoaded;

@@ -60,8 +60,9 @@ class SettingsFile {
   /// a fraction of a second for another process's lock.
   [[nodiscard]] Outcome Synchronize(const Values& changes, Values& values);
 
-  /// What the last successful read found. A missing file beside one that was
-  /// set aside is a damaged one: its successor may never have been written.
+  /// What the last successful read found. A file without any value counts as
+  /// damaged, and so does a missing one beside one that was set aside: its
+  /// successor may never have been written.
   [[nodiscard]] Condition FileCondition() const { return fCondition; }
 
   [[nodiscard]] const std::filesystem::path& Path() const { return fPath; }
