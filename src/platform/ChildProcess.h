@@ -10,31 +10,32 @@ namespace vorn {
 
 /// What to run. No shell is involved unless it is the program itself.
 struct ChildProcessRequest {
-  enum class ErrorStream {
-    kPipe,     ///< standard error is collected apart from standard output
-    kInherit,  ///< standard error stays ours
+  enum class Streams {
+    kCollect,  ///< standard output and standard error are collected, each apart
+    kDiscard,  ///< standard output goes nowhere, so the child needs no reader; standard error stays ours
   };
 
   std::string program;                             ///< a path, not looked up anywhere
   std::vector<std::string> arguments;              ///< without the program's own name
   std::map<std::string, std::string> environment;  ///< set in the child on top of our own
-  ErrorStream errorStream = ErrorStream::kPipe;
+  Streams streams = Streams::kCollect;
 };
 
 /// What a child wrote until it was no longer listened to.
 struct ChildOutput {
   std::string output;     ///< standard output, at most ChildProcess::kMaximumOutput bytes
-  std::string error;      ///< standard error, bounded likewise; empty when inherited
+  std::string error;      ///< standard error, bounded likewise
   bool timedOut = false;  ///< the child was still running at the deadline
   bool cut = false;       ///< there was more than the bound: what is here is not the whole answer
 };
 
-/// A child that was launched, in a process group of its own, with its standard
-/// input empty, standard output on a pipe, and no other descriptor of ours.
+/// A child that was launched, in a session and process group of its own, with
+/// its standard input empty and no descriptor of ours but the standard ones.
 ///
-/// One thread collects; Terminate alone may be called by any other.
-/// Destruction ends a child that still runs, with its whole group, and leaves
-/// no zombie; it blocks for about 100 ms where the child does not end by itself.
+/// One thread collects or waits; any other may call Terminate or Release.
+/// Destruction ends a child that still runs and was not released, with its whole
+/// group, and leaves no zombie; it blocks for about 100 ms where the child does
+/// not end by itself.
 class ChildProcess {
  public:
   static constexpr std::size_t kMaximumOutput = std::size_t{1024} * 1024;
@@ -50,14 +51,18 @@ class ChildProcess {
   /// stream. A child that writes beyond the bound is terminated at once.
   virtual ChildOutput CollectUntil(std::chrono::steady_clock::time_point deadline) = 0;
 
-  /// Blocks until the child has ended and its streams have come to their ends,
-  /// however long that takes, or until Terminate. Output beyond the bound is
-  /// read and dropped. Whom the child left behind is not touched.
-  virtual ChildOutput CollectToEnd() = 0;
-
   /// Makes the collection in progress, or the next one, end the child's group
   /// and return. Does not block.
   virtual void Terminate() = 0;
+
+  /// Blocks until the child has ended, however long that takes, or until
+  /// Release. Reads nothing. Whom the child left behind is not touched.
+  virtual void AwaitEnd() = 0;
+
+  /// Leaves the child to finish by itself: the wait in progress, or the next
+  /// one, returns. Does not block. While this program lives, a released child
+  /// is reaped at the first launch after its end.
+  virtual void Release() = 0;
 };
 
 /// Starts children. Any thread.

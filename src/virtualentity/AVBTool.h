@@ -12,7 +12,6 @@ struct AVBTool {
   std::string path = "/usr/bin/avbutil";           ///< what a toggle runs; a listing goes by the PATH
   std::map<std::string, std::string> environment;  ///< set for every run, on top of our own
   std::chrono::milliseconds patience{1000};        ///< what a listing is given, and always takes
-  std::chrono::milliseconds grace{400};            ///< what a toggle still has at the program's end
 };
 
 }  // namespace vorn

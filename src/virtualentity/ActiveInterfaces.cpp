@@ -14,7 +14,7 @@ constexpr const char* kListing = "avbutil --virtual-audio list | awk 'f;/interfa
 }  // namespace
 
 ChildProcessRequest ActiveInterfacesRequest(const AVBTool& tool) {
-  return {tool.shell, {"-c", kListing}, tool.environment, ChildProcessRequest::ErrorStream::kPipe};
+  return {tool.shell, {"-c", kListing}, tool.environment, ChildProcessRequest::Streams::kCollect};
 }
 
 optional<std::vector<std::string>> ReadActiveInterfaces(const ChildOutput& answer) {

@@ -48,7 +48,7 @@ MacVirtualEntity::MacVirtualEntity(Dispatch& dispatch, ChildProcessLauncher& lau
       fRunning(std::make_shared<RunningTools>()) {}
 
 MacVirtualEntity::~MacVirtualEntity() {
-  fRunning->Stop(fTool.grace);
+  fRunning->Stop();
 }
 
 bool MacVirtualEntity::EnumerateAVBInterfaces() {
@@ -86,7 +86,7 @@ void MacVirtualEntity::EnableDisableVirtualAudio(ActionSender* sender) {
     tools->Run(launcher, {tool.path,
                           {"--virtual-audio", enable ? "enable" : "disable", parts[1]},
                           tool.environment,
-                          ChildProcessRequest::ErrorStream::kInherit});
+                          ChildProcessRequest::Streams::kDiscard});
   };
   fDispatch.AsyncBackground(Dispatch::Priority::kDefault, job);
 }

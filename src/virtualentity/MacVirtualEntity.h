@@ -36,8 +36,8 @@ class MacVirtualEntity {
   MacVirtualEntity(const MacVirtualEntity&) = delete;
   MacVirtualEntity& operator=(const MacVirtualEntity&) = delete;
 
-  /// Toggles in progress get the tool's grace to end, then are terminated.
-  /// No enumeration may be in progress (hold the object in the job that calls).
+  /// Toggles in progress are left to finish by themselves, also beyond the
+  /// program's end. No enumeration may be in progress (hold the object in the job that calls).
   ~MacVirtualEntity();
 
   /// Finds the capable interfaces, reads which of them are enabled, and

@@ -37,7 +37,7 @@ void RunningTools::Run(ChildProcessLauncher& launcher, const ChildProcessRequest
   }
   if (!child) return;
   const Entry toggle(*this, fToggles, std::move(child));
-  toggle.Child().CollectToEnd();
+  toggle.Child().AwaitEnd();
 }
 
 optional<ChildOutput> RunningTools::Watch(std::unique_ptr<ChildProcess> listing, TimePoint deadline) {
@@ -63,14 +63,12 @@ void RunningTools::StopListings() {
   fChanged.notify_all();
 }
 
-void RunningTools::Stop(std::chrono::milliseconds grace) {
+void RunningTools::Stop() {
   StopListings();
   std::unique_lock lock(fMutex);
   fTogglesStopped = true;
-  const auto allEnded = [this] { return fToggles.empty(); };
-  if (fChanged.wait_for(lock, grace, allEnded)) return;
-  for (ChildProcess* toggle : fToggles) toggle->Terminate();
-  fChanged.wait(lock, allEnded);
+  for (ChildProcess* toggle : fToggles) toggle->Release();
+  fChanged.wait(lock, [this] { return fToggles.empty(); });
 }
 
 }  // namespace vorn

@@ -11,15 +11,14 @@
 
 namespace vorn {
 
-/// The children that run, so that they can be brought to an end when the
-/// program ends: toggles without a time limit, and listings. Any thread.
+/// The children that run, so that the program's end waits for none of them:
+/// listings are ended, toggles are left to finish by themselves. Any thread.
 class RunningTools {
  public:
   using TimePoint = std::chrono::steady_clock::time_point;
 
   /// Starts the toggle and waits for its end, however long that takes, unless
-  /// Stop comes first. What it writes is read and dropped. Starts nothing after
-  /// Stop.
+  /// Stop comes first. Starts nothing after Stop.
   void Run(ChildProcessLauncher& launcher, const ChildProcessRequest& request);
 
   /// Collects the listing's output and blocks until the deadline in any case,
@@ -30,10 +29,9 @@ class RunningTools {
   /// children. Does not block.
   void StopListings();
 
-  /// StopListings; then gives the toggles that run the grace to end by
-  /// themselves, so that a change just chosen still takes effect, and
-  /// terminates them. Blocks until every Run has returned.
-  void Stop(std::chrono::milliseconds grace);
+  /// StopListings; then leaves the toggles that run to finish by themselves.
+  /// Blocks until every Run has returned, which waits for no tool.
+  void Stop();
 
  private:
   using Children = std::vector<ChildProcess*>;  // each owned by the call that waits for it

@@ -6,6 +6,7 @@
 
 #include <chrono>
 #include <filesystem>
+#include <fstream>
 #include <string>
 #include <thread>
 
@@ -42,7 +43,11 @@ class ChildProcessLinuxTest : public testing::Test {
   }
 
   std::unique_ptr<ChildProcess> Shell(const std::string& script) {
-    return fLauncher.Launch({"/bin/sh", {"-c", script}, {}, ChildProcessRequest::ErrorStream::kPipe});
+    return fLauncher.Launch({"/bin/sh", {"-c", script}, {}, ChildProcessRequest::Streams::kCollect});
+  }
+
+  std::unique_ptr<ChildProcess> Discarding(const std::string& script) {
+    return fLauncher.Launch({"/bin/sh", {"-c", script}, {}, ChildProcessRequest::Streams::kDiscard});
   }
 
   ChildOutput Run(const std::string& script) { return Shell(script)->CollectUntil(Clock::now() + kDeadline); }
@@ -67,7 +72,7 @@ TEST_F(ChildProcessLinuxTest, ReturnsAsSoonAsTheChildHasEnded) {
 
 TEST_F(ChildProcessLinuxTest, HandsArgumentsOverUnchanged) {
   auto child = fLauncher.Launch({"/usr/bin/printf", {"[%s]", "a b", "$(id)", "", "*;"}, {}, {}});
-  EXPECT_EQ(child->CollectToEnd().output, "[a b][$(id)][][*;]");
+  EXPECT_EQ(child->CollectUntil(Clock::now() + kDeadline).output, "[a b][$(id)][][*;]");
 }
 
 TEST_F(ChildProcessLinuxTest, SetsVariablesOnTopOfOurOwn) {
@@ -77,7 +82,7 @@ TEST_F(ChildProcessLinuxTest, SetsVariablesOnTopOfOurOwn) {
                                  {"-c", "echo $VORN_TEST_KEPT $VORN_TEST_CHANGED $VORN_TEST_NEW"},
                                  {{"VORN_TEST_CHANGED", "after"}, {"VORN_TEST_NEW", "new"}},
                                  {}});
-  EXPECT_EQ(child->CollectToEnd().output, "kept after new\n");
+  EXPECT_EQ(child->CollectUntil(Clock::now() + kDeadline).output, "kept after new\n");
 }
 
 TEST_F(ChildProcessLinuxTest, GivesTheChildNothingToReadAndNoDescriptorOfOurs) {
@@ -87,7 +92,7 @@ TEST_F(ChildProcessLinuxTest, GivesTheChildNothingToReadAndNoDescriptorOfOurs) {
   EXPECT_EQ(result.output, "0\n1\n2\n3\n");  // 3 is the directory that ls reads
 }
 
-TEST_F(ChildProcessLinuxTest, GivesTheChildAGroupOfItsOwnAndNoSignalsBlockedOrIgnored) {
+TEST_F(ChildProcessLinuxTest, GivesTheChildASessionOfItsOwnAndNoSignalsBlockedOrIgnored) {
   sigset_t blocked;
   sigset_t before;
   sigfillset(&blocked);
@@ -96,10 +101,11 @@ TEST_F(ChildProcessLinuxTest, GivesTheChildAGroupOfItsOwnAndNoSignalsBlockedOrIg
   auto child = fLauncher.Launch({"/bin/cat", {"/proc/self/status"}, {}, {}});
   ::signal(SIGPIPE, handler);
   ::pthread_sigmask(SIG_SETMASK, &before, nullptr);
-  const std::string status = child->CollectToEnd().output;
+  const std::string status = child->CollectUntil(Clock::now() + kDeadline).output;
   EXPECT_EQ(SignalSet(status, "SigBlk"), 0U);
   EXPECT_EQ(SignalSet(status, "SigIgn"), 0U);
-  EXPECT_EQ(Run("[ $(cut -d' ' -f5 /proc/$$/stat) = $$ ] && echo leads").output, "leads\n");
+  // Its group and its session.
+  EXPECT_EQ(Run("[ \"$(cut -d' ' -f5,6 /proc/$$/stat)\" = \"$$ $$\" ] && echo leads").output, "leads\n");
 }
 
 TEST_F(ChildProcessLinuxTest, WorksWhenOurOwnStandardStreamsAreClosed) {
@@ -189,28 +195,20 @@ TEST_F(ChildProcessLinuxTest, KeepsWhatJustFitsTheBound) {
   EXPECT_EQ(result.output.size(), ChildProcess::kMaximumOutput);
 }
 
-TEST_F(ChildProcessLinuxTest, DropsWhatExceedsTheBoundWhenCollectingToTheEnd) {
-  const ChildOutput result = Shell("head -c 5000000 /dev/zero; echo done >&2")->CollectToEnd();
-  EXPECT_TRUE(result.cut);
-  EXPECT_EQ(result.output.size(), ChildProcess::kMaximumOutput);
-  EXPECT_EQ(result.error, "done\n");
-}
-
-TEST_F(ChildProcessLinuxTest, LeavesStandardErrorAloneWhenAsked) {
+TEST_F(ChildProcessLinuxTest, DropsTheOutputAndLeavesStandardErrorAloneWhenAsked) {
   testing::internal::CaptureStderr();
-  auto child =
-      fLauncher.Launch({"/bin/sh", {"-c", "echo err >&2"}, {}, ChildProcessRequest::ErrorStream::kInherit});
-  const ChildOutput result = child->CollectToEnd();
+  auto child = Discarding("head -c 300000 /dev/zero && echo err >&2");  // more than a pipe holds
+  child->AwaitEnd();
+  child.reset();
   EXPECT_EQ(testing::internal::GetCapturedStderr(), "err\n");
-  EXPECT_EQ(result.error, "");
 }
 
-TEST_F(ChildProcessLinuxTest, TerminateEndsACollectionWithoutADeadline) {
+TEST_F(ChildProcessLinuxTest, TerminateEndsACollection) {
   const vorn::testing::TemporaryFolder folder;
   const auto mark = folder.Path() / "begun";
   auto child = Shell("sleep 1000 & echo $!; echo >" + mark.string() + "; wait");
   ChildOutput result;
-  std::thread collector([&] { result = child->CollectToEnd(); });
+  std::thread collector([&] { result = child->CollectUntil(Clock::now() + kDeadline); });
   EXPECT_TRUE(Eventually([&] { return std::filesystem::exists(mark); }));
   child->Terminate();
   collector.join();
@@ -218,16 +216,38 @@ TEST_F(ChildProcessLinuxTest, TerminateEndsACollectionWithoutADeadline) {
   EXPECT_TRUE(Eventually([&] { return !IsAlive(std::stoi(result.output)); }));
 }
 
-TEST_F(ChildProcessLinuxTest, TerminateSparesWhatAnEndedChildLeftRunning) {
-  auto child = Shell("sleep 1000 & echo $!");
-  ChildOutput result;
-  std::thread collector([&] { result = child->CollectToEnd(); });
-  EXPECT_TRUE(Eventually([] { return !HasAnyChild(); }));  // the shell is gone and reaped
-  child->Terminate();
-  collector.join();
-  ASSERT_FALSE(result.output.empty());
-  EXPECT_TRUE(IsAlive(std::stoi(result.output)));
-  ::kill(std::stoi(result.output), SIGKILL);
+TEST_F(ChildProcessLinuxTest, AwaitsTheEndOfAChildAndSparesWhatItLeftRunning) {
+  const vorn::testing::TemporaryFolder folder;
+  const auto mark = folder.Path() / "left";
+  auto child = Discarding("sleep 1000 & echo $! >" + mark.string());
+  child->AwaitEnd();
+  child.reset();
+  std::ifstream file(mark);
+  pid_t left = 0;
+  ASSERT_TRUE(file >> left);
+  EXPECT_TRUE(IsAlive(left));
+  ::kill(left, SIGKILL);
+}
+
+TEST_F(ChildProcessLinuxTest, LeavesAReleasedChildToFinishByItself) {
+  const vorn::testing::TemporaryFolder folder;
+  const auto go = folder.Path() / "go";
+  const auto mark = folder.Path() / "done";
+  auto child = Discarding("while ! [ -e " + go.string() + " ]; do sleep 0.01; done; echo >" + mark.string());
+  std::thread waiter([&] {
+    child->AwaitEnd();
+    child.reset();
+  });
+  child->Release();
+  waiter.join();
+  EXPECT_TRUE(HasAnyChild());
+  std::ofstream(go) << "go";
+  EXPECT_TRUE(Eventually([&] { return std::filesystem::exists(mark); }));
+  // Any launch reaps it.
+  EXPECT_TRUE(Eventually([&] {
+    Run("true");
+    return !HasAnyChild();
+  }));
 }
 
 TEST_F(ChildProcessLinuxTest, EndsAChildThatNobodyCollected) {

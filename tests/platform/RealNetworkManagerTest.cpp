@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <chrono>
 #include <string>
 #include <vector>
 
@@ -27,8 +28,8 @@ TEST(RealNetworkManagerTest, NamesConnectedConfiguredAndBareDevices) {
   EXPECT_EQ(Services(), expected);
 
   vorn::ChildProcessLauncherLinux launcher;
-  const auto down =
-      launcher.Launch({"/usr/bin/nmcli", {"connection", "down", "Studio: main"}, {}, {}})->CollectToEnd();
+  const auto down = launcher.Launch({"/usr/bin/nmcli", {"connection", "down", "Studio: main"}, {}, {}})
+                        ->CollectUntil(std::chrono::steady_clock::now() + std::chrono::seconds(20));
   EXPECT_NE(down.output.find("deactivated"), std::string::npos) << down.output << down.error;
   EXPECT_EQ(Services(), expected);  // by the profile that fits it now
 }

@@ -22,7 +22,7 @@ TEST(ActiveInterfacesTest, AsksTheShellForTheLinesAfterTheHeading) {
   EXPECT_EQ(request.program, "/bin/sh");
   EXPECT_THAT(request.arguments,
               ElementsAre("-c", "avbutil --virtual-audio list | awk 'f;/interface/{f=1}'"));
-  EXPECT_EQ(request.errorStream, vorn::ChildProcessRequest::ErrorStream::kPipe);
+  EXPECT_EQ(request.streams, vorn::ChildProcessRequest::Streams::kCollect);
 }
 
 TEST(ActiveInterfacesTest, ReadsOneNameALine) {

@@ -216,7 +216,7 @@ TEST_F(MacVirtualEntityTest, TurnsAnItemOffAtOnceAndThenRunsTheToolWithDisable) 
   const auto request = fLauncher.Requests()[0];
   EXPECT_EQ(request.program, "/usr/bin/avbutil");
   EXPECT_THAT(request.arguments, ElementsAre("--virtual-audio", "disable", "en5"));
-  EXPECT_EQ(request.errorStream, vorn::ChildProcessRequest::ErrorStream::kInherit);
+  EXPECT_EQ(request.streams, vorn::ChildProcessRequest::Streams::kDiscard);
   EXPECT_THAT(fDispatch.Priorities(), ElementsAre(Priority::kDefault));
 }
 
@@ -265,7 +265,7 @@ TEST_F(MacVirtualEntityTest, IgnoresASenderThatIsNoMenuItem) {
   EXPECT_THAT(fDispatch.Priorities(), IsEmpty());
 }
 
-TEST_F(MacVirtualEntityTest, RunsTogglesBesideEachOtherAndEndsThemWithItself) {
+TEST_F(MacVirtualEntityTest, RunsTogglesBesideEachOtherAndLeavesThemRunningAtItsEnd) {
   fLauncher.fHang = true;
   ScriptedMenuItem first("Ethernet:en0", false);
   ScriptedMenuItem second("Stage:en5", true);
@@ -276,9 +276,10 @@ TEST_F(MacVirtualEntityTest, RunsTogglesBesideEachOtherAndEndsThemWithItself) {
     std::this_thread::sleep_for(1ms);
   }
   EXPECT_EQ(fLauncher.Requests().size(), 2U);
-  EXPECT_EQ(fLauncher.fTerminated, 0);
+  EXPECT_EQ(fLauncher.fReleased, 0);
   fEntity.reset();
-  EXPECT_EQ(fLauncher.fTerminated, 2);
+  EXPECT_EQ(fLauncher.fReleased, 2);
+  EXPECT_EQ(fLauncher.fTerminated, 0);
 }
 
 TEST_F(MacVirtualEntityTest, EndsAnEnumerationAtOnceWhenListingsAreStopped) {

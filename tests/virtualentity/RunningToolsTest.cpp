@@ -23,8 +23,9 @@ class FailingLauncher final : public vorn::ChildProcessLauncher {
     vorn::ChildOutput CollectUntil(std::chrono::steady_clock::time_point) override {
       throw std::runtime_error("out of something");
     }
-    vorn::ChildOutput CollectToEnd() override { throw std::runtime_error("out of something"); }
+    void AwaitEnd() override { throw std::runtime_error("out of something"); }
     void Terminate() override {}
+    void Release() override {}
   };
 };
 
@@ -33,13 +34,13 @@ TEST(RunningToolsTest, ForgetsAChildWhoseCollectionFails) {
   vorn::RunningTools tools;
   EXPECT_THROW(tools.Run(launcher, {}), std::runtime_error);
   EXPECT_THROW((void)tools.Watch(launcher.Launch({}), std::chrono::steady_clock::now()), std::runtime_error);
-  tools.Stop(0ms);  // neither waits for it nor calls it
+  tools.Stop();  // neither waits for it nor calls it
 }
 
 TEST(RunningToolsTest, StartsNothingOnceItWasStopped) {
   ScriptedLauncher launcher;
   vorn::RunningTools tools;
-  tools.Stop(0ms);
+  tools.Stop();
   tools.Run(launcher, {});
   EXPECT_TRUE(launcher.Requests().empty());
   EXPECT_FALSE(tools.Watch(launcher.Launch({}), std::chrono::steady_clock::now() + 1h));

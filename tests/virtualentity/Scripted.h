@@ -70,7 +70,7 @@ class ScriptedDispatch final : public vorn::Dispatch {
 };
 
 /// Answers every launch with the same output, at once; or with a child that
-/// runs until it is terminated.
+/// runs until it is terminated or released.
 class ScriptedLauncher final : public vorn::ChildProcessLauncher {
  public:
   bool IsExecutableFile(const std::string& path) override { return !fMissing.contains(path); }
@@ -79,7 +79,7 @@ class ScriptedLauncher final : public vorn::ChildProcessLauncher {
     const std::lock_guard lock(fMutex);
     fRequests.push_back(request);
     if (fRefuse) return nullptr;
-    return std::make_unique<Child>(fAnswer, fHang, fTerminated);
+    return std::make_unique<Child>(fAnswer, fHang, fTerminated, fReleased);
   }
 
   std::vector<vorn::ChildProcessRequest> Requests() {
@@ -96,36 +96,45 @@ class ScriptedLauncher final : public vorn::ChildProcessLauncher {
   bool fRefuse = false;
   std::atomic<bool> fHang{false};
   std::atomic<int> fTerminated{0};
+  std::atomic<int> fReleased{0};
 
  private:
   class Child final : public vorn::ChildProcess {
    public:
-    Child(vorn::ChildOutput answer, bool hang, std::atomic<int>& terminated)
-        : fAnswer(std::move(answer)), fRunning(hang), fTerminated(terminated) {}
+    Child(vorn::ChildOutput answer, bool hang, std::atomic<int>& terminated, std::atomic<int>& released)
+        : fAnswer(std::move(answer)), fRunning(hang), fTerminated(terminated), fReleased(released) {}
 
     vorn::ChildOutput CollectUntil(std::chrono::steady_clock::time_point deadline) override {
       std::unique_lock lock(fMutex);
       fAnswer.timedOut = !fChanged.wait_until(lock, deadline, [this] { return !fRunning; });
       return fAnswer;
     }
-    vorn::ChildOutput CollectToEnd() override {
+    void AwaitEnd() override {
       std::unique_lock lock(fMutex);
       fChanged.wait(lock, [this] { return !fRunning; });
-      return fAnswer;
     }
     void Terminate() override {
-      const std::lock_guard lock(fMutex);
       ++fTerminated;
+      LetGo();
+    }
+    void Release() override {
+      ++fReleased;
+      LetGo();
+    }
+
+   private:
+    void LetGo() {
+      const std::lock_guard lock(fMutex);
       fRunning = false;
       fChanged.notify_all();
     }
 
-   private:
     std::mutex fMutex;
     std::condition_variable fChanged;
     vorn::ChildOutput fAnswer;
     bool fRunning;
     std::atomic<int>& fTerminated;
+    std::atomic<int>& fReleased;
   };
 
   std::mutex fMutex;

@@ -70,9 +70,8 @@ class SpawnPlan {
     sigfillset(&all);
     ::posix_spawnattr_setsigmask(&fAttributes, &none);
     ::posix_spawnattr_setsigdefault(&fAttributes, &all);
-    ::posix_spawnattr_setpgroup(&fAttributes, 0);
     ::posix_spawnattr_setflags(&fAttributes,
-                               POSIX_SPAWN_SETPGROUP | POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
+                               POSIX_SPAWN_SETSID | POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
   }
   SpawnPlan(const SpawnPlan&) = delete;
   SpawnPlan& operator=(const SpawnPlan&) = delete;
@@ -81,11 +80,11 @@ class SpawnPlan {
     ::posix_spawnattr_destroy(&fAttributes);
   }
 
+  /// Standard output goes nowhere, and standard error stays ours, where there is no pipe for it.
   [[nodiscard]] bool SetStreams(const Pipe& output, const Pipe& error) {
-    return ::posix_spawn_file_actions_addopen(&fActions, STDIN_FILENO, "/dev/null", O_RDONLY, 0) == 0 &&
-           ::posix_spawn_file_actions_adddup2(&fActions, output.childs.Get(), STDOUT_FILENO) == 0 &&
-           (!error ||
-            ::posix_spawn_file_actions_adddup2(&fActions, error.childs.Get(), STDERR_FILENO) == 0) &&
+    return Open(STDIN_FILENO, O_RDONLY) &&
+           (output ? Put(output, STDOUT_FILENO) : Open(STDOUT_FILENO, O_WRONLY)) &&
+           (!error || Put(error, STDERR_FILENO)) &&
            ::posix_spawn_file_actions_addclosefrom_np(&fActions, STDERR_FILENO + 1) == 0;
   }
 
@@ -100,6 +99,13 @@ class SpawnPlan {
   }
 
  private:
+  [[nodiscard]] bool Open(int descriptor, int direction) {
+    return ::posix_spawn_file_actions_addopen(&fActions, descriptor, "/dev/null", direction, 0) == 0;
+  }
+  [[nodiscard]] bool Put(const Pipe& pipe, int descriptor) {
+    return ::posix_spawn_file_actions_adddup2(&fActions, pipe.childs.Get(), descriptor) == 0;
+  }
+
   posix_spawn_file_actions_t fActions{};
   posix_spawnattr_t fAttributes{};
 };
@@ -113,11 +119,11 @@ bool ChildProcessLauncherLinux::IsExecutableFile(const std::string& path) {
 
 std::unique_ptr<ChildProcess> ChildProcessLauncherLinux::Launch(const ChildProcessRequest& request) {
   fReaper.Sweep();
-  Pipe output = OpenPipe();
-  const bool errorWanted = request.errorStream == ChildProcessRequest::ErrorStream::kPipe;
-  Pipe error = errorWanted ? OpenPipe() : Pipe{};
+  const bool collected = request.streams == ChildProcessRequest::Streams::kCollect;
+  Pipe output = collected ? OpenPipe() : Pipe{};
+  Pipe error = collected ? OpenPipe() : Pipe{};
   FileDescriptor wakeup(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK));
-  if (!output || (errorWanted && !error) || !wakeup) return nullptr;
+  if ((collected && (!output || !error)) || !wakeup) return nullptr;
 
   SpawnPlan plan;
   if (!plan.SetStreams(output, error)) return nullptr;

@@ -8,9 +8,10 @@
 
 namespace vorn {
 
-/// Starts children with posix_spawn. A child gets a process group of its own,
-/// no descriptor beside the standard ones, no blocked or ignored signal, and
-/// /dev/null to read from. The launcher outlives its children.
+/// Starts children with posix_spawn. A child gets a session of its own, so that
+/// neither our end nor that of a terminal reaches it; no descriptor beside the
+/// standard ones, no blocked or ignored signal, and /dev/null to read from. The
+/// launcher outlives what it returns.
 class ChildProcessLauncherLinux final : public ChildProcessLauncher {
  public:
   [[nodiscard]] bool IsExecutableFile(const std::string& path) override;

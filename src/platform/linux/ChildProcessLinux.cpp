@@ -47,7 +47,7 @@ ChildProcessLinux::ChildProcessLinux(pid_t leader, FileDescriptor output, FileDe
 
 ChildProcessLinux::~ChildProcessLinux() {
   NoticeEnd();
-  if (!fEnded) EndGroup();
+  if (!fEnded && !fReleased) EndGroup();
   Reap();
 }
 
@@ -62,19 +62,22 @@ ChildOutput ChildProcessLinux::CollectUntil(Clock::time_point deadline) {
   return result;
 }
 
-ChildOutput ChildProcessLinux::CollectToEnd() {
-  while (!IsDone() && !fTerminate) {
-    ServeOnce(Clock::now() + std::chrono::hours(1));
-    if (fEnded) Reap();
-  }
-  NoticeEnd();
-  if (!fEnded) EndGroup();
-  Reap();
-  return TakeOutput();
-}
-
 void ChildProcessLinux::Terminate() {
   fTerminate = true;
+  WakeUp();
+}
+
+void ChildProcessLinux::AwaitEnd() {
+  NoticeEnd();
+  while (!fEnded && !fReleased) ServeOnce(Clock::now() + std::chrono::hours(1));
+}
+
+void ChildProcessLinux::Release() {
+  fReleased = true;
+  WakeUp();
+}
+
+void ChildProcessLinux::WakeUp() {
   ::eventfd_write(fWakeup.Get(), 1);
 }
 
@@ -91,7 +94,7 @@ void ChildProcessLinux::ServeOnce(Clock::time_point deadline) {
   if (descriptors[2].revents != 0) fError.Read();
 }
 
-bool ChildProcessLinux::AwaitEnd(Clock::time_point deadline) {
+void ChildProcessLinux::AwaitLeader(Clock::time_point deadline) {
   NoticeEnd();
   while (!fEnded && Clock::now() < deadline) {
     pollfd process{fProcess.Get(), POLLIN, 0};
@@ -99,7 +102,6 @@ bool ChildProcessLinux::AwaitEnd(Clock::time_point deadline) {
     ::poll(&process, 1, static_cast<int>(timeout.count()));
     NoticeEnd();
   }
-  return fEnded;
 }
 
 void ChildProcessLinux::NoticeEnd() {
@@ -114,10 +116,10 @@ void ChildProcessLinux::EndGroup() {
   if (fReaped) return;
   ::kill(-fLeader, SIGTERM);
   ::kill(-fLeader, SIGCONT);
-  AwaitEnd(Clock::now() + kOrderlyEnd);
+  AwaitLeader(Clock::now() + kOrderlyEnd);
   if (fReaped) return;
   ::kill(-fLeader, SIGKILL);  // also when the leader is gone: the others of its group may not be
-  AwaitEnd(Clock::now() + kForcedEnd);
+  AwaitLeader(Clock::now() + kForcedEnd);
 }
 
 void ChildProcessLinux::Reap() {

@@ -12,7 +12,7 @@
 
 namespace vorn {
 
-/// A child that leads a process group, watched through a process descriptor.
+/// A child that leads a session, watched through a process descriptor.
 ///
 /// The leader is reaped only once the group need no longer be signalled: until
 /// then its zombie keeps the group's number from being given to strangers. It
@@ -20,14 +20,15 @@ namespace vorn {
 /// have children as well.
 class ChildProcessLinux final : public ChildProcess {
  public:
-  /// Takes over a child that leads its own group. The reaper must outlive it.
+  /// Takes over a child that leads its own session. The reaper must outlive it.
   ChildProcessLinux(pid_t leader, FileDescriptor output, FileDescriptor error, FileDescriptor wakeup,
                     ChildReaper& reaper);
   ~ChildProcessLinux() override;
 
   ChildOutput CollectUntil(std::chrono::steady_clock::time_point deadline) override;
-  ChildOutput CollectToEnd() override;
   void Terminate() override;
+  void AwaitEnd() override;
+  void Release() override;
 
  private:
   using Clock = std::chrono::steady_clock;
@@ -38,9 +39,10 @@ class ChildProcessLinux final : public ChildProcess {
   /// Waits for an event, at most until the deadline, and reads what is there.
   void ServeOnce(Clock::time_point deadline);
 
-  /// Waits for the leader's end alone; returns whether it came in time.
-  bool AwaitEnd(Clock::time_point deadline);
+  /// Waits for the leader's end alone.
+  void AwaitLeader(Clock::time_point deadline);
 
+  void WakeUp();
   void NoticeEnd();
   void EndGroup();
   void Reap();
@@ -54,6 +56,7 @@ class ChildProcessLinux final : public ChildProcess {
   ChildStream fOutput;
   ChildStream fError;
   std::atomic<bool> fTerminate{false};
+  std::atomic<bool> fReleased{false};
   bool fEnded = false;
   bool fReaped = false;
 };

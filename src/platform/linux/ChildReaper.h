@@ -8,9 +8,10 @@
 
 namespace vorn {
 
-/// Takes over killed children that the kernel has not let go yet (one that
-/// sits in a driver cannot end before the driver answers), so that nobody need
-/// wait for them and none stays a zombie for good. Any thread.
+/// Takes over children that nobody waits for any more, so that none stays a
+/// zombie for good: those that were left to finish by themselves, and killed
+/// ones that the kernel has not let go yet (one that sits in a driver cannot end
+/// before the driver answers). Any thread.
 class ChildReaper {
  public:
   ChildReaper() = default;
