@@ -157,22 +157,27 @@ void AppDelegate::addListener(ui::DeviceListListener* listener) {
 
 void AppDelegate::offerVirtualEntity(Registration& registration) {
   fVirtualEntity->setFVirtualEntityMenuItem(registration.menuItem);
-  auto insert = onMain([](AppDelegate& self) { self.insertVirtualEntityItems(); });
+  auto show = onMain([](AppDelegate& self) { self.showVirtualEntityItems(); });
   auto& queues = fEnvironment.dispatch();
   queues.AsyncBackground(Dispatch::Priority::kDefault,
-                         [&queues, entity = fVirtualEntity, insertItem = std::move(insert)] {
-                           if (entity->EnumerateAVBInterfaces()) queues.AsyncMain(insertItem);
+                         [&queues, entity = fVirtualEntity, showItems = std::move(show)] {
+                           entity->EnumerateAVBInterfaces();
+                           queues.AsyncMain(showItems);
                          });
 }
 
-// What was found for one menu, open still or closed, counts for every other: that of the status item is asked
-// about once only, at the start, when the tool may be slow or an interface not there yet.
-void AppDelegate::insertVirtualEntityItems() {
-  fVirtualEntity->installSubmenus();
+// The latest answer counts for every menu, whichever it was asked for: that of the status item is asked about
+// once only, at the start, when the tool may be slow or an interface not there yet.
+void AppDelegate::showVirtualEntityItems() {
+  const bool offered = fVirtualEntity->installSubmenus();
   for (const auto& [listener, item] : fListeners) {
     QMenu* menu = listener->menu();
-    if (!menu || menu->actions().contains(item.get())) continue;
-    menu->insertAction(menu->actions().value(kVirtualEntityIndex), item.get());
+    if (!menu || menu->actions().contains(item.get()) == offered) continue;
+    if (offered) {
+      menu->insertAction(menu->actions().value(kVirtualEntityIndex), item.get());
+    } else {
+      menu->removeAction(item.get());
+    }
   }
 }
 

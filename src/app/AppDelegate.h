@@ -89,7 +89,7 @@ class AppDelegate final : public ui::PanelOwner {
   void showPanel();
   void hidePanel();
   void offerVirtualEntity(Registration& registration);
-  void insertVirtualEntityItems();
+  void showVirtualEntityItems();
   /// `work` as a job of the main queue that does nothing once this object is gone.
   std::function<void()> onMain(std::function<void(AppDelegate&)> work);
 

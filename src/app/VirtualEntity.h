@@ -21,9 +21,9 @@ class VirtualEntity {
   /// Ends an enumeration in progress, and each later one, at once and without
   /// result: the program ends. Any thread.
   virtual void stopEnumerations() = 0;
-  /// Gives the item, and those set before it, the submenu that was found last.
-  /// Main thread.
-  virtual void installSubmenus() = 0;
+  /// Gives the item, and those set before it, the submenu of the latest answer.
+  /// False where that has none: then the items belong in no menu. Main thread.
+  virtual bool installSubmenus() = 0;
   /// An entry of the submenu was chosen. Main thread.
   virtual void EnableDisableVirtualAudio(QAction* sender) = 0;
 };

@@ -85,10 +85,10 @@ void VirtualEntityMenu::stopEnumerations() {
   fEntity.StopListings();
 }
 
-void VirtualEntityMenu::installSubmenus() {
+bool VirtualEntityMenu::installSubmenus() {
   forgetClosedMenus();
   const auto description = fDescription->Submenu();
-  if (!description) return;
+  if (!description) return false;
   for (auto& parent : fParents) {
     // The one that stands may be open, so it is kept where it fits.
     if (!parent.submenu || !HasSameTitles(*parent.submenu, *description)) {
@@ -98,6 +98,7 @@ void VirtualEntityMenu::installSubmenus() {
     }
     ShowStates(*parent.submenu, *description);
   }
+  return true;
 }
 
 void VirtualEntityMenu::EnableDisableVirtualAudio(QAction* sender) {

@@ -28,7 +28,7 @@ class VirtualEntityMenu final : public VirtualEntity {
   void setFVirtualEntityMenuItem(std::shared_ptr<QAction> item) override;
   bool EnumerateAVBInterfaces() override;
   void stopEnumerations() override;
-  void installSubmenus() override;
+  bool installSubmenus() override;
   void EnableDisableVirtualAudio(QAction* sender) override;
 
  private:

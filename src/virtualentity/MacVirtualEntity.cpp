@@ -25,8 +25,8 @@ std::vector<std::string> SplitTitle(const std::string& title) {
 
 // A title that does not fall into two parts (a service's name with a ":" in
 // it) gets no item: its interface could not be told when it is chosen.
-std::shared_ptr<const MenuDescription> BuildSubmenu(const std::vector<std::string>& interfaces,
-                                                    const std::vector<std::string>& enabled) {
+std::shared_ptr<MenuDescription> BuildSubmenu(const std::vector<std::string>& interfaces,
+                                              const std::vector<std::string>& enabled) {
   auto menu = std::make_shared<MenuDescription>();
   for (const auto& title : interfaces) {
     const auto parts = SplitTitle(title);
@@ -45,25 +45,28 @@ MacVirtualEntity::MacVirtualEntity(Dispatch& dispatch, ChildProcessLauncher& lau
       fServices(services),
       fCapability(capability),
       fTool(std::move(tool)),
-      fRunning(std::make_shared<RunningTools>()) {}
+      fRunning(std::make_shared<RunningTools>()),
+      fChoices(std::make_shared<LatestChoices>()) {}
 
 MacVirtualEntity::~MacVirtualEntity() {
   fRunning->Stop();
 }
 
 bool MacVirtualEntity::EnumerateAVBInterfaces() {
+  const auto asked = fChoices->Ask();
   const auto enabled = QueryActiveInterfaces();
-  if (!enabled) return false;
-  auto interfaces = FindCapableInterfaces();
-  if (!interfaces) return false;
-  const auto submenu = BuildSubmenu(*interfaces, *enabled);
-  const bool any = !interfaces->empty();
+  const auto interfaces = enabled ? FindCapableInterfaces() : optional<std::vector<std::string>>();
+  const bool any = interfaces && !interfaces->empty();
+  const auto submenu = any ? BuildSubmenu(*interfaces, *enabled) : nullptr;
 
   const std::lock_guard lock(fMutex);
-  fAVBInterfaces = std::move(*interfaces);
-  if (!any || !fVirtualEntityMenuItem) return false;
-  fVirtualEntityMenuItem->SetSubmenu(submenu);
-  return true;
+  if (interfaces) fAVBInterfaces = *interfaces;
+  if (asked > fAnswered && fChoices->Accept(asked, submenu.get())) {
+    fAnswered = asked;
+    fSubmenu = submenu;
+  }
+  if (fVirtualEntityMenuItem) fVirtualEntityMenuItem->SetSubmenu(fSubmenu);
+  return fVirtualEntityMenuItem && fSubmenu;
 }
 
 void MacVirtualEntity::StopListings() {
@@ -79,8 +82,10 @@ void MacVirtualEntity::EnableDisableVirtualAudio(ActionSender* sender) {
   if (item == nullptr) return;
   const bool enable = !item->IsOn();
   item->SetOn(enable);
+  const std::string title = item->Title();
 
-  const auto job = [tools = fRunning, &launcher = fLauncher, tool = fTool, title = item->Title(), enable] {
+  const auto job = [underWay = NoteChoice(title, enable), tools = fRunning, &launcher = fLauncher,
+                    tool = fTool, title, enable] {
     const auto parts = SplitTitle(title);
     if (parts.size() < 2 || !launcher.IsExecutableFile(tool.path)) return;
     tools->Run(launcher, {tool.path,
@@ -109,6 +114,20 @@ std::vector<std::string> MacVirtualEntity::AVBInterfaces() const {
 std::vector<std::string> MacVirtualEntity::EnabledAVBInterfaces() const {
   const std::lock_guard lock(fMutex);
   return fEnabledAVBInterfaces;
+}
+
+// Under the lock of the installation, so that no older answer comes in between.
+std::shared_ptr<const void> MacVirtualEntity::NoteChoice(const std::string& title, bool on) {
+  const std::lock_guard lock(fMutex);
+  if (fSubmenu) {
+    auto submenu = std::make_shared<MenuDescription>(*fSubmenu);
+    for (auto& item : submenu->items) {
+      if (item.title == title) item.on = on;
+    }
+    fSubmenu = submenu;
+    if (fVirtualEntityMenuItem) fVirtualEntityMenuItem->SetSubmenu(fSubmenu);
+  }
+  return fChoices->Begin(title, on);
 }
 
 optional<std::vector<std::string>> MacVirtualEntity::QueryActiveInterfaces() {

@@ -12,6 +12,7 @@
 #include "platform/NetworkServices.h"
 #include "virtualentity/AVBTool.h"
 #include "virtualentity/ActionSender.h"
+#include "virtualentity/LatestChoices.h"
 #include "virtualentity/MenuItemDescription.h"
 #include "virtualentity/RunningTools.h"
 
@@ -21,7 +22,12 @@ namespace vorn {
 /// enabled, and switches it per interface through the system's AVB tool.
 ///
 /// Failures are told to nobody: an enumeration that fails leaves no submenu, a
-/// toggle that fails leaves the item as it was chosen.
+/// toggle that fails leaves the item as it was chosen until the next answer.
+///
+/// The submenu follows the answer to the latest question. An answer to a
+/// question that was asked before the latest choice, or before the tool had
+/// finished what was chosen, changes nothing; while the tool is at it, a later
+/// answer leaves the mark that was chosen.
 ///
 /// Enumerations may run beside each other: each works on lists of its own and
 /// publishes them whole, so a submenu, and each list of the object, is one
@@ -42,8 +48,9 @@ class MacVirtualEntity {
 
   /// Finds the capable interfaces, reads which of them are enabled, and
   /// installs a submenu with one item for each on the menu item that is set
-  /// then. True when a submenu was installed; without a capable interface, or
-  /// a usable answer of the tool, there is none.
+  /// then. Without a capable interface, or a usable answer of the tool, there is
+  /// none, and one that was there is taken away. True when the menu item has a
+  /// submenu afterwards.
   ///
   /// Any background thread but those of high priority; blocks for at least the
   /// tool's patience (one second).
@@ -77,6 +84,7 @@ class MacVirtualEntity {
   [[nodiscard]] std::vector<std::string> EnabledAVBInterfaces() const;
 
  private:
+  [[nodiscard]] std::shared_ptr<const void> NoteChoice(const std::string& title, bool on);
   optional<std::vector<std::string>> QueryActiveInterfaces();
   optional<ChildOutput> RunListing();
   optional<std::vector<std::string>> FindCapableInterfaces();
@@ -87,10 +95,13 @@ class MacVirtualEntity {
   AVBCapability& fCapability;
   const AVBTool fTool;
   const std::shared_ptr<RunningTools> fRunning;  // shared with the jobs that have not run yet
+  const std::shared_ptr<LatestChoices> fChoices;
 
   mutable std::mutex fMutex;  // guards everything below; never held while anything is asked
   std::vector<std::string> fAVBInterfaces;
   std::vector<std::string> fEnabledAVBInterfaces;
+  std::shared_ptr<const MenuDescription> fSubmenu;  // the latest answer, with the choices since; may be null
+  LatestChoices::Moment fAnswered = 0;              // when that was asked for
   std::shared_ptr<MenuItemDescription> fVirtualEntityMenuItem;
 };
 

@@ -17,7 +17,7 @@ class MenuItemDescription {
 
   [[nodiscard]] const std::string& Title() const { return fTitle; }
 
-  /// Null until one is installed.
+  /// Null while there is none.
   [[nodiscard]] std::shared_ptr<const MenuDescription> Submenu() const;
   void SetSubmenu(std::shared_ptr<const MenuDescription> submenu);
 

@@ -303,6 +303,32 @@ TEST_F(AppDelegateTest, InsertsInMenusForWhichNothingWasFoundBefore) {
   EXPECT_NE(early.settings.actions().at(0), late.settings.actions().at(0));
 }
 
+TEST_F(AppDelegateTest, TakesTheEntryOutOfEveryMenuWhenALaterAnswerHasNone) {
+  fEnvironment.hasAVBInterfaces = true;
+  Launch();
+  RecordingListener early;
+  fDelegate->addListener(&early);
+  RunBackground();
+  RunMain();
+  ASSERT_EQ(early.settings.actions().size(), 1);
+
+  fEnvironment.hasAVBInterfaces = false;
+  RecordingListener late;
+  fDelegate->addListener(&late);
+  RunBackground();
+  RunMain();
+  EXPECT_THAT(early.settings.actions(), IsEmpty());
+  EXPECT_THAT(late.settings.actions(), IsEmpty());
+
+  fEnvironment.hasAVBInterfaces = true;
+  RecordingListener last;
+  fDelegate->addListener(&last);
+  RunBackground();
+  RunMain();
+  EXPECT_EQ(early.settings.actions().size(), 1);
+  EXPECT_EQ(late.settings.actions().size(), 1);
+}
+
 TEST_F(AppDelegateTest, ShowsInTheOtherMenusWhatWasFoundForOneThatClosed) {
   fEnvironment.hasAVBInterfaces = true;
   Launch();

@@ -25,7 +25,10 @@ class ScriptedEntity final : public VirtualEntity {
     return fEnvironment.hasAVBInterfaces;
   }
   void stopEnumerations() override { fEnvironment.journal.push_back("stop enumerations"); }
-  void installSubmenus() override { fEnvironment.journal.push_back("install submenus"); }
+  bool installSubmenus() override {
+    fEnvironment.journal.push_back("install submenus");
+    return fEnvironment.hasAVBInterfaces;
+  }
   void EnableDisableVirtualAudio(QAction* sender) override { fEnvironment.toggled = sender; }
 
  private:

@@ -35,7 +35,8 @@ class VirtualEntityMenuTest : public ::testing::Test {
   std::shared_ptr<QAction> Offer() {
     auto item = std::make_shared<QAction>("Launch Mac Virtual Entity");
     fEntity.setFVirtualEntityMenuItem(item);
-    if (fEntity.EnumerateAVBInterfaces()) fEntity.installSubmenus();
+    fEntity.EnumerateAVBInterfaces();
+    fOffered = fEntity.installSubmenus();
     return item;
   }
   static std::vector<std::string> EntriesOf(const QAction& item) {
@@ -47,6 +48,7 @@ class VirtualEntityMenuTest : public ::testing::Test {
     return entries;
   }
 
+  bool fOffered = false;  ///< the latest answer has a submenu
   ScriptedLauncher fLauncher;
   ScriptedServices fServices;
   ScriptedCapability fCapability;
@@ -93,6 +95,7 @@ TEST_F(VirtualEntityMenuTest, ShowsOneStateInAllMenus) {
   const auto second = Offer();
   fEntity.EnableDisableVirtualAudio(second->menu()->actions().at(0));
   EXPECT_THAT(EntriesOf(*first), ElementsAre("+Desk && Stage:eth0", "+Rack:eth1"));
+  fDispatch.Join();
   Enable("eth0\n");
   const auto third = Offer();
   EXPECT_THAT(EntriesOf(*first), ElementsAre("+Desk && Stage:eth0", "-Rack:eth1"));
@@ -107,6 +110,32 @@ TEST_F(VirtualEntityMenuTest, KeepsAMenuThatMayBeOpenWhereItFits) {
   fServices.fServices->pop_back();
   Offer();
   EXPECT_THAT(EntriesOf(*item), ElementsAre("-Desk && Stage:eth0"));
+}
+
+TEST_F(VirtualEntityMenuTest, OffersTheItemsAsLongAsTheLatestAnswerHasInterfaces) {
+  const auto item = Offer();
+  EXPECT_TRUE(fOffered);
+  fServices.fServices = {};
+  Offer();
+  EXPECT_FALSE(fOffered);
+  fServices.fServices = std::vector<NetworkService>{{"Rack", "eth1"}};
+  Offer();
+  EXPECT_TRUE(fOffered);
+  EXPECT_THAT(EntriesOf(*item), ElementsAre("+Rack:eth1"));
+}
+
+// The tool answers, and the user chooses before the main thread hears of it.
+TEST_F(VirtualEntityMenuTest, KeepsAChoiceThatAnOlderAnswerKnowsNothingOf) {
+  const auto item = Offer();
+  fEntity.EnumerateAVBInterfaces();
+  QAction* const rack = item->menu()->actions().at(1);
+  fEntity.EnableDisableVirtualAudio(rack);
+  fEntity.installSubmenus();
+  EXPECT_THAT(EntriesOf(*item), ElementsAre("-Desk && Stage:eth0", "-Rack:eth1"));
+  fDispatch.Join();
+  fEntity.EnableDisableVirtualAudio(rack);
+  fDispatch.Join();
+  EXPECT_THAT(fLauncher.Requests().back().arguments, ElementsAre("--virtual-audio", "enable", "eth1"));
 }
 
 TEST_F(VirtualEntityMenuTest, ForgetsMenusThatClosed) {

@@ -220,6 +220,36 @@ TEST_F(AVBToolTest, AToggleUnderWayOutlivesTheProgram) {
   EXPECT_TRUE(IsGone(Read("pid")));
 }
 
+TEST_F(AVBToolTest, AMarkStaysAsChosenWhileTheToolIsStillAtIt) {
+  // en0 is on until a toggle, which takes as long as it is told to, has taken effect.
+  Script(R"(if [ $2 = list ]; then echo interface; [ -e $FOLDER/off ] || echo en0; exit; fi
+echo begun >$FOLDER/begun
+while ! [ -e $FOLDER/go ]; do sleep 0.01; done
+[ -e $FOLDER/fail ] || echo off >$FOLDER/off
+echo end >>$FOLDER/end)");
+  const Items on{{"Ethernet:en0", true}, {"Stage:en5", false}};
+  const Items off{{"Ethernet:en0", false}, {"Stage:en5", false}};
+  const auto entity = Make();
+  const auto items = [&] {
+    EXPECT_TRUE(entity->EnumerateAVBInterfaces());
+    return fItem->Submenu() ? fItem->Submenu()->items : Items{};
+  };
+  EXPECT_EQ(items(), on);
+  ScriptedMenuItem item("Ethernet:en0", true);
+  entity->EnableDisableVirtualAudio(&item);
+  EXPECT_TRUE(Eventually([&] { return Read("begun") == "begun\n"; }));
+  EXPECT_EQ(items(), off) << "the tool lists what was before";
+  std::ofstream(fFolder.Path() / "fail") << "fail";
+  std::ofstream(fFolder.Path() / "go") << "go";
+  EXPECT_TRUE(Eventually([&] { return Read("end") == "end\n"; }));
+  EXPECT_TRUE(Eventually([&] { return items() == on; })) << "the tool has failed, and says so now";
+  std::filesystem::remove(fFolder.Path() / "fail");
+  item.fOn = true;
+  entity->EnableDisableVirtualAudio(&item);
+  EXPECT_TRUE(Eventually([&] { return Read("end") == "end\nend\n"; }));
+  EXPECT_EQ(items(), off);
+}
+
 TEST_F(AVBToolTest, EndsAListingThatHangsWhenListingsAreStopped) {
   Script("echo $$ >$FOLDER/pid; exec sleep 1000");
   fTool.patience = 1h;

@@ -5,6 +5,7 @@
 #include <future>
 #include <thread>
 #include <type_traits>
+#include <utility>
 
 #include "tests/virtualentity/Scripted.h"
 #include "virtualentity/MacVirtualEntity.h"
@@ -63,6 +64,17 @@ class MacVirtualEntityTest : public testing::Test {
     fDispatch.Join();
   }
 
+  // Begins an enumeration whose two jobs are held back.
+  std::future<bool> Ask() {
+    const auto before = fDispatch.Priorities().size();
+    auto answer = std::async(std::launch::async, [this] { return fEntity->EnumerateAVBInterfaces(); });
+    const auto end = std::chrono::steady_clock::now() + 20s;
+    while (fDispatch.Priorities().size() < before + 2 && std::chrono::steady_clock::now() < end) {
+      std::this_thread::sleep_for(1ms);
+    }
+    return answer;
+  }
+
   ScriptedLauncher fLauncher;
   ScriptedServices fServices;
   ScriptedCapability fCapability;
@@ -102,12 +114,57 @@ TEST_F(MacVirtualEntityTest, InstallsAnEmptyMenuWhenOnlySuchServicesAreCapable) 
 }
 
 TEST_F(MacVirtualEntityTest, InstallsNothingWithoutACapableInterface) {
-  EXPECT_TRUE(fEntity->EnumerateAVBInterfaces());
-  const auto before = fItem->Submenu();
   fCapability.fAnswers.clear();
   EXPECT_FALSE(fEntity->EnumerateAVBInterfaces());
   EXPECT_THAT(fEntity->AVBInterfaces(), IsEmpty());
-  EXPECT_EQ(fItem->Submenu(), before);
+  EXPECT_FALSE(fItem->Submenu());
+}
+
+TEST_F(MacVirtualEntityTest, WithdrawsTheSubmenuWhenALaterAnswerHasNone) {
+  const auto fails = [&](const char* how) {
+    EXPECT_FALSE(fEntity->EnumerateAVBInterfaces()) << how;
+    EXPECT_FALSE(fItem->Submenu()) << how;
+  };
+  EXPECT_TRUE(fEntity->EnumerateAVBInterfaces());
+  fLauncher.SetAnswer({"en5\n", "complaint", false, false});
+  fails("the tool complains");
+  fLauncher.SetAnswer({"en5\n", "", false, false});
+  EXPECT_TRUE(fEntity->EnumerateAVBInterfaces());
+  EXPECT_TRUE(fItem->Submenu());
+  const auto services = std::exchange(fServices.fServices, {});
+  fails("the services cannot be listed");
+  fServices.fServices = services;
+  EXPECT_TRUE(fEntity->EnumerateAVBInterfaces());
+  fCapability.fAnswers.clear();
+  fails("no interface is capable");
+}
+
+TEST_F(MacVirtualEntityTest, AnAnswerThatWasAskedForBeforeTheLatestChoiceChangesNothing) {
+  EXPECT_TRUE(fEntity->EnumerateAVBInterfaces());
+  fDispatch.fHold = true;
+  auto older = Ask();
+  ScriptedMenuItem item("Stage:en5", true);
+  fEntity->EnableDisableVirtualAudio(&item);
+  EXPECT_EQ(MenuItems(), (Items{{"Ethernet:en0", false}, {"Stage:en5", false}}));
+  fLauncher.SetAnswer({"en0\nen5\n", "", false, false});
+  fDispatch.RunHeld();
+  EXPECT_TRUE(older.get());
+  EXPECT_EQ(MenuItems(), (Items{{"Ethernet:en0", false}, {"Stage:en5", false}}));
+  fDispatch.fHold = false;
+  EXPECT_TRUE(fEntity->EnumerateAVBInterfaces());
+  EXPECT_EQ(MenuItems(), (Items{{"Ethernet:en0", true}, {"Stage:en5", true}})) << "asked for afterwards";
+}
+
+TEST_F(MacVirtualEntityTest, AnOlderAnswerThatFailsLeavesANewerOne) {
+  fDispatch.fHold = true;
+  auto older = Ask();
+  auto newer = Ask();
+  fDispatch.RunLastHeld(2);
+  EXPECT_TRUE(newer.get());
+  fLauncher.SetAnswer({"", "complaint", false, false});
+  fDispatch.RunHeld();
+  EXPECT_TRUE(older.get()) << "there is a submenu";
+  EXPECT_EQ(MenuItems(), (Items{{"Ethernet:en0", false}, {"Stage:en5", true}}));
 }
 
 TEST_F(MacVirtualEntityTest, InstallsNothingWhenTheServicesCannotBeListed) {

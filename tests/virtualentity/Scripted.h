@@ -54,6 +54,14 @@ class ScriptedDispatch final : public vorn::Dispatch {
     for (auto& job : std::exchange(fHeld, {})) job();
   }
 
+  // The last of those that are held, in their order.
+  void RunLastHeld(std::size_t count) {
+    const auto first = fHeld.end() - static_cast<std::ptrdiff_t>(count);
+    const std::vector<Job> last(first, fHeld.end());
+    fHeld.erase(first, fHeld.end());
+    for (const auto& job : last) job();
+  }
+
   std::vector<Priority> Priorities() {
     const std::lock_guard lock(fMutex);
     return fPriorities;
