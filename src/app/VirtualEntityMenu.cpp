@@ -4,6 +4,8 @@
 #include <QMenu>
 #include <utility>
 
+#include "ui/DisplayText.h"
+#include "ui/MenuText.h"
 #include "virtualentity/ActionSender.h"
 #include "virtualentity/MenuDescription.h"
 
@@ -37,11 +39,20 @@ bool HasSameTitles(const QMenu& menu, const MenuDescription& description) {
   return true;
 }
 
+// The interface's name is never cut: it tells services of the same name apart.
+QString EntryText(const std::string& title) {
+  const auto colon = title.rfind(':');
+  const std::string service = title.substr(0, colon);
+  const QString name =
+      service.empty() ? QString() : ui::isolatedText(ui::shortText(ui::displayText(service)));
+  return name + u':' + ui::displayText(title.substr(colon + 1));
+}
+
 std::unique_ptr<QMenu> MakeMenu(const MenuDescription& description) {
   auto menu = std::make_unique<QMenu>(QString::fromStdString(description.title));
   for (const auto& item : description.items) {
-    const auto text = QString::fromStdString(item.title).replace(QLatin1Char('&'), QLatin1String("&&"));
-    QAction* action = menu->addAction(text);
+    QAction* action = menu->addAction(QString());
+    ui::setLiteralText(*action, EntryText(item.title), ui::MenuForm::Drawn);
     action->setCheckable(true);
     action->setChecked(item.on);
     action->setData(TitleBytes(item));

@@ -56,8 +56,8 @@ QString toolTipText(const QString& text) {
   return QStringLiteral("<span>%1</span>").arg(text.toHtmlEscaped().replace(u'\n', QStringLiteral("<br>")));
 }
 
-QString menuText(const QString& text) {
-  return cut(text, kLongestMenuText).replace(u'&', QStringLiteral("&&"));
+QString shortText(const QString& text) {
+  return cut(text, kLongestMenuText);
 }
 
 }  // namespace vorn::ui

@@ -20,7 +20,7 @@ namespace vorn::ui {
 /// `text` as a tool tip that is shown literally, never as markup.
 [[nodiscard]] QString toolTipText(const QString& text);
 
-/// `text` as the title of a menu entry without mnemonics, cut to a sensible width.
-[[nodiscard]] QString menuText(const QString& text);
+/// `text` cut to a sensible width for the entry of a menu.
+[[nodiscard]] QString shortText(const QString& text);
 
 }  // namespace vorn::ui

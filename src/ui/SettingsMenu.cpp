@@ -34,6 +34,11 @@ QAction* SettingsMenu::addCheckMark(const QString& title, void (SettingsMenu::*t
   return action;
 }
 
+void SettingsMenu::setForm(MenuForm form) {
+  fForm = form;
+  showIn(form, *this);
+}
+
 void SettingsMenu::menuNeedsUpdate() {
   fLaunchOnStart->setChecked(fOwner.launchOnLogin());
   fShowSwitches->setChecked(fOwner.showSwitches());
@@ -70,6 +75,7 @@ void SettingsMenu::actionEvent(QActionEvent* event) {
   const bool gone = event->type() == QEvent::ActionRemoved;
   if (QMenu* submenu = gone ? nullptr : event->action()->menu()) {
     connect(submenu, &QMenu::triggered, this, &SettingsMenu::toggleMacVirtualEntity, Qt::UniqueConnection);
+    showIn(fForm, *submenu);
   }
 }
 

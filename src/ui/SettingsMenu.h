@@ -4,6 +4,8 @@
 #include <QPointer>
 #include <cstdint>
 
+#include "ui/MenuText.h"
+
 namespace vorn::ui {
 
 class PanelOwner;
@@ -26,6 +28,9 @@ class SettingsMenu : public QMenu {
   /// The entry that ends the program, by its name.
   [[nodiscard]] static QString quitTitle();
 
+  /// Drawn, unless this is called. Inserted submenus are shown in this form.
+  void setForm(MenuForm form);
+
   /// Sets the three check marks.
   void menuNeedsUpdate();
 
@@ -46,6 +51,7 @@ class SettingsMenu : public QMenu {
   QAction* addCheckMark(const QString& title, void (SettingsMenu::*toggle)());
 
   PanelOwner& fOwner;
+  MenuForm fForm = MenuForm::Drawn;
   QAction* fLaunchOnStart;
   QAction* fShowSwitches;
   QAction* fShouldNotify;

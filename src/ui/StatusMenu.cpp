@@ -18,7 +18,7 @@ using DeviceList::ExtendedDeviceInfo;
 constexpr std::chrono::milliseconds kCollect{250};
 
 QString entryTitle(const ExtendedDeviceInfo& info) {
-  const QString name = isolatedText(menuText(nameWords(info)));
+  const QString name = isolatedText(shortText(nameWords(info)));
   const QString update = updateWords(info);
   return update.isEmpty() ? name : name + QStringLiteral(" (%1)").arg(update);
 }
@@ -34,6 +34,7 @@ StatusMenu::StatusMenu(PanelOwner& owner, QObject* parent, std::chrono::millisec
   fPlaceholder->setEnabled(false);
   fAfterDevices = fMenu.addSeparator();
   fSettings = new SettingsMenu(owner, SettingsMenu::Quit::NotOffered, &fMenu);
+  fSettings->setForm(fForm);
   fMenu.addMenu(fSettings);
   QAction* quit = fMenu.addAction(SettingsMenu::quitTitle());
   connect(quit, &QAction::triggered, this, [this] { fOwner.quit(); });
@@ -51,6 +52,12 @@ StatusMenu::~StatusMenu() = default;
 
 QMenu* StatusMenu::menu() {
   return fSettings;
+}
+
+void StatusMenu::setForm(MenuForm form) {
+  fForm = form;
+  fSettings->setForm(form);
+  showIn(form, fMenu);
 }
 
 void StatusMenu::updateDeviceList(std::vector<ExtendedDeviceInfo> list) {
@@ -92,7 +99,7 @@ void StatusMenu::placeEntries() {
     const auto known =
         std::find_if(place, fEntries.end(), [&](const Entry& entry) { return entry.url == info.url; });
     QAction* action = known == fEntries.end() ? makeEntry(info.url) : known->action;
-    if (const QString title = entryTitle(info); action->text() != title) action->setText(title);
+    setLiteralText(*action, entryTitle(info), fForm);
     if (known == place && known != fEntries.end()) continue;
     fMenu.insertAction(place == fEntries.end() ? fAfterDevices : place->action, action);
     if (known != fEntries.end()) fEntries.erase(known);

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "ui/DeviceListListener.h"
+#include "ui/MenuText.h"
 
 namespace vorn::ui {
 
@@ -38,6 +39,10 @@ class StatusMenu : public QObject, public DeviceListListener {
   /// For StatusItem::setContextMenu.
   [[nodiscard]] QMenu* contextMenu() { return &fMenu; }
 
+  /// Exported, unless this is called: the older kind of tray has the toolkit
+  /// draw the menu.
+  void setForm(MenuForm form);
+
   void updateDeviceList(std::vector<DeviceList::ExtendedDeviceInfo> list) override;
   /// The settings submenu.
   QMenu* menu() override;
@@ -55,6 +60,7 @@ class StatusMenu : public QObject, public DeviceListListener {
   QAction* makeEntry(const std::string& url);
 
   PanelOwner& fOwner;
+  MenuForm fForm = MenuForm::Exported;
   QMenu fMenu;
   SettingsMenu* fSettings = nullptr;  // child of fMenu
   QAction* fPlaceholder = nullptr;    // owned by fMenu; visible while nothing is listed

@@ -64,6 +64,17 @@ TEST_F(VirtualEntityMenuTest, MakesACheckableEntryForEachInterface) {
   for (const QAction* entry : item->menu()->actions()) EXPECT_TRUE(entry->isCheckable());
 }
 
+TEST_F(VirtualEntityMenuTest, CutsAndCleansAStrangersTextAndKeepsTheInterface) {
+  fServices.fServices =
+      std::vector<NetworkService>{{std::string(500, 'x'), "eth0"}, {"Rack\n\xE2\x80\xAE\x01", "eth1"}};
+  const auto item = Offer();
+  ASSERT_EQ(item->menu()->actions().size(), 2);
+  const QString cut = item->menu()->actions().at(0)->text();
+  EXPECT_EQ(cut.size(), 65);
+  EXPECT_TRUE(cut.endsWith(QStringLiteral("\u2026:eth0")));
+  EXPECT_EQ(item->menu()->actions().at(1)->text(), "Rack:eth1");
+}
+
 TEST_F(VirtualEntityMenuTest, HasNoSubmenuWithoutCapableInterfaces) {
   fCapability.fAnswers.clear();
   EXPECT_EQ(Offer()->menu(), nullptr);

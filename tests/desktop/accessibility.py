@@ -8,9 +8,12 @@ import dbus.bus
 ACCESSIBLE = "org.a11y.atspi.Accessible"
 COMPONENT = "org.a11y.atspi.Component"
 PROPERTIES = "org.freedesktop.DBus.Properties"
-STATES = {1: "active", 4: "checked", 8: "enabled", 11: "focusable", 12: "focused", 23: "selected", 25: "showing"}
+STATES = {1: "active", 4: "checked", 8: "enabled", 11: "focusable", 12: "focused", 23: "selected", 25: "showing", 30: "visible"}
 DIRECTION_MARKS = dict.fromkeys(map(ord, "\u2066\u2067\u2068\u2069\u200e\u200f"))
 OF_THE_SCREEN = dbus.UInt32(0)
+MENUS = ("menu", "popup menu")
+FIRST_OBJECT = 1 << 31  # the toolkit's first number
+MOST_OBJECTS = 50  # that are looked at in search of a menu
 
 
 @dataclasses.dataclass
@@ -54,14 +57,32 @@ class Accessibility:
 
     def windows(self, application):
         """The windows of an application; what goes away while it is read is left out."""
-        registry = ("org.a11y.atspi.Registry", "/org/a11y/atspi/accessible/root")
-        for reference in self._call(registry, ACCESSIBLE, "GetChildren") or ():
-            if self._property(reference, "Name") == application:
-                return [
-                    window for child in self._call(reference, ACCESSIBLE, "GetChildren") or ()
-                    if (window := self._read(child))
-                ]
+        for reference in self._applications(application):
+            return [window for child in self._children(reference) if (window := self._read(child))]
         return []
+
+    def ask_for_changes(self):
+        """Makes applications tell what appears; of a menu that opens they number the parts only then."""
+        registry = ("org.a11y.atspi.Registry", "/org/a11y/atspi/registry")
+        self._call(registry, "org.a11y.atspi.Registry", "RegisterEvent", "s", "object:state-changed:showing")
+
+    def menu(self, application, first):
+        """The menu of an application that begins with this entry; None while there is none."""
+        for reference in self._applications(application):
+            # An open menu is not among the windows, but what was told of has a number.
+            for number in range(FIRST_OBJECT, FIRST_OBJECT + MOST_OBJECTS):
+                candidate = (reference[0], f"/org/a11y/atspi/accessible/{number}")
+                entries = self._children(candidate) if self._call(candidate, ACCESSIBLE, "GetRoleName") in MENUS else ()
+                if entries and self._property(entries[0], "Name") == first:
+                    return self._read(candidate)
+        return None
+
+    def _applications(self, name):
+        registry = ("org.a11y.atspi.Registry", "/org/a11y/atspi/accessible/root")
+        return [reference for reference in self._children(registry) if self._property(reference, "Name") == name]
+
+    def _children(self, reference):
+        return self._call(reference, ACCESSIBLE, "GetChildren") or ()
 
     def _read(self, reference):
         role = self._call(reference, ACCESSIBLE, "GetRoleName")
@@ -72,7 +93,7 @@ class Accessibility:
         number = int(bits[0]) | int(bits[1]) << 32
         states = frozenset(word for bit, word in STATES.items() if number >> bit & 1)
         place = self._call(reference, COMPONENT, "GetExtents", "u", OF_THE_SCREEN) or (0, 0, 0, 0)
-        children = [self._read(child) for child in self._call(reference, ACCESSIBLE, "GetChildren") or ()]
+        children = [self._read(child) for child in self._children(reference)]
         return Node(
             str(role), str(name).translate(DIRECTION_MARKS), states, tuple(int(number) for number in place),
             [child for child in children if child],

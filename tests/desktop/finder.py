@@ -1,6 +1,7 @@
 """The status-item application on a virtual desktop in a studio, as its user finds it."""
 
 import os
+import re
 import signal
 import subprocess
 import time
@@ -236,9 +237,14 @@ def _end(process):
     return time.monotonic() - started, code
 
 
+def _shown(label):
+    """What a host shows for a label: "__" is an underscore, any other "_" marks a letter and is not seen."""
+    return re.sub("_(_?)", r"\1", label).replace("\u2068", "").replace("\u2069", "")
+
+
 def _entries(node):
     number, properties, children = node
-    title = str(properties.get("label", "")).replace("\u2068", "").replace("\u2069", "")
+    title = _shown(str(properties.get("label", "")))
     mine = {"title": title, "number": int(number), "checked": bool(properties.get("toggle-state", 0))}
     shown = bool(properties.get("visible", True)) and properties.get("type", "") != "separator"
     return ([mine] if shown else []) + [entry for child in children for entry in _entries(child)]

@@ -209,8 +209,22 @@ TEST_F(StatusMenuTest, ReadsTheSettingsNowAndThenForHostsThatNeverTellOfOpening)
 
 TEST_F(StatusMenuTest, NamesOfStrangersAreHarmlessTitles) {
   const auto titles = opened({Device("Drums & Bass\n\xE2\x80\xAE"), Device(std::string(500, 'x'))});
-  EXPECT_EQ(titles[2], "Drums && Bass");
+  EXPECT_EQ(titles[2], "&Drums & Bass");
   EXPECT_EQ(QString::fromStdString(titles[3]).size(), 60);
+}
+
+TEST_F(StatusMenuTest, TitlesFollowTheFormOfTheTray) {
+  QAction interfaces("Launch Mac Virtual Entity");
+  QMenu submenu;
+  interfaces.setMenu(&submenu);
+  setLiteralText(*submenu.addAction(QString()), "R&D_1:eth0", MenuForm::Drawn);
+  fMenu.menu()->addAction(&interfaces);
+  EXPECT_THAT(Titles(submenu), ElementsAre("&R&D\u02CD1:eth0"));
+  EXPECT_EQ(opened({Device("Live_Room")})[2], "Live__Room");
+  fMenu.setForm(MenuForm::Drawn);
+  EXPECT_EQ(opened({Device("Live_Room"), Device("R&D")})[2], "Live_Room");
+  EXPECT_EQ(opened({Device("Live_Room"), Device("R&D")})[3], "R&&D");
+  EXPECT_THAT(Titles(submenu), ElementsAre("R&&D_1:eth0"));
 }
 
 TEST_F(StatusMenuTest, RandomListsEndInTheirOwnOrder) {
