@@ -130,6 +130,42 @@ TEST(KernelLinksTest, TellsWhenThereIsNoTree) {
   EXPECT_EQ(KernelLinks("/nonexistent").CountTransmitQueues("eth0"), 0U);
 }
 
+TEST(KernelLinksTest, CallsHardwareByTheBestThatIsKnown) {
+  FakeLinkTree tree;
+  tree.Add("eth0", 2);
+  const KernelLinks links = tree.Links();
+  const auto described = [&](const std::string& data) {
+    tree.Describe(2, data);
+    return links.HardwareDescription("eth0");
+  };
+  const std::string maker = "E:ID_VENDOR_FROM_DATABASE=Maker\n";
+  const std::string model = "E:ID_MODEL_FROM_DATABASE=I210 Gigabit\n";
+  EXPECT_EQ(described("S:net\nI:12\n"), "");
+  EXPECT_EQ(described("S:net\n" + maker), "Maker");
+  EXPECT_EQ(described(maker + model), "I210 Gigabit");
+  EXPECT_EQ(described(maker + model + "E:ID_NET_LABEL_ONBOARD=NIC 1"), "NIC 1");
+  EXPECT_EQ(described(maker + "E:ID_MODEL_FROM_DATABASE=\n"), "Maker");
+  EXPECT_EQ(described("XE:ID_MODEL_FROM_DATABASE=x\nE:ID_MODEL_FROM_DATABASE_2=x\nE:ID_MODEL\n"), "");
+  EXPECT_EQ(links.HardwareDescription("eth1"), "");
+  EXPECT_EQ(links.HardwareDescription("../eth0"), "");
+}
+
+TEST(KernelLinksTest, TreatsADescriptionAsAStrangersText) {
+  FakeLinkTree tree;
+  tree.Add("eth0", 2);
+  const auto described = [&](const std::string& value) {
+    tree.Describe(2, "E:ID_MODEL_FROM_DATABASE=" + value + "\nE:ID_VENDOR_FROM_DATABASE=Maker\n");
+    return tree.Links().HardwareDescription("eth0");
+  };
+  EXPECT_EQ(described("PRO/1000: dual port :2:"), "PRO/1000 dual port 2")
+      << "its item needs a name without \":\"";
+  EXPECT_EQ(described(" \x1b[31mred\t\x7f \xe2\x80\xae evil\xff\r"), "[31mred evil");
+  EXPECT_EQ(described("\xe2\x80\x8b : \xff"), "Maker") << "nothing is left to be seen";
+  EXPECT_EQ(described("B\xc3\xbchne"), "B\xc3\xbchne");
+  EXPECT_EQ(described(std::string(100'000, 'x')), std::string(64, 'x'));
+  EXPECT_EQ(described(std::string(100'000, ' ') + "x"), "");
+}
+
 TEST(KernelLinksTest, SeesHardwareBehindAnInterface) {
   FakeLinkTree tree;
   tree.Add("eth0", 2, 1, "device");

@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <future>
 #include <ostream>
+#include <vector>
 
 #include "platform/linux/NetworkServicesLinux.h"
 #include "tests/platform/FakeLinkTree.h"
@@ -41,8 +42,8 @@ class NetworkServicesLinuxTest : public testing::Test {
 
   // With the bus at this address, and every interface but the loopback taken for hardware.
   NetworkServicesLinux On(const std::string& address) {
-    return NetworkServicesLinux({address, vorn::KernelLinks(fTree.Root()),
-                                 [](const std::string& name) { return name != "lo" && name != "br0"; }});
+    return NetworkServicesLinux(
+        {address, fTree.Links(), [](const std::string& name) { return name != "lo" && name != "br0"; }});
   }
 
   FakeLinkTree fTree;
@@ -82,6 +83,44 @@ TEST_F(NetworkServicesLinuxTest, ListsTheKernelsInterfacesWithoutABus) {
   EXPECT_THAT(*services, ElementsAre(NetworkService{"eth0", "eth0"}, NetworkService{"eth1", "eth1"}));
 }
 
+TEST_F(NetworkServicesLinuxTest, NamesWhatNoDaemonNamesByItsHardware) {
+  fTree.Describe(2, "S:x\nE:ID_VENDOR_FROM_DATABASE=Maker\nE:ID_MODEL_FROM_DATABASE=I210 Gigabit\n");
+  fTree.Describe(3, "E:ID_MODEL_FROM_DATABASE=I210 Gigabit\n");
+  const std::vector<NetworkService> described{{"I210 Gigabit", "eth0"}, {"I210 Gigabit", "eth1"}};
+  const MockNetworkDaemon daemon("none");
+  ASSERT_FALSE(daemon.Address().empty());
+  for (const std::string& address : {daemon.Address(), std::string("unix:path=/nonexistent/bus")}) {
+    const auto services = On(address).CopyAll();
+    ASSERT_TRUE(services);
+    EXPECT_EQ(*services, described);
+  }
+}
+
+TEST_F(NetworkServicesLinuxTest, NamesNetworkdsLinksByTheirHardware) {
+  fTree.Add("veth0", 7, 1, "device");
+  fTree.Describe(7, "E:ID_MODEL_FROM_DATABASE=I210 Gigabit\n");
+  const MockNetworkDaemon daemon("networkd");
+  ASSERT_FALSE(daemon.Address().empty());
+  const auto services = On(daemon.Address()).CopyAll();
+  ASSERT_TRUE(services);
+  EXPECT_THAT(*services,
+              ElementsAre(NetworkService{"veth1", "veth1"}, NetworkService{"I210 Gigabit", "veth0"}));
+}
+
+TEST_F(NetworkServicesLinuxTest, KeepsTheNamesThatNetworkManagerKnows) {
+  fTree.Add("veth0", 7, 1, "device");
+  fTree.Add("veth2", 8, 1, "device");
+  fTree.Describe(7, "E:ID_MODEL_FROM_DATABASE=I210 Gigabit\n");
+  fTree.Describe(8, "E:ID_MODEL_FROM_DATABASE=I225-V\n");
+  const MockNetworkDaemon daemon("networkmanager");
+  ASSERT_FALSE(daemon.Address().empty());
+  const auto services = On(daemon.Address()).CopyAll();
+  ASSERT_TRUE(services);
+  EXPECT_THAT(*services, ElementsAre(NetworkService{"Studio: main line", "veth0"},
+                                     NetworkService{"Spare \u00e9", "veth1"},
+                                     NetworkService{"wlan0", "wlan0"}, NetworkService{"I225-V", "veth2"}));
+}
+
 TEST_F(NetworkServicesLinuxTest, SurvivesAnAddressThatIsNoAddress) {
   EXPECT_TRUE(On("nonsense;;=").CopyAll());
 }
@@ -97,8 +136,7 @@ TEST_F(NetworkServicesLinuxTest, DoesNotWaitLongForADaemonThatHangs) {
 }
 
 TEST_F(NetworkServicesLinuxTest, LeavesOutWhatTheDeviceTreeSaysHasNoHardware) {
-  const auto services =
-      NetworkServicesLinux({"unix:path=/nonexistent/bus", vorn::KernelLinks(fTree.Root()), {}}).CopyAll();
+  const auto services = NetworkServicesLinux({"unix:path=/nonexistent/bus", fTree.Links(), {}}).CopyAll();
   ASSERT_TRUE(services);
   EXPECT_THAT(*services, ElementsAre(NetworkService{"eth0", "eth0"}, NetworkService{"eth1", "eth1"}));
 }

@@ -7,14 +7,24 @@
 #include <system_error>
 #include <utility>
 
+#include "platform/linux/HardwareDescription.h"
+
 namespace vorn {
 namespace {
 
 using std::filesystem::directory_iterator;
 
+// 0 where there is none; the kernel counts from 1.
+unsigned ReadIndex(const std::filesystem::path& link) {
+  std::ifstream file(link / "ifindex");
+  unsigned index = 0;
+  return file >> index ? index : 0;
+}
+
 }  // namespace
 
-KernelLinks::KernelLinks(std::filesystem::path root) : fRoot(std::move(root)) {}
+KernelLinks::KernelLinks(std::filesystem::path root, std::filesystem::path descriptions)
+    : fRoot(std::move(root)), fDescriptions(std::move(descriptions)) {}
 
 bool KernelLinks::IsName(const std::string& name) {
   if (name.empty() || name.size() >= IFNAMSIZ || name == "." || name == "..") return false;
@@ -28,9 +38,8 @@ optional<std::vector<std::string>> KernelLinks::NamesByIndex() const {
   std::vector<std::pair<unsigned, std::string>> links;
   directory_iterator entry(fRoot, failure);
   for (; !failure && entry != directory_iterator(); entry.increment(failure)) {
-    std::ifstream file(entry->path() / "ifindex");
-    unsigned index = 0;
-    if (file >> index) links.emplace_back(index, entry->path().filename().string());
+    const unsigned index = ReadIndex(entry->path());
+    if (index != 0) links.emplace_back(index, entry->path().filename().string());
   }
   if (failure) return {};
   std::sort(links.begin(), links.end());
@@ -45,6 +54,11 @@ bool KernelLinks::Exists(const std::string& name) const {
 
 bool KernelLinks::HasHardware(const std::string& name) const {
   return Has(name, "device");
+}
+
+std::string KernelLinks::HardwareDescription(const std::string& name) const {
+  const unsigned index = IsName(name) ? ReadIndex(fRoot / name) : 0;
+  return index == 0 ? std::string() : ReadHardwareDescription(fDescriptions / ("n" + std::to_string(index)));
 }
 
 bool KernelLinks::IsWireless(const std::string& name) const {

@@ -9,11 +9,12 @@
 
 namespace vorn {
 
-/// The kernel's network interfaces as its device tree shows them. Reads anew
-/// at each call; any thread.
+/// The kernel's network interfaces as its device tree shows them, and what udev
+/// knows of their hardware. Reads anew at each call; any thread.
 class KernelLinks {
  public:
-  explicit KernelLinks(std::filesystem::path root = "/sys/class/net");
+  explicit KernelLinks(std::filesystem::path root = "/sys/class/net",
+                       std::filesystem::path descriptions = "/run/udev/data");
 
   /// Whether the text can be an interface's name at all: names from elsewhere
   /// end up in paths and fixed-size records.
@@ -29,6 +30,9 @@ class KernelLinks {
   /// tunnels and pairs have none.
   [[nodiscard]] bool HasHardware(const std::string& name) const;
 
+  /// The hardware's name for people, as ReadHardwareDescription; may be empty.
+  [[nodiscard]] std::string HardwareDescription(const std::string& name) const;
+
   [[nodiscard]] bool IsWireless(const std::string& name) const;
 
   [[nodiscard]] std::size_t CountTransmitQueues(const std::string& name) const;
@@ -37,6 +41,7 @@ class KernelLinks {
   [[nodiscard]] bool Has(const std::string& name, const char* entry) const;
 
   std::filesystem::path fRoot;
+  std::filesystem::path fDescriptions;
 };
 
 }  // namespace vorn

@@ -47,10 +47,11 @@ optional<std::string> ProfileName(SystemBus& bus, const SystemBus::Object& devic
   return FindSetting(settings.get(), "connection", "id");
 }
 
-std::string UserVisibleName(SystemBus& bus, const SystemBus::Object& device, const std::string& interface) {
+// Empty where there is no profile.
+std::string UserVisibleName(SystemBus& bus, const SystemBus::Object& device) {
   if (const auto name = ActiveConnectionName(bus, device)) return *name;
   if (const auto name = ProfileName(bus, device)) return *name;
-  return interface;
+  return {};
 }
 
 }  // namespace
@@ -66,7 +67,7 @@ optional<std::vector<NetworkService>> CopyNetworkManagerServices(SystemBus& bus)
     const auto device = ObjectAt(path, ".Device");
     const auto interface = bus.GetText(device, "Interface");
     if (!interface) continue;  // the device went away between two questions
-    services.push_back({UserVisibleName(bus, device, *interface), *interface});
+    services.push_back({UserVisibleName(bus, device), *interface});
   }
   if (bus.IsOutOfTime()) return {};
   return services;

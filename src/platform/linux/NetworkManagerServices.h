@@ -10,7 +10,7 @@ namespace vorn {
 
 /// NetworkManager's devices in its order, each under the name of the
 /// connection that is active on it, else of the first profile that fits it,
-/// else under its interface's name. Empty optional where NetworkManager does
+/// else without a name. Empty optional where NetworkManager does
 /// not run or does not answer in time; that is no fault and is quick.
 optional<std::vector<NetworkService>> CopyNetworkManagerServices(SystemBus& bus);
 

@@ -25,7 +25,7 @@ optional<std::vector<NetworkService>> CopyKernelServices(const KernelLinks& link
   const auto names = links.NamesByIndex();
   if (!names) return {};
   std::vector<NetworkService> services;
-  for (const auto& name : *names) services.push_back({name, name});
+  for (const auto& name : *names) services.push_back({{}, name});
   return services;
 }
 
@@ -42,6 +42,10 @@ optional<std::vector<NetworkService>> NetworkServicesLinux::CopyAll() {
     return fSurroundings.isHardware ? !fSurroundings.isHardware(service.interfaceName)
                                     : !fSurroundings.links.HasHardware(service.interfaceName);
   });
+  for (auto& service : *services) {
+    if (service.name.empty()) service.name = fSurroundings.links.HardwareDescription(service.interfaceName);
+    if (service.name.empty()) service.name = service.interfaceName;
+  }
   return services;
 }
 

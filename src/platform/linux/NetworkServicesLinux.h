@@ -9,9 +9,10 @@
 
 namespace vorn {
 
-/// Network services by NetworkManager's names; where that does not run, by
-/// systemd-networkd's; where neither does, the kernel's interfaces in the
-/// order of their indexes under their own names.
+/// Network services as NetworkManager lists and names them; where that does not
+/// run, as systemd-networkd lists them; where neither does, the kernel's
+/// interfaces in the order of their indexes. What has no name is called by its
+/// hardware, else by its interface's name.
 class NetworkServicesLinux final : public NetworkServices {
  public:
   struct Surroundings {

@@ -32,7 +32,7 @@ optional<std::vector<NetworkService>> CopyNetworkdServices(SystemBus& bus) {
        ::dbus_message_iter_get_arg_type(&link) != DBUS_TYPE_INVALID &&
        services.size() < SystemBus::kMaximumItems;
        ::dbus_message_iter_next(&link)) {
-    if (const auto name = LinkName(link)) services.push_back({*name, *name});
+    if (const auto name = LinkName(link)) services.push_back({{}, *name});
   }
   return services;
 }

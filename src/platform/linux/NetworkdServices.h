@@ -8,8 +8,8 @@
 
 namespace vorn {
 
-/// systemd-networkd's links in its order; it knows them by their interfaces'
-/// names only. Empty optional where it does not run or does not answer.
+/// systemd-networkd's links in its order, without names: it knows none but
+/// their interfaces'. Empty optional where it does not run or does not answer.
 optional<std::vector<NetworkService>> CopyNetworkdServices(SystemBus& bus);
 
 }  // namespace vorn
