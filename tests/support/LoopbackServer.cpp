@@ -10,6 +10,8 @@
 #include <zlib.h>
 
 #include <algorithm>
+#include <fstream>
+#include <sstream>
 #include <stdexcept>
 #include <utility>
 
@@ -275,6 +277,23 @@ FullListener::FullListener() : fListener(BoundSocket(fPort)) {
   throw std::runtime_error("the listener's queue does not fill");
 }
 
+int CountConnecting(std::uint16_t port) {
+  std::ostringstream peer;
+  peer << std::uppercase << std::hex << port;
+  auto text = peer.str();
+  text = ":" + std::string(4 - text.size(), '0') + text;
+  std::ifstream table("/proc/net/tcp");
+  std::string line;
+  int count = 0;
+  while (std::getline(table, line)) {
+    std::istringstream words(line);
+    std::string slot, local, remote, state;
+    words >> slot >> local >> remote >> state;
+    if (state == "02" && remote.ends_with(text)) ++count;
+  }
+  return count;
+}
+
 std::uint16_t UnusedPort() {
   // Bound but not listening, and kept so: nobody else can take it.
   static std::vector<FileDescriptor> kept;
@@ -283,10 +302,11 @@ std::uint16_t UnusedPort() {
   return port;
 }
 
-std::string Gzip(std::string_view bytes) {
-  constexpr int kGzipWindow = 15 + 16;
+namespace {
+
+std::string Compressed(std::string_view bytes, int windowBits) {
   z_stream stream{};
-  if (deflateInit2(&stream, Z_BEST_COMPRESSION, Z_DEFLATED, kGzipWindow, 8, Z_DEFAULT_STRATEGY) != Z_OK)
+  if (deflateInit2(&stream, Z_BEST_COMPRESSION, Z_DEFLATED, windowBits, 8, Z_DEFAULT_STRATEGY) != Z_OK)
     throw std::runtime_error("no compression");
   std::string input(bytes);
   std::string output(deflateBound(&stream, static_cast<uLong>(input.size())) + 64, '\0');
@@ -299,6 +319,22 @@ std::string Gzip(std::string_view bytes) {
   deflateEnd(&stream);
   if (result != Z_STREAM_END) throw std::runtime_error("compression failed");
   return output;
+}
+
+constexpr int kWindowBits = 15;
+
+}  // namespace
+
+std::string Gzip(std::string_view bytes) {
+  return Compressed(bytes, kWindowBits + 16);
+}
+
+std::string Deflate(std::string_view bytes) {
+  return Compressed(bytes, kWindowBits);
+}
+
+std::string DeflateWithoutHeader(std::string_view bytes) {
+  return Compressed(bytes, -kWindowBits);
 }
 
 }  // namespace vorn::testing

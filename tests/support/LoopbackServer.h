@@ -161,10 +161,16 @@ class FullListener {
   std::vector<FileDescriptor> fFillers;
 };
 
+/// Sockets of this computer that wait for a connection to the port.
+[[nodiscard]] int CountConnecting(std::uint16_t port);
+
 /// A port of 127.0.0.1 on which nobody listens.
 [[nodiscard]] std::uint16_t UnusedPort();
 
-/// The bytes compressed in the gzip form.
+/// The bytes compressed in the gzip form, in the deflate form, and in the
+/// deflate form as some servers send it.
 [[nodiscard]] std::string Gzip(std::string_view bytes);
+[[nodiscard]] std::string Deflate(std::string_view bytes);
+[[nodiscard]] std::string DeflateWithoutHeader(std::string_view bytes);
 
 }  // namespace vorn::testing
