@@ -1,7 +1,12 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <atomic>
+#include <memory>
 #include <string>
+#include <thread>
+#include <utility>
+#include <vector>
 
 #include "devicelist/LocalHosts.h"
 
@@ -60,6 +65,80 @@ TEST(LocalHosts, ForgetsHostsThatTheNewTableLacks) {
   hosts.Replace({{"b.local", {"192.0.2.2"}}});
   EXPECT_THAT(hosts.AddressesOf("a.local"), IsEmpty());
   EXPECT_THAT(hosts.AddressesOf("b.local"), ElementsAre("192.0.2.2"));
+}
+
+TEST(LocalHosts, TellsNamesApartByMoreThanCaseAndFinalDot) {
+  EXPECT_TRUE(LocalHosts::IsSameName("Studio-A.local", "studio-a.LOCAL."));
+  EXPECT_FALSE(LocalHosts::IsSameName("studio-a.local", "studio-b.local"));
+  EXPECT_FALSE(LocalHosts::IsSameName("studio-a.local", "studio-a.local.."));
+}
+
+class LocalHostsSubscriptionTest : public ::testing::Test {
+ protected:
+  /// How often the listener of "studio-a.local" was called since last asked.
+  int Calls() { return std::exchange(fCalls, 0); }
+
+  int fCalls = 0;
+  const std::shared_ptr<LocalHosts> fHosts = std::make_shared<LocalHosts>();
+  std::unique_ptr<LocalHosts::Subscription> fSubscription =
+      std::make_unique<LocalHosts::Subscription>(fHosts, "Studio-A.local.", [this] { ++fCalls; });
+};
+
+TEST_F(LocalHostsSubscriptionTest, LearnsOfEachChangeOfItsHost) {
+  fHosts->Replace({{"studio-a.local", {"192.0.2.1"}}});
+  EXPECT_EQ(Calls(), 1);
+  fHosts->Replace({{"studio-a.local", {"192.0.2.1", "192.0.2.2"}}});
+  EXPECT_EQ(Calls(), 1);
+  fHosts->Replace({{"studio-a.local", {"192.0.2.2"}}});
+  EXPECT_EQ(Calls(), 1);
+  fHosts->Replace({});
+  EXPECT_EQ(Calls(), 1);
+}
+
+TEST_F(LocalHostsSubscriptionTest, LearnsNothingOfOtherHostsAndOfNoChange) {
+  fHosts->Replace({{"studio-a.local", {"192.0.2.1"}}, {"studio-b.local", {"192.0.2.2"}}});
+  EXPECT_EQ(Calls(), 1);
+  fHosts->Replace({{"studio-a.local", {"192.0.2.1"}}, {"studio-b.local", {"192.0.2.3"}}});
+  fHosts->Replace({{"a.local", {"192.0.2.4"}}, {"studio-a.local", {"192.0.2.1"}}});
+  fHosts->Replace({{"STUDIO-A.local.", {"192.0.2.1", "x"}}, {"z.local", {"192.0.2.4"}}});
+  EXPECT_EQ(Calls(), 0);
+}
+
+TEST_F(LocalHostsSubscriptionTest, LearnsOfOneChangeAmongMany) {
+  LocalHosts::Table table;
+  for (const char* host : {"r.local", "s.local", "studio-a.local", "t.local"}) table[host] = {"192.0.2.1"};
+  fHosts->Replace(table);
+  EXPECT_EQ(Calls(), 1);
+  table.erase("s.local");
+  table["t.local"] = {"192.0.2.9"};
+  table["u.local"] = {"192.0.2.9"};
+  fHosts->Replace(table);
+  EXPECT_EQ(Calls(), 0);
+  table["studio-a.local"] = {"192.0.2.9"};
+  fHosts->Replace(table);
+  EXPECT_EQ(Calls(), 1);
+}
+
+TEST_F(LocalHostsSubscriptionTest, EndsWithItsObjectWhileOthersGoOn) {
+  int others = 0;
+  const LocalHosts::Subscription other(fHosts, "studio-a.local", [&others] { ++others; });
+  fSubscription.reset();
+  fHosts->Replace({{"studio-a.local", {"192.0.2.1"}}});
+  EXPECT_EQ(Calls(), 0);
+  EXPECT_EQ(others, 1);
+}
+
+TEST_F(LocalHostsSubscriptionTest, MayBeginAndEndWhileTheTableChanges) {
+  std::atomic<bool> stop{false};
+  std::thread writer([&] {
+    for (int i = 0; !stop; ++i) fHosts->Replace({{"b.local", {"192.0.2." + std::to_string(i % 200)}}});
+  });
+  for (int i = 0; i < 1000; ++i) {
+    bool alive = true;  // read by a call that came too late, and found by the sanitizers
+    const LocalHosts::Subscription subscription(fHosts, "b.local", [&alive] { EXPECT_TRUE(alive); });
+  }
+  stop = true;
+  writer.join();
 }
 
 }  // namespace
