@@ -63,6 +63,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   if (const auto url = ParseUrl("http://" + text + ".local/")) CheckUrl(*url);
   const auto base = ParseUrl("http://studio-a.local:8080/unit/datastore");
   Require(base.has_value(), "a plain URL is accepted");
-  if (const auto url = DeviceList::ResolveUrl(*base, text)) CheckUrl(*url);
+  const auto resolved = DeviceList::ResolveUrl(*base, text);
+  if (resolved) CheckUrl(*resolved);
+  if (text.empty() || text.front() == '#')
+    Require(resolved && resolved->text == base->text, "a fragment alone leads to the same resource");
   return 0;
 }

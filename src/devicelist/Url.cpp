@@ -86,6 +86,8 @@ vorn::optional<Url> ParseUrl(const std::string& text) {
 }
 
 vorn::optional<Url> ResolveUrl(const Url& base, const std::string& reference) {
+  // The parser takes a reference to the base itself for one to its folder.
+  if (reference.empty() || reference.front() == '#') return base;
   const auto handle = MakeHandle();
   if (curl_url_set(handle.get(), CURLUPART_URL, base.text.c_str(), kAsWritten) != CURLUE_OK) return {};
   // Servers do write blanks into a Location; they are encoded on the way in.

@@ -71,6 +71,15 @@ TEST(Url, ResolvesReferences) {
   EXPECT_EQ(ResolveUrl(*base, "/with blank")->text, "http://a:81/with%20blank");
 }
 
+TEST(Url, ResolvesReferencesToTheSameResource) {
+  const auto base = ParseUrl("http://a:81/b/../c?d");
+  ASSERT_TRUE(base);
+  for (const char* reference : {"", "#", "#x", "#/y"})
+    EXPECT_EQ(ResolveUrl(*base, reference)->text, "http://a:81/b/../c?d") << reference;
+  EXPECT_EQ(ResolveUrl(*base, "?e")->text, "http://a:81/c?e");
+  EXPECT_EQ(ResolveUrl(*base, "?e#x")->text, "http://a:81/c?e");
+}
+
 TEST(Url, KeepsDotsInItsPathAndFollowsThoseOfAReference) {
   EXPECT_EQ(ParseUrl("http://a/b/../c/./d")->text, "http://a/b/../c/./d");
   EXPECT_EQ(ParseUrl("http://a/b/../c")->path, "/b/../c");
