@@ -5,7 +5,7 @@ packages_for() {
   case $1 in
     build)
       echo g++ cmake ninja-build pkg-config libavahi-compat-libdnssd-dev libavahi-client-dev libdbus-1-dev libxcb1-dev \
-        'libcurl4-gnutls-dev|libcurl4-openssl-dev' nlohmann-json3-dev qt6-base-dev qt6-base-dev-tools qt6-svg-dev
+        'libcurl4-gnutls-dev|libcurl4-openssl-dev' nlohmann-json3-dev zlib1g-dev qt6-base-dev qt6-base-dev-tools qt6-svg-dev
       ;;
     studio)
       echo python3 python3-zeroconf iproute2 util-linux dbus-daemon dbus-bin avahi-daemon
@@ -16,7 +16,7 @@ packages_for() {
         fonts-dejavu-core
       ;;
     test)
-      echo libgtest-dev libgmock-dev zlib1g-dev locales git network-manager python3-pytest python3-dbusmock python3-gi avahi-utils desktop-file-utils \
+      echo libgtest-dev libgmock-dev locales git network-manager python3-pytest python3-dbusmock python3-gi avahi-utils desktop-file-utils \
         appstream libglib2.0-bin man-db groff libnss-mdns libnotify-bin xdg-utils curl xfce4-notifyd sway waybar grim mako-notifier wtype qt6-wayland \
         libwayland-dev wayland-protocols libwayland-bin gcc procps
       ;;
