@@ -1,6 +1,8 @@
 #include "devicelist/CurlTransfer.h"
 
 #include <curl/curl.h>
+#include <poll.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <mutex>
@@ -8,14 +10,17 @@
 #include <stdexcept>
 #include <utility>
 
-#include "devicelist/HostAlias.h"
-
 namespace DeviceList {
 namespace {
 
 constexpr long kReceiveBufferBytes = 4096;  // answers are small, and every unit has its own
 constexpr long kSendBufferBytes = 16384;    // the smallest there is
 constexpr std::chrono::milliseconds kLongestWait{1000};
+constexpr char kAcceptEncoding[] = "Accept-Encoding: gzip, deflate";  // decoded by ResponseCollector
+constexpr long kFirstFinalStatus = 200;
+/// Stands in for a host's name beyond ASCII, which the client would take for an
+/// internationalised one and look up in another spelling.
+constexpr char kPlainName[] = "host.local";
 
 struct EasyCleanup {
   void operator()(CURL* handle) const noexcept { curl_easy_cleanup(handle); }
@@ -56,6 +61,13 @@ std::size_t TakeBody(char* bytes, std::size_t size, std::size_t count, void* col
   }
 }
 
+/// Forgets the kept connection's socket when the client closes it.
+int CloseSocket(void* kept, curl_socket_t socket) noexcept {
+  auto& keptSocket = *static_cast<curl_socket_t*>(kept);
+  if (socket == keptSocket) keptSocket = CURL_SOCKET_BAD;
+  return ::close(socket);
+}
+
 template <typename T>
 void Set(CURL* handle, CURLoption option, T value) {
   if ((curl_easy_setopt)(handle, option, value) != CURLE_OK) throw std::runtime_error("HTTP option refused");
@@ -68,6 +80,10 @@ std::string TagField(const vorn::optional<std::string>& etag) {
   // A field without a text is written this way, or it would be left out.
   const bool blank = etag->find_first_not_of(" \t") == std::string::npos;
   return blank ? "If-None-Match;" : "If-None-Match: " + *etag;
+}
+
+bool IsASCII(const std::string& text) {
+  return std::all_of(text.begin(), text.end(), [](char c) { return static_cast<unsigned char>(c) < 0x80; });
 }
 
 /// Where in the URL's text its host and port stand.
@@ -91,13 +107,21 @@ void InitHTTP() {
   });
 }
 
-/// The order matters: the request's lists outlive the handle that points to
-/// them, and the easy handle goes before the multi handle it was used with.
+/// The order matters: what the client points to outlives it, and the easy
+/// handle goes before the multi handle it was used with.
 struct CurlTransfer::Handles {
   StringList header;
-  StringList pins;
+  StringList destination;
+  curl_socket_t keptSocket = CURL_SOCKET_BAD;
   std::unique_ptr<CURLM, MultiCleanup> multi;
   std::unique_ptr<CURL, EasyCleanup> easy;
+
+  /// True when there is something to read from the kept connection: its end,
+  /// or bytes that belong to no answer and would spoil the next one.
+  [[nodiscard]] bool HasUnreadBytes() const {
+    pollfd wait{keptSocket, POLLIN, 0};
+    return keptSocket != CURL_SOCKET_BAD && ::poll(&wait, 1, 0) != 0;
+  }
 };
 
 CurlTransfer::CurlTransfer() : fHandles(std::make_unique<Handles>()) {
@@ -117,7 +141,6 @@ CurlTransfer::CurlTransfer() : fHandles(std::make_unique<Handles>()) {
   Set(easy, CURLOPT_PATH_AS_IS, 1L);
   Set(easy, CURLOPT_NETRC, static_cast<long>(CURL_NETRC_IGNORED));
   Set(easy, CURLOPT_QUICK_EXIT, 1L);  // never waits for a look-up that is given up
-  Set(easy, CURLOPT_ACCEPT_ENCODING, "gzip, deflate");
   Set(easy, CURLOPT_SUPPRESS_CONNECT_HEADERS, 1L);
   Set(easy, CURLOPT_BUFFERSIZE, kReceiveBufferBytes);
   Set(easy, CURLOPT_UPLOAD_BUFFERSIZE, kSendBufferBytes);
@@ -126,6 +149,8 @@ CurlTransfer::CurlTransfer() : fHandles(std::make_unique<Handles>()) {
   Set(easy, CURLOPT_HEADERDATA, static_cast<void*>(&fCollector));
   Set(easy, CURLOPT_WRITEFUNCTION, TakeBody);
   Set(easy, CURLOPT_WRITEDATA, static_cast<void*>(&fCollector));
+  Set(easy, CURLOPT_CLOSESOCKETFUNCTION, CloseSocket);
+  Set(easy, CURLOPT_CLOSESOCKETDATA, static_cast<void*>(&fHandles->keptSocket));
 }
 
 CurlTransfer::~CurlTransfer() = default;
@@ -134,42 +159,50 @@ void CurlTransfer::Wake() noexcept {
   curl_multi_wakeup(fHandles->multi.get());
 }
 
-vorn::optional<HTTPAnswer> CurlTransfer::Perform(const Request& request, const std::atomic<bool>& cancelled) {
-  const long left = MillisecondsUntil(request.deadline);
-  if (left == 0 || cancelled) return {};
+vorn::optional<HTTPAnswer> CurlTransfer::Perform(const Request& request) {
   CURL* easy = fHandles->easy.get();
-  fCollector.Reset();
   Set(easy, CURLOPT_PROTOCOLS_STR, request.url.scheme.c_str());
-  Set(easy, CURLOPT_TIMEOUT_MS, left);
   Set(easy, CURLOPT_PROXY, request.direct ? "" : static_cast<const char*>(nullptr));
   SetDestination(request);
-  LeaveMovedHost(request.addresses);
 
-  auto end = Run(request.deadline, cancelled);
-  if (end == End::kDeadConnection) {
-    const long stillLeft = MillisecondsUntil(request.deadline);
-    if (stillLeft == 0) return {};
-    Set(easy, CURLOPT_TIMEOUT_MS, stillLeft);
-    Set(easy, CURLOPT_FRESH_CONNECT, 1L);
-    end = Run(request.deadline, cancelled);
-  }
+  auto addresses = request.addresses;
+  if (addresses.empty()) addresses.emplace_back();
+  std::stable_partition(addresses.begin(), addresses.end(),
+                        [this](const auto& address) { return address == fAnsweredAt; });
+  auto end = End::kUnreachable;
+  for (auto at = addresses.begin(); end == End::kUnreachable && at != addresses.end(); ++at)
+    end = RunAt(request, *at, at + 1 == addresses.end());
   if (end != End::kComplete) return {};
-  const char* address = nullptr;
-  if (curl_easy_getinfo(easy, CURLINFO_PRIMARY_IP, &address) == CURLE_OK && address != nullptr)
-    fConnectedTo = address;
-  long status = 0;
-  curl_easy_getinfo(easy, CURLINFO_RESPONSE_CODE, &status);
-  auto answer = fCollector.TakeAnswer();
-  answer.second.statusCode = status;
-  return answer;
+  fAnsweredAt = fConnectTo;
+  return TakeAnswer();
 }
 
-CurlTransfer::End CurlTransfer::Run(Clock::time_point deadline, const std::atomic<bool>& cancelled) {
+CurlTransfer::End CurlTransfer::RunAt(const Request& request, const std::string& address, bool isLast) {
+  CURL* easy = fHandles->easy.get();
+  ConnectTo(address);
+  // The time to agree on a secret would count as well, and a small unit may take long over that.
+  const bool isBounded = !isLast && request.url.scheme == "http";
+  const std::chrono::milliseconds bound = isBounded ? kAddressTimeout : std::chrono::milliseconds(0);
+  Set(easy, CURLOPT_CONNECTTIMEOUT_MS, static_cast<long>(bound.count()));
+  Set(easy, CURLOPT_FRESH_CONNECT, fHandles->HasUnreadBytes() ? 1L : 0L);
+  auto end = Run(request, address);
+  if (end == End::kDeadConnection) {
+    Set(easy, CURLOPT_FRESH_CONNECT, 1L);
+    end = Run(request, address);
+  }
+  return end;
+}
+
+CurlTransfer::End CurlTransfer::Run(const Request& request, const std::string& address) {
   CURLM* multi = fHandles->multi.get();
   CURL* easy = fHandles->easy.get();
+  const long time = MillisecondsUntil(request.deadline);
+  if (time == 0) return End::kFailed;
+  Set(easy, CURLOPT_TIMEOUT_MS, time);
+  fCollector.Reset();
   if (curl_multi_add_handle(multi, easy) != CURLM_OK) return End::kFailed;
   CURLcode result = CURLE_ABORTED_BY_CALLBACK;  // what it is unless it ends by itself
-  for (int running = 1; !cancelled;) {
+  for (int running = 1; !request.isGivenUp(address);) {
     if (curl_multi_perform(multi, &running) != CURLM_OK) break;
     if (running == 0) {
       int queued = 0;
@@ -178,44 +211,70 @@ CurlTransfer::End CurlTransfer::Run(Clock::time_point deadline, const std::atomi
       break;
     }
     // libcurl keeps the time-out itself; this holds even where it could not.
-    const long left = MillisecondsUntil(deadline);
+    const long left = MillisecondsUntil(request.deadline);
     if (left == 0) break;
     const long wait = std::min<long>(left, kLongestWait.count());
     if (curl_multi_poll(multi, nullptr, 0, static_cast<int>(wait), nullptr) != CURLM_OK) break;
   }
+  const auto end = EndOf(result);
   // A transfer that is still under way is dropped here with its connection.
   curl_multi_remove_handle(multi, easy);
-  if (cancelled) return End::kFailed;
-  if (result == CURLE_OK) return End::kComplete;
-  const bool broke = result == CURLE_GOT_NOTHING || result == CURLE_SEND_ERROR || result == CURLE_RECV_ERROR;
-  return broke && WentOverKeptConnection() && fCollector.IsEmpty() ? End::kDeadConnection : End::kFailed;
+  return request.isGivenUp(address) ? End::kFailed : end;
 }
 
-/// Of a transfer that had a connection: without one, none was made either.
-bool CurlTransfer::WentOverKeptConnection() const {
+/// Asked before the handle is removed, which forgets the connection.
+CurlTransfer::End CurlTransfer::EndOf(int result) const {
+  CURL* easy = fHandles->easy.get();
+  curl_socket_t kept = CURL_SOCKET_BAD;
+  if (curl_easy_getinfo(easy, CURLINFO_ACTIVESOCKET, &kept) == CURLE_OK && kept != CURL_SOCKET_BAD)
+    fHandles->keptSocket = kept;
   long made = 1;
-  curl_easy_getinfo(fHandles->easy.get(), CURLINFO_NUM_CONNECTS, &made);
-  return made == 0;
+  curl_easy_getinfo(easy, CURLINFO_NUM_CONNECTS, &made);
+  curl_off_t connectTime = 0;
+  curl_easy_getinfo(easy, CURLINFO_CONNECT_TIME_T, &connectTime);
+  long status = 0;
+  curl_easy_getinfo(easy, CURLINFO_RESPONSE_CODE, &status);
+  const bool wentOverKeptConnection = made == 0;
+  switch (result) {
+    case CURLE_OK:
+      // The client takes an answer that ends within its header for a whole one.
+      return fCollector.IsComplete() && status >= kFirstFinalStatus ? End::kComplete : End::kFailed;
+    case CURLE_COULDNT_CONNECT:
+      return End::kUnreachable;
+    case CURLE_OPERATION_TIMEDOUT:
+      return connectTime == 0 ? End::kUnreachable : End::kFailed;
+    case CURLE_GOT_NOTHING:
+    case CURLE_SEND_ERROR:
+    case CURLE_RECV_ERROR:
+    case CURLE_UNSUPPORTED_PROTOCOL:  // what came is no HTTP
+    case CURLE_WEIRD_SERVER_REPLY:
+      return wentOverKeptConnection && fCollector.IsEmpty() ? End::kDeadConnection : End::kFailed;
+    default:
+      return End::kFailed;
+  }
 }
 
-/// Where the request goes: its URL, its header's fields, its host's addresses.
+HTTPAnswer CurlTransfer::TakeAnswer() {
+  auto answer = fCollector.TakeAnswer();
+  curl_easy_getinfo(fHandles->easy.get(), CURLINFO_RESPONSE_CODE, &answer.second.statusCode);
+  return answer;
+}
+
+/// The request's URL and the fields of its header. The Host field has the host
+/// as it is written, whatever name the client is given.
 void CurlTransfer::SetDestination(const Request& request) {
   const Url& url = request.url;
-  std::vector<std::string> fields;
+  std::vector<std::string> fields{kAcceptEncoding};
   if (const auto tag = TagField(request.etag); !tag.empty()) fields.push_back(tag);
-  const std::string alias = request.addresses.empty() ? url.host : HostAliasOf(url.host);
-  if (alias == url.host) {
-    Set(fHandles->easy.get(), CURLOPT_URL, url.text.c_str());
-  } else {
+  std::string text = url.text;
+  if (!request.addresses.empty() && !IsASCII(url.host)) {
     const auto authority = AuthorityIn(url.text);
-    std::string text = url.text;
     text.replace(static_cast<std::size_t>(authority.data() - url.text.data()), authority.size(),
-                 alias + ":" + url.port);
-    Set(fHandles->easy.get(), CURLOPT_URL, text.c_str());
+                 kPlainName + (":" + url.port));
     fields.push_back("Host: " + std::string(authority));
   }
+  Set(fHandles->easy.get(), CURLOPT_URL, text.c_str());
   SetFields(std::move(fields));
-  Pin(alias + ":" + url.port, request.addresses);
 }
 
 void CurlTransfer::SetFields(std::vector<std::string> fields) {
@@ -227,28 +286,15 @@ void CurlTransfer::SetFields(std::vector<std::string> fields) {
   fFields = std::move(fields);
 }
 
-/// Tells the client's own host table what has changed since the last request:
-/// the entries given stay until they are taken back.
-void CurlTransfer::Pin(const std::string& hostAndPort, const std::vector<std::string>& addresses) {
-  const std::string key = addresses.empty() ? "" : hostAndPort;
-  std::string joined;
-  for (const auto& address : addresses) joined += (joined.empty() ? "" : ",") + address;
-  if (key == fPinned && joined == fPinnedTo) return;
-  StringList pins;
-  if (!fPinned.empty()) Append(pins, "-" + fPinned);
-  if (!key.empty()) Append(pins, key + ":" + joined);
-  Set(fHandles->easy.get(), CURLOPT_RESOLVE, pins.get());
-  fHandles->pins = std::move(pins);
-  fPinned = key;
-  fPinnedTo = std::move(joined);
-}
-
-/// A kept connection is taken up by host name; when discovery says that the
-/// host has moved to another address, the connection to the old one is left.
-void CurlTransfer::LeaveMovedHost(const std::vector<std::string>& addresses) {
-  const bool moved = !addresses.empty() && !fConnectedTo.empty() &&
-                     std::find(addresses.begin(), addresses.end(), fConnectedTo) == addresses.end();
-  Set(fHandles->easy.get(), CURLOPT_FRESH_CONNECT, moved ? 1L : 0L);
+/// Where the client connects to, whatever host the URL names. A kept connection
+/// to another address is not used then: it may be another unit's by now.
+void CurlTransfer::ConnectTo(const std::string& address) {
+  if (address == fConnectTo) return;
+  StringList destination;
+  if (!address.empty()) Append(destination, "::" + address + ":");
+  Set(fHandles->easy.get(), CURLOPT_CONNECT_TO, destination.get());
+  fHandles->destination = std::move(destination);
+  fConnectTo = address;
 }
 
 }  // namespace DeviceList

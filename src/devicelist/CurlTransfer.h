@@ -1,7 +1,7 @@
 #pragma once
 
-#include <atomic>
 #include <chrono>
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -18,6 +18,10 @@ namespace DeviceList {
 /// it has any other thread, as the libraries beneath ask for. Further calls do
 /// nothing. Any thread.
 void InitHTTP();
+
+/// How long a host may take to accept a connection at one of its addresses
+/// before the next one is tried.
+inline constexpr std::chrono::seconds kAddressTimeout{2};
 
 /// One GET after another over one kept connection: no redirects, no cookies,
 /// no credentials, no cache, nothing read from or written to disk. Holds at
@@ -40,20 +44,26 @@ class CurlTransfer {
   /// What one request is made of.
   struct Request {
     const Url& url;
-    const vorn::optional<std::string>& etag;    ///< sent as If-None-Match, exactly as it stands
-    const std::vector<std::string>& addresses;  ///< the host's pinned addresses; none: the system resolves it
-    bool direct = false;                        ///< never through a proxy; else as the environment says
-    Clock::time_point deadline;                 ///< covers everything, the name look-up included
+    const vorn::optional<std::string>& etag;  ///< sent as If-None-Match, exactly as it stands
+    /// Where the host is: tried in turn until one accepts the connection, the
+    /// one that answered last first. None: the system resolves the host.
+    const std::vector<std::string>& addresses;
+    bool direct = false;         ///< never through a proxy; else as the environment says
+    Clock::time_point deadline;  ///< covers everything, the name look-up included
+    /// Asked before each wait: true ends the request. Gets the address that
+    /// the request is at, empty where the system resolves the host.
+    const std::function<bool(const std::string& address)>& isGivenUp;
   };
 
   /// Sends the request, twice only where a kept connection turns out dead, and
   /// waits for the whole answer. Empty when the transfer failed in any way,
-  /// broke a bound of ResponseCollector, met its deadline or `cancelled` became
-  /// true: set it, call Wake, and Perform returns at once whatever phase it is
-  /// in.
-  vorn::optional<HTTPAnswer> Perform(const Request& request, const std::atomic<bool>& cancelled);
+  /// broke off before the end of its header, broke a bound of
+  /// ResponseCollector, met its deadline or was given up. A kept connection is
+  /// used only if it leads to one of the addresses and nothing waits on it.
+  vorn::optional<HTTPAnswer> Perform(const Request& request);
 
-  /// Makes a Perform that is waiting look at its flag. Never blocks.
+  /// Makes a Perform that is waiting ask again whether it is given up. Never
+  /// blocks.
   void Wake() noexcept;
 
  private:
@@ -62,27 +72,27 @@ class CurlTransfer {
   /// How a transfer ends.
   enum class End {
     kComplete,  ///< with the whole answer
-    /// With nothing back over the kept connection, which the peer has closed
-    /// meanwhile: to be tried once more, over a new one. libcurl 7.88 does that
-    /// by itself, but counts it over the whole life of a handle and gives every
-    /// sixth one up.
+    /// With no answer begun over the kept connection: the peer has closed it
+    /// meanwhile, or sent bytes that belong to no answer. To be tried once
+    /// more, over a new one.
     kDeadConnection,
-    kFailed,  ///< in any other way, or cancelled; not to be tried again
+    kUnreachable,  ///< without a connection: the next address may have one
+    kFailed,       ///< in any other way, or given up; not to be tried again
   };
 
-  [[nodiscard]] End Run(Clock::time_point deadline, const std::atomic<bool>& cancelled);
-  [[nodiscard]] bool WentOverKeptConnection() const;
+  [[nodiscard]] End RunAt(const Request& request, const std::string& address, bool isLast);
+  [[nodiscard]] End Run(const Request& request, const std::string& address);
+  [[nodiscard]] End EndOf(int result) const;
+  [[nodiscard]] HTTPAnswer TakeAnswer();
   void SetDestination(const Request& request);
   void SetFields(std::vector<std::string> fields);
-  void Pin(const std::string& hostAndPort, const std::vector<std::string>& addresses);
-  void LeaveMovedHost(const std::vector<std::string>& addresses);
+  void ConnectTo(const std::string& address);
 
   ResponseCollector fCollector;
   std::unique_ptr<Handles> fHandles;
   std::vector<std::string> fFields;  ///< the header lines that the handle adds to its own
-  std::string fPinned;               ///< "host:port" that the handle has pinned; empty: none
-  std::string fPinnedTo;             ///< its addresses, joined by ","
-  std::string fConnectedTo;          ///< the address that the last transfer talked to; empty: none yet
+  std::string fConnectTo;   ///< the address that the handle connects to; empty: as the system resolves
+  std::string fAnsweredAt;  ///< the address that the last answer came from; empty: none, or not known
 };
 
 }  // namespace DeviceList

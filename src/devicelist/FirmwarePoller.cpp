@@ -34,7 +34,7 @@ class FirmwarePoller::Impl final {
   const std::string fModel;
   const std::function<void()> fOnChanged;
   std::unique_ptr<PollerInternals> fInternals;
-  HTTPPoller fHTTP;
+  HTTPPoller fHTTP{nullptr, kRequestTimeout, HTTPPoller::Redirects::kAnywhere};
 };
 
 FirmwarePoller::Impl::Impl(std::string model, std::string channel, std::function<void()> onChanged,

@@ -1,5 +1,6 @@
 #include "devicelist/HTTPPoller.h"
 
+#include <algorithm>
 #include <string_view>
 #include <utility>
 
@@ -44,8 +45,9 @@ class HTTPPoller::Turn {
   bool fHasTurn = false;
 };
 
-HTTPPoller::HTTPPoller(std::shared_ptr<const LocalHosts> hosts, std::chrono::milliseconds timeout)
-    : fHosts(std::move(hosts)), fTimeout(timeout) {}
+HTTPPoller::HTTPPoller(std::shared_ptr<const LocalHosts> hosts, std::chrono::milliseconds timeout,
+                       Redirects redirects)
+    : fHosts(std::move(hosts)), fTimeout(timeout), fRedirects(redirects) {}
 
 HTTPPoller::~HTTPPoller() {
   Cancel();
@@ -65,7 +67,7 @@ vorn::optional<HTTPAnswer> HTTPPoller::DoRequest(const std::string& url,
   try {
     const Turn turn(*this);
     if (!turn) return {};
-    return FollowRedirects(url, etag);
+    return Request(url, etag);
   } catch (...) {
     return {};
   }
@@ -81,28 +83,81 @@ const vorn::optional<Url>& HTTPPoller::ParseFirst(const std::string& url) {
   return fParsedUrl;
 }
 
-vorn::optional<HTTPAnswer> HTTPPoller::FollowRedirects(const std::string& url,
-                                                       const vorn::optional<std::string>& etag) {
+/// Learns of each change of the host's addresses while it is the one asked.
+void HTTPPoller::ListenTo(const std::string& host) {
+  if (!fHosts || host == fListensTo) return;
+  fSubscription.reset();
+  if (LocalHosts::IsLocal(host)) {
+    fSubscription = std::make_unique<LocalHosts::Subscription>(fHosts, host, [this] {
+      fAddressesChanged = true;
+      fTransfer.Wake();
+    });
+  }
+  fListensTo = host;
+}
+
+vorn::optional<HTTPAnswer> HTTPPoller::Request(const std::string& url,
+                                               const vorn::optional<std::string>& etag) {
   const auto deadline = CurlTransfer::Clock::now() + fTimeout;
   const auto& first = ParseFirst(url);
   if (!first) return {};
-  auto answer = RequestOnce(*first, etag, deadline);
+  ListenTo(first->host);
+  vorn::optional<HTTPAnswer> answer;
+  do {
+    fHostMoved = false;
+    answer = FollowRedirects(*first, etag, deadline);
+  } while (fHostMoved && !fCancelled);
+  return answer;
+}
+
+vorn::optional<HTTPAnswer> HTTPPoller::FollowRedirects(const Url& first,
+                                                       const vorn::optional<std::string>& etag,
+                                                       Deadline deadline) {
+  auto answer = RequestOnce(first, first, etag, deadline);
   vorn::optional<Url> current;
   for (int redirects = 0; answer && IsRedirect(answer->second.statusCode); ++redirects) {
     const auto location = answer->second.allHeaderFields.Find("Location");
     if (!location) break;  // says nothing to follow: an answer like any other
     if (redirects == kMaxRedirects) return {};
-    current = ResolveUrl(current ? *current : *first, *location);
-    if (!current || current->host != first->host) return {};
-    answer = RequestOnce(*current, etag, deadline);
+    current = ResolveUrl(current ? *current : first, *location);
+    if (!current || !MayLeadTo(*current, first)) return {};
+    answer = RequestOnce(*current, first, etag, deadline);
   }
   return answer;
 }
 
-vorn::optional<HTTPAnswer> HTTPPoller::RequestOnce(const Url& url, const vorn::optional<std::string>& etag,
-                                                   CurlTransfer::Clock::time_point deadline) {
-  const auto addresses = fHosts ? fHosts->AddressesOf(url.host) : std::vector<std::string>();
-  return fTransfer.Perform({url, etag, addresses, LocalHosts::IsLocal(url.host), deadline}, fCancelled);
+bool HTTPPoller::MayLeadTo(const Url& url, const Url& first) const {
+  if (fRedirects == Redirects::kAnywhere || LocalHosts::IsSameName(url.host, first.host)) return true;
+  const auto addresses = AddressesFor(first, first);
+  return std::find(addresses.begin(), addresses.end(), url.host) != addresses.end();
+}
+
+/// None where the system resolves the host. A redirect that names one of the
+/// host's addresses leads to that one.
+std::vector<std::string> HTTPPoller::AddressesFor(const Url& url, const Url& first) const {
+  if (!fHosts) return {};
+  if (!LocalHosts::IsSameName(url.host, first.host)) return {url.host};
+  return fHosts->AddressesOf(url.host);
+}
+
+vorn::optional<HTTPAnswer> HTTPPoller::RequestOnce(const Url& url, const Url& first,
+                                                   const vorn::optional<std::string>& etag,
+                                                   Deadline deadline) {
+  const bool direct = LocalHosts::IsLocal(first.host) || LocalHosts::IsLocal(url.host);
+  return fTransfer.Perform(
+      {url, etag, AddressesFor(url, first), direct, deadline,
+       [this, &first](const std::string& address) { return IsGivenUp(first, address); }});
+}
+
+/// A host that has left the table altogether may still be there; its request
+/// goes on.
+bool HTTPPoller::IsGivenUp(const Url& first, const std::string& address) {
+  if (!fHostMoved && fAddressesChanged.exchange(false) && !address.empty()) {
+    const auto addresses = fHosts->AddressesOf(first.host);
+    fHostMoved =
+        !addresses.empty() && std::find(addresses.begin(), addresses.end(), address) == addresses.end();
+  }
+  return fHostMoved || fCancelled;
 }
 
 }  // namespace DeviceList

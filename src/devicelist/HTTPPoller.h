@@ -6,6 +6,7 @@
 #include <memory>
 #include <mutex>
 #include <string>
+#include <vector>
 
 #include "devicelist/CurlTransfer.h"
 #include "devicelist/HTTPResponse.h"
@@ -26,9 +27,10 @@ inline constexpr int kMaxRedirects = 5;
 ///
 ///  1. A request takes at most the timeout from begin to end, however slowly
 ///     the peer answers, and can be cancelled in every phase.
-///  2. An answer has at most 1 MiB of body after decoding and 64 KiB of header
-///     a request sent. At most five redirects are followed, to the same host
-///     only (any port, http or https). What breaks a bound is no answer.
+///  2. An answer has at most 1 MiB of body, before and after decoding, and
+///     64 KiB of header a request sent. At most five redirects are followed,
+///     and only where they may lead. What breaks a bound, or breaks off within
+///     its header, is no answer.
 ///  3. No cookies, credentials, netrc, cache or disk. The environment's proxy
 ///     settings are honoured, except for ".local" hosts, which never go to a
 ///     proxy.
@@ -37,14 +39,29 @@ inline constexpr int kMaxRedirects = 5;
 ///     behind; it touches nothing of the poller's and ends when the resolver
 ///     gives up.
 ///  5. One connection is kept open from request to request; when the peer has
-///     closed it meanwhile, a new one is made and nobody notices.
+///     closed it meanwhile, or has sent on it what belongs to no answer, a new
+///     one is made and nobody notices.
+///  6. A host with several pinned addresses is asked at the one that answered
+///     last, else at each in turn. When the table moves the host to other
+///     addresses, a request that is under way to an old one is given up at once
+///     and made anew.
 class HTTPPoller {
  public:
+  /// Where a redirect may lead, on any port, over http or https.
+  enum class Redirects {
+    /// To the host of the request: its name, with or without the final dot, or
+    /// an address that the table has for it. For units, which must not make
+    /// this computer fetch from elsewhere.
+    kWithinHost,
+    kAnywhere,  ///< For the update server, which the user has chosen.
+  };
+
   /// `hosts` holds the addresses of ".local" hosts; with none, the system
-  /// resolves every host. Throws std::runtime_error or std::bad_alloc when no
-  /// client can be had, as without free descriptors.
+  /// resolves every host. Throws std::runtime_error or std::bad_alloc when the
+  /// client cannot be set up, as without free descriptors.
   explicit HTTPPoller(std::shared_ptr<const LocalHosts> hosts = nullptr,
-                      std::chrono::milliseconds timeout = kRequestTimeout);
+                      std::chrono::milliseconds timeout = kRequestTimeout,
+                      Redirects redirects = Redirects::kWithinHost);
 
   /// Cancels, then waits until no thread is inside DoRequest any more.
   ~HTTPPoller();
@@ -69,14 +86,24 @@ class HTTPPoller {
  private:
   class Turn;
 
-  vorn::optional<HTTPAnswer> FollowRedirects(const std::string& url, const vorn::optional<std::string>& etag);
-  vorn::optional<HTTPAnswer> RequestOnce(const Url& url, const vorn::optional<std::string>& etag,
-                                         CurlTransfer::Clock::time_point deadline);
+  using Deadline = CurlTransfer::Clock::time_point;
+
+  vorn::optional<HTTPAnswer> Request(const std::string& url, const vorn::optional<std::string>& etag);
+  vorn::optional<HTTPAnswer> FollowRedirects(const Url& first, const vorn::optional<std::string>& etag,
+                                             Deadline deadline);
+  vorn::optional<HTTPAnswer> RequestOnce(const Url& url, const Url& first,
+                                         const vorn::optional<std::string>& etag, Deadline deadline);
   [[nodiscard]] const vorn::optional<Url>& ParseFirst(const std::string& url);
+  [[nodiscard]] bool MayLeadTo(const Url& url, const Url& first) const;
+  [[nodiscard]] std::vector<std::string> AddressesFor(const Url& url, const Url& first) const;
+  [[nodiscard]] bool IsGivenUp(const Url& first, const std::string& address);
+  void ListenTo(const std::string& host);
 
   const std::shared_ptr<const LocalHosts> fHosts;
   const std::chrono::milliseconds fTimeout;
+  const Redirects fRedirects;
   std::atomic<bool> fCancelled{false};
+  std::atomic<bool> fAddressesChanged{false};  ///< since IsGivenUp looked at them
 
   std::mutex fMutex;
   std::condition_variable fChanged;  ///< a request has ended, or all are cancelled
@@ -84,8 +111,11 @@ class HTTPPoller {
   bool fBusy = false;                ///< one of them uses what follows, guarded by fMutex
 
   CurlTransfer fTransfer;
-  std::string fParsedText;         ///< pollers ask for the same URL again and again
-  vorn::optional<Url> fParsedUrl;  ///< what it was parsed into
+  bool fHostMoved = false;                                  ///< away from the address that the request is at
+  std::string fParsedText;                                  ///< pollers ask for the same URL again and again
+  vorn::optional<Url> fParsedUrl;                           ///< what it was parsed into
+  std::string fListensTo;                                   ///< the host of fSubscription
+  std::unique_ptr<LocalHosts::Subscription> fSubscription;  ///< wakes fTransfer, so it goes first
 };
 
 }  // namespace DeviceList

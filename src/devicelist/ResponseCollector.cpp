@@ -1,5 +1,7 @@
 #include "devicelist/ResponseCollector.h"
 
+#include <algorithm>
+#include <array>
 #include <utility>
 
 #include "foundation/ASCII.h"
@@ -23,18 +25,33 @@ std::string_view NextElement(std::string_view& list) {
   return element;
 }
 
-bool IsAskedFor(std::string_view coding) {
-  return vorn::EqualIgnoringASCIICase(coding, "gzip") || vorn::EqualIgnoringASCIICase(coding, "x-gzip") ||
-         vorn::EqualIgnoringASCIICase(coding, "deflate");
+template <std::size_t Count>
+bool IsOneOf(std::string_view name, const std::array<std::string_view, Count>& names) {
+  return std::any_of(names.begin(), names.end(),
+                     [name](auto one) { return vorn::EqualIgnoringASCIICase(name, one); });
 }
+
+constexpr std::array<std::string_view, 2> kGzip{"gzip", "x-gzip"};
+constexpr std::array<std::string_view, 1> kDeflate{"deflate"};
+/// The content codings that are registered and that nobody here can decode.
+constexpr std::array<std::string_view, 9> kUndecoded{"br",  "zstd", "compress",     "x-compress", "dcb",
+                                                     "dcz", "exi",  "pack200-gzip", "aes128gcm"};
+/// What the client undoes by itself, and what says that there is nothing to undo.
+constexpr std::array<std::string_view, 2> kTransfer{"chunked", "identity"};
 
 }  // namespace
 
 void ResponseCollector::Reset() noexcept {
+  BeginResponse();
+  fHeaderBytes = 0;
+  fBodyBytes = 0;
+}
+
+void ResponseCollector::BeginResponse() noexcept {
   fAnswer.first.clear();
   fAnswer.second.allHeaderFields.Clear();
-  fHeaderBytes = 0;
-  fEncodings = 0;
+  fDecoder = BodyDecoder();
+  fDecodes = false;
   fHeaderComplete = false;
 }
 
@@ -44,10 +61,7 @@ bool ResponseCollector::AddHeaderLine(std::string_view line) {
   fHeaderBytes += line.size();
 
   if (IsStatusLine(line)) {
-    fAnswer.first.clear();
-    fAnswer.second.allHeaderFields.Clear();
-    fEncodings = 0;
-    fHeaderComplete = false;
+    BeginResponse();
     return true;
   }
   if (IsBlankLine(line)) fHeaderComplete = true;
@@ -55,27 +69,35 @@ bool ResponseCollector::AddHeaderLine(std::string_view line) {
 
   fAnswer.second.allHeaderFields.AddLine(line);
   const auto field = HeaderFields::Parse(line);
-  return !field || AcceptEncodings(*field);
+  return !field || AcceptCodings(*field);
 }
 
-bool ResponseCollector::AcceptEncodings(const HeaderFields::Field& field) {
+bool ResponseCollector::AcceptCodings(const HeaderFields::Field& field) {
   const bool content = vorn::EqualIgnoringASCIICase(field.name, "Content-Encoding");
   const bool transfer = vorn::EqualIgnoringASCIICase(field.name, "Transfer-Encoding");
   if (!content && !transfer) return true;
   std::string_view list = field.value;
   while (!list.empty()) {
     const auto coding = NextElement(list);
-    if (coding.empty() || vorn::EqualIgnoringASCIICase(coding, "identity")) continue;
-    if (transfer && vorn::EqualIgnoringASCIICase(coding, "chunked")) continue;
-    if (transfer || !IsAskedFor(coding) || ++fEncodings > 1) return false;
+    if (coding.empty()) continue;
+    if (!(transfer ? IsOneOf(coding, kTransfer) : AcceptContentCoding(coding))) return false;
   }
   return true;
 }
 
-bool ResponseCollector::AddBody(std::string_view bytes) {
-  if (bytes.size() > kMaxBodyBytes - fAnswer.first.size()) return false;
-  fAnswer.first.append(bytes);
+bool ResponseCollector::AcceptContentCoding(std::string_view coding) {
+  const bool gzip = IsOneOf(coding, kGzip);
+  if (!gzip && !IsOneOf(coding, kDeflate)) return !IsOneOf(coding, kUndecoded);
+  if (std::exchange(fDecodes, true)) return false;
+  fDecoder = BodyDecoder(gzip ? BodyDecoder::Coding::kGzip : BodyDecoder::Coding::kDeflate);
   return true;
+}
+
+bool ResponseCollector::AddBody(std::string_view bytes) {
+  // An encoded body that gives out nothing is bounded by its own length.
+  if (bytes.size() > kMaxBodyBytes - fBodyBytes) return false;
+  fBodyBytes += bytes.size();
+  return fDecoder.Decode(bytes, fAnswer.first, kMaxBodyBytes);
 }
 
 HTTPAnswer ResponseCollector::TakeAnswer() noexcept {

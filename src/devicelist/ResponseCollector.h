@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <string_view>
 
+#include "devicelist/BodyDecoder.h"
 #include "devicelist/HTTPResponse.h"
 
 namespace DeviceList {
@@ -12,7 +13,7 @@ namespace DeviceList {
 /// request fail. Nothing throws but std::bad_alloc. Used by one thread.
 class ResponseCollector {
  public:
-  static constexpr std::size_t kMaxBodyBytes = std::size_t{1024} * 1024;  ///< after decoding
+  static constexpr std::size_t kMaxBodyBytes = std::size_t{1024} * 1024;  ///< as they come, and decoded
   /// Status lines, interim responses and trailers included.
   static constexpr std::size_t kMaxHeaderBytes = std::size_t{64} * 1024;
 
@@ -20,28 +21,39 @@ class ResponseCollector {
   void Reset() noexcept;
 
   /// Takes one header line with its line end, as it came. False when the
-  /// header has become too long, or when the line announces an encoding of the
-  /// body other than one single gzip or deflate, or chunks: only those were
-  /// asked for, others can need 100 MiB and more to decode, and encodings
-  /// upon encodings keep the decoder busy without giving out a byte.
+  /// header has become too long, or when the line announces what would have to
+  /// be decoded and cannot be. Decoded are one single gzip or deflate, and
+  /// chunks by the client: only those were asked for, others can need 100 MiB
+  /// and more, and encodings upon encodings keep the decoder busy without
+  /// giving out a byte. An unknown content coding ("none", "utf-8") names no
+  /// encoding: the body is read as it is.
   [[nodiscard]] bool AddHeaderLine(std::string_view line);
 
-  /// Takes a piece of the decoded body. False when it has become too long.
+  /// Takes a piece of the body, with chunks undone. False when it has become
+  /// too long or is not in the coding that the header tells.
   [[nodiscard]] bool AddBody(std::string_view bytes);
 
   /// True while not one byte of a response has come.
-  [[nodiscard]] bool IsEmpty() const noexcept { return fHeaderBytes == 0 && fAnswer.first.empty(); }
+  [[nodiscard]] bool IsEmpty() const noexcept { return fHeaderBytes == 0 && fBodyBytes == 0; }
+
+  /// True when the header of the last response is there to its blank line, and
+  /// an encoded body to its end.
+  [[nodiscard]] bool IsComplete() const noexcept { return fHeaderComplete && fDecoder.IsComplete(); }
 
   /// What was gathered, moved out; the status code is the caller's to fill in.
   [[nodiscard]] HTTPAnswer TakeAnswer() noexcept;
 
  private:
-  [[nodiscard]] bool AcceptEncodings(const HeaderFields::Field& field);
+  void BeginResponse() noexcept;
+  [[nodiscard]] bool AcceptCodings(const HeaderFields::Field& field);
+  [[nodiscard]] bool AcceptContentCoding(std::string_view coding);
 
   HTTPAnswer fAnswer;
-  std::size_t fHeaderBytes = 0;
-  std::size_t fEncodings = 0;    ///< content encodings announced by the current response
+  BodyDecoder fDecoder;          ///< for the body of the current response
+  bool fDecodes = false;         ///< a content coding that is decoded was announced
   bool fHeaderComplete = false;  ///< the blank line was seen; further lines are trailers
+  std::size_t fHeaderBytes = 0;
+  std::size_t fBodyBytes = 0;  ///< as they came
 };
 
 }  // namespace DeviceList

@@ -50,12 +50,15 @@ std::string PathOf(const std::string& what) {
 /// A unit as it should be; each test spoils what it is about.
 class DevicePollerTest : public ::testing::Test {
  protected:
-  DevicePollerTest() {
-    fUnit.Reply("/apiversion", 200, "0.1");
-    fUnit.Reply("/datastore/ext/caps/avb", 200, Json("0.2"));
-    fUnit.Reply(PathOf("model_name"), 200, Json("ab12"));
-    fUnit.Reply(PathOf("firmware_version"), 200, Json("1.2.3+4"));
-    fUnit.Reply(PathOf("entity_name"), 200, Json("Stage Left"), {"ETag: \"t1\""});
+  DevicePollerTest() { Serve(fUnit, "ETag: \"t1\""); }
+
+  /// Has the server answer as the unit, with this header line.
+  static void Serve(LoopbackServer& unit, const std::string& headerLine) {
+    unit.Reply("/apiversion", 200, "0.1", {headerLine});
+    unit.Reply("/datastore/ext/caps/avb", 200, Json("0.2"), {headerLine});
+    unit.Reply(PathOf("model_name"), 200, Json("ab12"), {headerLine});
+    unit.Reply(PathOf("firmware_version"), 200, Json("1.2.3+4"), {headerLine});
+    unit.Reply(PathOf("entity_name"), 200, Json("Stage Left"), {headerLine});
   }
 
   [[nodiscard]] Entry MakeEntry() const {
@@ -526,6 +529,21 @@ TEST_F(DevicePollerTest, ReachesALocalHostByItsPinnedAddress) {
   entry.url = "http://studio-a.local:" + fUnit.PortText() + "/";
   const DevicePoller poller(entry, hosts, kOnce);
   EXPECT_TRUE(Becomes(poller, "Stage Left ab12 1.2.3+4"));
+}
+
+/// A unit that closes each connection makes the silent address hurt most.
+TEST_F(DevicePollerTest, ShowsAUnitInTimeWhoseFirstAddressIsSilent) {
+  const vorn::testing::FullListener silent;
+  LoopbackServer unit("127.0.0.2", silent.Port());
+  Serve(unit, "Connection: close");
+  const auto hosts = std::make_shared<LocalHosts>();
+  hosts->Replace({{"studio-a.local", {"127.0.0.1", "127.0.0.2"}}});
+  auto entry = MakeEntry();
+  entry.url = "http://studio-a.local:" + unit.PortText() + "/";
+  const auto begin = std::chrono::steady_clock::now();
+  const DevicePoller poller(entry, hosts, kOnce);
+  ASSERT_TRUE(Becomes(poller, "Stage Left ab12 1.2.3+4"));
+  EXPECT_LT(std::chrono::steady_clock::now() - begin, 10s);
 }
 
 TEST_F(DevicePollerTest, HoldsAtMostThreeDescriptors) {

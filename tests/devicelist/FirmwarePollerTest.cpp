@@ -176,18 +176,12 @@ TEST_F(FirmwarePollerTest, AsksTheRootInForceAtEachQuery) {
   EXPECT_TRUE(Eventually([&] { return LatestOf(poller) == "2"; }));
 }
 
-TEST_F(FirmwarePollerTest, FollowsRedirectsToItsOwnHostOnly) {
+TEST_F(FirmwarePollerTest, FollowsRedirectsToAnyHost) {
   LoopbackServer other("127.0.0.2", 0);
-  other.Reply("/x", 200, Releases("evil"));
-  fServer.Reply(kPath, 302, {}, {"Location: " + other.Url("/x")});
-  fServer.Reply("/api/device/moved/firmware", 302, {}, {"Location: /new"});
-  fServer.Reply("/new", 200, Releases("1"));
-  const FirmwarePoller away("ab12", "release", {}, kQuick);
-  const FirmwarePoller moved("moved", "release", {}, kQuick);
-  EXPECT_TRUE(Eventually([&] { return LatestOf(moved) == "1"; }));
-  ASSERT_TRUE(fServer.WaitForRequests(10));
-  EXPECT_EQ(LatestOf(away), "(none)");
-  EXPECT_EQ(other.ConnectionCount(), 0);
+  other.Reply("/new", 200, Releases("1"));
+  fServer.Reply(kPath, 302, {}, {"Location: " + other.Url("/new")});
+  const FirmwarePoller poller("ab12", "release", {}, kQuick);
+  EXPECT_TRUE(Eventually([&] { return LatestOf(poller) == "1"; }));
 }
 
 TEST_F(FirmwarePollerTest, CanBeMovedWhileItPolls) {

@@ -1,12 +1,9 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
-#include <fstream>
 #include <functional>
 #include <future>
 #include <memory>
-#include <optional>
-#include <sstream>
 #include <string>
 #include <thread>
 
@@ -18,6 +15,7 @@ namespace DeviceList {
 namespace {
 
 using namespace std::chrono_literals;
+using vorn::testing::CountConnecting;
 using vorn::testing::Eventually;
 using vorn::testing::Exchange;
 using vorn::testing::FullListener;
@@ -25,24 +23,6 @@ using vorn::testing::LoopbackServer;
 
 /// Far below the request's own 30 s and far above any scheduling delay.
 constexpr auto kPrompt = 10s;
-
-/// Sockets of this machine that wait for a connection to the loopback port.
-int CountConnecting(std::uint16_t port) {
-  std::ostringstream peer;
-  peer << std::uppercase << std::hex << port;
-  auto text = peer.str();
-  text = ":" + std::string(4 - text.size(), '0') + text;
-  std::ifstream table("/proc/net/tcp");
-  std::string line;
-  int count = 0;
-  while (std::getline(table, line)) {
-    std::istringstream words(line);
-    std::string slot, local, remote, state;
-    words >> slot >> local >> remote >> state;
-    if (state == "02" && remote.ends_with(text)) ++count;
-  }
-  return count;
-}
 
 /// A request on a thread of its own.
 class RunningRequest {

@@ -3,11 +3,14 @@
 
 #include <chrono>
 #include <future>
+#include <memory>
 #include <string>
+#include <utility>
 
 #include "devicelist/HTTPPoller.h"
 #include "tests/support/Eventually.h"
 #include "tests/support/LoopbackServer.h"
+#include "tests/support/ScopedEnvironment.h"
 
 namespace DeviceList {
 namespace {
@@ -19,6 +22,7 @@ using ::testing::SizeIs;
 using vorn::testing::Eventually;
 using vorn::testing::Exchange;
 using vorn::testing::LoopbackServer;
+using vorn::testing::ScopedEnvironment;
 
 using Tag = vorn::optional<std::string>;
 
@@ -75,19 +79,143 @@ TEST_F(HTTPRedirectTest, NeverGoesToAnotherHost) {
   EXPECT_EQ(other.ConnectionCount(), 0);
 }
 
-TEST_F(HTTPRedirectTest, GoesToHTTPSOnTheSameHost) {
-  // The peer speaks no TLS, so there is no answer; but it was asked.
-  Redirect("/x", "https://127.0.0.1:" + fServer.PortText() + "/");
-  fServer.HandleOthers([](Exchange& exchange) { exchange.Close(); });
-  LoopbackServer tls;
-  Redirect("/y", "https://127.0.0.1:" + tls.PortText() + "/");
-  HTTPPoller poller;
-  auto request =
-      std::async(std::launch::async, [&] { return poller.DoRequest(fServer.Url("/y"), {}).has_value(); });
-  EXPECT_TRUE(Eventually([&] { return tls.ConnectionCount() == 1; }));
+/// True when the client begins a secured connection to the server, which
+/// speaks none, when it asks for the URL.
+bool BeginsTLS(HTTPPoller& poller, const std::string& url, const LoopbackServer& tls) {
+  auto request = std::async(std::launch::async, [&] { return poller.DoRequest(url, {}).has_value(); });
+  const bool begun = Eventually([&] { return tls.ConnectionCount() == 1; });
   poller.Cancel();
   EXPECT_FALSE(request.get());
   EXPECT_EQ(tls.RequestCount(), 0U);
+  return begun;
+}
+
+TEST_F(HTTPRedirectTest, GoesToHTTPSOnTheSameHost) {
+  LoopbackServer tls;
+  Redirect("/x", "https://127.0.0.1:" + tls.PortText() + "/");
+  EXPECT_TRUE(BeginsTLS(fPoller, fServer.Url("/x"), tls));
+}
+
+TEST_F(HTTPRedirectTest, FollowsAReferenceToTheSameResource) {
+  for (const char* location : {"", "#", "#top"}) {
+    LoopbackServer server;
+    bool asked = false;  // by the server's one connection alone
+    server.Handle("/a/x?y", [&asked, location](Exchange& exchange) {
+      if (std::exchange(asked, true)) return exchange.Reply(200, "end");
+      exchange.Reply(302, {}, {std::string("Location: ") + location});
+    });
+    const auto answer = fPoller.DoRequest(server.Url("/a/x?y"), {});
+    ASSERT_TRUE(answer) << location;
+    EXPECT_EQ(answer->first, "end") << location;
+    EXPECT_THAT(server.Targets(), ElementsAre("/a/x?y", "/a/x?y"));
+  }
+}
+
+// ---- A unit that discovery knows the addresses of ----
+
+class HTTPUnitRedirectTest : public HTTPRedirectTest {
+ protected:
+  HTTPUnitRedirectTest() {
+    fHosts->Replace({{"studio-a.local", {"127.0.0.1", "127.0.0.2"}}, {"studio-b.local", {"127.0.0.3"}}});
+    fServer.Reply("/end", 200, "end");
+  }
+
+  /// The body of the answer where "/x" of studio-a.local redirects to this.
+  std::string BodyBehind(const std::string& location) {
+    Redirect("/x", location);
+    const auto answer = fUnitPoller.DoRequest("http://studio-a.local:" + fServer.PortText() + "/x", {});
+    return answer ? answer->first : "no answer";
+  }
+
+  const std::shared_ptr<LocalHosts> fHosts = std::make_shared<LocalHosts>();
+  HTTPPoller fUnitPoller{fHosts};
+};
+
+TEST_F(HTTPUnitRedirectTest, FollowsTheUnitUnderAnotherSpelling) {
+  for (const std::string host : {"studio-a.local", "studio-a.local.", "STUDIO-A.Local", "127.0.0.1"}) {
+    const auto authority = host + ":" + fServer.PortText();
+    EXPECT_EQ(BodyBehind("http://" + authority + "/end"), "end") << host;
+    EXPECT_EQ(BodyBehind("//" + authority + "/end"), "end") << host;
+    EXPECT_THAT(fServer.Requests().back().ValuesOf("Host"), ElementsAre(authority));
+  }
+  LoopbackServer other("127.0.0.2", 0);
+  other.Reply("/end", 200, "other");
+  EXPECT_EQ(BodyBehind(other.Url("/end")), "other");
+}
+
+TEST_F(HTTPUnitRedirectTest, FollowsFromANameToAnAddressAndBack) {
+  Redirect("/1", "http://studio-a.local.:" + fServer.PortText() + "/end");
+  EXPECT_EQ(BodyBehind(fServer.Url("/1")), "end");
+}
+
+TEST_F(HTTPUnitRedirectTest, FollowsTheUnitToHTTPS) {
+  for (const std::string host : {"studio-a.local.", "127.0.0.1"}) {
+    LoopbackServer tls;
+    Redirect("/x", "https://" + host + ":" + tls.PortText() + "/");
+    HTTPPoller poller(fHosts);
+    EXPECT_TRUE(BeginsTLS(poller, "http://studio-a.local:" + fServer.PortText() + "/x", tls)) << host;
+  }
+}
+
+TEST_F(HTTPUnitRedirectTest, NeverGoesToAnotherUnit) {
+  LoopbackServer other("127.0.0.3", 0);
+  for (const std::string host : {"127.0.0.3", "studio-b.local", "localhost", "127.0.0.4", "127.0.0.1.",
+                                 "local", "a.studio-a.local", "studio-a.local.."}) {
+    const auto before = fServer.RequestCount();
+    EXPECT_EQ(BodyBehind("http://" + host + ":" + other.PortText() + "/"), "no answer") << host;
+    EXPECT_EQ(fServer.RequestCount(), before + 1) << host;
+  }
+  fHosts->Replace({{"studio-a.local", {"127.0.0.1"}}});
+  LoopbackServer former("127.0.0.2", 0);
+  EXPECT_EQ(BodyBehind(former.Url("/")), "no answer");
+  EXPECT_EQ(other.ConnectionCount() + former.ConnectionCount(), 0);
+}
+
+TEST_F(HTTPUnitRedirectTest, UsesNoProxyOnTheWay) {
+  LoopbackServer proxy;
+  const ScopedEnvironment environment("http_proxy", proxy.Url(""));
+  EXPECT_EQ(BodyBehind(fServer.Url("/end")), "end");
+  EXPECT_EQ(proxy.ConnectionCount(), 0);
+}
+
+// ---- The update server ----
+
+class HTTPServerRedirectTest : public HTTPRedirectTest {
+ protected:
+  std::string BodyBehind(const std::string& location) {
+    Redirect("/x", location);
+    const auto answer = fAnywhere.DoRequest(fServer.Url("/x"), {});
+    return answer ? answer->first : "no answer";
+  }
+
+  HTTPPoller fAnywhere{nullptr, kRequestTimeout, HTTPPoller::Redirects::kAnywhere};
+};
+
+TEST_F(HTTPServerRedirectTest, FollowsToAnyHost) {
+  LoopbackServer other("127.0.0.2", 0);
+  LoopbackServer third;
+  other.Reply("/end", 200, "other");
+  third.Reply("/end", 200, "third");
+  other.Reply("/on", 302, {}, {"Location: http://localhost:" + third.PortText() + "/end"});
+  EXPECT_EQ(BodyBehind(other.Url("/end")), "other");
+  EXPECT_EQ(BodyBehind(other.Url("/on")), "third");
+}
+
+TEST_F(HTTPServerRedirectTest, FollowsToHTTPSOnAnyHost) {
+  LoopbackServer tls("127.0.0.2", 0);
+  Redirect("/x", "https://127.0.0.2:" + tls.PortText() + "/");
+  EXPECT_TRUE(BeginsTLS(fAnywhere, fServer.Url("/x"), tls));
+}
+
+TEST_F(HTTPServerRedirectTest, FollowsNothingButHTTPAndFiveTimes) {
+  LoopbackServer other("127.0.0.2", 0);
+  for (const auto& location : {"ftp://127.0.0.2/"s, "file:///etc/passwd"s, "http://"s,
+                               "http://u:p@127.0.0.2:" + other.PortText() + "/"})
+    EXPECT_EQ(BodyBehind(location), "no answer") << location;
+  EXPECT_EQ(other.ConnectionCount(), 0);
+  other.Reply("/", 302, {}, {"Location: " + other.Url("/")});
+  EXPECT_EQ(BodyBehind(other.Url("/")), "no answer");
+  EXPECT_EQ(other.RequestCount(), 5U);
 }
 
 TEST_F(HTTPRedirectTest, FollowsFiveAndNotASixth) {

@@ -3,6 +3,7 @@
 #include <string>
 
 #include "devicelist/ResponseCollector.h"
+#include "tests/support/LoopbackServer.h"
 
 namespace DeviceList {
 namespace {
@@ -71,18 +72,19 @@ TEST(ResponseCollector, CountsInterimResponsesAndTrailersAsHeader) {
   EXPECT_LE(bytes, ResponseCollector::kMaxHeaderBytes + line.size() + 8);
 }
 
-TEST(ResponseCollector, AcceptsOnlyTheEncodingsThatAreAskedFor) {
+TEST(ResponseCollector, AcceptsOnlyEncodingsThatItCanUndoOrThatAreNone) {
   for (const char* line :
        {"Content-Encoding: gzip", "content-encoding: X-GZIP", "Content-Encoding: deflate",
         "Content-Encoding: identity", "Content-Encoding:", "Content-Encoding: identity, gzip",
+        "Content-Encoding: none", "CONTENT-ENCODING: UTF-8", "Content-Encoding: binary, utf-8, deflate",
         "Transfer-Encoding: chunked", "Transfer-Encoding: Chunked, identity"}) {
     ResponseCollector collector;
     EXPECT_TRUE(collector.AddHeaderLine(line)) << line;
   }
   for (const char* line :
-       {"Content-Encoding: br", "Content-Encoding: zstd", "Content-Encoding: gzip, gzip",
-        "Content-Encoding: gzip,deflate", "Content-Encoding: chunked", "CONTENT-ENCODING: foo",
-        "Transfer-Encoding: gzip", "Transfer-Encoding: chunked, br"}) {
+       {"Content-Encoding: br", "Content-Encoding: zstd", "Content-Encoding: Compress",
+        "Content-Encoding: gzip, gzip", "Content-Encoding: gzip,deflate", "Content-Encoding: none, br",
+        "Transfer-Encoding: gzip", "Transfer-Encoding: chunked, br", "Transfer-Encoding: none"}) {
     ResponseCollector collector;
     EXPECT_FALSE(collector.AddHeaderLine(line)) << line;
   }
@@ -92,6 +94,41 @@ TEST(ResponseCollector, RefusesEncodingsUponEncodingsOverSeveralLines) {
   ResponseCollector collector;
   EXPECT_TRUE(collector.AddHeaderLine("Content-Encoding: gzip\r\n"));
   EXPECT_FALSE(collector.AddHeaderLine("Content-Encoding: gzip\r\n"));
+}
+
+TEST(ResponseCollector, DecodesTheBodyOfTheLastResponseOnly) {
+  ResponseCollector collector;
+  EXPECT_TRUE(collector.AddHeaderLine("HTTP/1.1 103 Early Hints\r\n"));
+  EXPECT_TRUE(collector.AddHeaderLine("Content-Encoding: gzip\r\n"));
+  EXPECT_TRUE(collector.AddHeaderLine("\r\n"));
+  EXPECT_TRUE(collector.AddHeaderLine("HTTP/1.1 200 OK\r\n"));
+  EXPECT_TRUE(collector.AddHeaderLine("\r\n"));
+  EXPECT_TRUE(collector.AddBody("plain"));
+  EXPECT_EQ(collector.TakeAnswer().first, "plain");
+}
+
+TEST(ResponseCollector, IsCompleteWithTheBlankLineAndTheWholeEncodedBody) {
+  ResponseCollector collector;
+  EXPECT_FALSE(collector.IsComplete());
+  EXPECT_TRUE(collector.AddHeaderLine("HTTP/1.1 200 OK\r\n"));
+  EXPECT_TRUE(collector.AddHeaderLine("Content-Encoding: gzip\r\n"));
+  EXPECT_FALSE(collector.IsComplete());
+  EXPECT_TRUE(collector.AddHeaderLine("\r\n"));
+  EXPECT_TRUE(collector.IsComplete());
+  const auto body = vorn::testing::Gzip("body");
+  EXPECT_TRUE(collector.AddBody(body.substr(0, 8)));
+  EXPECT_FALSE(collector.IsComplete());
+  EXPECT_TRUE(collector.AddBody(body.substr(8)));
+  EXPECT_TRUE(collector.IsComplete());
+}
+
+TEST(ResponseCollector, BoundsAnEncodedBodyThatGivesOutNothing) {
+  ResponseCollector collector;
+  EXPECT_TRUE(collector.AddHeaderLine("Content-Encoding: gzip\r\n"));
+  // A gzip header whose file name does not end.
+  EXPECT_TRUE(collector.AddBody({"\x1f\x8b\x08\x08\0\0\0\0\0\x03", 10}));
+  EXPECT_TRUE(collector.AddBody(std::string(ResponseCollector::kMaxBodyBytes - 10, 'x')));
+  EXPECT_FALSE(collector.AddBody("x"));
 }
 
 }  // namespace

@@ -1,0 +1,322 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <chrono>
+#include <cstdint>
+#include <future>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <thread>
+#include <utility>
+#include <vector>
+
+#include "devicelist/HTTPPoller.h"
+#include "tests/support/Eventually.h"
+#include "tests/support/LoopbackServer.h"
+
+namespace DeviceList {
+namespace {
+
+using namespace std::chrono_literals;
+using ::testing::ElementsAre;
+using vorn::testing::CountConnecting;
+using vorn::testing::Eventually;
+using vorn::testing::Exchange;
+using vorn::testing::FullListener;
+using vorn::testing::LoopbackServer;
+using vorn::testing::StopsServer;
+
+constexpr char kHost[] = "studio-a.local";
+constexpr char kFirst[] = "127.0.0.1";
+constexpr char kSecond[] = "127.0.0.2";
+
+/// Far below the request's own 30 s and far above any scheduling delay.
+constexpr auto kPrompt = 10s;
+
+/// Where a host is, as discovery says, and what its client makes of it.
+class HTTPAddressTest : public ::testing::Test {
+ protected:
+  void Move(std::vector<std::string> addresses) { fHosts->Replace({{kHost, std::move(addresses)}}); }
+
+  /// The body of the answer to a request for "/x" of the host at this port.
+  std::string Get(std::uint16_t port) {
+    const auto answer =
+        fPoller.DoRequest("http://" + std::string(kHost) + ":" + std::to_string(port) + "/x", {});
+    return answer ? answer->first : "no answer";
+  }
+
+  const std::shared_ptr<LocalHosts> fHosts = std::make_shared<LocalHosts>();
+  HTTPPoller fPoller{fHosts};
+};
+
+TEST_F(HTTPAddressTest, AsksThePinnedAddressAndKeepsTheNameInTheHostField) {
+  LoopbackServer server;
+  server.Reply("/x", 200, "pinned");
+  Move({kFirst});
+  for (const char* host : {"studio-a.local", "Studio-A.LOCAL", "studio-a.local."}) {
+    const auto authority = host + (":" + server.PortText());
+    const auto answer = fPoller.DoRequest("http://" + authority + "/x", {});
+    ASSERT_TRUE(answer) << host;
+    EXPECT_EQ(answer->first, "pinned");
+    EXPECT_THAT(server.Requests().back().ValuesOf("Host"), ElementsAre(authority));
+  }
+}
+
+TEST_F(HTTPAddressTest, AsksThePinnedAddressWhateverBytesTheNameHolds) {
+  LoopbackServer server;
+  server.Reply("/x?y", 200, "pinned");
+  for (const std::string host : {"b\u00FChne.local", "\xFF.local", "-a.local"}) {
+    fHosts->Replace({{host, {kFirst}}});
+    const auto authority = host + ":" + server.PortText();
+    const auto answer = fPoller.DoRequest("http://" + authority + "/x?y", {});
+    ASSERT_TRUE(answer) << host;
+    EXPECT_EQ(answer->first, "pinned");
+    EXPECT_THAT(server.Requests().back().ValuesOf("Host"), ElementsAre(authority));
+  }
+}
+
+TEST_F(HTTPAddressTest, AsksTheAddressOnTheOtherPortsOfARedirectToo) {
+  LoopbackServer server;
+  LoopbackServer other;
+  other.Reply("/end", 200, "other");
+  server.Reply("/x", 302, {}, {"Location: http://studio-a.local:" + other.PortText() + "/end"});
+  Move({kFirst});
+  for (int i = 0; i < 3; ++i) EXPECT_EQ(Get(server.Port()), "other");
+}
+
+// ---- Several addresses ----
+
+/// Servers on the two addresses that share a port: one that is free on the
+/// first may be taken on the second. They answer "/x" by their names.
+class TwoServers {
+ public:
+  TwoServers() {
+    for (int attempt = 1; !second; ++attempt) {
+      first = std::make_unique<LoopbackServer>();
+      try {
+        second = std::make_unique<LoopbackServer>(kSecond, first->Port());
+      } catch (const std::runtime_error&) {
+        if (attempt == 100) throw;
+      }
+    }
+    first->Reply("/x", 200, "first");
+    second->Reply("/x", 200, "second");
+  }
+  [[nodiscard]] std::uint16_t Port() const { return first->Port(); }
+
+  std::unique_ptr<LoopbackServer> first;
+  std::unique_ptr<LoopbackServer> second;
+};
+
+TEST_F(HTTPAddressTest, AsksTheNextAddressWhereOneRefuses) {
+  TwoServers servers;
+  servers.first.reset();
+  Move({kFirst, kSecond});
+  EXPECT_EQ(Get(servers.second->Port()), "second");
+}
+
+TEST_F(HTTPAddressTest, AsksTheNextAddressWhereOneIsSilent) {
+  const FullListener silent;
+  LoopbackServer good(kSecond, silent.Port());
+  good.Reply("/x", 200, "second");
+  Move({kFirst, kSecond});
+  const auto begin = std::chrono::steady_clock::now();
+  EXPECT_EQ(Get(silent.Port()), "second");
+  EXPECT_LT(std::chrono::steady_clock::now() - begin, kPrompt);
+}
+
+TEST_F(HTTPAddressTest, GoesOnAtTheAddressThatAnsweredLast) {
+  TwoServers servers;
+  const auto port = servers.Port();
+  servers.first.reset();
+  servers.second->Reply("/x", 200, "second", {"Connection: close"});
+  Move({kFirst, kSecond});
+  EXPECT_EQ(Get(port), "second");
+  servers.first = std::make_unique<LoopbackServer>(kFirst, port);
+  servers.first->Reply("/x", 200, "first");
+  for (int i = 0; i < 3; ++i) EXPECT_EQ(Get(port), "second");
+  EXPECT_EQ(servers.first->ConnectionCount(), 0);
+  servers.second.reset();
+  EXPECT_EQ(Get(port), "first");  // the others are not forgotten
+  EXPECT_EQ(Get(port), "first");
+}
+
+TEST_F(HTTPAddressTest, GivesNoAnswerInTimeWhereAllAreSilent) {
+  const FullListener silent;
+  HTTPPoller poller(fHosts, 300ms);
+  fHosts->Replace({{kHost, {kFirst, kFirst}}});
+  const auto begin = std::chrono::steady_clock::now();
+  EXPECT_FALSE(poller.DoRequest("http://studio-a.local:" + std::to_string(silent.Port()) + "/", {}));
+  EXPECT_LT(std::chrono::steady_clock::now() - begin, kPrompt);
+}
+
+// ---- A host that moves between requests ----
+
+TEST_F(HTTPAddressTest, FollowsAHostToItsNewAddressAtTheNextRequest) {
+  TwoServers servers;
+  Move({kFirst});
+  EXPECT_EQ(Get(servers.Port()), "first");
+  Move({kSecond, kFirst});
+  EXPECT_EQ(Get(servers.Port()), "first");  // the kept connection is still to one of them
+  Move({kSecond});
+  EXPECT_EQ(Get(servers.Port()), "second");
+  EXPECT_EQ(servers.first->ConnectionCount(), 1);
+}
+
+TEST_F(HTTPAddressTest, FollowsTwoHostsThatExchangeTheirAddresses) {
+  TwoServers servers;
+  HTTPPoller other(fHosts);
+  const auto otherUrl = "http://studio-b.local:" + std::to_string(servers.Port()) + "/x";
+  for (int round = 0; round < 3; ++round) {
+    fHosts->Replace({{kHost, {kFirst}}, {"studio-b.local", {kSecond}}});
+    EXPECT_EQ(Get(servers.Port()), "first");
+    EXPECT_EQ(other.DoRequest(otherUrl, {})->first, "second");
+    fHosts->Replace({{kHost, {kSecond}}, {"studio-b.local", {kFirst}}});
+    EXPECT_EQ(Get(servers.Port()), "second");
+    EXPECT_EQ(other.DoRequest(otherUrl, {})->first, "first");
+  }
+}
+
+// ---- A host that moves under a request ----
+
+/// A request for "/x" on a thread of its own.
+class RunningRequest {
+ public:
+  RunningRequest(HTTPPoller& poller, std::uint16_t port)
+      : fBody(std::async(std::launch::async, [&poller, port] {
+          const auto answer = poller.DoRequest("http://studio-a.local:" + std::to_string(port) + "/x", {});
+          return answer ? answer->first : std::string("no answer");
+        })) {}
+  [[nodiscard]] bool IsOver() const { return fBody.wait_for(kPrompt) == std::future_status::ready; }
+  [[nodiscard]] std::string Body() { return fBody.get(); }
+
+ private:
+  std::future<std::string> fBody;
+};
+
+TEST_F(HTTPAddressTest, GivesUpAConnectionToAnAddressThatTheHostHasLeft) {
+  const FullListener silent;
+  LoopbackServer good(kSecond, silent.Port());
+  good.Reply("/x", 200, "second");
+  Move({kFirst});
+  const int before = CountConnecting(silent.Port());
+  RunningRequest request(fPoller, silent.Port());
+  ASSERT_TRUE(Eventually([&] { return CountConnecting(silent.Port()) > before; }));
+  Move({kSecond});
+  ASSERT_TRUE(request.IsOver());
+  EXPECT_EQ(request.Body(), "second");
+}
+
+/// What the unit has sent from its old address when it moves.
+class HTTPMoveTest : public HTTPAddressTest, public ::testing::WithParamInterface<const char*> {
+ protected:
+  HTTPMoveTest() { Move({kFirst}); }
+
+  /// The unit moves while it answers the next request.
+  void ExpectRequestMadeAnew() {
+    const auto before = fServers.first->RequestCount();
+    fServers.first->Handle("/x", [](Exchange& exchange) {
+      exchange.Send(GetParam());
+      exchange.Hang();
+    });
+    RunningRequest request(fPoller, fServers.Port());
+    ASSERT_TRUE(fServers.first->WaitForRequests(before + 1));
+    Move({kSecond});
+    ASSERT_TRUE(request.IsOver());
+    EXPECT_EQ(request.Body(), "second");
+    EXPECT_EQ(fServers.second->RequestCount(), 1U);
+    EXPECT_EQ(Get(fServers.Port()), "second");
+    EXPECT_EQ(fServers.second->ConnectionCount(), 1);
+  }
+
+  TwoServers fServers;
+};
+
+TEST_P(HTTPMoveTest, MakesARequestAnewAtTheAddressThatTheHostHasMovedTo) {
+  ExpectRequestMadeAnew();
+}
+
+TEST_P(HTTPMoveTest, MakesARequestOverAKeptConnectionAnewToo) {
+  EXPECT_EQ(Get(fServers.Port()), "first");
+  ExpectRequestMadeAnew();
+}
+
+INSTANTIATE_TEST_SUITE_P(, HTTPMoveTest,
+                         ::testing::Values("", "HT", "HTTP/1.1 200 OK\r\nContent-Length: 5\r\n",
+                                           "HTTP/1.1 200 OK\r\nContent-Length: 5\r\n\r\nfi"));
+
+TEST_F(HTTPAddressTest, BeginsAtTheNameAgainWhenAHostMovesUnderARedirect) {
+  TwoServers servers;
+  LoopbackServer target;
+  target.Handle("/y", [](Exchange& exchange) { exchange.Hang(); });
+  servers.first->Reply("/x", 302, {}, {"Location: " + target.Url("/y")});
+  Move({kFirst});
+  RunningRequest request(fPoller, servers.Port());
+  ASSERT_TRUE(target.WaitForRequests(1));
+  Move({kSecond});
+  ASSERT_TRUE(request.IsOver());
+  EXPECT_EQ(request.Body(), "second");
+}
+
+/// What leaves a request alone: more addresses, other hosts, no host any more.
+TEST_F(HTTPAddressTest, LeavesARequestAloneWhileItsAddressStands) {
+  TwoServers servers;
+  std::promise<void> arrived;
+  std::promise<void> changed;
+  const StopsServer stops(*servers.first);
+  servers.first->Handle("/x", [&](Exchange& exchange) {
+    arrived.set_value();
+    changed.get_future().wait();
+    exchange.Reply(200, "first");
+  });
+  Move({kFirst});
+  RunningRequest request(fPoller, servers.Port());
+  arrived.get_future().wait();
+  Move({kSecond, kFirst});
+  fHosts->Replace({{kHost, {kFirst}}, {"studio-b.local", {kSecond}}});
+  fHosts->Replace({});
+  changed.set_value();
+  ASSERT_TRUE(request.IsOver());
+  EXPECT_EQ(request.Body(), "first");
+  EXPECT_EQ(servers.first->RequestCount(), 1U);
+  EXPECT_EQ(servers.second->ConnectionCount(), 0);
+}
+
+TEST_F(HTTPAddressTest, EndsCancelledEvenWhereTheHostMoves) {
+  TwoServers servers;
+  servers.first->Handle("/x", [](Exchange& exchange) { exchange.Hang(); });
+  servers.second->Handle("/x", [](Exchange& exchange) { exchange.Hang(); });
+  Move({kFirst});
+  RunningRequest request(fPoller, servers.Port());
+  ASSERT_TRUE(servers.first->WaitForRequests(1));
+  Move({kSecond});
+  ASSERT_TRUE(servers.second->WaitForRequests(1));
+  fPoller.Cancel();
+  Move({kFirst});
+  ASSERT_TRUE(request.IsOver());
+  EXPECT_EQ(request.Body(), "no answer");
+}
+
+TEST_F(HTTPAddressTest, AnswersEachRequestHoweverOftenTheHostMoves) {
+  TwoServers servers;
+  Move({kFirst});
+  std::atomic<bool> stop{false};
+  std::thread mover([&] {
+    while (!stop) {
+      Move({kSecond});
+      Move({kFirst, kSecond});
+      Move({kFirst});
+    }
+  });
+  for (int i = 0; i < 200; ++i) {
+    const auto body = Get(servers.Port());
+    EXPECT_TRUE(body == "first" || body == "second") << body;
+  }
+  stop = true;
+  mover.join();
+}
+
+}  // namespace
+}  // namespace DeviceList
