@@ -10,6 +10,7 @@ class Answer:
     status: int
     body: bytes = b""
     headers: tuple = ()
+    behind: bytes = b""  # sent behind it, where no byte belongs
 
 
 @dataclasses.dataclass

@@ -111,6 +111,11 @@ async def old_http(writer, unit, request):
     await _push(writer, b"0.9.2")
 
 
+async def cut_header(writer, unit, request):
+    """Closes within the header, before any field that says how long the body is."""
+    await _push(writer, OK + b'ETag: "cut"\r\n')
+
+
 async def deep_json(writer, unit, request):
     await _answer(writer, b'{"value":' + b"[" * 400000 + b"]" * 400000 + b"}")
 

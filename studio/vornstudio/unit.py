@@ -47,6 +47,8 @@ class Unit:
     etag: bool = True
     delay: float = 0.0
     away: str = "http://10.77.0.2:8080/stolen"
+    headers: dict = dataclasses.field(default_factory=dict)
+    behind: str = ""
     announced: bool = True
     announcer: str = "zeroconf"
     txt: dict = dataclasses.field(default_factory=dict)

@@ -1,6 +1,7 @@
 """The web servers of the units: healthy answers, faults where they are asked for."""
 
 import asyncio
+import dataclasses
 
 from . import answers
 from .answers import Answer
@@ -28,7 +29,9 @@ class Site:
         status = unit.status_of(resource)
         if status:
             return Answer(status, b"studio says so")
-        return answers.healthy(unit, device, resource, request)
+        answer = answers.healthy(unit, device, resource, request)
+        headers = answer.headers + tuple(unit.headers.items())
+        return dataclasses.replace(answer, headers=headers, behind=unit.behind.encode())
 
 
 class UnitServers:

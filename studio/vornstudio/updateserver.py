@@ -6,7 +6,7 @@ import urllib.parse
 
 from .answers import Answer
 from .faults import FAULTS
-from .namespaces import FAR_ADDRESS
+from .namespaces import FAR_ADDRESS, UPDATE_SERVER_NAME
 from .webserver import WebServer
 
 PORT = 8080
@@ -23,7 +23,7 @@ class UpdateServer:
     """
 
     id = "update-server"
-    away = "http://10.77.1.1/stolen"
+    away = f"http://{UPDATE_SERVER_NAME}/api/device/Moved/firmware"
 
     def __init__(self, log, releases, wait=0.0):
         self.releases = {}

@@ -9,6 +9,7 @@ import time
 from .answers import Request
 
 MAX_HEADER = 64 * 1024
+SEGMENT_GAP = 0.02  # seconds after which what is sent is a segment of its own
 END_CHECK = 0.1  # seconds between looks at whether the client has gone
 
 
@@ -101,6 +102,10 @@ class WebServer:
         closing = (request.header("connection") or "").lower() == "close"
         writer.write(render(answer, closing))
         await writer.drain()
+        if answer.behind:
+            await asyncio.sleep(SEGMENT_GAP)
+            writer.write(answer.behind)
+            await writer.drain()
         return not closing
 
 

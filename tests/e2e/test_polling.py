@@ -261,7 +261,7 @@ def test_an_update_server_in_trouble_costs_the_newest_version_only(make_studio):
     troubles = {
         "A status": {"status": 500}, "A nothing": {"body": "[]"}, "An object": {"body": '{"version": "9.0.0+1"}'},
         "A number": {"body": '[{"version": 9}]'}, "A text": {"body": "not JSON"}, "A reset": {"fault": "reset"},
-        "A noise": {"fault": "garbage"}, "A thief": {"fault": "redirect-away"},
+        "A noise": {"fault": "garbage"},
     }
     studio = make_studio({
         "unit": [{"name": model, "model": model} for model in troubles],
@@ -275,4 +275,44 @@ def test_an_update_server_in_trouble_costs_the_newest_version_only(make_studio):
         assert {unit["latestVersion"] for unit in program.latest().values()} == {None}
         answered = [request for request in studio.requests("update-server") if "fault" not in request]
         assert len(answered) == sum("fault" not in trouble for trouble in troubles.values())
-        assert "/stolen" not in paths(studio.requests())
+
+
+def test_the_update_server_may_lead_to_another_host(make_studio):
+    studio = make_studio({"unit": [{"name": "Desk", "model": "Vorn 8D"}], "releases": {"Moved": "2.1.0+87"}})
+    studio.do("update-server", model="Vorn 8D", fault="redirect-away")
+    with ListProgram(studio) as program:
+        program.wait_for(lambda: (program.unit("Desk") or {}).get("latestVersion") == "2.1.0+87", "the release")
+    hosts = [header(request, "Host") for request in studio.requests("update-server")]
+    assert hosts == [["10.77.0.2:8080"], ["updates.vorn.example"]]
+
+
+ODD = {
+    "Late": {"behind": "\r\n"},
+    "Wordy": {"behind": '{"value":"behind"}', "etag": False},
+    "Bodies": {"behind": "a body behind a 304"},
+    "None": {"headers": {"Content-Encoding": "none"}},
+    "Charset": {"headers": {"Content-Encoding": "utf-8"}},
+    "Dotted": {"faults": {"apiversion": "redirect-away"}, "away": "http://DOTTED.local.:8000/apiversion"},
+    "Numbered": {"faults": {"apiversion": "redirect-away"}, "away": "http://10.77.1.77:8000/apiversion",
+                 "address": "10.77.1.77"},
+}
+
+
+def name_polls(studio, name):
+    return [request for request in studio.requests(name.lower()) if request["path"].endswith("/entity_name")]
+
+
+def test_odd_answers_of_good_units_cost_nothing(make_studio):
+    targets = [{"name": f"{name} 8000", "host": name.lower(), "port": 8000, "announced": False}
+               for name in ("Dotted", "Numbered")]
+    units = [{"name": name, **fields} for name, fields in ODD.items()]
+    studio = make_studio({"unit": [*units, *targets]})
+    with ListProgram(studio) as program:
+        program.wait_for_names(*ODD)
+        shown = len(program.lists)
+        for name in ODD:
+            program.wait_for(lambda: len(name_polls(studio, name)) >= 5, f"five polls of {name}")
+        assert len(program.lists) == shown, "none blinks"
+        for name in ODD:
+            assert paths(studio.requests(name.lower())).count("/datastore/ext/caps/avb") <= 2, "at most made once more"
+            assert_pace(name_polls(studio, name)[-3:])
