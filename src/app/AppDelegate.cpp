@@ -59,6 +59,7 @@ void AppDelegate::applicationDidFinishLaunching(const ActivationRequest* launchN
   fDefaults = &fEnvironment.standardUserDefaults();
   fDefaults->RegisterBool(kShowSwitches, false);
   fDefaults->RegisterBool(kNotify, true);
+  if (!notify()) fLogic->WithdrawAll();  // what an earlier run left
   fListeners.clear();
   makeDeviceList();
   makeStatusItem();
@@ -204,7 +205,10 @@ void AppDelegate::setNotify(bool enabled) {
 }
 
 void AppDelegate::notifyOfKnownUpdates() {
-  if (!notify()) return;
+  if (!notify()) {
+    fLogic->WithdrawAll();
+    return;
+  }
   fLogic->MaybeNotify(fCurrList);
   maybeNotifyDriver();
 }

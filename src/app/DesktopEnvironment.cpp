@@ -15,6 +15,7 @@
 #include "devicelist/UpdateServerSetting.h"
 #include "notification/HandleNotificationActivation.h"
 #include "notification/Logic.h"
+#include "platform/linux/NoticeStore.h"
 #include "platform/linux/UserFolders.h"
 #include "ui/AccessibleApplication.h"
 
@@ -48,6 +49,7 @@ class DesktopNotices final : public ReleaseNotices {
   void MaybeNotify(const std::vector<DeviceList::ExtendedDeviceInfo>& devices) override {
     fLogic.MaybeNotify(devices);
   }
+  void WithdrawAll() override { fLogic.WithdrawAll(); }
 
  private:
   Notification::Logic fLogic;
@@ -68,6 +70,7 @@ DesktopStatusItem& Ours(StatusBarItem& item) {
 DesktopEnvironment::DesktopEnvironment() : fLoginItems(LauncherProgram()) {}
 
 DesktopEnvironment::~DesktopEnvironment() {
+  if (fDefaults) fDefaults->SetBeforeSaving({});  // the notices go first
   // A panel that was open at the end was left to an event loop that has ended.
   if (QCoreApplication::instance()) QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
 }
@@ -105,11 +108,17 @@ UserDefaults& DesktopEnvironment::standardUserDefaults() {
 }
 
 std::unique_ptr<ReleaseNotices> DesktopEnvironment::makeNotificationLogic() {
+  standardUserDefaults();
   if (!fCenter) {
-    fCenter = std::make_unique<FreedesktopNotificationCenter>(FreedesktopNotificationCenter::Identity{
-        Identity::kName, Identity::kIdentifier, Identity::kIdentifier});
+    fNoticeState = std::make_unique<IniUserDefaults>(UserNoticesPath());
+    const FreedesktopNotificationCenter::Identity identity{Identity::kName, Identity::kIdentifier,
+                                                           Identity::kIdentifier};
+    fCenter = std::make_unique<FreedesktopNotificationCenter>(
+        identity, FreedesktopNotificationCenter::Options{.state = fNoticeState.get()});
+    // A release must not be on disk as announced before its notice is.
+    fDefaults->SetBeforeSaving([this] { fCenter->Synchronize(); });
   }
-  return std::make_unique<DesktopNotices>(standardUserDefaults(), *fCenter, fOpener);
+  return std::make_unique<DesktopNotices>(*fDefaults, *fCenter, fOpener);
 }
 
 std::unique_ptr<DeviceListSource> DesktopEnvironment::makeDeviceList(Publish publish) {

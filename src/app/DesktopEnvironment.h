@@ -52,6 +52,7 @@ class DesktopEnvironment final : public AppDelegateEnvironment {
   AutostartLoginItems fLoginItems;
   DiscoveryStatus fDiscovery;
   std::unique_ptr<IniUserDefaults> fDefaults;
+  std::unique_ptr<IniUserDefaults> fNoticeState;
   std::unique_ptr<FreedesktopNotificationCenter> fCenter;
   ChildProcessLauncherLinux fLauncher;
   NetworkServicesLinux fServices;

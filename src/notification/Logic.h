@@ -22,7 +22,13 @@ class Logic {
   /// announced for its uid before. Announces first and stores then, so that a
   /// death in between repeats a notice rather than losing it. Runs at every
   /// publish: neither blocks nor touches the disk.
+  /// A notice of an earlier list that still waits is withdrawn where the unit
+  /// has been updated since, and replaced where another release is published.
   void MaybeNotify(const std::vector<DeviceList::ExtendedDeviceInfo>& devices);
+
+  /// The user wants no more notices: withdraws all that still wait. Their
+  /// releases count as announced.
+  void WithdrawAll();
 
  private:
   void MaybeNotifyDevice(const DeviceList::ExtendedDeviceInfo& device);

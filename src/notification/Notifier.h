@@ -1,6 +1,7 @@
 #pragma once
 
 #include <memory>
+#include <string>
 
 #include "devicelist/ExtendedDeviceInfo.h"
 #include "notification/NotificationDelegate.h"
@@ -25,6 +26,11 @@ class Notifier {
   /// shown), and the address of the page to open. Nothing for a device without
   /// a name.
   void Notify(const Record& record, const DeviceList::ExtendedDeviceInfo& device);
+
+  /// Takes back the notice about the unit with this uid, or every notice, that
+  /// nobody has seen yet.
+  void Withdraw(const std::string& uid) { fCenter.ForgetWaitingNotification(uid); }
+  void WithdrawAll() { fCenter.ForgetWaitingNotifications(); }
 
  private:
   vorn::NotificationCenter& fCenter;

@@ -9,9 +9,11 @@ namespace vorn {
 /// Shows notices to the user and reports clicks on them.
 ///
 /// 1. Nothing here blocks on the notification server, and nothing fails towards
-///    the caller: a notice that finds no server waits for one.
+///    the caller: a notice that finds no server, or one that takes no more,
+///    waits, beyond the end of the program too.
 /// 2. At most one notice stands per subject; a later one replaces it. At most
 ///    one a minute is brought up for a subject: the newest one waits.
+/// 3. Many at once are brought up one after another.
 ///
 /// @threadsafety The main thread only; the delegate is called on it.
 class NotificationCenter {
@@ -44,6 +46,13 @@ class NotificationCenter {
   /// of the server's list; one that still waits is forgotten. An identifier
   /// that is unknown, or 0, does nothing.
   virtual void RemoveDeliveredNotification(const UserNotification& notification) = 0;
+
+  /// Forgets the subject's notice if it has not been shown yet, since it no
+  /// longer holds. One that stands is left to the user.
+  virtual void ForgetWaitingNotification(const std::string& subject) = 0;
+
+  /// Forgets every notice that has not been shown yet.
+  virtual void ForgetWaitingNotifications() = 0;
 };
 
 }  // namespace vorn

@@ -410,11 +410,19 @@ TEST_F(AppDelegateTest, AnnouncesKnownUpdatesWhenNotifyingIsSwitchedOn) {
   EXPECT_THAT(NamesOf(fEnvironment.notified[1]), ElementsAre("Vorn AVB Driver"));
 }
 
-TEST_F(AppDelegateTest, DoesNothingAtOnceWhenNotifyingIsSwitchedOff) {
+TEST_F(AppDelegateTest, WithdrawsWhatNobodyHasSeenWhenNotifyingIsSwitchedOff) {
   Launch();
   fDelegate->setNotify(false);
+  EXPECT_EQ(fEnvironment.Count("withdraw all"), 0U) << "only after the current event";
   RunMain();
+  EXPECT_EQ(fEnvironment.Count("withdraw all"), 1U);
   EXPECT_THAT(fEnvironment.notified, IsEmpty());
+}
+
+TEST_F(AppDelegateTest, WithdrawsWhatAnEarlierRunLeftWhereNotifyingIsOff) {
+  fEnvironment.defaults.bools["notify"] = false;
+  Launch();
+  EXPECT_EQ(fEnvironment.Count("withdraw all"), 1U);
 }
 
 TEST_F(AppDelegateTest, GoesByTheSettingOfTheMomentWhenTheEffectRuns) {

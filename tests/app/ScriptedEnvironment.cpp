@@ -42,6 +42,7 @@ class ScriptedNotices final : public ReleaseNotices {
     fEnvironment.journal.push_back("maybe notify");
     fEnvironment.notified.push_back(devices);
   }
+  void WithdrawAll() override { fEnvironment.journal.push_back("withdraw all"); }
 
  private:
   ScriptedEnvironment& fEnvironment;

@@ -3,6 +3,7 @@
 //
 //   unit<TAB>name<TAB>type<TAB>url<TAB>uid<TAB>firmware<TAB>latest   adds to the next list
 //   publish                                                          hands the list over
+//   off                                                              switches notices off
 //
 // Prints "published" after each publish; ends with its input.
 
@@ -19,6 +20,7 @@
 #include "notification/Logic.h"
 #include "platform/linux/FreedesktopNotificationCenter.h"
 #include "platform/linux/IniUserDefaults.h"
+#include "platform/linux/NoticeStore.h"
 #include "platform/linux/XdgUrlOpener.h"
 
 namespace {
@@ -30,6 +32,7 @@ class Driver {
     std::istringstream stream(line);
     for (std::string field; std::getline(stream, field, '\t');) fields.push_back(field);
     if (fields.size() == 7 && fields[0] == "unit") fList.push_back(MakeUnit(fields));
+    if (line == "off") fLogic.WithdrawAll();
     if (line != "publish") return;
     fLogic.MaybeNotify(fList);
     fList.clear();
@@ -51,8 +54,9 @@ class Driver {
   }
 
   vorn::IniUserDefaults fDefaults{vorn::UserSettingsPath()};
+  vorn::IniUserDefaults fState{vorn::UserNoticesPath()};
   vorn::FreedesktopNotificationCenter fCenter{
-      {"Vorn Device Finder", "example.vorn.DeviceFinder", "example.vorn.DeviceFinder"}};
+      {"Vorn Device Finder", "example.vorn.DeviceFinder", "example.vorn.DeviceFinder"}, {.state = &fState}};
   vorn::XdgUrlOpener fOpener;
   Notification::Logic fLogic{fDefaults, fCenter, fOpener};
   std::vector<DeviceList::ExtendedDeviceInfo> fList;

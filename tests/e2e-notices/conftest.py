@@ -114,6 +114,13 @@ class Desktop:
     def start_dunst(self):
         return self.start_server(["dunst", "-config", str(HERE / "dunstrc")])
 
+    def watch_calls(self, member):
+        """The file that names every call of this name from now on."""
+        log = self.log_of("dbus-monitor")
+        self.start(["dbus-monitor", "--session", f"type='method_call',member='{member}'"])
+        eventually(lambda: log.exists() and log.read_text(), "the monitor's beginning")
+        return log
+
     def kill(self, process, how=signal.SIGKILL):
         process.send_signal(how)
         process.wait()
@@ -129,6 +136,24 @@ class Desktop:
     def stop_driver(self):
         self.driver.stdin.close()
         assert self.driver.wait(DEADLINE) == 0
+
+    def kill_driver(self):
+        self.driver.kill()
+        self.driver.wait()
+
+    def kept(self):
+        """What the next start picks up: the kept file's lines."""
+        path = self.folder / "home/.local/state/vorn-device-finder/notices.conf"
+        return path.read_text().splitlines() if path.exists() else []
+
+    def keeps(self, state):
+        """Whether the first notice that is kept is "waiting" or "standing"."""
+        place = next((line.partition("=")[2].partition(",")[0] for line in self.kept() if line.startswith("notices=")), "")
+        return place.isdecimal() if state == "standing" else place == state
+
+    def switch_off(self):
+        self.driver.stdin.write("off\n")
+        self.publish()
 
     def publish(self, *units):
         for unit in units:

@@ -59,17 +59,80 @@ def test_a_server_that_starts_late_gets_the_notice(desktop):
     assert desktop.close_all() == [("Update Available for Studio A", "1.4.2")]
 
 
-def test_a_release_that_was_met_without_a_session_bus_counts_as_announced(desktop):
+def test_what_found_no_server_comes_at_the_next_start(desktop):
+    desktop.start_driver()
+    desktop.publish(at(STUDIO_A, "1.4.2+311"))
+    desktop.stop_driver()
+    assert desktop.keeps("waiting")
+    desktop.start_dunst()
+    desktop.start_driver()
+    eventually(lambda: desktop.displayed() == 1, "the notice")
+    desktop.click_notice()
+    assert eventually(desktop.opened, "the browser") == ["http://studio-a.local:80/#device"]
+    assert desktop.close_all() == [("Update Available for Studio A", "1.4.2")]
+
+
+def test_what_the_next_start_finds_outdated_or_switched_off_does_not_come(desktop):
+    desktop.start_driver()
+    desktop.publish(at(STUDIO_A, "1.4.2+311"), at(SWITCH, "2.1.0+7"))
+    desktop.stop_driver()
+    desktop.start_dunst()
+    desktop.start_driver()
+    desktop.publish((*STUDIO_A[:4], "1.4.2+311", "1.4.2+311"))  # updated meanwhile
+    eventually(lambda: desktop.displayed() == 1, "the other unit's notice")
+    desktop.switch_off()
+    assert desktop.close_all() == [("Update Available for Rack <b>1</b> & 2", "2.1.0")]
+    eventually(lambda: "notices=" in desktop.kept(), "the end of what is kept")
+
+
+def test_a_notice_that_outlives_its_program_keeps_its_click(desktop):
+    desktop.start_dunst()
+    desktop.start_driver()
+    desktop.publish(at(STUDIO_A, "1.4.2+311"))
+    eventually(lambda: desktop.keeps("standing"), "the notice's place")
+    desktop.kill_driver()
+    calls = desktop.watch_calls("Notify")
+    desktop.start_driver()
+    eventually(lambda: "member=Notify" in calls.read_text(), "the new program's word to the server")
+    assert desktop.displayed() == 1  # in its old place
+    desktop.publish(at(STUDIO_A, "1.4.2+311"))
+    desktop.click_notice()
+    assert eventually(desktop.opened, "the browser") == ["http://studio-a.local:80/#device"]
+    eventually(lambda: desktop.displayed() == 0, "the notice's end")
+    assert desktop.close_all() == [("Update Available for Studio A", "1.4.2")]
+
+
+def test_a_notice_that_was_clicked_while_no_program_ran_comes_again(desktop):
+    desktop.start_dunst()
+    desktop.start_driver()
+    desktop.publish(at(STUDIO_A, "1.4.2+311"))
+    eventually(lambda: desktop.keeps("standing"), "the notice's place")
+    desktop.kill_driver()
+    desktop.click_notice()
+    eventually(lambda: desktop.displayed() == 0, "the notice's end")
+    assert desktop.opened() == []
+    desktop.start_driver()
+    eventually(lambda: desktop.displayed() == 1, "the notice, again")
+    desktop.click_notice()
+    assert eventually(desktop.opened, "the browser") == ["http://studio-a.local:80/#device"]
+
+
+def test_what_was_met_without_a_session_bus_comes_at_the_next_start_with_one(desktop):
     desktop.start_driver(DBUS_SESSION_BUS_ADDRESS=f"unix:path={desktop.folder}/no-bus")
     desktop.publish(at(STUDIO_A, "1.4.2+311"), at(SWITCH, "2.1.0+7"))
     desktop.stop_driver()
-    assert desktop.log_of(DRIVER).read_text() == "notice-driver: There is no session bus: notices cannot be shown\n"
+    assert desktop.log_of(DRIVER).read_text() == (
+        "notice-driver: There is no session bus: notices wait until the program is started with one\n"
+    )
     desktop.start_dunst()
     desktop.start_driver()
     desktop.publish(at(STUDIO_A, "1.4.2+311"), at(SWITCH, "2.1.0+7"))
     desktop.publish(at(STUDIO_A, "1.5.0+1"))
-    eventually(lambda: desktop.displayed() == 1, "the release of after")
-    assert desktop.close_all() == [("Update Available for Studio A", "1.5.0")]
+    eventually(lambda: desktop.displayed() == 2, "both notices")
+    assert desktop.close_all() == [
+        ("Update Available for Rack <b>1</b> & 2", "2.1.0"),
+        ("Update Available for Studio A", "1.5.0"),
+    ]
 
 
 def test_a_server_killed_before_its_answer_gets_the_notice_again(desktop):

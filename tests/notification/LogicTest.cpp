@@ -45,6 +45,28 @@ TEST_F(LogicTest, SaysNothingOnceTheUnitIsUpdated) {
   EXPECT_EQ(fDefaults.fArrays[kKey], (Texts{"1.0.0+5", "1.1.0+2"}));
 }
 
+TEST_F(LogicTest, WithdrawsWhatNobodyHasSeenOnceTheUnitIsUpdated) {
+  Publish({1, 0, 0, 5}, {1, 1, 0, 2});
+  EXPECT_THAT(fCenter.fForgotten, IsEmpty());
+  Publish({1, 1, 0, 2}, {1, 1, 0, 2});
+  EXPECT_THAT(fCenter.fForgotten, ElementsAre("0001f2fffe00aa01"));
+}
+
+TEST_F(LogicTest, WithdrawsNothingWhileAVersionIsNotKnown) {
+  auto device = MakeDevice({1, 1, 0, 2}, {1, 1, 0, 2});
+  device.latestVersion.reset();
+  fLogic.MaybeNotify({device});
+  device = MakeDevice({1, 1, 0, 2}, {1, 1, 0, 2});
+  device.firmwareVersion.reset();
+  fLogic.MaybeNotify({device});
+  EXPECT_THAT(fCenter.fForgotten, IsEmpty());
+}
+
+TEST_F(LogicTest, WithdrawsEverythingThatNobodyHasSeen) {
+  fLogic.WithdrawAll();
+  EXPECT_THAT(fCenter.fForgotten, ElementsAre("(all)"));
+}
+
 TEST_F(LogicTest, AnnouncesADifferentRelease) {
   Publish({1, 0, 0, 5}, {1, 1, 0, 2});
   Publish({1, 0, 0, 5}, {1, 2, 0, 1});

@@ -2,6 +2,7 @@
 
 #include <functional>
 #include <memory>
+#include <string>
 #include <vector>
 
 #include "platform/NotificationCenter.h"
@@ -21,6 +22,9 @@ class FakeNotificationCenter final : public NotificationCenter {
     fRemoved.push_back(notification);
   }
 
+  void ForgetWaitingNotification(const std::string& subject) override { fForgotten.push_back(subject); }
+  void ForgetWaitingNotifications() override { fForgotten.push_back("(all)"); }
+
   /// The user clicks; false when nobody listens.
   bool Activate(const UserNotification& notification) {
     const auto delegate = fDelegate.lock();
@@ -30,6 +34,7 @@ class FakeNotificationCenter final : public NotificationCenter {
 
   std::vector<UserNotification> fDelivered;
   std::vector<UserNotification> fRemoved;
+  std::vector<std::string> fForgotten;  ///< subjects
   std::function<void()> fOnDelivered;
 
  private:

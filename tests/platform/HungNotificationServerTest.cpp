@@ -28,8 +28,7 @@ struct Desktop {
 
   testing::PrivateBus fBus;
   ScriptedNotificationServer fServer{fBus.Address()};
-  FreedesktopNotificationCenter fCenter{{"a", "b", "c"},
-                                        {fBus.Address(), 50ms, std::chrono::steady_clock::now}};
+  FreedesktopNotificationCenter fCenter{{"a", "b", "c"}, {fBus.Address(), nullptr, {50ms, 0ms}}};
 };
 
 TEST(HungNotificationServerTest, IsAskedAndSentEverythingOnce) {

@@ -13,6 +13,8 @@ using Failure = NoticeQueue::Failure;
 
 class NoticeQueueTest : public ::testing::Test {
  protected:
+  explicit NoticeQueueTest(std::chrono::milliseconds pace = 0s) : fQueue({60s, pace}) {}
+
   void Add(const std::string& subject, const std::string& title) {
     UserNotification notice;
     notice.subject = subject;
@@ -37,10 +39,36 @@ class NoticeQueueTest : public ::testing::Test {
     return fTaken;
   }
 
+  static KeptNotice MakeKept(const std::string& subject, const std::string& title, std::uint32_t serverId) {
+    KeptNotice kept;
+    kept.notification.subject = subject;
+    kept.notification.title = title;
+    kept.notification.playsDefaultSound = true;
+    kept.serverId = serverId;
+    return kept;
+  }
+
+  /// Title and server's id of all that is kept.
+  [[nodiscard]] std::vector<std::string> Kept() const {
+    std::vector<std::string> texts;
+    for (const auto& [notification, serverId] : fQueue.Kept()) {
+      texts.push_back(notification.title + " " + std::to_string(serverId));
+    }
+    return texts;
+  }
+
+  void Refuse() { EXPECT_TRUE(fQueue.Failed(fTaken, Failure::kRefused, fNow)); }
+
   NoticeQueue::TimePoint fNow{1h};
-  NoticeQueue fQueue{60s};
+  NoticeQueue fQueue;
   std::uint64_t fTaken = 0;
+  std::uint32_t fLastId = 0;
   std::uint32_t fReplaces = 0;
+};
+
+class PacedNoticeQueueTest : public NoticeQueueTest {
+ protected:
+  PacedNoticeQueueTest() : NoticeQueueTest(3s) {}
 };
 
 TEST_F(NoticeQueueTest, SendsNoticesInTheirOrderOnce) {
@@ -136,7 +164,7 @@ TEST_F(NoticeQueueTest, SendsAgainAtOnceWhatNeverReachedAServer) {
 TEST_F(NoticeQueueTest, SendsAgainWhatTheServerTookWithIt) {
   Add("a", "first");
   EXPECT_EQ(Take(), "first");
-  EXPECT_TRUE(fQueue.Failed(fTaken, Failure::kServerChanged, fNow));
+  EXPECT_TRUE(fQueue.Failed(fTaken, Failure::kLost, fNow));
   EXPECT_EQ(Take(), "first");
 }
 
@@ -144,36 +172,27 @@ TEST_F(NoticeQueueTest, DoesNotKeepKillingAServerWithOneNotice) {
   Add("a", "first");
   for (int i = 1; i < NoticeQueue::kMaxFailures; ++i) {
     EXPECT_EQ(Take(), "first");
-    EXPECT_TRUE(fQueue.Failed(fTaken, Failure::kServerChanged, fNow));
+    EXPECT_TRUE(fQueue.Failed(fTaken, Failure::kLost, fNow));
     EXPECT_TRUE(i == 1 || *fQueue.NextDue() == fNow + 60s);
     fNow += 60s;
   }
   EXPECT_EQ(Take(), "first");
-  EXPECT_FALSE(fQueue.Failed(fTaken, Failure::kServerChanged, fNow));
+  EXPECT_FALSE(fQueue.Failed(fTaken, Failure::kLost, fNow));
   EXPECT_FALSE(fQueue.HasWaiting());
-}
-
-TEST_F(NoticeQueueTest, TriesARefusedNoticeAgainAfterTheQuietTime) {
-  Add("a", "first");
-  EXPECT_EQ(Take(), "first");
-  EXPECT_TRUE(fQueue.Failed(fTaken, Failure::kRefused, fNow));
-  EXPECT_EQ(Take(), "");
-  fNow += 60s;
-  EXPECT_EQ(Take(), "first");
 }
 
 TEST_F(NoticeQueueTest, PrefersWhatWasAnnouncedSinceOverWhatFailed) {
   Add("a", "old");
   EXPECT_EQ(Take(), "old");
   Add("a", "new");
-  EXPECT_TRUE(fQueue.Failed(fTaken, Failure::kServerChanged, fNow));
+  EXPECT_TRUE(fQueue.Failed(fTaken, Failure::kLost, fNow));
   EXPECT_EQ(Take(), "new");
   EXPECT_EQ(Take(), "");
 }
 
 TEST_F(NoticeQueueTest, ForgetsStandingNoticesWithTheirServer) {
   const auto identifier = Show("a", "first", 7);
-  fQueue.ServerChanged();
+  EXPECT_EQ(fQueue.ServerChanged(fNow), 0U);
   EXPECT_EQ(fQueue.FindStanding(7), nullptr);
   EXPECT_EQ(fQueue.Remove(identifier), 0U);
   Add("a", "second");
@@ -182,12 +201,179 @@ TEST_F(NoticeQueueTest, ForgetsStandingNoticesWithTheirServer) {
   EXPECT_EQ(fReplaces, 0U);
 }
 
-TEST_F(NoticeQueueTest, HoldsNoIdOfAServerThatEndedSince) {
+TEST_F(NoticeQueueTest, SendsAgainWhatAServerThatChangedHadNotAnswered) {
   Add("a", "first");
   EXPECT_EQ(Take(), "first");
-  fQueue.ServerChanged();
+  EXPECT_EQ(fQueue.ServerChanged(fNow), 0U);
+  EXPECT_THAT(fQueue.Delivered(fTaken, 7, fNow), IsEmpty());  // too late
+  EXPECT_EQ(fQueue.FindStanding(7), nullptr);
+  EXPECT_EQ(Take(), "first");
+}
+
+TEST_F(NoticeQueueTest, HoldsNoNoticeThatAServerGaveNoIdFor) {
+  Add("a", "first");
+  EXPECT_EQ(Take(), "first");
   EXPECT_THAT(fQueue.Delivered(fTaken, 0, fNow), IsEmpty());
   EXPECT_EQ(fQueue.FindStanding(0), nullptr);
+  EXPECT_FALSE(fQueue.HasWaiting());
+}
+
+TEST_F(NoticeQueueTest, TriesARefusedNoticeAgainAfterTheQuietTime) {
+  Add("a", "first");
+  for (int i = 0; i < 20; ++i, fNow += 60s) {
+    EXPECT_EQ(Take(), "first");
+    Refuse();
+    EXPECT_EQ(Take(), "");
+    EXPECT_EQ(*fQueue.NextDue(), fNow + 60s);
+  }
+}
+
+TEST_F(NoticeQueueTest, SendsNothingToAServerThatRefusesTwoInARow) {
+  for (const char* title : {"a", "b", "c"}) Add(title, title);
+  EXPECT_EQ(Take(), "a");
+  Refuse();
+  EXPECT_EQ(Take(), "b");
+  Refuse();
+  EXPECT_EQ(Take(), "");
+  EXPECT_EQ(*fQueue.NextDue(), fNow + 60s);
+  fNow += 60s;
+  EXPECT_EQ(Take(), "a");
+  EXPECT_EQ(Take(), "");  // one at a time from now on
+  EXPECT_FALSE(fQueue.NextDue());
+  EXPECT_THAT(fQueue.Delivered(fTaken, 1, fNow), IsEmpty());
+  EXPECT_EQ(Take(), "b");
+}
+
+TEST_F(NoticeQueueTest, GoesOnAsSoonAsSomethingIsClosedOldestFirst) {
+  for (const char* title : {"a", "b", "c"}) Add(title, title);
+  for (const char* title : {"a", "b", "c"}) {
+    EXPECT_EQ(Take(), title);
+    EXPECT_THAT(fQueue.Delivered(fTaken, ++fLastId, fNow), IsEmpty());
+    while (!Take().empty()) Refuse();
+    fQueue.Closed(12345);  // another program's
+  }
+}
+
+TEST_F(NoticeQueueTest, PutsANoticeBehindTheOthersThatIsRefusedForWhatItIs) {
+  for (const char* title : {"unwelcome", "b", "c"}) Add(title, title);
+  EXPECT_EQ(Take(), "unwelcome");
+  Refuse();
+  EXPECT_EQ(Take(), "b");
+  EXPECT_THAT(fQueue.Delivered(fTaken, 1, fNow), IsEmpty());
+  fNow += 60s;
+  EXPECT_EQ(Take(), "c");
+  EXPECT_THAT(fQueue.Delivered(fTaken, 2, fNow), IsEmpty());
+  EXPECT_EQ(Take(), "unwelcome");
+}
+
+TEST_F(NoticeQueueTest, HoldsNoRefusalAgainstASubjectThatIsForgotten) {
+  Add("a", "first");
+  EXPECT_EQ(Take(), "first");
+  Refuse();
+  EXPECT_TRUE(fQueue.ForgetWaiting("a"));
+  Show("b", "second", 2);
+  fQueue.Closed(1);
+  EXPECT_THAT(Kept(), ElementsAre("second 2"));
+}
+
+TEST_F(PacedNoticeQueueTest, SendsAFewAtOnceAndThenOneAPace) {
+  for (int i = 0; i < 8; ++i) Add("unit " + std::to_string(i), std::to_string(i));
+  std::vector<std::string> shown;
+  for (int second = 0; second < 10; ++second, fNow += 1s) {
+    for (auto title = Take(); !title.empty(); title = Take()) {
+      shown.push_back(title + " at " + std::to_string(second));
+      EXPECT_THAT(fQueue.Delivered(fTaken, static_cast<std::uint32_t>(shown.size()), fNow), IsEmpty());
+    }
+    EXPECT_GT(*fQueue.NextDue(), fNow);
+  }
+  EXPECT_THAT(shown, ElementsAre("0 at 0", "1 at 0", "2 at 0", "3 at 3", "4 at 6", "5 at 9"));
+}
+
+TEST_F(PacedNoticeQueueTest, CountsOnlyWhatWasShownTowardsThePace) {
+  Add("a", "first");
+  for (const auto failure : {Failure::kNoServer, Failure::kRefused, Failure::kNoServer, Failure::kNoServer}) {
+    EXPECT_EQ(Take(), "first");
+    EXPECT_TRUE(fQueue.Failed(fTaken, failure, fNow));
+    fQueue.Closed(1);
+  }
+  EXPECT_EQ(Take(), "first");
+}
+
+// --- across a restart -------------------------------------------------------
+
+TEST_F(NoticeQueueTest, KeepsWhatWaitsFliesAndStandsInItsOrder) {
+  Show("a", "standing", 7);
+  Add("a", "newer");
+  Add("b", "flying");
+  Add("c", "waiting");
+  EXPECT_EQ(Take(), "flying");
+  EXPECT_THAT(Kept(), ElementsAre("standing 7", "newer 0", "flying 0", "waiting 0"));
+}
+
+TEST_F(NoticeQueueTest, KeepsNothingThatIsNotWantedAnyMore) {
+  Show("a", "closed", 7);
+  fQueue.Closed(7);
+  Add("b", "removed in flight");
+  EXPECT_EQ(Take(), "removed in flight");
+  EXPECT_EQ(fQueue.Remove(fTaken), 0U);
+  EXPECT_THAT(Kept(), IsEmpty());
+}
+
+TEST_F(NoticeQueueTest, SendsWhatAnEarlierRunKeptOnceItIsDue) {
+  fQueue.Restore({MakeKept("a", "old", 0), MakeKept("b", "other", 0)}, fNow + 5s);
+  EXPECT_EQ(Take(), "");
+  EXPECT_EQ(*fQueue.NextDue(), fNow + 5s);
+  Add("a", "new");
+  fNow += 5s;
+  EXPECT_EQ(Take(), "other");
+  EXPECT_EQ(Take(), "new");
+  EXPECT_EQ(Take(), "");
+}
+
+TEST_F(NoticeQueueTest, FollowsClicksOnWhatStoodAndBringsItUpOnceMoreInItsPlace) {
+  fQueue.Restore({MakeKept("a", "standing", 7)}, fNow + 5s);
+  EXPECT_EQ(fQueue.FindStanding(7)->title, "standing");
+  EXPECT_THAT(Kept(), ElementsAre("standing 7"));
+  const auto sending = fQueue.Take(fNow);
+  ASSERT_TRUE(sending);
+  EXPECT_EQ(sending->notification.title, "standing");
+  EXPECT_EQ(sending->replacesId, 7U);
+  EXPECT_FALSE(sending->notification.playsDefaultSound);
+  EXPECT_THAT(Kept(), ElementsAre("standing 7"));
+  EXPECT_THAT(fQueue.Delivered(sending->notification.identifier, 7, fNow), IsEmpty());
+  EXPECT_EQ(fQueue.FindStanding(7)->title, "standing");
+  EXPECT_FALSE(fQueue.HasWaiting());
+}
+
+TEST_F(NoticeQueueTest, DoesNotBringUpAgainWhatTheUserHasDealtWith) {
+  fQueue.Restore({MakeKept("a", "closed", 1), MakeKept("b", "clicked", 2), MakeKept("c", "gone", 3)}, fNow);
+  fQueue.Closed(1);
+  EXPECT_EQ(fQueue.Remove(fQueue.FindStanding(2)->identifier), 2U);
+  EXPECT_EQ(Take(), "gone");
+  EXPECT_EQ(fQueue.ServerChanged(fNow), 0U);
+  EXPECT_EQ(Take(), "");
+  EXPECT_THAT(Kept(), IsEmpty());
+}
+
+// --- what no longer holds ---------------------------------------------------
+
+TEST_F(NoticeQueueTest, ForgetsWhatWaitsForASubjectAndLeavesWhatStands) {
+  Show("a", "standing", 7);
+  Add("a", "newer");
+  Add("b", "other");
+  EXPECT_TRUE(fQueue.ForgetWaiting("a"));
+  EXPECT_FALSE(fQueue.ForgetWaiting("a"));
+  EXPECT_FALSE(fQueue.ForgetWaiting("nobody"));
+  EXPECT_THAT(Kept(), ElementsAre("standing 7", "other 0"));
+}
+
+TEST_F(NoticeQueueTest, ForgetsAllThatIsNotShownAndClosesWhatFlies) {
+  Add("a", "flying");
+  Add("b", "waiting");
+  EXPECT_EQ(Take(), "flying");
+  fQueue.ForgetAllWaiting();
+  EXPECT_THAT(Kept(), IsEmpty());
+  EXPECT_THAT(fQueue.Delivered(fTaken, 9, fNow), ElementsAre(9U));
   EXPECT_FALSE(fQueue.HasWaiting());
 }
 
@@ -221,7 +407,7 @@ TEST_F(NoticeQueueTest, DoesNotSendAgainWhatWasRemovedInFlight) {
   Add("a", "first");
   EXPECT_EQ(Take(), "first");
   EXPECT_EQ(fQueue.Remove(fTaken), 0U);
-  EXPECT_TRUE(fQueue.Failed(fTaken, Failure::kServerChanged, fNow));
+  EXPECT_TRUE(fQueue.Failed(fTaken, Failure::kLost, fNow));
   EXPECT_FALSE(fQueue.HasWaiting());
 }
 

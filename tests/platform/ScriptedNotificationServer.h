@@ -6,6 +6,7 @@
 #include <QtDBus/QDBusMessage>
 #include <QtDBus/QDBusVirtualObject>
 
+#include <set>
 #include <string>
 #include <vector>
 
@@ -69,7 +70,10 @@ class ScriptedNotificationServer final : public QDBusVirtualObject {
     fConnection.send(message);
   }
   void Click(std::uint32_t id, const char* key = "default") { Emit("ActionInvoked", id, QString(key)); }
-  void Close(std::uint32_t id) { Emit("NotificationClosed", id, QVariant::fromValue<uint>(2)); }
+  void Close(std::uint32_t id) {
+    fStanding.erase(id);
+    Emit("NotificationClosed", id, QVariant::fromValue<uint>(2));
+  }
 
   /// Sends the first `count` of the answers that were held back.
   void AnswerHeld(std::size_t count = SIZE_MAX) {
@@ -89,6 +93,9 @@ class ScriptedNotificationServer final : public QDBusVirtualObject {
   int fQuestions = 0;
   std::vector<Notice> fNotices;
   std::vector<std::uint32_t> fClosed;
+  std::set<std::uint32_t> fStanding;
+  std::size_t fLimit = SIZE_MAX;  ///< no more than these stand at a time
+  int fRefused = 0;
 
  private:
   static int& Count() {
@@ -113,9 +120,13 @@ class ScriptedNotificationServer final : public QDBusVirtualObject {
       fHeld.push_back(message.createReply(QVariant::fromValue<uint>(notice.id)));
       return true;
     }
-    if (fMood == Mood::kRefuses) {
+    const bool isFull = !fStanding.contains(notice.id) && fStanding.size() >= fLimit;
+    if (isFull) fNotices.pop_back();
+    if (fMood == Mood::kRefuses || isFull) {
+      ++fRefused;
       return connection.send(message.createErrorReply(fRefusal, "no more"));
     }
+    fStanding.insert(notice.id);
     return connection.send(message.createReply(QVariant::fromValue<uint>(notice.id)));
   }
 

@@ -8,6 +8,7 @@
 #include "foundation/Console.h"
 #include "platform/linux/GuardedJob.h"
 #include "platform/linux/NoticeQueue.h"
+#include "platform/linux/NoticeStore.h"
 #include "platform/linux/NotificationServer.h"
 
 namespace vorn {
@@ -32,47 +33,72 @@ QString PresentableText(const std::string& bytes) {
 class FreedesktopNotificationCenter::Impl {
  public:
   Impl(const Identity& identity, Options options);
+  ~Impl();
+  Impl(const Impl&) = delete;
+  Impl& operator=(const Impl&) = delete;
 
   void Deliver(const UserNotification& notification);
   void Remove(const UserNotification& notification);
+  void ForgetWaiting(const std::string& subject);
+  void ForgetAllWaiting();
+  void Synchronize();
 
   std::weak_ptr<Delegate> fDelegate;
 
  private:
   using Answer = NotificationServer::Answer;
+  using TimePoint = NoticeQueue::TimePoint;
 
   [[nodiscard]] NotificationServer::Handlers MakeHandlers();
   void Pump();
   void AskCapabilities();
+  void OnStarted(Answer answer);
   void OnCapabilities(Answer answer, const QStringList& capabilities);
   void Send(const NoticeQueue::Sending& sending);
   void OnNotified(std::uint64_t identifier, Answer answer, std::uint32_t serverId);
   void OnServerChanged();
+  void OnClosed(std::uint32_t serverId);
   void OnAction(std::uint32_t serverId, const QString& key);
   void OnActivationToken(std::uint32_t serverId, const QString& token);
   void ArmTimer();
+  void WakeAt(TimePoint due);
+  void Keep();
+  void KeepSoon() { fKeepTimer.start(0); }
+  void TellGivenUp();
 
   const Options fOptions;
   NoticeQueue fQueue;
   optional<QStringList> fCapabilities;  ///< of the server on the bus; empty: not asked, or none there
   bool fIsAsking = false;
-  bool fChangedWhileAsking = false;
+  bool fIsStarting = false;  ///< the bus is, a server
   int fInFlight = 0;
   bool fToldNoBus = false;
-  std::chrono::steady_clock::time_point fDoNotAskBefore{};  ///< after an attempt that found no server
-  QTimer fTimer;                                            ///< the next notice, or question, that is due
-  NotificationServer fServer;                               ///< last: its answers use all of the above
+  bool fToldRefusal = false;
+  TimePoint fDoNotAskBefore{};  ///< after an attempt that found no server
+  QTimer fTimer;                ///< the next notice, or question, that is due
+  QTimer fKeepTimer;            ///< once for all changes of one turn of the event loop
+  NoticeStore fStore;
+  NotificationServer fServer;  ///< last: its answers use all of the above
 };
 
 FreedesktopNotificationCenter::Impl::Impl(const Identity& identity, Options options)
     : fOptions(std::move(options)),
-      fQueue(fOptions.quietTime),
+      fQueue(fOptions.timing),
+      fStore(fOptions.state),
       fServer(fOptions.busAddress,
               {PresentableText(identity.applicationName), PresentableText(identity.desktopEntry),
                PresentableText(identity.iconName)},
               MakeHandlers()) {
   fTimer.setSingleShot(true);
   QObject::connect(&fTimer, &QTimer::timeout, &fTimer, [this] { RunGuarded([this] { Pump(); }); });
+  fKeepTimer.setSingleShot(true);
+  QObject::connect(&fKeepTimer, &QTimer::timeout, &fKeepTimer, [this] { RunGuarded([this] { Keep(); }); });
+  fQueue.Restore(fStore.Read(fServer.Identity()), fOptions.now() + fOptions.settleTime);
+  ArmTimer();
+}
+
+FreedesktopNotificationCenter::Impl::~Impl() {
+  RunGuarded([this] { Keep(); });
 }
 
 NotificationServer::Handlers FreedesktopNotificationCenter::Impl::MakeHandlers() {
@@ -80,16 +106,13 @@ NotificationServer::Handlers FreedesktopNotificationCenter::Impl::MakeHandlers()
       .onChanged = [this] { OnServerChanged(); },
       .onAction = [this](std::uint32_t id, const QString& key) { OnAction(id, key); },
       .onActivationToken = [this](std::uint32_t id, const QString& token) { OnActivationToken(id, token); },
-      .onClosed = [this](std::uint32_t id) { fQueue.Closed(id); },
+      .onClosed = [this](std::uint32_t id) { OnClosed(id); },
   };
 }
 
 void FreedesktopNotificationCenter::Impl::Deliver(const UserNotification& notification) {
-  if (!fServer.IsConnected()) {
-    if (!std::exchange(fToldNoBus, true)) {
-      WriteToConsole("There is no session bus: notices cannot be shown");
-    }
-    return;
+  if (!fServer.IsConnected() && !std::exchange(fToldNoBus, true)) {
+    WriteToConsole("There is no session bus: notices wait until the program is started with one");
   }
   UserNotification bounded = notification;  // thousands may wait
   bounded.title = PresentableText(notification.title).toStdString();
@@ -98,15 +121,37 @@ void FreedesktopNotificationCenter::Impl::Deliver(const UserNotification& notifi
     WriteToConsole("Too many notices, not shown: " + Excerpt(notification.title));
     return;
   }
+  KeepSoon();
   Pump();
 }
 
 void FreedesktopNotificationCenter::Impl::Remove(const UserNotification& notification) {
   const std::uint32_t serverId = fQueue.Remove(notification.identifier);
   if (serverId != 0) fServer.CloseNotification(serverId);
+  KeepSoon();
+}
+
+void FreedesktopNotificationCenter::Impl::ForgetWaiting(const std::string& subject) {
+  if (fQueue.ForgetWaiting(subject)) KeepSoon();
+}
+
+void FreedesktopNotificationCenter::Impl::ForgetAllWaiting() {
+  fQueue.ForgetAllWaiting();
+  KeepSoon();
+}
+
+void FreedesktopNotificationCenter::Impl::Keep() {
+  fKeepTimer.stop();
+  fStore.Write(fQueue.Kept(), fServer.Identity());
+}
+
+void FreedesktopNotificationCenter::Impl::Synchronize() {
+  if (fKeepTimer.isActive()) Keep();
+  if (fOptions.state) fOptions.state->Synchronize();
 }
 
 void FreedesktopNotificationCenter::Impl::Pump() {
+  if (!fServer.IsConnected()) return;
   if (!fCapabilities) {
     AskCapabilities();
     return;
@@ -121,25 +166,35 @@ void FreedesktopNotificationCenter::Impl::Pump() {
 
 // Asked only when there is something to show: the question may start a server.
 void FreedesktopNotificationCenter::Impl::AskCapabilities() {
-  if (fIsAsking || !fQueue.HasWaiting() || fOptions.now() < fDoNotAskBefore) return;
+  const auto next = fQueue.NextDue();
+  if (fIsAsking || !next) return;
+  const auto due = std::max(*next, fDoNotAskBefore);
+  if (fOptions.now() < due) {
+    WakeAt(due);
+    return;
+  }
+  if (!fServer.IsThere()) {
+    if (!std::exchange(fIsStarting, true)) fServer.Start([this](Answer answer) { OnStarted(answer); });
+    return;
+  }
   fIsAsking = true;
   fServer.GetCapabilities(
       [this](Answer answer, const QStringList& capabilities) { OnCapabilities(answer, capabilities); });
 }
 
+void FreedesktopNotificationCenter::Impl::OnStarted(Answer answer) {
+  fIsStarting = false;
+  // One that is started by others announces itself on the bus.
+  if (answer == Answer::kOk && fServer.IsThere()) return;
+  fDoNotAskBefore = fOptions.now() + fOptions.timing.quietTime;
+  Pump();
+}
+
 void FreedesktopNotificationCenter::Impl::OnCapabilities(Answer answer, const QStringList& capabilities) {
   fIsAsking = false;
-  if (std::exchange(fChangedWhileAsking, false)) {
-    Pump();  // the answer may be that of a server which is gone
-    return;
-  }
-  if (answer == Answer::kOk || answer == Answer::kError) {
-    fCapabilities = capabilities;  // none, from a server that does not know the question
-    Pump();
-    return;
-  }
-  // The next server announces itself on the bus.
-  fDoNotAskBefore = fOptions.now() + fOptions.quietTime;
+  if (answer != Answer::kOk && answer != Answer::kError) return;  // its end is known in a moment
+  fCapabilities = capabilities;  // none, from a server that does not know the question
+  Pump();
 }
 
 void FreedesktopNotificationCenter::Impl::Send(const NoticeQueue::Sending& sending) {
@@ -167,25 +222,42 @@ void FreedesktopNotificationCenter::Impl::OnNotified(std::uint64_t identifier, A
       for (const auto id : fQueue.Delivered(identifier, serverId, now)) fServer.CloseNotification(id);
       break;
     case Answer::kNoServer:
-      fCapabilities.reset();
       isKept = fQueue.Failed(identifier, Failure::kNoServer, now);
       break;
     case Answer::kLost:
-      isKept = fQueue.Failed(identifier, Failure::kServerChanged, now);
+      fCapabilities.reset();  // nothing more is sent before the next server answers
+      isKept = fQueue.Failed(identifier, Failure::kLost, now);
       break;
     case Answer::kError:
       isKept = fQueue.Failed(identifier, Failure::kRefused, now);
+      if (!std::exchange(fToldRefusal, true)) {
+        WriteToConsole("The notification server takes no more notices just now; they wait");
+      }
       break;
   }
-  if (!isKept) WriteToConsole("The notification server does not show a notice of ours; given up");
+  if (!isKept) TellGivenUp();
+  KeepSoon();
   Pump();
 }
 
 void FreedesktopNotificationCenter::Impl::OnServerChanged() {
-  fQueue.ServerChanged();
+  if (fQueue.ServerChanged(fOptions.now()) > 0) TellGivenUp();
+  fInFlight = 0;
+  fIsAsking = false;
   fCapabilities.reset();
-  fDoNotAskBefore = {};
-  fChangedWhileAsking = fIsAsking;
+  // One that cannot live is not started over and over.
+  fDoNotAskBefore = fServer.IsThere() ? TimePoint() : fOptions.now() + fOptions.timing.pace;
+  KeepSoon();
+  Pump();
+}
+
+void FreedesktopNotificationCenter::Impl::TellGivenUp() {
+  WriteToConsole("The notification server ends over a notice of ours; given up");
+}
+
+void FreedesktopNotificationCenter::Impl::OnClosed(std::uint32_t serverId) {
+  fQueue.Closed(serverId);
+  KeepSoon();
   Pump();
 }
 
@@ -204,12 +276,13 @@ void FreedesktopNotificationCenter::Impl::OnActivationToken(std::uint32_t server
 void FreedesktopNotificationCenter::Impl::ArmTimer() {
   // With as many in flight, the next answer comes first.
   const auto due = fInFlight < kMaxInFlight ? fQueue.NextDue() : optional<NoticeQueue::TimePoint>();
-  if (!due) {
-    fTimer.stop();
-    return;
-  }
-  const auto wait = std::chrono::ceil<std::chrono::milliseconds>(*due - fOptions.now());
-  fTimer.start(std::max(wait, std::chrono::milliseconds(0)));
+  fTimer.stop();
+  if (due) WakeAt(*due);
+}
+
+void FreedesktopNotificationCenter::Impl::WakeAt(TimePoint due) {
+  const auto now = fOptions.now();
+  fTimer.start(std::chrono::ceil<std::chrono::milliseconds>(std::max(due, now) - now));
 }
 
 FreedesktopNotificationCenter::FreedesktopNotificationCenter(const Identity& identity)
@@ -230,6 +303,18 @@ void FreedesktopNotificationCenter::DeliverNotification(const UserNotification& 
 
 void FreedesktopNotificationCenter::RemoveDeliveredNotification(const UserNotification& notification) {
   fImpl->Remove(notification);
+}
+
+void FreedesktopNotificationCenter::ForgetWaitingNotification(const std::string& subject) {
+  fImpl->ForgetWaiting(subject);
+}
+
+void FreedesktopNotificationCenter::ForgetWaitingNotifications() {
+  fImpl->ForgetAllWaiting();
+}
+
+void FreedesktopNotificationCenter::Synchronize() {
+  fImpl->Synchronize();
 }
 
 }  // namespace vorn

@@ -62,6 +62,7 @@ class IniUserDefaults::Impl {
 
   bool Synchronize() {
     fTimer.stop();
+    if (fBeforeSaving) fBeforeSaving();
     const bool isSaving = !fUnsaved.empty();
     if (isSaving) fLastSave = Clock::now();
     const auto outcome = fFile.Synchronize(fUnsaved, fValues);
@@ -82,6 +83,7 @@ class IniUserDefaults::Impl {
 
   std::unordered_map<std::string, bool> fRegisteredBools;
   std::unordered_map<std::string, std::string> fRegisteredTexts;
+  std::function<void()> fBeforeSaving;
 
  private:
   void SaveSoon() {
@@ -184,6 +186,10 @@ UserDefaults::Condition IniUserDefaults::StoreCondition() const {
 
 bool IniUserDefaults::Synchronize() {
   return fImpl->Synchronize();
+}
+
+void IniUserDefaults::SetBeforeSaving(std::function<void()> call) {
+  fImpl->fBeforeSaving = std::move(call);
 }
 
 }  // namespace vorn

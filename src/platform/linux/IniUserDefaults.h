@@ -2,6 +2,7 @@
 
 #include <chrono>
 #include <filesystem>
+#include <functional>
 #include <memory>
 
 #include "platform/UserDefaults.h"
@@ -55,6 +56,10 @@ class IniUserDefaults final : public UserDefaults {
   [[nodiscard]] Condition StoreCondition() const override;
 
   bool Synchronize() override;
+
+  /// Called before anything is saved: what another store must have on disk
+  /// before this one. It may block for the disk, and may not set values here.
+  void SetBeforeSaving(std::function<void()> call);
 
  private:
   class Impl;

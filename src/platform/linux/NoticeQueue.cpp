@@ -10,16 +10,50 @@ bool NoticeQueue::Add(UserNotification notification, TimePoint now) {
   notification.identifier = ++fLastIdentifier;
   notification.activationToken.clear();
   Slot& slot = fSlots[notification.subject];
-  if (slot.waiting) fWaiting.erase(slot.waiting->identifier);
   SetWaiting(slot, std::move(notification));
   return true;
 }
 
+void NoticeQueue::Restore(std::vector<KeptNotice> kept, TimePoint due) {
+  for (auto& [notification, serverId] : kept) {
+    if (!fSlots.contains(notification.subject) && fSlots.size() >= kMaxSlots) continue;
+    notification.identifier = ++fLastIdentifier;
+    Slot& slot = fSlots[notification.subject];
+    if (serverId == 0) {
+      slot.quietUntil = due;
+    } else {
+      SetStanding(slot, notification, serverId);
+      notification.playsDefaultSound = false;  // it has been heard
+    }
+    SetWaiting(slot, std::move(notification));
+  }
+}
+
+std::vector<KeptNotice> NoticeQueue::Kept() const {
+  std::vector<KeptNotice> kept;
+  for (const auto& [subject, slot] : fSlots) {
+    if (slot.standing) kept.push_back({*slot.standing, slot.serverId});
+    const auto* waiting = slot.waiting ? &*slot.waiting : nullptr;
+    if (!waiting && slot.inFlight && !slot.removeWhenDelivered) waiting = &*slot.inFlight;
+    const bool stands = waiting && slot.standing && slot.standing->identifier == waiting->identifier;
+    if (waiting && !stands) kept.push_back({*waiting, 0});
+  }
+  std::sort(kept.begin(), kept.end(), [](const KeptNotice& one, const KeptNotice& other) {
+    return one.notification.identifier < other.notification.identifier;
+  });
+  return kept;
+}
+
 optional<NoticeQueue::Sending> NoticeQueue::Take(TimePoint now) {
+  if (IsHeldBack() || NobodyBefore() > now) return {};
+  if (fFullUntil != TimePoint::min()) EndRefusals();
   for (const auto& [identifier, subject] : fWaiting) {
     Slot& slot = fSlots[subject];
     if (slot.inFlight || slot.quietUntil > now) continue;
+    fPaidUntil = std::max(fPaidUntil, now) + fTiming.pace;
+    fRefused.erase(subject);
     slot.inFlight = std::move(slot.waiting);
+    slot.waiting.reset();
     slot.removeWhenDelivered = false;
     fInFlight[identifier] = subject;
     fWaiting.erase(identifier);
@@ -30,10 +64,12 @@ optional<NoticeQueue::Sending> NoticeQueue::Take(TimePoint now) {
 
 optional<NoticeQueue::TimePoint> NoticeQueue::NextDue() const {
   optional<TimePoint> next;
+  if (IsHeldBack()) return next;
   for (const auto& [identifier, subject] : fWaiting) {
     const Slot& slot = fSlots.at(subject);
     if (!slot.inFlight && (!next || slot.quietUntil < *next)) next = slot.quietUntil;
   }
+  if (next) next = std::max(*next, NobodyBefore());
   return next;
 }
 
@@ -42,43 +78,82 @@ std::vector<std::uint32_t> NoticeQueue::Delivered(std::uint64_t identifier, std:
   Slot* slot = FindInFlight(identifier);
   if (!slot) return {};
   std::vector<std::uint32_t> toClose;
-  const std::uint32_t oldId = slot->serverId;
-  if (oldId != 0 && oldId != serverId) toClose.push_back(oldId);
-  Forget(oldId);
-  Forget(serverId);  // an id that the server gives twice means the later notice
-  slot->failures = 0;
-  slot->quietUntil = now + fQuietTime;
-  if (serverId != 0 && slot->removeWhenDelivered) toClose.push_back(serverId);
-  if (serverId != 0 && !slot->removeWhenDelivered) {
-    fStanding[serverId] = slot->inFlight->subject;
-    slot->serverId = serverId;
-    slot->standing = *slot->inFlight;
-  }
+  if (slot->serverId != 0 && slot->serverId != serverId) toClose.push_back(slot->serverId);
+  PutRefusedLast();
+  if (fWaiting.empty()) fIsCautious = false;
+  slot->losses = 0;
+  slot->quietUntil = now + fTiming.quietTime;
+  const UserNotification shown = *slot->inFlight;
+  const bool isUnwanted = std::exchange(slot->removeWhenDelivered, false);
   EndInFlight(*slot);
+  EndStanding(*slot);
+  if (serverId != 0 && isUnwanted) toClose.push_back(serverId);
+  if (serverId != 0 && !isUnwanted) SetStanding(*slot, shown, serverId);
   return toClose;
 }
 
 bool NoticeQueue::Failed(std::uint64_t identifier, Failure failure, TimePoint now) {
   Slot* slot = FindInFlight(identifier);
   if (!slot) return true;
-  if (failure != Failure::kNoServer) ++slot->failures;
-  const bool isDueAtOnce =
-      failure == Failure::kNoServer || (failure == Failure::kServerChanged && slot->failures == 1);
-  if (!isDueAtOnce) slot->quietUntil = now + fQuietTime;
-  const bool isGivenUp = slot->failures >= kMaxFailures;
-  if (isGivenUp) slot->failures = 0;
+  const bool isGivenUp = !NoteFailure(*slot, failure, now);
   // What was announced since is newer, and what was removed is not wanted.
-  if (!isGivenUp && !slot->waiting && !slot->removeWhenDelivered) SetWaiting(*slot, *slot->inFlight);
+  const bool waitsAgain = !isGivenUp && !slot->waiting && !slot->removeWhenDelivered;
+  if (waitsAgain) SetWaiting(*slot, *slot->inFlight);
   EndInFlight(*slot);
   return !isGivenUp;
 }
 
-void NoticeQueue::ServerChanged() {
-  fStanding.clear();
-  for (auto& [subject, slot] : fSlots) {
-    slot.standing.reset();
-    slot.serverId = 0;
+// False when the notice is to be given up.
+bool NoticeQueue::NoteFailure(Slot& slot, Failure failure, TimePoint now) {
+  switch (failure) {
+    case Failure::kNoServer:
+      fPaidUntil -= fTiming.pace;  // nobody has seen it
+      return true;
+    case Failure::kRefused:
+      fPaidUntil -= fTiming.pace;
+      slot.quietUntil = now + fTiming.quietTime;
+      fIsCautious = true;
+      fRefused.insert(slot.inFlight->subject);
+      if (fRefused.size() > 1) fFullUntil = slot.quietUntil;
+      return true;
+    case Failure::kLost:
+      break;
   }
+  if (++slot.losses > 1) slot.quietUntil = now + fTiming.quietTime;
+  if (slot.losses < kMaxFailures) return true;
+  slot.losses = 0;
+  return false;
+}
+
+// What was refused may be tried at once.
+void NoticeQueue::EndRefusals() {
+  for (const auto& subject : fRefused) fSlots.at(subject).quietUntil = TimePoint::min();
+  fRefused.clear();
+  fFullUntil = TimePoint::min();
+}
+
+// The server takes others, so these are refused for what they are.
+void NoticeQueue::PutRefusedLast() {
+  for (const auto& subject : fRefused) {
+    Slot& slot = fSlots.at(subject);
+    if (!slot.waiting) continue;
+    UserNotification notification = *slot.waiting;
+    notification.identifier = ++fLastIdentifier;
+    SetWaiting(slot, std::move(notification));
+  }
+  fRefused.clear();
+  fFullUntil = TimePoint::min();
+}
+
+std::size_t NoticeQueue::ServerChanged(TimePoint now) {
+  EndRefusals();
+  fIsCautious = false;
+  for (auto& [subject, slot] : fSlots) EndStanding(slot);
+  std::size_t givenUp = 0;
+  while (!fInFlight.empty()) {
+    if (!Failed(fInFlight.begin()->first, Failure::kLost, now)) ++givenUp;
+  }
+  return givenUp;
 }
 
 UserNotification* NoticeQueue::FindStanding(std::uint32_t serverId) {
@@ -87,27 +162,37 @@ UserNotification* NoticeQueue::FindStanding(std::uint32_t serverId) {
 }
 
 void NoticeQueue::Closed(std::uint32_t serverId) {
-  Forget(serverId);
+  EndRefusals();
+  const auto found = fStanding.find(serverId);
+  if (found != fStanding.end()) EndStanding(fSlots.at(found->second));
 }
 
 std::uint32_t NoticeQueue::Remove(std::uint64_t identifier) {
-  const auto waiting = fWaiting.find(identifier);
-  if (waiting != fWaiting.end()) {
-    fSlots.at(waiting->second).waiting.reset();
-    fWaiting.erase(waiting);
-    return 0;
-  }
-  if (Slot* slot = FindInFlight(identifier)) {
-    slot->removeWhenDelivered = true;
-    return 0;
-  }
   for (const auto& [serverId, subject] : fStanding) {
-    if (fSlots.at(subject).standing->identifier != identifier) continue;
+    Slot& slot = fSlots.at(subject);
+    if (slot.standing->identifier != identifier) continue;
     const std::uint32_t toClose = serverId;
-    Forget(toClose);
+    EndStanding(slot);
     return toClose;
   }
+  const auto waiting = fWaiting.find(identifier);
+  if (waiting != fWaiting.end()) {
+    DropWaiting(fSlots.at(waiting->second));
+  } else if (Slot* slot = FindInFlight(identifier)) {
+    slot->removeWhenDelivered = true;
+  }
   return 0;
+}
+
+bool NoticeQueue::ForgetWaiting(const std::string& subject) {
+  const auto found = fSlots.find(subject);
+  if (found == fSlots.end() || !found->second.HasUnshown()) return false;
+  ForgetUnshown(found->second);
+  return true;
+}
+
+void NoticeQueue::ForgetAllWaiting() {
+  for (auto& [subject, slot] : fSlots) ForgetUnshown(slot);
 }
 
 NoticeQueue::Slot* NoticeQueue::FindInFlight(std::uint64_t identifier) {
@@ -116,8 +201,9 @@ NoticeQueue::Slot* NoticeQueue::FindInFlight(std::uint64_t identifier) {
 }
 
 bool NoticeQueue::MakeRoom(TimePoint now) {
-  std::erase_if(fSlots,
-                [now](const auto& entry) { return entry.second.IsIdle() && entry.second.quietUntil <= now; });
+  std::erase_if(fSlots, [now, this](const auto& entry) {
+    return entry.second.IsIdle() && entry.second.quietUntil <= now && !fRefused.contains(entry.first);
+  });
   if (fSlots.size() < kMaxSlots) return true;
   auto oldest = fSlots.end();
   for (auto slot = fSlots.begin(); slot != fSlots.end(); ++slot) {
@@ -132,9 +218,36 @@ bool NoticeQueue::MakeRoom(TimePoint now) {
   return true;
 }
 
+// The first moment at which anything may be sent at all.
+NoticeQueue::TimePoint NoticeQueue::NobodyBefore() const {
+  if (fPaidUntil == TimePoint::min()) return fFullUntil;
+  return std::max(fFullUntil, fPaidUntil - (kBurst - 1) * fTiming.pace);
+}
+
 void NoticeQueue::SetWaiting(Slot& slot, UserNotification notification) {
+  DropWaiting(slot);
   fWaiting[notification.identifier] = notification.subject;
   slot.waiting = std::move(notification);
+}
+
+void NoticeQueue::SetStanding(Slot& slot, UserNotification notification, std::uint32_t serverId) {
+  EndStanding(slot);
+  // An id that the server gives twice means the later notice.
+  const auto other = fStanding.find(serverId);
+  if (other != fStanding.end()) EndStanding(fSlots.at(other->second));
+  fStanding[serverId] = notification.subject;
+  slot.serverId = serverId;
+  slot.standing = std::move(notification);
+}
+
+void NoticeQueue::DropWaiting(Slot& slot) {
+  if (slot.waiting) fWaiting.erase(slot.waiting->identifier);
+  slot.waiting.reset();
+}
+
+void NoticeQueue::ForgetUnshown(Slot& slot) {
+  DropWaiting(slot);
+  slot.removeWhenDelivered = slot.inFlight.has_value();
 }
 
 void NoticeQueue::EndInFlight(Slot& slot) {
@@ -143,13 +256,15 @@ void NoticeQueue::EndInFlight(Slot& slot) {
   slot.removeWhenDelivered = false;
 }
 
-void NoticeQueue::Forget(std::uint32_t serverId) {
-  const auto found = fStanding.find(serverId);
-  if (found == fStanding.end()) return;
-  Slot& slot = fSlots.at(found->second);
+// With what stands ends also what was to bring it up once more.
+void NoticeQueue::EndStanding(Slot& slot) {
+  if (!slot.standing) return;
+  const auto identifier = slot.standing->identifier;
+  fStanding.erase(slot.serverId);
   slot.standing.reset();
   slot.serverId = 0;
-  fStanding.erase(found);
+  if (slot.waiting && slot.waiting->identifier == identifier) DropWaiting(slot);
+  if (slot.inFlight && slot.inFlight->identifier == identifier) slot.removeWhenDelivered = true;
 }
 
 }  // namespace vorn

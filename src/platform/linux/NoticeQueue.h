@@ -3,6 +3,7 @@
 #include <chrono>
 #include <cstdint>
 #include <map>
+#include <set>
 #include <string>
 #include <unordered_map>
 #include <vector>
@@ -11,6 +12,19 @@
 #include "platform/UserNotification.h"
 
 namespace vorn {
+
+/// One server in one life of one bus: what an id that it gave belongs to.
+struct ServerIdentity {
+  std::string bus;     ///< the bus's own id; empty: not known
+  std::string server;  ///< its own name on the bus; empty: none is there
+  bool operator==(const ServerIdentity&) const = default;
+};
+
+/// A notice as it is kept across a restart of the program.
+struct KeptNotice {
+  UserNotification notification;
+  std::uint32_t serverId = 0;  ///< under which it stands; 0: it waits
+};
 
 /// What becomes of each notice between being announced and being closed; the
 /// rules of the notification centre without the bus. One slot a subject:
@@ -23,12 +37,19 @@ namespace vorn {
 ///                      stands, until the quiet time is over
 ///
 /// A later notice takes the place of one that waits, and replaces one that
-/// stands. After a delivery its subject is quiet for the quiet time. A notice
-/// that the server took with it into its end is due again at once when the
-/// server changed, a second time after the quiet time, and is given up after
-/// kMaxFailures. At most kMaxSlots subjects are held: beyond that the notice
-/// that stands longest is forgotten (a click on it then does nothing), and if
-/// none stands, the new one.
+/// stands. After a delivery its subject is quiet for the quiet time. kBurst
+/// notices may go at once; from then on one a pace, oldest first.
+///
+/// A notice that the server took with it into its end is due again at once, a
+/// second time after the quiet time, and is given up after kMaxFailures. One
+/// that the server refuses waits until something is closed there or the quiet
+/// time is over. Where the server takes a later one meanwhile, the refused one
+/// goes to the end; where it refuses two in a row, it is full, and all wait.
+/// A server that has refused gets one notice at a time until none waits.
+///
+/// At most kMaxSlots subjects are held: beyond that the notice that stands
+/// longest is forgotten (a click on it then does nothing), and if none stands,
+/// the new one.
 ///
 /// @threadsafety One object, one thread.
 class NoticeQueue {
@@ -38,6 +59,12 @@ class NoticeQueue {
 
   static constexpr std::size_t kMaxSlots = 4096;
   static constexpr int kMaxFailures = 4;
+  static constexpr int kBurst = 3;
+
+  struct Timing {
+    std::chrono::milliseconds quietTime{60000};
+    std::chrono::milliseconds pace{3000};
+  };
 
   /// What to send to the server.
   struct Sending {
@@ -46,70 +73,102 @@ class NoticeQueue {
   };
 
   enum class Failure {
-    kNoServer,       ///< it never reached a server: due again at once, not counted
-    kServerChanged,  ///< the server ended or was replaced before it answered
-    kRefused,        ///< the server answered with an error
+    kNoServer,  ///< it never reached a server: due again at once, not counted
+    kLost,      ///< the server ended or was replaced before it answered
+    kRefused,   ///< the server answered with an error
   };
 
-  explicit NoticeQueue(std::chrono::milliseconds quietTime) : fQuietTime(quietTime) {}
+  explicit NoticeQueue(Timing timing) : fTiming(timing) {}
 
   /// Takes a notice in. False when there is no room for it.
   [[nodiscard]] bool Add(UserNotification notification, TimePoint now);
+
+  /// Takes back what an earlier run kept, in its order; before any Add. What
+  /// waited is not sent before `due`. What stood keeps its click, and comes once
+  /// more, at once and in its old place: some servers report clicks only to the
+  /// connection that a notice came from, and none can tell what became of it
+  /// meanwhile.
+  void Restore(std::vector<KeptNotice> kept, TimePoint due);
+
+  /// What an end of the program must not lose, oldest first.
+  [[nodiscard]] std::vector<KeptNotice> Kept() const;
 
   [[nodiscard]] bool HasWaiting() const { return !fWaiting.empty(); }
 
   /// The oldest notice that is due, now in flight; empty when none is.
   [[nodiscard]] optional<Sending> Take(TimePoint now);
 
-  /// When the next waiting notice is due, of those that wait for the quiet time
+  /// When the next waiting notice is due, of those that wait for time to pass
   /// alone; empty when there is none.
   [[nodiscard]] optional<TimePoint> NextDue() const;
 
-  /// The server showed the notice under `serverId`; 0 when the server has
-  /// ended since. Returns the ids that must be closed: of a notice that was
-  /// removed meanwhile, and of one that the server did not replace though asked to.
+  /// The server showed the notice under `serverId`; 0 when it told no id.
+  /// Returns the ids that must be closed: of a notice that was removed
+  /// meanwhile, and of one that the server did not replace though asked to.
   [[nodiscard]] std::vector<std::uint32_t> Delivered(std::uint64_t identifier, std::uint32_t serverId,
                                                      TimePoint now);
 
   /// The notice was not shown. False when it is given up by this.
   [[nodiscard]] bool Failed(std::uint64_t identifier, Failure failure, TimePoint now);
 
-  /// The server ended or was replaced: nothing stands any more, and its ids
-  /// mean nothing.
-  void ServerChanged();
+  /// The server ended or was replaced: nothing stands any more, its ids mean
+  /// nothing, and what it has not answered is lost. Returns how many notices
+  /// are given up by this.
+  [[nodiscard]] std::size_t ServerChanged(TimePoint now);
 
   /// The notice that stands under `serverId`; null for ids that are not ours.
   /// Valid until the next call that changes the queue.
   [[nodiscard]] UserNotification* FindStanding(std::uint32_t serverId);
 
-  /// The server closed the notice: it is forgotten, user info included.
+  /// The server closed a notice. One of ours is forgotten, user info included;
+  /// whosever it was, there is room for another.
   void Closed(std::uint32_t serverId);
 
   /// Takes a notice out in whatever state it is. Returns the server's id to
   /// close, 0 when there is nothing to close (yet).
   [[nodiscard]] std::uint32_t Remove(std::uint64_t identifier);
 
+  /// Forgets what of this subject, or of any, has not been shown. What stands
+  /// is left alone; what is in flight is closed once it is delivered. False
+  /// where there is nothing of the subject to forget.
+  bool ForgetWaiting(const std::string& subject);
+  void ForgetAllWaiting();
+
  private:
+  /// A notice that an earlier run showed stands and waits at once, under one identifier.
   struct Slot {
     optional<UserNotification> waiting;
     optional<UserNotification> inFlight;
     optional<UserNotification> standing;
     std::uint32_t serverId = 0;  ///< of `standing`
     bool removeWhenDelivered = false;
-    int failures = 0;  ///< of deliveries in a row
+    int losses = 0;  ///< of deliveries in a row
     TimePoint quietUntil = TimePoint::min();
 
     [[nodiscard]] bool IsIdle() const { return !waiting && !inFlight && !standing; }
+    [[nodiscard]] bool HasUnshown() const { return waiting || (inFlight && !removeWhenDelivered); }
   };
 
   [[nodiscard]] Slot* FindInFlight(std::uint64_t identifier);
   [[nodiscard]] bool MakeRoom(TimePoint now);
+  [[nodiscard]] bool IsHeldBack() const { return fIsCautious && !fInFlight.empty(); }
+  [[nodiscard]] TimePoint NobodyBefore() const;
+  [[nodiscard]] bool NoteFailure(Slot& slot, Failure failure, TimePoint now);
+  void EndRefusals();
+  void PutRefusedLast();
   void SetWaiting(Slot& slot, UserNotification notification);
+  void SetStanding(Slot& slot, UserNotification notification, std::uint32_t serverId);
+  void DropWaiting(Slot& slot);
+  void ForgetUnshown(Slot& slot);
   void EndInFlight(Slot& slot);
-  void Forget(std::uint32_t serverId);
+  void EndStanding(Slot& slot);
 
-  const std::chrono::milliseconds fQuietTime;
+  const Timing fTiming;
   std::uint64_t fLastIdentifier = 0;
+  TimePoint fPaidUntil = TimePoint::min();  ///< a pace a notice sent, from when it was sent
+  TimePoint fFullUntil = TimePoint::min();  ///< the server takes no more
+  bool fIsCautious = false;                 ///< the server has refused
+  std::set<std::string> fRefused;           ///< subjects, since the server last took a notice or closed one
   std::unordered_map<std::string, Slot> fSlots;              ///< by subject
   std::map<std::uint64_t, std::string> fWaiting;             ///< identifier to subject, oldest first
   std::map<std::uint64_t, std::string> fInFlight;            ///< identifier to subject

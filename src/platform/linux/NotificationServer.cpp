@@ -1,8 +1,10 @@
 #include "platform/linux/NotificationServer.h"
 
 #include <QtCore/QVariantMap>
+#include <QtDBus/QDBusConnectionInterface>
 #include <QtDBus/QDBusMessage>
-#include <QtDBus/QDBusPendingCall>
+#include <QtDBus/QDBusPendingCallWatcher>
+#include <QtDBus/QDBusReply>
 
 #include <limits>
 #include <utility>
@@ -28,19 +30,10 @@ QDBusConnection ConnectTo(const std::string& address, const QString& name) {
                          : QDBusConnection::connectToBus(QString::fromStdString(address), name);
 }
 
-// Whether the reply comes from a program, and not from the bus or our own end of it.
-bool IsFromServer(const QDBusMessage& reply) {
-  return reply.service().startsWith(QLatin1Char(':'));
-}
-
 NotificationServer::Answer AnswerOf(const QDBusMessage& reply) {
   using Answer = NotificationServer::Answer;
   if (reply.type() != QDBusMessage::ErrorMessage) return Answer::kOk;
-  if (IsFromServer(reply)) return Answer::kError;  // whatever it says of others
-  const QString name = reply.errorName();
-  if (name.startsWith(QLatin1String("org.freedesktop.DBus.Error.Spawn."))) return Answer::kNoServer;
   switch (QDBusError(reply).type()) {
-    case QDBusError::ServiceUnknown:
     case QDBusError::Disconnected:
       return Answer::kNoServer;
     case QDBusError::NoReply:
@@ -48,9 +41,27 @@ NotificationServer::Answer AnswerOf(const QDBusMessage& reply) {
     case QDBusError::TimedOut:
       return Answer::kLost;
     default:
-      return name == QLatin1String("org.freedesktop.DBus.Error.NameHasNoOwner") ? Answer::kNoServer
-                                                                                : Answer::kError;
+      // The server's own, whatever it says of others: before the bus says that
+      // it has gone, we have heard of the change, and the call with it.
+      return Answer::kError;
   }
+}
+
+QDBusMessage CallToBus(const char* method) {
+  const auto bus = QStringLiteral("org.freedesktop.DBus");
+  return QDBusMessage::createMethodCall(bus, QStringLiteral("/org/freedesktop/DBus"), bus,
+                                        QLatin1String(method));
+}
+
+// The answer comes from the event loop, unless `owner` goes before it.
+void Await(const QDBusPendingCall& call, QObject* owner, std::function<void(const QDBusMessage&)> onAnswer) {
+  auto* watcher = new QDBusPendingCallWatcher(call, owner);
+  QObject::connect(watcher, &QDBusPendingCallWatcher::finished, owner,
+                   [watcher, onAnswer = std::move(onAnswer)] {
+                     const QDBusMessage reply = watcher->reply();
+                     watcher->deleteLater();
+                     RunGuarded([&] { onAnswer(reply); });
+                   });
 }
 
 }  // namespace
@@ -72,33 +83,55 @@ NotificationServer::~NotificationServer() {
 
 void NotificationServer::Connect() {
   const QString name = QLatin1String(kServerName);
-  // The watch stands before the first call, so that no change is missed between the two.
+  // The watch stands before the question, so that no change is missed between the two.
   fWatcher =
       std::make_unique<QDBusServiceWatcher>(name, fConnection, QDBusServiceWatcher::WatchForOwnerChange);
   QObject::connect(fWatcher.get(), &QDBusServiceWatcher::serviceOwnerChanged, &fContext,
                    [this](const QString&, const QString&, const QString& owner) {
                      RunGuarded([&] { OnOwnerChanged(owner); });
                    });
-  fProxy =
-      std::make_unique<OrgFreedesktopNotificationsInterface>(name, QLatin1String(kServerPath), fConnection);
-  fProxy->setTimeout(kNoTimeout);
-  using Proxy = OrgFreedesktopNotificationsInterface;
-  QObject::connect(fProxy.get(), &Proxy::ActionInvoked, &fContext,
+  fIdentity.bus = fConnection.call(CallToBus("GetId")).arguments().value(0).toString().toStdString();
+  const QString owner = fConnection.interface()->serviceOwner(name).value();
+  fIdentity.server = owner.toStdString();
+  fProxy = MakeProxy(owner);
+}
+
+void NotificationServer::OnOwnerChanged(const QString& owner) {
+  const auto name = owner.toStdString();
+  if (name == fIdentity.server) return;  // the change of before our question
+  fIdentity.server = name;
+  fProxy = MakeProxy(owner);
+  fHandlers.onChanged();
+}
+
+std::unique_ptr<NotificationServer::Proxy> NotificationServer::MakeProxy(const QString& owner) {
+  if (owner.isEmpty()) return nullptr;
+  auto proxy = std::make_unique<Proxy>(owner, QLatin1String(kServerPath), fConnection);
+  proxy->setTimeout(kNoTimeout);
+  QObject::connect(proxy.get(), &Proxy::ActionInvoked, &fContext,
                    [this](uint id, const QString& key) { RunGuarded([&] { fHandlers.onAction(id, key); }); });
-  QObject::connect(fProxy.get(), &Proxy::ActivationToken, &fContext, [this](uint id, const QString& token) {
+  QObject::connect(proxy.get(), &Proxy::ActivationToken, &fContext, [this](uint id, const QString& token) {
     RunGuarded([&] { fHandlers.onActivationToken(id, token); });
   });
-  QObject::connect(fProxy.get(), &Proxy::NotificationClosed, &fContext,
+  QObject::connect(proxy.get(), &Proxy::NotificationClosed, &fContext,
                    [this](uint id, uint) { RunGuarded([&] { fHandlers.onClosed(id); }); });
+  return proxy;
+}
+
+void NotificationServer::Start(std::function<void(Answer)> onAnswer) {
+  auto call = CallToBus("StartServiceByName");
+  call.setArguments({QLatin1String(kServerName), QVariant::fromValue<uint>(0)});
+  Await(fConnection.asyncCall(call, kNoTimeout), &fContext,
+        [onAnswer = std::move(onAnswer)](const QDBusMessage& reply) {
+          onAnswer(AnswerOf(reply) == Answer::kOk ? Answer::kOk : Answer::kNoServer);
+        });
 }
 
 void NotificationServer::GetCapabilities(std::function<void(Answer, const QStringList&)> onAnswer) {
-  Await(fProxy->GetCapabilities(),
-        [this, onAnswer = std::move(onAnswer)](const QDBusMessage& reply, Answer answer) {
-          // From its answer on we know whom we talk to, even if it was there before us.
-          if (IsFromServer(reply)) fOwner = reply.service();
-          onAnswer(answer, answer == Answer::kOk ? reply.arguments().value(0).toStringList() : QStringList());
-        });
+  Await(fProxy->GetCapabilities(), fProxy.get(), [onAnswer = std::move(onAnswer)](const QDBusMessage& reply) {
+    const Answer answer = AnswerOf(reply);
+    onAnswer(answer, answer == Answer::kOk ? reply.arguments().value(0).toStringList() : QStringList());
+  });
 }
 
 void NotificationServer::Notify(const Notice& notice, std::function<void(Answer, std::uint32_t)> onAnswer) {
@@ -110,35 +143,19 @@ void NotificationServer::Notify(const Notice& notice, std::function<void(Answer,
   const QStringList actions{QStringLiteral("default"), QStringLiteral("Open")};
   const auto call = fProxy->Notify(fPresentation.applicationName, notice.replacesId, fPresentation.iconName,
                                    notice.summary, notice.body, actions, hints, kServerDecides);
-  Await(call, [this, onAnswer = std::move(onAnswer)](const QDBusMessage& reply, Answer answer) {
-    const bool isCurrent = answer == Answer::kOk && reply.service() == fOwner;
-    onAnswer(answer, isCurrent ? reply.arguments().value(0).toUInt() : 0);
+  Await(call, fProxy.get(), [onAnswer = std::move(onAnswer)](const QDBusMessage& reply) {
+    const Answer answer = AnswerOf(reply);
+    onAnswer(answer, answer == Answer::kOk ? reply.arguments().value(0).toUInt() : 0);
   });
 }
 
 void NotificationServer::CloseNotification(std::uint32_t id) {
-  auto call = QDBusMessage::createMethodCall(QLatin1String(kServerName), QLatin1String(kServerPath),
-                                             QLatin1String(kServerName), QStringLiteral("CloseNotification"));
+  if (!IsThere()) return;
+  auto call =
+      QDBusMessage::createMethodCall(QString::fromStdString(fIdentity.server), QLatin1String(kServerPath),
+                                     QLatin1String(kServerName), QStringLiteral("CloseNotification"));
   call.setArguments({QVariant::fromValue<uint>(id)});
-  call.setAutoStartService(false);
   fConnection.send(call);
-}
-
-void NotificationServer::OnOwnerChanged(const QString& owner) {
-  if (owner == fOwner && !owner.isEmpty()) return;  // known from its answer already
-  fOwner = owner;
-  fHandlers.onChanged();
-}
-
-void NotificationServer::Await(const QDBusPendingCall& call,
-                               std::function<void(const QDBusMessage&, Answer)> onAnswer) {
-  auto* watcher = new QDBusPendingCallWatcher(call, &fContext);
-  QObject::connect(watcher, &QDBusPendingCallWatcher::finished, &fContext,
-                   [watcher, onAnswer = std::move(onAnswer)] {
-                     const QDBusMessage reply = watcher->reply();
-                     watcher->deleteLater();
-                     RunGuarded([&] { onAnswer(reply, AnswerOf(reply)); });
-                   });
 }
 
 }  // namespace vorn

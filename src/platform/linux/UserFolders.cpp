@@ -22,13 +22,22 @@ std::filesystem::path HomeFolder() {
   return entry && entry->pw_dir ? entry->pw_dir : "";
 }
 
+// The folder that the variable names, else the one in the home folder.
+std::filesystem::path UserFolder(const char* variable, const char* inHome) {
+  auto folder = AbsoluteFromEnvironment(variable);
+  if (!folder.empty()) return folder;
+  const auto home = HomeFolder();
+  return home.is_absolute() ? home / inHome : std::filesystem::path();
+}
+
 }  // namespace
 
 std::filesystem::path UserConfigFolder() {
-  auto folder = AbsoluteFromEnvironment("XDG_CONFIG_HOME");
-  if (!folder.empty()) return folder;
-  const auto home = HomeFolder();
-  return home.is_absolute() ? home / ".config" : std::filesystem::path();
+  return UserFolder("XDG_CONFIG_HOME", ".config");
+}
+
+std::filesystem::path UserStateFolder() {
+  return UserFolder("XDG_STATE_HOME", ".local/state");
 }
 
 std::filesystem::path ProgramFolder() {

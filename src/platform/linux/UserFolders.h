@@ -9,6 +9,11 @@ namespace vorn {
 /// Reads the environment: main thread.
 [[nodiscard]] std::filesystem::path UserConfigFolder();
 
+/// The user's folder for what a program keeps between its runs: XDG_STATE_HOME
+/// where that is an absolute path, else .local/state in the home folder. Empty
+/// when nobody knows a home. Reads the environment: main thread.
+[[nodiscard]] std::filesystem::path UserStateFolder();
+
 /// The folder that holds the running program's file; empty when the system
 /// does not say. Any thread.
 [[nodiscard]] std::filesystem::path ProgramFolder();
