@@ -67,7 +67,9 @@ DesktopStatusItem& Ours(StatusBarItem& item) {
 
 }  // namespace
 
-DesktopEnvironment::DesktopEnvironment() : fLoginItems(LauncherProgram()) {}
+DesktopEnvironment::DesktopEnvironment() : fLoginItems(LauncherProgram()) {
+  fOpener.SetOnFailure([this] { fPageFailed = true; });
+}
 
 DesktopEnvironment::~DesktopEnvironment() {
   if (fDefaults) fDefaults->SetBeforeSaving({});  // the notices go first
@@ -141,7 +143,12 @@ std::unique_ptr<StatusBarMenu> DesktopEnvironment::makeStatusMenu(ui::PanelOwner
 }
 
 std::unique_ptr<PanelWindow> DesktopEnvironment::makePanel(ui::PanelOwner& owner, StatusBarItem& item) {
-  return std::make_unique<DesktopPanel>(owner, Ours(item), [this] { return fDiscovery.hint(); });
+  // A click that opened nothing is told once, at the panel's next opening.
+  auto hint = [this, isFailed = false]() mutable {
+    isFailed = std::exchange(fPageFailed, false) || isFailed;
+    return isFailed ? ui::DiscoveryHint::PageNotOpened : fDiscovery.hint();
+  };
+  return std::make_unique<DesktopPanel>(owner, Ours(item), std::move(hint));
 }
 
 Dispatch& DesktopEnvironment::dispatch() {

@@ -49,6 +49,7 @@ class DesktopEnvironment final : public AppDelegateEnvironment {
  private:
   QObject fLifetime;
   XdgUrlOpener fOpener;
+  bool fPageFailed = false;  ///< and no panel has said so
   AutostartLoginItems fLoginItems;
   DiscoveryStatus fDiscovery;
   std::unique_ptr<IniUserDefaults> fDefaults;

@@ -16,7 +16,7 @@ class UrlOpener {
 
   /// Hands `url` to the browser and returns without waiting for it. The
   /// activation token, where one came with the user's click, lets the browser
-  /// raise its window; empty is none. A failure is told on the console only.
+  /// raise its window; empty is none. The reason of a failure goes to the console.
   virtual void Open(const std::string& url, const std::string& activationToken) = 0;
 };
 

@@ -22,6 +22,8 @@ QString hintWords(DiscoveryHint hint) {
       return QStringLiteral("The discovery service (Avahi) is not running.");
     case DiscoveryHint::NoNetwork:
       return QStringLiteral("There is no network connection.");
+    case DiscoveryHint::PageNotOpened:
+      return QStringLiteral("The page could not be opened in a browser.");
     case DiscoveryHint::None:
       break;
   }

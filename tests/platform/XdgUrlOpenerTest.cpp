@@ -1,3 +1,4 @@
+#include <QtCore/QCoreApplication>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
@@ -31,6 +32,11 @@ class XdgUrlOpenerTest : public ::testing::Test {
     ::chmod(program.c_str(), 0755);
   }
 
+  // An opener that goes leaves its children to the end of the program.
+  void TearDown() override {
+    while (::waitpid(-1, nullptr, 0) > 0) continue;
+  }
+
   /// What the stand-in for the browser saw.
   std::string Called() {
     const auto mark = fFolder.Path() / "xdg-open.called";
@@ -39,6 +45,13 @@ class XdgUrlOpenerTest : public ::testing::Test {
     content << std::ifstream(mark).rdbuf();
     std::filesystem::remove(mark);
     return content.str();
+  }
+  template <typename Condition>
+  [[nodiscard]] static bool Served(Condition condition) {
+    return Eventually([&] {
+      QCoreApplication::processEvents();
+      return condition();
+    });
   }
   [[nodiscard]] bool WasCalled() const { return std::filesystem::exists(fFolder.Path() / "xdg-open.called"); }
 
@@ -66,8 +79,46 @@ TEST_F(XdgUrlOpenerTest, LeavesNoChildBehind) {
     fOpener.Open("http://a/", "");
     static_cast<void>(Called());
   }
-  EXPECT_EQ(::waitpid(-1, nullptr, WNOHANG), -1);
-  EXPECT_EQ(errno, ECHILD);  // none that runs, none to be waited for
+  EXPECT_TRUE(Served([] {  // none that runs, none that waits for its parent
+    return ::waitid(P_ALL, 0, nullptr, WEXITED | WNOHANG | WNOWAIT) == -1 && errno == ECHILD;
+  }));
+}
+
+TEST_F(XdgUrlOpenerTest, SaysWhyAPageCouldNotBeOpened) {
+  for (const auto& [end, reason] : {std::pair{"exit 3", "exited with 3"},
+                                    {"exit 4", "no program could open"},
+                                    {"kill -9 $$", "signal 9"}}) {
+    std::ofstream(fFolder.Path() / "xdg-open") << "#!/bin/sh\n" << end << "\n";
+    int failures = 0;
+    fOpener.SetOnFailure([&] { ++failures; });
+    CaptureStderr();
+    fOpener.Open("http://a/", "");
+    EXPECT_TRUE(Served([&] { return failures == 1; }));
+    EXPECT_THAT(GetCapturedStderr(), HasSubstr(reason));
+  }
+}
+
+TEST_F(XdgUrlOpenerTest, SaysNothingWhereThePageWasOpened) {
+  int failures = 0;
+  fOpener.SetOnFailure([&] { ++failures; });
+  fOpener.Open("http://a/", "");
+  static_cast<void>(Called());
+  EXPECT_TRUE(Served([] { return ::waitid(P_ALL, 0, nullptr, WEXITED | WNOHANG | WNOWAIT) == -1; }));
+  EXPECT_EQ(failures, 0);
+}
+
+TEST_F(XdgUrlOpenerTest, LeavesTheBrowserRunningAtItsEnd) {
+  const auto mark = fFolder.Path() / "went-on";
+  std::ofstream(fFolder.Path() / "xdg-open")
+      << "#!/bin/sh\ntouch $0.called\nwhile ! test -e $0.go; do sleep 0.01; done\ntouch " << mark.string()
+      << "\n";
+  {
+    XdgUrlOpener opener;
+    opener.Open("http://a/", "");
+    static_cast<void>(Called());
+  }
+  std::ofstream(fFolder.Path() / "xdg-open.go") << "now";
+  EXPECT_TRUE(Eventually([&] { return std::filesystem::exists(mark); }));
 }
 
 TEST_F(XdgUrlOpenerTest, RefusesWhatIsNoAddress) {
@@ -84,10 +135,19 @@ TEST_F(XdgUrlOpenerTest, RefusesWhatIsNoAddress) {
 
 TEST_F(XdgUrlOpenerTest, SaysWhenThereIsNothingToOpenPagesWith) {
   const ScopedEnvironment path("PATH", "/nonexistent");
+  int failures = 0;
+  fOpener.SetOnFailure([&] { ++failures; });
   CaptureStderr();
   fOpener.Open("http://a/", "");
   EXPECT_THAT(GetCapturedStderr(), HasSubstr("xdg-open could not be started"));
+  EXPECT_EQ(failures, 1);
 }
 
 }  // namespace
 }  // namespace vorn
+
+int main(int argc, char** argv) {
+  const QCoreApplication application(argc, argv);
+  ::testing::InitGoogleTest(&argc, argv);
+  return RUN_ALL_TESTS();
+}

@@ -1,23 +1,50 @@
 #pragma once
 
+#include <sys/types.h>
+
+#include <functional>
+#include <map>
+#include <memory>
 #include <string>
 
 #include "platform/UrlOpener.h"
+
+class QObject;
 
 namespace vorn {
 
 /// Opens addresses through the desktop's own "xdg-open", found on the search
 /// path and called with the address as its one argument, never through a
 /// shell. The activation token travels in the child's environment; ours, and
-/// what a start by D-Bus left in it, does not. The child is nobody's: it
-/// neither becomes a zombie nor ends with us.
+/// what a start by D-Bus left in it, does not. The child leads a session of its
+/// own and goes on when we end; while we run, the event loop waits for its end.
 ///
 /// Blocks until the program has been started (some milliseconds), not for it.
 class XdgUrlOpener final : public UrlOpener {
  public:
+  XdgUrlOpener();
+  ~XdgUrlOpener() override;
+
   /// Refuses, on the console, an address that is empty, leads with "-" or
   /// holds a control character.
   void Open(const std::string& url, const std::string& activationToken) override;
+
+  /// `call` learns that a page could not be opened; the console has the reason.
+  /// Called inside Open where the program cannot be started, else from the
+  /// event loop. A program that ends badly long after its start is a browser
+  /// that had opened the page.
+  void SetOnFailure(std::function<void()> call) { fOnFailure = std::move(call); }
+
+ private:
+  struct Child;
+
+  void Watch(pid_t process);
+  void OnEnded(pid_t process);
+  void Fail(const std::string& reason);
+
+  std::function<void()> fOnFailure;
+  std::unique_ptr<QObject> fContext;
+  std::map<pid_t, std::unique_ptr<Child>> fChildren;  ///< that have not ended yet
 };
 
 }  // namespace vorn
