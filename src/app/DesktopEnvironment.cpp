@@ -124,7 +124,7 @@ std::unique_ptr<ReleaseNotices> DesktopEnvironment::makeNotificationLogic() {
 }
 
 std::unique_ptr<DeviceListSource> DesktopEnvironment::makeDeviceList(Publish publish) {
-  auto stateChanged = [this](ResponderMonitor::State state) { fDiscovery.setResponderState(state); };
+  auto stateChanged = [this](ResponderMonitor::State state) { fDiscovery.SetResponderState(state); };
   return std::make_unique<DiscoveredDevices>(std::move(publish), std::move(stateChanged));
 }
 
@@ -139,14 +139,14 @@ std::unique_ptr<StatusBarView> DesktopEnvironment::makeStatusView(StatusBarItem&
 
 std::unique_ptr<StatusBarMenu> DesktopEnvironment::makeStatusMenu(ui::PanelOwner& owner,
                                                                   StatusBarItem& item) {
-  return std::make_unique<DesktopStatusMenu>(owner, Ours(item));
+  return std::make_unique<DesktopStatusMenu>(owner, Ours(item), [this] { return fDiscovery.Hint(); });
 }
 
 std::unique_ptr<PanelWindow> DesktopEnvironment::makePanel(ui::PanelOwner& owner, StatusBarItem& item) {
   // A click that opened nothing is told once, at the panel's next opening.
   auto hint = [this, isFailed = false]() mutable {
     isFailed = std::exchange(fPageFailed, false) || isFailed;
-    return isFailed ? ui::DiscoveryHint::PageNotOpened : fDiscovery.hint();
+    return isFailed ? DeviceList::DiscoveryHint::kPageNotOpened : fDiscovery.Hint();
   };
   return std::make_unique<DesktopPanel>(owner, Ours(item), std::move(hint));
 }

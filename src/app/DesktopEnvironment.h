@@ -5,7 +5,7 @@
 #include <optional>
 
 #include "app/AppDelegateEnvironment.h"
-#include "app/DiscoveryStatus.h"
+#include "devicelist/DiscoveryStatus.h"
 #include "platform/UrlOpener.h"
 #include "platform/linux/AVBCapabilityLinux.h"
 #include "platform/linux/AutostartLoginItems.h"
@@ -51,7 +51,7 @@ class DesktopEnvironment final : public AppDelegateEnvironment {
   XdgUrlOpener fOpener;
   bool fPageFailed = false;  ///< and no panel has said so
   AutostartLoginItems fLoginItems;
-  DiscoveryStatus fDiscovery;
+  DeviceList::DiscoveryStatus fDiscovery;
   std::unique_ptr<IniUserDefaults> fDefaults;
   std::unique_ptr<IniUserDefaults> fNoticeState;
   std::unique_ptr<FreedesktopNotificationCenter> fCenter;

@@ -5,8 +5,8 @@
 
 #include "app/DesktopStatusItem.h"
 #include "app/PanelWindow.h"
+#include "devicelist/DiscoveryStatus.h"
 #include "ui/DeviceListWindowController.h"
-#include "ui/DiscoveryHint.h"
 
 namespace vorn::app {
 
@@ -14,7 +14,7 @@ namespace vorn::app {
 /// why the list may be empty is kept current.
 class DesktopPanel final : public PanelWindow {
  public:
-  using HintSource = std::function<ui::DiscoveryHint()>;
+  using HintSource = std::function<DeviceList::DiscoveryHint()>;
 
   DesktopPanel(ui::PanelOwner& owner, DesktopStatusItem& item, HintSource hint);
   void show() override;

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <functional>
+
 #include "app/DesktopStatusItem.h"
 #include "app/StatusBarMenu.h"
 #include "ui/PanelOwner.h"
@@ -10,7 +12,8 @@ namespace vorn::app {
 /// The tray's menu, registered as a listener with its owner.
 class DesktopStatusMenu final : public StatusBarMenu {
  public:
-  DesktopStatusMenu(ui::PanelOwner& owner, DesktopStatusItem& item);
+  DesktopStatusMenu(ui::PanelOwner& owner, DesktopStatusItem& item,
+                    std::function<DeviceList::DiscoveryHint()> hint);
   ~DesktopStatusMenu() override;
 
  private:

@@ -17,7 +17,7 @@ constexpr int kBadUsage = 2;
 
 std::string HelpText() {
   return std::string("Usage: ") + Identity::kProgram +
-         " [--help | --version]\n"
+         " [-h | --help | -V | --version]\n"
          "Shows the Vorn units of the local network in the desktop's status bar and tells\n"
          "of new firmware. Started again, it shows the panel of the one that runs.\n";
 }
@@ -33,10 +33,13 @@ int Print(const std::string& text) {
 /// The exit status for arguments, all of which ask for something else than the
 /// program itself.
 int AnswerArguments(int argc, char** argv) {
-  const std::string only = argc == 2 ? argv[1] : "";
-  if (only == "--help" || only == "-h") return Print(HelpText());
-  if (only == "--version") return Print(VersionText());
-  vorn::WriteToConsole("Unknown argument; see --help");
+  const std::string first = argv[1];
+  const bool isHelp = first == "--help" || first == "-h";
+  const bool isVersion = first == "--version" || first == "-V";
+  if (argc == 2 && isHelp) return Print(HelpText());
+  if (argc == 2 && isVersion) return Print(VersionText());
+  const std::string unknown = isHelp || isVersion ? argv[2] : first;
+  vorn::WriteToConsole("Unknown argument '" + vorn::Excerpt(unknown) + "'; see --help");
   return kBadUsage;
 }
 

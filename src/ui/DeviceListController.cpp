@@ -7,31 +7,12 @@
 
 #include "ui/ClickablePanel.h"
 #include "ui/DeviceRowDelegate.h"
+#include "ui/DeviceWords.h"
 #include "ui/PanelOwner.h"
 #include "ui/ReturnIsDoubleClickTableView.h"
 #include "ui/SettingsMenu.h"
 
 namespace vorn::ui {
-namespace {
-
-QString hintWords(DiscoveryHint hint) {
-  switch (hint) {
-    case DiscoveryHint::StillLooking:
-      return QStringLiteral("Still looking for devices\u2026");
-    case DiscoveryHint::NoDiscoveryService:
-      return QStringLiteral("The discovery service (Avahi) is not running.");
-    case DiscoveryHint::NoNetwork:
-      return QStringLiteral("There is no network connection.");
-    case DiscoveryHint::PageNotOpened:
-      return QStringLiteral("The page could not be opened in a browser.");
-    case DiscoveryHint::None:
-      break;
-  }
-  return {};
-}
-
-}  // namespace
-
 DeviceListController::DeviceListController(PanelOwner& owner, Outlets outlets)
     : QObject(outlets.panel),
       fOwner(&owner),
@@ -120,14 +101,13 @@ void DeviceListController::launchMenuFor(QWidget* sender) {
   fMenu->popup(place);
 }
 
-void DeviceListController::setHint(DiscoveryHint hint) {
+void DeviceListController::setHint(DeviceList::DiscoveryHint hint) {
   fHint = hint;
   showHint();
 }
 
 void DeviceListController::showHint() {
-  const bool said = fHint != DiscoveryHint::StillLooking || fModel.isEmpty();
-  const QString words = said ? hintWords(fHint) : QString();
+  const QString words = hintWords(fHint, fModel.isEmpty());
   if (fOutlets.hint->text() != words) fOutlets.hint->setText(words);
 }
 

@@ -2,9 +2,9 @@
 
 #include <QObject>
 
+#include "devicelist/DiscoveryStatus.h"
 #include "ui/DeviceListListener.h"
 #include "ui/DeviceListModel.h"
-#include "ui/DiscoveryHint.h"
 #include "ui/ExtendedTableViewDelegate.h"
 
 class QLabel;
@@ -60,7 +60,7 @@ class DeviceListController : public QObject, public DeviceListListener, public E
   /// Pops the settings menu up below the middle of `sender`; null: at (0, 0).
   void launchMenuFor(QWidget* sender);
 
-  void setHint(DiscoveryHint hint);
+  void setHint(DeviceList::DiscoveryHint hint);
 
   [[nodiscard]] const DeviceListModel& model() const { return fModel; }
   [[nodiscard]] ReturnIsDoubleClickTableView* table() const { return fOutlets.table; }
@@ -75,7 +75,7 @@ class DeviceListController : public QObject, public DeviceListListener, public E
   DeviceListModel fModel;
   DeviceRowDelegate* fRows;  // child of the table
   SettingsMenu* fMenu;       // child of the panel
-  DiscoveryHint fHint = DiscoveryHint::None;
+  DeviceList::DiscoveryHint fHint = DeviceList::DiscoveryHint::kNone;
   bool fPressedRowWasSelected = false;
 };
 

@@ -3,7 +3,7 @@
 #include <QObject>
 #include <QPointer>
 
-#include "ui/DiscoveryHint.h"
+#include "devicelist/DiscoveryStatus.h"
 
 namespace vorn::ui {
 
@@ -45,7 +45,7 @@ class DeviceListWindowController : public QObject {
   void close();
 
   /// What the quiet line below the list says.
-  void setHint(DiscoveryHint hint);
+  void setHint(DeviceList::DiscoveryHint hint);
 
   [[nodiscard]] PanelOwner* appDelegate() const { return fAppDelegate; }
 
@@ -62,7 +62,7 @@ class DeviceListWindowController : public QObject {
   PanelOwner* fAppDelegate;
   QPointer<ClickablePanel> fPanel;
   QPointer<DeviceListController> fController;  // child of the panel
-  DiscoveryHint fHint = DiscoveryHint::None;
+  DeviceList::DiscoveryHint fHint = DeviceList::DiscoveryHint::kNone;
   bool fClosed = false;
 };
 

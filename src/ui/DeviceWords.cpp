@@ -39,6 +39,25 @@ QString nothingListedWords() {
   return QStringLiteral("No Local Devices Found.");
 }
 
+QString hintWords(DeviceList::DiscoveryHint hint, bool nothingListed) {
+  using Hint = DeviceList::DiscoveryHint;
+  switch (hint) {
+    case Hint::kStillLooking:
+      return nothingListed ? QStringLiteral("Still looking for devices\u2026") : QString();
+    case Hint::kResponderAbsent:
+      return QStringLiteral("The discovery service (Avahi) is not running.");
+    case Hint::kResponderSilent:
+      return QStringLiteral("The discovery service (Avahi) does not answer.");
+    case Hint::kNoNetwork:
+      return QStringLiteral("There is no network connection.");
+    case Hint::kPageNotOpened:
+      return QStringLiteral("The page could not be opened in a browser.");
+    case Hint::kNone:
+      break;
+  }
+  return {};
+}
+
 QString rowSentence(const DeviceList::ExtendedDeviceInfo& info) {
   QStringList pieces{isolatedText(nameWords(info))};
   if (const QString kind = kindWords(info.type); !kind.isEmpty()) pieces += kind;

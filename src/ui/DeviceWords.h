@@ -2,6 +2,7 @@
 
 #include <QString>
 
+#include "devicelist/DiscoveryStatus.h"
 #include "devicelist/ExtendedDeviceInfo.h"
 
 namespace vorn::ui {
@@ -21,6 +22,9 @@ namespace vorn::ui {
 
 /// What stands in the place of the list while it is empty.
 [[nodiscard]] QString nothingListedWords();
+
+/// Why nothing, or nothing new, may be listed; empty where there is nothing to say.
+[[nodiscard]] QString hintWords(DeviceList::DiscoveryHint hint, bool nothingListed);
 
 /// The whole row as one sentence: name, kind, firmware, update, as far as known.
 [[nodiscard]] QString rowSentence(const DeviceList::ExtendedDeviceInfo& info);

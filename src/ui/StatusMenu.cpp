@@ -32,6 +32,9 @@ StatusMenu::StatusMenu(PanelOwner& owner, QObject* parent, std::chrono::millisec
   fMenu.addSeparator();
   fPlaceholder = fMenu.addAction(nothingListedWords());
   fPlaceholder->setEnabled(false);
+  fHint = fMenu.addAction(QString());
+  fHint->setEnabled(false);
+  fHint->setVisible(false);
   fAfterDevices = fMenu.addSeparator();
   fSettings = new SettingsMenu(owner, SettingsMenu::Quit::NotOffered, &fMenu);
   fSettings->setForm(fForm);
@@ -45,6 +48,7 @@ StatusMenu::StatusMenu(PanelOwner& owner, QObject* parent, std::chrono::millisec
   connect(&fListTimer, &QTimer::timeout, this, &StatusMenu::takeOverList);
   connect(&fMenu, &QMenu::aboutToShow, this, &StatusMenu::aboutToShow);
   connect(&fSettingsTimer, &QTimer::timeout, fSettings, &SettingsMenu::menuNeedsUpdate);
+  connect(&fSettingsTimer, &QTimer::timeout, this, &StatusMenu::showHint);
   fSettingsTimer.start(settingsPeriod);
 }
 
@@ -60,6 +64,11 @@ void StatusMenu::setForm(MenuForm form) {
   showIn(form, fMenu);
 }
 
+void StatusMenu::setHintSource(std::function<DeviceList::DiscoveryHint()> hint) {
+  fHintSource = std::move(hint);
+  showHint();
+}
+
 void StatusMenu::updateDeviceList(std::vector<ExtendedDeviceInfo> list) {
   fList = std::move(list);
   if (!fListTimer.isActive()) fListTimer.start();
@@ -67,7 +76,11 @@ void StatusMenu::updateDeviceList(std::vector<ExtendedDeviceInfo> list) {
 
 void StatusMenu::aboutToShow() {
   fSettings->menuNeedsUpdate();  // hosts need not tell of opening a submenu
-  if (fListTimer.isActive()) takeOverList();
+  if (fListTimer.isActive()) {
+    takeOverList();
+  } else {
+    showHint();
+  }
 }
 
 void StatusMenu::takeOverList() {
@@ -75,6 +88,14 @@ void StatusMenu::takeOverList() {
   removeGoneEntries();
   placeEntries();
   fPlaceholder->setVisible(fEntries.empty());
+  showHint();
+}
+
+void StatusMenu::showHint() {
+  const QString words = fHintSource ? menuText(hintWords(fHintSource(), fEntries.empty())) : QString();
+  if (fHint->text() == words) return;  // every change travels to the host
+  fHint->setText(words);
+  fHint->setVisible(!words.isEmpty());
 }
 
 void StatusMenu::removeGoneEntries() {
@@ -101,7 +122,7 @@ void StatusMenu::placeEntries() {
     QAction* action = known == fEntries.end() ? makeEntry(info.url) : known->action;
     setLiteralText(*action, entryTitle(info), fForm);
     if (known == place && known != fEntries.end()) continue;
-    fMenu.insertAction(place == fEntries.end() ? fAfterDevices : place->action, action);
+    fMenu.insertAction(place == fEntries.end() ? fHint : place->action, action);
     if (known != fEntries.end()) fEntries.erase(known);
     fEntries.insert(fEntries.begin() + at, {info.url, action});
   }

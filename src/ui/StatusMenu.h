@@ -3,9 +3,11 @@
 #include <QMenu>
 #include <QTimer>
 #include <chrono>
+#include <functional>
 #include <string>
 #include <vector>
 
+#include "devicelist/DiscoveryStatus.h"
 #include "ui/DeviceListListener.h"
 #include "ui/MenuText.h"
 
@@ -43,6 +45,10 @@ class StatusMenu : public QObject, public DeviceListListener {
   /// draw the menu.
   void setForm(MenuForm form);
 
+  /// Has the menu say why nothing may be listed, as the panel does. `hint` is
+  /// asked whenever the list changes, when the menu opens, and every now and then.
+  void setHintSource(std::function<DeviceList::DiscoveryHint()> hint);
+
   void updateDeviceList(std::vector<DeviceList::ExtendedDeviceInfo> list) override;
   /// The settings submenu.
   QMenu* menu() override;
@@ -55,6 +61,7 @@ class StatusMenu : public QObject, public DeviceListListener {
 
   void aboutToShow();
   void takeOverList();
+  void showHint();
   void removeGoneEntries();
   void placeEntries();
   QAction* makeEntry(const std::string& url);
@@ -64,7 +71,9 @@ class StatusMenu : public QObject, public DeviceListListener {
   QMenu fMenu;
   SettingsMenu* fSettings = nullptr;  // child of fMenu
   QAction* fPlaceholder = nullptr;    // owned by fMenu; visible while nothing is listed
+  QAction* fHint = nullptr;           // owned by fMenu; visible while there is something to say
   QAction* fAfterDevices = nullptr;   // owned by fMenu; the separator below the devices
+  std::function<DeviceList::DiscoveryHint()> fHintSource;
   std::vector<Entry> fEntries;
   std::vector<DeviceList::ExtendedDeviceInfo> fList;
   QTimer fListTimer;      // runs while a list waits

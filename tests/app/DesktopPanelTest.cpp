@@ -10,8 +10,8 @@
 namespace vorn::app {
 namespace {
 
+using DeviceList::DiscoveryHint;
 using testing::OpenPanel;
-using ui::DiscoveryHint;
 
 constexpr int kDeadline = 10000;
 constexpr int kTwoPeriods = 2200;  // of the hint, in milliseconds
@@ -25,7 +25,7 @@ class DesktopPanelTest : public ::testing::Test {
 
   ui::ScriptedOwner fOwner;
   DesktopStatusItem fItem{19};
-  DiscoveryHint fHint = DiscoveryHint::StillLooking;
+  DiscoveryHint fHint = DiscoveryHint::kStillLooking;
   int fAsked = 0;
   DesktopPanel fPanel{fOwner, fItem, [this] {
                         ++fAsked;
@@ -41,9 +41,9 @@ TEST_F(DesktopPanelTest, SaysAtOnceWhyTheListMayBeEmpty) {
 
 TEST_F(DesktopPanelTest, KeepsTheHintCurrentWhileItIsOpen) {
   fPanel.show();
-  fHint = DiscoveryHint::NoNetwork;
+  fHint = DiscoveryHint::kNoNetwork;
   EXPECT_TRUE(QTest::qWaitFor([] { return ShownHint() == "There is no network connection."; }, kDeadline));
-  fHint = DiscoveryHint::None;
+  fHint = DiscoveryHint::kNone;
   EXPECT_TRUE(QTest::qWaitFor([] { return ShownHint().isEmpty(); }, kDeadline));
   EXPECT_NE(OpenPanel(), nullptr);
 }

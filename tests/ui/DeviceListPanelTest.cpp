@@ -512,22 +512,24 @@ TEST_F(DeviceListPanel, HoveringARowAtTheEdgeDoesNotScroll) {
 TEST_F(DeviceListPanel, SaysBelowTheListWhyItMayBeEmpty) {
   open({});
   EXPECT_EQ(hint(), "");
-  fOwner.fController->setHint(DiscoveryHint::StillLooking);
+  fOwner.fController->setHint(DeviceList::DiscoveryHint::kStillLooking);
   EXPECT_TRUE(hint().startsWith("Still looking"));
   fOwner.publish(kThree);
   EXPECT_EQ(hint(), "");
-  fOwner.fController->setHint(DiscoveryHint::NoDiscoveryService);
-  EXPECT_NE(hint(), "");
-  fOwner.fController->setHint(DiscoveryHint::NoNetwork);
-  EXPECT_NE(hint(), "");
+  fOwner.fController->setHint(DeviceList::DiscoveryHint::kResponderAbsent);
+  EXPECT_EQ(hint(), "The discovery service (Avahi) is not running.");
+  fOwner.fController->setHint(DeviceList::DiscoveryHint::kResponderSilent);
+  EXPECT_EQ(hint(), "The discovery service (Avahi) does not answer.");
+  fOwner.fController->setHint(DeviceList::DiscoveryHint::kNoNetwork);
+  EXPECT_EQ(hint(), "There is no network connection.");
   EXPECT_EQ(table()->model()->rowCount(), 3);
-  fOwner.fController->setHint(DiscoveryHint::None);
+  fOwner.fController->setHint(DeviceList::DiscoveryHint::kNone);
   EXPECT_EQ(hint(), "");
 }
 
 TEST_F(DeviceListPanel, AHintGivenBeforeThePanelExistsIsShown) {
   DeviceListWindowController controller(fOwner);
-  controller.setHint(DiscoveryHint::NoNetwork);
+  controller.setHint(DeviceList::DiscoveryHint::kNoNetwork);
   EXPECT_NE(controller.panel()->findChild<QLabel*>("hint")->text(), "");
 }
 

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <QTest>
+#include <algorithm>
 
 #include "tests/ui/PanelFixture.h"
 #include "ui/SettingsMenu.h"
@@ -12,6 +13,8 @@ namespace {
 
 using testing::ElementsAre;
 using testing::IsEmpty;
+
+constexpr int kDeadline = 10000;
 
 std::vector<std::string> Titles(const QMenu& menu) {
   std::vector<std::string> titles;
@@ -241,6 +244,30 @@ TEST_F(StatusMenuTest, RandomListsEndInTheirOwnOrder) {
     if (expected.empty()) expected.push_back("No Local Devices Found.");
     ASSERT_EQ(shown, expected);
   }
+}
+
+TEST_F(StatusMenuTest, SaysWhyNothingIsFoundAsThePanelDoes) {
+  auto hint = DeviceList::DiscoveryHint::kResponderAbsent;
+  StatusMenu menu(fOwner, nullptr, std::chrono::milliseconds(10));
+  menu.setHintSource([&hint] { return hint; });
+  const auto says = [&menu](const char* words) {
+    const auto shown = [&menu, words] { return std::ranges::count(Titles(*menu.contextMenu()), words) == 1; };
+    return QTest::qWaitFor(shown, kDeadline);
+  };
+  EXPECT_TRUE(says("The discovery service (Avahi) is not running."));
+  hint = DeviceList::DiscoveryHint::kResponderSilent;
+  EXPECT_TRUE(says("The discovery service (Avahi) does not answer."));
+  hint = DeviceList::DiscoveryHint::kNoNetwork;
+  EXPECT_TRUE(says("There is no network connection."));
+  hint = DeviceList::DiscoveryHint::kNone;
+  EXPECT_TRUE(QTest::qWaitFor(
+      [&] {
+        return Titles(*menu.contextMenu()) ==
+               std::vector<std::string>{
+                   "Show Devices",           "-", "No Local Devices Found.", "-", "Settings",
+                   "Quit Vorn Device Finder"};
+      },
+      kDeadline));
 }
 
 TEST_F(StatusMenuTest, DuplicateUrlsMakeOneEntry) {

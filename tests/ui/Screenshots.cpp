@@ -43,7 +43,7 @@ class Photographer {
  public:
   explicit Photographer(QDir folder, QString look) : fFolder(std::move(folder)), fLook(std::move(look)) {}
 
-  bool panel(const QString& name, const List& list, DiscoveryHint hint, bool pressed = false) {
+  bool panel(const QString& name, const List& list, DeviceList::DiscoveryHint hint, bool pressed = false) {
     ScriptedOwner owner;
     owner.fList = list;
     owner.setPanelVisible(true);
@@ -127,11 +127,12 @@ int main(int argc, char** argv) {
   if (dark) QApplication::setPalette(DarkPalette());
   const bool twice = application.devicePixelRatio() > 1;
   Photographer photographer(arguments.at(1), QString(dark ? "dark" : "light") + (twice ? "-200" : "-100"));
-  const bool saved = photographer.panel("panel-full", Studio(), DiscoveryHint::None) &&
-                     photographer.panel("panel-pressed", Studio(), DiscoveryHint::None, true) &&
-                     photographer.panel("panel-empty", {}, DiscoveryHint::StillLooking) &&
-                     photographer.panel("panel-no-service", {}, DiscoveryHint::NoDiscoveryService) &&
-                     photographer.panel("panel-long", Devices(1000), DiscoveryHint::None) &&
-                     photographer.menus() && photographer.drawings();
+  const bool saved =
+      photographer.panel("panel-full", Studio(), DeviceList::DiscoveryHint::kNone) &&
+      photographer.panel("panel-pressed", Studio(), DeviceList::DiscoveryHint::kNone, true) &&
+      photographer.panel("panel-empty", {}, DeviceList::DiscoveryHint::kStillLooking) &&
+      photographer.panel("panel-no-service", {}, DeviceList::DiscoveryHint::kResponderAbsent) &&
+      photographer.panel("panel-long", Devices(1000), DeviceList::DiscoveryHint::kNone) &&
+      photographer.menus() && photographer.drawings();
   return saved ? 0 : 1;
 }

@@ -8,14 +8,13 @@
 #include <iostream>
 #include <string>
 
-#include "app/DiscoveryStatus.h"
+#include "devicelist/DiscoveryStatus.h"
 #include "tests/support/Eventually.h"
 
-namespace vorn::app {
+namespace DeviceList {
 namespace {
 
-using State = ResponderMonitor::State;
-using ui::DiscoveryHint;
+using State = vorn::ResponderMonitor::State;
 using namespace std::chrono_literals;
 
 class DiscoveryStatusTest : public ::testing::Test {
@@ -26,37 +25,46 @@ class DiscoveryStatusTest : public ::testing::Test {
 };
 
 TEST_F(DiscoveryStatusTest, IsLookingUntilAWhileAfterDiscoveryBegan) {
-  EXPECT_EQ(fStatus.hint(), DiscoveryHint::StillLooking);
+  EXPECT_EQ(fStatus.Hint(), DiscoveryHint::kStillLooking);
   fNow += 5s;
-  fStatus.setResponderState(State::kAnswering);
+  fStatus.SetResponderState(State::kAnswering);
   fNow += DiscoveryStatus::kLooking - 1ms;
-  EXPECT_EQ(fStatus.hint(), DiscoveryHint::StillLooking);
+  EXPECT_EQ(fStatus.Hint(), DiscoveryHint::kStillLooking);
   fNow += 1ms;
-  EXPECT_EQ(fStatus.hint(), DiscoveryHint::None);
+  EXPECT_EQ(fStatus.Hint(), DiscoveryHint::kNone);
 }
 
 TEST_F(DiscoveryStatusTest, LooksAgainWhenTheResponderComesBack) {
-  fStatus.setResponderState(State::kAnswering);
+  fStatus.SetResponderState(State::kAnswering);
   fNow += 1h;
-  fStatus.setResponderState(State::kAbsent);
+  fStatus.SetResponderState(State::kAbsent);
   fNow += 1h;
-  fStatus.setResponderState(State::kAnswering);
-  EXPECT_EQ(fStatus.hint(), DiscoveryHint::StillLooking);
+  fStatus.SetResponderState(State::kAnswering);
+  EXPECT_EQ(fStatus.Hint(), DiscoveryHint::kStillLooking);
 }
 
-TEST_F(DiscoveryStatusTest, SaysThatTheResponderIsMissingOrHangs) {
-  fStatus.setResponderState(State::kAbsent);
-  EXPECT_EQ(fStatus.hint(), DiscoveryHint::NoDiscoveryService);
-  fStatus.setResponderState(State::kSilent);
-  EXPECT_EQ(fStatus.hint(), DiscoveryHint::NoDiscoveryService);
+TEST_F(DiscoveryStatusTest, TellsAMissingResponderFromOneThatHangs) {
+  fHasNetwork = false;
+  fStatus.SetResponderState(State::kAbsent);
+  EXPECT_EQ(fStatus.Hint(), DiscoveryHint::kResponderAbsent);
+  fStatus.SetResponderState(State::kSilent);
+  EXPECT_EQ(fStatus.Hint(), DiscoveryHint::kResponderSilent);
+}
+
+TEST_F(DiscoveryStatusTest, AResponderThatHasNotAnsweredInTheEndIsSilent) {
+  EXPECT_EQ(fStatus.FinalHint(), DiscoveryHint::kResponderSilent);
+  fStatus.SetResponderState(State::kAbsent);
+  EXPECT_EQ(fStatus.FinalHint(), DiscoveryHint::kResponderAbsent);
+  fStatus.SetResponderState(State::kAnswering);
+  EXPECT_EQ(fStatus.FinalHint(), DiscoveryHint::kStillLooking);
 }
 
 TEST_F(DiscoveryStatusTest, SaysThatThereIsNoNetworkAsLongAsThatIsSo) {
-  fStatus.setResponderState(State::kAnswering);
+  fStatus.SetResponderState(State::kAnswering);
   fHasNetwork = false;
-  EXPECT_EQ(fStatus.hint(), DiscoveryHint::NoNetwork);
+  EXPECT_EQ(fStatus.Hint(), DiscoveryHint::kNoNetwork);
   fHasNetwork = true;
-  EXPECT_EQ(fStatus.hint(), DiscoveryHint::StillLooking);
+  EXPECT_EQ(fStatus.Hint(), DiscoveryHint::kStillLooking);
 }
 
 bool Write(const char* path, const std::string& text) {
@@ -78,11 +86,11 @@ bool Configure(const std::string& arguments) {
 
 std::string HintOfTheSystem() {
   DiscoveryStatus status;
-  status.setResponderState(State::kAnswering);
-  switch (status.hint()) {
-    case DiscoveryHint::NoNetwork:
+  status.SetResponderState(State::kAnswering);
+  switch (status.Hint()) {
+    case DiscoveryHint::kNoNetwork:
       return "no network";
-    case DiscoveryHint::StillLooking:
+    case DiscoveryHint::kStillLooking:
       return "still looking";
     default:
       return "something else";
@@ -100,7 +108,7 @@ std::string HintOfTheSystem() {
   std::cerr << (done ? ", down: " : ", not configured: ") << HintOfTheSystem();
   const bool isUp = Configure("link set one up");
   // The kernel calls an interface running a little later than it is up.
-  (void)testing::Eventually([] { return HintOfTheSystem() == "still looking"; });
+  (void)vorn::testing::Eventually([] { return HintOfTheSystem() == "still looking"; });
   std::cerr << (isUp ? ", up: " : ", not configured: ") << HintOfTheSystem();
   std::_Exit(0);
 }
@@ -112,4 +120,4 @@ TEST(DiscoveryStatusDeathTest, AsksTheSystemByItself) {
 }
 
 }  // namespace
-}  // namespace vorn::app
+}  // namespace DeviceList

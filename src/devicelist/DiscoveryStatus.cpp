@@ -1,14 +1,16 @@
-#include "app/DiscoveryStatus.h"
+#include "devicelist/DiscoveryStatus.h"
 
 #include <ifaddrs.h>
 #include <net/if.h>
 
 #include <utility>
 
-namespace vorn::app {
+namespace DeviceList {
 namespace {
 
-/// Whether an interface other than the loopback is up and has an address.
+using State = vorn::ResponderMonitor::State;
+
+// Whether an interface other than the loopback is up and has an address.
 bool SystemHasNetwork() {
   ifaddrs* addresses = nullptr;
   if (::getifaddrs(&addresses) != 0) return true;  // nothing is known, so nothing is claimed
@@ -30,22 +32,31 @@ DiscoveryStatus::Sources Completed(DiscoveryStatus::Sources sources) {
 
 }  // namespace
 
+bool CannotLook(DiscoveryHint hint) {
+  return hint == DiscoveryHint::kResponderAbsent || hint == DiscoveryHint::kResponderSilent ||
+         hint == DiscoveryHint::kNoNetwork;
+}
+
 DiscoveryStatus::DiscoveryStatus() : DiscoveryStatus(Sources()) {}
 
 DiscoveryStatus::DiscoveryStatus(Sources sources)
     : fSources(Completed(std::move(sources))), fSince(fSources.now()) {}
 
-void DiscoveryStatus::setResponderState(ResponderMonitor::State state) {
+void DiscoveryStatus::SetResponderState(State state) {
   fState = state;
   fSince = fSources.now();
 }
 
-ui::DiscoveryHint DiscoveryStatus::hint() const {
-  using State = ResponderMonitor::State;
-  if (fState == State::kAbsent || fState == State::kSilent) return ui::DiscoveryHint::NoDiscoveryService;
-  if (!fSources.hasNetwork()) return ui::DiscoveryHint::NoNetwork;
+DiscoveryHint DiscoveryStatus::Hint() const {
+  if (fState == State::kAbsent) return DiscoveryHint::kResponderAbsent;
+  if (fState == State::kSilent) return DiscoveryHint::kResponderSilent;
+  if (!fSources.hasNetwork()) return DiscoveryHint::kNoNetwork;
   const bool isLooking = fSources.now() - fSince < kLooking;
-  return isLooking ? ui::DiscoveryHint::StillLooking : ui::DiscoveryHint::None;
+  return isLooking ? DiscoveryHint::kStillLooking : DiscoveryHint::kNone;
 }
 
-}  // namespace vorn::app
+DiscoveryHint DiscoveryStatus::FinalHint() const {
+  return fState == State::kUnknown ? DiscoveryHint::kResponderSilent : Hint();
+}
+
+}  // namespace DeviceList
