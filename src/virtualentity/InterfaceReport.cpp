@@ -108,7 +108,7 @@ void InterfaceReport::WriteTable(std::ostream& out) const {
 }
 
 void InterfaceReport::WriteJSON(std::ostream& out) const {
-  auto document = nlohmann::ordered_json::array();
+  auto list = nlohmann::ordered_json::array();
   for (const Row& row : fRows) {
     const char* reason = ReasonText(row.capability);
     nlohmann::ordered_json entry;
@@ -117,9 +117,12 @@ void InterfaceReport::WriteJSON(std::ostream& out) const {
     entry["capable"] = reason == nullptr;
     entry["reason"] = reason == nullptr ? nlohmann::ordered_json() : nlohmann::ordered_json(reason);
     entry["virtualEntity"] = EntityText(row.entity);
-    document.push_back(std::move(entry));
+    list.push_back(std::move(entry));
   }
-  out << document.dump(2, ' ', true, nlohmann::ordered_json::error_handler_t::replace) << '\n';
+  nlohmann::ordered_json object;
+  object["interfaces"] = std::move(list);
+  constexpr int kOneLine = -1;
+  out << object.dump(kOneLine, ' ', true, nlohmann::ordered_json::error_handler_t::replace) << '\n';
 }
 
 int PrintInterfaces(std::ostream& out, bool json, NetworkServices& services, AVBCapability& capability,

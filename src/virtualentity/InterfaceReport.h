@@ -42,9 +42,10 @@ class InterfaceReport {
   /// UTF-8 locale for LC_CTYPE); safe for a terminal whatever the names hold.
   void WriteTable(std::ostream& out) const;
 
-  /// An array of objects with the keys "name", "interface", "capable" (true or
-  /// false), "reason" (text, or null when capable) and "virtualEntity"
-  /// ("enabled", "not enabled", "unknown"). Plain ASCII.
+  /// One object on one line, whose member "interfaces" is an array of objects
+  /// with the keys "name", "interface", "capable" (true or false), "reason"
+  /// (text, or null when capable) and "virtualEntity" ("enabled", "not enabled",
+  /// "unknown"). Plain ASCII.
   void WriteJSON(std::ostream& out) const;
 
  private:

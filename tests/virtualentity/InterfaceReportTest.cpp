@@ -35,6 +35,8 @@ class InterfaceReportTest : public testing::Test {
     return out.str();
   }
 
+  static json Interfaces(const std::string& text) { return json::parse(text)["interfaces"]; }
+
   ScriptedLauncher fLauncher;
   ScriptedServices fServices;
   ScriptedCapability fCapability;
@@ -50,33 +52,35 @@ TEST_F(InterfaceReportTest, ListsEveryInterfaceInATable) {
             "gone         en9        no: no such interface          not enabled\n");
 }
 
-TEST_F(InterfaceReportTest, ListsEveryInterfaceAsJSON) {
+TEST_F(InterfaceReportTest, ListsEveryInterfaceInOneJSONObjectOnOneLine) {
   const std::string text = Print(true);
+  EXPECT_EQ(text.find('\n'), text.size() - 1);
   for (const char c : text) EXPECT_TRUE(c == '\n' || (c >= ' ' && c <= '~'));
-  const json document = json::parse(text);
-  EXPECT_EQ(document[0], json::parse(R"({"name": "Studio \u00e9", "interface": "en0", "capable": true,
-                                         "reason": null, "virtualEntity": "enabled"})"));
-  EXPECT_EQ(document[1], json::parse(R"({"name": "Stage: left", "interface": "en5", "capable": false,
-                                         "reason": "too few transmit queues", "virtualEntity": "not enabled"})"));
-  EXPECT_EQ(document[2]["reason"], "no hardware time stamping");
-  EXPECT_EQ(document[3]["reason"], "wireless");
-  EXPECT_EQ(document[4]["reason"], "no such interface");
-  EXPECT_EQ(document.size(), 5U);
+  EXPECT_EQ(json::parse(text).size(), 1U);
+  const json list = Interfaces(text);
+  EXPECT_EQ(list[0], json::parse(R"({"name": "Studio \u00e9", "interface": "en0", "capable": true,
+                                     "reason": null, "virtualEntity": "enabled"})"));
+  EXPECT_EQ(list[1], json::parse(R"({"name": "Stage: left", "interface": "en5", "capable": false,
+                                     "reason": "too few transmit queues", "virtualEntity": "not enabled"})"));
+  EXPECT_EQ(list[2]["reason"], "no hardware time stamping");
+  EXPECT_EQ(list[3]["reason"], "wireless");
+  EXPECT_EQ(list[4]["reason"], "no such interface");
+  EXPECT_EQ(list.size(), 5U);
 }
 
 TEST_F(InterfaceReportTest, ReportsTheInterfacesWhereTheToolIsMissing) {
   fLauncher.SetAnswer({"", "sh: 1: avbutil: not found\n", false, false});
-  const json document = json::parse(Print(true));
-  EXPECT_EQ(document.size(), 5U);
-  for (const auto& entry : document) EXPECT_EQ(entry["virtualEntity"], "unknown");
-  EXPECT_EQ(document[0]["capable"], true);
+  const json list = Interfaces(Print(true));
+  EXPECT_EQ(list.size(), 5U);
+  for (const auto& entry : list) EXPECT_EQ(entry["virtualEntity"], "unknown");
+  EXPECT_EQ(list[0]["capable"], true);
 }
 
 TEST_F(InterfaceReportTest, ReportsTheInterfacesWhereTheShellIsMissingOrRefused) {
   fLauncher.fRefuse = true;
-  EXPECT_EQ(json::parse(Print(true))[0]["virtualEntity"], "unknown");
+  EXPECT_EQ(Interfaces(Print(true))[0]["virtualEntity"], "unknown");
   fLauncher.fMissing.insert("/bin/sh");
-  EXPECT_EQ(json::parse(Print(true))[0]["virtualEntity"], "unknown");
+  EXPECT_EQ(Interfaces(Print(true))[0]["virtualEntity"], "unknown");
 }
 
 TEST_F(InterfaceReportTest, DoesNotWaitOnceTheToolHasAnswered) {
@@ -98,10 +102,10 @@ TEST_F(InterfaceReportTest, FailsWhenTheStreamDoes) {
   EXPECT_EQ(vorn::PrintInterfaces(out, false, fServices, fCapability, fLauncher), 1);
 }
 
-TEST_F(InterfaceReportTest, WritesAHeadingOrAnEmptyArrayWithoutInterfaces) {
+TEST_F(InterfaceReportTest, WritesAHeadingOrAnEmptyListWithoutInterfaces) {
   fServices.fServices = std::vector<vorn::NetworkService>{};
   EXPECT_EQ(Print(false), "NAME  INTERFACE  AVB  VIRTUAL ENTITY\n");
-  EXPECT_EQ(Print(true), "[]\n");
+  EXPECT_EQ(Print(true), "{\"interfaces\":[]}\n");
 }
 
 TEST_F(InterfaceReportTest, IsSafeWithNamesThatAreHostile) {
