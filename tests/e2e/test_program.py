@@ -4,6 +4,7 @@ import fcntl
 import json
 import os
 import pty
+import select
 import signal
 import subprocess
 import time
@@ -70,11 +71,93 @@ def test_an_empty_network_is_told_and_leaves_with_1(studio):
     assert time.monotonic() - started >= 1.0
 
 
-@pytest.mark.parametrize("arguments", [["--nonsense"], ["--wait"], ["--wait", "soon"], ["stray"]])
-def test_bad_usage_leaves_with_2(studio, arguments):
+@pytest.mark.parametrize("arguments, named", [
+    (["--nonsense"], "'--nonsense'"), (["--wait"], "'--wait'"), (["--wait", "soon"], "'soon'"), (["stray"], "'stray'"),
+    (["--", "--json"], "'--json'"), (["--wa", "1"], "'--wa'"), (["-x"], "'-x'"),
+])
+def test_bad_usage_exits_with_2_and_names_the_argument(studio, arguments, named):
     result = studio.run([BINARY, *arguments])
     assert (result.returncode, result.stdout) == (2, "")
-    assert result.stderr
+    assert named in result.stderr, result.stderr
+
+
+def test_options_may_be_short_abbreviated_and_ended(studio):
+    assert studio.run([BINARY, "-h"]).stdout == studio.run([BINARY, "--help", "--"]).stdout
+    assert studio.run([BINARY, "-V"]).stdout == studio.run([BINARY, "--ver"]).stdout
+    result = studio.run([BINARY, "--js", "--wai=0.2", "--"])
+    assert (result.returncode, result.stdout) in ((1, '{"units":[]}\n'), (3, '{"units":[]}\n'))
+
+
+def test_interfaces_as_json_are_one_object_on_one_line(studio):
+    result = studio.run([BINARY, "--interfaces", "--json"])
+    line, = result.stdout.splitlines()
+    assert list(json.loads(line)) == ["interfaces"]
+
+
+# What standard error says for each thing that keeps it from looking.
+REASONS = {"absent": "no DNS-SD responder is running", "silent": "does not answer", "no network": "no network connection"}
+
+
+@pytest.mark.parametrize("wait", ["1", "7"])
+@pytest.mark.parametrize("why", REASONS)
+def test_what_keeps_it_from_looking_is_told_and_exits_with_3(make_studio, why, wait):
+    studio = make_studio(UNITS)
+    if why == "no network":
+        assert studio.run(["ip", "link", "set", "near0", "down"]).returncode == 0
+    else:
+        studio.do("responder", op="stop" if why == "absent" else "pause")
+    result = studio.run([BINARY, "--wait", wait])
+    assert (result.returncode, result.stdout) == (3, "No Local Devices Found.\n")
+    told, = result.stderr.splitlines()
+    assert REASONS[why] in told
+
+
+class Tables:
+    """What `--watch` writes into a pipe, table by table, with the time of each."""
+
+    def __init__(self, studio, *options):
+        self._process = studio.popen([BINARY, "--watch", *options], stdout=subprocess.PIPE, stderr=subprocess.DEVNULL)
+        self.text = ""
+
+    def read_until(self, condition):
+        deadline = time.monotonic() + PATIENCE
+        while not condition(self.tables()):
+            assert time.monotonic() < deadline, self.text[-2000:]
+            if select.select([self._process.stdout], [], [], 0.1)[0]:
+                self.text += self._process.stdout.read(65536).decode()
+
+    def tables(self):
+        return self.text.split("\n\n") if self.text else []
+
+    def end(self):
+        self._process.terminate()
+        assert self._process.wait(PATIENCE) == 0
+        self.text += self._process.stdout.read().decode()
+        self._process.stdout.close()
+
+
+def test_a_watched_table_in_a_pipe_comes_at_most_once_a_second(make_studio):
+    count = 100
+    units = {"count": count, "name": "Unit {n:03}", "model": "Vorn 8D", "firmware": "2.0.9+80", "announcer": "avahi"}
+    studio = make_studio({"releases": {"Vorn 8D": "2.1.0+87"}, "many": [units]})
+    started = time.monotonic()
+    watch = Tables(studio)
+    watch.read_until(lambda tables: tables and tables[-1].count("  update") == count)
+    seconds = time.monotonic() - started
+    watch.end()
+    tables = watch.tables()
+    assert all(table.startswith("NAME ") for table in tables), "none says that nothing is found"
+    assert len(tables) <= seconds + 1, (len(tables), seconds)
+    assert tables[-1].count("  update") == count
+
+
+def test_a_watch_into_a_pipe_says_that_nothing_is_found_once_its_wait_is_over(studio):
+    started = time.monotonic()
+    watch = Tables(studio, "--wait", "2")
+    watch.read_until(bool)
+    assert time.monotonic() - started >= 2
+    watch.end()
+    assert watch.text == "No Local Devices Found.\n"
 
 
 @pytest.mark.parametrize("number", [signal.SIGINT, signal.SIGTERM])

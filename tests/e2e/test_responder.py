@@ -134,7 +134,7 @@ def test_the_terminal_form_waits_within_its_time(make_studio):
     studio = make_studio({"near": {"responder": False}})
     started = time.monotonic()
     result = studio.run([BINARY, "--wait", "2"])
-    assert result.returncode == 1
+    assert result.returncode == 3
     assert 1.9 < time.monotonic() - started < 12
     assert "No Local Devices Found." in result.stdout
     assert result.stderr.count("responder") == 1

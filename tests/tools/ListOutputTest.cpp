@@ -84,6 +84,7 @@ Options Watching(bool json = false) {
   Options options;
   options.watch = true;
   options.json = json;
+  options.wait = std::chrono::seconds(5);
   return options;
 }
 
@@ -94,6 +95,11 @@ class ListOutputTest : public ::testing::Test {
     ::signal(SIGPIPE, SIG_IGN);
   }
 
+  ListOutput Output(const Options& options) {
+    return ListOutput(options, [this] { return fNow; });
+  }
+
+  AbsoluteTime fNow = 1000;
   const ScopedEnvironment fTerm{"TERM", "xterm"};
   const ScopedEnvironment fNoColor{"NO_COLOR", ""};
 };
@@ -139,27 +145,70 @@ TEST_F(ListOutputTest, LeavesSwitchesOutWhenTold) {
 
 TEST_F(ListOutputTest, WatchedTableIsPrintedAnewAtEachChangeOfContent) {
   RedirectedOutput terminal(Kind::kPipe);
-  ListOutput output(Watching());
-  EXPECT_EQ(output.Publish({}), kWritten);
-  EXPECT_EQ(terminal.Written(), "No Local Devices Found.\n");
-  EXPECT_EQ(output.Publish({}), kWritten);
-  EXPECT_EQ(terminal.Written(), "");
+  ListOutput output = Output(Watching());
   EXPECT_EQ(output.Publish({Unit("a", "1")}), kWritten);
-  EXPECT_THAT(terminal.Written(), StartsWith("\nNAME "));
+  EXPECT_THAT(terminal.Written(), StartsWith("NAME "));
+  fNow += 1;
   EXPECT_EQ(output.Publish({Unit("a", "1")}), kWritten);
   EXPECT_EQ(terminal.Written(), "");
+  EXPECT_FALSE(output.NextDue());
   EXPECT_EQ(output.Publish({WithFirmware(Unit("a", "1"), {1, 0, 0, 0})}), kWritten);
   EXPECT_THAT(terminal.Written(), StartsWith("\nNAME "));
+  fNow += 1;
+  EXPECT_EQ(output.Publish({}), kWritten);
+  EXPECT_EQ(terminal.Written(), "\nNo Local Devices Found.\n");
+}
+
+TEST_F(ListOutputTest, WatchedTableComesAtMostOnceASecondAndTheLastOneAlways) {
+  RedirectedOutput terminal(Kind::kPipe);
+  ListOutput output = Output(Watching());
+  EXPECT_EQ(output.Publish({Unit("a", "1")}), kWritten);
+  terminal.Written();
+  fNow += 0.5;
+  for (const char* name : {"b", "c", "d"}) EXPECT_EQ(output.Publish({Unit(name, "1")}), kWritten);
+  EXPECT_EQ(terminal.Written(), "");
+  ASSERT_TRUE(output.NextDue());
+  EXPECT_EQ(*output.NextDue(), fNow + 0.5);
+  fNow += 0.5;
+  EXPECT_EQ(output.WriteDue(), kWritten);
+  EXPECT_THAT(terminal.Written(), HasSubstr("\nd  "));
+  EXPECT_EQ(output.Publish({Unit("e", "1")}), kWritten);
+  EXPECT_EQ(terminal.Written(), "");
+  EXPECT_EQ(output.Finish(), kWritten);
+  EXPECT_THAT(terminal.Written(), HasSubstr("\ne  "));
+}
+
+TEST_F(ListOutputTest, WatchedTableSaysThatNothingIsFoundOnlyAfterTheFirstWait) {
+  RedirectedOutput terminal(Kind::kPipe);
+  ListOutput output = Output(Watching());
+  EXPECT_EQ(output.Publish({}), kWritten);
+  EXPECT_EQ(terminal.Written(), "");
+  ASSERT_TRUE(output.NextDue());
+  EXPECT_EQ(*output.NextDue(), fNow + 5);
+  fNow += 5;
+  EXPECT_EQ(output.WriteDue(), kWritten);
+  EXPECT_EQ(terminal.Written(), "No Local Devices Found.\n");
+  EXPECT_EQ(output.WriteDue(), kWritten);
+  EXPECT_EQ(terminal.Written(), "");
+}
+
+TEST_F(ListOutputTest, WatchThatEndsBeforeItsFirstWaitHasNothingToSay) {
+  RedirectedOutput terminal(Kind::kPipe);
+  ListOutput output = Output(Watching());
+  EXPECT_EQ(output.Publish({}), kWritten);
+  EXPECT_EQ(output.Finish(), kWritten);
+  EXPECT_EQ(terminal.Written(), "");
 }
 
 TEST_F(ListOutputTest, ChangeOfASwitchLeftOutIsNoChange) {
   RedirectedOutput terminal(Kind::kPipe);
   Options options = Watching();
   options.showSwitches = false;
-  ListOutput output(options);
-  EXPECT_EQ(output.Publish({}), kWritten);
+  ListOutput output = Output(options);
+  EXPECT_EQ(output.Publish({Unit("a", "1")}), kWritten);
   terminal.Written();
-  EXPECT_EQ(output.Publish({Unit("Rack", "7", DeviceList::kTypeSwitch)}), kWritten);
+  fNow += 10;
+  EXPECT_EQ(output.Publish({Unit("a", "1"), Unit("Rack", "7", DeviceList::kTypeSwitch)}), kWritten);
   EXPECT_EQ(terminal.Written(), "");
 }
 
@@ -181,30 +230,88 @@ TEST_F(ListOutputTest, WatchedJsonIsALineForEachListThatDiffersTheFirstIncluded)
   }
 }
 
-TEST_F(ListOutputTest, WatchedTableIsRedrawnInPlaceOnATerminal) {
+TEST_F(ListOutputTest, WatchedTableIsDrawnOnAPageOfItsOwnOnATerminal) {
   RedirectedOutput terminal(Kind::kTerminal);
-  ListOutput output(Watching());
-  EXPECT_EQ(output.Publish({Unit("a", "1"), Unit("b", "2")}), kWritten);
-  EXPECT_THAT(terminal.Written(), StartsWith("\033[1mNAME"));
+  ListOutput output = Output(Watching());
+  EXPECT_EQ(output.WriteDue(), kWritten);
+  EXPECT_EQ(terminal.Written(), "\033[?1049h\033[?25l\033[H\033[KLooking for devices...\r\n\033[J");
   EXPECT_EQ(output.Publish({Unit("a", "1")}), kWritten);
-  EXPECT_THAT(terminal.Written(), StartsWith("\033[3A\r\033[J\033[1mNAME"));
+  EXPECT_THAT(terminal.Written(), StartsWith("\033[H\033[K\033[1mNAME"));
+  EXPECT_EQ(output.Publish({Unit("a", "1")}), kWritten);
+  EXPECT_EQ(terminal.Written(), "");
   EXPECT_EQ(output.Publish({}), kWritten);
-  EXPECT_EQ(terminal.Written(), "\033[2A\r\033[JNo Local Devices Found.\n");
+  EXPECT_EQ(terminal.Written(), "\033[H\033[KNo Local Devices Found.\r\n\033[J");
+  EXPECT_EQ(output.Finish(), kWritten);
+  EXPECT_EQ(terminal.Written(), "\033[?25h\033[?1049lNo Local Devices Found.\n");
 }
 
-TEST_F(ListOutputTest, WatchedTableKeepsWithinTheTerminal) {
+TEST_F(ListOutputTest, LooksOnATerminalUntilTheFirstWaitIsOver) {
+  RedirectedOutput terminal(Kind::kTerminal);
+  ListOutput output = Output(Watching());
+  EXPECT_EQ(output.Publish({}), kWritten);
+  EXPECT_THAT(terminal.Written(), HasSubstr("Looking for devices..."));
+  ASSERT_TRUE(output.NextDue());
+  fNow = *output.NextDue();
+  EXPECT_EQ(output.WriteDue(), kWritten);
+  EXPECT_THAT(terminal.Written(), HasSubstr("No Local Devices Found."));
+  EXPECT_FALSE(output.NextDue());
+}
+
+TEST_F(ListOutputTest, NoteStandsBelowTheTableOfATerminalAndNowhereElse) {
+  RedirectedOutput terminal(Kind::kTerminal);
+  terminal.Resize(3, 12);
+  ListOutput output = Output(Watching());
+  EXPECT_EQ(output.Publish({Unit("a", "1"), Unit("b", "2"), Unit("c", "3")}), kWritten);
+  EXPECT_EQ(output.SetNote("there is no network"), kWritten);
+  EXPECT_THAT(terminal.Written(),
+              EndsWith("\r\n\033[K... and 3 m\xe2\x80\xa6\r\n\033[Kthere is no\xe2\x80\xa6"));
+  RedirectedOutput pipe(Kind::kPipe);
+  ListOutput other = Output(Watching());
+  EXPECT_EQ(other.SetNote("there is no network"), kWritten);
+  fNow += 5;
+  EXPECT_EQ(other.WriteDue(), kWritten);
+  EXPECT_EQ(pipe.Written(), "No Local Devices Found.\n");
+}
+
+TEST_F(ListOutputTest, WatchedTableKeepsWithinTheTerminalAndIsWholeInTheEnd) {
   RedirectedOutput terminal(Kind::kTerminal);
   terminal.Resize(6, 30);
-  ListOutput output(Watching());
+  ListOutput output = Output(Watching());
   Units units;
   for (int i = 0; i < 10; ++i) units.push_back(Unit("Unit " + std::to_string(i), std::to_string(i)));
   EXPECT_EQ(output.Publish(units), kWritten);
   const std::string small = terminal.Written();
   EXPECT_EQ(std::count(small.begin(), small.end(), '\n'), 5);
-  EXPECT_THAT(small, EndsWith("... and 7 more\n"));
+  EXPECT_THAT(small, EndsWith("... and 6 more"));
   terminal.Resize(40, 120);
   EXPECT_EQ(output.WriteLast(), kWritten);
   EXPECT_THAT(terminal.Written(), Not(HasSubstr("more")));
+  terminal.Resize(6, 30);
+  EXPECT_EQ(output.Finish(), kWritten);
+  const std::string last = terminal.Written();
+  EXPECT_EQ(std::count(last.begin(), last.end(), '\n'), 11);
+}
+
+TEST_F(ListOutputTest, KeysAreNotEchoedWhileTheTerminalIsDrawnOn) {
+  const RedirectedOutput terminal(Kind::kTerminal);
+  const auto echoes = [] {
+    termios modes{};
+    return ::tcgetattr(STDOUT_FILENO, &modes) == 0 && (modes.c_lflag & ECHO) != 0;
+  };
+  termios modes{};
+  ASSERT_EQ(::tcgetattr(STDOUT_FILENO, &modes), 0);
+  modes.c_lflag |= ECHO;
+  ASSERT_EQ(::tcsetattr(STDOUT_FILENO, TCSANOW, &modes), 0);
+  ListOutput output = Output(Watching());
+  EXPECT_TRUE(echoes());
+  EXPECT_EQ(output.Publish({Unit("a", "1")}), kWritten);
+  EXPECT_FALSE(echoes());
+  EXPECT_EQ(output.Suspend(), kWritten);
+  EXPECT_TRUE(echoes());
+  EXPECT_EQ(output.WriteLast(), kWritten);
+  EXPECT_FALSE(echoes());
+  EXPECT_EQ(output.Finish(), kWritten);
+  EXPECT_TRUE(echoes());
 }
 
 TEST_F(ListOutputTest, TableForScriptsIsNeverCut) {
@@ -226,26 +333,32 @@ TEST_F(ListOutputTest, ColoursOnlyOnATerminal) {
   EXPECT_THAT(pipe.Written(), Not(HasSubstr("\033")));
 }
 
-TEST_F(ListOutputTest, NoColoursWhereNoColorIsSet) {
+TEST_F(ListOutputTest, MarkIsReadableWithoutColours) {
   const ScopedEnvironment noColor("NO_COLOR", "1");
   RedirectedOutput terminal(Kind::kTerminal);
-  ListOutput output(Watching());
+  terminal.Resize(24, 40);
+  ListOutput output = Output(Watching());
   EXPECT_EQ(output.Publish({kOutdated}), kWritten);
-  EXPECT_THAT(terminal.Written(), Not(HasSubstr("\033")));
+  const std::string written = terminal.Written();
+  EXPECT_THAT(written, Not(HasSubstr("m")));  // ends what sets colours; no word here has it
+  EXPECT_THAT(written, HasSubstr("  update\r\n"));
 }
 
 TEST_F(ListOutputTest, DumbTerminalIsNotDrawnOn) {
   const ScopedEnvironment dumb("TERM", "dumb");
   RedirectedOutput terminal(Kind::kTerminal);
-  ListOutput output(Watching());
+  ListOutput output = Output(Watching());
   EXPECT_EQ(output.Publish({kOutdated}), kWritten);
+  fNow += 1;
   EXPECT_EQ(output.Publish({}), kWritten);
-  EXPECT_THAT(terminal.Written(), Not(HasSubstr("\033")));
+  const std::string written = terminal.Written();
+  EXPECT_THAT(written, Not(HasSubstr("\033")));
+  EXPECT_THAT(written, HasSubstr("  update\n"));
 }
 
 TEST_F(ListOutputTest, TellsWhenNobodyReadsAnyMore) {
   RedirectedOutput pipe(Kind::kPipe);
-  ListOutput output(Watching());
+  ListOutput output(Watching(true));
   EXPECT_EQ(output.Publish({}), kWritten);
   pipe.CloseReader();
   EXPECT_EQ(output.Publish({Unit("a", "1")}), OutputResult::kNobodyReads);
@@ -256,7 +369,7 @@ TEST_F(ListOutputTest, TellsWhenTheOutputCannotBeWritten) {
     const RedirectedOutput full(Kind::kFull);
     ListOutput output(Watching(json));
     ::testing::internal::CaptureStderr();
-    EXPECT_EQ(output.Publish({}), OutputResult::kFailed);
+    EXPECT_EQ(output.Publish({Unit("a", "1")}), OutputResult::kFailed);
     EXPECT_THAT(::testing::internal::GetCapturedStderr(), HasSubstr("No space left on device"));
   }
 }

@@ -42,6 +42,7 @@ TEST(OptionsTest, EachSwitchSetsItsOwn) {
   EXPECT_EQ(Parsed({"--help"}).action, Options::Action::kHelp);
   EXPECT_EQ(Parsed({"-h"}).action, Options::Action::kHelp);
   EXPECT_EQ(Parsed({"--version"}).action, Options::Action::kVersion);
+  EXPECT_EQ(Parsed({"-V"}).action, Options::Action::kVersion);
   EXPECT_EQ(Parsed({"--interfaces"}).action, Options::Action::kInterfaces);
 }
 
@@ -69,21 +70,43 @@ TEST(OptionsTest, WaitRefusesWhatIsNoNumberOfSeconds) {
     EXPECT_THAT(ErrorOf({"--wait", text}), HasSubstr("--wait takes")) << text;
     EXPECT_THAT(ErrorOf({std::string("--wait=") + text}), HasSubstr("--wait takes")) << text;
   }
-  EXPECT_THAT(ErrorOf({"--wait"}), HasSubstr("--wait takes"));
-  EXPECT_THAT(ErrorOf({"--wait", std::string("5\0", 2)}), HasSubstr("--wait takes"));
+  EXPECT_EQ(ErrorOf({"--wait", "soon"}), "--wait takes a number of seconds from 0 to 86400, not 'soon'");
+  EXPECT_EQ(ErrorOf({"--wait"}), "a number of seconds must follow '--wait'");
+  EXPECT_EQ(ErrorOf({"--json", "--wai"}), "a number of seconds must follow '--wai'");
+}
+
+TEST(OptionsTest, UniqueAbbreviationsCount) {
+  EXPECT_TRUE(Parsed({"--wat"}).watch);
+  EXPECT_TRUE(Parsed({"--j"}).json);
+  EXPECT_FALSE(Parsed({"--no"}).showSwitches);
+  EXPECT_EQ(Parsed({"--int"}).action, Options::Action::kInterfaces);
+  EXPECT_EQ(Parsed({"--wai", "3"}).wait, milliseconds(3000));
+  EXPECT_EQ(Parsed({"--wai=3"}).wait, milliseconds(3000));
+  EXPECT_EQ(ErrorOf({"--json", "--wa"}), "the option '--wa' is ambiguous");
+  EXPECT_EQ(ErrorOf({"--wa=3"}), "the option '--wa=3' is ambiguous");
+}
+
+TEST(OptionsTest, TwoDashesEndTheOptions) {
+  EXPECT_TRUE(Parsed({"--json", "--"}).json);
+  EXPECT_EQ(ErrorOf({"--", "--json"}), "there is no argument '--json'");
 }
 
 TEST(OptionsTest, AnythingElseIsRefusedByName) {
-  for (const char* text : {"--frobnicate", "units", "", "-", "--", "--Watch", "--watch=1", "-w"}) {
-    EXPECT_EQ(ErrorOf({text}), "there is no option '" + std::string(text) + "'");
+  for (const char* text : {"--frobnicate", "--Watch", "--watching", "-w", "-\xff"}) {
+    EXPECT_EQ(ErrorOf({"--json", text}), "there is no option '" + std::string(text) + "'");
     EXPECT_NE(ErrorOf({"--help", text}), "(none)");
   }
+  for (const char* text : {"units", "", "-"}) {
+    EXPECT_EQ(ErrorOf({"--json", text, "--watch"}), "there is no argument '" + std::string(text) + "'");
+  }
+  EXPECT_EQ(ErrorOf({"-hx", "--json"}), "there is no option '-hx'");
+  EXPECT_EQ(ErrorOf({"--json", "--watch=1"}), "no value belongs to the option '--watch=1'");
 }
 
 TEST(OptionsTest, HelpNamesEveryOption) {
   const std::string help = HelpText();
-  for (const char* option :
-       {"--wait SECONDS", "--watch", "--json", "--no-switches", "--interfaces", "--help", "--version"}) {
+  for (const char* option : {"--wait SECONDS", "--watch", "--json", "--no-switches", "--interfaces",
+                             "-h, --help", "-V, --version"}) {
     EXPECT_THAT(help, HasSubstr(option));
   }
   EXPECT_EQ(help.back(), '\n');
@@ -92,7 +115,7 @@ TEST(OptionsTest, HelpNamesEveryOption) {
 TEST(OptionsTest, HelpFitsATerminalAndTellsEveryExitStatus) {
   std::istringstream lines(HelpText());
   for (std::string line; std::getline(lines, line);) EXPECT_LE(line.size(), 80U) << line;
-  for (const char* status : {"with 0 when", "; 1 when", "; 2 when", "; 128 and"}) {
+  for (const char* status : {"\n  0  ", "\n  1  ", "\n  2  ", "\n  3  ", "\n  128+N  "}) {
     EXPECT_THAT(HelpText(), HasSubstr(status));
   }
 }

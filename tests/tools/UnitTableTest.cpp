@@ -122,12 +122,28 @@ TEST_F(UnitTableTest, NarrowTerminalTakesFromTheNameNext) {
   EXPECT_THAT(lines[1], EndsWith("  update"));
 }
 
+TEST_F(UnitTableTest, MarkStaysHoweverNarrowTheTerminal) {
+  auto unit = kOutdated;
+  unit.name = std::string("A name of some forty cells, as it comes");
+  unit.url = "http://a-rather-long-host-name.local:8080/";
+  for (std::size_t width = 6; width < 120; ++width) {
+    EXPECT_THAT(LinesOf(UnitTable({unit}, {false, width, 0}))[1], EndsWith("update")) << width;
+  }
+  const std::string table = UnitTable({unit, Unit("Rack")}, {false, 40, 0});
+  EXPECT_EQ(table,
+            "NAME             MODEL  FIRMWARE  UPDATE\n"
+            "A name of some\xe2\x80\xa6  24ai   1.2.3+4   update\n"
+            "Rack             -      -\n");
+}
+
 TEST_F(UnitTableTest, LineNeverExceedsTheTerminal) {
   auto unit = kOutdated;
   unit.name = std::string("机架机架机架机架");
   for (std::size_t width = 1; width < 100; ++width) {
-    for (const auto& line : LinesOf(UnitTable({unit, Unit("b")}, {false, width, 0}))) {
-      EXPECT_LE(CellWidth(SafeText(line)), width);
+    for (const auto& table :
+         {UnitTable({unit, Unit("b")}, {false, width, 0}), UnitTable({}, {false, width, 0}),
+          UnitTable({unit, Unit("b")}, {false, width, 2})}) {
+      for (const auto& line : LinesOf(table)) EXPECT_LE(CellWidth(SafeText(line)), width);
     }
   }
 }

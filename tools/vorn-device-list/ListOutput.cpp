@@ -1,12 +1,11 @@
 #include "vorn-device-list/ListOutput.h"
 
-#include <sys/ioctl.h>
-#include <unistd.h>
-
-#include <algorithm>
+#include <chrono>
 #include <cstdlib>
-#include <cstring>
+#include <sstream>
+#include <string>
 #include <utility>
+#include <vector>
 
 #include "devicelist/Entry.h"
 #include "vorn-device-list/UnitJson.h"
@@ -14,62 +13,99 @@
 namespace vorn::devicelisttool {
 namespace {
 
-bool IsDrawableTerminal() {
-  const char* terminal = std::getenv("TERM");
-  return ::isatty(STDOUT_FILENO) != 0 && terminal != nullptr && std::strcmp(terminal, "dumb") != 0;
-}
+constexpr AbsoluteTime kPace = 1;  // seconds between two tables
 
 bool ColorWanted() {
   const char* noColor = std::getenv("NO_COLOR");
   return noColor == nullptr || *noColor == '\0';
 }
 
-winsize TerminalSize() {
-  winsize size{};
-  if (::ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) != 0) return {};
-  return size;
+std::vector<std::string> LinesOf(const std::string& text) {
+  std::vector<std::string> lines;
+  std::istringstream stream(text);
+  for (std::string line; std::getline(stream, line);) lines.push_back(line);
+  return lines;
 }
 
 }  // namespace
 
-ListOutput::ListOutput(const Options& options)
-    : fOptions(options), fTerminal(IsDrawableTerminal()), fColor(fTerminal && ColorWanted()) {}
+bool ListOutput::DrawsInPlace(const Options& options) {
+  return options.watch && !options.json && TerminalScreen::IsAvailable();
+}
+
+ListOutput::ListOutput(const Options& options, Now now)
+    : fOptions(options),
+      fNow(std::move(now)),
+      fInPlace(DrawsInPlace(options)),
+      fColor(TerminalScreen::IsAvailable() && ColorWanted()),
+      fFirstWaitEnds(fNow() + std::chrono::duration<double>(options.wait).count()) {}
 
 OutputResult ListOutput::Publish(Units units) {
   if (!fOptions.showSwitches) {
     std::erase_if(units, [](const auto& unit) { return unit.type == DeviceList::kTypeSwitch; });
   }
   fUnits = std::move(units);
-  if (!fOptions.watch || (fWroteAny && Rendered() == fWritten)) return OutputResult::kWritten;
-  return WriteLast();
+  fHasList = true;
+  fHadUnits |= !fUnits.empty();
+  return WriteDue();
+}
+
+OutputResult ListOutput::SetNote(std::string note) {
+  fNote = std::move(note);
+  return WriteDue();
+}
+
+optional<AbsoluteTime> ListOutput::NextDue() const {
+  if (!fOptions.watch || (fOptions.json && !fHasList)) return {};
+  const bool paced = !fOptions.json && !fInPlace;
+  if (paced && !IsSettled()) return fFirstWaitEnds;
+  if (paced && fWroteAny && fNow() < fWrittenAt + kPace) return fWrittenAt + kPace;
+  if (IsNew()) return fNow();
+  return fInPlace && !IsSettled() ? optional<AbsoluteTime>(fFirstWaitEnds) : optional<AbsoluteTime>();
+}
+
+OutputResult ListOutput::WriteDue() {
+  const auto due = NextDue();
+  return due && *due <= fNow() ? WriteLast() : OutputResult::kWritten;
 }
 
 OutputResult ListOutput::WriteLast() {
-  const std::string text = Rendered();
-  std::string movement;
-  if (fOptions.watch && !fOptions.json && fWroteAny) {
-    if (fTerminal) {
-      // To the first line of the last drawing, then everything below away.
-      movement = "\033[" + std::to_string(fDrawnLines) + "A\r\033[J";
-    } else {
-      movement = "\n";
-    }
-  }
-  fDrawnLines = static_cast<std::size_t>(std::count(text.begin(), text.end(), '\n'));
-  fWritten = text;
+  const bool follows = fOptions.watch && !fOptions.json && fWroteAny;
+  fWritten = Rendered();
   fWroteAny = true;
-  return WriteToStandardOutput(movement + text);
+  fWrittenAt = fNow();
+  if (fInPlace) return fScreen.Draw(LinesOf(fWritten));
+  return WriteToStandardOutput((follows ? "\n" : "") + fWritten);
+}
+
+OutputResult ListOutput::Finish() {
+  if (!fOptions.watch || fOptions.json) return OutputResult::kWritten;
+  if (!fInPlace) return IsSettled() && IsNew() ? WriteLast() : OutputResult::kWritten;
+  const OutputResult left = fScreen.Leave();
+  if (left != OutputResult::kWritten || !IsSettled()) return left;
+  return WriteToStandardOutput(UnitTable(fUnits, {fColor, TerminalScreen::CurrentSize().columns, 0}));
+}
+
+// Whether an empty list means that there is nothing to be found.
+bool ListOutput::IsSettled() const {
+  return fHadUnits || fNow() >= fFirstWaitEnds;
+}
+
+bool ListOutput::IsNew() const {
+  return !fWroteAny || Rendered() != fWritten;
 }
 
 std::string ListOutput::Rendered() const {
   if (fOptions.json) return UnitJson(fUnits) + "\n";
-  TableStyle style{fColor, 0, 0};
-  if (fTerminal && fOptions.watch) {
-    const winsize size = TerminalSize();
-    style.width = size.ws_col;
-    style.height = size.ws_row > 1 ? size.ws_row - 1U : 0U;
-  }
-  return UnitTable(fUnits, style);
+  return fInPlace ? Picture() : UnitTable(fUnits, {fColor, 0, 0});
+}
+
+std::string ListOutput::Picture() const {
+  const auto [rows, columns] = TerminalScreen::CurrentSize();
+  const std::string note = fNote.empty() ? "" : FittingLine(fNote, columns);
+  if (!IsSettled()) return FittingLine("Looking for devices...", columns) + note;
+  const std::size_t height = note.empty() || rows < 2 ? rows : rows - 1;
+  return UnitTable(fUnits, {fColor, columns, height}) + note;
 }
 
 }  // namespace vorn::devicelisttool

@@ -1,41 +1,79 @@
 #pragma once
 
-#include <cstddef>
+#include <functional>
 #include <string>
 
+#include "foundation/AbsoluteTime.h"
+#include "foundation/Optional.h"
 #include "foundation/StandardOutput.h"
 #include "vorn-device-list/Options.h"
+#include "vorn-device-list/TerminalScreen.h"
 #include "vorn-device-list/UnitTable.h"
 
 namespace vorn::devicelisttool {
 
-/// Writes lists to standard output in the form that was asked for: once, or
-/// while watching at each change of content; on a terminal a watched table is
-/// redrawn in place. Belongs to one thread.
+/// Writes lists to standard output in the form that was asked for.
+///
+/// Without watching: once, when told. While watching, what differs from what
+/// was written before:
+/// - JSON: each list at once, the first included;
+/// - a table on a terminal that can be drawn on: at once, in the place of the
+///   one before;
+/// - a table elsewhere: at most once a second, and always the last one. That
+///   nothing was found is not said first before the options' wait is over.
+/// Belongs to one thread. Whatever writes blocks while the reader does not read.
 class ListOutput {
  public:
-  explicit ListOutput(const Options& options);
+  using Now = std::function<AbsoluteTime()>;
 
-  /// Takes a published list; writes it now if it is watched and its content
-  /// differs from what was written before. kWritten too when nothing was due.
-  /// Blocks while the reader does not read.
+  /// Whether the output is drawn in place on a terminal.
+  [[nodiscard]] static bool DrawsInPlace(const Options& options);
+
+  explicit ListOutput(const Options& options, Now now = &AbsoluteTimeGetCurrent);
+
+  /// Takes a published list, and writes it if it is watched and due; kWritten
+  /// too when nothing was due.
   [[nodiscard]] OutputResult Publish(Units units);
 
-  /// Writes the last list, whatever was written before. Blocks likewise.
+  /// Takes a line that stands below the table where that is drawn in place;
+  /// empty: none.
+  [[nodiscard]] OutputResult SetNote(std::string note);
+
+  /// When WriteDue has something to do next; empty: not before the next list.
+  [[nodiscard]] optional<AbsoluteTime> NextDue() const;
+  [[nodiscard]] OutputResult WriteDue();
+
+  /// Writes the list of now, whatever was written before.
   [[nodiscard]] OutputResult WriteLast();
+
+  /// Ends a watch: gives the terminal back and writes what was drawn last on
+  /// it, or writes what was not due yet.
+  [[nodiscard]] OutputResult Finish();
+
+  /// Gives the terminal back until the next drawing.
+  [[nodiscard]] OutputResult Suspend() { return fScreen.Leave(); }
 
   [[nodiscard]] bool Empty() const { return fUnits.empty(); }
 
  private:
+  [[nodiscard]] bool IsSettled() const;
+  [[nodiscard]] bool IsNew() const;
   [[nodiscard]] std::string Rendered() const;
+  [[nodiscard]] std::string Picture() const;
 
   const Options fOptions;
-  const bool fTerminal;  ///< standard output can be drawn on
+  const Now fNow;
+  const bool fInPlace;
   const bool fColor;
+  const AbsoluteTime fFirstWaitEnds;
   Units fUnits;
+  std::string fNote;
+  bool fHasList = false;   ///< one was published
+  bool fHadUnits = false;  ///< one with units was
   bool fWroteAny = false;
-  std::string fWritten;         ///< what was written last, before cursor movements
-  std::size_t fDrawnLines = 0;  ///< lines to go up for the next drawing in place
+  AbsoluteTime fWrittenAt = 0;
+  std::string fWritten;  ///< what was written or drawn last
+  TerminalScreen fScreen;
 };
 
 }  // namespace vorn::devicelisttool

@@ -9,8 +9,10 @@
 #include <cstdio>
 #include <functional>
 #include <memory>
+#include <set>
 #include <utility>
 
+#include "devicelist/DiscoveryStatus.h"
 #include "devicelist/SupervisedDeviceList.h"
 #include "foundation/Console.h"
 #include "foundation/EndProcessAfter.h"
@@ -23,13 +25,44 @@
 namespace vorn::devicelisttool {
 namespace {
 
+using DeviceList::DiscoveryHint;
+
 constexpr std::chrono::milliseconds kTeardownLimit{700};
 
-sigset_t ResizeSignal() {
+// What a terminal that is drawn on sends besides: another size, the stop key, and that the program goes on.
+sigset_t TerminalSignals() {
   sigset_t signals;
   ::sigemptyset(&signals);
   ::sigaddset(&signals, SIGWINCH);
+  ::sigaddset(&signals, SIGTSTP);
+  ::sigaddset(&signals, SIGCONT);
   return signals;
+}
+
+// Has the system stop the program as it does by itself where the signal is not
+// blocked: not at all, for example, where nobody could let it go on.
+void StopAsTheSystemDoes() {
+  sigset_t stop;
+  ::sigemptyset(&stop);
+  ::sigaddset(&stop, SIGTSTP);
+  ::kill(::getpid(), SIGTSTP);
+  ::pthread_sigmask(SIG_UNBLOCK, &stop, nullptr);
+  ::pthread_sigmask(SIG_BLOCK, &stop, nullptr);
+}
+
+const char* ReasonText(DiscoveryHint hint) {
+  switch (hint) {
+    case DiscoveryHint::kResponderAbsent:
+      return "no DNS-SD responder is running (is avahi-daemon installed and started?)";
+    case DiscoveryHint::kResponderSilent:
+      return "the DNS-SD responder (avahi-daemon) does not answer";
+    case DiscoveryHint::kNoNetwork:
+      return "there is no network connection";
+    case DiscoveryHint::kNone:
+    case DiscoveryHint::kStillLooking:
+      break;
+  }
+  return "";
 }
 
 bool IsPipe(int descriptor) {
@@ -55,14 +88,22 @@ class WatchedDescriptor {
 class ListRun {
  public:
   explicit ListRun(const Options& options)
-      : fOptions(options), fOutput(options), fLoop(PollRunLoop::Current()), fExitCode(kListed) {}
+      : fOptions(options),
+        fInPlace(ListOutput::DrawsInPlace(options)),
+        fOutput(options),
+        fLoop(PollRunLoop::Current()),
+        fDueTimer(fLoop, kNever, [this] { HandleDue(); }) {}
 
   int Run() {
     const EndSignals endSignals(
         kTeardownLimit, [this](int signal) { return ExitCodeOf(signal); }, [this] { fLoop->Stop(); });
-    const sigset_t signals = ResizeSignal();
-    const FileDescriptor resizes(::signalfd(-1, &signals, SFD_CLOEXEC | SFD_NONBLOCK));
-    const WatchedDescriptor resizeWatch(resizes.Get(), [&] { HandleResize(resizes.Get()); });
+    const sigset_t signals = TerminalSignals();
+    const FileDescriptor terminal(fInPlace ? ::signalfd(-1, &signals, SFD_CLOEXEC | SFD_NONBLOCK) : -1);
+    std::unique_ptr<WatchedDescriptor> terminalWatch;
+    if (terminal) {
+      terminalWatch = std::make_unique<WatchedDescriptor>(
+          terminal.Get(), [this, &terminal] { HandleTerminal(terminal.Get()); });
+    }
     std::unique_ptr<WatchedDescriptor> readerWatch;
     if (IsPipe(STDOUT_FILENO)) {
       // Readable only in the sense of an error: the reader has gone.
@@ -75,10 +116,11 @@ class ListRun {
     }
     DeviceList::SupervisedDeviceList list([this](Units units) { HandleList(std::move(units)); },
                                           [this](auto state) { HandleResponder(state); });
+    HandleDue();
     fLoop->Run();
-    if (endSignals.Received() != 0) return ExitCodeOf(endSignals.Received());
-    EndProcessAfter(kTeardownLimit, fExitCode);
-    return fExitCode;
+    if (endSignals.Received() == 0) EndProcessAfter(kTeardownLimit, fExitCode);
+    EndWatch();
+    return endSignals.Received() != 0 ? ExitCodeOf(endSignals.Received()) : fExitCode;
   }
 
  private:
@@ -89,52 +131,91 @@ class ListRun {
     fLoop->Stop();
   }
 
-  // Leaves where there is no use in writing more.
-  void LeaveUnlessWritten(OutputResult result) {
+  // After whatever may have written: leaves where there is no use in writing
+  // more, and looks when there is more to write.
+  void Continue(OutputResult result) {
     if (result == OutputResult::kNobodyReads) Leave(kListed);
     if (result == OutputResult::kFailed) Leave(kFailed);
+    const auto due = fOutput.NextDue();
+    fDueTimer.SetNextFireDate(due && !fLeaves ? *due : kNever);
+  }
+
+  void HandleDue() {
+    if (!fLeaves) Continue(fOutput.WriteDue());
   }
 
   void HandleList(Units units) {
-    if (!fLeaves) LeaveUnlessWritten(fOutput.Publish(std::move(units)));
-  }
-
-  void HandleTimeUp() {
-    if (!fLeaves) LeaveUnlessWritten(fOutput.WriteLast());
-    Leave(fOutput.Empty() ? kNoneFound : kListed);
+    if (fLeaves) return;
+    Continue(fOutput.Publish(std::move(units)));
+    TellHint(fStatus.Hint());
   }
 
   void HandleResponder(DeviceList::SupervisedDeviceList::State state) {
-    using State = vorn::ResponderMonitor::State;
-    if (state != State::kAbsent && state != State::kSilent) return;
-    if (std::exchange(fSaidNoResponder, true)) return;
-    WriteToConsole("no DNS-SD responder can be reached (is avahi-daemon running?); waiting for one");
+    fStatus.SetResponderState(state);
+    TellHint(fStatus.Hint());
   }
 
-  void HandleResize(int descriptor) {
-    signalfd_siginfo signal{};
-    while (::read(descriptor, &signal, sizeof signal) == sizeof signal) {
+  // On a terminal that is drawn on for as long as it holds, else each reason once.
+  void TellHint(DiscoveryHint hint) {
+    if (fLeaves) return;
+    if (fInPlace) {
+      Continue(fOutput.SetNote(ReasonText(hint)));
+    } else if (CannotLook(hint) && fTold.insert(hint).second) {
+      WriteToConsole(ReasonText(hint));
     }
-    if (fOptions.watch && !fOptions.json && !fLeaves) LeaveUnlessWritten(fOutput.WriteLast());
+  }
+
+  void HandleTimeUp() {
+    if (fLeaves) return;
+    const DiscoveryHint hint = fStatus.FinalHint();
+    const bool couldNotLook = fOutput.Empty() && CannotLook(hint);
+    if (couldNotLook) TellHint(hint);
+    Continue(fOutput.WriteLast());
+    Leave(!fOutput.Empty() ? kListed : couldNotLook ? kCouldNotLook : kNoneFound);
+  }
+
+  void HandleTerminal(int descriptor) {
+    signalfd_siginfo signal{};
+    bool stops = false;
+    while (::read(descriptor, &signal, sizeof signal) == sizeof signal) stops |= signal.ssi_signo == SIGTSTP;
+    if (fLeaves) return;
+    if (stops) {
+      Continue(fOutput.Suspend());
+      StopAsTheSystemDoes();
+    }
+    if (!fLeaves) Continue(fOutput.WriteLast());
+  }
+
+  // What has not been written yet, and on a terminal the reason, whose line goes with the picture.
+  void EndWatch() {
+    if (fLeaves || !fOptions.watch) return;
+    (void)fOutput.Finish();
+    const DiscoveryHint hint = fStatus.Hint();
+    if (fInPlace && CannotLook(hint)) WriteToConsole(ReasonText(hint));
   }
 
   // Any thread.
   [[nodiscard]] int ExitCodeOf(int signal) const { return fOptions.watch ? kListed : kInterrupted + signal; }
 
   const Options fOptions;
+  const bool fInPlace;
   ListOutput fOutput;
+  DeviceList::DiscoveryStatus fStatus;
+  std::set<DiscoveryHint> fTold;  ///< reasons that the console has been told
   std::shared_ptr<PollRunLoop> fLoop;
-  int fExitCode;
+  RunLoopTimer fDueTimer;
+  int fExitCode = kListed;
   bool fLeaves = false;  ///< the exit code stands
-  bool fSaidNoResponder = false;
 };
 
 }  // namespace
 
-void BlockSignals() {
-  for (const sigset_t& signals : {EndingSignals(), ResizeSignal()}) {
-    ::pthread_sigmask(SIG_BLOCK, &signals, nullptr);
-  }
+void BlockSignals(const Options& options) {
+  const sigset_t ending = EndingSignals();
+  ::pthread_sigmask(SIG_BLOCK, &ending, nullptr);
+  if (!ListOutput::DrawsInPlace(options)) return;
+  const sigset_t terminal = TerminalSignals();
+  ::pthread_sigmask(SIG_BLOCK, &terminal, nullptr);
 }
 
 int RunList(const Options& options) {

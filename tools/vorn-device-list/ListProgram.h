@@ -10,12 +10,14 @@ enum ExitCode : int {
   kNoneFound = 1,      ///< no unit was found in the time given
   kFailed = 1,         ///< the output could not be written, or not be made; the console knows
   kBadUsage = 2,       ///< the command line is not understood
+  kCouldNotLook = 3,   ///< no unit was found since the responder or the network is missing; the console knows
   kInterrupted = 128,  ///< plus the signal's number: ended before the time was up
 };
 
-/// Blocks the signals that end or redraw the program, so that every thread
-/// started later leaves them to RunList. Before threads start.
-void BlockSignals();
+/// Blocks the signals that end the program or, where it draws on a terminal,
+/// change its picture, so that every thread started later leaves them to
+/// RunList. Before threads start.
+void BlockSignals(const Options& options);
 
 /// Looks for units and prints them as asked; returns the exit code. Runs the
 /// calling thread's PollRunLoop. By the time it returns the process is bound to

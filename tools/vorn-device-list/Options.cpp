@@ -1,12 +1,32 @@
 #include "vorn-device-list/Options.h"
 
+#include <getopt.h>
+
+#include <algorithm>
 #include <charconv>
 #include <cmath>
+#include <cstring>
 
 namespace vorn::devicelisttool {
 namespace {
 
 constexpr double kLongestWaitSeconds = 86400;
+
+enum LongOption : int { kWait = 256, kWatch, kJson, kNoSwitches, kInterfaces };
+
+constexpr option kLongOptions[] = {
+    {"wait", required_argument, nullptr, kWait},
+    {"watch", no_argument, nullptr, kWatch},
+    {"json", no_argument, nullptr, kJson},
+    {"no-switches", no_argument, nullptr, kNoSwitches},
+    {"interfaces", no_argument, nullptr, kInterfaces},
+    {"help", no_argument, nullptr, 'h'},
+    {"version", no_argument, nullptr, 'V'},
+    {nullptr, 0, nullptr, 0},
+};
+
+// Stop at what is no option, and tell a missing value from an unknown option.
+constexpr char kShortOptions[] = "+:hV";
 
 optional<std::chrono::milliseconds> ParseSeconds(const std::string& text) {
   double seconds = 0;
@@ -16,28 +36,50 @@ optional<std::chrono::milliseconds> ParseSeconds(const std::string& text) {
   return std::chrono::milliseconds(std::llround(seconds * 1000));
 }
 
-// Takes one argument; `next` is the one after it, and is consumed by clearing
-// it. Returns what is wrong.
-optional<std::string> Apply(const std::string& argument, const std::string*& next, Options& options) {
-  if (argument == "--watch") {
-    options.watch = true;
-  } else if (argument == "--json") {
-    options.json = true;
-  } else if (argument == "--no-switches") {
-    options.showSwitches = false;
-  } else if (argument == "--interfaces") {
-    options.action = Options::Action::kInterfaces;
-  } else if (argument == "--help" || argument == "-h") {
-    options.action = Options::Action::kHelp;
-  } else if (argument == "--version") {
-    options.action = Options::Action::kVersion;
-  } else if (argument == "--wait") {
-    const auto seconds = next == nullptr ? optional<std::chrono::milliseconds>() : ParseSeconds(*next);
-    next = nullptr;
-    if (!seconds) return std::string("--wait takes a number of seconds from 0 to 86400");
-    options.wait = *seconds;
-  } else {
-    return "there is no option '" + argument + "'";
+std::string Quoted(const std::string& argument) {
+  return "'" + argument + "'";
+}
+
+// What getopt_long says with '?' only: no such option, one that may be several, or a value too many.
+std::string RefusalOf(const std::string& argument) {
+  if (!argument.starts_with("--")) return "there is no option " + Quoted(argument);
+  const std::string name = argument.substr(2, argument.find('=') - 2);
+  const auto matches = std::count_if(
+      std::begin(kLongOptions), std::end(kLongOptions) - 1,
+      [&](const auto& known) { return std::strncmp(known.name, name.c_str(), name.size()) == 0; });
+  if (matches > 1) return "the option " + Quoted(argument) + " is ambiguous";
+  return (matches == 1 ? "no value belongs to the option " : "there is no option ") + Quoted(argument);
+}
+
+// Takes one option that getopt_long has found; returns what is wrong.
+optional<std::string> Apply(int found, Options& options) {
+  switch (found) {
+    case kWait: {
+      const auto seconds = ParseSeconds(optarg);
+      if (!seconds) return "--wait takes a number of seconds from 0 to 86400, not " + Quoted(optarg);
+      options.wait = *seconds;
+      break;
+    }
+    case kWatch:
+      options.watch = true;
+      break;
+    case kJson:
+      options.json = true;
+      break;
+    case kNoSwitches:
+      options.showSwitches = false;
+      break;
+    case kInterfaces:
+      options.action = Options::Action::kInterfaces;
+      break;
+    case 'h':
+      options.action = Options::Action::kHelp;
+      break;
+    case 'V':
+      options.action = Options::Action::kVersion;
+      break;
+    default:
+      break;
   }
   return {};
 }
@@ -45,21 +87,29 @@ optional<std::string> Apply(const std::string& argument, const std::string*& nex
 }  // namespace
 
 ParsedOptions ParseOptions(const std::vector<std::string>& arguments) {
+  std::string program;
+  std::vector<std::string> copies = arguments;
+  std::vector<char*> pointers{program.data()};
+  for (std::string& argument : copies) pointers.push_back(argument.data());
+  pointers.push_back(nullptr);
+  const int argc = static_cast<int>(pointers.size()) - 1;
+  char** const argv = pointers.data();
+
   ParsedOptions parsed;
-  for (std::size_t i = 0; i < arguments.size(); ++i) {
-    std::string argument = arguments[i];
-    const std::string* next = i + 1 < arguments.size() ? &arguments[i + 1] : nullptr;
-    std::string inlineValue;
-    if (argument.starts_with("--wait=")) {
-      inlineValue = argument.substr(argument.find('=') + 1);
-      argument = "--wait";
-      next = &inlineValue;
+  opterr = 0;
+  optind = 0;  // for the C library: begin anew
+  for (int at = 1; !parsed.error; at = optind) {
+    const int found = ::getopt_long(argc, argv, kShortOptions, kLongOptions, nullptr);
+    if (found == -1) break;
+    if (found == '?') {
+      parsed.error = RefusalOf(argv[at]);
+    } else if (found == ':') {
+      parsed.error = "a number of seconds must follow " + Quoted(argv[at]);
+    } else {
+      parsed.error = Apply(found, parsed.options);
     }
-    const bool hadNext = next != nullptr && next != &inlineValue;
-    parsed.error = Apply(argument, next, parsed.options);
-    if (parsed.error) return parsed;
-    if (hadNext && next == nullptr) ++i;
   }
+  if (!parsed.error && optind < argc) parsed.error = "there is no argument " + Quoted(argv[optind]);
   return parsed;
 }
 
@@ -67,20 +117,24 @@ std::string HelpText() {
   return "Usage: vorn-device-list [OPTION]...\n"
          "Lists the Vorn audio interfaces, hosts and switches of the local network.\n"
          "\n"
-         "  --wait SECONDS   look for so long before printing (default 5)\n"
+         "  --wait SECONDS   look for so long before printing (default 5); with --watch,\n"
+         "                   before it says that nothing was found\n"
          "  --watch          go on until interrupted, showing every change\n"
          "  --json           print one JSON object a line instead of a table\n"
          "  --no-switches    leave switches out\n"
          "  --interfaces     print this computer's network interfaces, whether each can\n"
          "                   carry AVB, and whether the virtual audio entity is on\n"
-         "  --help           print this text\n"
-         "  --version        print the version and build number\n"
+         "  -h, --help       print this text\n"
+         "  -V, --version    print the version and build number\n"
          "\n"
-         "Leaves with 0 when units or interfaces were listed (or --watch was ended by a\n"
-         "signal, or the reader has gone); 1 when no unit was found, the network services\n"
-         "cannot be listed or the output cannot be written; 2 when the command line is\n"
-         "not understood; 128 and the signal's number when one came before the time was\n"
-         "up.\n";
+         "Exit status:\n"
+         "  0      it listed units or interfaces, a signal ended --watch, or the reader of\n"
+         "         its output has gone\n"
+         "  1      it found no unit, cannot list the network services or cannot write\n"
+         "  2      it does not understand the command line\n"
+         "  3      it found no unit because it could not look: the DNS-SD responder is\n"
+         "         not running or does not answer, or there is no network\n"
+         "  128+N  signal N came before the time was up\n";
 }
 
 }  // namespace vorn::devicelisttool

@@ -11,11 +11,18 @@
 namespace vorn::devicelisttool {
 namespace {
 
-constexpr std::size_t kColumns = 7;
-constexpr std::size_t kNameColumn = 0;
-constexpr std::size_t kURLColumn = 5;
-constexpr std::size_t kShortestName = 12;
-constexpr std::size_t kShortestURL = 12;
+enum Column : std::size_t { kName, kKind, kModel, kFirmware, kNewest, kURL, kUpdate, kColumns };
+
+struct Concession {
+  Column column;
+  std::size_t shortest;  // cells that it keeps; 0: it is left out
+};
+
+// What gives way on a narrow terminal, in this order. The address is the longest and tells least, the newest
+// version is what the mark stands for; the mark itself stays, alone if need be.
+constexpr Concession kConcessions[] = {{kURL, 12},  {kName, 12},    {kURL, 0},  {kNewest, 0}, {kKind, 0},
+                                       {kModel, 0}, {kFirmware, 0}, {kName, 1}, {kName, 0}};
+
 constexpr std::array<std::size_t, kColumns> kWidest{40, 8, 24, 24, 24, 80, 6};
 
 using Row = std::array<std::u32string, kColumns>;
@@ -48,36 +55,42 @@ Row RowOf(const DeviceList::ExtendedDeviceInfo& unit) {
   return row;
 }
 
-// Two blanks between columns.
+// Two blanks between columns; those without width are left out.
 std::size_t TotalWidth(const Widths& widths) {
-  std::size_t total = 2 * (kColumns - 1);
-  for (const std::size_t width : widths) total += width;
+  std::size_t total = 0;
+  for (const std::size_t width : widths) {
+    if (width != 0) total += width + (total == 0 ? 0 : 2);
+  }
   return total;
 }
 
 // Takes from one column, down to its shortest, what the line is too wide by.
-void Shrink(Widths& widths, std::size_t column, std::size_t shortest, std::size_t limit) {
+void Shrink(Widths& widths, const Concession& concession, std::size_t limit) {
   const std::size_t total = TotalWidth(widths);
-  if (total <= limit || widths[column] <= shortest) return;
-  widths[column] -= std::min(widths[column] - shortest, total - limit);
+  std::size_t& width = widths[concession.column];
+  if (total <= limit || width <= concession.shortest) return;
+  width -= std::min(width - concession.shortest, total - limit);
+  if (concession.shortest == 0) width = 0;  // a rest of a column tells nothing
 }
 
 Widths FittingWidths(const std::vector<Row>& rows, std::size_t limit) {
-  Widths widths{};
+  Widths widest{};
   for (const Row& row : rows) {
-    for (std::size_t i = 0; i < kColumns; ++i) widths[i] = std::max(widths[i], CellWidth(row[i]));
+    for (std::size_t i = 0; i < kColumns; ++i) widest[i] = std::max(widest[i], CellWidth(row[i]));
   }
-  // The address gives way first, then the name; the rest of a line is cut.
-  if (limit != 0) {
-    Shrink(widths, kURLColumn, kShortestURL, limit);
-    Shrink(widths, kNameColumn, kShortestName, limit);
-  }
+  if (limit == 0) return widest;
+  Widths widths = widest;
+  for (const Concession& concession : kConcessions) Shrink(widths, concession, limit);
+  // What a column left over goes to the name.
+  const std::size_t room = limit - std::min(limit, TotalWidth(widths));
+  if (widths[kName] != 0) widths[kName] += std::min(widest[kName] - widths[kName], room);
   return widths;
 }
 
 std::string LineOf(const Row& row, const Widths& widths, std::size_t limit) {
   std::u32string line;
   for (std::size_t i = 0; i < kColumns; ++i) {
+    if (widths[i] == 0) continue;
     const std::u32string cell = Elided(row[i], widths[i]);
     line += cell + std::u32string(widths[i] - CellWidth(cell) + 2, U' ');
   }
@@ -87,8 +100,13 @@ std::string LineOf(const Row& row, const Widths& widths, std::size_t limit) {
 
 }  // namespace
 
+std::string FittingLine(const std::string& text, std::size_t width) {
+  const std::u32string safe = SafeText(text);
+  return ToUTF8(width == 0 ? safe : Elided(safe, width)) + "\n";
+}
+
 std::string UnitTable(const Units& units, const TableStyle& style) {
-  if (units.empty()) return "No Local Devices Found.\n";
+  if (units.empty()) return FittingLine("No Local Devices Found.", style.width);
   std::vector<Row> rows{kHeading};
   for (const auto& unit : units) rows.push_back(RowOf(unit));
   const Widths widths = FittingWidths(rows, style.width);
@@ -101,7 +119,7 @@ std::string UnitTable(const Units& units, const TableStyle& style) {
     const char* emphasis = !style.color ? "" : i == 0 ? "\033[1m" : outdated ? "\033[33m" : "";
     table += emphasis + LineOf(rows[i], widths, style.width) + (*emphasis != '\0' ? "\033[0m\n" : "\n");
   }
-  if (cut) table += "... and " + std::to_string(rows.size() - shown) + " more\n";
+  if (cut) table += FittingLine("... and " + std::to_string(rows.size() - shown) + " more", style.width);
   return table;
 }
 

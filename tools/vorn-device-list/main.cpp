@@ -36,11 +36,11 @@ void PrepareOutput() {
 }
 
 // What must happen before any thread starts.
-void PrepareProcess() {
+void PrepareProcess(const Options& options) {
   Log::details::gFile = stderr;
   Log::details::s_use_color = ::isatty(STDERR_FILENO) != 0;
   vorn::RaiseDescriptorLimit();
-  vorn::devicelisttool::BlockSignals();
+  vorn::devicelisttool::BlockSignals(options);
   vorn::SystemDNSSD::Instance();
   DeviceList::InitHTTP();
 }
@@ -60,7 +60,7 @@ int ListInterfaces(bool json) {
 }
 
 int ListUnits(const Options& options) {
-  PrepareProcess();
+  PrepareProcess(options);
   DeviceList::ApplyUpdateServerSetting(vorn::IniUserDefaults::ReadOnly(vorn::UserSettingsPath()));
   return vorn::devicelisttool::RunList(options);
 }
