@@ -92,9 +92,8 @@ void StatusMenu::takeOverList() {
 }
 
 void StatusMenu::showHint() {
-  const QString words = fHintSource ? menuText(hintWords(fHintSource(), fEntries.empty())) : QString();
-  if (fHint->text() == words) return;  // every change travels to the host
-  fHint->setText(words);
+  const QString words = fHintSource ? hintWords(fHintSource(), fEntries.empty()) : QString();
+  setLiteralText(*fHint, words, fForm);
   fHint->setVisible(!words.isEmpty());
 }
 

@@ -62,7 +62,7 @@ int main(int argc, char** argv) {
   owner.publish(names.units);
   vorn::app::DesktopStatusItem item(19);
   const vorn::app::DesktopStatusView view(item);
-  const vorn::app::DesktopStatusMenu menu(owner, item);
+  const vorn::app::DesktopStatusMenu menu(owner, item, [] { return DeviceList::DiscoveryHint::kNone; });
   const auto entry = std::make_shared<QAction>(QLatin1String(vorn::app::VirtualEntity::kMenuItemTitle));
   entity.setFVirtualEntityMenuItem(entry);
   entity.EnumerateAVBInterfaces();

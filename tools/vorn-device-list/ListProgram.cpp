@@ -60,6 +60,7 @@ const char* ReasonText(DiscoveryHint hint) {
       return "there is no network connection";
     case DiscoveryHint::kNone:
     case DiscoveryHint::kStillLooking:
+    case DiscoveryHint::kPageNotOpened:
       break;
   }
   return "";
