@@ -5,12 +5,12 @@ import datetime
 import json
 import os
 
-HEADING = ("FIGURE", "MEASURED", "REFERENCE", "RATIO", "BAR", "RESULT")
+HEADING = ("FIGURE", "MEASURED", "REFERENCE", "DIFFERENCE", "RATIO", "BAR", "RESULT")
 
 
 @dataclasses.dataclass
 class Row:
-    """One figure. `compared` says which number the bar is about: "value" or "ratio"."""
+    """One figure. `compared` says which number the bar is about: "value", "ratio" or "difference"."""
 
     what: str
     value: float
@@ -26,16 +26,23 @@ class Row:
             self.ratio = self.value / self.reference
 
     @property
+    def difference(self):
+        """How much more than the reference it is."""
+        return self.value - (self.reference or 0)
+
+    @property
     def passed(self):
         """Whether the bar is kept, or None where there is none."""
         return None if self.bar is None else getattr(self, self.compared) <= self.bar
 
     def cells(self):
         unit = f" {self.unit}" if self.unit else ""
-        bar = "" if self.bar is None else f"<= {self.bar:g}" + ("" if self.compared == "ratio" else unit)
+        sign = "+" if self.compared == "difference" else ""
+        bar = "" if self.bar is None else f"<= {sign}{self.bar:g}" + ("" if self.compared == "ratio" else unit)
         result = {None: "", True: "kept", False: "MISSED"}[self.passed]
         return (
             self.what, _number(self.value) + unit, "" if self.reference is None else _number(self.reference) + unit,
+            "" if not self.reference else f"{self.difference:+.3g}{unit}",
             "" if self.ratio is None else f"{self.ratio:.2f}", bar, result + (f"  ({self.note})" if self.note else ""),
         )
 
