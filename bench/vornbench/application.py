@@ -20,8 +20,8 @@ from .report import Row
 WATCHER = "org.kde.StatusNotifierWatcher"
 ITEM = "org.kde.StatusNotifierItem"
 PATIENCE = 60.0  # seconds
-# How much more than the minimal tray. A difference, since what the tray itself takes depends on the desktop's theme
-# for the toolkit, which ours does not.
+# How much more than the minimal tray. A difference, since the toolkit's own share, which both have, depends on the
+# desktop's theme for it, and the ratio with it.
 START_BAR = 15  # ms
 MEMORY_BAR = 10  # MiB
 FEW, MANY = 30, 300
