@@ -234,12 +234,10 @@ TEST_F(ChildProcessLinuxTest, LeavesAReleasedChildToFinishByItself) {
   const auto go = folder.Path() / "go";
   const auto mark = folder.Path() / "done";
   auto child = Discarding("while ! [ -e " + go.string() + " ]; do sleep 0.01; done; echo >" + mark.string());
-  std::thread waiter([&] {
-    child->AwaitEnd();
-    child.reset();
-  });
+  std::thread waiter([&] { child->AwaitEnd(); });
   child->Release();
   waiter.join();
+  child.reset();
   EXPECT_TRUE(HasAnyChild());
   std::ofstream(go) << "go";
   EXPECT_TRUE(Eventually([&] { return std::filesystem::exists(mark); }));
