@@ -64,9 +64,9 @@ class ZeroConfEngine {
   /// How long a lookup stays open unanswered while others have no place.
   static constexpr std::chrono::seconds kOpenTime{5};
 
-  /// Starts nothing. `item` is queued at every change of the resolved services,
-  /// from the service thread with the engine's mutex held; it and `dnssd`
-  /// outlive the engine.
+  /// Starts nothing. `item` is queued at every change of the resolved services
+  /// and when browsing ends by itself, from the service thread with the engine's
+  /// mutex held; it and `dnssd` outlive the engine.
   explicit ZeroConfEngine(WorkItem& item, DNSSD& dnssd = SystemDNSSD::Instance(),
                           Clock clock = std::chrono::steady_clock::now);
   ZeroConfEngine(const ZeroConfEngine&) = delete;

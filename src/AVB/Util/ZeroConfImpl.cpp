@@ -80,7 +80,10 @@ void ZeroConfEngine::Impl::ServeOneCycle() {
 }
 
 void ZeroConfEngine::Impl::StopByItself() {
-  if (fRunning.exchange(false)) NoteFailure();
+  if (!fRunning.exchange(false)) return;
+  NoteFailure();
+  const std::lock_guard lock(fMutex);
+  if (fItem != nullptr) fItem->Queue();  // nothing has been modified, but the owner can tell the end
 }
 
 void ZeroConfEngine::Impl::NoteFailure() {

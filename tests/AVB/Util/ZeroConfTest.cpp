@@ -365,9 +365,11 @@ TEST_F(ZeroConfEngineTest, AnErrorOfTheLibraryStopsTheEngineAndKeepsItsRecords) 
   ASSERT_TRUE(fDnssd.WaitForBegun("resolve b"));
   ASSERT_TRUE(fDnssd.WaitUntilIdle());
   EXPECT_FALSE(fEngine->HasFailed());
+  EXPECT_TRUE(ClientWoken());
   fDnssd.processError = kDNSServiceErr_Unknown;
   fDnssd.ReplyAdd("c");
   ASSERT_TRUE(Eventually([&] { return fEngine->HasFailed(); }));
+  EXPECT_TRUE(Eventually([&] { return ClientWoken(); }));
   fDnssd.ReplyAdd("d");  // nobody serves this any more
   EXPECT_THAT(Names(), ElementsAre("a"));
   EXPECT_THAT(fDnssd.Released(), ElementsAre("resolve a", "address a.local."));
@@ -381,8 +383,10 @@ TEST_F(ZeroConfEngineTest, AWaitThatFailsStopsTheEngineAndKeepsItsRecords) {
   Browse();
   ResolveFully("a", "a.local.");
   EXPECT_FALSE(fEngine->HasFailed());
+  EXPECT_TRUE(ClientWoken());
   fDnssd.ReplyAdd("b");
   ASSERT_TRUE(Eventually([&] { return fEngine->HasFailed(); }));
+  EXPECT_TRUE(Eventually([&] { return ClientWoken(); }));
   fDnssd.ReplyAdd("c");  // nobody serves this any more
   EXPECT_THAT(Names(), ElementsAre("a"));
   EXPECT_THAT(fDnssd.Released(), ElementsAre("resolve a", "address a.local."));
