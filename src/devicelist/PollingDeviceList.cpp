@@ -28,7 +28,7 @@ PollingDeviceList::PollingDeviceList(Publish publish)
     : PollingDeviceList(std::move(publish), vorn::SystemDNSSD::Instance(), Makers{}) {}
 
 PollingDeviceList::PollingDeviceList(Publish publish, vorn::DNSSD& dnssd, Makers makers)
-    : Watcher(dnssd),
+    : Watcher(dnssd, makers.now),
       fMakers(std::move(makers)),
       fUpdateItem(this, [this] { return UpdateList(); }),
       fPublish(std::move(publish)) {

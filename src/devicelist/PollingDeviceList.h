@@ -32,11 +32,13 @@ class PollingDeviceList : public Watcher {
   static constexpr std::size_t kMaxUnits = 2048;
   static constexpr std::size_t kMaxModels = 512;
 
-  /// How pollers are made; what programs use is the default.
+  /// How pollers are made, and the clock of the hold time; what programs use is
+  /// the default.
   struct Makers {
     std::function<std::unique_ptr<Poller>(Entry, std::shared_ptr<const LocalHosts>)> poller = MakePoller;
     std::function<FirmwarePoller(std::string model, std::string channel, std::function<void()> onChanged)>
         firmwarePoller = MakeFirmwarePoller;
+    Clock now = vorn::AbsoluteTimeGetCurrent;
   };
 
   explicit PollingDeviceList(Publish publish);

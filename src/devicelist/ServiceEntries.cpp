@@ -22,10 +22,10 @@ std::string BaseURL(const ServiceInfo& service) {
 }
 
 std::vector<Entry> EntriesOfService(const ServiceInfo& service) {
-  const std::string kind = vorn::GetValue(service.txt, "vorn.mdns.type");
+  const std::string kind = vorn::GetValue(service.txt, kKeyKind);
   std::vector<Entry> entries;
   if (kind == kTypeDevice || kind == kTypeSwitch) {
-    entries.push_back({service.name, kind, BaseURL(service), vorn::GetValue(service.txt, "uid")});
+    entries.push_back({service.name, kind, BaseURL(service), vorn::GetValue(service.txt, kKeyUID)});
   } else if (kind == kTypeHost) {
     for (const std::string& uid : vorn::GetEmbeddedValues(vorn::GetValue(service.txt, "uid_list"))) {
       entries.push_back({{}, kind, BaseURL(service) + uid + "/", uid});
@@ -35,6 +35,11 @@ std::vector<Entry> EntriesOfService(const ServiceInfo& service) {
 }
 
 }  // namespace
+
+bool AnnouncesUnits(const ServiceInfo& service) {
+  const std::string kind = vorn::GetValue(service.txt, kKeyKind);
+  return kind == kTypeDevice || kind == kTypeHost || kind == kTypeSwitch;
+}
 
 std::vector<Entry> EntriesOfServices(const std::vector<ServiceInfo>& services) {
   std::vector<Entry> entries;

@@ -7,6 +7,13 @@
 
 namespace DeviceList {
 
+/// The TXT keys that tell units from other services.
+inline constexpr char kKeyKind[] = "vorn.mdns.type";
+inline constexpr char kKeyUID[] = "uid";
+
+/// Whether the service announces units: its kind is one of the three.
+[[nodiscard]] bool AnnouncesUnits(const vorn::ZeroConfEngine::ServiceInfo& service);
+
 /// The units that the services announce, in service order: one for a device or
 /// a switch, one for each element of a host's "uid_list". Services that are
 /// none of the three kinds are skipped. Of several entries with one URL the

@@ -7,16 +7,6 @@
 #include "foundation/Console.h"
 
 namespace DeviceList {
-namespace {
-
-constexpr vorn::AbsoluteTime kHoldSeconds =
-    std::chrono::duration<double>(SupervisedDeviceList::kHoldTime).count();
-
-vorn::AbsoluteTime In(std::chrono::duration<double> time) {
-  return vorn::AbsoluteTimeGetCurrent() + time.count();
-}
-
-}  // namespace
 
 SupervisedDeviceList::SupervisedDeviceList(Publish publish, StateChanged stateChanged)
     : SupervisedDeviceList(std::move(publish), std::move(stateChanged), Makers{}) {}
@@ -26,8 +16,7 @@ SupervisedDeviceList::SupervisedDeviceList(Publish publish, StateChanged stateCh
       fStateChanged(std::move(stateChanged)),
       fMakers(std::move(makers)),
       fResponderItem(this, [this] { return HandleResponder(); }),
-      fHoldTimer(vorn::RunLoop::Current(), vorn::kNever, [this] { EndHold(); }),
-      fRetryTimer(vorn::RunLoop::Current(), vorn::kNever, [this] { CheckList(); }) {
+      fRetryTimer(vorn::RunLoop::Current(), vorn::kNever, [this] { CheckBrowsing(); }) {
   fMonitor = fMakers.monitor([this](State state) {
     if (state == State::kAnswering) ++fGeneration;
     fReportedState = state;
@@ -40,58 +29,47 @@ SupervisedDeviceList::~SupervisedDeviceList() = default;
 bool SupervisedDeviceList::HandleResponder() {
   const State state = fReportedState;
   const bool changed = state != std::exchange(fState, state);
-  if (state == State::kAnswering && fBuiltGeneration != fGeneration) Rebuild();
+  if (state != State::kAnswering) {
+    if (fList) fList->PauseHold();
+  } else if (fBrowsedGeneration != fGeneration) {
+    Browse();
+  }
   if (changed && fStateChanged) fStateChanged(state);
   return true;
 }
 
-void SupervisedDeviceList::Rebuild() {
-  fBuiltGeneration = fGeneration;
-  fHeld.Hold(fShown, fMakers.now() + kHoldSeconds);
-  ArmHoldTimer();
-  fCurrent.clear();
-  fList.reset();
-  fFailedEngines = vorn::ZeroConfEngine::FailedEngines();
-  fRetryTimer.SetNextFireDate(In(fMakers.retryTime));
+void SupervisedDeviceList::Browse() {
+  fBrowsedGeneration = fGeneration;
+  ArmRetryTimer();
   try {
-    fList = fMakers.list([this](std::vector<ExtendedDeviceInfo> list) { TakeList(std::move(list)); });
-  } catch (const std::exception& error) {  // no thread or no descriptor left
-    TellOfFailure(std::string("the network cannot be browsed, trying again: ") + error.what());
-    fBuiltGeneration = fGeneration - 1;
-  }
-}
-
-void SupervisedDeviceList::CheckList() {
-  fRetryTimer.SetNextFireDate(In(fMakers.retryTime));
-  if (fState == State::kAnswering && fList) {
-    if (fFailedEngines == vorn::ZeroConfEngine::FailedEngines()) {
-      fToldOfFailure = false;
+    if (fList) {
+      fList->BrowseAnew();
     } else {
-      TellOfFailure("the network is not browsed any more, beginning anew");
-      fBuiltGeneration = fGeneration - 1;
+      fList = fMakers.list(fPublish);
     }
+  } catch (const std::exception& error) {  // no thread or no descriptor left
+    ReportFailure(std::string("the network cannot be browsed, trying again: ") + error.what());
   }
-  fResponderItem.Queue();
 }
 
-void SupervisedDeviceList::TellOfFailure(const std::string& message) {
-  if (!std::exchange(fToldOfFailure, true)) vorn::WriteToConsole(message);
+void SupervisedDeviceList::CheckBrowsing() {
+  ArmRetryTimer();
+  if (fState != State::kAnswering) return;  // browses anew once it answers
+  if (fList && fList->IsBrowsing()) {
+    fReportedFailure = false;
+    return;
+  }
+  ReportFailure("the network is not browsed any more, beginning anew");
+  Browse();
 }
 
-void SupervisedDeviceList::TakeList(std::vector<ExtendedDeviceInfo> list) {
-  fCurrent = std::move(list);
-  fShown = fHeld.Merge(fCurrent);
-  if (fPublish) fPublish(fShown);
+void SupervisedDeviceList::ArmRetryTimer() {
+  const std::chrono::duration<double> time = fMakers.retryTime;
+  fRetryTimer.SetNextFireDate(vorn::AbsoluteTimeGetCurrent() + time.count());
 }
 
-void SupervisedDeviceList::EndHold() {
-  if (fHeld.ReleaseDue(fMakers.now())) TakeList(std::move(fCurrent));
-  ArmHoldTimer();
-}
-
-void SupervisedDeviceList::ArmHoldTimer() {
-  const auto due = fHeld.NextDue();
-  if (due) fHoldTimer.SetNextFireDate(vorn::AbsoluteTimeGetCurrent() + (*due - fMakers.now()));
+void SupervisedDeviceList::ReportFailure(const std::string& message) {
+  if (!std::exchange(fReportedFailure, true)) vorn::WriteToConsole(message);
 }
 
 }  // namespace DeviceList

@@ -7,7 +7,10 @@
 
 #include "AVB/Util/ZeroConf.h"
 #include "devicelist/Entry.h"
+#include "devicelist/HeldServices.h"
 #include "devicelist/LocalHosts.h"
+#include "foundation/AbsoluteTime.h"
+#include "foundation/RunLoopTimer.h"
 #include "foundation/WorkLoop.h"
 
 namespace DeviceList {
@@ -18,12 +21,19 @@ namespace DeviceList {
 ///
 /// Lives on the thread that constructs it: updates and the callback run there,
 /// from its run loop. It does not compare lists; every update delivers.
+///
+/// An engine does not outlive its responder. The watcher outlives both: after
+/// BrowseAnew a list has what the fresh engine names, in its order, and behind
+/// it what HeldServices keeps of before.
 class Watcher : public vorn::WorkLoop {
  public:
+  using Clock = std::function<vorn::AbsoluteTime()>;
+
   /// Starts browsing. Whether that succeeded is not examined: without a
   /// responder the list stays empty. Blocks while a responder is there but
-  /// does not answer.
-  explicit Watcher(vorn::DNSSD& dnssd = vorn::SystemDNSSD::Instance());
+  /// does not answer. `now` is the clock of the hold time.
+  explicit Watcher(vorn::DNSSD& dnssd = vorn::SystemDNSSD::Instance(),
+                   Clock now = vorn::AbsoluteTimeGetCurrent);
   ~Watcher() override;
 
   /// Installs the callback; a full list, possibly empty, is delivered soon
@@ -31,18 +41,42 @@ class Watcher : public vorn::WorkLoop {
   /// watcher's thread under its mutex and must not call this function.
   void OnDeviceListChange(std::function<void(std::vector<Entry>)> callback);
 
+  /// Puts a fresh engine in the place of the one before, and holds what was
+  /// listed. For a responder that answers, again or after browsing has ended:
+  /// blocks as the constructor does. Throws std::system_error or std::bad_alloc when there is
+  /// no thread, descriptor or memory: then nothing browses, and what was listed
+  /// stays until the next call. The watcher's thread, as for the two below.
+  void BrowseAnew();
+
+  /// The responder does not answer: until BrowseAnew, no time counts against
+  /// what is held.
+  void PauseHold();
+
+  /// Whether changes of the network are still noticed: false where the
+  /// responder refused to browse, or browsing has ended by itself.
+  [[nodiscard]] bool IsBrowsing() const;
+
  protected:
   /// The addresses of the ".local" hosts among the resolved services, kept
   /// current by every update; for the units' clients.
   [[nodiscard]] std::shared_ptr<const LocalHosts> Hosts() const { return fHosts; }
 
  private:
+  void Browse();
   bool UpdateDeviceList();
+  [[nodiscard]] HeldServices::Services Services();
+  void ForceUpdate();
+  void EndHold();
+  void ArmHoldTimer();
 
+  vorn::DNSSD& fDnssd;
+  const Clock fNow;
   const std::shared_ptr<LocalHosts> fHosts = std::make_shared<LocalHosts>();
+  HeldServices fHeld;
+  vorn::RunLoopTimer fHoldTimer;
   vorn::CppWorkItem fUpdateItem;
-  vorn::ZeroConfEngine fEngine;
-  std::mutex fMutex;  // guards the two below; taken before the engine's own
+  std::unique_ptr<vorn::ZeroConfEngine> fEngine;  // none only after BrowseAnew has failed
+  std::mutex fMutex;                              // guards the two below; taken before the engine's own
   bool fForceUpdate = false;
   std::function<void(const std::vector<Entry>&)> fCallback;
 };

@@ -46,6 +46,13 @@ template <typename Condition>
   return true;
 }
 
+/// Turns the calling thread's run loop for so long, in which something must not
+/// happen.
+inline void TurnLoopFor(std::chrono::milliseconds time) {
+  const auto end = std::chrono::steady_clock::now() + time;
+  (void)TurnLoopUntil([&] { return std::chrono::steady_clock::now() >= end; });
+}
+
 /// Serves what is waiting on the calling thread's run loop.
 inline void TurnLoop() {
   while (vorn::PollRunLoop::Current()->RunOnce(std::chrono::milliseconds(0))) {

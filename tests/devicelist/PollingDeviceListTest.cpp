@@ -271,6 +271,25 @@ TEST_F(PollingDeviceListTest, UnitAnnouncedAnewAlikeKeepsItsPoller) {
   EXPECT_THAT(NamesOf(fLast), ElementsAre("A"));
 }
 
+TEST_F(PollingDeviceListTest, BrowsingAnewKeepsThePollersAndAsksAboutNoModelAgain) {
+  const std::vector<Service> services{DeviceService("desk"), HostService("rack", "a1:a2")};
+  StartWith(services);
+  Of("http://desk.local/").SayModel(std::string("16A"));
+  Name("desk", "Desk");
+  fBoard.events.clear();
+  for (int restart = 0; restart < 10; ++restart) {
+    fList->BrowseAnew();
+    TurnLoop();
+    EXPECT_THAT(NamesOf(fLast), ElementsAre("Desk"));
+  }
+  Announce(fNetwork, services[1]);
+  TurnLoop();
+  Announce(fNetwork, services[0]);
+  TurnLoop();
+  EXPECT_THAT(fBoard.events, IsEmpty());
+  EXPECT_THAT(fModels, ElementsAre("16A/release"));
+}
+
 TEST_F(PollingDeviceListTest, KeptPollersStandBeforeNewOnes) {
   StartWith({DeviceService("b")});
   Announce(fNetwork, DeviceService("a"));

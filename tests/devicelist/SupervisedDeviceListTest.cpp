@@ -1,7 +1,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <chrono>
+#include <cstddef>
 #include <memory>
 #include <stdexcept>
 #include <string>
@@ -10,49 +12,36 @@
 
 #include "devicelist/SupervisedDeviceList.h"
 #include "tests/devicelist/Announcements.h"
+#include "tests/devicelist/FakePoller.h"
 #include "tests/devicelist/Units.h"
 
 namespace DeviceList {
 namespace {
 
+using testing::Announce;
 using ::testing::ElementsAre;
+using testing::FakePoller;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 using testing::NamesOf;
+using testing::PollerBoard;
 using testing::TurnLoop;
+using testing::TurnLoopFor;
 using testing::TurnLoopUntil;
-using testing::Unit;
-using testing::WithFirmware;
 using State = SupervisedDeviceList::State;
 using List = std::vector<ExtendedDeviceInfo>;
 using std::chrono::steady_clock;
 
-// A supervised list whose monitor is the test and whose lists publish what the
-// test says.
+// A supervised list on a scripted network, whose monitor is the test.
 class SupervisedDeviceListTest : public ::testing::Test {
  protected:
-  // One list that was built: alive until it is destroyed.
-  class BuiltList : public PollingDeviceList {
-   public:
-    BuiltList(SupervisedDeviceListTest& test, vorn::DNSSD& dnssd)
-        : PollingDeviceList({}, dnssd, {}), fTest(test) {
-      fTest.fAliveAtOnce = std::max(fTest.fAliveAtOnce, ++fTest.fAlive);
-    }
-    ~BuiltList() override { --fTest.fAlive; }
-
-   private:
-    SupervisedDeviceListTest& fTest;
-  };
-
   explicit SupervisedDeviceListTest(std::chrono::milliseconds retryTime = SupervisedDeviceList::kRetryTime) {
     SupervisedDeviceList::Makers makers;
     makers.retryTime = retryTime;
-    makers.now = [this] { return fNow ? *fNow : vorn::AbsoluteTimeGetCurrent(); };
-    makers.list = [this](SupervisedDeviceList::Publish publish) -> std::unique_ptr<PollingDeviceList> {
+    makers.list = [this](SupervisedDeviceList::Publish publish) {
       ++fBuilt;
       if (fRefuse) throw std::runtime_error("no thread left");
-      fPublish = std::move(publish);
-      return std::make_unique<BuiltList>(*this, fNetwork);
+      return std::make_unique<PollingDeviceList>(std::move(publish), fNetwork, FakePollers());
     };
     makers.monitor = [this](vorn::ResponderMonitor::Callback report) {
       fReport = std::move(report);
@@ -62,35 +51,61 @@ class SupervisedDeviceListTest : public ::testing::Test {
                                                    [this](State state) { fStates.push_back(state); }, makers);
   }
 
+  ~SupervisedDeviceListTest() override { fList.reset(); }
+
+  // Pollers that show each unit by the name that it announces.
+  PollingDeviceList::Makers FakePollers() {
+    PollingDeviceList::Makers makers;
+    makers.now = [this] { return fNow; };
+    makers.poller = [this](Entry entry, const std::shared_ptr<const LocalHosts>&) {
+      auto poller = std::make_unique<FakePoller>(std::move(entry), fBoard);
+      poller->SayName(poller->GetEntry().name);
+      return poller;
+    };
+    return makers;
+  }
+
   // What the monitor reports, and its coming through to the list's thread.
   void Report(State state) {
     std::thread([&] { fReport(state); }).join();
     TurnLoop();
   }
 
-  // The responder restarts under a list that shows "desk" and "rack".
-  void RestartShowingTwo() {
+  // How often browsing has begun.
+  std::ptrdiff_t Browses() {
+    const auto begun = fNetwork.Begun();
+    return std::count(begun.begin(), begun.end(), "browse");
+  }
+
+  // The responder answers and names a unit, which is shown.
+  void ShowDesk() {
     Report(State::kAnswering);
-    fPublish({Unit("desk", "1"), Unit("rack", "2")});
-    Report(State::kAbsent);
-    Report(State::kAnswering);
-    fPublished.clear();
+    Announce(fNetwork, {"desk", {"vorn.mdns.type=plexadevice", "uid=1"}});
+    TurnLoop();
+    ASSERT_THAT(fPublished.back(), ElementsAre("desk"));
+  }
+
+  // The engine stops by itself.
+  void EndBrowsing() {
+    const std::size_t handled = fNetwork.Handled().size();
+    fNetwork.processError = kDNSServiceErr_Unknown;
+    fNetwork.ReplyBrowse(0, "", 0, kDNSServiceErr_Unknown);
+    EXPECT_TRUE(fNetwork.WaitForHandled(handled + 1));
+    fNetwork.processError = kDNSServiceErr_NoError;
   }
 
   vorn::test::ScriptedDNSSD fNetwork;
-  vorn::optional<vorn::AbsoluteTime> fNow;  // where the hold's clock stands; empty: it runs
+  PollerBoard fBoard;
+  vorn::AbsoluteTime fNow = 1'000;  // the hold's clock
   int fBuilt = 0;
-  int fAlive = 0;
-  int fAliveAtOnce = 0;
   bool fRefuse = false;
-  SupervisedDeviceList::Publish fPublish;
   vorn::ResponderMonitor::Callback fReport;
   std::vector<std::vector<std::string>> fPublished;
   std::vector<State> fStates;
   std::unique_ptr<SupervisedDeviceList> fList;
 };
 
-TEST_F(SupervisedDeviceListTest, BuildsNothingBeforeTheResponderAnswers) {
+TEST_F(SupervisedDeviceListTest, MakesNothingBeforeTheResponderAnswers) {
   TurnLoop();
   Report(State::kAbsent);
   Report(State::kSilent);
@@ -98,15 +113,14 @@ TEST_F(SupervisedDeviceListTest, BuildsNothingBeforeTheResponderAnswers) {
   EXPECT_THAT(fPublished, IsEmpty());
 }
 
-TEST_F(SupervisedDeviceListTest, BuildsAListWhenTheResponderAnswers) {
+TEST_F(SupervisedDeviceListTest, BrowsesWhenTheResponderAnswers) {
   Report(State::kAbsent);
-  Report(State::kAnswering);
+  ShowDesk();
   EXPECT_EQ(fBuilt, 1);
-  fPublish({Unit("desk")});
-  EXPECT_THAT(fPublished, ElementsAre(ElementsAre("desk")));
+  EXPECT_EQ(Browses(), 1);
 }
 
-TEST_F(SupervisedDeviceListTest, TellsEachChangeOfStateOnItsOwnThread) {
+TEST_F(SupervisedDeviceListTest, ReportsEachChangeOfStateOnItsOwnThread) {
   Report(State::kAbsent);
   Report(State::kAnswering);
   Report(State::kSilent);
@@ -114,26 +128,20 @@ TEST_F(SupervisedDeviceListTest, TellsEachChangeOfStateOnItsOwnThread) {
   EXPECT_THAT(fStates, ElementsAre(State::kAbsent, State::kAnswering, State::kSilent, State::kAnswering));
 }
 
-TEST_F(SupervisedDeviceListTest, KeepsTheListWhileTheResponderIsAway) {
-  Report(State::kAnswering);
-  fPublish({Unit("desk")});
+TEST_F(SupervisedDeviceListTest, OneListBrowsesAnewWheneverAResponderAnswersAgain) {
+  ShowDesk();
   Report(State::kAbsent);
-  EXPECT_EQ(fAlive, 1);
-  EXPECT_THAT(fPublished.back(), ElementsAre("desk"));
-}
-
-TEST_F(SupervisedDeviceListTest, BuildsAFreshListWheneverAResponderAnswersAgain) {
-  Report(State::kAnswering);
-  Report(State::kAbsent);
+  EXPECT_EQ(Browses(), 1);
   Report(State::kAnswering);
   Report(State::kSilent);
   Report(State::kAnswering);
-  EXPECT_EQ(fBuilt, 3);
-  EXPECT_EQ(fAlive, 1);
-  EXPECT_EQ(fAliveAtOnce, 1);
+  EXPECT_EQ(Browses(), 3);
+  EXPECT_EQ(fBuilt, 1);
+  EXPECT_THAT(fPublished.back(), ElementsAre("desk"));
+  EXPECT_THAT(fBoard.events, ElementsAre("made http://unit.local/"));
 }
 
-TEST_F(SupervisedDeviceListTest, BuildsAFreshListWhenAnotherResponderTakesOver) {
+TEST_F(SupervisedDeviceListTest, BrowsesAnewWhenAnotherResponderTakesOver) {
   Report(State::kAnswering);
   std::thread([&] {  // both before the loop turns
     fReport(State::kAbsent);
@@ -141,11 +149,11 @@ TEST_F(SupervisedDeviceListTest, BuildsAFreshListWhenAnotherResponderTakesOver) 
   })
       .join();
   TurnLoop();
-  EXPECT_EQ(fBuilt, 2);
+  EXPECT_EQ(Browses(), 2);
   EXPECT_THAT(fStates, ElementsAre(State::kAnswering));
 }
 
-TEST_F(SupervisedDeviceListTest, ResponderThatCameAndWentBeforeTheLoopTurnedIsFoundOnItsReturn) {
+TEST_F(SupervisedDeviceListTest, ResponderThatCameAndWentBeforeTheLoopTurnedIsUsedOnItsReturn) {
   std::thread([&] {
     fReport(State::kAnswering);
     fReport(State::kAbsent);
@@ -153,79 +161,29 @@ TEST_F(SupervisedDeviceListTest, ResponderThatCameAndWentBeforeTheLoopTurnedIsFo
   TurnLoop();
   EXPECT_EQ(fBuilt, 0);
   Report(State::kAnswering);
-  EXPECT_EQ(fBuilt, 1);
+  EXPECT_EQ(Browses(), 1);
 }
 
-TEST_F(SupervisedDeviceListTest, WhatWasShownStaysUntilItIsNamedAgain) {
-  RestartShowingTwo();
-  fPublish({});
-  fPublish({Unit("rack", "2")});
-  fPublish({Unit("new", "3"), Unit("rack", "2")});
-  fPublish({Unit("desk", "1"), Unit("new", "3"), Unit("rack", "2")});
-  fPublish({Unit("new", "3")});
-  EXPECT_THAT(fPublished, ElementsAre(ElementsAre("desk", "rack"), ElementsAre("desk", "rack"),
-                                      ElementsAre("desk", "new", "rack"), ElementsAre("desk", "new", "rack"),
-                                      ElementsAre("new")));
-}
-
-TEST_F(SupervisedDeviceListTest, WhatWasShownIsLetGoOfAfterFiveSecondsAndNotBefore) {
-  const auto begin = steady_clock::now();
-  RestartShowingTwo();
-  fPublish({Unit("rack", "2")});
-  EXPECT_TRUE(TurnLoopUntil([&] { return fPublished.size() == 2; }));
-  EXPECT_THAT(fPublished, ElementsAre(ElementsAre("desk", "rack"), ElementsAre("rack")));
-  EXPECT_GE(steady_clock::now() - begin, SupervisedDeviceList::kHoldTime - std::chrono::milliseconds(1));
-}
-
-TEST_F(SupervisedDeviceListTest, SecondRestartKeepsWhatIsStillHeld) {
-  RestartShowingTwo();
-  fPublish({Unit("rack", "2")});
-  Report(State::kAbsent);
+TEST_F(SupervisedDeviceListTest, UnitThatIsNotNamedAgainGoesAfterFiveSecondsOfAnAnsweringResponder) {
+  const auto pass = [this](State state, double seconds) {
+    Report(state);
+    fNow += seconds;
+    TurnLoop();
+  };
+  ShowDesk();
+  for (int i = 0; i < 4; ++i) {
+    pass(State::kAbsent, 100);
+    pass(State::kAnswering, 1.2);
+  }
+  pass(State::kSilent, 100);
+  EXPECT_THAT(fPublished.back(), ElementsAre("desk"));
+  pass(State::kAnswering, 0.2);
+  pass(State::kSilent, 100);
   Report(State::kAnswering);
-  fPublish({});
-  EXPECT_THAT(fPublished.back(), ElementsAre("desk", "rack"));
+  EXPECT_TRUE(TurnLoopUntil([&] { return fPublished.back().empty(); }));
 }
 
-// The responder restarts every half a second of a clock that only the test
-// moves on.
-class SupervisedDeviceListFlappingTest : public SupervisedDeviceListTest {
- protected:
-  static constexpr int kRestartsInTheHoldTime = 2 * SupervisedDeviceList::kHoldTime.count();
-
-  SupervisedDeviceListFlappingTest() { fNow = vorn::AbsoluteTimeGetCurrent(); }
-
-  void RestartHalfASecondLater() {
-    *fNow += 0.5;
-    Report(State::kAbsent);
-    Report(State::kAnswering);
-  }
-};
-
-TEST_F(SupervisedDeviceListFlappingTest, UnitThatLeftGoesInTimeHoweverOftenTheResponderRestarts) {
-  RestartShowingTwo();
-  for (int restart = 1; restart < kRestartsInTheHoldTime; ++restart) {
-    fPublish({Unit("rack", "2")});
-    RestartHalfASecondLater();
-  }
-  fPublish({Unit("rack", "2")});
-  EXPECT_THAT(fPublished, ::testing::Each(ElementsAre("desk", "rack")));
-  RestartHalfASecondLater();
-  EXPECT_TRUE(TurnLoopUntil([&] { return fPublished.back() == std::vector<std::string>{"rack"}; }));
-}
-
-TEST_F(SupervisedDeviceListFlappingTest, UnitThatIsThereStaysHoweverOftenTheResponderRestarts) {
-  const auto full = WithFirmware(Unit("desk", "1"), {1, 2, 3, 4});
-  Report(State::kAnswering);
-  fPublish({full});
-  for (int restart = 0; restart < 2 * kRestartsInTheHoldTime; ++restart) {
-    RestartHalfASecondLater();
-    fPublish({});
-    fPublish({Unit("desk", "1")});  // its firmware not asked for yet
-  }
-  EXPECT_THAT(fPublished, ::testing::Each(ElementsAre("desk")));
-}
-
-TEST_F(SupervisedDeviceListTest, ListThatCannotBeBuiltIsTriedAgain) {
+TEST_F(SupervisedDeviceListTest, ListThatCannotBeMadeIsTriedAgain) {
   fRefuse = true;
   ::testing::internal::CaptureStderr();
   Report(State::kAnswering);
@@ -233,7 +191,7 @@ TEST_F(SupervisedDeviceListTest, ListThatCannotBeBuiltIsTriedAgain) {
   EXPECT_EQ(fBuilt, 1);
   fRefuse = false;
   EXPECT_TRUE(TurnLoopUntil([&] { return fBuilt == 2; }));
-  EXPECT_EQ(fAlive, 1);
+  EXPECT_EQ(Browses(), 1);
 }
 
 class SupervisedDeviceListRetryTest : public SupervisedDeviceListTest {
@@ -241,29 +199,14 @@ class SupervisedDeviceListRetryTest : public SupervisedDeviceListTest {
   static constexpr std::chrono::milliseconds kShortRetry{50};
   SupervisedDeviceListRetryTest() : SupervisedDeviceListTest(kShortRetry) {}
 
-  // The list's engine stops by itself.
-  void EndBrowsing() {
-    fNetwork.processError = kDNSServiceErr_Unknown;
-    fNetwork.ReplyAdd("x");
-    EXPECT_TRUE(fNetwork.WaitForHandled(1));
-    fNetwork.processError = kDNSServiceErr_NoError;
+  std::ptrdiff_t BrowseCalls() {
+    const auto calls = fNetwork.Calls();
+    return std::count_if(calls.begin(), calls.end(),
+                         [](const std::string& call) { return call.starts_with("browse"); });
   }
 };
 
-TEST_F(SupervisedDeviceListRetryTest, ListThatTheResponderRefusesIsTriedAgain) {
-  ::testing::internal::CaptureStderr();
-  fNetwork.browseError = kDNSServiceErr_Unknown;
-  Report(State::kAnswering);
-  EXPECT_TRUE(TurnLoopUntil([&] { return fBuilt > 1; }));
-  EXPECT_THAT(fNetwork.Begun(), IsEmpty());
-  fNetwork.browseError = kDNSServiceErr_NoError;
-  EXPECT_TRUE(TurnLoopUntil([&] { return !fNetwork.Begun().empty(); }));
-  EXPECT_THAT(::testing::internal::GetCapturedStderr(), HasSubstr("beginning anew"));
-  EXPECT_EQ(fAlive, 1);
-  EXPECT_EQ(fAliveAtOnce, 1);
-}
-
-TEST_F(SupervisedDeviceListRetryTest, ARefusalThatLastsIsToldOnce) {
+TEST_F(SupervisedDeviceListRetryTest, RefusalToBrowseIsTriedAgainAndReportedOnce) {
   const auto count = [](const std::string& console) {
     int lines = 0;
     for (auto at = console.find("anew"); at != std::string::npos; at = console.find("anew", at + 1)) ++lines;
@@ -272,55 +215,53 @@ TEST_F(SupervisedDeviceListRetryTest, ARefusalThatLastsIsToldOnce) {
   ::testing::internal::CaptureStderr();
   fNetwork.browseError = kDNSServiceErr_Unknown;
   Report(State::kAnswering);
-  EXPECT_TRUE(TurnLoopUntil([&] { return fBuilt > 3; }));
+  EXPECT_TRUE(TurnLoopUntil([&] { return BrowseCalls() > 3; }));
+  EXPECT_EQ(Browses(), 0);
   EXPECT_EQ(count(::testing::internal::GetCapturedStderr()), 1);
 
   fNetwork.browseError = kDNSServiceErr_NoError;
-  EXPECT_TRUE(TurnLoopUntil([&] { return !fNetwork.Begun().empty(); }));
-  const auto wentWell = steady_clock::now() + 4 * kShortRetry;
-  EXPECT_TRUE(TurnLoopUntil([&] { return steady_clock::now() >= wentWell; }));
+  EXPECT_TRUE(TurnLoopUntil([&] { return Browses() == 1; }));
+  TurnLoopFor(4 * kShortRetry);  // it went well
   ::testing::internal::CaptureStderr();
   EndBrowsing();
-  const int before = fBuilt;
-  EXPECT_TRUE(TurnLoopUntil([&] { return fBuilt > before; }));
+  EXPECT_TRUE(TurnLoopUntil([&] { return Browses() == 2; }));
   EXPECT_EQ(count(::testing::internal::GetCapturedStderr()), 1) << "another failure";
 }
 
-TEST_F(SupervisedDeviceListRetryTest, ListWhoseBrowsingEndsIsBuiltAnew) {
-  Report(State::kAnswering);
-  fPublish({Unit("desk", "1")});
+TEST_F(SupervisedDeviceListRetryTest, BrowsingThatEndsUnderAnAnsweringResponderBeginsAnew) {
+  ShowDesk();
   EndBrowsing();
   ::testing::internal::CaptureStderr();
-  EXPECT_TRUE(TurnLoopUntil([&] { return fBuilt == 2; }));
+  EXPECT_TRUE(TurnLoopUntil([&] { return Browses() == 2; }));
   EXPECT_THAT(::testing::internal::GetCapturedStderr(), HasSubstr("beginning anew"));
-  fPublish({});
-  EXPECT_THAT(fPublished.back(), ElementsAre("desk"));  // held, as after any restart
+  TurnLoop();
+  EXPECT_THAT(fPublished.back(), ElementsAre("desk"));
+  EXPECT_THAT(fBoard.events, ElementsAre("made http://unit.local/"));
 }
 
-TEST_F(SupervisedDeviceListRetryTest, ListWhoseBrowsingEndsStaysUntilTheResponderAnswers) {
-  Report(State::kAnswering);
+TEST_F(SupervisedDeviceListRetryTest, BrowsingThatEndsWithTheResponderBeginsAnewWhenItAnswers) {
+  ShowDesk();
   Report(State::kSilent);
   EndBrowsing();
   ::testing::internal::CaptureStderr();
-  const auto end = steady_clock::now() + 4 * kShortRetry;
-  EXPECT_TRUE(TurnLoopUntil([&] { return steady_clock::now() >= end; }));
+  TurnLoopFor(4 * kShortRetry);
   EXPECT_THAT(::testing::internal::GetCapturedStderr(), IsEmpty());
-  EXPECT_EQ(fBuilt, 1);
+  EXPECT_EQ(Browses(), 1);
   Report(State::kAnswering);
-  EXPECT_EQ(fBuilt, 2);
+  EXPECT_EQ(Browses(), 2);
 }
 
 TEST_F(SupervisedDeviceListRetryTest, ListThatBrowsesIsLeftAlone) {
   Report(State::kAnswering);
-  const auto end = steady_clock::now() + 4 * kShortRetry;
-  EXPECT_TRUE(TurnLoopUntil([&] { return steady_clock::now() >= end; }));
-  EXPECT_EQ(fBuilt, 1);
+  TurnLoopFor(4 * kShortRetry);
+  EXPECT_EQ(Browses(), 1);
 }
 
 TEST_F(SupervisedDeviceListTest, DestructionEndsTheListToo) {
-  Report(State::kAnswering);
+  ShowDesk();
+  fPublished.clear();
   fList.reset();
-  EXPECT_EQ(fAlive, 0);
+  EXPECT_THAT(fBoard.alive, IsEmpty());
   TurnLoop();
   EXPECT_THAT(fPublished, IsEmpty());
 }

@@ -3,11 +3,13 @@
 
 #include <stdexcept>
 #include <string>
+#include <system_error>
 #include <thread>
 #include <vector>
 
 #include "devicelist/Watcher.h"
 #include "tests/devicelist/Announcements.h"
+#include "tests/support/NoThreadsToBeHad.h"
 
 namespace DeviceList {
 namespace {
@@ -21,6 +23,7 @@ using testing::TurnLoopUntil;
 using testing::Withdraw;
 
 const std::vector<std::string> kDevice{"vorn.mdns.type=plexadevice", "uid=1"};
+constexpr double kHoldSeconds = std::chrono::duration<double>(HeldServices::kHoldTime).count();
 
 class OpenWatcher : public Watcher {
  public:
@@ -42,8 +45,26 @@ class WatcherTest : public ::testing::Test {
     return urls;
   }
 
+  // Delivers what is to be delivered and returns the URLs of the last list.
+  std::vector<std::string> Deliver() {
+    TurnLoop();
+    return LastUrls();
+  }
+
+  // The watcher's engine stops by itself.
+  void EndBrowsing() {
+    const std::size_t handled = fNetwork.Handled().size();
+    fNetwork.processError = kDNSServiceErr_Unknown;
+    fNetwork.ReplyBrowse(0, "", 0, kDNSServiceErr_Unknown);
+    ASSERT_TRUE(fNetwork.WaitForHandled(handled + 1));
+    fNetwork.processError = kDNSServiceErr_NoError;
+    ASSERT_TRUE(TurnLoopUntil([&] { return !fWatcher.IsBrowsing(); }));
+    TurnLoop();
+  }
+
   vorn::test::ScriptedDNSSD fNetwork;
-  OpenWatcher fWatcher{fNetwork};
+  vorn::AbsoluteTime fNow = 1'000;  // the hold's clock
+  OpenWatcher fWatcher{fNetwork, [this] { return fNow; }};
   std::vector<std::vector<Entry>> fLists;
 };
 
@@ -164,6 +185,101 @@ TEST_F(WatcherTest, WithdrawnHostLosesItsAddress) {
   EXPECT_TRUE(TurnLoopUntil([&] { return !fWatcher.Hosts()->AddressesOf("desk.local").empty(); }));
   Withdraw(fNetwork, "Desk");
   EXPECT_TRUE(TurnLoopUntil([&] { return fWatcher.Hosts()->AddressesOf("desk.local").empty(); }));
+}
+
+// A watcher that has listed two units and has begun to browse anew.
+class WatcherAnewTest : public WatcherTest {
+ protected:
+  WatcherAnewTest() {
+    Announce(fNetwork, kDesk);
+    Announce(fNetwork, kRack);
+    Listen();
+    EXPECT_THAT(Deliver(), ElementsAre("http://desk.local/", "http://rack.local/2/"));
+    fWatcher.BrowseAnew();
+  }
+
+  const Service kDesk{"Desk", kDevice, "desk.local.", 80, "192.168.1.1"};
+  const Service kRack{"Rack", {"vorn.mdns.type=plexahost", "uid_list=2"}, "rack.local.", 80, "192.168.1.2"};
+};
+
+TEST_F(WatcherAnewTest, TheOldEngineGoesBeforeTheFreshOneBrowses) {
+  EXPECT_THAT(fNetwork.Released(), ::testing::Contains("browse"));
+  EXPECT_EQ(fNetwork.Calls().back(), fNetwork.Calls().front());
+  EXPECT_TRUE(fWatcher.IsBrowsing());
+  EXPECT_FALSE(fNetwork.Misused());
+}
+
+TEST_F(WatcherAnewTest, WhatTheFreshEngineNamesComesFirstAndWhatIsHeldBehindIt) {
+  EXPECT_THAT(Deliver(), ElementsAre("http://desk.local/", "http://rack.local/2/"));
+  Announce(fNetwork, kRack);
+  EXPECT_THAT(Deliver(), ElementsAre("http://rack.local/2/", "http://desk.local/"));
+  Announce(fNetwork, {"New", {"vorn.mdns.type=plexadevice", "uid=3"}, "new.local."});
+  EXPECT_THAT(Deliver(), ElementsAre("http://rack.local/2/", "http://new.local/", "http://desk.local/"));
+}
+
+TEST_F(WatcherAnewTest, RemovalOfWhatWasNamedAgainCountsAtOnce) {
+  Announce(fNetwork, kDesk);
+  TurnLoop();
+  Withdraw(fNetwork, "Desk");
+  EXPECT_THAT(Deliver(), ElementsAre("http://rack.local/2/"));
+}
+
+TEST_F(WatcherAnewTest, OfTwoServicesWithOneUrlTheOneNamedAnewIsListed) {
+  Announce(fNetwork, {"Other", {"vorn.mdns.type=plexaswitch", "uid=9"}, "desk.local."});
+  EXPECT_THAT(Deliver(), ElementsAre("http://desk.local/", "http://rack.local/2/"));
+  EXPECT_EQ(*fLists.back()[0].name, "Other");
+}
+
+TEST_F(WatcherAnewTest, HostsOfHeldUnitsKeepTheirAddresses) {
+  TurnLoop();
+  EXPECT_THAT(fWatcher.Hosts()->AddressesOf("desk.local"), ElementsAre("192.168.1.1"));
+}
+
+TEST_F(WatcherAnewTest, WhatIsNotNamedGoesWhenTheHoldTimeIsOver) {
+  Announce(fNetwork, kRack);
+  fNow += kHoldSeconds - 0.1;
+  fWatcher.PauseHold();
+  fWatcher.BrowseAnew();
+  TurnLoop();
+  EXPECT_EQ(fLists.back().size(), 2U);
+  fNow += 0.1;
+  fWatcher.BrowseAnew();
+  EXPECT_TRUE(TurnLoopUntil([&] { return LastUrls() == std::vector<std::string>{"http://rack.local/2/"}; }));
+}
+
+TEST_F(WatcherAnewTest, NoTimeCountsWhileNobodyBrowses) {
+  EndBrowsing();
+  fNow += 100;
+  fNetwork.browseError = kDNSServiceErr_Unknown;
+  fWatcher.BrowseAnew();
+  EXPECT_FALSE(fWatcher.IsBrowsing());
+  fNow += 100;
+  {
+    const vorn::testing::NoThreadsToBeHad none;
+    fNetwork.browseError = kDNSServiceErr_NoError;
+    EXPECT_THROW(fWatcher.BrowseAnew(), std::system_error);
+  }
+  EXPECT_FALSE(fWatcher.IsBrowsing());
+  fNow += 100;
+  EXPECT_EQ(Deliver().size(), 2U);
+  fWatcher.BrowseAnew();
+  EXPECT_TRUE(fWatcher.IsBrowsing());
+  EXPECT_EQ(Deliver().size(), 2U);
+}
+
+TEST_F(WatcherTest, ChangeThatTheOldEngineKnewOfIsDelivered) {
+  Listen();
+  Announce(fNetwork, {"Desk", kDevice, "desk.local."});
+  fWatcher.BrowseAnew();
+  EXPECT_THAT(Deliver(), ElementsAre("http://desk.local/"));
+}
+
+TEST_F(WatcherTest, ServicesThatAnnounceNoUnitsAreNotHeld) {
+  Announce(fNetwork, {"Printer", {"uid=1"}, "printer.local."});
+  Listen();
+  fWatcher.BrowseAnew();
+  EXPECT_THAT(Deliver(), IsEmpty());
+  EXPECT_THAT(fWatcher.Hosts()->AddressesOf("printer.local"), IsEmpty());
 }
 
 TEST(WatcherWithoutResponderTest, DeliversAnEmptyList) {

@@ -47,8 +47,4 @@ bool ZeroConfEngine::HasFailed() const {
   return fImpl->HasFailed();
 }
 
-std::size_t ZeroConfEngine::FailedEngines() {
-  return Impl::gFailedEngines;
-}
-
 }  // namespace vorn

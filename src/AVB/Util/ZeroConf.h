@@ -38,7 +38,7 @@ namespace vorn {
 ///
 /// The engine never recovers by itself from the responder's end: after an error
 /// of the wait or of the library it stops in silence and its records stay as
-/// they are. SupervisedDeviceList replaces it.
+/// they are. Its owner replaces it.
 class ZeroConfEngine {
  public:
   /// One resolved service, as clients see it.
@@ -92,11 +92,6 @@ class ZeroConfEngine {
   /// Whether browsing could not be begun, or has ended by itself: a fresh engine
   /// is needed. Any thread.
   [[nodiscard]] bool HasFailed() const;
-
-  /// How many engines of this process could not browse, the library having
-  /// given them nothing to wait for, or have stopped by themselves. Any thread;
-  /// for who holds the only engine, to see that it is to be replaced.
-  static std::size_t FailedEngines();
 
  private:
   class Impl;

@@ -24,7 +24,7 @@ bool ZeroConfEngine::Impl::StartBrowse(const std::string& type, int& result) {
   const DNSServiceErrorType error = fDnssd.Browse(&ref, 0, 0, fType.c_str(), nullptr, BrowseCallbackS, this);
   result = error == kDNSServiceErr_NoError ? 0 : kBrowseFailed;
   if (ref == nullptr) {
-    if (!fBrowseRef) NoteFailure();
+    if (!fBrowseRef) fFailed = true;
     return false;
   }
   fBrowseRef = OperationHandle(fDnssd, ref);
@@ -81,14 +81,9 @@ void ZeroConfEngine::Impl::ServeOneCycle() {
 
 void ZeroConfEngine::Impl::StopByItself() {
   if (!fRunning.exchange(false)) return;
-  NoteFailure();
+  fFailed = true;
   const std::lock_guard lock(fMutex);
   if (fItem != nullptr) fItem->Queue();  // nothing has been modified, but the owner can tell the end
-}
-
-void ZeroConfEngine::Impl::NoteFailure() {
-  fFailed = true;
-  ++gFailedEngines;
 }
 
 std::vector<ZeroConfEngine::Impl::ServiceDataCache> ZeroConfEngine::Impl::GatherWaitList() const {

@@ -20,8 +20,6 @@ namespace vorn {
 /// The engine's state and what its service thread does.
 class ZeroConfEngine::Impl {
  public:
-  inline static std::atomic<std::size_t> gFailedEngines{0};
-
   Impl(WorkItem& item, DNSSD& dnssd, Clock clock);
 
   /// Whether a browse has begun, which a service thread is to serve; `result`
@@ -109,7 +107,6 @@ class ZeroConfEngine::Impl {
   int Wait(const std::vector<ServiceDataCache>& waitList, std::chrono::milliseconds limit);
   void ServeOneCycle();
   void StopByItself();
-  void NoteFailure();
   void ParkUntilDestruction();
 
   DNSSD& fDnssd;

@@ -1,0 +1,114 @@
+#include "devicelist/HeldServices.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "devicelist/ServiceEntries.h"
+
+namespace DeviceList {
+namespace {
+
+using Service = HeldServices::Service;
+
+constexpr double kHoldSeconds = std::chrono::duration<double>(HeldServices::kHoldTime).count();
+
+// Whether both make the same entries. The host's address may differ.
+bool AreEqual(const Service& a, const Service& b) {
+  const auto equalItems = [](const auto& x, const auto& y) { return x.key == y.key && x.value == y.value; };
+  return a.name == b.name && a.type == b.type && a.domain == b.domain && a.host == b.host &&
+         a.port == b.port && std::equal(a.txt.begin(), a.txt.end(), b.txt.begin(), b.txt.end(), equalItems);
+}
+
+std::string NameKey(const Service& service) {
+  return service.name + '\0' + service.type + '\0' + service.domain;
+}
+
+// Empty for a service without a uid of its own.
+std::string UIDKey(const Service& service) {
+  const std::string uid = vorn::GetValue(service.txt, kKeyUID);
+  return uid.empty() ? uid : vorn::GetValue(service.txt, kKeyKind) + '\0' + uid;
+}
+
+}  // namespace
+
+void HeldServices::Hold(Services services, vorn::AbsoluteTime now) {
+  HeldServices fresh;
+  fresh.fCounted = Clock(now);
+  for (Service& service : services) {
+    double until = fresh.fCounted + kHoldSeconds;
+    for (const std::size_t index : SameUnit(service)) {
+      const Held& before = fHeld[index];
+      if (before.isHeld && AreEqual(before.service, service)) until = before.until;
+    }
+    fresh.fByName.emplace(NameKey(service), fresh.fHeld.size());
+    if (auto key = UIDKey(service); !key.empty()) fresh.fByUID.emplace(std::move(key), fresh.fHeld.size());
+    fresh.fHeld.push_back({std::move(service), until});
+  }
+  fresh.fCount = fresh.fHeld.size();
+  *this = std::move(fresh);
+}
+
+double HeldServices::Clock(vorn::AbsoluteTime now) const {
+  return fRunsFrom ? fCounted + (now - *fRunsFrom) : fCounted;
+}
+
+void HeldServices::Run(vorn::AbsoluteTime now) {
+  if (!fRunsFrom) fRunsFrom = now;
+}
+
+void HeldServices::Pause(vorn::AbsoluteTime now) {
+  fCounted = Clock(now);
+  fRunsFrom = {};
+}
+
+bool HeldServices::ReleaseDue(vorn::AbsoluteTime now) {
+  const std::size_t before = fCount;
+  const double clock = Clock(now);
+  for (Held& held : fHeld) {
+    if (held.until <= clock) LetGo(held);
+  }
+  return fCount != before;
+}
+
+vorn::optional<vorn::AbsoluteTime> HeldServices::NextDue() const {
+  if (!fRunsFrom || fCount == 0) return {};
+  double first = fCounted + kHoldSeconds;  // no time ends later
+  for (const Held& held : fHeld) {
+    if (held.isHeld) first = std::min(first, held.until);
+  }
+  return *fRunsFrom + (first - fCounted);
+}
+
+HeldServices::Services HeldServices::Merge(Services fresh) {
+  if (fCount == 0) return fresh;
+  for (const Service& service : fresh) LetGoOf(service);
+  for (const Held& held : fHeld) {
+    if (held.isHeld) fresh.push_back(held.service);
+  }
+  return fresh;
+}
+
+// The services of before that may be this one.
+std::vector<std::size_t> HeldServices::SameUnit(const Service& service) const {
+  std::vector<std::size_t> found;
+  const auto [begin, end] = fByName.equal_range(NameKey(service));
+  for (auto it = begin; it != end; ++it) found.push_back(it->second);
+  const auto byUID = fByUID.find(UIDKey(service));
+  if (byUID != fByUID.end()) found.push_back(byUID->second);
+  return found;
+}
+
+void HeldServices::LetGoOf(const Service& named) {
+  const std::vector<std::size_t> same = SameUnit(named);
+  const auto isNamed = [&](std::size_t index) { return AreEqual(fHeld[index].service, named); };
+  const bool isOfBefore = std::any_of(same.begin(), same.end(), isNamed);
+  for (const std::size_t index : same) {
+    if (!isOfBefore || isNamed(index)) LetGo(fHeld[index]);
+  }
+}
+
+void HeldServices::LetGo(Held& held) {
+  if (std::exchange(held.isHeld, false)) --fCount;
+}
+
+}  // namespace DeviceList
