@@ -23,16 +23,32 @@ class ZeroconfAnnouncer:
         self._zeroconf = AsyncZeroconf(interfaces=[FAR_ADDRESS], ip_version=IPVersion.V4Only)
         await self._zeroconf.zeroconf.async_wait_for_start()
 
-    async def announce(self, unit):
-        info = ServiceInfo(
+    @staticmethod
+    def _info(unit):
+        return ServiceInfo(
             TYPE, f"{unit.name}.{TYPE}", port=unit.port, properties=unit.txt_record(),
             server=f"{unit.host}.local.", parsed_addresses=[unit.address],
         )
-        self._infos[unit.id] = info
+
+    async def announce(self, unit):
+        info = self._infos[unit.id] = self._info(unit)
         # Announcements and goodbyes are repeated for a while; one must not undo the other that came after it.
         await self._quieten(unit)
         self._repeats[unit.id] = await self._zeroconf.async_register_service(info, cooperating_responders=True)
         await asyncio.sleep(0)  # the first one is out when this returns
+
+    async def move(self, unit, told):
+        """Answers with the unit's new address from now on; where `told`, tells everybody at once."""
+        old = self._infos.get(unit.id)
+        if old is None:
+            return
+        await self._quieten(unit)
+        info = self._infos[unit.id] = self._info(unit)
+        if told:
+            self._repeats[unit.id] = await self._zeroconf.async_update_service(info)
+            await asyncio.sleep(0)
+        else:
+            self._zeroconf.zeroconf.registry.async_update(info)
 
     async def goodbye(self, unit):
         info = self._infos.pop(unit.id, None)
@@ -82,6 +98,9 @@ class AvahiAnnouncer:
             return
         self._hosts.pop(unit.id, None)
         await self._reload()
+
+    async def move(self, unit, told):
+        raise ValueError(f"unit {unit.id} is announced by avahi, which gives a host one address for good")
 
     async def fall_silent(self, unit):
         raise ValueError(f"unit {unit.id} is announced by avahi, which never leaves without a goodbye")

@@ -5,7 +5,7 @@ import subprocess
 
 from . import scenario as scenarios
 from .announcer import AvahiAnnouncer, ZeroconfAnnouncer
-from .namespaces import PREFIX_LENGTH, STATE
+from .namespaces import NEAR_ADDRESS, PREFIX_LENGTH, STATE
 from .unitserver import UnitServers
 from .updateserver import UpdateServer
 
@@ -92,6 +92,39 @@ class Director:
             self._remove_address(unit.address)
         else:
             await self._servers.of(unit).close()
+
+    async def _do_move(self, unit, address, told=True):
+        """The unit gives up its address for another one, and tells the network or leaves it to find out."""
+        await self._move([(unit, address)], told)
+
+    async def _do_exchange(self, unit, other, told=True):
+        """Two units get each other's address."""
+        other = self._units[other]
+        await self._move([(unit, other.address), (other, unit.address)], told)
+
+    async def _move(self, moves, told):
+        # In this order nobody is told that a connection has ended, except by who has the address now.
+        for unit, _ in moves:
+            self._remove_address(unit.address)
+        for unit, _ in moves:
+            await self._servers.close(unit)
+        for unit, address in moves:
+            unit.address = address
+        self._add_addresses({address for _, address in moves})
+        self._write_addresses()
+        for unit, _ in moves:
+            await self._servers.open(unit)
+            await self._announcers[unit.announcer].move(unit, told)
+
+    async def _do_near_address(self, address, gap=False):
+        """The near side gets another address and loses its own; `gap`: in the opposite order."""
+        near, wide = self._world.near, PREFIX_LENGTH - 1  # in a subnet of its own, so that neither takes the other along
+        steps = [
+            ["ip", "addr", "add", f"{address}/{wide}", "brd", "+", "dev", "near0"],
+            ["ip", "addr", "del", f"{NEAR_ADDRESS}/{PREFIX_LENGTH}", "dev", "near0"],
+        ]
+        for step in reversed(steps) if gap else steps:
+            near.setup(step)
 
     async def _do_rename(self, unit, name, uid=None):
         self._device(unit, uid).rename(name)

@@ -169,7 +169,7 @@ def main():
     if table is None:
         return
     try:
-        sides = namespaces.lay_out()
+        sides = namespaces.lay_out(scenario.build(table).nss_mdns)
         asyncio.run(run(control, table, sides, log))
     except Exception as error:
         try:

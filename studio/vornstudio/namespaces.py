@@ -63,13 +63,16 @@ class Side:
         subprocess.run(prefix + list(argv), check=True, pass_fds=self._descriptors, **options)
 
 
-def lay_out():
-    """Builds both sides; returns (far, near). Called once, before any thread or event loop exists."""
+def lay_out(nss_mdns=True):
+    """Builds both sides; returns (far, near). Called once, before any thread or event loop exists.
+
+    Without `nss_mdns` the near side's resolver knows no ".local" names.
+    """
     _mount_process_table()
     _make_run_private()
     os.makedirs(f"{STATE}/etc-avahi/services")
     _lend_responder_account()
-    descriptors, holder = _fork_near()
+    descriptors, holder = _fork_near(nss_mdns)
     far, near = Side("far"), Side("near", descriptors)
     _mount_side(f"{STATE}/etc-avahi")
     _join(holder, far, near)
@@ -145,7 +148,13 @@ def _name_update_server():
     mount(f"{STATE}/hosts", "/etc/hosts", None, MS_BIND)
 
 
-def _fork_near():
+def _resolve_without_mdns():
+    with open(f"{STATE}/nsswitch.conf", "w") as file:
+        file.write("hosts: files dns\n")
+    mount(f"{STATE}/nsswitch.conf", "/etc/nsswitch.conf", None, MS_BIND)
+
+
+def _fork_near(nss_mdns):
     mine, theirs = socket.socketpair()
     pid = os.fork()
     if pid == 0:
@@ -154,6 +163,8 @@ def _fork_near():
             unshare(CLONE_NEWNS | CLONE_NEWNET)
             _mount_side()
             _name_update_server()
+            if not nss_mdns:
+                _resolve_without_mdns()
             os.setsid()
             spaces = [os.open(f"/proc/self/ns/{name}", os.O_RDONLY) for name in ("net", "mnt")]
             socket.send_fds(theirs, [b"+"], spaces)

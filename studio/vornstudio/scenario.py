@@ -16,6 +16,9 @@ ACTIONS = {
     "announce": {"unit"},
     "goodbye": {"unit"},
     "drop": {"unit", "how"},
+    "move": {"unit", "address", "told"},
+    "exchange": {"unit", "other", "told"},
+    "near-address": {"address", "gap"},
     "rename": {"unit", "name", "uid"},
     "set": {"unit", "uid", "model", "firmware", "api", "datastore", "etag", "delay", "away"},
     "status": {"unit", "resource", "status"},
@@ -44,6 +47,7 @@ class Scenario:
     responder: bool = True
     bus: bool = True
     objects: int = 1024  # the daemon's own
+    nss_mdns: bool = True
     ipv6: bool = False
     wait: float = 0.0
     releases: dict = dataclasses.field(default_factory=dict)
@@ -72,7 +76,7 @@ def build(table):
     _check_keys("the scenario", table, known)
     near, server = table.get("near", {}), table.get("update_server", {})
     network = table.get("network", {})
-    _check_keys("[near]", near, {"responder", "bus", "objects"})
+    _check_keys("[near]", near, {"responder", "bus", "objects", "nss_mdns"})
     _check_keys("[update_server]", server, {"wait"})
     _check_keys("[network]", network, {"ipv6"})
     entries = list(table.get("unit", []))
@@ -80,7 +84,8 @@ def build(table):
         entries += _expand(group)
     scenario = Scenario(
         title=table.get("title", ""), length=table.get("length"), responder=near.get("responder", True),
-        bus=near.get("bus", True), objects=near.get("objects", Scenario.objects), ipv6=network.get("ipv6", False), wait=server.get("wait", 0.0),
+        bus=near.get("bus", True), objects=near.get("objects", Scenario.objects),
+        nss_mdns=near.get("nss_mdns", True), ipv6=network.get("ipv6", False), wait=server.get("wait", 0.0),
         releases=table.get("releases", {}), units=make_units(entries),
         timeline=sorted(table.get("timeline", []), key=lambda action: action.get("at", 0)),
     )
@@ -161,8 +166,9 @@ def _check_action(action, ids):
     if verb not in ACTIONS:
         raise ScenarioError(f"{place}: do is one of {', '.join(ACTIONS)}, not {verb}")
     _check_keys(place, action, ACTIONS[verb] | {"at", "do"})
-    if "unit" in ACTIONS[verb] and action.get("unit") not in ids:
-        raise ScenarioError(f"{place}: there is no unit {action.get('unit')}")
+    for field in ACTIONS[verb] & {"unit", "other"}:
+        if action.get(field) not in ids:
+            raise ScenarioError(f"{place}: there is no unit {action.get(field)}")
     choices = {"drop": ("how", DROPS), "responder": ("op", RESPONDER_OPS), "bus": ("op", BUS_OPS)}.get(verb)
     if choices and action.get(choices[0]) not in choices[1]:
         raise ScenarioError(f"{place}: {choices[0]} is one of {', '.join(choices[1])}")

@@ -47,6 +47,9 @@ class UnitServers:
             self._servers[key] = WebServer(unit.address, unit.port, Site(unit), self._log)
         await self._servers[key].open()
 
+    async def close(self, unit):
+        await self._servers.pop((unit.address, unit.port)).close()
+
     def of(self, unit):
         return self._servers[(unit.address, unit.port)]
 
