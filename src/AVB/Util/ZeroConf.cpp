@@ -1,6 +1,7 @@
 #include "AVB/Util/ZeroConf.h"
 
 #include <system_error>
+#include <utility>
 
 #include "AVB/Util/ZeroConfImpl.h"
 #include "foundation/AllSignalsBlocked.h"
@@ -41,6 +42,14 @@ int ZeroConfEngine::GetResolvedServices(std::vector<ServiceInfo>& services) cons
 
 bool ZeroConfEngine::TestAndClearModified() {
   return fImpl->TestAndClearModified();
+}
+
+void ZeroConfEngine::Follow(std::vector<std::string> hosts) {
+  fImpl->Followed().Follow(std::move(hosts));
+}
+
+FollowedHosts::ByHost ZeroConfEngine::FollowedAddresses() const {
+  return fImpl->Followed().Addresses();
 }
 
 bool ZeroConfEngine::HasFailed() const {

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "AVB/Util/DNSSD.h"
+#include "AVB/Util/FollowedHosts.h"
 #include "AVB/Util/SystemDNSSD.h"
 #include "AVB/Util/TxtRecord.h"
 #include "foundation/WorkLoop.h"
@@ -22,8 +23,9 @@ namespace vorn {
 ///                         ^_____________ unanswered for 5 s, 480 open, others waiting
 ///
 /// Each lookup is one-shot: later TXT, port or address changes of a living
-/// instance are not seen. A record stays, unresolved, when a lookup fails, and
-/// is not looked up again; it goes with the removal of its name.
+/// instance are not seen, except in the addresses of hosts that are followed. A
+/// record stays, unresolved, when a lookup fails, and is not looked up again; it
+/// goes with the removal of its name.
 ///
 /// Newcomers come first: 48 lookups begin at a time, each until it is answered
 /// or 250 ms old. Older ones stay open beside them, 480 in all; beyond that, those
@@ -88,6 +90,15 @@ class ZeroConfEngine {
 
   /// Whether the resolved services may have changed since the last call. Any thread.
   bool TestAndClearModified();
+
+  /// Follows the IPv4 addresses of these hosts (as in ServiceInfo, in ".local")
+  /// in the place of those of before, whatever becomes of the services. Resolved
+  /// services and TestAndClearModified know nothing of it; the client's item is
+  /// queued when FollowedAddresses has changed. Any thread.
+  void Follow(std::vector<std::string> hosts);
+
+  /// What is known of the followed hosts. Any thread.
+  [[nodiscard]] FollowedHosts::ByHost FollowedAddresses() const;
 
   /// Whether browsing could not be begun, or has ended by itself: a fresh engine
   /// is needed. Any thread.

@@ -14,7 +14,11 @@ constexpr int kBrowseFailed = 3;
 }  // namespace
 
 ZeroConfEngine::Impl::Impl(WorkItem& item, DNSSD& dnssd, Clock clock)
-    : fDnssd(dnssd), fClock(clock), fWakeup(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)), fItem(&item) {
+    : fDnssd(dnssd),
+      fClock(clock),
+      fWakeup(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)),
+      fFollowed(dnssd, clock, [this] { QueueItem(); }),
+      fItem(&item) {
   if (!fWakeup) throw std::system_error(errno, std::generic_category(), "eventfd");
 }
 
@@ -65,6 +69,7 @@ void ZeroConfEngine::Impl::ThreadProc() {
 void ZeroConfEngine::Impl::ServeOneCycle() {
   YieldUnansweredLookups();
   const std::chrono::milliseconds limit = StartWaitingLookups();
+  fFollowed.Serve(!HasNewcomers());
   const std::vector<ServiceDataCache> waitList = GatherWaitList();
   const int ready = Wait(waitList, limit);
   if (!fRunning) return;
@@ -79,11 +84,21 @@ void ZeroConfEngine::Impl::ServeOneCycle() {
   }
 }
 
+bool ZeroConfEngine::Impl::HasNewcomers() const {
+  const std::lock_guard lock(fMutex);
+  return !fWaiting.empty();
+}
+
+// Without a change of the resolved services.
+void ZeroConfEngine::Impl::QueueItem() {
+  const std::lock_guard lock(fMutex);
+  if (fItem != nullptr) fItem->Queue();
+}
+
 void ZeroConfEngine::Impl::StopByItself() {
   if (!fRunning.exchange(false)) return;
   fFailed = true;
-  const std::lock_guard lock(fMutex);
-  if (fItem != nullptr) fItem->Queue();  // nothing has been modified, but the owner can tell the end
+  QueueItem();
 }
 
 std::vector<ZeroConfEngine::Impl::ServiceDataCache> ZeroConfEngine::Impl::GatherWaitList() const {
@@ -101,6 +116,7 @@ std::vector<ZeroConfEngine::Impl::ServiceDataCache> ZeroConfEngine::Impl::Gather
     }
   }
   if (fBrowseSocket != -1 && fBrowseRef) waitList.push_back({fBrowseSocket, fBrowseRef.Get()});
+  fFollowed.ForEachOpen([&](int socket, DNSServiceRef ref) { waitList.push_back({socket, ref}); });
   return waitList;
 }
 
@@ -135,6 +151,7 @@ void ZeroConfEngine::Impl::ParkUntilDestruction() {
 }
 
 void ZeroConfEngine::Impl::ReleaseOperations() {
+  fFollowed.Release();
   fBrowseRef.Reset();
   std::vector<std::unique_ptr<ServiceData>> records;
   {

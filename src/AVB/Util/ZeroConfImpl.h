@@ -11,6 +11,7 @@
 #include <string>
 #include <vector>
 
+#include "AVB/Util/FollowedHosts.h"
 #include "AVB/Util/ServiceData.h"
 #include "AVB/Util/ZeroConf.h"
 #include "foundation/FileDescriptor.h"
@@ -29,6 +30,7 @@ class ZeroConfEngine::Impl {
   void GetResolvedServices(std::vector<ServiceInfo>& services) const;
   bool TestAndClearModified();
   [[nodiscard]] bool HasFailed() const { return fFailed; }
+  FollowedHosts& Followed() { return fFollowed; }
 
   /// The body of the service thread.
   void ThreadProc();
@@ -106,6 +108,8 @@ class ZeroConfEngine::Impl {
   std::vector<ServiceDataCache> GatherWaitList() const;
   int Wait(const std::vector<ServiceDataCache>& waitList, std::chrono::milliseconds limit);
   void ServeOneCycle();
+  [[nodiscard]] bool HasNewcomers() const;
+  void QueueItem();
   void StopByItself();
   void ParkUntilDestruction();
 
@@ -117,6 +121,7 @@ class ZeroConfEngine::Impl {
   int fBrowseSocket = -1;
   std::atomic<bool> fRunning{false};
   std::atomic<bool> fFailed{false};
+  FollowedHosts fFollowed;
   std::vector<pollfd> fDescriptors;  // the service thread's; kept for its memory
 
   mutable std::mutex fMutex;  // guards everything below

@@ -34,6 +34,24 @@ std::string Words(First first, Rest... rest) {
 
 }  // namespace
 
+namespace {
+
+std::string Description(ScriptedDNSSD::Kind kind, const std::string& key) {
+  switch (kind) {
+    case ScriptedDNSSD::Kind::kBrowse:
+      return "browse";
+    case ScriptedDNSSD::Kind::kResolve:
+      return "resolve " + key;
+    case ScriptedDNSSD::Kind::kAddress:
+      return "address " + key;
+    case ScriptedDNSSD::Kind::kFollow:
+      return "follow " + key;
+  }
+  return {};
+}
+
+}  // namespace
+
 struct ScriptedDNSSD::Operation {
   Kind kind;
   std::string description;
@@ -65,8 +83,7 @@ DNSServiceRef ScriptedDNSSD::Begin(Kind kind, const std::string& key) {
   const std::lock_guard lock(fMutex);
   auto operation = std::make_unique<Operation>();
   operation->kind = kind;
-  operation->description =
-      kind == Kind::kBrowse ? "browse" : (kind == Kind::kResolve ? "resolve " : "address ") + key;
+  operation->description = Description(kind, key);
   operation->number = fNextRef;
   operation->socket = FileDescriptor(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK));
   if (lowestSocket > 0) {
@@ -135,12 +152,25 @@ void ScriptedDNSSD::ReplyResolve(const std::string& name, const char* host, std:
 
 void ScriptedDNSSD::ReplyAddress(const std::string& host, const std::string& address, DNSServiceFlags flags,
                                  DNSServiceErrorType error) {
-  Post("address " + host, [this, host, address, flags, error](DNSServiceRef ref) {
+  PostAddress("address " + host, host, address, flags, 7, error);
+}
+
+void ScriptedDNSSD::ReplyFollowed(const std::string& host, const std::string& address, DNSServiceFlags flags,
+                                  std::uint32_t interfaceIndex, DNSServiceErrorType error) {
+  PostAddress("follow " + host, host, address, flags, interfaceIndex, error);
+}
+
+void ScriptedDNSSD::PostAddress(const std::string& operation, const std::string& host,
+                                const std::string& address, DNSServiceFlags flags,
+                                std::uint32_t interfaceIndex, DNSServiceErrorType error) {
+  Post(operation, [this, host, address, flags, interfaceIndex, error](DNSServiceRef ref) {
     sockaddr_in ipv4{};
     ipv4.sin_family = AF_INET;
     ::inet_pton(AF_INET, address.c_str(), &ipv4.sin_addr);
-    fAddressReply(ref, flags, 7, error, host.c_str(), reinterpret_cast<const sockaddr*>(&ipv4), 120,
-                  fOperations.at(ref)->context);
+    const Operation& begun = *fOperations.at(ref);
+    const auto reply = begun.kind == Kind::kFollow ? fFollowReply : fAddressReply;
+    reply(ref, flags, interfaceIndex, error, host.c_str(), reinterpret_cast<const sockaddr*>(&ipv4), 120,
+          begun.context);
   });
 }
 
@@ -272,12 +302,14 @@ DNSServiceErrorType ScriptedDNSSD::GetAddrInfo(DNSServiceRef* ref, DNSServiceFla
                                                std::uint32_t interfaceIndex, std::uint32_t protocol,
                                                const char* hostName, DNSServiceGetAddrInfoReply callback,
                                                void* context) {
-  fAddressReply = callback;
+  // The engine looks its records up on the interface of their resolve.
+  const Kind kind = interfaceIndex == 0 ? Kind::kFollow : Kind::kAddress;
+  (kind == Kind::kFollow ? fFollowReply : fAddressReply) = callback;
   *ref = nullptr;
   Record("address " + Words(flags, interfaceIndex, protocol, hostName));
   const DNSServiceErrorType error = onGetAddrInfo ? onGetAddrInfo(hostName) : kDNSServiceErr_NoError;
   if (error != kDNSServiceErr_NoError) return error;
-  *ref = Begin(Kind::kAddress, hostName);
+  *ref = Begin(kind, hostName);
   const std::lock_guard lock(fMutex);
   fOperations.at(*ref)->context = context;
   return kDNSServiceErr_NoError;

@@ -23,7 +23,7 @@ namespace vorn::test {
 /// like the real library's.
 class ScriptedDNSSD final : public DNSSD {
  public:
-  enum class Kind { kBrowse, kResolve, kAddress };
+  enum class Kind { kBrowse, kResolve, kAddress, kFollow };
 
   ScriptedDNSSD();
   ~ScriptedDNSSD() override;
@@ -51,6 +51,10 @@ class ScriptedDNSSD final : public DNSSD {
   void ReplyAddress(const std::string& host, const std::string& address = "192.168.1.20",
                     DNSServiceFlags flags = kDNSServiceFlagsAdd,
                     DNSServiceErrorType error = kDNSServiceErr_NoError);
+  /// To an address look-up on any interface, which hosts are followed by.
+  void ReplyFollowed(const std::string& host, const std::string& address,
+                     DNSServiceFlags flags = kDNSServiceFlagsAdd, std::uint32_t interfaceIndex = 7,
+                     DNSServiceErrorType error = kDNSServiceErr_NoError);
   /// Runs `reply` as the pending operation's reply, with its reference and context.
   void ReplyWith(const std::string& operation, std::function<void(DNSServiceRef, void*)> reply);
   /// Calls back with a null address.
@@ -67,7 +71,7 @@ class ScriptedDNSSD final : public DNSSD {
   /// Waits until every reply given so far was handled, and one cycle more.
   bool WaitUntilIdle();
 
-  // "browse", "resolve NAME", "address HOST", in order.
+  // "browse", "resolve NAME", "address HOST", "follow HOST", in order.
   [[nodiscard]] std::vector<std::string> Begun();
   [[nodiscard]] std::vector<std::string> Released();
   [[nodiscard]] std::vector<std::string> Handled();
@@ -84,6 +88,7 @@ class ScriptedDNSSD final : public DNSSD {
   [[nodiscard]] DNSServiceBrowseReply BrowseReply() { return fBrowseReply; }
   [[nodiscard]] DNSServiceResolveReply ResolveReply() { return fResolveReply; }
   [[nodiscard]] DNSServiceGetAddrInfoReply AddressReply() { return fAddressReply; }
+  [[nodiscard]] DNSServiceGetAddrInfoReply FollowReply() { return fFollowReply; }
 
   DNSServiceErrorType Browse(DNSServiceRef* ref, DNSServiceFlags flags, std::uint32_t interfaceIndex,
                              const char* type, const char* domain, DNSServiceBrowseReply callback,
@@ -104,6 +109,8 @@ class ScriptedDNSSD final : public DNSSD {
 
   void Record(const std::string& call);
   DNSServiceRef Begin(Kind kind, const std::string& key);
+  void PostAddress(const std::string& operation, const std::string& host, const std::string& address,
+                   DNSServiceFlags flags, std::uint32_t interfaceIndex, DNSServiceErrorType error);
   void Post(const std::string& description, Reply reply);
   bool WaitFor(const std::function<bool()>& condition);
   Operation* Pending(const std::string& description);
@@ -125,6 +132,7 @@ class ScriptedDNSSD final : public DNSSD {
   DNSServiceBrowseReply fBrowseReply = nullptr;
   DNSServiceResolveReply fResolveReply = nullptr;
   DNSServiceGetAddrInfoReply fAddressReply = nullptr;
+  DNSServiceGetAddrInfoReply fFollowReply = nullptr;
 };
 
 /// The wire form of a TXT record with these items ("key=value" or "key").

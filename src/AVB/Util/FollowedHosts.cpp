@@ -1,0 +1,160 @@
+#include "AVB/Util/FollowedHosts.h"
+
+#include <netinet/in.h>
+
+#include <algorithm>
+#include <cstring>
+#include <utility>
+
+#include "foundation/Log.h"
+
+namespace vorn {
+
+FollowedHosts::FollowedHosts(DNSSD& dnssd, Clock clock, std::function<void()> onChanged)
+    : fDnssd(dnssd), fClock(clock), fOnChanged(std::move(onChanged)) {}
+
+void FollowedHosts::Follow(std::vector<std::string> hosts) {
+  if (hosts.size() > kMaxHosts) hosts.resize(kMaxHosts);
+  std::sort(hosts.begin(), hosts.end());
+  const std::lock_guard lock(fMutex);
+  if (hosts == fWanted) return;
+  fWanted = std::move(hosts);
+  fWantedChanged = true;
+}
+
+FollowedHosts::ByHost FollowedHosts::Addresses() const {
+  const std::lock_guard lock(fMutex);
+  return fAddresses;
+}
+
+void FollowedHosts::Serve(bool mayBegin) {
+  TakeWanted();
+  if (fHosts.empty()) return;
+  const Moment now = fClock();
+  for (auto& [name, host] : fHosts) {
+    if (!host.lookup && mayBegin && host.nextTry <= now) Begin(name, host);
+    if (host.isComplete || host.known.empty() || now < host.completeAt) continue;
+    host.isComplete = true;
+    Publish(name, host);
+  }
+}
+
+void FollowedHosts::TakeWanted() {
+  std::vector<std::string> wanted;
+  {
+    const std::lock_guard lock(fMutex);
+    if (!fWantedChanged) return;
+    wanted = fWanted;
+  }
+  ForgetUnwanted(wanted);
+  for (const std::string& name : wanted) fHosts.try_emplace(name);
+  const std::lock_guard lock(fMutex);  // last: where memory was lacking it is done again
+  if (wanted == fWanted) fWantedChanged = false;
+}
+
+void FollowedHosts::ForgetUnwanted(const std::vector<std::string>& wanted) {
+  const auto isUnwanted = [&](const auto& entry) {
+    return !std::binary_search(wanted.begin(), wanted.end(), entry.first);
+  };
+  std::erase_if(fHosts, isUnwanted);
+  const std::lock_guard lock(fMutex);
+  std::erase_if(fAddresses, isUnwanted);
+}
+
+void FollowedHosts::Begin(const std::string& name, Host& host) {
+  DNSServiceRef ref = nullptr;
+  host.nextTry = fClock() + kRetryTime;
+  const DNSServiceErrorType error =
+      fDnssd.GetAddrInfo(&ref, 0, 0, kDNSServiceProtocol_IPv4, (name + ".").c_str(), ReplyS, this);
+  OperationHandle lookup(fDnssd, ref);
+  if (error != kDNSServiceErr_NoError || !lookup) return;
+  host.socket = fDnssd.RefSockFD(ref);
+  host.lookup = std::move(lookup);
+}
+
+void FollowedHosts::ForEachOpen(const std::function<void(int, DNSServiceRef)>& call) const {
+  for (const auto& [name, host] : fHosts) {
+    if (host.lookup && host.socket != -1) call(host.socket, host.lookup.Get());
+  }
+}
+
+void FollowedHosts::Release() {
+  fHosts.clear();
+}
+
+void FollowedHosts::ReplyS(DNSServiceRef ref, DNSServiceFlags flags, std::uint32_t interfaceIndex,
+                           DNSServiceErrorType error, const char* /*host*/, const sockaddr* address,
+                           std::uint32_t /*timeToLive*/, void* context) {
+  if (context == nullptr) return;
+  try {
+    static_cast<FollowedHosts*>(context)->Reply(ref, flags, interfaceIndex, error, address);
+  } catch (...) {
+    if (Log::details::g_runtime_level <= Log::kError) {
+      Log::details::Log(Log::kError, __FILE__, __LINE__, "", "exception in the reply of a followed host");
+    }
+  }
+}
+
+void FollowedHosts::Reply(DNSServiceRef ref, DNSServiceFlags flags, std::uint32_t interfaceIndex,
+                          DNSServiceErrorType error, const sockaddr* address) {
+  const auto found = std::find_if(fHosts.begin(), fHosts.end(),
+                                  [&](const auto& entry) { return entry.second.lookup.Get() == ref; });
+  if (ref == nullptr || found == fHosts.end()) return;
+  Host& host = found->second;
+  if (error != kDNSServiceErr_NoError) {  // the last reply; what is known stays
+    host.lookup.Reset();
+    host.nextTry = fClock() + kRetryTime;
+    return;
+  }
+  if (address == nullptr || address->sa_family != AF_INET) return;
+  sockaddr_in ipv4{};
+  std::memcpy(&ipv4, address, sizeof ipv4);
+  Known known{{}, interfaceIndex};
+  std::memcpy(known.address.data(), &ipv4.sin_addr, known.address.size());
+  if ((flags & kDNSServiceFlagsAdd) != 0) {
+    Add(host, known);
+  } else {
+    Remove(host, known);
+  }
+  Publish(found->first, host);
+}
+
+void FollowedHosts::Add(Host& host, const Known& known) const {
+  if (host.known.empty()) host.completeAt = fClock() + kCompleteTime;
+  if (std::exchange(host.isGone, false)) host.known.clear();
+  if (std::find(host.known.begin(), host.known.end(), known) != host.known.end()) return;
+  // On a further interface an address is no newer than it was.
+  const auto same = std::find_if(host.known.begin(), host.known.end(),
+                                 [&](const Known& other) { return other.address == known.address; });
+  host.known.insert(same == host.known.end() ? host.known.begin() : same + 1, known);
+  if (host.known.size() > kMaxAddresses) host.known.pop_back();
+}
+
+void FollowedHosts::Remove(Host& host, const Known& known) {
+  if (host.known.size() > 1) {
+    std::erase(host.known, known);
+  } else if (!host.known.empty() && host.known.front() == known) {
+    host.isGone = true;
+  }
+}
+
+void FollowedHosts::Publish(const std::string& name, const Host& host) {
+  if (host.known.empty()) return;
+  HostAddresses fresh;
+  fresh.isComplete = host.isComplete;
+  for (const Known& known : host.known) {
+    std::string text = DottedDecimal(known.address);
+    if (std::find(fresh.addresses.begin(), fresh.addresses.end(), text) == fresh.addresses.end()) {
+      fresh.addresses.push_back(std::move(text));
+    }
+  }
+  {
+    const std::lock_guard lock(fMutex);
+    HostAddresses& published = fAddresses[name];
+    if (published == fresh) return;
+    std::swap(published, fresh);
+  }
+  fOnChanged();
+}
+
+}  // namespace vorn
