@@ -3,17 +3,9 @@
 #include <utility>
 
 #include "devicelist/ServiceEntries.h"
+#include "foundation/ASCII.h"
 
 namespace DeviceList {
-namespace {
-
-LocalHosts::Table AddressesOfServices(const HeldServices::Services& services) {
-  LocalHosts::Table table;
-  for (const auto& service : services) table[service.host].push_back(service.address);
-  return table;
-}
-
-}  // namespace
 
 Watcher::Watcher(vorn::DNSSD& dnssd, Clock now)
     : fDnssd(dnssd),
@@ -41,7 +33,8 @@ void Watcher::Browse() {
 }
 
 void Watcher::BrowseAnew() {
-  fHeld.Hold(Services(), fNow());
+  fHeld.Hold(fHeld.Merge(Resolved()), fNow());
+  KeepHosts();
   ForceUpdate();    // the old engine may know of a change that was not delivered
   fEngine.reset();  // first, so that the fresh one finds its descriptors free
   Browse();
@@ -58,24 +51,63 @@ bool Watcher::IsBrowsing() const {
   return fEngine && !fEngine->HasFailed();
 }
 
-HeldServices::Services Watcher::Services() {
+HeldServices::Services Watcher::Resolved() const {
   HeldServices::Services services;
   if (fEngine) fEngine->GetResolvedServices(services);
   std::erase_if(services, [](const auto& service) { return !AnnouncesUnits(service); });
-  return fHeld.Merge(std::move(services));
+  return services;
 }
 
 bool Watcher::UpdateDeviceList() {
   if (!IsBrowsing()) PauseHold();  // nobody looks for what is held
+  UpdateHosts();
   const std::lock_guard lock(fMutex);
   const bool modified = fEngine && fEngine->TestAndClearModified();
   if (!modified && !fForceUpdate) return true;
   fForceUpdate = false;
   if (!fCallback) return true;
-  const HeldServices::Services services = Services();
-  fHosts->Replace(AddressesOfServices(services));
-  fCallback(EntriesOfServices(services));
+  HeldServices::Services resolved = Resolved();
+  const HeldServices::Services listed = fHeld.Merge(resolved);
+  TakeHosts(resolved, listed);
+  fCallback(EntriesOfServices(listed));
   return true;
+}
+
+// An address that was just resolved comes before those of before. These stay
+// until the following knows better: a fresh engine has not followed yet.
+void Watcher::TakeHosts(const HeldServices::Services& resolved, const HeldServices::Services& listed) {
+  LocalHosts::Table hosts;
+  for (const auto& service : resolved) hosts[vorn::LowerASCII(service.host)].push_back(service.address);
+  for (const auto& service : listed) hosts.try_emplace(vorn::LowerASCII(service.host));
+  std::vector<std::string> followed;
+  for (auto& [host, addresses] : hosts) {
+    const auto before = fHosts->AddressesOf(host);
+    addresses.insert(addresses.end(), before.begin(), before.end());
+    if (LocalHosts::IsLocal(host)) followed.push_back(host);
+  }
+  fAnnounced.swap(hosts);
+  if (fEngine) fEngine->Follow(std::move(followed));
+  UpdateHosts();
+}
+
+// Takes over what the old engine has followed.
+void Watcher::KeepHosts() {
+  UpdateHosts();
+  for (auto& [host, addresses] : fAnnounced) addresses = fHosts->AddressesOf(host);
+}
+
+void Watcher::UpdateHosts() {
+  LocalHosts::Table table = fAnnounced;
+  if (fEngine) {
+    for (auto& [host, followed] : fEngine->FollowedAddresses()) {
+      const auto found = table.find(host);
+      if (found == table.end()) continue;
+      auto& addresses = found->second;
+      if (followed.isComplete) addresses.clear();
+      addresses.insert(addresses.begin(), followed.addresses.begin(), followed.addresses.end());
+    }
+  }
+  fHosts->Replace(table);
 }
 
 void Watcher::ForceUpdate() {

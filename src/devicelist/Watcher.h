@@ -57,14 +57,17 @@ class Watcher : public vorn::WorkLoop {
   [[nodiscard]] bool IsBrowsing() const;
 
  protected:
-  /// The addresses of the ".local" hosts among the resolved services, kept
-  /// current by every update; for the units' clients.
+  /// The addresses of the units' ".local" hosts, kept current as the hosts tell
+  /// them; for the units' clients.
   [[nodiscard]] std::shared_ptr<const LocalHosts> Hosts() const { return fHosts; }
 
  private:
   void Browse();
   bool UpdateDeviceList();
-  [[nodiscard]] HeldServices::Services Services();
+  [[nodiscard]] HeldServices::Services Resolved() const;
+  void TakeHosts(const HeldServices::Services& resolved, const HeldServices::Services& listed);
+  void KeepHosts();
+  void UpdateHosts();
   void ForceUpdate();
   void EndHold();
   void ArmHoldTimer();
@@ -72,6 +75,8 @@ class Watcher : public vorn::WorkLoop {
   vorn::DNSSD& fDnssd;
   const Clock fNow;
   const std::shared_ptr<LocalHosts> fHosts = std::make_shared<LocalHosts>();
+  LocalHosts::Table
+      fAnnounced;  // the units' hosts, by lower-case name, with what is known beside the following
   HeldServices fHeld;
   vorn::RunLoopTimer fHoldTimer;
   vorn::CppWorkItem fUpdateItem;

@@ -187,6 +187,82 @@ TEST_F(WatcherTest, WithdrawnHostLosesItsAddress) {
   EXPECT_TRUE(TurnLoopUntil([&] { return fWatcher.Hosts()->AddressesOf("desk.local").empty(); }));
 }
 
+// A watcher that has listed a unit, whose host it follows.
+class WatcherAddressTest : public WatcherTest {
+ protected:
+  WatcherAddressTest() {
+    Announce(fNetwork, {"Desk", kDevice, "Desk.local.", 80, "192.168.1.1"});
+    Listen();
+    EXPECT_THAT(Deliver(), ElementsAre("http://Desk.local/"));
+    EXPECT_TRUE(fNetwork.WaitForBegun("follow desk.local."));
+  }
+
+  void Tell(const std::string& address, DNSServiceFlags flags = kDNSServiceFlagsAdd) {
+    fNetwork.ReplyFollowed("desk.local.", address, flags);
+    ASSERT_TRUE(fNetwork.WaitUntilIdle());
+    TurnLoop();
+  }
+
+  // The addresses that the units' clients get.
+  std::vector<std::string> Addresses() { return fWatcher.Hosts()->AddressesOf("Desk.local"); }
+  [[nodiscard]] bool AddressesBecome(const std::vector<std::string>& addresses) {
+    return TurnLoopUntil([&] { return Addresses() == addresses; });
+  }
+};
+
+TEST_F(WatcherAddressTest, AddressesFollowTheHostAndNoListIsDelivered) {
+  Tell("192.168.1.1");
+  Tell("192.168.1.2");
+  EXPECT_THAT(Addresses(), ElementsAre("192.168.1.2", "192.168.1.1"));
+  Tell("192.168.1.1", 0);
+  EXPECT_TRUE(AddressesBecome({"192.168.1.2"}));
+  EXPECT_EQ(fLists.size(), 1U);
+}
+
+TEST_F(WatcherAddressTest, ResolvedAddressStaysUntilTheHostHasToldAllOfIts) {
+  Tell("192.168.1.2");
+  EXPECT_THAT(Addresses(), ElementsAre("192.168.1.2", "192.168.1.1"));
+  EXPECT_TRUE(AddressesBecome({"192.168.1.2"}));
+}
+
+TEST_F(WatcherAddressTest, FreshEngineFollowsToo) {
+  Tell("192.168.1.2");
+  ASSERT_TRUE(AddressesBecome({"192.168.1.2"}));
+  fWatcher.BrowseAnew();
+  TurnLoop();
+  EXPECT_THAT(Addresses(), ElementsAre("192.168.1.2"));
+  ASSERT_TRUE(fNetwork.WaitForBegun("follow desk.local.", 2));
+  Tell("192.168.1.3");
+  EXPECT_THAT(Addresses(), ElementsAre("192.168.1.3", "192.168.1.2"));
+  EXPECT_TRUE(AddressesBecome({"192.168.1.3"}));
+}
+
+TEST_F(WatcherAddressTest, AddressResolvedByTheFreshEngineComesBeforeThatOfBefore) {
+  fWatcher.BrowseAnew();
+  Announce(fNetwork, {"Desk", kDevice, "Desk.local.", 80, "192.168.1.9"});
+  TurnLoop();
+  EXPECT_THAT(Addresses(), ElementsAre("192.168.1.9", "192.168.1.1"));
+}
+
+TEST_F(WatcherAddressTest, HostOfAUnitThatLeftIsFollowedNoMore) {
+  Withdraw(fNetwork, "Desk");
+  TurnLoop();
+  EXPECT_TRUE(fNetwork.WaitForReleased("follow desk.local."));
+  EXPECT_THAT(Addresses(), IsEmpty());
+}
+
+TEST_F(WatcherAddressTest, OnlyLocalHostsOfUnitsAreFollowed) {
+  Announce(fNetwork, {"Printer", {}, "printer.local."});
+  Announce(fNetwork, {"Far", kDevice, "far.example."});
+  Announce(fNetwork, {"Last", kDevice, "last.local."});
+  TurnLoop();
+  ASSERT_TRUE(fNetwork.WaitForBegun("follow last.local."));
+  for (const std::string& call : fNetwork.Begun()) {
+    EXPECT_THAT(call, ::testing::AnyOf(::testing::Not(::testing::StartsWith("follow")), "follow desk.local.",
+                                       "follow last.local."));
+  }
+}
+
 // A watcher that has listed two units and has begun to browse anew.
 class WatcherAnewTest : public WatcherTest {
  protected:
