@@ -1,7 +1,10 @@
 #include "devicelist/CurlTransfer.h"
 
 #include <curl/curl.h>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
 #include <poll.h>
+#include <sys/socket.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -18,6 +21,9 @@ constexpr long kSendBufferBytes = 16384;    // the smallest there is
 constexpr std::chrono::milliseconds kLongestWait{1000};
 constexpr char kAcceptEncoding[] = "Accept-Encoding: gzip, deflate";  // decoded by ResponseCollector
 constexpr long kFirstFinalStatus = 200;
+/// A kept connection on which the peer has acknowledged nothing for so long is
+/// dead: the peer has gone, or the address that it knows us by is no longer ours.
+constexpr std::chrono::milliseconds kSilentTime{5000};
 /// Stands in for a host's name beyond ASCII, which the client would take for an
 /// internationalised one and look up in another spelling.
 constexpr char kPlainName[] = "host.local";
@@ -66,6 +72,11 @@ int CloseSocket(void* kept, curl_socket_t socket) noexcept {
   auto& keptSocket = *static_cast<curl_socket_t*>(kept);
   if (socket == keptSocket) keptSocket = CURL_SOCKET_BAD;
   return ::close(socket);
+}
+
+void BoundSilence(curl_socket_t socket) noexcept {
+  const auto time = static_cast<unsigned>(kSilentTime.count());
+  ::setsockopt(socket, IPPROTO_TCP, TCP_USER_TIMEOUT, &time, sizeof time);
 }
 
 template <typename T>
@@ -230,6 +241,7 @@ CurlTransfer::End CurlTransfer::EndOf(int result) const {
     fHandles->keptSocket = kept;
   long made = 1;
   curl_easy_getinfo(easy, CURLINFO_NUM_CONNECTS, &made);
+  if (made != 0 && kept != CURL_SOCKET_BAD) BoundSilence(kept);
   curl_off_t connectTime = 0;
   curl_easy_getinfo(easy, CURLINFO_CONNECT_TIME_T, &connectTime);
   long status = 0;

@@ -111,11 +111,21 @@ def test_a_move_that_is_not_told_is_noticed_when_the_record_ends(studio):
         program.wait_for_names(*NAMES)
 
 
-@pytest.mark.parametrize("gap", [False, True])
-def test_the_workstation_changes_its_own_address(studio, gap):
+def test_the_workstation_changes_its_own_address(studio):
     with ListProgram(studio) as program:
         program.wait_for_names(*NAMES)
-        place, _ = move(studio, do="near-address", address="10.77.0.9", gap=gap)
+        await_polls(studio, program, "desk")
+        with no_list_lacks_a_unit(program):
+            place, _ = move(studio, do="near-address", address="10.77.0.9")
+            for unit in ("desk", "booth"):
+                await_polls(studio, program, unit, 2, since=place)
+
+
+def test_the_workstation_is_without_an_address_for_a_moment(studio):
+    """The responder withdraws every service then."""
+    with ListProgram(studio) as program:
+        program.wait_for_names(*NAMES)
+        place, _ = move(studio, do="near-address", address="10.77.0.9", gap=True)
         for unit in ("desk", "booth"):
             await_polls(studio, program, unit, 2, since=place)
         program.wait_for_names(*NAMES)
