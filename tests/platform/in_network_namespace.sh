@@ -3,6 +3,8 @@
 # a pair vorn0/vorn1 and, where the kernel has them, more links without
 # hardware. VORN_TEST_LINKS names all that were made.
 set -eu
+. "$(dirname "$0")/../support/need_programs.sh"
+need_programs unshare=util-linux mount=mount ip=iproute2
 
 if [ "$1" != --inside ]; then
   if [ "$(id -u)" = 0 ]; then

@@ -3,6 +3,9 @@
 # in network, mount and process namespaces, with a private message bus and a
 # pair vorn0/vorn1, of which vorn0 has the active profile "Studio: main".
 set -eu
+. "$(dirname "$0")/../support/need_programs.sh"
+need_programs unshare=util-linux mount=mount ip=iproute2 dbus-daemon=dbus-daemon dbus-send=dbus-bin \
+  NetworkManager=network-manager nmcli=network-manager
 
 if [ "$1" != --inside ]; then
   set -- --net --mount --pid --fork --kill-child --mount-proc "$0" --inside "$@"
@@ -53,12 +56,9 @@ ip link set lo up
 ip link add vorn0 type veth peer name vorn1
 ip link set vorn1 up
 dbus-daemon --config-file=/run/bus.conf --nofork &
+bus=$!
 export DBUS_SYSTEM_BUS_ADDRESS=unix:path=/run/bus
-until dbus-send --system --dest=org.freedesktop.DBus / org.freedesktop.DBus.Peer.Ping 2>/dev/null; do
-  sleep 0.1
-done
+wait_for_program dbus-daemon "$bus" dbus-send --system --dest=org.freedesktop.DBus / org.freedesktop.DBus.Peer.Ping
 NetworkManager --no-daemon --config=/run/network-manager.conf --config-dir=/run/empty --log-level=ERR &
-until nmcli -t connection up "Studio: main" >/dev/null 2>&1; do
-  sleep 0.2
-done
+wait_for_program NetworkManager "$!" nmcli -t connection up "Studio: main"
 "$@"
