@@ -1,6 +1,7 @@
 """The status-item application on a virtual desktop in a studio, as its user finds it."""
 
 import os
+import pathlib
 import re
 import signal
 import subprocess
@@ -14,12 +15,22 @@ from vorndesktop import Application, wait_until
 
 BUILD = os.environ["VORN_BUILD"]
 PATIENCE = 40.0  # seconds to wait for what must come, on a loaded machine
+SYSTEM_DATA = pathlib.Path("/usr/share")
 NAME = "Vorn Device Finder"  # as people read it
 HOME = "/run/vorn-studio/home"  # the studio's, in which the program lives
 DOUBLE_CLICK = 0.5  # seconds; the toolkit's interval is 0.4
 ITEM = "org.kde.StatusNotifierItem"
 MENU = "com.canonical.dbusmenu"
 WATCHER = "org.kde.StatusNotifierWatcher"
+
+
+def link_shared_data(source, folder):
+    """Makes a machine's shared data visible in a new folder, but none of the icons of the default theme: among those
+    are the application's where it is installed."""
+    (folder / "icons").mkdir(parents=True)
+    for place in (*source.iterdir(), *(source / "icons").iterdir()):
+        if place not in (source / "icons", source / "icons" / "hicolor"):
+            (folder / place.relative_to(source)).symlink_to(place)
 
 
 class Finder:
@@ -32,6 +43,8 @@ class Finder:
         self.place = None  # the middle of its icon
         self._accessibility = None
         self._last_click = 0.0
+        self._system_data = desktop.folder / "system"
+        link_shared_data(SYSTEM_DATA, self._system_data)
         self._bus = dbus.bus.BusConnection(desktop.bus_address)
 
     def close(self):
@@ -47,7 +60,8 @@ class Finder:
     def launch(self, program=None, stderr=None, **changes):
         """Starts the program, or another one, as the desktop would; returns the process."""
         environment = {
-            **self.desktop.environment, "QT_LINUX_ACCESSIBILITY_ALWAYS_ON": "1", "QT_QPA_PLATFORMTHEME": "", **changes,
+            **self.desktop.environment, "QT_LINUX_ACCESSIBILITY_ALWAYS_ON": "1", "QT_QPA_PLATFORMTHEME": "",
+            "XDG_DATA_DIRS": f"{self.desktop.folder}/share:{self._system_data}", **changes,
         }
         return self.studio.popen(
             [program or self.application.program], stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL,

@@ -1,8 +1,14 @@
 """The bars that host the item: there before us, after us, again, of both kinds, at both edges, on two screens."""
 
+import pathlib
+import shutil
+import types
+
 import pytest
 
 from conftest import CONTROL_ROOM, LIVE_ROOM, MENU_ENTRIES
+from finder import BUILD, link_shared_data
+from vorndesktop import Application
 
 BAR = 28
 
@@ -57,7 +63,21 @@ def test_the_item_is_never_passive_and_goes_dim_without_units(finder):
     assert finder.item_property("Title") or finder.item_property("ToolTip")[2]
 
 
-def test_an_icon_that_is_not_installed_travels_as_pixels(finder):
+@pytest.fixture
+def machine_with_the_icons(tmp_path, monkeypatch):
+    """A machine on which the application is installed; the programs that are tested later see nothing of that."""
+
+    def install(source, place):
+        (machine / place).parent.mkdir(parents=True, exist_ok=True)
+        shutil.copy(source, machine / place)
+
+    machine = tmp_path / "share"
+    link_shared_data(pathlib.Path("/usr/share"), machine)
+    Application(BUILD).install_icons(types.SimpleNamespace(install=install))
+    monkeypatch.setattr("finder.SYSTEM_DATA", machine)
+
+
+def test_an_icon_that_is_not_installed_travels_as_pixels(machine_with_the_icons, finder):
     finder.desktop.start_xfce_panel()
     finder.start_and_find()
     assert finder.item_property("IconName") == ""
