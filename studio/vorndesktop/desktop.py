@@ -145,9 +145,13 @@ class VirtualDesktop:
         return wait_until(lambda: self.windows("Xfce4-panel"), "the bar's window")[0]
 
     def split_screen(self):
-        """Makes two screens side by side of the one; a bar on the left one takes "screen" for its output."""
+        """Makes two screens side by side of the one; a bar on the left one takes "Primary" for its output.
+
+        By a name it would not find it everywhere: some versions of xfce4-panel go by the output's, some by the
+        monitor's.
+        """
         half, height = self.width // 2, self.height
-        for name, x, output in (("left", 0, "screen"), ("right", half, "none")):
+        for name, x, output in (("*left", 0, "screen"), ("right", half, "none")):
             self.run(["xrandr", "--setmonitor", name, f"{half}/160x{height}/200+{x}+0", output])
 
     def start_notices(self):

@@ -96,7 +96,7 @@ def test_the_panel_stands_on_a_bar_at_the_bottom(finder):
 def test_the_panel_stays_on_the_screen_of_its_item(finder):
     desktop = finder.desktop
     desktop.split_screen()
-    desktop.start_xfce_panel(output="screen")
+    desktop.start_xfce_panel(output="Primary")
     finder.start_and_find()
     assert finder.place[0] < desktop.width // 2
     finder.open_panel()
@@ -110,7 +110,7 @@ def test_the_panel_stays_on_the_screen_of_its_item(finder):
 def test_the_panel_stands_on_the_bar_at_twice_the_size(finder, edge):
     desktop = finder.desktop
     desktop.split_screen()
-    desktop.start_xfce_panel(edge=edge, output="screen")
+    desktop.start_xfce_panel(edge=edge, output="Primary")
     finder.start_and_find(edge, QT_SCALE_FACTOR="2")
     finder.open_panel()
     x, y, width, height = desktop.geometry(finder.window())
