@@ -24,11 +24,14 @@ elseif(NOT VORN_SANITIZE STREQUAL "none")
   message(FATAL_ERROR "VORN_SANITIZE must be none, address or thread, not '${VORN_SANITIZE}'")
 endif()
 
-# Hardening where nothing else instruments the code; distributions add their own on top.
+# Hardening where nothing else instruments the code. What a distribution sets in
+# its own flags, it has decided; the rest of its flags come on top.
 if(VORN_SANITIZE STREQUAL "none")
-  target_compile_options(vorn_settings INTERFACE -fstack-protector-strong)
+  if(NOT CMAKE_CXX_FLAGS MATCHES "stack-protector")
+    target_compile_options(vorn_settings INTERFACE -fstack-protector-strong)
+  endif()
   target_link_options(vorn_settings INTERFACE -Wl,-z,relro,-z,now)
-  if(CMAKE_BUILD_TYPE MATCHES "Rel")
+  if(CMAKE_BUILD_TYPE MATCHES "Rel" AND NOT CMAKE_CXX_FLAGS MATCHES "_FORTIFY_SOURCE")
     target_compile_options(vorn_settings INTERFACE -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2)
   endif()
 endif()
@@ -46,9 +49,10 @@ if(VORN_WERROR)
 endif()
 
 # vorn_prefer_size(TARGET): small code rather than fast, where the time goes
-# elsewhere. After the build type's own flags, of which the last counts.
+# elsewhere. After the build type's own flags, of which the last counts; an -O of
+# the distribution's stays.
 function(vorn_prefer_size target)
-  if(VORN_SANITIZE STREQUAL "none" AND NOT CMAKE_BUILD_TYPE STREQUAL "Debug")
+  if(VORN_SANITIZE STREQUAL "none" AND NOT CMAKE_BUILD_TYPE STREQUAL "Debug" AND NOT CMAKE_CXX_FLAGS MATCHES "-O")
     target_compile_options(${target} PRIVATE -Os)
   endif()
 endfunction()
