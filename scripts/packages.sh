@@ -1,5 +1,5 @@
 # Debian packages that the repository's commands need, by purpose; "|" stands
-# between those of which one will do. Sourced.
+# between those of which one will do, the best first. Sourced.
 
 packages_for() {
   case $1 in
@@ -27,7 +27,7 @@ packages_for() {
       echo debootstrap
       ;;
     check)
-      echo clang clang-format clang-tidy libclang-rt-14-dev ccache libbenchmark-dev
+      echo clang 'clang-format-14|clang-format' clang-tidy libclang-rt-dev ccache libbenchmark-dev
       ;;
   esac
 }
@@ -40,12 +40,26 @@ has_one_of() {
   return 1
 }
 
+# available PACKAGE...: the names; of a group the first that this Debian has.
+available() {
+  local group package
+  for group in "$@"; do
+    package=$group
+    if [[ $group == *"|"* ]]; then
+      for package in ${group//|/ }; do
+        if apt-cache show "$package" >/dev/null 2>&1; then break; fi
+      done
+    fi
+    echo "$package"
+  done
+}
+
 # install_packages PURPOSE...: installs what is missing of them, and says what.
 install_packages() {
   local missing=() package purpose
   for purpose in "$@"; do
     for package in $(packages_for "$purpose"); do
-      has_one_of "$package" || missing+=("${package%%|*}")
+      has_one_of "$package" || missing+=("$package")
     done
   done
   [ ${#missing[@]} -gt 0 ] || return 0
@@ -60,5 +74,5 @@ install_packages() {
   fi
   "${as_root[@]}" apt-get update -q >&2 &&
     "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get install -q -y --no-install-recommends \
-      "${missing[@]}" >&2
+      $(available "${missing[@]}") >&2
 }

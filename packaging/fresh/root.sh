@@ -1,59 +1,114 @@
-# A fresh Debian 12 in a folder of its own, to try things as on a new machine.
-# Sourced; needs root. Sets up $root, which goes when the shell does.
+# Debian systems in folders of their own, to try things as on a new machine.
+# Sourced; needs root and debootstrap. A suite is "bookworm" (Debian 12) or
+# "trixie" (Debian 13). What was fetched is kept for two weeks in
+# $VORN_FRESH_CACHE, where the machine keeps that; otherwise it is fetched again.
 
-root=$(mktemp -d /var/tmp/vorn-fresh-XXXXXX)
+fresh_cache=${VORN_FRESH_CACHE:-/var/cache/vorn-fresh}
+fresh_folder=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
+root=                   # the system that in_root enters
+root_binds=()           # FOLDER:PLACE..., seen in it by in_root
+guest_home=/home/guest  # of the user that as_guest is in it
 
-leave_root() {
-  if mountpoint -q "$root"; then umount -R -l "$root"; fi
-  rm -rf --one-file-system "$root"
+# temporary_root SUITE: sets $root to a bare system, which goes when the shell does.
+temporary_root() {
+  root=$(mktemp -d /var/tmp/vorn-fresh-XXXXXX)
+  trap 'rm -rf --one-file-system "$root"' EXIT
+  unpack_system "$1" "$root"
 }
-trap leave_root EXIT
-chmod 755 "$root"  # programs in it run as other users too
 
-make_root() {
+# kept_root SUITE: sets $root to a system that keeps what is installed in it.
+kept_root() {
+  root=$fresh_cache/$1
+  mkdir -p "$fresh_cache"
+  (
+    flock 9
+    if [ -n "$(find "$root/made" -mtime -14 2>/dev/null)" ]; then exit 0; fi
+    rm -rf --one-file-system "$root"
+    unpack_system "$1" "$root"
+    touch "$root/made"
+  ) 9>"$fresh_cache/lock"
+  cp /etc/resolv.conf /etc/hosts "$root/etc/"
+}
+
+# in_root COMMAND ARGS...: runs it in the system, without our own environment.
+# The folder becomes the root of a mount namespace: in a mere chroot, whoever
+# enters a namespace from inside finds himself outside. All that is mounted, and
+# all that was started, goes with the command.
+in_root() {
+  unshare --mount --propagation private --pid --fork --kill-child \
+    bash -e "$fresh_folder/enter_root.sh" "$root" ${#root_binds[@]} "${root_binds[@]}" "$@"
+}
+
+# make_guest: gives the system an ordinary user who may use sudo, and a compiler cache.
+make_guest() {
+  if in_root test -d "$guest_home"; then return; fi
+  in_root apt-get install -q -y --no-install-recommends sudo ccache >/dev/null
+  echo "guest ALL=(ALL) NOPASSWD: ALL" >"$root/etc/sudoers.d/guest"
+  # What ./run compiled serves ./test, in another folder and with warnings as errors.
+  printf '%s\n' "base_dir = $guest_home/src" "hash_dir = false" "ignore_options = -Werror" >"$root/etc/ccache.conf"
+  in_root useradd --create-home --shell /bin/bash guest
+}
+
+# clone_for_guest FOLDER: clones the repository of the current folder into one of that user's.
+clone_for_guest() {
+  rm -rf "${root:?}$guest_home/$1"
+  git clone -q --no-hardlinks . "$root$guest_home/$1"
+  in_root chown -R guest: "$guest_home/$1"
+}
+
+# as_guest COMMAND_LINE: runs it as when that user logs in, without standard input.
+as_guest() {
+  in_root runuser --login guest --command "$1" </dev/null
+}
+
+# unpack_system SUITE FOLDER: a bare Debian with the package lists of today.
+unpack_system() {
+  local suite=$1 folder=$2 archive=$fresh_cache/$1.tar mirror
   if [ "$(id -u)" -ne 0 ]; then
     echo "A fresh system can be made by root only." >&2
     return 77
   fi
-  local mirror
-  mirror=$(apt-get indextargets --format '$(SITE)' 'Created-By: Packages' 'Codename: bookworm' | grep '/debian$' | head -n 1)
-  echo "A fresh Debian 12 in $root" >&2
-  debootstrap --variant=minbase bookworm "$root" ${mirror:+"$mirror"} >"$root.log" 2>&1 || {
-    tail "$root.log" >&2
-    return 1
-  }
-  rm -f "$root.log"
-  # A root that is a mount of its own: without, no mount namespace can be made inside.
-  mount --bind "$root" "$root"
-  cp /etc/resolv.conf "$root/etc/resolv.conf"
-  cp /etc/hosts "$root/etc/hosts"
-  if [ -f /etc/apt/sources.list.d/debian.sources ]; then
-    rm -f "$root/etc/apt/sources.list"
-    cp /etc/apt/sources.list.d/debian.sources "$root/etc/apt/sources.list.d/"
+  mirror=$(site_ending debian http://deb.debian.org/debian)
+  mkdir -p "$fresh_cache" "$folder"
+  chmod 755 "$folder"  # programs in it run as other users too
+  find "$fresh_cache" -maxdepth 1 -name "$suite.tar" -mtime +14 -delete
+  if [ -f "$archive" ]; then
+    tar -x -p --numeric-owner -f "$archive" -C "$folder"
+  else
+    bootstrap "$suite" "$folder" "$mirror"
+    tar -c --numeric-owner -f "$archive.$$" -C "$folder" .
+    mv "$archive.$$" "$archive"
   fi
-  mount -t proc proc "$root/proc"
-  mount --rbind /sys "$root/sys"
-  mount --make-rslave "$root/sys"
-  mount -t tmpfs -o mode=755 dev "$root/dev"
-  local device
-  for device in null zero full random urandom tty; do
-    touch "$root/dev/$device"
-    mount --bind "/dev/$device" "$root/dev/$device"
-  done
-  ln -s /proc/self/fd "$root/dev/fd"
-  mkdir -p "$root/dev/pts" "$root/dev/shm" "$root/dev/net"
-  mount -t devpts -o newinstance,ptmxmode=0666 devpts "$root/dev/pts"
-  ln -s pts/ptmx "$root/dev/ptmx"
-  mount -t tmpfs tmpfs "$root/dev/shm"
-  in_root apt-get update -q >/dev/null
+  write_sources "$suite" "$folder" "$mirror"
+  cp /etc/resolv.conf /etc/hosts "$folder/etc/"
+  root=$folder in_root apt-get update -q >/dev/null
 }
 
-# in_root COMMAND ARGS...: runs it in the fresh system, without our own
-# environment. The folder becomes the root of a mount namespace: in a mere
-# chroot, whoever enters a namespace from inside finds himself outside.
-in_root() {
-  unshare --mount --propagation private bash -c '
-    cd "$1" && shift && pivot_root . mnt && cd / && umount -l /mnt &&
-      exec env -i PATH=/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin HOME=/root LANG=C.UTF-8 \
-        DEBIAN_FRONTEND=noninteractive "$@"' in_root "$root" "$@"
+bootstrap() {
+  local suite=$1 folder=$2 mirror=$3 log
+  echo "Fetching a bare $suite from $mirror" >&2
+  log=$(mktemp)
+  if ! debootstrap --variant=minbase --include=ca-certificates "$suite" "$folder" "$mirror" >"$log" 2>&1; then
+    tail "$log" >&2
+    rm "$log"
+    return 1
+  fi
+  rm "$log"
+}
+
+write_sources() {
+  local suite=$1 folder=$2 mirror=$3 security
+  security=$(site_ending debian-security http://security.debian.org/debian-security)
+  cat >"$folder/etc/apt/sources.list" <<SOURCES
+deb $mirror $suite main
+deb $mirror $suite-updates main
+deb $security $suite-security main
+SOURCES
+}
+
+# site_ending END DEFAULT: where this machine fetches packages from.
+site_ending() {
+  local site
+  site=$(apt-get indextargets --format '$(SITE)' 'Created-By: Packages' 2>/dev/null | grep -m 1 "/$1\$") || true
+  echo "${site:-$2}"
 }
