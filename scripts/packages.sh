@@ -18,10 +18,10 @@ packages_for() {
     test)
       echo libgtest-dev libgmock-dev locales git network-manager python3-pytest python3-dbusmock python3-gi avahi-utils desktop-file-utils \
         appstream libglib2.0-bin man-db groff libnss-mdns libnotify-bin xdg-utils curl xfce4-notifyd sway waybar grim mako-notifier wtype qt6-wayland \
-        libwayland-dev wayland-protocols libwayland-bin gcc procps tmux
+        libwayland-dev wayland-protocols libwayland-bin gcc procps dpkg-dev tmux
       ;;
     package)
-      echo dpkg-dev debhelper fakeroot lintian binutils git libcurl4-gnutls-dev
+      echo build-essential dpkg-dev debhelper lintian binutils git libcurl4-gnutls-dev
       ;;
     fresh)
       echo debootstrap

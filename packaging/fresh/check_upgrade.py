@@ -1,4 +1,4 @@
-"""In a system with the package installed: an upgrade beside a running program. Argument: the newer package."""
+"""In a system with the package installed: an upgrade beside a running program. Arguments: the newer packages."""
 
 import pathlib
 import subprocess
@@ -11,8 +11,8 @@ SETTINGS = "[General]\nnotify=false\nshowSwitches=true\n"
 PAGE = "http://192.0.2.1/#device"
 
 
-def upgrade(package):
-    subprocess.run(["apt-get", "install", "-q", "-y", "--no-install-recommends", package], check=True,
+def upgrade(packages):
+    subprocess.run(["apt-get", "install", "-q", "-y", "--no-install-recommends", *packages], check=True,
                    stdout=subprocess.DEVNULL)
 
 
@@ -28,14 +28,14 @@ def choices(desktop):
     return {line for line in lines if line.startswith(("notify=", "showSwitches="))}
 
 
-def main(package):
+def main(packages):
     desktop = Desktop(pathlib.Path(tempfile.mkdtemp(prefix="vorn-upgrade-")))
     try:
         desktop.settings().parent.mkdir(parents=True)
         desktop.settings().write_text(SETTINGS)
         running = desktop.start()
         assert eventually(desktop.is_running), desktop.console()
-        upgrade(package)
+        upgrade(packages)
         assert running.poll() is None, desktop.console()
         answers(desktop)  # asked by the bus, as the newer program's second start does
         running.terminate()
@@ -49,4 +49,4 @@ def main(package):
         desktop.close()
 
 
-main(sys.argv[1])
+main(sys.argv[1:])

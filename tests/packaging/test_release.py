@@ -10,7 +10,7 @@ import xml.etree.ElementTree as ElementTree
 import pytest
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
-NEEDED = (".gitignore", "CHANGELOG.md", "CMakeLists.txt", "cmake", "packaging", "scripts")
+NEEDED = (".gitignore", "CHANGELOG.md", "CMakeLists.txt", "cmake", "debian", "packaging", "scripts")
 ID = "example.vorn.DeviceFinder"
 
 
@@ -78,6 +78,11 @@ def test_the_metainfo_begins_with_the_version_of_the_project():
     assert [item for item in newest.iter("li")], "what is new in it"
 
 
+def test_the_packages_changelog_begins_with_the_version_of_the_project():
+    version = subprocess.run([ROOT / "scripts/version"], check=True, capture_output=True, text=True).stdout.strip()
+    assert (ROOT / "debian" / "changelog").read_text().startswith(f"vorn-device-finder ({version}-1) ")
+
+
 @pytest.fixture
 def project(tmp_path):
     return Project(tmp_path)
@@ -114,9 +119,20 @@ def test_a_release_has_its_version_everywhere_and_a_tag(project):
     assert f'set(VORN_RELEASE_DATE "{date}" ' in project.read("cmake/VornIdentity.cmake")
     assert project.git("log", "-1", "--format=%s", "v1.2.3") == "Release 1.2.3\n"
     assert project.git("status", "--porcelain") == ""
-    changes = subprocess.run(
-        [project.folder / "packaging/debian-changelog", "1.2.3"], check=True, capture_output=True, text=True).stdout
-    assert changes.startswith("vorn-device-finder (1.2.3) ") and "\n  * A change.\n" in changes
+    changes = project.read("debian/changelog")
+    assert changes.startswith("vorn-device-finder (1.2.3-1) ") and "\n  * A change.\n" in changes
+
+
+def test_the_packages_changelog_keeps_what_was_released(project):
+    project.change("First.")
+    assert project.release("1.0.0").returncode == 0
+    project.change("Second.")
+    assert project.release("1.1.0").returncode == 0
+    listed = subprocess.run(
+        ["dpkg-parsechangelog", "--all", "--file", project.folder / "debian/changelog"], check=True,
+        capture_output=True, text=True).stdout
+    assert re.findall(r"^ vorn-device-finder \((.*)\)", listed, re.MULTILINE) == ["1.1.0-1", "1.0.0-1"]
+    assert listed.count("* First.") == listed.count("* Second.") == 1
 
 
 @pytest.mark.parametrize("program", ["test", "packaging/build-deb"])
