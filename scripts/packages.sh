@@ -32,47 +32,4 @@ packages_for() {
   esac
 }
 
-has_one_of() {
-  local package
-  for package in ${1//|/ }; do
-    [ "$(dpkg-query -W -f '${db:Status-Status}' "$package" 2>/dev/null)" != installed ] || return 0
-  done
-  return 1
-}
-
-# available PACKAGE...: the names; of a group the first that this Debian has.
-available() {
-  local group package
-  for group in "$@"; do
-    package=$group
-    if [[ $group == *"|"* ]]; then
-      for package in ${group//|/ }; do
-        if apt-cache show "$package" >/dev/null 2>&1; then break; fi
-      done
-    fi
-    echo "$package"
-  done
-}
-
-# install_packages PURPOSE...: installs what is missing of them, and says what.
-install_packages() {
-  local missing=() package purpose
-  for purpose in "$@"; do
-    for package in $(packages_for "$purpose"); do
-      has_one_of "$package" || missing+=("$package")
-    done
-  done
-  [ ${#missing[@]} -gt 0 ] || return 0
-  echo "Installing from Debian: ${missing[*]}" >&2
-  local as_root=()
-  if [ "$(id -u)" -ne 0 ]; then
-    if ! command -v sudo >/dev/null; then
-      echo "Neither root nor sudo: have somebody install these, then try again." >&2
-      return 1
-    fi
-    as_root=(sudo)
-  fi
-  "${as_root[@]}" apt-get update -q >&2 &&
-    "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get install -q -y --no-install-recommends \
-      $(available "${missing[@]}") >&2
-}
+. "$(dirname "${BASH_SOURCE[0]}")/install.sh"

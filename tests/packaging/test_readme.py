@@ -18,13 +18,14 @@ README = (ROOT / "README.md").read_text(encoding="utf-8")
 # Commands that other tests run (whole builds), or that need a service manager
 # or a password.
 ELSEWHERE = {"./run", "./test", "packaging/build-deb"}
-PRIVILEGED = ("sudo ", "systemctl ")
+PRIVILEGED = ("sudo ", "systemctl ", "packaging/fresh/")
+WHOLE_BUILDS = ("cmake ",)
 
 COMMANDS = [
     line
     for block in re.findall(r"```sh\n(.*?)```", README, re.DOTALL)
     for line in block.splitlines()
-    if line not in ELSEWHERE and not line.startswith(PRIVILEGED)
+    if line not in ELSEWHERE and not line.startswith(PRIVILEGED + WHOLE_BUILDS)
 ]
 
 # What a command prints where units, bus and desktop are there.
