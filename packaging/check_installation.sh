@@ -2,24 +2,23 @@
 # Installs into a folder of its own and fails when a file is missing, stands
 # somewhere else, or does not agree with the others.
 set -eu
-cmake=$1 build=$2 id=$3 bin=$4 data=$5 man=$6
+cmake=$1 build=$2 id=$3 bin=$4 data=$5 man=$6 libexec=$7
 prefix=$(mktemp -d)
 trap 'rm -rf "$prefix"' EXIT
 "$cmake" --install "$build" --prefix "$prefix" >"$prefix/log" || { cat "$prefix/log"; exit 1; }
 
 missing=0
-for file in "$bin/vorn-device-finder" "$bin/vorn-device-finder-launcher" "$bin/vorn-device-list" \
+for file in "$bin/vorn-device-finder" "$libexec/vorn-device-finder-launcher" "$bin/vorn-device-list" \
   "$data/applications/$id.desktop" "$data/dbus-1/services/$id.service" "$data/metainfo/$id.metainfo.xml" \
   "$data/icons/hicolor/scalable/apps/$id.svg" "$data/icons/hicolor/symbolic/apps/$id-symbolic.svg" \
   "$data/icons/hicolor/symbolic/apps/$id-inactive-symbolic.svg" \
-  "$man/man1/vorn-device-finder.1" "$man/man1/vorn-device-finder-launcher.1" "$man/man1/vorn-device-list.1"; do
+  "$man/man1/vorn-device-finder.1" "$man/man1/vorn-device-list.1"; do
   [ -s "$prefix/$file" ] || { echo "not installed: $file"; missing=1; }
 done
 [ "$missing" = 0 ]
 
-for program in vorn-device-finder vorn-device-finder-launcher vorn-device-list; do
-  "$prefix/$bin/$program" --version
-  [ -x "$prefix/$bin/$program" ]
+for program in "$bin/vorn-device-finder" "$bin/vorn-device-list" "$libexec/vorn-device-finder-launcher"; do
+  "$prefix/$program" --version
 done
 desktop-file-validate "$prefix/$data/applications/$id.desktop"
 grep -q "^Name=$id\$" "$prefix/$data/dbus-1/services/$id.service"

@@ -57,7 +57,7 @@ class DesktopNotices final : public ReleaseNotices {
 
 AutostartLoginItems::Program LauncherProgram() {
   return {Identity::kName, "Starts in the status bar at login", Identity::kIdentifier,
-          ProgramFolder() / Identity::kLauncherProgram};
+          (ProgramFolder() / Identity::kLauncherFolder / Identity::kLauncherProgram).lexically_normal()};
 }
 
 /// The item that this environment made.

@@ -13,7 +13,7 @@ class Application:
         build = pathlib.Path(build).resolve()
         self.program = build / "bin" / "vorn-device-finder"
         self.list_program = build / "bin" / "vorn-device-list"
-        self.launcher = build / "bin" / "vorn-device-finder-launcher"
+        self.launcher = build / "libexec" / "vorn-device-finder-launcher"
         self._installed = not (build / "packaging").is_dir()
         self._files = build / "share" / "applications" if self._installed else build / "packaging" / "files"
         self.identifier = next(self._files.glob("*.DeviceFinder.desktop" if self._installed else "*.desktop")).stem

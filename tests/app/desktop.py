@@ -13,7 +13,7 @@ import dbus.bus
 
 BIN = pathlib.Path(os.environ["VORN_BIN"])
 PROGRAM = BIN / "vorn-device-finder"
-LAUNCHER = BIN / "vorn-device-finder-launcher"
+LAUNCHER = BIN.parent / "libexec" / "vorn-device-finder-launcher"
 NAME = os.environ["VORN_APP_ID"]
 PATH = "/" + NAME.replace(".", "/")
 INTERFACE = "org.freedesktop.Application"

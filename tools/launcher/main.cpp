@@ -18,7 +18,8 @@ constexpr int kBadUsage = 2;
 /// Becomes the application, which learns from its environment that it was
 /// started by the login and not by a person. Returns only on failure.
 int StartApplication() {
-  const std::string program = (vorn::ProgramFolder() / Identity::kProgram).string();
+  const auto folder = vorn::ProgramFolder() / Identity::kProgramFolder;
+  const std::string program = (folder / Identity::kProgram).lexically_normal().string();
   ::setenv(Identity::kAtLoginVariable, "1", 1);
   ::execl(program.c_str(), Identity::kProgram, nullptr);
   vorn::WriteToConsole("cannot start " + program + ": " + std::strerror(errno));
