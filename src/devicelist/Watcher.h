@@ -43,9 +43,9 @@ class Watcher : public vorn::WorkLoop {
 
   /// Puts a fresh engine in the place of the one before, and holds what was
   /// listed. For a responder that answers, again or after browsing has ended:
-  /// blocks as the constructor does. Throws std::system_error or std::bad_alloc when there is
-  /// no thread, descriptor or memory: then nothing browses, and what was listed
-  /// stays until the next call. The watcher's thread, as for the two below.
+  /// blocks as the constructor does. Throws std::system_error or std::bad_alloc
+  /// when there is no thread, descriptor or memory: then what was listed stays
+  /// until the next call. The watcher's thread, as for the two below.
   void BrowseAnew();
 
   /// The responder does not answer: until BrowseAnew, no time counts against
@@ -75,8 +75,9 @@ class Watcher : public vorn::WorkLoop {
   vorn::DNSSD& fDnssd;
   const Clock fNow;
   const std::shared_ptr<LocalHosts> fHosts = std::make_shared<LocalHosts>();
-  LocalHosts::Table
-      fAnnounced;  // the units' hosts, by lower-case name, with what is known beside the following
+  // The units' hosts, by lower-case name, with the addresses that are known
+  // beside those that the engine follows.
+  LocalHosts::Table fAnnounced;
   HeldServices fHeld;
   vorn::RunLoopTimer fHoldTimer;
   vorn::CppWorkItem fUpdateItem;
