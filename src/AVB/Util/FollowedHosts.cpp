@@ -6,8 +6,6 @@
 #include <cstring>
 #include <utility>
 
-#include "foundation/Log.h"
-
 namespace vorn {
 
 FollowedHosts::FollowedHosts(DNSSD& dnssd, Clock clock, std::function<void()> onChanged)
@@ -85,27 +83,29 @@ void FollowedHosts::Release() {
 void FollowedHosts::ReplyS(DNSServiceRef ref, DNSServiceFlags flags, std::uint32_t interfaceIndex,
                            DNSServiceErrorType error, const char* /*host*/, const sockaddr* address,
                            std::uint32_t /*timeToLive*/, void* context) {
-  if (context == nullptr) return;
-  try {
+  if (context != nullptr)
     static_cast<FollowedHosts*>(context)->Reply(ref, flags, interfaceIndex, error, address);
-  } catch (...) {
-    if (Log::details::g_runtime_level <= Log::kError) {
-      Log::details::Log(Log::kError, __FILE__, __LINE__, "", "exception in the reply of a followed host");
-    }
-  }
 }
 
 void FollowedHosts::Reply(DNSServiceRef ref, DNSServiceFlags flags, std::uint32_t interfaceIndex,
-                          DNSServiceErrorType error, const sockaddr* address) {
+                          DNSServiceErrorType error, const sockaddr* address) noexcept {
   const auto found = std::find_if(fHosts.begin(), fHosts.end(),
                                   [&](const auto& entry) { return entry.second.lookup.Get() == ref; });
   if (ref == nullptr || found == fHosts.end()) return;
   Host& host = found->second;
-  if (error != kDNSServiceErr_NoError) {  // the last reply; what is known stays
-    host.lookup.Reset();
-    host.nextTry = fClock() + kRetryTime;
-    return;
+  if (error == kDNSServiceErr_NoError) {
+    try {
+      TakeAddress(found->first, host, flags, interfaceIndex, address);
+      return;
+    } catch (...) {  // no memory: a fresh look-up tells all addresses again
+    }
   }
+  host.lookup.Reset();  // what is known stays
+  host.nextTry = fClock() + kRetryTime;
+}
+
+void FollowedHosts::TakeAddress(const std::string& name, Host& host, DNSServiceFlags flags,
+                                std::uint32_t interfaceIndex, const sockaddr* address) {
   if (address == nullptr || address->sa_family != AF_INET) return;
   sockaddr_in ipv4{};
   std::memcpy(&ipv4, address, sizeof ipv4);
@@ -116,7 +116,7 @@ void FollowedHosts::Reply(DNSServiceRef ref, DNSServiceFlags flags, std::uint32_
   } else {
     Remove(host, known);
   }
-  Publish(found->first, host);
+  Publish(name, host);
 }
 
 void FollowedHosts::Add(Host& host, const Known& known) const {
@@ -138,7 +138,7 @@ void FollowedHosts::Remove(Host& host, const Known& known) {
   }
 }
 
-void FollowedHosts::Publish(const std::string& name, const Host& host) {
+void FollowedHosts::Publish(const std::string& name, Host& host) {
   if (host.known.empty()) return;
   HostAddresses fresh;
   fresh.isComplete = host.isComplete;
@@ -151,10 +151,12 @@ void FollowedHosts::Publish(const std::string& name, const Host& host) {
   {
     const std::lock_guard lock(fMutex);
     HostAddresses& published = fAddresses[name];
-    if (published == fresh) return;
+    if (published == fresh && !host.isUntold) return;
     std::swap(published, fresh);
   }
+  host.isUntold = true;
   fOnChanged();
+  host.isUntold = false;
 }
 
 }  // namespace vorn

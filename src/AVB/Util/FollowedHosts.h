@@ -82,20 +82,23 @@ class FollowedHosts {
     std::vector<Known> known;  // the one last told first
     bool isGone = false;       // what is known was told to be gone
     bool isComplete = false;
+    bool isUntold = false;  // the client could not be told of the last change
   };
 
   static void ReplyS(DNSServiceRef ref, DNSServiceFlags flags, std::uint32_t interfaceIndex,
                      DNSServiceErrorType error, const char* host, const sockaddr* address,
                      std::uint32_t timeToLive, void* context);
   void Reply(DNSServiceRef ref, DNSServiceFlags flags, std::uint32_t interfaceIndex,
-             DNSServiceErrorType error, const sockaddr* address);
+             DNSServiceErrorType error, const sockaddr* address) noexcept;
+  void TakeAddress(const std::string& name, Host& host, DNSServiceFlags flags, std::uint32_t interfaceIndex,
+                   const sockaddr* address);
 
   void TakeWanted();
   void ForgetUnwanted(const std::vector<std::string>& wanted);
   void Begin(const std::string& name, Host& host);
   void Add(Host& host, const Known& known) const;
   static void Remove(Host& host, const Known& known);
-  void Publish(const std::string& name, const Host& host);
+  void Publish(const std::string& name, Host& host);
 
   DNSSD& fDnssd;
   const Clock fClock;

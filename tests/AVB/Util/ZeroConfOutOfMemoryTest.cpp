@@ -14,6 +14,7 @@
 #include <utility>
 #include <vector>
 
+#include "AVB/Util/FollowedHosts.h"
 #include "AVB/Util/ZeroConf.h"
 #include "foundation/Log.h"
 #include "tests/AVB/Util/ScriptedDNSSD.h"
@@ -216,6 +217,83 @@ TEST_F(ZeroConfOutOfMemory, ALookupThatCannotGiveWayIsNotLost) {
     EXPECT_THAT(Logged(), IsEmpty());
     if (!gFailed) break;
   }
+}
+
+// A library whose address look-ups answer when they are told to.
+class AddressLibrary final : public DNSSD {
+ public:
+  DNSServiceErrorType Browse(DNSServiceRef*, DNSServiceFlags, std::uint32_t, const char*, const char*,
+                             DNSServiceBrowseReply, void*) override {
+    return kDNSServiceErr_Unsupported;
+  }
+  DNSServiceErrorType Resolve(DNSServiceRef*, DNSServiceFlags, std::uint32_t, const char*, const char*,
+                              const char*, DNSServiceResolveReply, void*) override {
+    return kDNSServiceErr_Unsupported;
+  }
+  DNSServiceErrorType GetAddrInfo(DNSServiceRef* ref, DNSServiceFlags, std::uint32_t, std::uint32_t,
+                                  const char*, DNSServiceGetAddrInfoReply callback, void* context) override {
+    ++fBegun;
+    fCallback = callback;
+    fContext = context;
+    *ref = Ref();
+    return kDNSServiceErr_NoError;
+  }
+  int RefSockFD(DNSServiceRef) override { return 0; }
+  DNSServiceErrorType ProcessResult(DNSServiceRef) override { return kDNSServiceErr_NoError; }
+  void RefDeallocate(DNSServiceRef) override { ++fReleased; }
+
+  void Tell(const char* text) {
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    ASSERT_EQ(1, inet_pton(AF_INET, text, &address.sin_addr));
+    fCallback(Ref(), kDNSServiceFlagsAdd, 2, kDNSServiceErr_NoError, "desk.local.",
+              reinterpret_cast<const sockaddr*>(&address), 0, fContext);
+  }
+
+  int fBegun = 0;
+  int fReleased = 0;
+
+ private:
+  DNSServiceRef Ref() { return reinterpret_cast<DNSServiceRef>(this); }
+
+  DNSServiceGetAddrInfoReply fCallback = nullptr;
+  void* fContext = nullptr;
+};
+
+steady_clock::time_point PassedNow() {
+  return steady_clock::time_point(gPassed.load());
+}
+
+TEST(FollowedHostsOutOfMemoryTest, AddressThatFoundNoMemoryIsToldByAFreshLookUp) {
+  bool failed = true;
+  int nth = 0;
+  while (failed) {
+    ++nth;
+    AddressLibrary library;
+    int told = 0;
+    FollowedHosts followed(library, PassedNow, [&] {
+      const std::vector<int> queued(1);  // telling takes memory as well
+      ++told;
+    });
+    followed.Follow({"desk.local"});
+    followed.Serve(true);
+    {
+      const testing::FailingAllocation failing(nth);
+      library.Tell("192.168.1.1");
+      failed = failing.HasFailed();
+    }
+    EXPECT_EQ(library.fReleased, failed ? 1 : 0);
+    if (failed) {
+      gPassed = gPassed.load() + FollowedHosts::kRetryTime;
+      followed.Serve(true);
+      ASSERT_EQ(library.fBegun, 2);
+      library.Tell("192.168.1.1");
+    }
+    EXPECT_EQ(told, 1);
+    EXPECT_THAT(followed.Addresses()["desk.local"].addresses, ::testing::ElementsAre("192.168.1.1"));
+    followed.Release();
+  }
+  EXPECT_GT(nth, 2);
 }
 
 }  // namespace
