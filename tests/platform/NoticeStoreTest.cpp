@@ -77,7 +77,7 @@ TEST_F(NoticeStoreTest, GivesBackWhatWasWrittenThroughARealFileOfItsOwnerAlone) 
 TEST_F(NoticeStoreTest, SetsADamagedFileAside) {
   const testing::TemporaryFolder folder;
   const auto path = folder.Path() / "notices.conf";
-  std::ofstream(path) << std::string("[General]\nnotices=wai\0ting\n", 27);
+  std::ofstream(path) << std::string("\x1f\x8b wai\0ting\n", 12);
   CaptureStderr();
   IniUserDefaults state(path);
   EXPECT_THAT(NoticeStore(&state).Read(kHere), IsEmpty());
