@@ -18,8 +18,8 @@ constexpr int kBadUsage = 2;
 std::string HelpText() {
   return std::string("Usage: ") + Identity::kProgram +
          " [-h | --help | -V | --version]\n"
-         "Shows the Vorn units of the local network in the desktop's status bar and tells\n"
-         "of new firmware. Started again, it shows the panel of the one that runs.\n";
+         "Shows the Vorn units of the local network in the desktop's status bar and\n"
+         "announces new firmware. If it already runs, a second start opens its panel.\n";
 }
 
 std::string VersionText() {
