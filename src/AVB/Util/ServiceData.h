@@ -72,13 +72,12 @@ struct ServiceData {
   // What it takes to start, or start again, a lookup.
   Lookup lookup = Lookup::kResolve;
   bool everStarted = false;                           ///< a lookup of this record was begun once
-  bool failed = false;                                ///< a reply was an error: no lookup is begun again
   std::string hostTarget;                             ///< the host as the resolve gave it
   std::uint32_t addressInterface = 0;                 ///< the interface that the resolve answered on
   std::chrono::steady_clock::time_point startedAt{};  ///< when the pending operation was begun
 
-  /// Whether a lookup of this record is pending that may yet be answered.
-  [[nodiscard]] bool IsOpen() const { return !failed && (resolveRef || addressRef); }
+  /// Whether a lookup of this record is pending.
+  [[nodiscard]] bool IsOpen() const { return resolveRef || addressRef; }
 };
 
 /// The host name without the dot that ends it, if it ends in ".local.";

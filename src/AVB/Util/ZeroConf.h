@@ -24,8 +24,8 @@ namespace vorn {
 ///
 /// Each lookup is one-shot: later TXT, port or address changes of a living
 /// instance are not seen, except in the addresses of hosts that are followed. A
-/// record stays, unresolved, when a lookup fails, and is not looked up again; it
-/// goes with the removal of its name.
+/// lookup that fails is released and not begun again; its record stays, unresolved,
+/// and goes with the removal of its name.
 ///
 /// Newcomers come first: 48 lookups begin at a time, each until it is answered
 /// or 250 ms old. Older ones stay open beside them, 480 in all; beyond that, those

@@ -109,9 +109,15 @@ ServiceData* ZeroConfEngine::Impl::FindByRef(DNSServiceRef ref) {
   return found == fRecords.end() ? nullptr : found->get();
 }
 
-void ZeroConfEngine::Impl::NoteError(DNSServiceRef ref) {
+// The record stays, unresolved; its lookup would only take up room at the responder.
+void ZeroConfEngine::Impl::ReleaseFailed(DNSServiceRef ref) {
+  OperationHandle resolve;  // both are deallocated after the mutex
+  OperationHandle lookup;
   const std::lock_guard lock(fMutex);
-  if (ServiceData* record = FindByRef(ref)) record->failed = true;
+  ServiceData* record = FindByRef(ref);
+  if (record == nullptr) return;
+  resolve = std::move(record->resolveRef);
+  lookup = std::move(record->addressRef);
 }
 
 void ZeroConfEngine::Impl::MarkModified() {
@@ -123,13 +129,13 @@ void ZeroConfEngine::Impl::ResolveCallback(DNSServiceRef ref, std::uint32_t inte
                                            DNSServiceErrorType error, const char* fullName, const char* host,
                                            std::uint16_t port, std::uint16_t txtLength,
                                            const unsigned char* txt) {
-  if (error != kDNSServiceErr_NoError) return NoteError(ref);
+  if (error != kDNSServiceErr_NoError) return ReleaseFailed(ref);
   auto items = ReadTxtRecord(txtLength, txt);  // before the mutex: a hostile record takes its time
   ServiceData* record = nullptr;
   {
     const std::lock_guard lock(fMutex);
     record = FindByRef(ref);
-    if (record == nullptr || record->failed) return;
+    if (record == nullptr) return;
     record->resolved = false;
     record->fullName = Text(fullName);
     record->hostTarget = Text(host);
@@ -150,7 +156,7 @@ void ZeroConfEngine::Impl::ResolveCallback(DNSServiceRef ref, std::uint32_t inte
 
 void ZeroConfEngine::Impl::GetAddrInfoCallback(DNSServiceRef ref, DNSServiceFlags flags,
                                                DNSServiceErrorType error, const sockaddr* address) {
-  if (error != kDNSServiceErr_NoError) return NoteError(ref);
+  if (error != kDNSServiceErr_NoError) return ReleaseFailed(ref);
   OperationHandle lookup;  // deallocated after the mutex; only the first address counts
   const std::lock_guard lock(fMutex);
   ServiceData* record = FindByRef(ref);

@@ -81,7 +81,7 @@ class ZeroConfEngine::Impl {
     }
   };
 
-  void NoteError(DNSServiceRef ref);
+  void ReleaseFailed(DNSServiceRef ref);
   void AddService(std::unique_ptr<ServiceData> record);
   void RemoveService(const std::string& name);
 

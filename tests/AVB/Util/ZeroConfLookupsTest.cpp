@@ -223,6 +223,24 @@ TEST_F(ZeroConfLookupsTest, ALookupThatReportedAnErrorTakesNoPlace) {
   EXPECT_EQ(0, TimesBegun("resolve u49"));
 }
 
+TEST_F(ZeroConfLookupsTest, LookupsThatReportErrorsDoNotPileUpAtTheResponder) {
+  Browse();
+  for (int i = 0; i < 2 * kOpen; ++i) {
+    const std::string name = "u" + std::to_string(i);
+    const std::string host = "h" + std::to_string(i) + ".local.";
+    fDnssd.ReplyAdd(name);
+    if (i % 2 == 0) {
+      fDnssd.ReplyResolve(name, nullptr, 0, {}, kDNSServiceErr_Unknown);
+    } else {
+      fDnssd.ReplyResolve(name, host.c_str());
+      fDnssd.ReplyAddress(host, "10.0.0.1", kDNSServiceFlagsAdd, kDNSServiceErr_Unknown);
+    }
+  }
+  ASSERT_TRUE(fDnssd.WaitUntilIdle());
+  EXPECT_LE(fDnssd.MostPendingLookups(), ZeroConfEngine::kMaxBeginning + 1);
+  EXPECT_EQ(3U * kOpen, fDnssd.Released().size());  // every lookup
+}
+
 TEST_F(ZeroConfLookupsTest, AnExceptionInStartingAWaitingLookupOnlyPutsItOff) {
   std::atomic<int> failures{3};
   fDnssd.onResolve = [&](const std::string& name) -> DNSServiceErrorType {
