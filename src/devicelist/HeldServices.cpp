@@ -23,10 +23,11 @@ std::string NameKey(const Service& service) {
   return service.name + '\0' + service.type + '\0' + service.domain;
 }
 
-// Empty for a service without a uid of its own.
+// By the unit's uid, or those of a host's units; empty for a service without.
 std::string UIDKey(const Service& service) {
-  const std::string uid = vorn::GetValue(service.txt, kKeyUID);
-  return uid.empty() ? uid : vorn::GetValue(service.txt, kKeyKind) + '\0' + uid;
+  const std::string kind = vorn::GetValue(service.txt, kKeyKind);
+  const std::string uid = vorn::GetValue(service.txt, kind == kTypeHost ? kKeyUIDList : kKeyUID);
+  return uid.empty() ? uid : kind + '\0' + uid;
 }
 
 }  // namespace
@@ -35,6 +36,7 @@ void HeldServices::Hold(Services services, vorn::AbsoluteTime now) {
   HeldServices fresh;
   fresh.fCounted = Clock(now);
   for (Service& service : services) {
+    if (fresh.Knows(service)) continue;  // a service has a record on each interface and by each protocol
     double until = fresh.fCounted + kHoldSeconds;
     for (const std::size_t index : SameUnit(service)) {
       const Held& before = fHeld[index];
@@ -98,12 +100,17 @@ std::vector<std::size_t> HeldServices::SameUnit(const Service& service) const {
   return found;
 }
 
+// Whether the service itself is one of before.
+bool HeldServices::Knows(const Service& service) const {
+  const std::vector<std::size_t> same = SameUnit(service);
+  return std::any_of(same.begin(), same.end(),
+                     [&](std::size_t index) { return AreEqual(fHeld[index].service, service); });
+}
+
 void HeldServices::LetGoOf(const Service& named) {
-  const std::vector<std::size_t> same = SameUnit(named);
-  const auto isNamed = [&](std::size_t index) { return AreEqual(fHeld[index].service, named); };
-  const bool isOfBefore = std::any_of(same.begin(), same.end(), isNamed);
-  for (const std::size_t index : same) {
-    if (!isOfBefore || isNamed(index)) LetGo(fHeld[index]);
+  const bool isOfBefore = Knows(named);
+  for (const std::size_t index : SameUnit(named)) {
+    if (!isOfBefore || AreEqual(fHeld[index].service, named)) LetGo(fHeld[index]);
   }
 }
 

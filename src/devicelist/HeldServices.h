@@ -14,8 +14,8 @@ namespace DeviceList {
 
 /// The services that were known when browsing began anew, each kept until the
 /// fresh engine names it, or the hold time is over. A service that is new, and
-/// has the instance name or the kind and uid of a held one, is that one with
-/// another port, host, uid or name, and takes its place.
+/// has the instance name of a held one, or its kind and uid (a host's uids), is
+/// that one with another port, host, uid or name, and takes its place.
 ///
 /// The hold time is counted while somebody looks for the services: from Run to
 /// Pause. A plain value of one thread; `now` never goes back.
@@ -54,6 +54,7 @@ class HeldServices {
 
   [[nodiscard]] double Clock(vorn::AbsoluteTime now) const;
   [[nodiscard]] std::vector<std::size_t> SameUnit(const Service& service) const;
+  [[nodiscard]] bool Knows(const Service& service) const;
   void LetGoOf(const Service& named);
   void LetGo(Held& held);
 

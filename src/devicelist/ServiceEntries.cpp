@@ -27,7 +27,7 @@ std::vector<Entry> EntriesOfService(const ServiceInfo& service) {
   if (kind == kTypeDevice || kind == kTypeSwitch) {
     entries.push_back({service.name, kind, BaseURL(service), vorn::GetValue(service.txt, kKeyUID)});
   } else if (kind == kTypeHost) {
-    for (const std::string& uid : vorn::GetEmbeddedValues(vorn::GetValue(service.txt, "uid_list"))) {
+    for (const std::string& uid : vorn::GetEmbeddedValues(vorn::GetValue(service.txt, kKeyUIDList))) {
       entries.push_back({{}, kind, BaseURL(service) + uid + "/", uid});
     }
   }

@@ -10,6 +10,7 @@ namespace DeviceList {
 /// The TXT keys that tell units from other services.
 inline constexpr char kKeyKind[] = "vorn.mdns.type";
 inline constexpr char kKeyUID[] = "uid";
+inline constexpr char kKeyUIDList[] = "uid_list";
 
 /// Whether the service announces units: its kind is one of the three.
 [[nodiscard]] bool AnnouncesUnits(const vorn::ZeroConfEngine::ServiceInfo& service);

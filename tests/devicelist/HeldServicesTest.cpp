@@ -32,6 +32,12 @@ Service WithPort(Service service, std::uint16_t port) {
   return service;
 }
 
+Service Host(const std::string& name, const std::string& uids, const std::string& host) {
+  Service service = Device(name, "", host);
+  service.txt = {{"vorn.mdns.type", "plexahost"}, {"uid_list", uids}};
+  return service;
+}
+
 Service WithKind(Service service, const std::string& kind) {
   service.txt[0].value = kind;
   return service;
@@ -104,6 +110,18 @@ TEST(HeldServicesTest, ServiceOfTheSameKindAndUidTakesThePlaceOfTheHeldOne) {
   HeldServices held = Holding({kDesk, kRack});
   EXPECT_EQ(Merged(held, {Device("Desk 2", "1", "desk-2.local")}),
             (Names{"Desk 2 desk-2.local:80", "Rack rack.local:80"}));
+}
+
+TEST(HeldServicesTest, BothRecordsOfAServiceOnTwoInterfacesGiveWayToTheOneWithTheirUid) {
+  HeldServices held = Holding({kDesk, kRack, kDesk});
+  EXPECT_EQ(Merged(held, {Device("Desk 2", "1", "desk-2.local")}),
+            (Names{"Desk 2 desk-2.local:80", "Rack rack.local:80"}));
+}
+
+TEST(HeldServicesTest, HostWithTheSameUidsTakesThePlaceOfTheHeldOne) {
+  HeldServices held = Holding({Host("Rack", "a1:a2", "rack.local"), Host("Other", "b1", "other.local")});
+  EXPECT_EQ(Merged(held, {Host("Rack 2", "a1:a2", "rack-2.local")}),
+            (Names{"Rack 2 rack-2.local:80", "Other other.local:80"}));
 }
 
 TEST(HeldServicesTest, ServiceOfAnotherKindOrWithoutUidTakesNoOthersPlace) {

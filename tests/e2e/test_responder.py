@@ -135,19 +135,26 @@ def test_a_unit_that_left_while_there_was_no_responder_goes_after_five_seconds(m
         assert program.lists[-1][0] > back + HOLD
 
 
-@pytest.mark.parametrize("change", [
-    {"port": 8000}, {"uid": "0001f2fffe999999"}, {"name": "Desk Two"}, {"host": "desk-two"},
-    {"name": "Desk Two", "host": "desk-two", "port": 8000},
+ALL_THREE = {"name": "Desk Two", "host": "desk-two", "port": 8000}
+
+
+@pytest.mark.parametrize(("change", "ipv6"), [
+    ({"port": 8000}, False), ({"uid": "0001f2fffe999999"}, False), ({"name": "Desk Two"}, False),
+    ({"host": "desk-two"}, False), (ALL_THREE, False), (ALL_THREE, True),
 ])
-def test_a_unit_whose_announcement_changed_meanwhile_is_a_new_unit_and_listed_once(make_studio, change):
-    before = {"name": "Desk", "uid": "0001f2fffe111111", "host": "desk"}
-    studio = make_studio({"unit": [before, {"name": "Gone"}]})
+def test_a_unit_whose_announcement_changed_meanwhile_is_a_new_unit_and_listed_once(make_studio, change, ipv6):
+    before = {
+        "name": "Desk", "uid": "0001f2fffe111111", "host": "desk", "announcer": "avahi" if ipv6 else "zeroconf",
+    }
+    studio = make_studio({"network": {"ipv6": ipv6}, "unit": [before, {"name": "Gone"}]})
 
     def starts():
         return paths(studio.requests("desk") + studio.requests("changed")).count("/apiversion")
 
     with ListProgram(studio) as program:
         program.wait_for_names("Desk", "Gone")
+        if ipv6:  # by its second poll both of its records have long been resolved
+            program.wait_for(lambda: len(studio.requests("desk")) >= 6, "polls of the unit")
         first, started = len(program.lists), starts()
         studio.do("responder", op="stop")
         for unit in ("desk", "gone"):
