@@ -100,7 +100,8 @@ void FollowedHosts::Reply(DNSServiceRef ref, DNSServiceFlags flags, std::uint32_
     } catch (...) {  // no memory: a fresh look-up tells all addresses again
     }
   }
-  host.lookup.Reset();  // what is known stays
+  host.lookup.Reset();
+  host.isGone = true;  // what ends meanwhile is not told: all stays until the next address, and no longer
   host.nextTry = fClock() + kRetryTime;
 }
 

@@ -29,7 +29,7 @@ struct HostAddresses {
 /// A part of the engine: its service thread alone begins, processes and releases
 /// the look-ups. Bounded: kMaxHosts hosts and kMaxAddresses addresses each.
 /// A host that has lost its last address keeps it until it has another, since
-/// nothing better is known.
+/// nothing better is known; so does one whose look-up has ended with an error.
 class FollowedHosts {
  public:
   using Clock = std::chrono::steady_clock::time_point (*)();
@@ -80,7 +80,7 @@ class FollowedHosts {
     Moment nextTry{};          // when a look-up that is not open is begun
     Moment completeAt{};       // once an address is known
     std::vector<Known> known;  // the one last told first
-    bool isGone = false;       // what is known was told to be gone
+    bool isGone = false;       // what is known was told to be gone, or may be: the next address replaces it
     bool isComplete = false;
     bool isUntold = false;  // the client could not be told of the last change
   };
