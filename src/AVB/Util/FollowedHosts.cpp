@@ -12,9 +12,14 @@ FollowedHosts::FollowedHosts(DNSSD& dnssd, Clock clock, std::function<void()> on
     : fDnssd(dnssd), fClock(clock), fOnChanged(std::move(onChanged)) {}
 
 void FollowedHosts::Follow(std::vector<std::string> hosts) {
-  if (hosts.size() > kMaxHosts) hosts.resize(kMaxHosts);
-  std::sort(hosts.begin(), hosts.end());
   const std::lock_guard lock(fMutex);
+  if (hosts.size() > kMaxHosts) {
+    std::stable_partition(hosts.begin(), hosts.end(), [this](const std::string& host) {
+      return std::binary_search(fWanted.begin(), fWanted.end(), host);
+    });
+    hosts.resize(kMaxHosts);
+  }
+  std::sort(hosts.begin(), hosts.end());
   if (hosts == fWanted) return;
   fWanted = std::move(hosts);
   fWantedChanged = true;
@@ -25,12 +30,15 @@ FollowedHosts::ByHost FollowedHosts::Addresses() const {
   return fAddresses;
 }
 
-void FollowedHosts::Serve(bool mayBegin) {
+void FollowedHosts::Serve(std::size_t mayBegin) {
   TakeWanted();
   if (fHosts.empty()) return;
   const Moment now = fClock();
   for (auto& [name, host] : fHosts) {
-    if (!host.lookup && mayBegin && host.nextTry <= now) Begin(name, host);
+    if (!host.lookup && mayBegin > 0 && host.nextTry <= now) {
+      --mayBegin;
+      Begin(name, host);
+    }
     if (host.isComplete || host.known.empty() || now < host.completeAt) continue;
     host.isComplete = true;
     Publish(name, host);

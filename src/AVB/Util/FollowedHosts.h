@@ -49,7 +49,7 @@ class FollowedHosts {
   FollowedHosts(DNSSD& dnssd, Clock clock, std::function<void()> onChanged);
 
   /// Follows these hosts, names without a final dot, in the place of those of
-  /// before. Any thread.
+  /// before. Of too many, those that are followed already come first. Any thread.
   void Follow(std::vector<std::string> hosts);
 
   /// The hosts of which an address is known. Any thread.
@@ -58,8 +58,8 @@ class FollowedHosts {
   // The service thread's.
 
   /// Releases what is not asked for any more and notes what time has brought;
-  /// begins what is asked for, where `mayBegin`.
-  void Serve(bool mayBegin);
+  /// begins at most `mayBegin` of the look-ups that are due.
+  void Serve(std::size_t mayBegin);
   /// Calls with the socket and reference of each open look-up.
   void ForEachOpen(const std::function<void(int socket, DNSServiceRef ref)>& call) const;
   void Release();

@@ -69,7 +69,7 @@ void ZeroConfEngine::Impl::ThreadProc() {
 void ZeroConfEngine::Impl::ServeOneCycle() {
   YieldUnansweredLookups();
   const std::chrono::milliseconds limit = StartWaitingLookups();
-  fFollowed.Serve(!HasNewcomers());
+  fFollowed.Serve(HasNewcomers() ? 1 : FollowedHosts::kMaxHosts);  // newcomers come first
   const std::vector<ServiceDataCache> waitList = GatherWaitList();
   const int ready = Wait(waitList, limit);
   if (!fRunning) return;

@@ -134,6 +134,17 @@ TEST_F(FollowedHostsTest, MoreHostsThanTheLimitAreNotFollowed) {
   EXPECT_THAT(fDnssd.Begun(), Not(Contains("follow " + hosts.back() + ".")));
 }
 
+TEST_F(FollowedHostsTest, HostsThatAreFollowedAlreadyComeBeforeOthersAtTheLimit) {
+  std::vector<std::string> hosts{"desk.local"};
+  for (int i = 0; i < static_cast<int>(FollowedHosts::kMaxHosts); ++i) hosts.push_back("a" + Host(i));
+  std::sort(hosts.begin(), hosts.end());
+  fEngine->Follow(hosts);
+  const std::string last = hosts[FollowedHosts::kMaxHosts - 2];
+  ASSERT_TRUE(fDnssd.WaitForBegun("follow " + last + "."));
+  EXPECT_THAT(fDnssd.Released(), IsEmpty());
+  EXPECT_THAT(fDnssd.Begun(), Not(Contains("follow " + hosts[FollowedHosts::kMaxHosts - 1] + ".")));
+}
+
 TEST_F(FollowedHostsTest, LookUpThatEndsWithAnErrorIsBegunAgainLaterAndWhatIsKnownStays) {
   Tell("192.168.1.1");
   fDnssd.ReplyFollowed("desk.local.", "", kAdded, 7, kDNSServiceErr_Unknown);
@@ -143,6 +154,9 @@ TEST_F(FollowedHostsTest, LookUpThatEndsWithAnErrorIsBegunAgainLaterAndWhatIsKno
   EXPECT_FALSE(fEngine->HasFailed());
   Advance(FollowedHosts::kRetryTime);
   EXPECT_TRUE(fDnssd.WaitForBegun("follow desk.local.", 2));
+  // Nobody has told whether it ended meanwhile; what the fresh look-up tells counts alone.
+  Tell("192.168.1.2");
+  EXPECT_THAT(Addresses(), ElementsAre("192.168.1.2"));
 }
 
 TEST_F(FollowedHostsTest, LookUpThatIsRefusedIsTriedAgainLater) {
@@ -159,16 +173,26 @@ TEST_F(FollowedHostsTest, LookUpThatIsRefusedIsTriedAgainLater) {
   EXPECT_TRUE(fDnssd.WaitForBegun("resolve x"));
 }
 
-TEST_F(FollowedHostsTest, NewcomersAreLookedUpBeforeHostsAreFollowed) {
+TEST_F(FollowedHostsTest, NewcomersThatWaitDelayNoFollowingForEver) {
   constexpr int kNewcomers = ZeroConfEngine::kMaxBeginning + 1;
   for (int i = 0; i < kNewcomers; ++i) fDnssd.ReplyAdd(Host(i));
   ASSERT_TRUE(fDnssd.WaitUntilIdle());
-  fEngine->Follow({"booth.local", "desk.local"});
-  ASSERT_TRUE(fDnssd.WaitUntilIdle());
-  EXPECT_THAT(fDnssd.Begun(), Not(Contains("follow booth.local.")));
-  Advance(ZeroConfEngine::kBeginningTime);
+  fEngine->Follow({"booth.local", "desk.local"});  // the clock stands: the last newcomer waits on
   EXPECT_TRUE(fDnssd.WaitForBegun("follow booth.local."));
-  EXPECT_THAT(fDnssd.Begun(), Contains("resolve " + Host(kNewcomers - 1)));
+  EXPECT_THAT(fDnssd.Begun(), Not(Contains("resolve " + Host(kNewcomers - 1))));
+}
+
+TEST_F(FollowedHostsTest, NoMoreLookUpsAreBegunAtATimeThanMayBe) {
+  test::ScriptedDNSSD library;
+  FollowedHosts followed(library, test::FakeNow, [] {});
+  followed.Follow({"a.local", "b.local", "c.local"});
+  followed.Serve(1);
+  EXPECT_THAT(library.Begun(), ElementsAre("follow a.local."));
+  followed.Serve(1);
+  EXPECT_THAT(library.Begun(), ElementsAre("follow a.local.", "follow b.local."));
+  followed.Serve(FollowedHosts::kMaxHosts);
+  EXPECT_THAT(library.Begun(), SizeIs(3));
+  followed.Release();
 }
 
 TEST_F(FollowedHostsTest, RepliesOfTheBrowseComeBeforeThoseOfFollowedHosts) {
