@@ -40,8 +40,8 @@ void FollowedHosts::Serve(std::size_t mayBegin) {
       Begin(name, host);
     }
     if (host.isComplete || host.known.empty() || now < host.completeAt) continue;
-    host.isComplete = true;
-    Publish(name, host);
+    Publish(name, host, true);
+    host.isComplete = true;  // only now: where memory was lacking the next cycle publishes it
   }
 }
 
@@ -125,7 +125,7 @@ void FollowedHosts::TakeAddress(const std::string& name, Host& host, DNSServiceF
   } else {
     Remove(host, known);
   }
-  Publish(name, host);
+  Publish(name, host, host.isComplete);
 }
 
 void FollowedHosts::Add(Host& host, const Known& known) const {
@@ -147,10 +147,10 @@ void FollowedHosts::Remove(Host& host, const Known& known) {
   }
 }
 
-void FollowedHosts::Publish(const std::string& name, Host& host) {
+void FollowedHosts::Publish(const std::string& name, Host& host, bool isComplete) {
   if (host.known.empty()) return;
   HostAddresses fresh;
-  fresh.isComplete = host.isComplete;
+  fresh.isComplete = isComplete;
   for (const Known& known : host.known) {
     std::string text = DottedDecimal(known.address);
     if (std::find(fresh.addresses.begin(), fresh.addresses.end(), text) == fresh.addresses.end()) {

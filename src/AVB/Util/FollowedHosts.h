@@ -98,7 +98,7 @@ class FollowedHosts {
   void Begin(const std::string& name, Host& host);
   void Add(Host& host, const Known& known) const;
   static void Remove(Host& host, const Known& known);
-  void Publish(const std::string& name, Host& host);
+  void Publish(const std::string& name, Host& host, bool isComplete);
 
   DNSSD& fDnssd;
   const Clock fClock;

@@ -276,7 +276,7 @@ TEST(FollowedHostsOutOfMemoryTest, AddressThatFoundNoMemoryIsToldByAFreshLookUp)
       ++told;
     });
     followed.Follow({"desk.local"});
-    followed.Serve(true);
+    followed.Serve(1);
     {
       const testing::FailingAllocation failing(nth);
       library.Tell("192.168.1.1");
@@ -285,12 +285,41 @@ TEST(FollowedHostsOutOfMemoryTest, AddressThatFoundNoMemoryIsToldByAFreshLookUp)
     EXPECT_EQ(library.fReleased, failed ? 1 : 0);
     if (failed) {
       gPassed = gPassed.load() + FollowedHosts::kRetryTime;
-      followed.Serve(true);
+      followed.Serve(1);
       ASSERT_EQ(library.fBegun, 2);
       library.Tell("192.168.1.1");
     }
     EXPECT_EQ(told, 1);
     EXPECT_THAT(followed.Addresses()["desk.local"].addresses, ::testing::ElementsAre("192.168.1.1"));
+    followed.Release();
+  }
+  EXPECT_GT(nth, 2);
+}
+
+TEST(FollowedHostsOutOfMemoryTest, ThatAllAddressesAreKnownIsPublishedInALaterCycleWhereMemoryWasLacking) {
+  bool failed = true;
+  int nth = 0;
+  while (failed) {
+    ++nth;
+    AddressLibrary library;
+    int told = 0;
+    FollowedHosts followed(library, PassedNow, [&] {
+      const std::vector<int> queued(1);
+      ++told;
+    });
+    followed.Follow({"desk.local"});
+    followed.Serve(1);
+    library.Tell("192.168.1.1");
+    gPassed = gPassed.load() + FollowedHosts::kCompleteTime;
+    try {
+      const testing::FailingAllocation failing(nth);
+      followed.Serve(1);
+      failed = false;
+    } catch (const std::bad_alloc&) {
+      followed.Serve(1);
+    }
+    EXPECT_EQ(told, 2);
+    EXPECT_TRUE(followed.Addresses()["desk.local"].isComplete);
     followed.Release();
   }
   EXPECT_GT(nth, 2);
