@@ -40,7 +40,6 @@ bool SupervisedDeviceList::HandleResponder() {
 
 void SupervisedDeviceList::Browse() {
   fBrowsedGeneration = fGeneration;
-  ArmRetryTimer();
   try {
     if (fList) {
       fList->BrowseAnew();
@@ -50,17 +49,18 @@ void SupervisedDeviceList::Browse() {
   } catch (const std::exception& error) {  // no thread or no descriptor left
     ReportFailure(std::string("the network cannot be browsed, trying again: ") + error.what());
   }
+  ArmRetryTimer();  // only now: an attempt may take as long, and the loop must turn in between
 }
 
 void SupervisedDeviceList::CheckBrowsing() {
-  ArmRetryTimer();
-  if (fState != State::kAnswering) return;  // browses anew once it answers
-  if (fList && fList->IsBrowsing()) {
+  if (fState == State::kAnswering) {  // otherwise it browses anew once it answers
+    if (!fList || !fList->IsBrowsing()) {
+      ReportFailure("the network is not browsed any more, beginning anew");
+      return Browse();
+    }
     fReportedFailure = false;
-    return;
   }
-  ReportFailure("the network is not browsed any more, beginning anew");
-  Browse();
+  ArmRetryTimer();
 }
 
 void SupervisedDeviceList::ArmRetryTimer() {

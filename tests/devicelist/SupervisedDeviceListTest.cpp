@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <chrono>
 #include <cstddef>
+#include <functional>
 #include <memory>
 #include <stdexcept>
 #include <string>
@@ -40,6 +41,7 @@ class SupervisedDeviceListTest : public ::testing::Test {
     makers.retryTime = retryTime;
     makers.list = [this](SupervisedDeviceList::Publish publish) {
       ++fBuilt;
+      if (fOnBuild) fOnBuild();
       if (fRefuse) throw std::runtime_error("no thread left");
       return std::make_unique<PollingDeviceList>(std::move(publish), fNetwork, FakePollers());
     };
@@ -99,6 +101,7 @@ class SupervisedDeviceListTest : public ::testing::Test {
   vorn::AbsoluteTime fNow = 1'000;  // the hold's clock
   int fBuilt = 0;
   bool fRefuse = false;
+  std::function<void()> fOnBuild;  // called at each attempt to make the list
   vorn::ResponderMonitor::Callback fReport;
   std::vector<std::vector<std::string>> fPublished;
   std::vector<State> fStates;
@@ -226,6 +229,22 @@ TEST_F(SupervisedDeviceListRetryTest, RefusalToBrowseIsTriedAgainAndReportedOnce
   EndBrowsing();
   EXPECT_TRUE(TurnLoopUntil([&] { return Browses() == 2; }));
   EXPECT_EQ(count(::testing::internal::GetCapturedStderr()), 1) << "another failure";
+}
+
+TEST_F(SupervisedDeviceListRetryTest, LoopTurnsBetweenAttemptsThatTakeLongerThanTheRetryTime) {
+  std::vector<steady_clock::time_point> begun;
+  std::vector<steady_clock::time_point> ended;
+  fRefuse = true;
+  fOnBuild = [&] {
+    begun.push_back(steady_clock::now());
+    std::this_thread::sleep_for(2 * kShortRetry);  // as a responder does that does not answer
+    ended.push_back(steady_clock::now());
+  };
+  ::testing::internal::CaptureStderr();
+  std::thread([&] { fReport(State::kAnswering); }).join();
+  EXPECT_TRUE(TurnLoopUntil([&] { return fBuilt == 3; }));
+  ::testing::internal::GetCapturedStderr();
+  for (std::size_t i = 1; i < begun.size(); ++i) EXPECT_GT(begun[i] - ended[i - 1], kShortRetry / 2);
 }
 
 TEST_F(SupervisedDeviceListRetryTest, BrowsingThatEndsUnderAnAnsweringResponderBeginsAnew) {
