@@ -1,11 +1,22 @@
 #include "devicelist/Watcher.h"
 
+#include <string>
 #include <utility>
 
 #include "devicelist/ServiceEntries.h"
 #include "foundation/ASCII.h"
 
 namespace DeviceList {
+namespace {
+
+// The engine leaves the last dot where ".local." is written in another case.
+std::string HostKey(const std::string& host) {
+  std::string key = vorn::LowerASCII(host);
+  if (!key.empty() && key.back() == '.') key.pop_back();
+  return key;
+}
+
+}  // namespace
 
 Watcher::Watcher(vorn::DNSSD& dnssd, Clock now)
     : fDnssd(dnssd),
@@ -77,8 +88,8 @@ bool Watcher::UpdateDeviceList() {
 // until the following knows better: a fresh engine has not followed yet.
 void Watcher::TakeHosts(const HeldServices::Services& resolved, const HeldServices::Services& listed) {
   LocalHosts::Table hosts;
-  for (const auto& service : resolved) hosts[vorn::LowerASCII(service.host)].push_back(service.address);
-  for (const auto& service : listed) hosts.try_emplace(vorn::LowerASCII(service.host));
+  for (const auto& service : resolved) hosts[HostKey(service.host)].push_back(service.address);
+  for (const auto& service : listed) hosts.try_emplace(HostKey(service.host));
   std::vector<std::string> followed;
   for (auto& [host, addresses] : hosts) {
     const auto before = fHosts->AddressesOf(host);

@@ -75,7 +75,7 @@ class Watcher : public vorn::WorkLoop {
   vorn::DNSSD& fDnssd;
   const Clock fNow;
   const std::shared_ptr<LocalHosts> fHosts = std::make_shared<LocalHosts>();
-  // The units' hosts, by lower-case name, with the addresses that are known
+  // The units' hosts, by lower-case name without the last dot, with the addresses that are known
   // beside those that the engine follows.
   LocalHosts::Table fAnnounced;
   HeldServices fHeld;

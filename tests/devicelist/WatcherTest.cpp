@@ -251,6 +251,16 @@ TEST_F(WatcherAddressTest, HostOfAUnitThatLeftIsFollowedNoMore) {
   EXPECT_THAT(Addresses(), IsEmpty());
 }
 
+TEST_F(WatcherAddressTest, HostIsFollowedInWhateverCaseItsDomainIsWritten) {
+  Announce(fNetwork, {"Box", kDevice, "Box.Local.", 80, "192.168.1.5"});
+  TurnLoop();
+  ASSERT_TRUE(fNetwork.WaitForBegun("follow box.local."));
+  fNetwork.ReplyFollowed("box.local.", "192.168.1.6");
+  ASSERT_TRUE(fNetwork.WaitUntilIdle());
+  TurnLoop();
+  EXPECT_THAT(fWatcher.Hosts()->AddressesOf("Box.Local."), ElementsAre("192.168.1.6", "192.168.1.5"));
+}
+
 TEST_F(WatcherAddressTest, OnlyLocalHostsOfUnitsAreFollowed) {
   Announce(fNetwork, {"Printer", {}, "printer.local."});
   Announce(fNetwork, {"Far", kDevice, "far.example."});
