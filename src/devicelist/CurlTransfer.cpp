@@ -39,6 +39,22 @@ struct ListCleanup {
 };
 using StringList = std::unique_ptr<curl_slist, ListCleanup>;
 
+/// A transfer among those of the multi handle. One that is still under way at
+/// the end is dropped with its connection.
+class Running {
+ public:
+  Running(CURLM* multi, CURL* easy) : fMulti(multi), fEasy(easy) {
+    if (curl_multi_add_handle(multi, easy) != CURLM_OK) throw std::runtime_error("HTTP transfer refused");
+  }
+  ~Running() { curl_multi_remove_handle(fMulti, fEasy); }
+  Running(const Running&) = delete;
+  Running& operator=(const Running&) = delete;
+
+ private:
+  CURLM* const fMulti;
+  CURL* const fEasy;
+};
+
 void Append(StringList& list, const std::string& text) {
   curl_slist* longer = curl_slist_append(list.get(), text.c_str());
   if (longer == nullptr) throw std::bad_alloc();
@@ -205,17 +221,21 @@ CurlTransfer::End CurlTransfer::RunAt(const Request& request, const std::string&
 }
 
 CurlTransfer::End CurlTransfer::Run(const Request& request, const std::string& address) {
-  CURLM* multi = fHandles->multi.get();
-  CURL* easy = fHandles->easy.get();
   const long time = MillisecondsUntil(request.deadline);
   if (time == 0) return End::kFailed;
-  Set(easy, CURLOPT_TIMEOUT_MS, time);
+  Set(fHandles->easy.get(), CURLOPT_TIMEOUT_MS, time);
   fCollector.Reset();
-  if (curl_multi_add_handle(multi, easy) != CURLM_OK) return End::kFailed;
+  const auto end = RunToEnd(request, address);
+  return request.isGivenUp(address) ? End::kFailed : end;
+}
+
+CurlTransfer::End CurlTransfer::RunToEnd(const Request& request, const std::string& address) {
+  CURLM* multi = fHandles->multi.get();
+  const Running running(multi, fHandles->easy.get());
   CURLcode result = CURLE_ABORTED_BY_CALLBACK;  // what it is unless it ends by itself
-  for (int running = 1; !request.isGivenUp(address);) {
-    if (curl_multi_perform(multi, &running) != CURLM_OK) break;
-    if (running == 0) {
+  for (int underWay = 1; !request.isGivenUp(address);) {
+    if (curl_multi_perform(multi, &underWay) != CURLM_OK) break;
+    if (underWay == 0) {
       int queued = 0;
       const CURLMsg* message = curl_multi_info_read(multi, &queued);
       if (message != nullptr && message->msg == CURLMSG_DONE) result = message->data.result;
@@ -227,10 +247,7 @@ CurlTransfer::End CurlTransfer::Run(const Request& request, const std::string& a
     const long wait = std::min<long>(left, kLongestWait.count());
     if (curl_multi_poll(multi, nullptr, 0, static_cast<int>(wait), nullptr) != CURLM_OK) break;
   }
-  const auto end = EndOf(result);
-  // A transfer that is still under way is dropped here with its connection.
-  curl_multi_remove_handle(multi, easy);
-  return request.isGivenUp(address) ? End::kFailed : end;
+  return EndOf(result);
 }
 
 /// Asked before the handle is removed, which forgets the connection.
@@ -302,11 +319,12 @@ void CurlTransfer::SetFields(std::vector<std::string> fields) {
 /// to another address is not used then: it may be another unit's by now.
 void CurlTransfer::ConnectTo(const std::string& address) {
   if (address == fConnectTo) return;
+  auto connectTo = address;
   StringList destination;
   if (!address.empty()) Append(destination, "::" + address + ":");
   Set(fHandles->easy.get(), CURLOPT_CONNECT_TO, destination.get());
   fHandles->destination = std::move(destination);
-  fConnectTo = address;
+  fConnectTo = std::move(connectTo);
 }
 
 }  // namespace DeviceList

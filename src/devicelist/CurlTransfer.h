@@ -82,6 +82,7 @@ class CurlTransfer {
 
   [[nodiscard]] End RunAt(const Request& request, const std::string& address, bool isLast);
   [[nodiscard]] End Run(const Request& request, const std::string& address);
+  [[nodiscard]] End RunToEnd(const Request& request, const std::string& address);
   [[nodiscard]] End EndOf(int result) const;
   [[nodiscard]] HTTPAnswer TakeAnswer();
   void SetDestination(const Request& request);

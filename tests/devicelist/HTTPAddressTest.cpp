@@ -14,6 +14,7 @@
 
 #include "devicelist/HTTPPoller.h"
 #include "tests/support/Eventually.h"
+#include "tests/support/FailingAllocation.h"
 #include "tests/support/LoopbackServer.h"
 
 namespace DeviceList {
@@ -24,6 +25,7 @@ using ::testing::ElementsAre;
 using vorn::testing::CountConnecting;
 using vorn::testing::Eventually;
 using vorn::testing::Exchange;
+using vorn::testing::FailingAllocation;
 using vorn::testing::FullListener;
 using vorn::testing::LoopbackServer;
 using vorn::testing::StopsServer;
@@ -150,6 +152,25 @@ TEST_F(HTTPAddressTest, GivesNoAnswerInTimeWhereAllAreSilent) {
   const auto begin = std::chrono::steady_clock::now();
   EXPECT_FALSE(poller.DoRequest("http://studio-a.local:" + std::to_string(silent.Port()) + "/", {}));
   EXPECT_LT(std::chrono::steady_clock::now() - begin, kPrompt);
+}
+
+// ---- No memory ----
+
+TEST_F(HTTPAddressTest, AnswersAgainAfterEachRequestThatMemoryLackedFor) {
+  LoopbackServer server;
+  server.Reply("/x", 200, "answer");
+  const std::string url = "http://studio-a.local:" + server.PortText() + "/x";
+  bool hasFailed = true;
+  for (int nth = 1; hasFailed; ++nth) {
+    // The addresses differ from the last request's, so that the client looks at them.
+    Move({kFirst, "127.0.0." + std::to_string(2 + nth % 2)});
+    {
+      const FailingAllocation lack(nth);
+      static_cast<void>(fPoller.DoRequest(url, {}));
+      hasFailed = lack.HasFailed();
+    }
+    ASSERT_EQ(Get(server.Port()), "answer") << nth;
+  }
 }
 
 // ---- A host that moves between requests ----
