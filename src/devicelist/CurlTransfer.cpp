@@ -194,8 +194,10 @@ vorn::optional<HTTPAnswer> CurlTransfer::Perform(const Request& request) {
 
   auto addresses = request.addresses;
   if (addresses.empty()) addresses.emplace_back();
-  std::stable_partition(addresses.begin(), addresses.end(),
-                        [this](const auto& address) { return address == fAnsweredAt; });
+  if (request.prefersLast) {
+    std::stable_partition(addresses.begin(), addresses.end(),
+                          [this](const auto& address) { return address == fAnsweredAt; });
+  }
   auto end = End::kUnreachable;
   for (auto at = addresses.begin(); end == End::kUnreachable && at != addresses.end(); ++at)
     end = RunAt(request, *at, at + 1 == addresses.end());

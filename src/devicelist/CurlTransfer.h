@@ -45,9 +45,10 @@ class CurlTransfer {
   struct Request {
     const Url& url;
     const vorn::optional<std::string>& etag;  ///< sent as If-None-Match, exactly as it stands
-    /// Where the host is: tried in turn until one accepts the connection, the
-    /// one that answered last first. None: the system resolves the host.
+    /// Where the host is: tried in turn until one accepts the connection.
+    /// None: the system resolves the host.
     const std::vector<std::string>& addresses;
+    bool prefersLast = false;    ///< the address that answered last is tried first
     bool direct = false;         ///< never through a proxy; else as the environment says
     Clock::time_point deadline;  ///< covers everything, the name look-up included
     /// Asked before each wait: true ends the request. Gets the address that

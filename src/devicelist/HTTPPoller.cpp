@@ -13,6 +13,10 @@ bool IsRedirect(long status) {
   return status == 301 || status == 302 || status == 303 || status == 307 || status == 308;
 }
 
+bool Contains(const std::vector<std::string>& addresses, const std::string& address) {
+  return std::find(addresses.begin(), addresses.end(), address) != addresses.end();
+}
+
 }  // namespace
 
 /// A thread's stay in DoRequest: waits for the client to be free and lets go
@@ -128,34 +132,37 @@ vorn::optional<HTTPAnswer> HTTPPoller::FollowRedirects(const Url& first,
 
 bool HTTPPoller::MayLeadTo(const Url& url, const Url& first) const {
   if (fRedirects == Redirects::kAnywhere || LocalHosts::IsSameName(url.host, first.host)) return true;
-  const auto addresses = AddressesFor(first, first);
-  return std::find(addresses.begin(), addresses.end(), url.host) != addresses.end();
+  return Contains(AddressesOf(first), url.host);
 }
 
-/// None where the system resolves the host. A redirect that names one of the
-/// host's addresses leads to that one.
-std::vector<std::string> HTTPPoller::AddressesFor(const Url& url, const Url& first) const {
-  if (!fHosts) return {};
-  if (!LocalHosts::IsSameName(url.host, first.host)) return {url.host};
-  return fHosts->AddressesOf(url.host);
+/// None where the system resolves the host.
+std::vector<std::string> HTTPPoller::AddressesOf(const Url& url) const {
+  return fHosts ? fHosts->AddressesOf(url.host) : std::vector<std::string>();
 }
 
 vorn::optional<HTTPAnswer> HTTPPoller::RequestOnce(const Url& url, const Url& first,
                                                    const vorn::optional<std::string>& etag,
                                                    Deadline deadline) {
   const bool direct = LocalHosts::IsLocal(first.host) || LocalHosts::IsLocal(url.host);
-  return fTransfer.Perform(
-      {url, etag, AddressesFor(url, first), direct, deadline,
-       [this, &first](const std::string& address) { return IsGivenUp(first, address); }});
+  fAddresses = AddressesOf(first);
+  // A redirect that names one of the host's addresses leads to that one.
+  const bool isNamed = !fHosts || LocalHosts::IsSameName(url.host, first.host);
+  const auto addresses = isNamed ? fAddresses : std::vector<std::string>{url.host};
+  // The newest address is the first. At the old one there may be another unit by now.
+  const bool prefersLast = !fAddresses.empty() && Contains(fAnsweredAmong, fAddresses.front());
+  auto answer =
+      fTransfer.Perform({url, etag, addresses, prefersLast, direct, deadline,
+                         [this, &first](const std::string& address) { return IsGivenUp(first, address); }});
+  if (answer) fAnsweredAmong = fAddresses;
+  return answer;
 }
 
 /// A host that has left the table altogether may still be there; its request
 /// goes on.
 bool HTTPPoller::IsGivenUp(const Url& first, const std::string& address) {
   if (!fHostMoved && fAddressesChanged.exchange(false) && !address.empty()) {
-    const auto addresses = fHosts->AddressesOf(first.host);
-    fHostMoved =
-        !addresses.empty() && std::find(addresses.begin(), addresses.end(), address) == addresses.end();
+    const auto addresses = AddressesOf(first);
+    fHostMoved = !addresses.empty() && !Contains(addresses, address);
   }
   return fHostMoved || fCancelled;
 }

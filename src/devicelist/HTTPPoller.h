@@ -42,7 +42,8 @@ inline constexpr int kMaxRedirects = 5;
 ///     closed it meanwhile, or has sent on it what belongs to no answer, a new
 ///     one is made and nobody notices.
 ///  6. A host with several pinned addresses is asked at the one that answered
-///     last, else at each in turn. When the table moves the host to other
+///     last, then at each in turn; at each in turn alone where the first was not
+///     known yet at that answer, as the host may have moved there. When the table moves the host to other
 ///     addresses, a request that is under way to an old one is given up at once
 ///     and made anew.
 class HTTPPoller {
@@ -95,7 +96,7 @@ class HTTPPoller {
                                          const vorn::optional<std::string>& etag, Deadline deadline);
   [[nodiscard]] const vorn::optional<Url>& ParseFirst(const std::string& url);
   [[nodiscard]] bool MayLeadTo(const Url& url, const Url& first) const;
-  [[nodiscard]] std::vector<std::string> AddressesFor(const Url& url, const Url& first) const;
+  [[nodiscard]] std::vector<std::string> AddressesOf(const Url& url) const;
   [[nodiscard]] bool IsGivenUp(const Url& first, const std::string& address);
   void ListenTo(const std::string& host);
 
@@ -112,6 +113,8 @@ class HTTPPoller {
 
   CurlTransfer fTransfer;
   bool fHostMoved = false;                                  ///< away from the address that the request is at
+  std::vector<std::string> fAddresses;                      ///< the host's when the request was made
+  std::vector<std::string> fAnsweredAmong;                  ///< what they were at the last answer
   std::string fParsedText;                                  ///< pollers ask for the same URL again and again
   vorn::optional<Url> fParsedUrl;                           ///< what it was parsed into
   std::string fListensTo;                                   ///< the host of fSubscription

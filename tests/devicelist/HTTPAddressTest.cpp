@@ -179,11 +179,35 @@ TEST_F(HTTPAddressTest, FollowsAHostToItsNewAddressAtTheNextRequest) {
   TwoServers servers;
   Move({kFirst});
   EXPECT_EQ(Get(servers.Port()), "first");
-  Move({kSecond, kFirst});
-  EXPECT_EQ(Get(servers.Port()), "first");  // the kept connection is still to one of them
   Move({kSecond});
   EXPECT_EQ(Get(servers.Port()), "second");
   EXPECT_EQ(servers.first->ConnectionCount(), 1);
+}
+
+TEST_F(HTTPAddressTest, AsksFirstAtAnAddressThatWasToldSinceTheLastAnswer) {
+  TwoServers servers;
+  Move({kFirst});
+  EXPECT_EQ(Get(servers.Port()), "first");
+  servers.first->Reply("/x", 404, "another unit's by now");
+  Move({kSecond, kFirst});
+  for (int i = 0; i < 2; ++i) EXPECT_EQ(Get(servers.Port()), "second");
+  Move({kFirst, kSecond});  // both were known when the second answered
+  EXPECT_EQ(Get(servers.Port()), "second");
+  EXPECT_EQ(servers.second->ConnectionCount(), 1);
+}
+
+/// A unit that redirects to its own address has a silent one too.
+TEST_F(HTTPAddressTest, GoesOnAtTheAddressThatAnsweredBehindARedirect) {
+  TwoServers servers;
+  servers.second->Reply("/x", 302, {}, {"Location: " + servers.second->Url("/y")});
+  servers.second->Reply("/y", 200, "second");
+  const auto port = servers.Port();
+  servers.first.reset();
+  Move({kFirst, kSecond});
+  EXPECT_EQ(Get(port), "second");
+  servers.first = std::make_unique<LoopbackServer>(kFirst, port);
+  EXPECT_EQ(Get(port), "second");
+  EXPECT_EQ(servers.first->ConnectionCount(), 0);
 }
 
 TEST_F(HTTPAddressTest, FollowsTwoHostsThatExchangeTheirAddresses) {

@@ -68,15 +68,23 @@ def test_a_kept_connection_to_an_address_that_stays_is_kept(studio):
         assert {poll["connection"] for poll in after} == {before}
 
 
-def test_two_units_that_exchange_their_addresses_are_followed(studio):
+def test_two_units_that_exchange_their_addresses_are_followed(make_studio):
+    """Neither is ever taken for the other, nor shown without what only it can tell."""
+    models = {"Desk": ("Vorn 16A", "1.4.0+290"), "Booth": ("Vorn 8D", "2.1.0+87")}
+    units = [{"name": name, "model": model, "firmware": firmware} for name, (model, firmware) in models.items()]
+    studio = make_studio({"near": {"nss_mdns": False}, "unit": units})
     with ListProgram(studio) as program:
         program.wait_for_names(*NAMES)
-        await_polls(studio, program, "desk")
-        with no_list_lacks_a_unit(program):
-            place, told = move(studio, do="exchange", unit="desk", other="booth")
-            for unit in ("desk", "booth"):
-                assert await_polls(studio, program, unit, since=place)[0]["t"] < told + FOLLOWED
-                await_polls(studio, program, unit, 2)
+        for unit in ("desk", "booth"):
+            await_polls(studio, program, unit)
+        first = len(program.lists) - 1
+        place, told = move(studio, do="exchange", unit="desk", other="booth")
+        for unit in ("desk", "booth"):
+            assert await_polls(studio, program, unit, since=place)[0]["t"] < told + FOLLOWED
+            await_polls(studio, program, unit, 2)
+        for _, units in program.lists[first:]:
+            shown = {unit["name"]: (unit["modelID"], unit["firmwareVersion"]) for unit in units.values()}
+            assert shown == models
 
 
 def test_a_move_while_there_is_no_responder_is_followed_when_it_is_back(studio):
