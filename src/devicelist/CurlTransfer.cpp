@@ -100,6 +100,12 @@ void Set(CURL* handle, CURLoption option, T value) {
   if ((curl_easy_setopt)(handle, option, value) != CURLE_OK) throw std::runtime_error("HTTP option refused");
 }
 
+/// True once a part of the request has been sent over a connection.
+bool HasSent(CURL* handle) {
+  long bytes = 0;
+  return curl_easy_getinfo(handle, CURLINFO_REQUEST_SIZE, &bytes) == CURLE_OK && bytes > 0;
+}
+
 /// The line that sends the tag; empty for none. A tag with a byte that would
 /// end the line is not sent.
 std::string TagField(const vorn::optional<std::string>& etag) {
@@ -198,19 +204,30 @@ vorn::optional<HTTPAnswer> CurlTransfer::Perform(const Request& request) {
     std::stable_partition(addresses.begin(), addresses.end(),
                           [this](const auto& address) { return address == fAnsweredAt; });
   }
-  auto end = End::kUnreachable;
-  for (auto at = addresses.begin(); end == End::kUnreachable && at != addresses.end(); ++at)
-    end = RunAt(request, *at, at + 1 == addresses.end());
-  if (end != End::kComplete) return {};
+  if (RunInTurn(request, addresses) != End::kComplete) return {};
   fAnsweredAt = fConnectTo;
   return TakeAnswer();
 }
 
-CurlTransfer::End CurlTransfer::RunAt(const Request& request, const std::string& address, bool isLast) {
+/// A host that is silent at some of its addresses has the whole time of the
+/// request to accept a connection at any of them.
+CurlTransfer::End CurlTransfer::RunInTurn(const Request& request, const std::vector<std::string>& addresses) {
+  for (bool isSilent = true; isSilent;) {
+    isSilent = false;
+    for (const auto& address : addresses) {
+      const auto end = RunAt(request, address, addresses.size() == 1);
+      if (end != End::kUnreachable && end != End::kSilent) return end;
+      isSilent = isSilent || end == End::kSilent;
+    }
+  }
+  return End::kUnreachable;
+}
+
+CurlTransfer::End CurlTransfer::RunAt(const Request& request, const std::string& address, bool isOnly) {
   CURL* easy = fHandles->easy.get();
   ConnectTo(address);
   // The time to agree on a secret would count as well, and a small unit may take long over that.
-  const bool isBounded = !isLast && request.url.scheme == "http";
+  const bool isBounded = !isOnly && request.url.scheme == "http";
   const std::chrono::milliseconds bound = isBounded ? kAddressTimeout : std::chrono::milliseconds(0);
   Set(easy, CURLOPT_CONNECTTIMEOUT_MS, static_cast<long>(bound.count()));
   Set(easy, CURLOPT_FRESH_CONNECT, fHandles->HasUnreadBytes() ? 1L : 0L);
@@ -228,14 +245,15 @@ CurlTransfer::End CurlTransfer::Run(const Request& request, const std::string& a
   Set(fHandles->easy.get(), CURLOPT_TIMEOUT_MS, time);
   fCollector.Reset();
   const auto end = RunToEnd(request, address);
-  return request.isGivenUp(address) ? End::kFailed : end;
+  return request.isGivenUp(address, end == End::kComplete) ? End::kFailed : end;
 }
 
 CurlTransfer::End CurlTransfer::RunToEnd(const Request& request, const std::string& address) {
   CURLM* multi = fHandles->multi.get();
   const Running running(multi, fHandles->easy.get());
   CURLcode result = CURLE_ABORTED_BY_CALLBACK;  // what it is unless it ends by itself
-  for (int underWay = 1; !request.isGivenUp(address);) {
+  bool isSent = false;
+  for (int underWay = 1; !request.isGivenUp(address, isSent);) {
     if (curl_multi_perform(multi, &underWay) != CURLM_OK) break;
     if (underWay == 0) {
       int queued = 0;
@@ -248,6 +266,7 @@ CurlTransfer::End CurlTransfer::RunToEnd(const Request& request, const std::stri
     if (left == 0) break;
     const long wait = std::min<long>(left, kLongestWait.count());
     if (curl_multi_poll(multi, nullptr, 0, static_cast<int>(wait), nullptr) != CURLM_OK) break;
+    isSent = HasSent(fHandles->easy.get());
   }
   return EndOf(result);
 }
@@ -273,7 +292,7 @@ CurlTransfer::End CurlTransfer::EndOf(int result) const {
     case CURLE_COULDNT_CONNECT:
       return End::kUnreachable;
     case CURLE_OPERATION_TIMEDOUT:
-      return connectTime == 0 ? End::kUnreachable : End::kFailed;
+      return connectTime == 0 ? End::kSilent : End::kFailed;
     case CURLE_GOT_NOTHING:
     case CURLE_SEND_ERROR:
     case CURLE_RECV_ERROR:

@@ -19,8 +19,8 @@ namespace DeviceList {
 /// nothing. Any thread.
 void InitHTTP();
 
-/// How long a host may take to accept a connection at one of its addresses
-/// before the next one is tried.
+/// How long a host with several addresses may take to accept a connection at
+/// one of them before the next one is tried.
 inline constexpr std::chrono::seconds kAddressTimeout{2};
 
 /// One GET after another over one kept connection: no redirects, no cookies,
@@ -45,15 +45,16 @@ class CurlTransfer {
   struct Request {
     const Url& url;
     const vorn::optional<std::string>& etag;  ///< sent as If-None-Match, exactly as it stands
-    /// Where the host is: tried in turn until one accepts the connection.
-    /// None: the system resolves the host.
+    /// Where the host is: tried in turn until one accepts the connection, and
+    /// again where one was silent. None: the system resolves the host.
     const std::vector<std::string>& addresses;
     bool prefersLast = false;    ///< the address that answered last is tried first
     bool direct = false;         ///< never through a proxy; else as the environment says
     Clock::time_point deadline;  ///< covers everything, the name look-up included
     /// Asked before each wait: true ends the request. Gets the address that
-    /// the request is at, empty where the system resolves the host.
-    const std::function<bool(const std::string& address)>& isGivenUp;
+    /// the request is at, empty where the system resolves the host, and whether
+    /// it has been sent there and can still have its answer.
+    const std::function<bool(const std::string& address, bool isSent)>& isGivenUp;
   };
 
   /// Sends the request, twice only where a kept connection turns out dead, and
@@ -78,10 +79,12 @@ class CurlTransfer {
     /// more, over a new one.
     kDeadConnection,
     kUnreachable,  ///< without a connection: the next address may have one
+    kSilent,       ///< the same, and nothing said so: there may be one later
     kFailed,       ///< in any other way, or given up; not to be tried again
   };
 
-  [[nodiscard]] End RunAt(const Request& request, const std::string& address, bool isLast);
+  [[nodiscard]] End RunInTurn(const Request& request, const std::vector<std::string>& addresses);
+  [[nodiscard]] End RunAt(const Request& request, const std::string& address, bool isOnly);
   [[nodiscard]] End Run(const Request& request, const std::string& address);
   [[nodiscard]] End RunToEnd(const Request& request, const std::string& address);
   [[nodiscard]] End EndOf(int result) const;

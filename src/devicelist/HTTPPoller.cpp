@@ -150,19 +150,25 @@ vorn::optional<HTTPAnswer> HTTPPoller::RequestOnce(const Url& url, const Url& fi
   const auto addresses = isNamed ? fAddresses : std::vector<std::string>{url.host};
   // The newest address is the first. At the old one there may be another unit by now.
   const bool prefersLast = !fAddresses.empty() && Contains(fAnsweredAmong, fAddresses.front());
-  auto answer =
-      fTransfer.Perform({url, etag, addresses, prefersLast, direct, deadline,
-                         [this, &first](const std::string& address) { return IsGivenUp(first, address); }});
+  auto answer = fTransfer.Perform({url, etag, addresses, prefersLast, direct, deadline,
+                                   [this, &first](const std::string& address, bool isSent) {
+                                     return IsGivenUp(first, address, isSent);
+                                   }});
   if (answer) fAnsweredAmong = fAddresses;
   return answer;
 }
 
 /// A host that has left the table altogether may still be there; its request
-/// goes on.
-bool HTTPPoller::IsGivenUp(const Url& first, const std::string& address) {
-  if (!fHostMoved && fAddressesChanged.exchange(false) && !address.empty()) {
+/// goes on. An address that is new to the request is no reason to give up one
+/// that may be answered any moment.
+bool HTTPPoller::IsGivenUp(const Url& first, const std::string& address, bool isSent) {
+  const bool looks = !isSent || fAddressesChanged.exchange(false);
+  if (!fHostMoved && looks && !address.empty()) {
     const auto addresses = AddressesOf(first);
-    fHostMoved = !addresses.empty() && !Contains(addresses, address);
+    const bool isGone = !addresses.empty() && !Contains(addresses, address);
+    const bool isOneNew = std::any_of(addresses.begin(), addresses.end(),
+                                      [this](const auto& one) { return !Contains(fAddresses, one); });
+    fHostMoved = isGone || (isOneNew && !isSent);
   }
   return fHostMoved || fCancelled;
 }

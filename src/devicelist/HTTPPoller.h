@@ -43,9 +43,10 @@ inline constexpr int kMaxRedirects = 5;
 ///     one is made and nobody notices.
 ///  6. A host with several pinned addresses is asked at the one that answered
 ///     last, then at each in turn; at each in turn alone where the first was not
-///     known yet at that answer, as the host may have moved there. When the table moves the host to other
-///     addresses, a request that is under way to an old one is given up at once
-///     and made anew.
+///     known yet at that answer, as the host may have moved there. When the table
+///     moves the host to other addresses, a request that is under way to an old
+///     one is given up at once and made anew. So is one that has not been sent
+///     yet, or that failed, when the table has an address that is new to it.
 class HTTPPoller {
  public:
   /// Where a redirect may lead, on any port, over http or https.
@@ -97,7 +98,7 @@ class HTTPPoller {
   [[nodiscard]] const vorn::optional<Url>& ParseFirst(const std::string& url);
   [[nodiscard]] bool MayLeadTo(const Url& url, const Url& first) const;
   [[nodiscard]] std::vector<std::string> AddressesOf(const Url& url) const;
-  [[nodiscard]] bool IsGivenUp(const Url& first, const std::string& address);
+  [[nodiscard]] bool IsGivenUp(const Url& first, const std::string& address, bool isSent);
   void ListenTo(const std::string& host);
 
   const std::shared_ptr<const LocalHosts> fHosts;
@@ -112,7 +113,7 @@ class HTTPPoller {
   bool fBusy = false;                ///< one of them uses what follows, guarded by fMutex
 
   CurlTransfer fTransfer;
-  bool fHostMoved = false;                                  ///< away from the address that the request is at
+  bool fHostMoved = false;                                  ///< the request has to be made anew
   std::vector<std::string> fAddresses;                      ///< the host's when the request was made
   std::vector<std::string> fAnsweredAmong;                  ///< what they were at the last answer
   std::string fParsedText;                                  ///< pollers ask for the same URL again and again

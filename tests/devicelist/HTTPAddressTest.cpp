@@ -33,6 +33,7 @@ using vorn::testing::StopsServer;
 constexpr char kHost[] = "studio-a.local";
 constexpr char kFirst[] = "127.0.0.1";
 constexpr char kSecond[] = "127.0.0.2";
+constexpr char kThird[] = "127.0.0.3";
 
 /// Far below the request's own 30 s and far above any scheduling delay.
 constexpr auto kPrompt = 10s;
@@ -193,7 +194,6 @@ TEST_F(HTTPAddressTest, AsksFirstAtAnAddressThatWasToldSinceTheLastAnswer) {
   for (int i = 0; i < 2; ++i) EXPECT_EQ(Get(servers.Port()), "second");
   Move({kFirst, kSecond});  // both were known when the second answered
   EXPECT_EQ(Get(servers.Port()), "second");
-  EXPECT_EQ(servers.second->ConnectionCount(), 1);
 }
 
 /// A unit that redirects to its own address has a silent one too.
@@ -252,6 +252,63 @@ TEST_F(HTTPAddressTest, GivesUpAConnectionToAnAddressThatTheHostHasLeft) {
   Move({kSecond});
   ASSERT_TRUE(request.IsOver());
   EXPECT_EQ(request.Body(), "second");
+}
+
+/// A request that is at the first address, where nobody answers.
+class HTTPSilenceTest : public HTTPAddressTest, public ::testing::WithParamInterface<bool> {
+ protected:
+  [[nodiscard]] std::unique_ptr<RunningRequest> AskInSilence(HTTPPoller& poller) {
+    const int before = CountConnecting(fSilent.Port());
+    auto request = std::make_unique<RunningRequest>(poller, fSilent.Port());
+    EXPECT_TRUE(Eventually([&] { return CountConnecting(fSilent.Port()) > before; }));
+    return request;
+  }
+
+  const FullListener fSilent;
+};
+
+TEST_P(HTTPSilenceTest, EndsWhereTheHostIsToldANewAddress) {
+  LoopbackServer good(kThird, fSilent.Port());
+  good.Reply("/x", 200, "third");
+  Move(GetParam() ? std::vector<std::string>{kSecond, kFirst} : std::vector<std::string>{kFirst});
+  const auto request = AskInSilence(fPoller);
+  Move({kThird, kFirst});
+  ASSERT_TRUE(request->IsOver());
+  EXPECT_EQ(request->Body(), "third");
+}
+
+INSTANTIATE_TEST_SUITE_P(, HTTPSilenceTest, ::testing::Bool());
+
+TEST_F(HTTPSilenceTest, EndsWhereTheHostComesBackAtItsOtherAddress) {
+  Move({kSecond, kFirst});
+  const auto request = AskInSilence(fPoller);
+  LoopbackServer good(kSecond, fSilent.Port());  // refused the request before
+  good.Reply("/x", 200, "second");
+  ASSERT_TRUE(request->IsOver());
+  EXPECT_EQ(request->Body(), "second");
+}
+
+TEST_F(HTTPSilenceTest, IsNotFollowedByAnAddressThatTheHostHasLeftMeanwhile) {
+  const LoopbackServer left(kSecond, fSilent.Port());
+  HTTPPoller poller(fHosts, 2 * kAddressTimeout);
+  Move({kFirst, kSecond});
+  const auto request = AskInSilence(poller);
+  Move({kFirst});
+  ASSERT_TRUE(request->IsOver());
+  EXPECT_EQ(request->Body(), "no answer");
+  EXPECT_EQ(left.ConnectionCount(), 0);
+}
+
+TEST_F(HTTPAddressTest, AsksAtANewAddressWhereTheRequestFailsAtTheOldOne) {
+  TwoServers servers;
+  servers.first->Handle("/x", [this](Exchange& exchange) {
+    exchange.Send("HTTP/1.1 200 OK\r\nContent-Length: 5\r\n\r\nfi");
+    Move({kSecond, kFirst});
+    exchange.Reset();
+  });
+  const StopsServer stops(*servers.first);
+  Move({kFirst});
+  EXPECT_EQ(Get(servers.Port()), "second");
 }
 
 /// What the unit has sent from its old address when it moves.
