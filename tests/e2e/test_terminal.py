@@ -160,3 +160,56 @@ def test_the_picture_says_why_nothing_is_found(window):
     terminal.wait_for(lambda: "no DNS-SD responder is running" in terminal.lines()[-1], "the reason")
     studio.do("responder", op="start")
     terminal.wait_for(lambda: terminal.lines() == ["No Local Devices Found."], "the reason's end")
+
+
+@pytest.mark.parametrize("command", ["timeout 2 {}", "(timeout 2 {}; true)"])
+def test_a_time_limit_ends_it(window, command):
+    _, terminal = window(FEW, 80, 24)
+    # Within the parentheses it runs in the background: `timeout` makes a process group of its own there.
+    terminal.keys(command.format(f"{BINARY} --watch") + "; echo $((6*7))", "Enter")
+    terminal.wait_for(lambda: "42" in terminal.lines(), "what follows")
+    assert not terminal.is_drawn_on()
+
+
+def start_in_background(studio, terminal):
+    terminal.start("&")
+    terminal.wait_for(lambda: studio.requests("unit-03"), "its question to a unit")
+    assert not terminal.is_drawn_on()
+
+
+def end_by_kill(terminal):
+    """Has the shell kill its job and wait until it exits with 0; `wait` fails while the job is still stopped."""
+    terminal.keys("kill %1; until wait %1 2>/dev/null; do :; done; echo $((8*8))", "Enter")
+    terminal.wait_for(lambda: "64" in terminal.lines(), "the end of the job")
+    assert not terminal.is_drawn_on()
+
+
+@pytest.mark.parametrize("modes", ["-tostop", "tostop"])
+def test_it_is_killed_in_the_background(window, modes):
+    studio, terminal = window(FEW, 80, 24)
+    terminal.keys(f"stty {modes}", "Enter")
+    start_in_background(studio, terminal)
+    end_by_kill(terminal)
+
+
+def test_it_is_killed_while_it_is_stopped(window):
+    _, terminal = window(FEW, 80, 24)
+    terminal.start()
+    terminal.wait_for(lambda: terminal.text().count(" update") == 3, "the table")
+    terminal.keys("C-z")
+    terminal.wait_for(lambda: "Stopped" in terminal.text(), "the shell's word on the job")
+    end_by_kill(terminal)
+    assert terminal.text().count(" update") == 3, "the last table, once"
+
+
+def test_it_draws_once_it_comes_to_the_foreground(window):
+    studio, terminal = window(FEW, 80, 24)
+    start_in_background(studio, terminal)
+    for _ in itertools.repeat(None, 2):
+        terminal.keys("fg", "Enter")
+        terminal.wait_for(lambda: terminal.is_drawn_on() and terminal.text().count(" update") == 3, "the table")
+        terminal.keys("C-z")
+        terminal.wait_for(lambda: "Stopped" in terminal.text() and not terminal.is_drawn_on(), "the job's stop")
+        terminal.keys("clear; bg; jobs", "Enter")
+        terminal.wait_for(lambda: "Running" in terminal.text() and "Stopped" not in terminal.text(), "the job at work")
+    end_by_kill(terminal)

@@ -57,6 +57,7 @@ OutputResult ListOutput::SetNote(std::string note) {
 
 optional<AbsoluteTime> ListOutput::NextDue() const {
   if (!fOptions.watch || (fOptions.json && !fHasList)) return {};
+  if (fInPlace && !TerminalScreen::IsInForeground()) return {};
   const bool paced = !fOptions.json && !fInPlace;
   if (paced && !IsSettled()) return fFirstWaitEnds;
   if (paced && fWroteAny && fNow() < fWrittenAt + kPace) return fWrittenAt + kPace;
@@ -92,7 +93,7 @@ bool ListOutput::IsSettled() const {
 }
 
 bool ListOutput::IsNew() const {
-  return !fWroteAny || Rendered() != fWritten;
+  return !fWroteAny || (fInPlace && !fScreen.IsOurs()) || Rendered() != fWritten;
 }
 
 std::string ListOutput::Rendered() const {

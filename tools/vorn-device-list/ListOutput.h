@@ -18,7 +18,7 @@ namespace vorn::devicelisttool {
 /// was written before:
 /// - JSON: each list at once, the first included;
 /// - a table on a terminal that can be drawn on: at once, in the place of the
-///   one before;
+///   one before, but only while the program is in the foreground;
 /// - a table elsewhere: at most once a second, and always the last one. That
 ///   nothing was found is not said first before the options' wait is over.
 /// Belongs to one thread. Whatever writes blocks while the reader does not read.
@@ -39,7 +39,8 @@ class ListOutput {
   /// empty: none.
   [[nodiscard]] OutputResult SetNote(std::string note);
 
-  /// When WriteDue has something to do next; empty: not before the next list.
+  /// When WriteDue has something to do next; empty: not before the next list
+  /// or, in the background of a terminal, before the foreground.
   [[nodiscard]] optional<AbsoluteTime> NextDue() const;
   [[nodiscard]] OutputResult WriteDue();
 

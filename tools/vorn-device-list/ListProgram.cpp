@@ -29,6 +29,8 @@ using DeviceList::DiscoveryHint;
 
 constexpr std::chrono::milliseconds kTeardownLimit{700};
 
+constexpr AbsoluteTime kForegroundPace = 1;  // seconds between two looks for the foreground
+
 // What a terminal that is drawn on sends besides: another size, the stop key, and that the program goes on.
 sigset_t TerminalSignals() {
   sigset_t signals;
@@ -93,7 +95,8 @@ class ListRun {
         fInPlace(ListOutput::DrawsInPlace(options)),
         fOutput(options),
         fLoop(PollRunLoop::Current()),
-        fDueTimer(fLoop, kNever, [this] { HandleDue(); }) {}
+        fDueTimer(fLoop, kNever, [this] { HandleDue(); }),
+        fForegroundTimer(fLoop, kNever, [this] { HandleForegroundTime(); }) {}
 
   int Run() {
     const EndSignals endSignals(
@@ -118,6 +121,7 @@ class ListRun {
     DeviceList::SupervisedDeviceList list([this](Units units) { HandleList(std::move(units)); },
                                           [this](auto state) { HandleResponder(state); });
     HandleDue();
+    if (fInPlace) HandleForegroundTime();
     fLoop->Run();
     if (endSignals.Received() == 0) EndProcessAfter(kTeardownLimit, fExitCode);
     EndWatch();
@@ -143,6 +147,13 @@ class ListRun {
 
   void HandleDue() {
     if (!fLeaves) Continue(fOutput.WriteDue());
+  }
+
+  // No signal says that a program which runs in the background is brought to the foreground.
+  void HandleForegroundTime() {
+    if (fLeaves) return;
+    HandleDue();
+    fForegroundTimer.SetNextFireDate(AbsoluteTimeGetCurrent() + kForegroundPace);
   }
 
   void HandleList(Units units) {
@@ -205,6 +216,7 @@ class ListRun {
   std::set<DiscoveryHint> fTold;  ///< reasons that the console has been told
   std::shared_ptr<PollRunLoop> fLoop;
   RunLoopTimer fDueTimer;
+  RunLoopTimer fForegroundTimer;  ///< runs where the picture is drawn in place
   int fExitCode = kListed;
   bool fLeaves = false;  ///< the exit code stands
 };
@@ -215,7 +227,8 @@ void BlockSignals(const Options& options) {
   const sigset_t ending = EndingSignals();
   ::pthread_sigmask(SIG_BLOCK, &ending, nullptr);
   if (!ListOutput::DrawsInPlace(options)) return;
-  const sigset_t terminal = TerminalSignals();
+  sigset_t terminal = TerminalSignals();
+  ::sigaddset(&terminal, SIGTTOU);  // whatever it writes to the terminal, the background does not stop it
   ::pthread_sigmask(SIG_BLOCK, &terminal, nullptr);
 }
 

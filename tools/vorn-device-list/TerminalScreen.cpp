@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
+#include <utility>
 
 namespace vorn::devicelisttool {
 namespace {
@@ -32,6 +33,11 @@ bool TerminalScreen::IsAvailable() {
   return ::isatty(STDOUT_FILENO) != 0 && terminal != nullptr && std::strcmp(terminal, "dumb") != 0;
 }
 
+bool TerminalScreen::IsInForeground() {
+  const pid_t foreground = ::tcgetpgrp(STDOUT_FILENO);
+  return foreground == -1 || foreground == ::getpgrp();
+}
+
 TerminalScreen::Size TerminalScreen::CurrentSize() {
   winsize size{};
   const bool known = ::ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_row != 0 && size.ws_col != 0;
@@ -43,6 +49,10 @@ TerminalScreen::~TerminalScreen() {
 }
 
 OutputResult TerminalScreen::Draw(const std::vector<std::string>& lines) {
+  if (!IsInForeground()) {
+    fOurs = false;
+    return OutputResult::kWritten;
+  }
   const std::size_t rows = CurrentSize().rows;
   const std::size_t count = std::min(lines.size(), rows);
   std::string picture = TakeOver() + "\033[H";
@@ -55,16 +65,15 @@ OutputResult TerminalScreen::Draw(const std::vector<std::string>& lines) {
 }
 
 OutputResult TerminalScreen::Leave() {
-  if (!fOurs) return OutputResult::kWritten;
-  fOurs = false;
-  if (fEchoed) SetEcho(true);
+  if (!std::exchange(fOurs, false) || !IsInForeground()) return OutputResult::kWritten;
+  if (std::exchange(fEchoed, false)) SetEcho(true);
   ::tcflush(STDOUT_FILENO, TCIFLUSH);
   return WriteToStandardOutput(kLeave);
 }
 
 std::string TerminalScreen::TakeOver() {
   if (fOurs) return {};
-  fEchoed = SetEcho(false);
+  fEchoed |= SetEcho(false);  // still to be set again where another job took the terminal in between
   fOurs = true;
   return kEnter;
 }
