@@ -162,6 +162,16 @@ def test_the_picture_says_why_nothing_is_found(window):
     terminal.wait_for(lambda: terminal.lines() == ["No Local Devices Found."], "the reason's end")
 
 
+def test_the_picture_follows_the_network_while_nothing_else_changes(window):
+    studio, terminal = window([], 80, 24)
+    terminal.start("--wait", "1")
+    for _ in itertools.repeat(None, 2):
+        terminal.wait_for(lambda: terminal.lines() == ["No Local Devices Found."], "the empty list alone")
+        assert studio.run(["ip", "link", "set", "near0", "down"]).returncode == 0
+        terminal.wait_for(lambda: "there is no network connection" in terminal.lines()[-1], "the reason")
+        assert studio.run(["ip", "link", "set", "near0", "up"]).returncode == 0
+
+
 @pytest.mark.parametrize("command", ["timeout 2 {}", "(timeout 2 {}; true)"])
 def test_a_time_limit_ends_it(window, command):
     _, terminal = window(FEW, 80, 24)

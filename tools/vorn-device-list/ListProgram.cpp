@@ -29,7 +29,7 @@ using DeviceList::DiscoveryHint;
 
 constexpr std::chrono::milliseconds kTeardownLimit{700};
 
-constexpr AbsoluteTime kForegroundPace = 1;  // seconds between two looks for the foreground
+constexpr AbsoluteTime kSurroundingsPace = 1;  // seconds between two looks at them
 
 // What a terminal that is drawn on sends besides: another size, the stop key, and that the program goes on.
 sigset_t TerminalSignals() {
@@ -96,7 +96,7 @@ class ListRun {
         fOutput(options),
         fLoop(PollRunLoop::Current()),
         fDueTimer(fLoop, kNever, [this] { HandleDue(); }),
-        fForegroundTimer(fLoop, kNever, [this] { HandleForegroundTime(); }) {}
+        fSurroundingsTimer(fLoop, kNever, [this] { HandleSurroundings(); }) {}
 
   int Run() {
     const EndSignals endSignals(
@@ -121,7 +121,7 @@ class ListRun {
     DeviceList::SupervisedDeviceList list([this](Units units) { HandleList(std::move(units)); },
                                           [this](auto state) { HandleResponder(state); });
     HandleDue();
-    if (fInPlace) HandleForegroundTime();
+    if (fInPlace) HandleSurroundings();
     fLoop->Run();
     if (endSignals.Received() == 0) EndProcessAfter(kTeardownLimit, fExitCode);
     EndWatch();
@@ -149,11 +149,11 @@ class ListRun {
     if (!fLeaves) Continue(fOutput.WriteDue());
   }
 
-  // No signal says that a program which runs in the background is brought to the foreground.
-  void HandleForegroundTime() {
+  // Nothing reports that the network came or went, nor that the program was brought to the foreground.
+  void HandleSurroundings() {
     if (fLeaves) return;
-    HandleDue();
-    fForegroundTimer.SetNextFireDate(AbsoluteTimeGetCurrent() + kForegroundPace);
+    TellHint(fStatus.Hint());
+    fSurroundingsTimer.SetNextFireDate(AbsoluteTimeGetCurrent() + kSurroundingsPace);
   }
 
   void HandleList(Units units) {
@@ -216,7 +216,7 @@ class ListRun {
   std::set<DiscoveryHint> fTold;  ///< reasons that the console has been told
   std::shared_ptr<PollRunLoop> fLoop;
   RunLoopTimer fDueTimer;
-  RunLoopTimer fForegroundTimer;  ///< runs where the picture is drawn in place
+  RunLoopTimer fSurroundingsTimer;  ///< runs where the picture is drawn in place
   int fExitCode = kListed;
   bool fLeaves = false;  ///< the exit code stands
 };
