@@ -88,7 +88,7 @@ TEST(OptionsTest, UniqueAbbreviationsCount) {
 
 TEST(OptionsTest, TwoDashesEndTheOptions) {
   EXPECT_TRUE(Parsed({"--json", "--"}).json);
-  EXPECT_EQ(ErrorOf({"--", "--json"}), "there is no argument '--json'");
+  EXPECT_EQ(ErrorOf({"--", "--json"}), "unexpected argument '--json'");
 }
 
 TEST(OptionsTest, AnythingElseIsRefusedByName) {
@@ -97,10 +97,10 @@ TEST(OptionsTest, AnythingElseIsRefusedByName) {
     EXPECT_NE(ErrorOf({"--help", text}), "(none)");
   }
   for (const char* text : {"units", "", "-"}) {
-    EXPECT_EQ(ErrorOf({"--json", text, "--watch"}), "there is no argument '" + std::string(text) + "'");
+    EXPECT_EQ(ErrorOf({"--json", text, "--watch"}), "unexpected argument '" + std::string(text) + "'");
   }
   EXPECT_EQ(ErrorOf({"-hx", "--json"}), "there is no option '-hx'");
-  EXPECT_EQ(ErrorOf({"--json", "--watch=1"}), "no value belongs to the option '--watch=1'");
+  EXPECT_EQ(ErrorOf({"--json", "--watch=1"}), "no value is allowed for the option '--watch=1'");
 }
 
 TEST(OptionsTest, HelpNamesEveryOption) {

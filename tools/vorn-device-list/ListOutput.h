@@ -19,8 +19,8 @@ namespace vorn::devicelisttool {
 /// - JSON: each list at once, the first included;
 /// - a table on a terminal that can be drawn on: at once, in the place of the
 ///   one before, but only while the program is in the foreground;
-/// - a table elsewhere: at most once a second, and always the last one. That
-///   nothing was found is not said first before the options' wait is over.
+/// - a table elsewhere: at most once a second, and always the last one. An
+///   empty list is not written before the options' wait is over.
 /// Belongs to one thread. Whatever writes blocks while the reader does not read.
 class ListOutput {
  public:

@@ -31,7 +31,8 @@ constexpr std::chrono::milliseconds kTeardownLimit{700};
 
 constexpr AbsoluteTime kSurroundingsPace = 1;  // seconds between two looks at them
 
-// What a terminal that is drawn on sends besides: another size, the stop key, and that the program goes on.
+// Signals that matter while we draw on a terminal: its size changed, the stop key was pressed, the program
+// was continued.
 sigset_t TerminalSignals() {
   sigset_t signals;
   ::sigemptyset(&signals);
@@ -41,8 +42,8 @@ sigset_t TerminalSignals() {
   return signals;
 }
 
-// Has the system stop the program as it does by itself where the signal is not
-// blocked: not at all, for example, where nobody could let it go on.
+// Stops the program as the system does when the signal is not blocked. An
+// orphaned process group, for example, is not stopped.
 void StopAsTheSystemDoes() {
   sigset_t stop;
   ::sigemptyset(&stop);

@@ -48,7 +48,7 @@ std::string RefusalOf(const std::string& argument) {
       std::begin(kLongOptions), std::end(kLongOptions) - 1,
       [&](const auto& known) { return std::strncmp(known.name, name.c_str(), name.size()) == 0; });
   if (matches > 1) return "the option " + Quoted(argument) + " is ambiguous";
-  return (matches == 1 ? "no value belongs to the option " : "there is no option ") + Quoted(argument);
+  return (matches == 1 ? "no value is allowed for the option " : "there is no option ") + Quoted(argument);
 }
 
 // Takes one option that getopt_long has found; returns what is wrong.
@@ -109,7 +109,7 @@ ParsedOptions ParseOptions(const std::vector<std::string>& arguments) {
       parsed.error = Apply(found, parsed.options);
     }
   }
-  if (!parsed.error && optind < argc) parsed.error = "there is no argument " + Quoted(argv[optind]);
+  if (!parsed.error && optind < argc) parsed.error = "unexpected argument " + Quoted(argv[optind]);
   return parsed;
 }
 

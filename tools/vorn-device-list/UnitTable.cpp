@@ -70,7 +70,7 @@ void Shrink(Widths& widths, const Concession& concession, std::size_t limit) {
   std::size_t& width = widths[concession.column];
   if (total <= limit || width <= concession.shortest) return;
   width -= std::min(width - concession.shortest, total - limit);
-  if (concession.shortest == 0) width = 0;  // a rest of a column tells nothing
+  if (concession.shortest == 0) width = 0;  // a few cells of a column say nothing
 }
 
 Widths FittingWidths(const std::vector<Row>& rows, std::size_t limit) {
@@ -81,7 +81,7 @@ Widths FittingWidths(const std::vector<Row>& rows, std::size_t limit) {
   if (limit == 0) return widest;
   Widths widths = widest;
   for (const Concession& concession : kConcessions) Shrink(widths, concession, limit);
-  // What a column left over goes to the name.
+  // Width that is left over goes to the name.
   const std::size_t room = limit - std::min(limit, TotalWidth(widths));
   if (widths[kName] != 0) widths[kName] += std::min(widest[kName] - widths[kName], room);
   return widths;
