@@ -276,6 +276,20 @@ TEST_F(NoticeQueueTest, HoldsNoRefusalAgainstASubjectThatIsForgotten) {
   EXPECT_THAT(Kept(), ElementsAre("second 2"));
 }
 
+TEST_F(NoticeQueueTest, GoesOnWhenARefusedSubjectHadToMakeRoom) {
+  for (std::uint32_t i = 1; i <= NoticeQueue::kMaxSlots; ++i) Show("unit " + std::to_string(i), "x", i);
+  fNow += 60s;
+  Add("unit 1", "newer");
+  EXPECT_EQ(Take(), "newer");
+  Refuse();
+  EXPECT_TRUE(fQueue.ForgetWaiting("unit 1"));
+  Add("one more", "y");
+  EXPECT_EQ(fQueue.FindStanding(1), nullptr);  // it made room
+  fQueue.Closed(2);
+  EXPECT_EQ(Take(), "y");
+  EXPECT_THAT(fQueue.Delivered(fTaken, 100000, fNow), IsEmpty());
+}
+
 TEST_F(PacedNoticeQueueTest, SendsAFewAtOnceAndThenOneAPace) {
   for (int i = 0; i < 8; ++i) Add("unit " + std::to_string(i), std::to_string(i));
   std::vector<std::string> shown;

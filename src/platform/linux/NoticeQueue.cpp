@@ -214,6 +214,7 @@ bool NoticeQueue::MakeRoom(TimePoint now) {
   }
   if (oldest == fSlots.end()) return false;
   fStanding.erase(oldest->second.serverId);
+  fRefused.erase(oldest->first);  // it names only subjects that are held
   fSlots.erase(oldest);
   return true;
 }
