@@ -9,6 +9,7 @@ namespace {
 using namespace std::chrono_literals;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
+using ::testing::UnorderedElementsAre;
 using Failure = NoticeQueue::Failure;
 
 class NoticeQueueTest : public ::testing::Test {
@@ -367,6 +368,18 @@ TEST_F(NoticeQueueTest, DoesNotBringUpAgainWhatTheUserHasDealtWith) {
   EXPECT_EQ(fQueue.ServerChanged(fNow), 0U);
   EXPECT_EQ(Take(), "");
   EXPECT_THAT(Kept(), IsEmpty());
+}
+
+TEST_F(NoticeQueueTest, DoesNotBringUpAgainWhatWasRefusedAndThenClosed) {
+  fQueue.Restore({MakeKept("a", "standing", 7)}, fNow);
+  EXPECT_EQ(Take(), "standing");
+  Refuse();
+  Show("b", "other", 8);  // puts the refused one behind
+  EXPECT_THAT(Kept(), UnorderedElementsAre("standing 7", "other 8"));
+  fQueue.Closed(7);
+  fNow += 60s;
+  EXPECT_EQ(Take(), "");
+  EXPECT_THAT(Kept(), ElementsAre("other 8"));
 }
 
 // --- what no longer holds ---------------------------------------------------

@@ -138,7 +138,9 @@ void NoticeQueue::PutRefusedLast() {
     Slot& slot = fSlots.at(subject);
     if (!slot.waiting) continue;
     UserNotification notification = *slot.waiting;
+    const bool stands = slot.standing && slot.standing->identifier == notification.identifier;
     notification.identifier = ++fLastIdentifier;
+    if (stands) slot.standing->identifier = notification.identifier;  // the two stay one notice
     SetWaiting(slot, std::move(notification));
   }
   fRefused.clear();
