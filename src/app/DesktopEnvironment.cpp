@@ -15,6 +15,7 @@
 #include "devicelist/UpdateServerSetting.h"
 #include "notification/HandleNotificationActivation.h"
 #include "notification/Logic.h"
+#include "notification/Persistence.h"
 #include "platform/linux/NoticeStore.h"
 #include "platform/linux/UserFolders.h"
 #include "ui/AccessibleApplication.h"
@@ -72,7 +73,6 @@ DesktopEnvironment::DesktopEnvironment() : fLoginItems(LauncherProgram()) {
 }
 
 DesktopEnvironment::~DesktopEnvironment() {
-  if (fDefaults) fDefaults->SetBeforeSaving({});  // the notices go first
   // A panel that was open at the end was left to an event loop that has ended.
   if (QCoreApplication::instance()) QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
 }
@@ -118,7 +118,8 @@ std::unique_ptr<ReleaseNotices> DesktopEnvironment::makeNotificationLogic() {
     fCenter = std::make_unique<FreedesktopNotificationCenter>(
         identity, FreedesktopNotificationCenter::Options{.state = fNoticeState.get()});
     // A release must not be on disk as announced before its notice is.
-    fDefaults->SetBeforeSaving([this] { fCenter->Synchronize(); });
+    fDefaults->SetBeforeSaving([this] { return fCenter->Synchronize(); },
+                               Notification::Persistence::kKeyPrefix);
   }
   return std::make_unique<DesktopNotices>(*fDefaults, *fCenter, fOpener);
 }

@@ -52,9 +52,9 @@ class DesktopEnvironment final : public AppDelegateEnvironment {
   bool fPageFailed = false;  ///< and no panel has said so
   AutostartLoginItems fLoginItems;
   DeviceList::DiscoveryStatus fDiscovery;
-  std::unique_ptr<IniUserDefaults> fDefaults;
   std::unique_ptr<IniUserDefaults> fNoticeState;
   std::unique_ptr<FreedesktopNotificationCenter> fCenter;
+  std::unique_ptr<IniUserDefaults> fDefaults;  ///< goes before the centre, which has a say in its last save
   ChildProcessLauncherLinux fLauncher;
   NetworkServicesLinux fServices;
   AVBCapabilityLinux fCapability;

@@ -6,7 +6,7 @@ namespace Notification {
 namespace {
 
 std::string KeyForUID(const std::string& uid) {
-  return "notificationrecord-" + uid;
+  return Persistence::kKeyPrefix + uid;
 }
 
 vorn::optional<vorn::FirmwareVersion> VersionAt(const std::vector<std::string>& texts, std::size_t index) {

@@ -9,12 +9,14 @@
 namespace Notification {
 
 /// The memory of what was announced: one settings entry per unit, under
-/// "notificationrecord-" and the uid, holding the texts of the two versions.
+/// kKeyPrefix and the uid, holding the texts of the two versions.
 /// Entries are never removed.
 ///
 /// @threadsafety The main thread only. Reading never touches the disk.
 class Persistence {
  public:
+  static constexpr char kKeyPrefix[] = "notificationrecord-";
+
   /// `defaults` must outlive this object.
   explicit Persistence(vorn::UserDefaults& defaults) : fDefaults(defaults) {}
 

@@ -3,11 +3,16 @@
 #include <QCoreApplication>
 #include <QLabel>
 #include <QPointer>
+#include <filesystem>
+#include <fstream>
 
 #include "app/DesktopEnvironment.h"
 #include "app/DesktopStatusItem.h"
+#include "platform/linux/NoticeStore.h"
 #include "tests/app/OpenPanel.h"
+#include "tests/notification/Devices.h"
 #include "tests/support/ScopedEnvironment.h"
+#include "tests/support/TemporaryFolder.h"
 #include "tests/ui/ScriptedOwner.h"
 #include "ui/SettingsMenu.h"
 
@@ -36,6 +41,36 @@ TEST(DesktopEnvironment, SaysInThePanelOnceThatAPageCouldNotBeOpened) {
   };
   EXPECT_TRUE(said());
   EXPECT_FALSE(said());
+}
+
+TEST(DesktopEnvironment, SavesNoReleaseAsAnnouncedWhoseWaitingNoticeCannotBeSaved) {
+  const vorn::testing::TemporaryFolder folder;
+  const vorn::testing::ScopedEnvironment config("XDG_CONFIG_HOME", folder.Path().string());
+  const vorn::testing::ScopedEnvironment state("XDG_STATE_HOME", (folder.Path() / "state").string());
+  std::ofstream(folder.Path() / "state") << "a file where the folder should be";
+  const auto announce = [](DesktopEnvironment& environment) {
+    environment.makeNotificationLogic()->MaybeNotify(
+        {Notification::testing::MakeDevice({1, 0, 0, 5}, {1, 4, 2, 311})});
+    environment.standardUserDefaults().SetBool("showSwitches", true);
+    return environment.standardUserDefaults().Synchronize();
+  };
+  const auto isAnnounced = [] {
+    const auto settings = IniUserDefaults::ReadOnly(UserSettingsPath());
+    EXPECT_TRUE(settings.GetBool("showSwitches"));
+    return settings.GetStringArray("notificationrecord-0001f2fffe00aa01").has_value();
+  };
+  {
+    DesktopEnvironment environment;
+    EXPECT_FALSE(announce(environment));
+    EXPECT_FALSE(isAnnounced());
+  }
+  EXPECT_FALSE(isAnnounced());  // nor at its end
+
+  std::filesystem::remove(folder.Path() / "state");
+  DesktopEnvironment later;
+  EXPECT_TRUE(announce(later));
+  EXPECT_TRUE(isAnnounced());
+  EXPECT_TRUE(IniUserDefaults::ReadOnly(UserNoticesPath()).GetStringArray("notices"));
 }
 
 // As at the end of the program: the event loop has ended, then its owner lets

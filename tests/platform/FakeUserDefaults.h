@@ -36,13 +36,14 @@ class FakeUserDefaults final : public UserDefaults {
     if (fOnArrayStored) fOnArrayStored();
   }
   [[nodiscard]] Condition StoreCondition() const override { return fCondition; }
-  bool Synchronize() override { return true; }
+  bool Synchronize() override { return fCanSave; }
 
   std::map<std::string, bool> fBools;
   std::map<std::string, std::string> fStrings;
   std::map<std::string, std::vector<std::string>> fArrays;
   std::function<void()> fOnArrayStored;
   Condition fCondition = Condition::kWhole;
+  bool fCanSave = true;
 
  private:
   std::map<std::string, bool> fRegisteredBools;

@@ -628,8 +628,22 @@ TEST_P(FreedesktopNotificationCenterTest, ForgetsAllThatWaitsForThisRunAndTheNex
 
 TEST_P(FreedesktopNotificationCenterTest, KeepsBeforeItAnswersThatItHasKept) {
   Deliver("a", "first");
-  fCenter->Synchronize();
+  EXPECT_TRUE(fCenter->Synchronize());
   EXPECT_EQ(fState.GetStringArray("notices")->size(), 6U);
+}
+
+TEST_P(FreedesktopNotificationCenterTest, SaysThatSomethingWaitsWhichIsNotSavedUntilItIsShown) {
+  fState.fCanSave = false;
+  EXPECT_TRUE(fCenter->Synchronize());
+  Deliver("a", "first");
+  EXPECT_FALSE(fCenter->Synchronize());
+  StartServer();
+  fServer->fMood = Mood::kSilent;
+  ASSERT_TRUE(Shown(1));
+  EXPECT_FALSE(fCenter->Synchronize());  // the server may end before it answers
+  fServer->fMood = Mood::kAnswers;
+  fServer->AnswerHeld();
+  EXPECT_TRUE(Served([&] { return fCenter->Synchronize(); }));
 }
 
 TEST_P(FreedesktopNotificationCenterTest, ShowsManyNoticesOneAfterAnother) {

@@ -110,5 +110,16 @@ TEST_F(IniUserDefaultsEventLoopTest, TriesAgainByItselfWhatCouldNotBeSaved) {
   EXPECT_THAT(GetCapturedStderr(), HasSubstr("saved again"));
 }
 
+TEST_F(IniUserDefaultsEventLoopTest, SavesByItselfWhatWasHeldBack) {
+  IniUserDefaults defaults(fPath, {kNever, 20ms});
+  bool isReady = false;
+  defaults.SetBeforeSaving([&] { return isReady; }, "record-");
+  defaults.SetString("record-a", "x");
+  EXPECT_FALSE(defaults.Synchronize());
+  EXPECT_FALSE(IsSaved("record-a"));
+  isReady = true;
+  EXPECT_TRUE(Served([&] { return IsSaved("record-a"); }));
+}
+
 }  // namespace
 }  // namespace vorn

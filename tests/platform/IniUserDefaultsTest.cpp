@@ -537,6 +537,26 @@ TEST_F(IniUserDefaultsTest, KeepsValuesInMemoryWhileTheyCannotBeSavedAndSaysItOn
   EXPECT_EQ(*later.GetString("name"), "x");
 }
 
+TEST_F(IniUserDefaultsTest, HoldsBackOnlyTheKeysThatAnotherStoreMustPrecede) {
+  bool isReady = false;
+  {
+    IniUserDefaults defaults(fPath);
+    defaults.SetBeforeSaving([&] { return isReady; }, "record-");
+    defaults.SetString("record-a", "x");
+    defaults.SetString("name", "y");
+    EXPECT_FALSE(defaults.Synchronize());
+    EXPECT_EQ(*defaults.GetString("record-a"), "x");
+    EXPECT_EQ(Content().find("record-a"), std::string::npos);
+    EXPECT_THAT(Content(), HasSubstr("name=y"));
+    isReady = true;
+    EXPECT_TRUE(defaults.Synchronize());
+    EXPECT_THAT(Content(), HasSubstr("record-a=x"));
+    isReady = false;
+    defaults.SetString("record-b", "z");
+  }
+  EXPECT_FALSE(IniUserDefaults(fPath).GetString("record-b"));  // nor at the end
+}
+
 TEST_F(IniUserDefaultsTest, LosesNothingButTheWritingInAReadOnlyFolder) {
   Write("[General]\nnotify=false\n");
   ::chmod(fFolder.Path().c_str(), 0755);

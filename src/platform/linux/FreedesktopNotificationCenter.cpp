@@ -41,7 +41,7 @@ class FreedesktopNotificationCenter::Impl {
   void Remove(const UserNotification& notification);
   void ForgetWaiting(const std::string& subject);
   void ForgetAllWaiting();
-  void Synchronize();
+  [[nodiscard]] bool Synchronize();
 
   std::weak_ptr<Delegate> fDelegate;
 
@@ -145,9 +145,10 @@ void FreedesktopNotificationCenter::Impl::Keep() {
   fStore.Write(fQueue.Kept(), fServer.Identity());
 }
 
-void FreedesktopNotificationCenter::Impl::Synchronize() {
+bool FreedesktopNotificationCenter::Impl::Synchronize() {
   if (fKeepTimer.isActive()) Keep();
-  if (fOptions.state) fOptions.state->Synchronize();
+  const bool isSaved = !fOptions.state || fOptions.state->Synchronize();
+  return isSaved || !fQueue.HasUnshown();
 }
 
 void FreedesktopNotificationCenter::Impl::Pump() {
@@ -313,8 +314,8 @@ void FreedesktopNotificationCenter::ForgetWaitingNotifications() {
   fImpl->ForgetAllWaiting();
 }
 
-void FreedesktopNotificationCenter::Synchronize() {
-  fImpl->Synchronize();
+bool FreedesktopNotificationCenter::Synchronize() {
+  return fImpl->Synchronize();
 }
 
 }  // namespace vorn

@@ -65,8 +65,8 @@ class FreedesktopNotificationCenter final : public NotificationCenter {
 
   /// Saves what the next start is to pick up. Blocks for the disk. Need not be
   /// called for it to be saved soon, but before anything is saved that counts
-  /// on it.
-  void Synchronize();
+  /// on it. False when a notice waits that is not on disk.
+  [[nodiscard]] bool Synchronize();
 
  private:
   class Impl;

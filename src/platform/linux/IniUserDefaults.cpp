@@ -62,17 +62,15 @@ class IniUserDefaults::Impl {
 
   bool Synchronize() {
     fTimer.stop();
-    if (fBeforeSaving) fBeforeSaving();
-    const bool isSaving = !fUnsaved.empty();
+    const auto changes = ChangesToSave();
+    const bool isSaving = !changes.empty();
     if (isSaving) fLastSave = Clock::now();
-    const auto outcome = fFile.Synchronize(fUnsaved, fValues);
+    const auto outcome = fFile.Synchronize(changes, fValues);
     for (const auto& [key, value] : fUnsaved) fValues[key] = value;
     if (outcome == SettingsFile::Outcome::kSaved) {
-      fUnsaved.clear();
-      if (std::exchange(fFailureTold, false)) {
-        WriteToConsole(isSaving ? "Settings are saved again" : "Settings can be read again");
-      }
-      return true;
+      std::erase_if(fUnsaved, [&changes](const auto& change) { return changes.contains(change.first); });
+      TellSuccess(isSaving);
+      if (fUnsaved.empty()) return true;
     }
     if (outcome == SettingsFile::Outcome::kFailed) TellFailure();
     StartTimer(outcome == SettingsFile::Outcome::kBusy ? fTiming.pause : fTiming.retryAfter);
@@ -83,7 +81,8 @@ class IniUserDefaults::Impl {
 
   std::unordered_map<std::string, bool> fRegisteredBools;
   std::unordered_map<std::string, std::string> fRegisteredTexts;
-  std::function<void()> fBeforeSaving;
+  std::function<bool()> fBeforeSaving;
+  std::string fHeldPrefix;  ///< of the keys that are not saved while it answers false
 
  private:
   void SaveSoon() {
@@ -99,6 +98,19 @@ class IniUserDefaults::Impl {
 
   void StartTimer(std::chrono::milliseconds wait) {
     if (QCoreApplication::instance()) fTimer.start(wait);
+  }
+
+  [[nodiscard]] SettingsFile::Values ChangesToSave() const {
+    auto changes = fUnsaved;
+    if (fBeforeSaving && !fBeforeSaving()) {
+      std::erase_if(changes, [this](const auto& change) { return change.first.starts_with(fHeldPrefix); });
+    }
+    return changes;
+  }
+
+  void TellSuccess(bool isSaving) {
+    if (!std::exchange(fFailureTold, false)) return;
+    WriteToConsole(isSaving ? "Settings are saved again" : "Settings can be read again");
   }
 
   void TellFailure() {
@@ -188,8 +200,9 @@ bool IniUserDefaults::Synchronize() {
   return fImpl->Synchronize();
 }
 
-void IniUserDefaults::SetBeforeSaving(std::function<void()> call) {
+void IniUserDefaults::SetBeforeSaving(std::function<bool()> call, std::string keyPrefix) {
   fImpl->fBeforeSaving = std::move(call);
+  fImpl->fHeldPrefix = std::move(keyPrefix);
 }
 
 }  // namespace vorn

@@ -4,6 +4,7 @@
 #include <filesystem>
 #include <functional>
 #include <memory>
+#include <string>
 
 #include "platform/UserDefaults.h"
 
@@ -58,8 +59,10 @@ class IniUserDefaults final : public UserDefaults {
   bool Synchronize() override;
 
   /// Called before anything is saved: what another store must have on disk
-  /// before this one. It may block for the disk, and may not set values here.
-  void SetBeforeSaving(std::function<void()> call);
+  /// before this one. While it answers false, changes of the keys that begin
+  /// with `keyPrefix` are not saved; they are tried again like what cannot be
+  /// saved. It may block for the disk, and may not set values here.
+  void SetBeforeSaving(std::function<bool()> call, std::string keyPrefix);
 
  private:
   class Impl;

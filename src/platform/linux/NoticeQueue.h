@@ -94,6 +94,8 @@ class NoticeQueue {
   [[nodiscard]] std::vector<KeptNotice> Kept() const;
 
   [[nodiscard]] bool HasWaiting() const { return !fWaiting.empty(); }
+  /// Whether a notice waits or is in flight.
+  [[nodiscard]] bool HasUnshown() const { return !fWaiting.empty() || !fInFlight.empty(); }
 
   /// The oldest notice that is due, now in flight; empty when none is.
   [[nodiscard]] optional<Sending> Take(TimePoint now);
