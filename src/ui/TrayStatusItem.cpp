@@ -148,14 +148,17 @@ void TrayStatusItem::updateIcon() {
 void TrayStatusItem::activated(QSystemTrayIcon::ActivationReason reason) {
   const bool isPress = reason == QSystemTrayIcon::Trigger || reason == QSystemTrayIcon::DoubleClick;
   if (!isPress || !fFilter.accept()) return;
-  // Behind what waits already: that belongs to this click, however long a busy program takes for it.
-  const auto handled = qScopeGuard([this] {
-    QMetaObject::invokeMethod(
-        this, [this] { fFilter.noteHandled(); }, Qt::QueuedConnection);
-  });
+  const auto handled = qScopeGuard([this] { noteHandledAfterWhatWaits(); });
   fPress = fPlace();
   sendPress();
   fPress = {};  // what is asked for later has nothing to do with it
+}
+
+// What waits already belongs to this click, however long a busy program takes for it. A call that has come in
+// takes two turns of the event loop (HandedOverPlace), so this takes two as well.
+void TrayStatusItem::noteHandledAfterWhatWaits() {
+  const auto inNextTurn = [this](auto call) { QMetaObject::invokeMethod(this, call, Qt::QueuedConnection); };
+  inNextTurn([this, inNextTurn] { inNextTurn([this] { fFilter.noteHandled(); }); });
 }
 
 // Elsewhere nobody knows where on the desktop a place lies.

@@ -66,6 +66,7 @@ class TrayStatusItem : public StatusItem {
   [[nodiscard]] QIcon buttonIcon() const;
   [[nodiscard]] QIcon viewIcon() const;
   void updateIcon();
+  void noteHandledAfterWhatWaits();
   void sendPress();
 
   const Look fLook;

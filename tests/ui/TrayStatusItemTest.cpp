@@ -96,6 +96,24 @@ TEST_F(TrayStatusItemTest, FormDoesNotChangeOnceAttached) {
   EXPECT_FALSE(fItem.hasButton());
 }
 
+// A call of a host's takes two turns of the event loop until it is an activation.
+TEST_F(TrayStatusItemTest, WhatWaitsBehindASlowPressBelongsToIt) {
+  fItem.attach(TrayForm::Button);
+  const auto inNextTurn = [this](auto call) {
+    QMetaObject::invokeMethod(&fItem, call, Qt::QueuedConnection);
+  };
+  fView.setAction([&] {
+    ++fPresses;
+    fNow += 1s;
+    if (fPresses > 1) return;
+    inNextTurn([&] { inNextTurn([this] { fItem.activated(QSystemTrayIcon::Trigger); }); });
+  });
+  activate(QSystemTrayIcon::Trigger);
+  EXPECT_EQ(fPresses, 1);
+  activate(QSystemTrayIcon::Trigger);
+  EXPECT_EQ(fPresses, 2) << "a press that comes later is one of its own";
+}
+
 TEST_F(TrayStatusItemTest, ADoubleClickIsOnePressInEitherWriting) {
   fItem.attach(TrayForm::Button);
   activate(QSystemTrayIcon::Trigger);

@@ -46,7 +46,7 @@ class ZeroConfEngine {
   /// One resolved service, as clients see it.
   struct ServiceInfo {
     std::string name;                    ///< service instance name
-    std::string type;                    ///< service type, with a trailing dot where the responder writes one
+    std::string type;                    ///< service type, with a trailing dot
     std::string domain;                  ///< domain of the browse reply
     std::string fullName;                ///< full service name
     std::string host;                    ///< target host, without the last dot where it ends in ".local."
