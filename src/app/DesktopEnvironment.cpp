@@ -68,9 +68,7 @@ DesktopStatusItem& Ours(StatusBarItem& item) {
 
 }  // namespace
 
-DesktopEnvironment::DesktopEnvironment() : fLoginItems(LauncherProgram()) {
-  fOpener.SetOnFailure([this] { fPageFailed = true; });
-}
+DesktopEnvironment::DesktopEnvironment() : fLoginItems(LauncherProgram()) {}
 
 DesktopEnvironment::~DesktopEnvironment() {
   // A panel that was open at the end was left to an event loop that has ended.
@@ -146,7 +144,7 @@ std::unique_ptr<StatusBarMenu> DesktopEnvironment::makeStatusMenu(ui::PanelOwner
 std::unique_ptr<PanelWindow> DesktopEnvironment::makePanel(ui::PanelOwner& owner, StatusBarItem& item) {
   // A click that opened nothing is told once, at the panel's next opening.
   auto hint = [this, isFailed = false]() mutable {
-    isFailed = std::exchange(fPageFailed, false) || isFailed;
+    isFailed = fOpener.TakeFailure() || isFailed;
     return isFailed ? DeviceList::DiscoveryHint::kPageNotOpened : fDiscovery.Hint();
   };
   return std::make_unique<DesktopPanel>(owner, Ours(item), std::move(hint));

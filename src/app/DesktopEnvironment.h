@@ -49,7 +49,6 @@ class DesktopEnvironment final : public AppDelegateEnvironment {
  private:
   QObject fLifetime;
   XdgUrlOpener fOpener;
-  bool fPageFailed = false;  ///< and no panel has said so
   AutostartLoginItems fLoginItems;
   DeviceList::DiscoveryStatus fDiscovery;
   std::unique_ptr<IniUserDefaults> fNoticeState;

@@ -41,6 +41,19 @@ TEST(DesktopEnvironment, SaysInThePanelOnceThatAPageCouldNotBeOpened) {
   };
   EXPECT_TRUE(said());
   EXPECT_FALSE(said());
+
+  const vorn::testing::TemporaryFolder folder;
+  std::filesystem::create_symlink("/bin/true", folder.Path() / "xdg-open");
+  for (const bool isFromNotice : {false, true}) {
+    environment.openUrl("http://unit.local/", {});
+    const vorn::testing::ScopedEnvironment good("PATH", folder.Path().string());
+    if (isFromNotice) {
+      environment.handleNotificationActivation("http://unit.local/", {});
+    } else {
+      environment.openUrl("http://unit.local/", {});
+    }
+    EXPECT_FALSE(said()) << "a later page was opened";
+  }
 }
 
 TEST(DesktopEnvironment, SavesNoReleaseAsAnnouncedWhoseWaitingNoticeCannotBeSaved) {

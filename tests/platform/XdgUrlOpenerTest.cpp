@@ -89,22 +89,19 @@ TEST_F(XdgUrlOpenerTest, SaysWhyAPageCouldNotBeOpened) {
                                     {"exit 4", "no program could open"},
                                     {"kill -9 $$", "signal 9"}}) {
     std::ofstream(fFolder.Path() / "xdg-open") << "#!/bin/sh\n" << end << "\n";
-    int failures = 0;
-    fOpener.SetOnFailure([&] { ++failures; });
     CaptureStderr();
     fOpener.Open("http://a/", "");
-    EXPECT_TRUE(Served([&] { return failures == 1; }));
+    EXPECT_TRUE(Served([&] { return fOpener.TakeFailure(); }));
+    EXPECT_FALSE(fOpener.TakeFailure());
     EXPECT_THAT(GetCapturedStderr(), HasSubstr(reason));
   }
 }
 
 TEST_F(XdgUrlOpenerTest, SaysNothingWhereThePageWasOpened) {
-  int failures = 0;
-  fOpener.SetOnFailure([&] { ++failures; });
   fOpener.Open("http://a/", "");
   static_cast<void>(Called());
   EXPECT_TRUE(Served([] { return ::waitid(P_ALL, 0, nullptr, WEXITED | WNOHANG | WNOWAIT) == -1; }));
-  EXPECT_EQ(failures, 0);
+  EXPECT_FALSE(fOpener.TakeFailure());
 }
 
 TEST_F(XdgUrlOpenerTest, LeavesTheBrowserRunningAtItsEnd) {
@@ -135,12 +132,10 @@ TEST_F(XdgUrlOpenerTest, RefusesWhatIsNoAddress) {
 
 TEST_F(XdgUrlOpenerTest, SaysWhenThereIsNothingToOpenPagesWith) {
   const ScopedEnvironment path("PATH", "/nonexistent");
-  int failures = 0;
-  fOpener.SetOnFailure([&] { ++failures; });
   CaptureStderr();
   fOpener.Open("http://a/", "");
   EXPECT_THAT(GetCapturedStderr(), HasSubstr("xdg-open could not be started"));
-  EXPECT_EQ(failures, 1);
+  EXPECT_TRUE(fOpener.TakeFailure());
 }
 
 }  // namespace

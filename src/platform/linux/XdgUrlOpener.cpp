@@ -125,6 +125,7 @@ void XdgUrlOpener::Open(const std::string& url, const std::string& activationTok
     return;
   }
   for (auto child = fChildren.begin(); child != fChildren.end();) OnEnded((child++)->first);
+  fHasFailed = false;  // what the user is told concerns the page asked for last
   pid_t process = 0;
   const int error = SpawnPlan().Spawn({kProgram, url}, BrowserEnvironment(activationToken), process);
   if (error != 0) {
@@ -160,7 +161,7 @@ void XdgUrlOpener::OnEnded(pid_t process) {
 
 void XdgUrlOpener::Fail(const std::string& reason) {
   WriteToConsole(std::string("Cannot open the page: ") + kProgram + " " + reason);
-  if (fOnFailure) fOnFailure();
+  fHasFailed = true;
 }
 
 }  // namespace vorn

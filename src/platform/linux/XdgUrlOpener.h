@@ -2,10 +2,10 @@
 
 #include <sys/types.h>
 
-#include <functional>
 #include <map>
 #include <memory>
 #include <string>
+#include <utility>
 
 #include "platform/UrlOpener.h"
 
@@ -29,11 +29,10 @@ class XdgUrlOpener final : public UrlOpener {
   /// holds a control character.
   void Open(const std::string& url, const std::string& activationToken) override;
 
-  /// `call` learns that a page could not be opened; the console has the reason.
-  /// Called inside Open where the program cannot be started, else from the
-  /// event loop. A program that ends badly long after its start is a browser
-  /// that had opened the page.
-  void SetOnFailure(std::function<void()> call) { fOnFailure = std::move(call); }
+  /// Whether a page could not be opened since the latest call of Open; says
+  /// so once. The console has the reason. A program that ends badly long
+  /// after its start is a browser that had opened the page.
+  [[nodiscard]] bool TakeFailure() { return std::exchange(fHasFailed, false); }
 
  private:
   struct Child;
@@ -42,7 +41,7 @@ class XdgUrlOpener final : public UrlOpener {
   void OnEnded(pid_t process);
   void Fail(const std::string& reason);
 
-  std::function<void()> fOnFailure;
+  bool fHasFailed = false;
   std::unique_ptr<QObject> fContext;
   std::map<pid_t, std::unique_ptr<Child>> fChildren;  ///< that have not ended yet
 };
