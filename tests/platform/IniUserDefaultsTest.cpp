@@ -347,7 +347,7 @@ TEST_F(IniUserDefaultsTest, ReadOnlyLeavesADamagedFileAndItsFolderAsTheyAre) {
     EXPECT_TRUE(defaults.Synchronize());
   }
   const std::string console = GetCapturedStderr();
-  EXPECT_THAT(console, HasSubstr("cannot be used (it is no settings file); defaults stand in"));
+  EXPECT_THAT(console, HasSubstr("cannot be used (it is no settings file); left as it is"));
   EXPECT_EQ(console.find("cannot be used"), console.rfind("cannot be used"));
   EXPECT_TRUE(Content() == damage);
   EXPECT_THAT(FilesBesideIt(), IsEmpty());
@@ -363,7 +363,7 @@ TEST_F(IniUserDefaultsTest, ReadOnlyReadsAndKeepsChangesInMemoryAlone) {
     EXPECT_EQ(*defaults.GetString("name"), "mine");
     EXPECT_FALSE(defaults.Synchronize());
   }
-  EXPECT_THAT(GetCapturedStderr(), HasSubstr("cannot be saved"));
+  EXPECT_THAT(GetCapturedStderr(), HasSubstr("Cannot save " + fPath.string()));
   EXPECT_EQ(Content(), "[General]\nname=theirs\n");
   EXPECT_THAT(FilesBesideIt(), IsEmpty());
 }
@@ -392,7 +392,7 @@ TEST_F(IniUserDefaultsTest, LeavesAGoodFileInItsPlaceWhileNoDescriptorIsLeft) {
     defaults.SetString("mine " + std::to_string(room), "kept");
     EXPECT_FALSE(defaults.Synchronize());
   }
-  EXPECT_THAT(GetCapturedStderr(), HasSubstr("cannot be saved"));
+  EXPECT_THAT(GetCapturedStderr(), HasSubstr("Cannot save " + fPath.string()));
   EXPECT_EQ(Content(), "[General]\nnotify=false\nname=theirs\n");
   EXPECT_FALSE(defaults.GetBool("notify"));
   EXPECT_TRUE(defaults.GetString("mine 1"));
@@ -411,7 +411,7 @@ TEST_F(IniUserDefaultsTest, ReadsLaterWhatCouldNotBeReadAtTheStart) {
   EXPECT_FALSE(defaults.GetString("name"));
   EXPECT_FALSE(reading.GetString("name"));
   EXPECT_FALSE(reading.Synchronize());
-  EXPECT_THAT(GetCapturedStderr(), HasSubstr("cannot be read from " + fPath.string()));
+  EXPECT_THAT(GetCapturedStderr(), HasSubstr("Cannot read " + fPath.string()));
   room.reset();
   CaptureStderr();
   EXPECT_TRUE(defaults.Synchronize());
@@ -427,7 +427,7 @@ TEST_F(IniUserDefaultsTest, SetsAsideWhatIsTooLarge) {
   std::filesystem::resize_file(fPath, (std::uintmax_t{64} << 20U) + 1);
   CaptureStderr();
   IniUserDefaults defaults(fPath);
-  EXPECT_THAT(GetCapturedStderr(), HasSubstr("(it is too large); set aside as"));
+  EXPECT_THAT(GetCapturedStderr(), HasSubstr("(it is too large); renamed to"));
   EXPECT_FALSE(std::filesystem::exists(fPath));
 }
 
@@ -525,13 +525,13 @@ TEST_F(IniUserDefaultsTest, KeepsValuesInMemoryWhileTheyCannotBeSavedAndSaysItOn
   EXPECT_FALSE(defaults.Synchronize());
   EXPECT_TRUE(defaults.GetBool("notify"));
   const std::string console = GetCapturedStderr();
-  EXPECT_THAT(console, HasSubstr("cannot be saved"));
-  EXPECT_EQ(console.find("cannot be saved"), console.rfind("cannot be saved"));
+  EXPECT_THAT(console, HasSubstr("Cannot save " + fPath.string()));
+  EXPECT_EQ(console.find("Cannot save"), console.rfind("Cannot save"));
 
   std::filesystem::remove(fPath.parent_path());
   CaptureStderr();
   EXPECT_TRUE(defaults.Synchronize());
-  EXPECT_THAT(GetCapturedStderr(), HasSubstr("saved again"));
+  EXPECT_THAT(GetCapturedStderr(), HasSubstr(fPath.string() + " is saved again"));
   const IniUserDefaults later(fPath);
   EXPECT_TRUE(later.GetBool("notify"));
   EXPECT_EQ(*later.GetString("name"), "x");
@@ -571,7 +571,7 @@ TEST_F(IniUserDefaultsTest, LosesNothingButTheWritingInAReadOnlyFolder) {
   defaults.SetBool("showSwitches", true);
   EXPECT_FALSE(defaults.Synchronize());
   ASSERT_TRUE(!isRoot || ::seteuid(0) == 0);
-  EXPECT_THAT(GetCapturedStderr(), HasSubstr("cannot be saved"));
+  EXPECT_THAT(GetCapturedStderr(), HasSubstr("Cannot save " + fPath.string()));
   EXPECT_TRUE(defaults.GetBool("showSwitches"));
   EXPECT_EQ(Content(), "[General]\nnotify=false\n");
   ::chmod(fPath.parent_path().c_str(), 0755);
@@ -596,7 +596,7 @@ TEST_F(IniUserDefaultsTest, LeavesTheFileWholeWhenTheDiskIsFull) {
   defaults.SetString("long", std::string(100000, 'x'));
   EXPECT_FALSE(defaults.Synchronize());
   ASSERT_EQ(::setrlimit(RLIMIT_FSIZE, &old), 0);
-  EXPECT_THAT(GetCapturedStderr(), HasSubstr("cannot be saved"));
+  EXPECT_THAT(GetCapturedStderr(), HasSubstr("Cannot save " + fPath.string()));
   EXPECT_TRUE(Content() == before);
   EXPECT_TRUE(defaults.Synchronize());
   EXPECT_EQ(IniUserDefaults(fPath).GetString("long")->size(), 100000U);

@@ -81,7 +81,8 @@ TEST_F(NoticeStoreTest, SetsADamagedFileAside) {
   CaptureStderr();
   IniUserDefaults state(path);
   EXPECT_THAT(NoticeStore(&state).Read(kHere), IsEmpty());
-  EXPECT_THAT(GetCapturedStderr(), HasSubstr("set aside"));
+  EXPECT_THAT(GetCapturedStderr(),
+              HasSubstr(path.string() + " cannot be used (it is no settings file); renamed to"));
   EXPECT_TRUE(std::filesystem::exists(path.string() + ".damaged-1"));
 }
 

@@ -110,16 +110,15 @@ class IniUserDefaults::Impl {
 
   void TellSuccess(bool isSaving) {
     if (!std::exchange(fFailureTold, false)) return;
-    WriteToConsole(isSaving ? "Settings are saved again" : "Settings can be read again");
+    WriteToConsole(fFile.Path().string() + (isSaving ? " is saved again" : " can be read again"));
   }
 
   void TellFailure() {
     if (std::exchange(fFailureTold, true)) return;
     const bool isSaving = !fUnsaved.empty();
     WriteToConsole(
-        (isSaving ? "Settings cannot be saved to " : "Settings cannot be read from ") +
-        fFile.Path().string() + " (" + fFile.Failure() +
-        (isSaving ? "); they are kept in memory until they can" : "); defaults stand in until they can"));
+        (isSaving ? "Cannot save " : "Cannot read ") + fFile.Path().string() + " (" + fFile.Failure() +
+        (isSaving ? "); changes are kept in memory until it works" : "); it counts as empty until it works"));
   }
 
   Timing fTiming;

@@ -84,7 +84,7 @@ SettingsFile::Outcome SettingsFile::Read(Values& values) {
   const auto loading = Load(values);
   if (loading == Loading::kFailed) return Outcome::kFailed;
   if (loading == Loading::kDamaged && fAccess == Access::kReadOnly) {
-    WriteToConsole(Unusable() + "; defaults stand in");
+    WriteToConsole(Unusable() + "; left as it is, counts as empty");
     TakeNothing(values);
   } else if (loading == Loading::kDamaged) {
     // Only under the lock can nobody have put a good file in its place meanwhile.
@@ -99,7 +99,7 @@ SettingsFile::Outcome SettingsFile::Read(Values& values) {
 
 SettingsFile::Outcome SettingsFile::Write(const Values& changes, Values& values) {
   if (fAccess == Access::kReadOnly) {
-    Fail("they are only read here");
+    Fail("it is only read here");
     return Outcome::kFailed;
   }
   FileDescriptor lock;
@@ -181,7 +181,7 @@ void SettingsFile::TellUnreadableLines() {
   const auto& lines = fDocument.UnreadableLines();
   if (std::exchange(fUnreadableTold, !lines.empty()) || lines.empty()) return;
   const std::string others = lines.size() > 1 ? " and " + std::to_string(lines.size() - 1) + " more" : "";
-  WriteToConsole("Settings file " + fPath.string() + ": line " + std::to_string(lines.front()) + others +
+  WriteToConsole(fPath.string() + ": line " + std::to_string(lines.front()) + others +
                  " cannot be read; kept as it is, the rest counts");
 }
 
@@ -190,20 +190,20 @@ std::string SettingsFile::AsideName(int n) const {
 }
 
 std::string SettingsFile::Unusable() const {
-  return "Settings file " + fPath.string() + " cannot be used (" + fFailure + ")";
+  return fPath.string() + " cannot be used (" + fFailure + ")";
 }
 
 bool SettingsFile::SetAside() {
   for (int n = 1; n <= kMaxAside; ++n) {
     const std::string aside = AsideName(n);
     if (::renameat2(AT_FDCWD, fPath.c_str(), AT_FDCWD, aside.c_str(), RENAME_NOREPLACE) == 0) {
-      WriteToConsole(Unusable() + "; set aside as " + aside + ", defaults stand in");
+      WriteToConsole(Unusable() + "; renamed to " + aside);
       return true;
     }
     if (errno == ENOENT) return true;  // another process was faster
     if (errno != EEXIST) break;
   }
-  return Fail(fFailure + ", and it cannot be set aside");
+  return Fail(fFailure + ", and it cannot be renamed");
 }
 
 SettingsFile::Outcome SettingsFile::Lock(FileDescriptor& lock) {
@@ -232,7 +232,7 @@ SettingsFile::Outcome SettingsFile::Lock(FileDescriptor& lock) {
 // Under the lock, so that the name beside the file is ours; what a killed
 // writer left there is overwritten.
 bool SettingsFile::Replace(const std::string& content) {
-  if (content.size() > static_cast<std::size_t>(kMaxSize)) return Fail("they would be too large to be read");
+  if (content.size() > static_cast<std::size_t>(kMaxSize)) return Fail("it would be too large to be read");
   const auto target = Followed(fPath);  // a symbolic link stays one
   const std::string name = target.string() + ".new";
   const FileDescriptor file(
