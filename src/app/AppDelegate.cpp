@@ -113,7 +113,7 @@ void AppDelegate::assumeEarlierChoices() {
   const bool isOnByDefault = notify();
   fDefaults->RegisterBool(kNotify, false);
   if (isOnByDefault && !notify()) {
-    WriteToConsole("Update notifications are off: whether they were switched on cannot be read");
+    WriteToConsole("Update notifications are off, because the settings that say otherwise may be lost");
   }
   if (fDefaults->StoreCondition() == UserDefaults::Condition::kUnread) return;
   fDefaults->SetBool(kNotify, notify());

@@ -20,8 +20,8 @@ class LatestChoices : public std::enable_shared_from_this<LatestChoices> {
   /// The moment of a question that is about to be asked.
   [[nodiscard]] Moment Ask();
 
-  /// The user chose this for the item of the title. The tool is at it until the
-  /// last copy of what is returned goes.
+  /// The user chose this for the item of the title. The tool counts as running
+  /// until the last copy of the returned pointer is gone.
   [[nodiscard]] std::shared_ptr<const void> Begin(const std::string& title, bool on);
 
   /// Whether an answer still counts: nothing was chosen since its question, and
@@ -32,7 +32,7 @@ class LatestChoices : public std::enable_shared_from_this<LatestChoices> {
  private:
   struct Choice {
     bool on = false;
-    int tools = 0;  // that are at it
+    int tools = 0;  // that run for this choice
   };
 
   void Finish(const std::string& title);

@@ -253,7 +253,8 @@ void FreedesktopNotificationCenter::Impl::OnServerChanged() {
 }
 
 void FreedesktopNotificationCenter::Impl::TellGivenUp() {
-  WriteToConsole("The notification server ends over a notice of ours; given up");
+  WriteToConsole(
+      "The notification server ended each time it got one of our notifications; this one is given up");
 }
 
 void FreedesktopNotificationCenter::Impl::OnClosed(std::uint32_t serverId) {
