@@ -66,7 +66,7 @@ bool BodyDecoder::Begin() {
 }
 
 bool BodyDecoder::Inflate(std::string_view piece, std::string& body, std::size_t maxBytes) {
-  std::array<char, kPieceBytes> decoded;
+  std::array<char, kPieceBytes> decoded{};
   auto& state = fStream->state;
   // The library declares the input as writable, but does not write to it.
   state.next_in = reinterpret_cast<Bytef*>(const_cast<char*>(piece.data()));

@@ -25,7 +25,7 @@ std::string Excerpt(const std::string& text) {
 }
 
 void WriteToConsole(std::string_view message) noexcept {
-  std::array<char, kLongestLine> line;
+  std::array<char, kLongestLine> line{};
   const auto last = line.end() - 1;
   auto end = line.begin();
   const auto append = [&end, last](std::string_view text) {

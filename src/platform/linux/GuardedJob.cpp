@@ -11,7 +11,7 @@ namespace {
 
 // The memory for a longer message may be what the job lacked.
 void TellFailure(const char* what) noexcept {
-  std::array<char, 256> message;
+  std::array<char, 256> message{};
   std::snprintf(message.data(), message.size(), "A job failed: %s", what);
   WriteToConsole(message.data());
 }

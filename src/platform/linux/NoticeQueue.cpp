@@ -15,14 +15,15 @@ bool NoticeQueue::Add(UserNotification notification, TimePoint now) {
 }
 
 void NoticeQueue::Restore(std::vector<KeptNotice> kept, TimePoint due) {
-  for (auto& [notification, serverId] : kept) {
+  for (KeptNotice& notice : kept) {
+    UserNotification& notification = notice.notification;
     if (!fSlots.contains(notification.subject) && fSlots.size() >= kMaxSlots) continue;
     notification.identifier = ++fLastIdentifier;
     Slot& slot = fSlots[notification.subject];
-    if (serverId == 0) {
+    if (notice.serverId == 0) {
       slot.quietUntil = due;
     } else {
-      SetStanding(slot, notification, serverId);
+      SetStanding(slot, notification, notice.serverId);
       notification.playsDefaultSound = false;  // it has been heard
     }
     SetWaiting(slot, std::move(notification));
