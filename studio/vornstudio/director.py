@@ -126,6 +126,10 @@ class Director:
         for step in reversed(steps) if gap else steps:
             near.setup(step)
 
+    async def _do_near_link(self, op):
+        """The near side's network goes, or comes back."""
+        self._world.near.setup(["ip", "link", "set", "near0", op])
+
     async def _do_rename(self, unit, name, uid=None):
         self._device(unit, uid).rename(name)
 

@@ -19,6 +19,7 @@ ACTIONS = {
     "move": {"unit", "address", "told"},
     "exchange": {"unit", "other", "told"},
     "near-address": {"address", "gap"},
+    "near-link": {"op"},
     "rename": {"unit", "name", "uid"},
     "set": {"unit", "uid", "model", "firmware", "api", "datastore", "etag", "delay", "away"},
     "status": {"unit", "resource", "status"},
@@ -34,6 +35,7 @@ ACTIONS = {
 DROPS = ("goodbye", "crash", "unplug")
 RESPONDER_OPS = ("start", "stop", "restart", "kill", "pause", "resume")
 BUS_OPS = ("start", "stop")
+LINK_OPS = ("up", "down")
 
 
 class ScenarioError(ValueError):
@@ -169,7 +171,9 @@ def _check_action(action, ids):
     for field in ACTIONS[verb] & {"unit", "other"}:
         if action.get(field) not in ids:
             raise ScenarioError(f"{place}: there is no unit {action.get(field)}")
-    choices = {"drop": ("how", DROPS), "responder": ("op", RESPONDER_OPS), "bus": ("op", BUS_OPS)}.get(verb)
+    choices = {
+        "drop": ("how", DROPS), "responder": ("op", RESPONDER_OPS), "bus": ("op", BUS_OPS), "near-link": ("op", LINK_OPS),
+    }.get(verb)
     if choices and action.get(choices[0]) not in choices[1]:
         raise ScenarioError(f"{place}: {choices[0]} is one of {', '.join(choices[1])}")
     if action.get("fault") and action["fault"] not in FAULTS:

@@ -103,7 +103,7 @@ REASONS = {"absent": "no DNS-SD responder is running", "silent": "does not answe
 def test_what_keeps_it_from_looking_is_told_and_exits_with_3(make_studio, why, wait):
     studio = make_studio(UNITS)
     if why == "no network":
-        assert studio.run(["ip", "link", "set", "near0", "down"]).returncode == 0
+        studio.do("near-link", op="down")
     else:
         studio.do("responder", op="stop" if why == "absent" else "pause")
     result = studio.run([BINARY, "--wait", wait])

@@ -167,9 +167,9 @@ def test_the_picture_follows_the_network_while_nothing_else_changes(window):
     terminal.start("--wait", "1")
     for _ in itertools.repeat(None, 2):
         terminal.wait_for(lambda: terminal.lines() == ["No Local Devices Found."], "the empty list alone")
-        assert studio.run(["ip", "link", "set", "near0", "down"]).returncode == 0
+        studio.do("near-link", op="down")
         terminal.wait_for(lambda: "there is no network connection" in terminal.lines()[-1], "the reason")
-        assert studio.run(["ip", "link", "set", "near0", "up"]).returncode == 0
+        studio.do("near-link", op="up")
 
 
 @pytest.mark.parametrize("command", ["timeout 2 {}", "(timeout 2 {}; true)"])

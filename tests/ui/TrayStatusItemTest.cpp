@@ -19,7 +19,7 @@ class TrayStatusItemTest : public testing::Test {
   // An activation by the host, and what is left to do after it.
   void activate(QSystemTrayIcon::ActivationReason reason) {
     fItem.activated(reason);
-    QCoreApplication::sendPostedEvents(&fItem);
+    for (int turn = 0; turn < 3; ++turn) QCoreApplication::sendPostedEvents(&fItem);
   }
 
   TrayStatusItemTest() {
