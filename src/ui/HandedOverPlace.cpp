@@ -1,6 +1,10 @@
 #include "ui/HandedOverPlace.h"
 
+#include <QDBusConnection>
 #include <QDBusMessage>
+#include <QDBusPendingCallWatcher>
+#include <QMetaObject>
+#include <QObject>
 #include <utility>
 
 QT_BEGIN_NAMESPACE
@@ -12,7 +16,12 @@ QT_END_NAMESPACE
 namespace vorn::ui {
 namespace {
 
+// The toolkit hands a call to the main thread, back to the thread that reads the bus, and to the main thread
+// again. An answer of the bus is read behind the calls before it; the second answer, behind their way back.
+constexpr int kRounds = 2;
+
 std::optional<QPoint> gLatest;
+bool gIsListening = false;
 
 void noteActivation(const QDBusMessage& call) {
   const QString interface = call.interface();
@@ -23,10 +32,34 @@ void noteActivation(const QDBusMessage& call) {
   gLatest = QPoint(call.arguments().at(0).toInt(), call.arguments().at(1).toInt());
 }
 
+void askTheBus(QObject* context, const std::function<void()>& then, int rounds) {
+  if (rounds == 0) {
+    then();
+    return;
+  }
+  const auto question = QDBusMessage::createMethodCall(
+      QStringLiteral("org.freedesktop.DBus"), QStringLiteral("/org/freedesktop/DBus"),
+      QStringLiteral("org.freedesktop.DBus"), QStringLiteral("GetId"));
+  auto* answer = new QDBusPendingCallWatcher(QDBusConnection::sessionBus().asyncCall(question), context);
+  QObject::connect(answer, &QDBusPendingCallWatcher::finished, context, [=] {
+    answer->deleteLater();
+    askTheBus(context, then, rounds - 1);
+  });
+}
+
 }  // namespace
 
 void HandedOverPlace::listen() {
-  [[maybe_unused]] static const bool isListening = (qDBusAddSpyHook(&noteActivation), true);
+  if (std::exchange(gIsListening, true)) return;
+  qDBusAddSpyHook(&noteActivation);
+}
+
+void HandedOverPlace::onceDelivered(QObject* context, std::function<void()> then) {
+  if (gIsListening && QDBusConnection::sessionBus().isConnected()) {
+    askTheBus(context, then, kRounds);
+  } else {
+    QMetaObject::invokeMethod(context, std::move(then), Qt::QueuedConnection);
+  }
 }
 
 std::optional<QPoint> HandedOverPlace::take() {

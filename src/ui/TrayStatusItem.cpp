@@ -27,11 +27,13 @@ QString installedName(const QString& name) {
 
 }  // namespace
 
-TrayStatusItem::TrayStatusItem(Look look, int length, TriggerFilter::Now now, Place place)
+TrayStatusItem::TrayStatusItem(Look look, int length, TriggerFilter::Now now, Place place,
+                               Delivered delivered)
     : fLook(std::move(look)),
       fLength(length),
       fFilter(std::chrono::milliseconds(QApplication::doubleClickInterval()), std::move(now)),
-      fPlace(std::move(place)) {}
+      fPlace(std::move(place)),
+      fDelivered(std::move(delivered)) {}
 
 TrayStatusItem::~TrayStatusItem() = default;
 
@@ -148,17 +150,11 @@ void TrayStatusItem::updateIcon() {
 void TrayStatusItem::activated(QSystemTrayIcon::ActivationReason reason) {
   const bool isPress = reason == QSystemTrayIcon::Trigger || reason == QSystemTrayIcon::DoubleClick;
   if (!isPress || !fFilter.accept()) return;
-  const auto handled = qScopeGuard([this] { noteHandledAfterWhatWaits(); });
+  // What waits already belongs to this click, however long a busy program takes for it.
+  const auto handled = qScopeGuard([this] { fDelivered(this, [this] { fFilter.noteHandled(); }); });
   fPress = fPlace();
   sendPress();
   fPress = {};  // what is asked for later has nothing to do with it
-}
-
-// What waits already belongs to this click, however long a busy program takes for it. A call that has come in
-// takes two turns of the event loop (HandedOverPlace), so this takes two as well.
-void TrayStatusItem::noteHandledAfterWhatWaits() {
-  const auto inNextTurn = [this](auto call) { QMetaObject::invokeMethod(this, call, Qt::QueuedConnection); };
-  inNextTurn([this, inNextTurn] { inNextTurn([this] { fFilter.noteHandled(); }); });
 }
 
 // Elsewhere nobody knows where on the desktop a place lies.

@@ -5,6 +5,7 @@
 #include <functional>
 #include <memory>
 
+#include "ui/HandedOverPlace.h"
 #include "ui/StatusItem.h"
 #include "ui/TrayForm.h"
 #include "ui/TriggerFilter.h"
@@ -29,9 +30,12 @@ class TrayStatusItem : public StatusItem {
   /// What is known of where a press is.
   using Place = std::function<PressPlace()>;
 
+  /// Calls back once all activations that hosts have sent by now have been delivered.
+  using Delivered = std::function<void(QObject* context, std::function<void()> then)>;
+
   /// `length`: the item's width in points. `now` and `place` are asked at each press.
   TrayStatusItem(Look look, int length, TriggerFilter::Now now = &TriggerFilter::Clock::now,
-                 Place place = &placeOfPlatform);
+                 Place place = &placeOfPlatform, Delivered delivered = &HandedOverPlace::onceDelivered);
   ~TrayStatusItem() override;
   Q_DISABLE_COPY_MOVE(TrayStatusItem)
 
@@ -66,13 +70,13 @@ class TrayStatusItem : public StatusItem {
   [[nodiscard]] QIcon buttonIcon() const;
   [[nodiscard]] QIcon viewIcon() const;
   void updateIcon();
-  void noteHandledAfterWhatWaits();
   void sendPress();
 
   const Look fLook;
   const int fLength;
   TriggerFilter fFilter;
   const Place fPlace;
+  const Delivered fDelivered;
   TrayForm fForm = TrayForm::Button;
   QString fImageName;
   QPointer<QObject> fTarget;

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <future>
 #include <memory>
+#include <semaphore>
 #include <stdexcept>
 #include <string>
 #include <thread>
@@ -404,19 +405,21 @@ TEST_F(HTTPAddressTest, EndsCancelledEvenWhereTheHostMoves) {
 TEST_F(HTTPAddressTest, AnswersEachRequestHoweverOftenTheHostMoves) {
   TwoServers servers;
   Move({kFirst});
-  std::atomic<bool> stop{false};
+  constexpr int kRequests = 200;
+  std::counting_semaphore<kRequests> requests{0};  // the moves of each fall somewhere into it
   std::thread mover([&] {
-    while (!stop) {
+    for (int i = 0; i < kRequests; ++i) {
+      requests.acquire();
       Move({kSecond});
       Move({kFirst, kSecond});
       Move({kFirst});
     }
   });
-  for (int i = 0; i < 200; ++i) {
+  for (int i = 0; i < kRequests; ++i) {
+    requests.release();
     const auto body = Get(servers.Port());
     EXPECT_TRUE(body == "first" || body == "second") << body;
   }
-  stop = true;
   mover.join();
 }
 

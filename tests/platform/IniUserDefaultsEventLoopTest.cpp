@@ -111,8 +111,8 @@ TEST_F(IniUserDefaultsEventLoopTest, TriesAgainByItselfWhatCouldNotBeSaved) {
 }
 
 TEST_F(IniUserDefaultsEventLoopTest, SavesByItselfWhatWasHeldBack) {
-  IniUserDefaults defaults(fPath, {kNever, 20ms});
   bool isReady = false;
+  IniUserDefaults defaults(fPath, {kNever, 20ms});
   defaults.SetBeforeSaving([&] { return isReady; }, "record-");
   defaults.SetString("record-a", "x");
   EXPECT_FALSE(defaults.Synchronize());

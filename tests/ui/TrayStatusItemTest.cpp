@@ -40,7 +40,13 @@ class TrayStatusItemTest : public testing::Test {
   TrayStatusItem fItem{{"vorn-test-symbolic", "vorn-test-inactive-symbolic", "Vorn Device Finder"},
                        19,
                        [this] { return fNow; },
-                       [this] { return fPlace; }};
+                       [this] { return fPlace; },
+                       [](QObject* context, const std::function<void()>& then) {
+                         const auto inNextTurn = [context](auto call) {
+                           QMetaObject::invokeMethod(context, call, Qt::QueuedConnection);
+                         };
+                         inNextTurn([inNextTurn, then] { inNextTurn(then); });
+                       }};
   StatusView fView{&fItem};
   QObject fTarget;
   int fPresses = 0;
@@ -96,7 +102,7 @@ TEST_F(TrayStatusItemTest, FormDoesNotChangeOnceAttached) {
   EXPECT_FALSE(fItem.hasButton());
 }
 
-// A call of a host's takes two turns of the event loop until it is an activation.
+// A host's call takes two turns of the event loop here until it is an activation.
 TEST_F(TrayStatusItemTest, WhatWaitsBehindASlowPressBelongsToIt) {
   fItem.attach(TrayForm::Button);
   const auto inNextTurn = [this](auto call) {
