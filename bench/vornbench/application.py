@@ -175,8 +175,11 @@ def _announced(count):
 
 def _in_turns(ours, theirs, rounds):
     for number in range(rounds):
-        for who, program in (("ours", ours), ("theirs", theirs))[:: 1 if number % 2 == 0 else -1]:
-            yield number, who, program
+        pair = [("ours", ours), ("theirs", theirs)]
+        if number % 2:
+            pair.reverse()
+        for side, program in pair:
+            yield number, side, program
 
 
 def _alternately(stage, ours, theirs, programs):
