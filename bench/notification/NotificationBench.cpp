@@ -112,6 +112,8 @@ class NoCenter final : public vorn::NotificationCenter {
   void SetDelegate(std::weak_ptr<Delegate>) override {}
   void DeliverNotification(const vorn::UserNotification&) override { ++fDelivered; }
   void RemoveDeliveredNotification(const vorn::UserNotification&) override {}
+  void ForgetWaitingNotification(const std::string&) override {}
+  void ForgetWaitingNotifications() override {}
   int fDelivered = 0;
 };
 
