@@ -1,6 +1,6 @@
 #!/bin/sh
-# Installs into a folder of its own and fails when a file is missing, stands
-# somewhere else, or does not agree with the others.
+# Installs into a separate folder. Fails if a file is missing, is in the wrong
+# place, or does not agree with the others.
 set -eu
 cmake=$1 build=$2 id=$3 bin=$4 data=$5 man=$6 libexec=$7
 prefix=$(mktemp -d)

@@ -1,5 +1,5 @@
 #!/bin/sh
-# Fails when the formatter has anything to say about a manual page, or shows nothing.
+# Fails if the formatter complains about a manual page, or shows nothing.
 set -eu
 page=$1
 complaints=$(LC_ALL=C.UTF-8 groff -man -Tutf8 -rLL=80n -ww -z "$page" 2>&1)

@@ -1,19 +1,19 @@
 # Installs packages from Debian; sourced by packages.sh, which lists them.
 
-# Those whose services Debian would start and enable. Nothing here needs them:
-# what the tests talk to, they start themselves.
+# Packages whose services Debian would start and enable. Nothing here needs
+# these services. The tests start what they talk to.
 with_services="avahi-daemon network-manager wpasupplicant"
-service_policy=/usr/sbin/policy-rc.d  # asked by Debian's packages before they start a service
+service_policy=/usr/sbin/policy-rc.d  # Debian's packages ask it before they start a service
 
-# install_packages PURPOSE...: installs what is missing of them, and says what.
-# On a terminal it asks first, unless VORN_YES or CI is set.
+# install_packages PURPOSE...: installs the missing packages of these purposes
+# and prints them. On a terminal it asks first, unless VORN_YES or CI is set.
 install_packages() {
   local groups packages as_root=()
   mapfile -t groups < <(missing "$@")
   [ ${#groups[@]} -gt 0 ] || return 0
   if ! command -v apt-get >/dev/null; then
     echo "This system has no apt. What is needed, by the names of Debian's packages: ${groups[*]}" >&2
-    return 0  # it may be there under other names
+    return 0  # they may be installed under other names
   fi
   if [ "$(id -u)" -ne 0 ]; then
     if ! command -v sudo >/dev/null; then
@@ -33,7 +33,7 @@ install_packages() {
   install_with_services_stopped "${packages[@]}"
 }
 
-# missing PURPOSE...: the groups of which no package is installed.
+# missing PURPOSE...: the groups without an installed package.
 missing() {
   local purpose group
   for purpose in "$@"; do
@@ -43,7 +43,7 @@ missing() {
   done
 }
 
-# is_installed PACKAGE...: whether one of them is.
+# is_installed PACKAGE...: whether one of them is installed.
 is_installed() {
   local package
   for package in "$@"; do
@@ -52,7 +52,7 @@ is_installed() {
   return 1
 }
 
-# available GROUP...: of each group the first package that this Debian has.
+# available GROUP...: the first package of each group that this Debian has.
 available() {
   local group package
   for group in "$@"; do
@@ -69,7 +69,7 @@ available() {
 tell_what_is_installed() {
   local plan package services=
   echo "Installing from Debian: $*" >&2
-  # Without package lists, as in a bare system, there is nothing more to tell yet.
+  # A bare system has no package lists, so there is nothing more to print yet.
   plan=$(LC_ALL=C apt-get -o Debug::NoLocking=1 --assume-no --no-install-recommends install "$@" 2>/dev/null) || true
   grep -E 'newly installed|Need to get|additional disk space' <<<"$plan" >&2 || true
   for package in $with_services; do
@@ -85,7 +85,8 @@ confirmed() {
   [[ ! $answer =~ ^[nN] ]]
 }
 
-# apt_get ARGS...: waits, and says so, while another program has the packages locked.
+# apt_get ARGS...: waits, with a message, while another program has the packages
+# locked.
 apt_get() {
   local said status=0
   said=$(mktemp)
@@ -102,7 +103,7 @@ apt_get() {
   return "$status"
 }
 
-# In a subshell, whose end takes back what keeps services from starting.
+# In a subshell. Its end removes the policy that keeps services from starting.
 install_with_services_stopped() (
   new=
   for package in $with_services; do

@@ -1,5 +1,5 @@
-# Debian packages that the repository's commands need, by purpose; "|" stands
-# between those of which one will do, the best first. Sourced.
+# Debian packages that the repository's commands need, by purpose. "|" separates
+# alternatives, the best one first. Sourced.
 
 packages_for() {
   case $1 in

@@ -1,1 +1,1 @@
-"""What bench/run is made of: figures on loopback, figures in the studio, figures of the application, the report."""
+"""The parts of bench/run: figures on loopback, figures in the studio, figures of the application, the report."""

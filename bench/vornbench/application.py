@@ -1,4 +1,4 @@
-"""The figures of the status-item application, beside the least that a Qt program in the bar is.
+"""The figures of the application, beside those of the smallest Qt program with a status item.
 
 Both run on the same virtual desktop, in the same studio, in turns.
 """
@@ -20,22 +20,22 @@ from .report import Row
 WATCHER = "org.kde.StatusNotifierWatcher"
 ITEM = "org.kde.StatusNotifierItem"
 PATIENCE = 60.0  # seconds
-# How much more than the minimal tray. A difference, since the toolkit's own share, which both have, depends on the
-# desktop's theme for it, and the ratio with it.
+# How much more than the minimal tray. This is a difference, because both contain the toolkit's share. That share
+# depends on the desktop's theme, and so a ratio would depend on it too.
 START_BAR = 15  # ms
 MEMORY_BAR = 10  # MiB
 FEW, MANY = 30, 300
-REST = 6.0  # seconds until what a start brings about is over: two polls of every unit
+REST = 6.0  # seconds until the start has settled: two polls of every unit
 
-# The moment of the exec, told by the process itself: what starting it through the studio takes is left out.
+# The moment of the exec, reported by the process itself. So the time that the studio needs does not count.
 TELL_AND_BECOME = 'echo "$EPOCHREALTIME"; exec "$0"'
 
 
 class Bar:
-    """A desktop's session bus, as far as the bar with its items goes."""
+    """The part of a desktop's session bus that the bar and its items use."""
 
     def __init__(self, desktop):
-        import dbus  # here, so that the other figures do without it
+        import dbus  # imported here, so that the other figures do not need it
         import dbus.bus
 
         self._error = dbus.DBusException
@@ -46,10 +46,10 @@ class Bar:
             stdout=subprocess.PIPE,
         )
         self._rest = b""
-        time.sleep(1)  # its own calls, until it listens
+        time.sleep(1)  # the object's own calls, until it listens
 
     def next_registration(self):
-        """When the next item told the bar of itself, in seconds of the epoch."""
+        """When the next item registered with the bar, in seconds of the epoch."""
         end = time.monotonic() + PATIENCE
         while True:
             while b"\n" in self._rest:
@@ -61,7 +61,7 @@ class Bar:
             self._rest += os.read(self._monitor.stdout.fileno(), 65536)
 
     def item(self):
-        """The connection and the path of the one item; None where there is none."""
+        """The connection and the path of the one item; None if there is none."""
         known = self._property(WATCHER, "/StatusNotifierWatcher", WATCHER, "RegisteredStatusNotifierItems")
         return str(known[0]).partition("/")[::2] if known else None
 
@@ -75,7 +75,7 @@ class Bar:
             )
             return sum("Unit " in str(properties.get("label", "")) for _, properties, _ in entries)
         except (self._error, TypeError):
-            return 0  # it is only just coming
+            return 0  # the item is still being made
 
     def click(self):
         connection, path = self.item()
@@ -88,7 +88,7 @@ class Bar:
 
 
 class Stage:
-    """A desktop with a bar and a studio of units, and on it one program at a time."""
+    """A desktop with a bar and a studio of units; one program at a time runs on it."""
 
     def __init__(self, desktop, bar, studio):
         self.desktop, self.bar, self.studio = desktop, bar, studio
@@ -96,7 +96,7 @@ class Stage:
 
     @contextlib.contextmanager
     def running(self, program):
-        """Starts a program; gives the seconds from its exec to its item, and ends it."""
+        """Starts a program, ends it, and returns the seconds from its exec to its item."""
         self._process = self.studio.popen(
             ["bash", "-c", TELL_AND_BECOME, program], stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
             stderr=subprocess.DEVNULL, env={**self.desktop.environment, "QT_QPA_PLATFORMTHEME": ""},
@@ -122,12 +122,12 @@ class Stage:
         )
 
     def memory(self):
-        """What the process holds, in KiB."""
+        """The memory of the process, in KiB."""
         text = self._read("smaps_rollup")
         return {key.lower(): int(value) for key, value in re.findall(r"^(\w+):\s+(\d+) kB$", text, re.M)}
 
     def wakeups(self, seconds):
-        """Voluntary switches of all threads together, a second."""
+        """Voluntary switches of all threads together, per second."""
         before, start = self._switches(), time.monotonic()
         time.sleep(seconds)
         after, end = self._switches(), time.monotonic()
@@ -168,7 +168,7 @@ def _desktop(finder):
 
 
 def _announced(count):
-    """A studio of units that their responder has announced."""
+    """A studio whose responder has announced all its units."""
     units = {"count": count, "name": "Unit {n:03}", "model": "Vorn 16A", "firmware": "1.4.2+311", "announcer": "avahi"}
     return Studio({"releases": {"Vorn 16A": "1.4.2+311"}, "many": [units]} if count else {})
 
@@ -183,9 +183,9 @@ def _in_turns(ours, theirs, rounds):
 
 
 def _alternately(stage, ours, theirs, programs):
-    """Starts and memory of both with some units about, the wake-ups of the last run."""
+    """Starts and memory of both programs with some units, and the wake-ups of the last run."""
     starts, memory, wakeups = {"ours": [], "theirs": []}, {"ours": [], "theirs": []}, {}
-    # The first ones do not count: files into the page cache, the very first run's files written.
+    # The first runs do not count: they fill the page cache and write the first run's files.
     for number, who, program in _in_turns(ours, theirs, 1 + programs.pick(20, 6)):
         with stage.running(program) as seconds:
             time.sleep(0.5 if number else 1)

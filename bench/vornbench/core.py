@@ -1,4 +1,4 @@
-"""The figures that are taken on loopback, by small programs that print JSON."""
+"""The figures on loopback, from small programs that print JSON."""
 
 import json
 import os
@@ -8,9 +8,9 @@ import tempfile
 
 from .report import Row
 
-THREADS_BESIDE = 8  # threads that a list may have beside one a unit and one a model
+THREADS_BESIDE = 8  # threads of a list other than one for each unit and one for each model
 MODELS = 10
-GROWTH = 2.0  # how far n log n may be left from a hundred units to the most
+GROWTH = 2.0  # how far the time may differ from n log n, between a hundred units and the most
 
 
 class Programs:
@@ -104,7 +104,7 @@ def cancelling(programs):
 
 
 def _silent_name_server(folder):
-    """A command that runs another in a network of its own whose resolver asks 127.0.0.1."""
+    """A command that runs another command in a separate network whose resolver asks 127.0.0.1."""
     for name, text in (("resolv.conf", "nameserver 127.0.0.1\n"), ("nsswitch.conf", "hosts: files dns\n")):
         pathlib.Path(folder, name).write_text(text)
     user = [] if os.getuid() == 0 else ["--user", "--map-root-user"]

@@ -1,4 +1,4 @@
-"""The machine that figures were taken on."""
+"""The machine that produced the figures."""
 
 import os
 import pathlib

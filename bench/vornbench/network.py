@@ -1,4 +1,4 @@
-"""The figures that need a network with a real responder: taken in the studio."""
+"""The figures that need a network with a real responder, measured in the studio."""
 
 import json
 import statistics
@@ -11,9 +11,9 @@ from vornstudio.client import Studio
 from .report import Row
 
 TYPE = "_http._tcp"
-SETTLE = 3.0  # seconds for the last announcements to be over,
+SETTLE = 3.0  # seconds until the last announcements are over,
 SETTLE_EACH = 0.006  # and as many for each unit
-PAUSE = 2.0  # seconds until both responders have forgotten what a program before has asked and was told
+PAUSE = 2.0  # seconds until both responders have forgotten the questions and answers of an earlier program
 PATIENCE = 60
 COLD_BARS = {10: 0.25, 100: 0.45, 300: 0.6, 1000: 0.8}
 WARM_BARS = {10: 1.1, 100: 1.1, 300: 1.1}
@@ -29,7 +29,7 @@ def _studio(count):
 
 
 def _wait_until_announced(studio, count):
-    """Each unit is a service and a host, and the far responder says when it has claimed a name."""
+    """Each unit is a service and a host. The far responder reports when it has claimed a name."""
     def claimed():
         return sum("successfully established" in line for line in studio.responder_lines("far"))
 
@@ -38,7 +38,7 @@ def _wait_until_announced(studio, count):
 
 
 class Reader:
-    """A program in the studio, read line by line with the time of each line since its start."""
+    """A program in the studio. Each line that it prints is read with its time since the start."""
 
     def __init__(self, studio, argv):
         self._start = time.monotonic()
@@ -56,7 +56,7 @@ class Reader:
             self._rest += piece
 
     def end(self):
-        """Waits for the program's end and returns when that was."""
+        """Waits for the program's end and returns the time of the end."""
         self._process.wait(PATIENCE)
         self._process.stdout.close()
         return self.now()
@@ -89,12 +89,11 @@ def _engine(programs, studio, count, *destroy_after):
 
 
 def _pairs(programs, studio, count, cold, repetitions):
-    """Runs of both, in turns; a cold one has a responder that was started just before.
+    """Runs of both programs, in turns. For a cold run, the responder was started just before.
 
-    One run must be forgotten when the next begins: a question that is still
-    being asked for another program makes avahi-browse leave at once, and the
-    far responder does not say again what it has multicast within the last
-    second, so that a responder just started would hear nothing.
+    The responders must forget one run before the next one begins. A question that is still open for another program
+    makes avahi-browse exit at once. And the far responder does not repeat what it has multicast within the last
+    second, so a responder that was just started would hear nothing.
     """
     ours, theirs = [], []
     for repetition in range(repetitions):
@@ -128,7 +127,7 @@ def _row(count, kind, pairs):
 
 
 def _newcomer(programs, studio):
-    """The seconds from a good unit's announcement until the engine has resolved it; and the engine's own figures."""
+    """The seconds from a good unit's announcement until the engine has resolved it, and the engine's own figures."""
     reader = Reader(studio, [programs.path("bench_discovery"), 1, PATIENCE])
     time.sleep(NEWCOMER_AFTER)
     studio.do("announce", unit="good")
@@ -182,7 +181,9 @@ def discovery(programs):
 
 
 def _watch(programs, studio, count):
-    """The times of the first list, the first with a unit and the first with every unit's firmware."""
+    """The times of three lists: the first one, the first one with a unit, and the first one with every unit's
+    firmware.
+    """
     tool = programs.folder / "bin" / "vorn-device-list"
     reader = Reader(studio, [tool, "--watch", "--json"])
     times = {}

@@ -1,4 +1,4 @@
-"""Rows of figures, their bars, and how they are written."""
+"""Rows of figures, their bars, and how they are printed."""
 
 import dataclasses
 import datetime
@@ -10,7 +10,7 @@ HEADING = ("FIGURE", "MEASURED", "REFERENCE", "DIFFERENCE", "RATIO", "BAR", "RES
 
 @dataclasses.dataclass
 class Row:
-    """One figure. `compared` says which number the bar is about: "value", "ratio" or "difference"."""
+    """One figure. `compared` names the number that the bar limits: "value", "ratio" or "difference"."""
 
     what: str
     value: float
@@ -27,12 +27,12 @@ class Row:
 
     @property
     def difference(self):
-        """How much more than the reference it is."""
+        """How much more than the reference the figure is."""
         return self.value - (self.reference or 0)
 
     @property
     def passed(self):
-        """Whether the bar is kept, or None where there is none."""
+        """Whether the figure keeps its bar; None if it has no bar."""
         return None if self.bar is None else getattr(self, self.compared) <= self.bar
 
     def cells(self):

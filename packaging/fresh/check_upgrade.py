@@ -1,4 +1,4 @@
-"""In a system with the package installed: an upgrade beside a running program. Arguments: the newer packages."""
+"""In a system with the package installed: an upgrade while the program runs. Arguments: the newer packages."""
 
 import pathlib
 import subprocess
@@ -37,7 +37,7 @@ def main(packages):
         assert eventually(desktop.is_running), desktop.console()
         upgrade(packages)
         assert running.poll() is None, desktop.console()
-        answers(desktop)  # asked by the bus, as the newer program's second start does
+        answers(desktop)  # the bus asks for it, as the newer program's second start does
         running.terminate()
         assert running.wait(10) == 0, desktop.console()
         newer = desktop.start_and_wait_until_it_runs()

@@ -1,5 +1,5 @@
-# The inner half of in_root, in mount and process namespaces of its own:
-# ROOT NUMBER [FOLDER:PLACE...] COMMAND ARGS...
+# The inner half of in_root, in separate mount and process namespaces: ROOT
+# NUMBER [FOLDER:PLACE...] COMMAND ARGS...
 root=$1 binds=$2
 shift 2
 mount --bind "$root" "$root"
@@ -29,7 +29,7 @@ cd "$root"
 pivot_root . mnt
 cd /
 umount -l /mnt
-# Not by exec: the first process of the namespace must take in orphans.
+# No exec here: the first process of the namespace must adopt orphans.
 status=0
 env -i PATH=/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin HOME=/root LANG=C.UTF-8 TERM="${TERM:-dumb}" \
   DEBIAN_FRONTEND=noninteractive "$@" || status=$?

@@ -1,15 +1,16 @@
-# Debian systems in folders of their own, to try things as on a new machine.
+# Debian systems in separate folders, to try things as on a new machine.
 # Sourced; needs root and debootstrap. A suite is "bookworm" (Debian 12) or
-# "trixie" (Debian 13). What was fetched is kept for two weeks in
-# $VORN_FRESH_CACHE, where the machine keeps that; otherwise it is fetched again.
+# "trixie" (Debian 13). Downloads stay in $VORN_FRESH_CACHE for two weeks if the
+# machine keeps that folder. Otherwise they are fetched again.
 
 fresh_cache=${VORN_FRESH_CACHE:-/var/cache/vorn-fresh}
 fresh_folder=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
 root=                   # the system that in_root enters
-root_binds=()           # FOLDER:PLACE..., seen in it by in_root
-guest_home=/home/guest  # of the user that as_guest is in it
+root_binds=()           # FOLDER:PLACE..., folders that in_root shows inside
+guest_home=/home/guest  # home of the user that as_guest becomes
 
-# temporary_root SUITE: sets $root to a bare system, which goes when the shell does.
+# temporary_root SUITE: sets $root to a bare system, which is deleted when the
+# shell ends.
 temporary_root() {
   root=$(mktemp -d /var/tmp/vorn-fresh-XXXXXX)
   trap 'rm -rf --one-file-system "$root"' EXIT
@@ -30,10 +31,10 @@ kept_root() {
   cp /etc/resolv.conf /etc/hosts "$root/etc/"
 }
 
-# in_root COMMAND ARGS...: runs it in the system, without our own environment.
-# The folder becomes the root of a mount namespace: in a mere chroot, whoever
-# enters a namespace from inside finds himself outside. All that is mounted, and
-# all that was started, goes with the command.
+# in_root COMMAND ARGS...: runs the command in the system, without our own
+# environment. The folder becomes the root of a mount namespace. A chroot is not
+# enough: a process that enters a namespace from inside it would be outside. All
+# mounts and all processes end with the command.
 in_root() {
   unshare --mount --propagation private --pid --fork --kill-child \
     bash -e "$fresh_folder/enter_root.sh" "$root" ${#root_binds[@]} "${root_binds[@]}" "$@"
@@ -44,19 +45,22 @@ make_guest() {
   if in_root test -d "$guest_home"; then return; fi
   in_root apt-get install -q -y --no-install-recommends sudo ccache >/dev/null
   echo "guest ALL=(ALL) NOPASSWD: ALL" >"$root/etc/sudoers.d/guest"
-  # What ./run compiled serves ./test, in another folder and with warnings as errors.
+  # ./test can use what ./run compiled, although it builds in another folder and
+  # with warnings as errors.
   printf '%s\n' "base_dir = $guest_home/src" "hash_dir = false" "ignore_options = -Werror" >"$root/etc/ccache.conf"
   in_root useradd --create-home --shell /bin/bash guest
 }
 
-# clone_for_guest FOLDER: clones the repository of the current folder into one of that user's.
+# clone_for_guest FOLDER: clones the repository of the current folder into a
+# folder of that user.
 clone_for_guest() {
   rm -rf "${root:?}$guest_home/$1"
   git clone -q --no-hardlinks . "$root$guest_home/$1"
   in_root chown -R guest: "$guest_home/$1"
 }
 
-# as_guest COMMAND_LINE: runs it as when that user logs in, without standard input.
+# as_guest COMMAND_LINE: runs it as after a login of that user, without standard
+# input.
 as_guest() {
   in_root runuser --login guest --command "$1" </dev/null
 }
@@ -70,7 +74,7 @@ unpack_system() {
   fi
   mirror=$(site_ending debian http://deb.debian.org/debian)
   mkdir -p "$fresh_cache" "$folder"
-  chmod 755 "$folder"  # programs in it run as other users too
+  chmod 755 "$folder"  # other users run programs in it too
   find "$fresh_cache" -maxdepth 1 -name "$suite.tar" -mtime +14 -delete
   if [ -f "$archive" ]; then
     tar -x -p --numeric-owner -f "$archive" -C "$folder"
@@ -106,7 +110,7 @@ deb $security $suite-security main
 SOURCES
 }
 
-# site_ending END DEFAULT: where this machine fetches packages from.
+# site_ending END DEFAULT: the site where this machine fetches packages.
 site_ending() {
   local site
   site=$(apt-get indextargets --format '$(SITE)' 'Created-By: Packages' 2>/dev/null | grep -m 1 "/$1\$") || true

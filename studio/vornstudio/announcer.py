@@ -32,13 +32,13 @@ class ZeroconfAnnouncer:
 
     async def announce(self, unit):
         info = self._infos[unit.id] = self._info(unit)
-        # Announcements and goodbyes are repeated for a while; one must not undo the other that came after it.
+        # Announcements and goodbyes are repeated for a while. An earlier one must not undo a later one.
         await self._quieten(unit)
         self._repeats[unit.id] = await self._zeroconf.async_register_service(info, cooperating_responders=True)
         await asyncio.sleep(0)  # the first one is out when this returns
 
     async def move(self, unit, told):
-        """Answers with the unit's new address from now on; where `told`, tells everybody at once."""
+        """Answers with the unit's new address from now on. With `told`, announces it at once."""
         old = self._infos.get(unit.id)
         if old is None:
             return
@@ -58,7 +58,7 @@ class ZeroconfAnnouncer:
             await asyncio.sleep(0)
 
     async def fall_silent(self, unit):
-        """Answers no question about the unit any more, without a goodbye."""
+        """Answers no more questions about the unit, without a goodbye."""
         info = self._infos.pop(unit.id, None)
         if info is not None:
             await self._quieten(unit)
@@ -76,7 +76,7 @@ class ZeroconfAnnouncer:
 
 
 class AvahiAnnouncer:
-    """Announces through static service and host files; changes take effect when the far responder reads them."""
+    """Announces through static service and host files. Changes take effect when the far responder reads them."""
 
     def __init__(self, responder, ipv6):
         self._responder = responder

@@ -1,4 +1,5 @@
-"""What a healthy unit answers: the datastore of a device, the plain text of a switch, and a page for the browser."""
+"""The answers of a healthy unit: the datastore of a device, the plain text of a switch, and a page for the browser.
+"""
 
 import dataclasses
 import html
@@ -10,14 +11,14 @@ class Answer:
     status: int
     body: bytes = b""
     headers: tuple = ()
-    behind: bytes = b""  # sent behind it, where no byte belongs
+    behind: bytes = b""  # sent after it, where no byte belongs
 
 
 @dataclasses.dataclass
 class Request:
     method: str
     path: str
-    headers: list  # of [name, value], as sent
+    headers: list  # [name, value] pairs, as sent
 
     def header(self, name):
         return next((value for key, value in self.headers if key.lower() == name), None)
@@ -31,7 +32,7 @@ def value(text):
 
 
 def locate(unit, path):
-    """The device that a path belongs to and the name of the resource, each None where there is none."""
+    """The device that a path belongs to and the name of the resource, each None if there is none."""
     parts = path.split("?")[0].strip("/").split("/")
     device = None if unit.kind == "plexahost" else unit.device
     if unit.kind == "plexahost" and parts != [""]:
@@ -58,7 +59,7 @@ def _datastore_resource(device, parts):
 
 
 def healthy(unit, device, resource, request):
-    """The answer of a unit in good order."""
+    """The answer of a unit without faults."""
     if resource is None:
         return NOT_FOUND
     if resource == "page":

@@ -1,7 +1,7 @@
-"""The stand-in for the browser: fetches the page inside the studio and tells what was opened.
+"""The replacement for the browser: fetches the page inside the studio and reports what was opened.
 
-As a program (`xdg-open` in the studio) it takes the address; as a receiver it
-belongs to the studio's first process, which logs and shows what it hears.
+As a program (`xdg-open` in the studio) it takes the address. As a receiver it belongs to the studio's first process,
+which logs and shows each report.
 """
 
 import asyncio
@@ -19,7 +19,7 @@ ADDRESSES = f"{STATE}/addresses"
 
 
 class Receiver:
-    """Takes the reports of the stand-in, logs each as "opened" and shows it on standard error."""
+    """Receives the reports of the replacement, logs each as "opened" and shows it on standard error."""
 
     def __init__(self, log):
         self._log = log

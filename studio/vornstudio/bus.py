@@ -53,7 +53,7 @@ class Bus:
         argv, descriptors = self._side.command(
             ["sh", "-c", 'rm -f /run/dbus/system_bus_socket; exec "$@"', "sh", *program, f"--print-address={told}"]
         )
-        with open(f"{STATE}/{self._side.name}-bus.log", "ab") as log:  # it grumbles about limits it may not raise
+        with open(f"{STATE}/{self._side.name}-bus.log", "ab") as log:  # it complains about limits that it may not raise
             self._child = self._children.start(
                 argv, pass_fds=(*descriptors, told), stderr=log, start_new_session=True
             )

@@ -1,8 +1,7 @@
 """The child processes of the studio's first process.
 
-That process is number 1 of its process namespace, so every orphan inside
-becomes its child; one handler reaps them all and hands the status of those it
-started to whoever waits.
+This process is number 1 of its process namespace, so every orphan inside becomes its child. One handler reaps them
+all, and gives the status of each started process to its waiter.
 """
 
 import asyncio
@@ -21,12 +20,12 @@ class Child:
         self.ended = asyncio.Event()
 
     def send(self, number):
-        """Sends a signal; nothing happens once the process has ended."""
+        """Sends a signal. Does nothing after the process has ended."""
         if self.status is None:
             os.kill(self.pid, number)
 
     async def end(self, number=signal.SIGTERM, grace=5):
-        """Ends the process: the given signal, and SIGKILL after the grace in seconds."""
+        """Ends the process: sends the given signal, and SIGKILL after the grace time in seconds."""
         self.send(number)
         try:
             await asyncio.wait_for(self.ended.wait(), grace)
@@ -41,7 +40,7 @@ class Children:
         asyncio.get_running_loop().add_signal_handler(signal.SIGCHLD, self._reap)
 
     def start(self, argv, **options):
-        """Starts a program; the options are those of subprocess.Popen."""
+        """Starts a program. The options are those of subprocess.Popen."""
         child = Child(subprocess.Popen(argv, **options))
         self._children[child.pid] = child
         return child

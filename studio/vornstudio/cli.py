@@ -12,7 +12,7 @@ from .client import Studio, StudioError, StudioUnavailable
 
 EXIT_UNAVAILABLE = 77
 EXIT_USAGE = 2
-GRACE = 5.0  # seconds that the command gets to end after SIGTERM
+GRACE = 5.0  # seconds that the command gets to exit after SIGTERM
 
 
 def parse(arguments):
@@ -51,7 +51,7 @@ def check():
 
 
 class Show:
-    """One command played through a scenario."""
+    """One command that runs while a scenario plays."""
 
     def __init__(self, studio, options):
         self._studio = studio
@@ -60,7 +60,7 @@ class Show:
         self._told = 0
 
     def run(self):
-        """Returns the exit code of the studio."""
+        """Returns the exit status of the studio."""
         for number in (signal.SIGINT, signal.SIGTERM, signal.SIGHUP):
             signal.signal(number, self._note_signal)
         streams = [_inherited(number) for number in (0, 1, 2)]
@@ -91,9 +91,9 @@ class Show:
                 print(f"studio: {entry['do']}: {', '.join(words)}", file=sys.stderr)
 
     def _end(self, process):
-        """Ends the command as the end of the timeline, or a signal to the studio, asks for."""
+        """Ends the command, because the timeline ended or the studio got a signal."""
         sent = signal.SIGTERM
-        if self._signal != signal.SIGINT:  # a terminal's interrupt has reached the command already
+        if self._signal != signal.SIGINT:  # the terminal's interrupt has already reached the command
             process.send_signal(sent)
         elif _wait(process, GRACE) is None:
             process.send_signal(sent)

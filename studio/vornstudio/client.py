@@ -1,4 +1,4 @@
-"""The studio from outside: a context manager that puts one up, changes it live and runs programs in it."""
+"""The studio from outside: a context manager that starts one, changes it live and runs programs in it."""
 
 import os
 import select
@@ -15,11 +15,11 @@ PACKAGE_FOLDER = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
 
 
 class StudioError(RuntimeError):
-    """The studio could not do what it was asked."""
+    """The studio could not do what the caller asked."""
 
 
 class StudioUnavailable(StudioError):
-    """The machine lacks something a studio needs; `missing` says what, a line each."""
+    """The machine lacks something that a studio needs; `missing` has one line for each."""
 
     def __init__(self, missing):
         super().__init__("; ".join(missing))
@@ -27,7 +27,7 @@ class StudioUnavailable(StudioError):
 
 
 class Process:
-    """A program running in the studio. `stdout` and `stderr` are binary files where they were asked for."""
+    """A program that runs in the studio. `stdout` and `stderr` are binary files if the caller asked for them."""
 
     def __init__(self, studio, pid, told, stdout, stderr):
         self.pid = pid
@@ -38,7 +38,7 @@ class Process:
         self._told = told
 
     def poll(self):
-        """The exit code, negative for a signal, or None while it runs; -9 where the studio has died with it."""
+        """The exit status, negative for a signal; None while it runs; -9 if the studio died with it."""
         return self._read(0)
 
     def wait(self, timeout=None):
@@ -66,10 +66,10 @@ class Process:
 
 
 class Studio:
-    """A studio that stands from `__enter__` to `__exit__`.
+    """A studio that exists from `__enter__` to `__exit__`.
 
-    `source` is a scenario's name or file, a table of the same form, or None for
-    an empty network. Calls may come from any thread and block until done.
+    `source` is a scenario's name or file, a table of the same form, or None for an empty network. Any thread may
+    call. Calls block until done.
     """
 
     def __init__(self, source=None, log=None):
@@ -111,7 +111,7 @@ class Studio:
         self.close()
 
     def close(self):
-        """Takes the studio down with everything in it and returns when nothing is left of it."""
+        """Ends the studio with everything in it. Returns when nothing is left."""
         if self._control is not None:
             self._control.close()
             self._control = None
@@ -123,7 +123,7 @@ class Studio:
                 self._holder.wait()
 
     def ask(self, op, descriptors=(), **fields):
-        """Sends one operation and returns its result; raises StudioError with the studio's own words."""
+        """Sends one operation and returns its result. Raises StudioError with the studio's own message."""
         with self._lock:
             try:
                 wire.send(self._control, {"op": op, "descriptors": len(descriptors), **fields}, descriptors)
@@ -141,11 +141,11 @@ class Studio:
         return answer["result"]
 
     def do(self, verb, **fields):
-        """Carries out one action of a scenario's timeline now."""
+        """Performs one action of a scenario's timeline now."""
         self.ask("do", action={"do": verb, **fields})
 
     def add(self, *units):
-        """Brings in units, given as in a scenario's [[unit]]; returns their ids, URLs and addresses."""
+        """Adds units, given as in a scenario's [[unit]]. Returns their ids, URLs and addresses."""
         return self.ask("add", units=list(units))
 
     def units(self):
@@ -156,7 +156,7 @@ class Studio:
         self.ask("play")
 
     def ended(self):
-        """Whether the timeline has come to its end."""
+        """Whether the timeline has ended."""
         return self.ask("ended")
 
     @property
@@ -175,14 +175,14 @@ class Studio:
         ]
 
     def opened(self):
-        """The pages that the stand-in for the browser was asked for."""
+        """The pages that the replacement for the browser opened."""
         return [entry for entry in self.log() if entry["event"] == "opened"]
 
     def responder_lines(self, side="near"):
         return self.ask("responder_lines", side=side)
 
     def wait_until(self, condition, timeout=30.0, what="a condition", interval=0.05):
-        """Waits until `condition()` gives something true and returns that; fails with TimeoutError."""
+        """Waits until `condition()` returns something true, and returns that. Raises TimeoutError."""
         deadline = time.monotonic() + timeout
         while True:
             result = condition()
@@ -193,7 +193,7 @@ class Studio:
             time.sleep(interval)
 
     def popen(self, argv, stdin=None, stdout=None, stderr=None, env=None, cwd=None, side="near"):
-        """Starts a program inside; the streams are descriptors, subprocess.PIPE (not for stdin) or None for ours."""
+        """Starts a program inside. The streams are descriptors, subprocess.PIPE (not for stdin) or None for ours."""
         files = {}
         opened = []
 
@@ -222,7 +222,7 @@ class Studio:
         return Process(self, pid, told, files.get("stdout"), files.get("stderr"))
 
     def run(self, argv, timeout=60, **options):
-        """Runs a program inside to its end; returns subprocess.CompletedProcess with text output."""
+        """Runs a program inside to its end. Returns subprocess.CompletedProcess with text output."""
         process = self.popen(
             argv, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.PIPE, **options
         )

@@ -1,4 +1,4 @@
-"""Carries out what a scenario, or a test, asks for: the actions on units, update server, responder and bus."""
+"""Performs what a scenario or a test asks for: the actions on units, update server, responder and bus."""
 
 import asyncio
 import subprocess
@@ -17,13 +17,13 @@ class Director:
         self._units = {}
         self._servers = UnitServers(log)
         self._addresses = set()
-        self._silent = set()  # the units that left without a goodbye
+        self._silent = set()  # units that disappeared without a goodbye
         self._announcers = {"zeroconf": ZeroconfAnnouncer(), "avahi": AvahiAnnouncer(world.far_responder, scenario.ipv6)}
         self._server = UpdateServer(log, scenario.releases, scenario.wait)
         self._scenario = scenario
 
     async def open(self):
-        """Puts up the servers and announces the units that are there from the start."""
+        """Starts the servers and announces the first units."""
         await self._server.open()
         await self._announcers["zeroconf"].open()
         await self.add(self._scenario.units)
@@ -40,7 +40,7 @@ class Director:
         self._log.add("end")
 
     async def add(self, units):
-        """Brings in units: addresses, web servers, announcements."""
+        """Adds units: addresses, web servers, announcements."""
         self._add_addresses({unit.address for unit in units})
         self._units.update((unit.id, unit) for unit in units)
         self._write_addresses()
@@ -82,7 +82,7 @@ class Director:
         await self._announcers[unit.announcer].goodbye(unit)
 
     async def _do_drop(self, unit, how):
-        """Goodbye and power off; a crash without a goodbye; a pulled cable, which answers nothing at all."""
+        """A goodbye and power off; a crash without a goodbye; or a pulled cable, where nothing answers."""
         if how == "goodbye":
             await self._announcers[unit.announcer].goodbye(unit)
         else:
@@ -94,16 +94,16 @@ class Director:
             await self._servers.of(unit).close()
 
     async def _do_move(self, unit, address, told=True):
-        """The unit gives up its address for another one, and tells the network or leaves it to find out."""
+        """The unit changes its address. It announces this, or lets the network find out."""
         await self._move([(unit, address)], told)
 
     async def _do_exchange(self, unit, other, told=True):
-        """Two units get each other's address."""
+        """Two units exchange their addresses."""
         other = self._units[other]
         await self._move([(unit, other.address), (other, unit.address)], told)
 
     async def _move(self, moves, told):
-        # In this order nobody is told that a connection has ended, except by who has the address now.
+        # In this order, only the new owner of an address can report that a connection has ended.
         for unit, _ in moves:
             self._remove_address(unit.address)
         for unit, _ in moves:
@@ -117,8 +117,8 @@ class Director:
             await self._announcers[unit.announcer].move(unit, told)
 
     async def _do_near_address(self, address, gap=False):
-        """The near side gets another address and loses its own; `gap`: in the opposite order."""
-        near, wide = self._world.near, PREFIX_LENGTH - 1  # in a subnet of its own, so that neither takes the other along
+        """The near side gets another address and loses its own; with `gap`, in the opposite order."""
+        near, wide = self._world.near, PREFIX_LENGTH - 1  # in a separate subnet, so that neither address removes the other
         steps = [
             ["ip", "addr", "add", f"{address}/{wide}", "brd", "+", "dev", "near0"],
             ["ip", "addr", "del", f"{NEAR_ADDRESS}/{PREFIX_LENGTH}", "dev", "near0"],
@@ -127,7 +127,7 @@ class Director:
             near.setup(step)
 
     async def _do_near_link(self, op):
-        """The near side's network goes, or comes back."""
+        """The near side's network goes down or comes up."""
         self._world.near.setup(["ip", "link", "set", "near0", op])
 
     async def _do_rename(self, unit, name, uid=None):
@@ -145,7 +145,7 @@ class Director:
         unit.faults[resource] = fault
 
     async def _do_heal(self, unit):
-        """Ends every fault and status; a unit that had been dropped silently is back."""
+        """Ends every fault and status. A unit that had disappeared silently is back."""
         unit.faults.clear()
         unit.statuses.clear()
         unit.delay = 0.0
@@ -178,13 +178,13 @@ class Director:
         await getattr(responder, op)()
 
     async def _do_bus(self, op):
-        """The bus of the near side; stopping it takes the responder along, starting it leaves that to the scenario."""
+        """The bus of the near side. Its stop also stops the responder; its start does not start the responder."""
         if op == "stop":
             await self._world.near_responder.stop()
         await getattr(self._world.near_bus, op)()
 
     async def _do_say(self, text):
-        pass  # the log has it
+        pass  # the log contains it
 
     def _device(self, unit, uid):
         device = unit.device if uid is None else unit.device_by_uid(uid)
@@ -206,7 +206,7 @@ class Director:
             self._world.near.setup(["ip", "neigh", "flush", "to", address])
 
     def _write_addresses(self):
-        """The stand-in for the browser finds the units' names here, whatever state the responder is in."""
+        """The replacement for the browser finds the units' names here, whatever the responder does."""
         lines = {f"{unit.host}.local {unit.address}\n" for unit in self._units.values()}
         with open(f"{STATE}/addresses", "w") as file:
             file.writelines(sorted(lines))

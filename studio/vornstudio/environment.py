@@ -1,4 +1,4 @@
-"""What a program in the studio finds around it: folders of its own, the private bus, the stand-in for the browser."""
+"""The environment of a program in the studio: separate folders, the private bus, the replacement for the browser."""
 
 import os
 import pathlib
@@ -15,7 +15,7 @@ BROWSERS = ("xdg-open", "x-www-browser", "sensible-browser")
 
 
 def prepare():
-    """Makes the folders, the settings that name the studio's update server, and the browser's stand-in."""
+    """Makes the folders, the settings that name the studio's update server, and the replacement for the browser."""
     for folder in (HOME, RUNTIME, os.path.dirname(SETTINGS)):
         os.makedirs(folder, mode=0o700, exist_ok=True)
     with open(os.open(SETTINGS, os.O_CREAT | os.O_WRONLY, 0o600), "w") as file:
@@ -29,9 +29,9 @@ def prepare():
 
 
 def of(given):
-    """The environment of a program: the caller's, with everything of the real user's home taken out of reach.
+    """The environment of a program: the caller's, without anything of the user's real home.
 
-    The runtime folder stays where it can be used: a Wayland display's socket is found there alone.
+    The runtime folder stays if it can be used, because a Wayland display's socket is only there.
     """
     kept = {name: value for name, value in given.items() if not name.lower().endswith("_proxy")}
     authority = f"{given.get('HOME', '')}/.Xauthority"

@@ -1,4 +1,4 @@
-"""How a hostile or broken unit answers. Each fault takes the connection over and never gives it back."""
+"""The answers of a hostile or broken unit. Each fault takes the connection over and never returns it."""
 
 import asyncio
 import functools
@@ -12,7 +12,7 @@ import zlib
 
 OK = b"HTTP/1.1 200 OK\r\n"
 CHUNK = 64 * 1024
-PACE = 0.005  # seconds between chunks of an endless answer: enough to pass any bound, not to starve the machine
+PACE = 0.005  # seconds between pieces of an endless answer: fast enough to pass any bound, slow enough for the machine
 
 _packing = threading.Lock()
 
@@ -63,7 +63,7 @@ async def drip_header(writer, unit, request):
 
 
 async def gzip_bomb(writer, unit, request):
-    packed = await asyncio.to_thread(_bomb)  # the other units go on answering
+    packed = await asyncio.to_thread(_bomb)  # the other units continue to answer
     writer.write(OK + b"Content-Encoding: gzip\r\nContent-Length: %d\r\n\r\n" % len(packed))
     await _push(writer, packed)
 
@@ -86,11 +86,11 @@ async def silence(writer, unit, request):
 
 
 async def no_answer(writer, unit, request):
-    """Closes without a word."""
+    """Closes without an answer."""
 
 
 async def reset(writer, unit, request):
-    """Breaks the connection off in the middle of a body."""
+    """Breaks the connection in the middle of a body."""
     await _push(writer, OK + b"Content-Length: 1000\r\n\r\n0." + b"x" * 300)
     await asyncio.sleep(0.05)
     sock = writer.get_extra_info("socket")
@@ -112,7 +112,7 @@ async def old_http(writer, unit, request):
 
 
 async def cut_header(writer, unit, request):
-    """Closes within the header, before any field that says how long the body is."""
+    """Closes within the header, before any field gives the length of the body."""
     await _push(writer, OK + b'ETag: "cut"\r\n')
 
 
@@ -134,14 +134,14 @@ async def control_characters(writer, unit, request):
 
 @functools.cache
 def _packed_zeros():
-    """200 MB of zeros in some 200 KB."""
+    """200 MB of zeros in about 200 KB."""
     packer = zlib.compressobj(9, zlib.DEFLATED, 31)
     megabyte = bytes(1 << 20)
     return b"".join(packer.compress(megabyte) for _ in range(200)) + packer.flush()
 
 
 def _bomb():
-    with _packing:  # made once, however many units want it at a time
+    with _packing:  # made once for all units
         return _packed_zeros()
 
 

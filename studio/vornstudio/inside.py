@@ -1,8 +1,7 @@
-"""The first process inside the studio's namespaces: it builds the two sides, serves the units and runs programs.
+"""The first process inside the studio's namespaces. It builds the two sides, serves the units and runs programs.
 
-Started by client.py as `python3 -m vornstudio.inside CONTROL [LOG]` with two
-inherited descriptors. It ends, and with it everything inside, when the other
-end of the control channel is closed.
+client.py starts it as `python3 -m vornstudio.inside CONTROL [LOG]` with two inherited descriptors. When the other end
+of the control channel is closed, it ends, and everything inside ends with it.
 """
 
 import asyncio
@@ -61,7 +60,7 @@ class Inside:
         self._receiver.open()
         await self._world.open(self._scenario.bus, self._scenario.responder)
         await self._director.open()
-        await self._world.far_responder.start()  # the static services stand by now
+        await self._world.far_responder.start()  # the static services exist by now
 
     async def handle(self, message, descriptors):
         name = "_op_" + message.get("op", "")
@@ -82,7 +81,7 @@ class Inside:
         self._keep(play())
 
     def _keep(self, coroutine):
-        """Runs it beside the rest; the loop itself holds tasks but weakly."""
+        """Runs the coroutine as a task. The loop itself holds tasks only weakly."""
         task = asyncio.create_task(coroutine)
         self._tasks.add(task)
         task.add_done_callback(self._tasks.discard)
@@ -106,7 +105,7 @@ class Inside:
         return getattr(self._world, f"{side}_responder").lines
 
     async def _op_spawn(self, descriptors, argv, env, directory, side):
-        """Starts a program; the descriptors are its input, output, error, and where its end is told."""
+        """Starts a program. The descriptors are its input, output, error, and the one that reports its end."""
         stdin, stdout, stderr, told = descriptors
         try:
             command, inherited = getattr(self._world, side).command(argv, directory)
@@ -156,13 +155,13 @@ async def run(control, table, sides, log):
     server = wire.Server(control, inside.handle, gone.set)
     await gone.wait()
     del server
-    os._exit(0)  # everything inside goes with this process; nothing here is worth an orderly end
+    os._exit(0)  # everything inside ends with this process; nothing here needs an orderly end
 
 
 def main():
     control = socket.socket(fileno=int(sys.argv[1]))
     log = RequestLog(os.fdopen(int(sys.argv[2]), "w")) if len(sys.argv) > 2 else RequestLog()
-    # A terminal's interrupt reaches everyone in the foreground; what it means here is the caller's to say.
+    # A terminal's interrupt reaches every process in the foreground. The caller decides what it means here.
     for number in (signal.SIGINT, signal.SIGTERM, signal.SIGHUP):
         signal.signal(number, lambda *_: None)
     table = wire.receive(control)

@@ -1,7 +1,7 @@
-"""Multicast DNS packets made by hand, for what no library sends.
+"""Handmade multicast DNS packets, for cases that no library sends.
 
-As a program, on the side that announces: sends the packets given as words of
-hexadecimal digits, each to the multicast group.
+As a program, on the side that announces: sends each packet to the multicast group. The arguments are packets as
+hexadecimal digits.
 """
 
 import socket
@@ -14,7 +14,7 @@ TYPE = ("_http", "_tcp", "local")
 A, PTR, TXT, SRV = 1, 12, 16, 33
 IN, CACHE_FLUSH = 1, 0x8000
 SECONDS = 4500
-PTR_EACH = 20  # records that surely fit a packet
+PTR_EACH = 20  # records that always fit into a packet
 
 
 def name(*labels):
@@ -38,7 +38,7 @@ def pointer(instance):
 
 
 def announcement(instance, host, address, items, port=80):
-    """The packet of a service: `items` are those of its TXT record, in order."""
+    """The packet of a service. `items` are those of its TXT record, in order."""
     owner, target = name(instance, *TYPE), name(host, "local")
     data = b"".join(bytes([len(item)]) + item for item in items)
     return response([
@@ -50,7 +50,7 @@ def announcement(instance, host, address, items, port=80):
 
 
 def dead(*instances):
-    """The packets of services that are announced and answer nothing."""
+    """The packets of services that are announced but never answer."""
     return [
         response([pointer(instance) for instance in instances[first:first + PTR_EACH]])
         for first in range(0, len(instances), PTR_EACH)

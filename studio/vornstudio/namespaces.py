@@ -1,10 +1,9 @@
 """The two sides of the studio: far, where the units are, and near, where programs under test run.
 
-The studio's first process starts in fresh user (where the caller is not root),
-mount, network and process namespaces and is the far side. `lay_out` gives it a
-private /run and a near side with a network and mounts of its own, held by a
-child that does nothing else. None of it has a name outside: the kernel takes
-everything away with the last process.
+The studio's first process starts in new user (if the caller is not root), mount, network and process namespaces and
+is the far side. `lay_out` gives it a private /run and a near side with a separate network and separate mounts. A
+child that does nothing else holds the near side. Nothing has a name outside, so the kernel removes everything with
+the last process.
 """
 
 import ctypes
@@ -23,7 +22,7 @@ STATE = "/run/vorn-studio"
 NEAR_ADDRESS = "10.77.0.1"
 FAR_ADDRESS = "10.77.0.2"
 PREFIX_LENGTH = 16
-UPDATE_SERVER_NAME = "updates.vorn.example"  # where programs look that have not been told otherwise
+UPDATE_SERVER_NAME = "updates.vorn.example"  # the default place where programs look
 
 _libc = ctypes.CDLL(None, use_errno=True)
 
@@ -48,7 +47,7 @@ class Side:
         self._descriptors = descriptors
 
     def command(self, argv, directory="/"):
-        """The command line, and the descriptors it needs, that runs argv on this side without privileges."""
+        """The command line, and its descriptors, that runs argv on this side without privileges."""
         enter = []
         if self._descriptors:
             network, mounts = self._descriptors
@@ -64,9 +63,9 @@ class Side:
 
 
 def lay_out(nss_mdns=True):
-    """Builds both sides; returns (far, near). Called once, before any thread or event loop exists.
+    """Builds both sides and returns (far, near). Called once, before any thread or event loop exists.
 
-    Without `nss_mdns` the near side's resolver knows no ".local" names.
+    Without `nss_mdns`, the near side's resolver does not know ".local" names.
     """
     _mount_process_table()
     _make_run_private()
@@ -83,11 +82,11 @@ def _mount_process_table():
     try:
         mount("proc", "/proc", "proc")
     except PermissionError:
-        pass  # inside a container with a masked /proc the old one stays, which serves as well
+        pass  # inside a container with a masked /proc the old one stays, which works too
 
 
 def _make_run_private():
-    """Puts a private folder over /run that still shows what was there, but for the responder's and the bus's."""
+    """Puts a private folder over /run. It shows what was there, except the folders of the responder and the bus."""
     old = os.open("/run", os.O_PATH | os.O_DIRECTORY)
     entries = [entry for entry in os.scandir("/run") if entry.name not in ("avahi-daemon", "dbus", "vorn-studio")]
     mount("tmpfs", "/run", "tmpfs", 0, "mode=755")
@@ -109,10 +108,10 @@ def _make_run_private():
 
 
 def _lend_responder_account():
-    """Lets avahi-daemon take the caller for its own account where there is no other user to become.
+    """Lets avahi-daemon use the caller as its own account, if there is no other user.
 
-    It insists on a runtime folder that belongs to the user and group "avahi",
-    and a namespace made by a plain user holds that one user only.
+    avahi-daemon needs a runtime folder of the user and group "avahi". A namespace of an ordinary user contains only
+    that one user.
     """
     if os.getuid() == 0:
         return
@@ -124,12 +123,12 @@ def _lend_responder_account():
         with open(f"/etc/{name}") as file:
             others = [line for line in file if not line.startswith("avahi:")]
         with open(f"{STATE}/{name}", "w") as file:
-            file.writelines([*others, account])  # at the end, so that the caller's name stays the first for the number
+            file.writelines([*others, account])  # at the end, so that the caller's name stays the first one for the number
         mount(f"{STATE}/{name}", f"/etc/{name}", None, MS_BIND)
 
 
 def _mount_side(configuration=None):
-    """Gives the calling process's mount namespace its own runtime folders of responder and bus."""
+    """Gives the mount namespace of the calling process separate runtime folders of responder and bus."""
     for name in ("avahi-daemon", "dbus"):
         os.makedirs(f"/run/{name}", exist_ok=True)
         mount("tmpfs", f"/run/{name}", "tmpfs", 0, "mode=755")
@@ -140,7 +139,7 @@ def _mount_side(configuration=None):
 
 
 def _name_update_server():
-    """Lets the reserved name of the update server, which resolves nowhere, lead to the studio's."""
+    """Makes the reserved name of the update server, which resolves nowhere, lead to the studio's."""
     with open("/etc/hosts") as file:
         hosts = file.read()
     with open(f"{STATE}/hosts", "w") as file:

@@ -1,4 +1,4 @@
-"""The record of everything that happened in the studio: connections, requests, actions, opened pages."""
+"""The log of everything that happened in the studio: connections, requests, actions, opened pages."""
 
 import json
 import sys
@@ -6,11 +6,11 @@ import time
 
 
 class RequestLog:
-    """Entries are dictionaries with "t", seconds of the monotonic clock, and "event"; kept, and written as JSON lines.
+    """Entries are dictionaries with "t", the seconds of the monotonic clock, and "event". They stay in memory and go
+    to the file as JSON lines.
 
-    A request's entry appears when its header has arrived whole and gets its
-    "status" when the answer is decided, so the file, unlike the memory, holds it
-    from that moment on.
+    A request's entry appears when its header is complete. It gets its "status" when the answer is decided. So the
+    file has the entry only from that moment, unlike the memory.
     """
 
     def __init__(self, file=None):

@@ -1,4 +1,4 @@
-"""What the studio needs of the machine, and exactly what of it is missing."""
+"""What the studio needs of the machine, and what is missing."""
 
 import importlib.util
 import os
@@ -19,12 +19,12 @@ SEARCH_PATH = "/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin"
 
 
 def program(name):
-    """The whole path of a program; the caller's search path often lacks the folders of the system's own."""
+    """The full path of a program. The caller's search path often lacks the system's own folders."""
     return shutil.which(name, path=SEARCH_PATH) or name
 
 
 def isolation():
-    """The command that enters fresh namespaces: with a user namespace where the caller is not root."""
+    """The command that enters new namespaces, with a user namespace if the caller is not root."""
     command = [program("setpriv"), "--pdeathsig", "KILL", program("unshare")]
     if os.getuid() != 0:
         command += ["--user", "--map-current-user", "--keep-caps"]
@@ -32,7 +32,7 @@ def isolation():
 
 
 def missing():
-    """Everything that keeps a studio from standing here, a line each; empty where nothing does."""
+    """Everything that prevents a studio here, one line each; empty if nothing does."""
     lines = [
         f"the program {name} (Debian package {package})"
         for name, package in PROGRAMS.items()

@@ -33,11 +33,11 @@ class Responder:
         self._children = children
         self._child = None
         self._ready = None
-        self._reading = None  # the loop itself holds tasks but weakly
+        self._reading = None  # the loop itself holds tasks only weakly
         self.lines = []
         self._path = f"{STATE}/{side.name}-responder.conf"
         with open(self._path, "w") as file:
-            # The far side's addresses belong to the units, whose names are in the static hosts.
+            # The far side's addresses belong to the units, and the static hosts file has the units' names.
             addresses = "yes" if side.name == "near" else "no"
             ipv6_word = "yes" if ipv6 else "no"
             file.write(CONFIGURATION.format(
@@ -48,7 +48,7 @@ class Responder:
         return self._child is not None and self._child.status is None
 
     async def start(self):
-        """Starts the responder and returns once it has its interface and its place on the bus."""
+        """Starts the responder. Returns when it has its interface and its name on the bus."""
         if self.running:
             return
         program = ["avahi-daemon", "-f", self._path, "--no-drop-root", "--no-chroot", "--no-rlimits"]
@@ -90,7 +90,7 @@ class Responder:
             await self._child.end(signal.SIGKILL)
 
     def pause(self):
-        """Makes it hang, with its sockets and its name on the bus kept."""
+        """Makes it hang. It keeps its sockets and its name on the bus."""
         self._child.send(signal.SIGSTOP)
 
     def resume(self):

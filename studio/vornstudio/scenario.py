@@ -1,4 +1,4 @@
-"""Scenarios: what stands in the studio at its start, and what happens when. Read from TOML."""
+"""Scenarios: which units there are at the start, and what happens when. Read from TOML."""
 
 import dataclasses
 import pathlib
@@ -39,7 +39,7 @@ LINK_OPS = ("up", "down")
 
 
 class ScenarioError(ValueError):
-    """A scenario that cannot be played, with the place of the fault in it."""
+    """A scenario that cannot be played; the message names the place of the error."""
 
 
 @dataclasses.dataclass
@@ -48,7 +48,7 @@ class Scenario:
     length: float | None = None
     responder: bool = True
     bus: bool = True
-    objects: int = 1024  # the daemon's own
+    objects: int = 1024  # avahi-daemon's own limit
     nss_mdns: bool = True
     ipv6: bool = False
     wait: float = 0.0
@@ -58,12 +58,12 @@ class Scenario:
 
 
 def available():
-    """The scenarios that come with the studio: name to path."""
+    """The scenarios of the studio: name to path."""
     return {path.stem: path for path in sorted(FOLDER.glob("*.toml"))}
 
 
 def read(source):
-    """The table of a scenario, from the name of one of ours or from a file."""
+    """The table of a scenario, from a known name or from a file."""
     path = available().get(str(source), pathlib.Path(source))
     try:
         with open(path, "rb") as file:
@@ -98,7 +98,7 @@ def build(table):
 
 
 def make_units(entries, existing=()):
-    """Makes units from their tables and gives each host an address, beside units that are there already."""
+    """Makes units from their tables and gives each host an address that no existing unit has."""
     if len(entries) + len(existing) > MAX_UNITS:
         raise ScenarioError(f"more than {MAX_UNITS} units")
     addresses = {unit.host: unit.address for unit in existing}
@@ -156,7 +156,7 @@ def _expand(group):
 
 
 def check_action(action, ids):
-    """Raises ScenarioError where an action is not one of ours or names no unit of `ids`."""
+    """Raises ScenarioError if an action is unknown or names no unit of `ids`."""
     _check_action({"at": 0, **action}, ids)
 
 

@@ -1,4 +1,4 @@
-"""The model of one announced unit: what it says of itself and how it misbehaves."""
+"""The model of one announced unit: its data and its faults."""
 
 import dataclasses
 import re
@@ -10,7 +10,7 @@ ANNOUNCERS = ("zeroconf", "avahi")
 
 @dataclasses.dataclass
 class Device:
-    """One audio interface as its datastore shows it. A host fronts several, any other unit is one."""
+    """One audio interface as its datastore shows it. A host has several, any other unit has one."""
 
     uid: str = ""
     name: str = ""
@@ -31,8 +31,7 @@ class Device:
 class Unit:
     """One DNS-SD service and the web server behind it.
 
-    `faults` and `statuses` map a resource ("*" for every one) to a fault's name
-    or to the status that it is answered with.
+    `faults` and `statuses` map a resource ("*" for all) to the name of a fault, or to the status of the answer.
     """
 
     id: str
@@ -66,11 +65,11 @@ class Unit:
 
     @property
     def address6(self):
-        """An IPv6 address made from the other one; it is announced, where the studio speaks IPv6, but not served."""
+        """An IPv6 address made from the IPv4 one. It is announced if the studio uses IPv6, but not served."""
         return "fd77::{}:{}:{}:{}".format(*self.address.split("."))
 
     def txt_record(self):
-        """The TXT items: those of the kind, then the unit's own, which win."""
+        """The TXT items: those of the kind, then the unit's own, which replace them."""
         record = {"vorn.mdns.type": self.kind}
         if self.kind == "plexahost":
             record["uid_list"] = ":".join(device.uid for device in self.devices)
@@ -90,7 +89,7 @@ class Unit:
 
 
 def _txt_value(value):
-    """A value is text, or bytes that are no text as {hex = "ff00"}."""
+    """A value is text, or bytes that are not text as {hex = "ff00"}."""
     return bytes.fromhex(value["hex"]) if isinstance(value, dict) else value
 
 

@@ -1,4 +1,4 @@
-"""The web servers of the units: healthy answers, faults where they are asked for."""
+"""The web servers of the units: healthy answers, or faults if the unit has some."""
 
 import asyncio
 import dataclasses
@@ -35,7 +35,7 @@ class Site:
 
 
 class UnitServers:
-    """One server per address and port; units that share both share the server of the first."""
+    """One server for each address and port. Units with the same address and port share a server."""
 
     def __init__(self, log):
         self._log = log

@@ -1,4 +1,4 @@
-"""The firmware update server: the newest release of each model, as an array of release objects."""
+"""The update server: the newest release of each model, as an array of release objects."""
 
 import asyncio
 import json
@@ -15,11 +15,10 @@ DEFAULT_CHANNEL = "release"
 
 
 class UpdateServer:
-    """Answers GET /api/[CHANNEL/]device/MODEL/firmware, at ROOT and under the name that builds use by default.
+    """Answers GET /api/[CHANNEL/]device/MODEL/firmware, at ROOT and under the default name of each build.
 
-    The programs ask once in ten minutes. So that a release published within a
-    scenario of half a minute is seen, a request for a model that has none yet
-    can be held back for up to `wait` seconds until one is published.
+    The programs ask once in ten minutes. A scenario of half a minute must show a release that is published during it.
+    So a request for a model without a release can wait for up to `wait` seconds until one is published.
     """
 
     id = "update-server"

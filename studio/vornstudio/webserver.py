@@ -1,4 +1,4 @@
-"""A small HTTP/1.1 server on asyncio that keeps connections alive and logs every request."""
+"""A small HTTP/1.1 server on asyncio. It keeps connections open and logs every request."""
 
 import asyncio
 import http
@@ -9,14 +9,14 @@ import time
 from .answers import Request
 
 MAX_HEADER = 64 * 1024
-SEGMENT_GAP = 0.02  # seconds after which what is sent is a segment of its own
-END_CHECK = 0.1  # seconds between looks at whether the client has gone
+SEGMENT_GAP = 0.02  # seconds after which the next bytes are a separate segment
+END_CHECK = 0.1  # seconds between checks whether the client has gone
 
 
 class WebServer:
     """Serves one address and port for a site, an object with `id` and `async respond(request, record, writer)`.
 
-    `respond` gives an Answer, or None when it has used the connection up itself.
+    `respond` returns an Answer, or None if it has used the connection up itself.
     """
 
     _next_connection = 1
@@ -41,7 +41,7 @@ class WebServer:
             )
 
     async def close(self):
-        """Stops listening and resets every connection, as a unit that loses its power or its process does."""
+        """Stops listening and resets every connection, like a unit that loses its power or its process."""
         if self._server is not None:
             self._server.close()
             self._server = None
@@ -53,7 +53,7 @@ class WebServer:
             task.cancel()
 
     def close_connections(self):
-        """Closes the kept connections in good order and goes on listening."""
+        """Closes the kept connections properly and continues to listen."""
         for writer in list(self._writers):
             writer.close()
 
@@ -68,7 +68,7 @@ class WebServer:
             while await self._exchange(reader, writer, number):
                 pass
         except (OSError, asyncio.IncompleteReadError, asyncio.LimitOverrunError, ValueError):
-            pass  # a client that leaves in mid-word is its own business
+            pass  # a client may leave in the middle of a request
         except asyncio.CancelledError:
             pass
         finally:
@@ -86,7 +86,7 @@ class WebServer:
         )
         respond = asyncio.create_task(self._site.respond(request, record, writer))
         try:
-            # An answer that takes for ever ends with the client that waits for it.
+            # An endless answer ends when the waiting client goes.
             while not (await asyncio.wait({respond}, timeout=END_CHECK))[0]:
                 if reader.at_eof() or reader.exception():
                     return False

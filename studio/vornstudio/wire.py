@@ -1,8 +1,7 @@
-"""Messages between the studio's user and the process inside: JSON, each behind its length.
+"""Messages between the studio's user and the process inside: JSON, each after its length.
 
-The channel is a socket pair made before the namespaces are entered, so nothing
-of it can be found, or left behind, in a file system. File descriptors travel
-with the first byte of a message.
+The channel is a socket pair from before the namespaces. So nothing of it has a name in a file system or can stay
+there. File descriptors travel with the first byte of a message.
 """
 
 import asyncio
@@ -27,7 +26,7 @@ def send(sock, message, descriptors=()):
 
 
 def receive(sock):
-    """Receives one message, blocking; None once the peer has gone."""
+    """Receives one message, blocking. None if the peer has gone."""
     head = _read_exactly(sock, LENGTH.size)
     if head is None:
         return None
@@ -50,11 +49,11 @@ def _read_exactly(sock, count):
 
 
 class Server:
-    """The inner end of the channel on an asyncio loop: one coroutine call per message, answered in order.
+    """The inner end of the channel on an asyncio loop. It makes one coroutine call for each message and answers in
+    order.
 
-    `handle(message, descriptors)` owns the descriptors it is given; `on_gone` is
-    called once when the other end has been closed, which is also how the death
-    of the studio's user is noticed.
+    `handle(message, descriptors)` owns the descriptors that it gets. `on_gone` is called once when the other end was
+    closed, also when the studio's user died.
     """
 
     def __init__(self, sock, handle, on_gone):
@@ -100,7 +99,7 @@ class Server:
             message, descriptors = await self._queue.get()
             try:
                 answer = {"result": await self._handle(message, descriptors)}
-            except Exception as error:  # whatever went wrong belongs to the caller
+            except Exception as error:  # the caller decides about every error
                 answer = {"error": f"{type(error).__name__}: {error}"}
             try:
                 await loop.sock_sendall(self._sock, encode(answer))

@@ -1,4 +1,4 @@
-"""A bare desktop for one test: a private session bus, a virtual screen, a home, and a stand-in for the browser."""
+"""A bare desktop for one test: a private session bus, a virtual screen, a home, and a replacement for the browser."""
 
 import contextlib
 import os
@@ -61,9 +61,9 @@ class Desktop:
             "LANG": "C.UTF-8",
             "DBUS_SYSTEM_BUS_ADDRESS": f"unix:path={folder / 'no-system-bus'}",
         }
-        # The sanitizers' own settings, where the program is built with one.
+        # The sanitizers' own settings, if the program is built with one.
         self.environment |= {name: value for name, value in os.environ.items() if name.endswith("SAN_OPTIONS")}
-        # A program that is to end in time leaves threads behind that are too slow.
+        # A program that exits in time leaves slow threads behind.
         self.environment["TSAN_OPTIONS"] = os.environ.get("TSAN_OPTIONS", "") + " report_thread_leaks=0"
         if with_display:
             self._start_screen()
@@ -109,7 +109,7 @@ class Desktop:
         self.bus.close()
 
     def start(self, program=PROGRAM, arguments=(), **changes):
-        """Starts a program; a variable set to None is left out."""
+        """Starts a program. A variable set to None is left out."""
         environment = {k: v for k, v in {**self.environment, **changes}.items() if v is not None}
         with open(self.errors, "a", encoding="utf-8") as errors:
             process = subprocess.Popen([str(program), *arguments], env=environment, stderr=errors)
@@ -120,7 +120,7 @@ class Desktop:
         process = self.start(program, **changes)
         assert eventually(self.is_running), self.console()
         assert eventually(self.has_started), self.console()
-        self.activate_action("open-page", "")  # no page; answered once the start-up is over
+        self.activate_action("open-page", "")  # no page; the answer comes when the start-up is over
         return process
 
     def has_started(self):
@@ -154,7 +154,7 @@ class Desktop:
         self.call("ActivateAction", action, list(parameters), {}, signature="sava{sv}")
 
     def activate_actions_at_once(self, *actions):
-        """Sends all before the first can be answered."""
+        """Sends all before the first one can be answered."""
         for action, *parameters in actions:
             self.bus.call_async(
                 NAME, PATH, INTERFACE, "ActivateAction", "sava{sv}", (action, parameters, {}), None, None

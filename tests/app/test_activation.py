@@ -1,4 +1,4 @@
-"""The real program on a session bus of its own: one instance, starts by the bus, starts at login, its end."""
+"""The real program on a private session bus: one instance, starts by the bus, starts at login, its end."""
 
 import os
 import pathlib
@@ -70,7 +70,7 @@ def test_the_launcher_never_shows_the_panel(desktop):
     assert desktop.start(LAUNCHER).wait(10) == 0
     assert desktop.start(LAUNCHER).wait(10) == 0
     assert desktop.start(PROGRAM, DISPLAY=None, VORN_DEVICE_FINDER_AT_LOGIN="1").wait(10) == 0
-    time.sleep(0.5)  # a panel that were to come would be there
+    time.sleep(0.5)  # a panel would have appeared by now
     assert not desktop.panel_is_visible()
     assert first.poll() is None
 
@@ -237,13 +237,13 @@ def test_a_start_by_the_bus_that_nobody_needs_ends_without_a_display(bare):
 
 
 def test_the_marks_of_a_start_by_the_bus_are_not_inherited_twice(desktop):
-    """A terminal that the bus started hands its own marks on to everybody."""
+    """A terminal that the bus started passes its own marks to its children."""
     program = desktop.start_and_wait_until_it_runs(DBUS_STARTER_BUS_TYPE="session", DBUS_STARTER_ADDRESS="x")
     assert program.poll() is None
 
 
 def end_by_bus(desktop):
-    """The bus started it, so it is nobody's child here."""
+    """The bus started it, so it is not a child of this process."""
     pid = desktop.bus.get_unix_process_id(NAME) if hasattr(desktop.bus, "get_unix_process_id") else None
     if pid is None:
         pid = desktop.bus.call_blocking(
@@ -268,7 +268,7 @@ def test_a_signal_ends_it_within_a_second(desktop, number):
     begun = time.monotonic()
     program.send_signal(number)
     assert program.wait(5) == 0, desktop.console()
-    assert time.monotonic() - begun < 1.5  # the rule, and a busy machine's share
+    assert time.monotonic() - begun < 1.5  # the limit, and some time for a busy machine
 
 
 def test_a_signal_ends_it_with_the_panel_open(desktop):

@@ -1,4 +1,4 @@
-"""What the end-to-end tests share: the studio's package and studios that are taken down whatever happens."""
+"""The end-to-end tests share this: the studio's package, and studios that are always stopped at the end."""
 
 import os
 import pathlib
@@ -22,7 +22,7 @@ def studio():
 
 @pytest.fixture
 def make_studio():
-    """A function that puts up a studio of any scenario; all are taken down after the test."""
+    """A function that starts a studio of any scenario. All are stopped after the test."""
     made = []
 
     def make(source=None, **options):

@@ -8,14 +8,14 @@ import threading
 import time
 
 BINARY = os.environ.get("VORN_DEVICE_LIST", "")
-PATIENCE = 40.0  # seconds to wait for what must come, on a loaded machine
+PATIENCE = 40.0  # seconds to wait for an event, on a busy machine
 
 
 class ListProgram:
     """`vorn-device-list --watch --json` running in a studio.
 
-    `lists` holds (time of arrival, units by URL) for each line so far; a line
-    that is no JSON object of the agreed form fails the test that reads it.
+    `lists` has (time of arrival, units by URL) for each line so far. A line that is not the expected JSON object
+    fails the test that reads it.
     """
 
     def __init__(self, studio, *options, stderr=subprocess.PIPE):
@@ -53,7 +53,7 @@ class ListProgram:
             self.errors.append(line.decode(errors="replace").rstrip())
 
     def latest(self):
-        """The units of the newest list by URL; empty before the first."""
+        """The units of the newest list by URL; empty before the first list."""
         assert self._problem is None, self._problem
         assert self.process.poll() is None, f"the program has ended with {self.process.poll()}: {self.errors}"
         return self.lists[-1][1] if self.lists else {}
@@ -65,7 +65,7 @@ class ListProgram:
         return next((unit for unit in self.latest().values() if unit["name"] == name), None)
 
     def wait_for(self, condition, what, timeout=PATIENCE):
-        """Waits until `condition()` holds; on failure shows the newest list."""
+        """Waits until `condition()` is true. A failure shows the newest list."""
         try:
             return self._studio.wait_until(condition, timeout, what)
         except TimeoutError as error:
@@ -77,10 +77,10 @@ class ListProgram:
         self.wait_for(lambda: self.names() == sorted(names), f"the names {sorted(names)}")
 
     def end(self, number=signal.SIGTERM):
-        """Sends the signal and returns how long the program took to end, with its exit code.
+        """Sends the signal. Returns the time until the program ended, and its exit status.
 
-        What the machine's load adds is taken off: the longer of the times that
-        a program takes which dies at once, tried just before and just after.
+        The time that the busy machine adds is subtracted. It is the longer one of two: a program that dies at once is
+        timed just before and just after.
         """
         simple = [self._studio.popen(["sleep", "1000"]) for _ in range(2)]
         before, _ = _end(simple[0], number)
@@ -120,7 +120,7 @@ def gaps(requests):
 
 
 def assert_pace(requests, period=3.0):
-    """The pause is never shorter than the period, and as a rule not much longer."""
+    """The pause is never shorter than the period, and usually not much longer."""
     pauses = gaps(requests)
     assert len(pauses) >= 2, requests
     assert min(pauses) > period - 0.02, pauses

@@ -1,4 +1,7 @@
-"""Units that change their address, and a workstation that changes its own: polls follow, and no list lacks a unit."""
+"""Units that change their address, and a workstation that changes its own.
+
+Polls follow, and every list contains all units.
+"""
 
 import contextlib
 
@@ -12,7 +15,7 @@ NAMES = ("Booth", "Desk")
 
 @pytest.fixture
 def studio(make_studio):
-    """A studio whose near side's resolver knows no .local names."""
+    """A studio whose near side's resolver does not know .local names."""
     return make_studio({"near": {"nss_mdns": False}, "unit": UNITS})
 
 
@@ -29,14 +32,14 @@ def polls(studio, unit, since=0):
 
 
 def await_polls(studio, program, unit, count=1, since=0):
-    """Waits for so many polls of a unit after those of now, or after a place in the log, and returns them."""
+    """Waits for this many polls of a unit from now on, or from a place in the log, and returns them."""
     place = since or len(studio.log())
     program.wait_for(lambda: len(polls(studio, unit, place)) >= count, f"polls of {unit}")
     return polls(studio, unit, place)
 
 
 def move(studio, **fields):
-    """Moves a unit; returns the place in the log and the time from which it is at its new address."""
+    """Moves a unit. Returns the place in the log and the time from which it has its new address."""
     place = len(studio.log())
     studio.do(fields.pop("do", "move"), **fields)
     action = next(entry for entry in studio.log(place) if entry["event"] == "action")
@@ -49,7 +52,7 @@ def test_a_unit_that_moves_is_polled_at_its_new_address(make_studio, nss_mdns):
     with ListProgram(studio) as program:
         program.wait_for_names(*NAMES)
         for address in ("10.77.9.1", "10.77.9.2", "10.77.9.3"):
-            await_polls(studio, program, "desk")  # in the gap before the next one
+            await_polls(studio, program, "desk")  # in the gap before the next poll
             with no_list_lacks_a_unit(program):
                 place, told = move(studio, unit="desk", address=address)
                 first = await_polls(studio, program, "desk", since=place)[0]
@@ -69,7 +72,7 @@ def test_a_kept_connection_to_an_address_that_stays_is_kept(studio):
 
 
 def test_two_units_that_exchange_their_addresses_are_followed(make_studio):
-    """Neither is ever taken for the other, nor shown without what only it can tell."""
+    """Neither is ever taken for the other, or shown with a value that only the other has."""
     models = {"Desk": ("Vorn 16A", "1.4.0+290"), "Booth": ("Vorn 8D", "2.1.0+87")}
     units = [{"name": name, "model": model, "firmware": firmware} for name, (model, firmware) in models.items()]
     studio = make_studio({"near": {"nss_mdns": False}, "unit": units})
@@ -130,7 +133,7 @@ def test_the_workstation_changes_its_own_address(studio):
 
 
 def test_the_workstation_is_without_an_address_for_a_moment(studio):
-    """The responder withdraws every service then."""
+    """The responder withdraws every service at that moment."""
     with ListProgram(studio) as program:
         program.wait_for_names(*NAMES)
         place, _ = move(studio, do="near-address", address="10.77.0.9", gap=True)

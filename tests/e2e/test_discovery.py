@@ -157,7 +157,7 @@ def test_three_hundred_units_are_found_and_polled_at_their_pace(make_studio, ipv
 
 
 def unannounced(studio, unit):
-    """A unit that is there and answers, for packets made by hand to announce; the packet of its service."""
+    """A unit that exists and answers, but only handmade packets announce it. Returns the packet of its service."""
     added, = studio.add({**unit, "announced": False})
     host = added["url"].removeprefix("http://").removesuffix(".local/")
     return lambda instance, *items: mdns.announcement(instance, host, added["address"], [KIND, *items])

@@ -1,4 +1,4 @@
-"""A wall of hostile and broken units beside a good one, which must not notice."""
+"""A wall of hostile and broken units beside a good one, which must not be affected."""
 
 import re
 import time
@@ -9,9 +9,9 @@ from program import BINARY, PATIENCE, ListProgram, assert_pace, paths
 from vornstudio import Studio
 from vornstudio.faults import FAULTS
 
-# What a unit is at once shown for, under its announced name: it answers, but with what is no datastore.
+# A unit that is shown at once under its announced name: it answers, but not with a datastore.
 ANSWERING = {"deep-json", "bad-text", "wrong-types", "control-characters"}
-# Those that speak until the client stops them or its 30 seconds are over.
+# The faults that send until the client stops them or its 30 seconds are over.
 SLOW = {"drip", "drip-header", "silence"}
 
 GOOD = {"name": "Good", "model": "Vorn 16A", "firmware": "1.4.0+290"}
@@ -26,7 +26,7 @@ def wall(resource="*", copies=1, first="bad"):
 
 @pytest.fixture(scope="module")
 def beside_the_wall():
-    """A run of some half a minute beside two of each hostile unit: requests by unit, lists, size and end."""
+    """A run of about half a minute beside two of each hostile unit: requests by unit, lists, size and end."""
     table = {"unit": [GOOD, *wall(copies=2)], "releases": {"Vorn 16A": "1.4.2+311"}}
     with Studio(table) as studio, ListProgram(studio) as program:
         program.wait_for(lambda: program.unit("Good"), "the good unit")
@@ -92,8 +92,8 @@ def test_an_endless_answer_is_broken_off_at_its_bound(beside_the_wall, fault):
 @pytest.mark.parametrize("fault", sorted(SLOW))
 def test_a_slow_answer_is_given_up_after_thirty_seconds(beside_the_wall, fault):
     first = beside_the_wall.requests[f"bad-{fault}-1"][0]
-    # In the crowd of the start an arrival may be logged seconds late. 25 still proves that the time ran out:
-    # what is broken off at a bound of size ends within 15.
+    # Many units start at once, so an arrival may be logged seconds late. 25 seconds still prove that the time ran
+    # out, because an answer that breaks a size bound ends within 15.
     assert 25.0 < first["answered"] - first["t"] < 35.0
 
 

@@ -30,7 +30,7 @@ def quiet():
         program.wait_for(lambda: len(program.latest()) == 7, "seven units")
         program.wait_for(lambda: len(studio.requests("desk")) >= 5 + 3, "three more polls")
         program.wait_for(lambda: len(studio.requests("switch")) >= 4, "polls of the switch")
-        requests = [request for request in studio.requests() if "answered" in request]  # not what is under way
+        requests = [request for request in studio.requests() if "answered" in request]  # without the request that is still open
         units = {unit["name"]: unit for unit in program.latest().values()}
     by_unit = {name: [request for request in requests if request["unit"] == name]
                for name in {request["unit"] for request in requests}}
@@ -197,7 +197,7 @@ def test_a_refused_check_shows_the_announced_name_and_starts_over(make_studio):
         program.wait_for_names(*refused)
         for resource, asked in refused.items():
             program.wait_for(lambda: len(studio.requests(resource)) >= 2 * asked, "a second round")
-            # Each round learns what comes before the refusal, and forgets it at that.
+            # Each round learns the values before the refusal, and forgets them at the refusal.
             program.wait_for(lambda: (program.unit(resource)["modelID"], program.unit(resource)["firmwareVersion"])
                              == (None, None), "nothing but the announced name")
             requests = studio.requests(resource)[:2 * asked]

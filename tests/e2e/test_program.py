@@ -1,4 +1,4 @@
-"""The terminal program as people and scripts use it: its forms, its exit codes, its end."""
+"""The terminal program as people and scripts use it: its forms, its exit statuses, its end."""
 
 import fcntl
 import json
@@ -24,11 +24,11 @@ UNITS = {
 
 
 def run_until_complete(studio, *options):
-    """Runs the program until a run finds all of UNITS and its versions; a loaded machine may need more than one."""
+    """Runs the program until a run finds all of UNITS and its versions. A busy machine may need more than one run."""
     deadline = time.monotonic() + PATIENCE
     while True:
         result = studio.run([BINARY, *options])
-        # One unit runs the newest version, and the newest version is told for two.
+        # One unit runs the newest version, and the table shows the newest version for two units.
         is_complete = result.stdout.count("2.1.0+87") == 3 and "3.0.4+12" in result.stdout and "Old" in result.stdout
         if is_complete or time.monotonic() > deadline:
             return result
@@ -94,7 +94,7 @@ def test_interfaces_as_json_are_one_object_on_one_line(studio):
     assert list(json.loads(line)) == ["interfaces"]
 
 
-# What standard error says for each thing that keeps it from looking.
+# The message on standard error for each reason why it cannot look.
 REASONS = {"absent": "no DNS-SD responder is running", "silent": "does not answer", "no network": "no network connection"}
 
 
@@ -113,7 +113,7 @@ def test_what_keeps_it_from_looking_is_told_and_exits_with_3(make_studio, why, w
 
 
 class Tables:
-    """What `--watch` writes into a pipe, table by table, with the time of each."""
+    """The tables that `--watch` writes into a pipe, with the time of each."""
 
     def __init__(self, studio, *options):
         self._process = studio.popen([BINARY, "--watch", *options], stdout=subprocess.PIPE, stderr=subprocess.DEVNULL)

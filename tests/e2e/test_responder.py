@@ -1,4 +1,4 @@
-"""The responder comes and goes: the program finds units whenever there is one, and never waits for it."""
+"""The responder comes and goes. The program finds units whenever there is one, and never waits for it."""
 
 import contextlib
 import time
@@ -12,7 +12,7 @@ UNITS = [
 ]
 NAMES = ("Booth", "Desk", "Left", "Right", "Switch")
 RELEASES = {"Vorn 16A": "1.4.2+311", "avbswitch": "3.0.4+12"}
-HOLD = 5.0  # seconds of an answering responder for which units are listed that it has not named again
+HOLD = 5.0  # seconds of an answering responder before units leave that it has not named again
 PERIOD = 3.0
 
 
@@ -25,10 +25,10 @@ def wait_for_whole_list(program):
 
 @contextlib.contextmanager
 def nothing_happens(studio, program):
-    """Nothing that is done inside changes what is listed of the units of now, or costs one request more.
+    """Nothing inside this block changes the list of the present units, or costs one request more.
 
-    Requests that go on are polls over the same connections at the same pace,
-    which ask for the name alone and only for a new one.
+    The requests that continue are polls over the same connections at the same pace. They ask only for the name, and
+    only for a new one.
     """
     before, first_list, first_entry = program.latest(), len(program.lists) - 1, len(studio.log())
     connections = {request["connection"] for request in studio.requests()}
@@ -49,7 +49,7 @@ def nothing_happens(studio, program):
 
 
 def polls_of_all(studio, program, count):
-    """Waits until each unit has been polled so many times more."""
+    """Waits until each unit was polled this many more times."""
     before = {name: len(studio.requests(name)) for name in ("desk", "booth", "switch")}
     program.wait_for(
         lambda: all(len(studio.requests(name)) >= polls + count for name, polls in before.items()), "polls")
@@ -153,7 +153,7 @@ def test_a_unit_whose_announcement_changed_meanwhile_is_a_new_unit_and_listed_on
 
     with ListProgram(studio) as program:
         program.wait_for_names("Desk", "Gone")
-        if ipv6:  # by its second poll both of its records have long been resolved
+        if ipv6:  # at its second poll, both of its records were resolved long ago
             program.wait_for(lambda: len(studio.requests("desk")) >= 6, "polls of the unit")
         first, started = len(program.lists), starts()
         studio.do("responder", op="stop")
@@ -200,7 +200,8 @@ def test_it_ends_within_a_second_whatever_the_responder_does(make_studio, when):
         studio.do(before[when][0], op=before[when][1])
     with ListProgram(studio) as program:
         if when in before:
-            # It is up once it waits: on a probe that hangs, or having said that there is nobody to talk to.
+            # The program is ready when it waits: for a probe that hangs, or after the message that there is no
+            # responder.
             threads = "Threads:\t1\n"
             program.wait_for(
                 lambda: program.errors or threads not in studio.ask(

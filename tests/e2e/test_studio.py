@@ -1,4 +1,4 @@
-"""The studio itself: what a program finds in it, what its units answer, and that nothing is left of it."""
+"""The studio itself: what a program finds in it, what its units answer, and that nothing of it is left."""
 
 import contextlib
 import json
@@ -19,7 +19,7 @@ from vornstudio import requirements, scenario
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 STUDIO = ROOT / "studio" / "studio"
 BROWSE = ["avahi-browse", "-rtp", "_http._tcp"]
-# What a studio makes where only its own processes should see it.
+# Things that a studio makes where only its own processes may see them.
 MADE = ("/sys/class/net/near0", "/sys/class/net/far0", "/run/vorn-studio", "/run/avahi-daemon", "/run/dbus")
 
 CLIENT = """
@@ -41,7 +41,7 @@ def get(studio, address, *requests):
 
 
 def browse(studio):
-    """What a stock browser of the near side resolves: name to (host, address, port, set of TXT items)."""
+    """What an ordinary browser of the near side resolves: name to (host, address, port, set of TXT items)."""
     found = {}
     for line in studio.run(BROWSE).stdout.splitlines():
         fields = line.split(";")
@@ -78,7 +78,7 @@ def hold(stack, descriptor):
 
 
 def network_namespaces(pids, stack):
-    """The network namespaces that these processes are in and we are not, each held until the stack closes."""
+    """The network namespaces of these processes that are not ours. Each is held until the stack closes."""
     found = set()
     for pid in pids:
         with contextlib.suppress(OSError):

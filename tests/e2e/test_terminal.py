@@ -1,4 +1,4 @@
-"""The watched table on a real terminal: tmux draws it, and what it shows is read there."""
+"""The watched table on a real terminal. tmux draws it, and the test reads what it shows."""
 
 import itertools
 
@@ -45,7 +45,7 @@ class Terminal:
         self.ask("resize-window", "-x", str(columns), "-y", str(rows))
 
     def lines(self):
-        """What stands in the window, without the blanks at the ends."""
+        """The text of the window, without the blanks at the ends."""
         return [line.rstrip() for line in self.ask("capture-pane", "-p").rstrip("\n").split("\n")]
 
     def text(self):
@@ -66,7 +66,7 @@ class Terminal:
 
 @pytest.fixture
 def window(make_studio, tmp_path):
-    """A function that opens a terminal of a size in a studio of units."""
+    """A function that opens a terminal of a given size in a studio of units."""
     opened = []
 
     def make(units, columns, rows):
@@ -80,7 +80,7 @@ def window(make_studio, tmp_path):
 
 
 def is_whole_window(terminal, columns, rows, count):
-    """Whether the window holds a table that fills it and nothing else; `count` units are about."""
+    """Whether the window contains only a table that fills it. There are `count` units."""
     lines = terminal.lines()
     shown = rows - 2
     return (
@@ -175,7 +175,7 @@ def test_the_picture_follows_the_network_while_nothing_else_changes(window):
 @pytest.mark.parametrize("command", ["timeout 2 {}", "(timeout 2 {}; true)"])
 def test_a_time_limit_ends_it(window, command):
     _, terminal = window(FEW, 80, 24)
-    # Within the parentheses it runs in the background: `timeout` makes a process group of its own there.
+    # The parentheses put it in the background: `timeout` makes a separate process group there.
     terminal.keys(command.format(f"{BINARY} --watch") + "; echo $((6*7))", "Enter")
     terminal.wait_for(lambda: "42" in terminal.lines(), "what follows")
     assert not terminal.is_drawn_on()
@@ -188,7 +188,7 @@ def start_in_background(studio, terminal):
 
 
 def end_by_kill(terminal):
-    """Has the shell kill its job and wait until it exits with 0; `wait` fails while the job is still stopped."""
+    """Lets the shell kill its job and waits until it exits with 0. `wait` fails while the job is still stopped."""
     terminal.keys("kill %1; until wait %1 2>/dev/null; do :; done; echo $((8*8))", "Enter")
     terminal.wait_for(lambda: "64" in terminal.lines(), "the end of the job")
     assert not terminal.is_drawn_on()

@@ -1,4 +1,4 @@
-"""Fails where a source includes what its layer must not know."""
+"""Fails if a source includes what its layer must not know."""
 
 import pathlib
 import re
@@ -6,7 +6,7 @@ import sys
 
 CORE = {"foundation", "platform", "AVB/Util", "devicelist", "notification", "virtualentity"}
 
-# Layer: the layers beside itself that it may include.
+# Layer: the other layers that it may include.
 ALLOWED = {
     "foundation": set(),
     "platform": {"foundation"},
@@ -19,7 +19,7 @@ ALLOWED = {
     "app": CORE | {"platform/linux", "ui"},
 }
 
-# Toolkit modules that a layer may include; no other layer sees any.
+# Toolkit modules that a layer may include. Other layers may include none.
 QT_MODULES = {
     "platform/linux": {"Core", "DBus"},
     "ui": {"Core", "DBus", "Gui", "Widgets", "Svg"},
@@ -40,7 +40,7 @@ def layer_of(path: str) -> str | None:
 
 
 def qt_fault(layer: str, header: str) -> str | None:
-    """What is wrong with including this toolkit header, if it is one."""
+    """What is wrong with the include of this toolkit header, if it is one."""
     name = header.rsplit("/", 1)[-1]
     if not re.match(r"(Qt[A-Z]|Q[A-Z])", name):
         return None

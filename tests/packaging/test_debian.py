@@ -1,16 +1,16 @@
-"""The debian folder agrees with what the repository's own commands install."""
+"""The debian folder agrees with the packages that the repository's own commands install."""
 
 import pathlib
 import re
 import subprocess
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
-# Called otherwise in one of the two places, or there in any case.
+# The name differs in one of the two places, or the package is always there.
 SAME = {"g++": None, "pkg-config": "pkgconf"}
 
 
 def packages_for(*purposes):
-    """What ./run and ./test install, each group by its best package."""
+    """The packages that ./run and ./test install, each group by its best package."""
     script = f". {ROOT}/scripts/packages.sh; for purpose in {' '.join(purposes)}; do packages_for $purpose; done"
     words = subprocess.run(["bash", "-c", script], check=True, capture_output=True, text=True).stdout.split()
     named = (SAME.get(word, word) for word in (word.split("|")[0] for word in words))

@@ -1,4 +1,4 @@
-"""Whose compiler flags count: a distribution's, else the project's own."""
+"""Which compiler flags count: a distribution's, otherwise the project's own."""
 
 import json
 import os
@@ -10,7 +10,7 @@ ROOT = pathlib.Path(__file__).resolve().parents[2]
 
 
 def commands(folder, build_type, **environment):
-    """The compile commands of the sources, as a build of that type would run them."""
+    """The compile commands of the sources for a build of that type."""
     subprocess.run(
         ["cmake", "-G", "Ninja", "-S", ROOT, "-B", folder, f"-DCMAKE_BUILD_TYPE={build_type}",
          "-DVORN_BUILD_TESTS=OFF", "-DVORN_BUILD_APP=OFF"],

@@ -1,4 +1,4 @@
-"""What ./run and ./test do about missing packages, on a system whose package tools are stand-ins."""
+"""What ./run and ./test do about missing packages, on a system with fake package tools."""
 
 import os
 import pathlib
@@ -74,7 +74,7 @@ class System:
         )
 
     def run_on_terminal(self, answer, **environment):
-        """Runs the script on a terminal on which a person types the answer; returns what stands there."""
+        """Runs the script on a terminal where a person types the answer. Returns the text of the terminal."""
         ours, theirs = pty.openpty()
         process = subprocess.Popen(
             ["/bin/bash", "-c", SCRIPT], cwd=self.folder, env=self._environment | environment, stdin=theirs,

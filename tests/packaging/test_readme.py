@@ -1,4 +1,4 @@
-"""Runs the readme's commands, so that what it tells a newcomer is true."""
+"""Runs the readme's commands, so that the readme is true for a newcomer."""
 
 import contextlib
 import os
@@ -12,7 +12,7 @@ import pytest
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 BIN = pathlib.Path(os.environ["VORN_BIN"])
-PATIENCE = 40.0  # seconds in which a loaded machine may try again
+PATIENCE = 40.0  # seconds in which a busy machine may try again
 README = (ROOT / "README.md").read_text(encoding="utf-8")
 
 # Commands that other tests run (whole builds), or that need a service manager
@@ -28,7 +28,7 @@ COMMANDS = [
     if line not in ELSEWHERE and not line.startswith(PRIVILEGED + WHOLE_BUILDS)
 ]
 
-# What a command prints where units, bus and desktop are there.
+# What a command prints if there are units, a bus and a desktop.
 EXPECTED = {
     "vorn-device-list": "Control Room",
     "vorn-device-list --watch": "Control Room",
@@ -43,11 +43,10 @@ EXPECTED = {
     "curl -v http://SWITCH.local/firmware_version": "3.0.4+12",
     "notify-send test": "",
     "getent hosts UNIT.local": "control-room.local",
-    "xdg-settings get default-web-browser": "",  # nothing where no browser was ever chosen
+    "xdg-settings get default-web-browser": "",  # nothing if no browser was ever chosen
 }
 
-# Stands for a desktop on the session bus: a host of status items, and a
-# notification server that takes what it is sent.
+# Acts as a desktop on the session bus: a host of status items, and a notification server that accepts everything.
 DESKTOP = """
 import dbus, dbus.service, dbus.mainloop.glib
 from gi.repository import GLib

@@ -1,4 +1,4 @@
-"""scripts/release in a repository of its own, in which building, testing and packaging are stand-ins."""
+"""scripts/release in a separate repository, where building, testing and packaging are fakes."""
 
 import os
 import pathlib
@@ -15,7 +15,10 @@ ID = "example.vorn.DeviceFinder"
 
 
 class Project:
-    """A repository with what a release needs; `test` and `packaging/build-deb` succeed until told otherwise."""
+    """A repository with the files that a release needs.
+
+    `test` and `packaging/build-deb` succeed unless a test changes them.
+    """
 
     def __init__(self, folder):
         self.folder = folder
@@ -31,7 +34,7 @@ class Project:
         self.stand_in("packaging/build-deb")
 
     def stand_in(self, program, code=0):
-        """Puts a program in place that leaves with a code, and commits."""
+        """Adds a program that exits with a code, and commits."""
         path = self.folder / program
         path.write_text(f"#!/bin/sh\nexit {code}\n")
         path.chmod(0o755)
@@ -103,7 +106,7 @@ def test_each_release_is_added_with_its_own_notes(project, tmp_path_factory):
 
 
 def validate(template, folder):
-    """Fails where the desktops' own validator finds fault with the metainfo."""
+    """Fails if the desktops' own validator finds an error in the metainfo."""
     for name, value in (("APP_ID", ID), ("HOMEPAGE", "http://www.vorn.example/")):
         template = template.replace(f"@VORN_{name}@", value)
     file = folder / f"{ID}.metainfo.xml"

@@ -1,7 +1,7 @@
 #!/bin/sh
-# Runs a command in a network namespace of its own, as root or as anybody, with
-# a pair vorn0/vorn1 and, where the kernel has them, more links without
-# hardware. VORN_TEST_LINKS names all that were made.
+# Runs a command in a separate network namespace, as root or as another user. It
+# has a pair vorn0/vorn1 and, if the kernel has them, more links without
+# hardware. VORN_TEST_LINKS names all of them.
 set -eu
 . "$(dirname "$0")/../support/need_programs.sh"
 need_programs unshare=util-linux mount=mount ip=iproute2

@@ -3,7 +3,7 @@
 
     mock_network_daemon.py none|networkmanager|networkd|hanging
 
-Prints the bus's address and stays until its standard input ends.
+Prints the bus's address and runs until its standard input ends.
 """
 
 import os

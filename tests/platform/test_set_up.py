@@ -1,15 +1,15 @@
-"""The script that sets a NetworkManager up for a test, as various systems have what it needs."""
+"""The script that starts a NetworkManager for a test, on systems that have or lack what it needs."""
 
 import os
 import pathlib
 import subprocess
 
 SCRIPT = pathlib.Path(__file__).resolve().parent / "with_network_manager.sh"
-PATIENCE = 50  # seconds; less than a script may take that waits for what cannot come
+PATIENCE = 50  # seconds; a script that waits for an event that cannot come takes longer
 
 
 def set_up(change="true"):
-    """Runs the script, for a command that says "reached", where `change` was made to the system before."""
+    """Runs the script with a command that says "reached", after `change` was made to the system."""
     privilege = [] if os.getuid() == 0 else ["--user", "--map-root-user"]
     inside = f'{change} && exec "$0" echo reached'
     return subprocess.run(

@@ -1,7 +1,7 @@
 #!/bin/sh
-# Runs a command, as root or as anybody, beside a real NetworkManager of its own:
-# in network, mount and process namespaces, with a private message bus and a
-# pair vorn0/vorn1, of which vorn0 has the active profile "Studio: main".
+# Runs a command, as root or as another user, beside a real NetworkManager in
+# separate network, mount and process namespaces. They have a private message
+# bus and a pair vorn0/vorn1. vorn0 has the active profile "Studio: main".
 set -eu
 . "$(dirname "$0")/../support/need_programs.sh"
 need_programs unshare=util-linux mount=mount ip=iproute2 dbus-daemon=dbus-daemon dbus-send=dbus-bin \
@@ -14,7 +14,7 @@ if [ "$1" != --inside ]; then
 fi
 shift
 
-# NetworkManager takes a read-only /sys for a container's, without udev.
+# NetworkManager takes a read-only /sys for a container without udev.
 mount -t sysfs -o ro sysfs /sys
 mount -t tmpfs tmpfs /run
 mkdir -p /var/lib/NetworkManager /run/NetworkManager/system-connections

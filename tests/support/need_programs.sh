@@ -1,9 +1,10 @@
-# Sourced by scripts that set up a test. Programs for administrators are found
-# too: Debian keeps /usr/sbin off the search path of ordinary users.
+# Sourced by scripts that prepare a test. It also finds programs for
+# administrators: Debian keeps /usr/sbin off the search path of ordinary users.
 PATH=$PATH:/usr/local/sbin:/usr/sbin:/sbin
 export PATH
 
-# need_programs PROGRAM=PACKAGE...: ends the script, naming all that is missing.
+# need_programs PROGRAM=PACKAGE...: ends the script if one is missing, and names
+# all that are missing.
 need_programs() {
   missing=
   for pair in "$@"; do
@@ -14,8 +15,9 @@ need_programs() {
   exit 1
 }
 
-# wait_for_program NAME NUMBER COMMAND...: waits until the command succeeds; ends
-# the script once the process NUMBER, which is to bring that about, has ended.
+# wait_for_program NAME NUMBER COMMAND...: waits until the command succeeds. It
+# ends the script if the process NUMBER, which should make it succeed, ends
+# first.
 wait_for_program() {
   waited_for=$1 number=$2
   shift 2
