@@ -12,12 +12,12 @@ install_packages() {
   mapfile -t groups < <(missing "$@")
   [ ${#groups[@]} -gt 0 ] || return 0
   if ! command -v apt-get >/dev/null; then
-    echo "This system has no apt. What is needed, by the names of Debian's packages: ${groups[*]}" >&2
+    echo "This system has no apt. These are needed (names of Debian's packages): ${groups[*]}" >&2
     return 0  # they may be installed under other names
   fi
   if [ "$(id -u)" -ne 0 ]; then
     if ! command -v sudo >/dev/null; then
-      echo "Neither root nor sudo: have somebody install these, then try again: ${groups[*]}" >&2
+      echo "You are not root and there is no sudo. Ask an administrator to install these, then try again: ${groups[*]}" >&2
       return 1
     fi
     as_root=(sudo)
@@ -75,7 +75,7 @@ tell_what_is_installed() {
   for package in $with_services; do
     if grep -q "^ .*\b$package\b" <<<"$plan" && ! is_installed "$package"; then services="$services $package"; fi
   done
-  [ -z "$services" ] || echo "With services, which stay stopped and disabled:$services" >&2
+  [ -z "$services" ] || echo "These contain services, which stay stopped and disabled:$services" >&2
 }
 
 confirmed() {
@@ -96,7 +96,7 @@ apt_get() {
       status=1
       break
     fi
-    echo "Another program is installing packages: waiting for it." >&2
+    echo "Another program is installing packages. Waiting for it." >&2
     sleep 5
   done
   rm "$said"

@@ -140,7 +140,7 @@ def main(arguments=None):
         print(f"studio: {error}", file=sys.stderr)
         return EXIT_USAGE
     except StudioUnavailable as error:
-        print("studio: this machine cannot hold a studio. Missing:", file=sys.stderr)
+        print("studio: a studio cannot run on this machine. Missing:", file=sys.stderr)
         for line in error.missing:
             print(f"  {line}", file=sys.stderr)
         return EXIT_UNAVAILABLE

@@ -121,7 +121,7 @@ def test_on_a_terminal_it_tells_and_asks_first(system):
     said = system.run_on_terminal("n")
     assert "avahi-daemon libthing" in said
     assert "Need to get 77 kB" in said
-    assert "With services, which stay stopped and disabled: avahi-daemon" in said
+    assert "These contain services, which stay stopped and disabled: avahi-daemon" in said
     assert "Install them? [Y/n]" in said
     assert "Nothing was installed." in said and "went on" not in said
     assert system.done() == []
@@ -151,7 +151,7 @@ def test_what_is_there_is_not_installed_again(system):
 def test_it_waits_for_another_program_that_installs(system):
     (system.folder / "locked").touch()
     result = system.run()
-    assert "Another program is installing packages: waiting for it." in result.stdout
+    assert "Another program is installing packages. Waiting for it." in result.stdout
     assert system.done() == ["apt-get update", *INSTALLED]
 
 
