@@ -26,7 +26,7 @@
 
 #include "bench/Statistics.h"
 #include "devicelist/DevicePoller.h"
-#include "devicelist/HTTPPoller.h"
+#include "devicelist/http/HTTPPoller.h"
 #include "foundation/FileDescriptor.h"
 
 namespace {

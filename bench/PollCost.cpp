@@ -13,7 +13,7 @@
 
 #include "bench/Statistics.h"
 #include "bench/UnitServer.h"
-#include "devicelist/HTTPPoller.h"
+#include "devicelist/http/HTTPPoller.h"
 
 namespace {
 

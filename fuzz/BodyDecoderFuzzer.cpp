@@ -3,7 +3,7 @@
 #include <string>
 #include <string_view>
 
-#include "devicelist/BodyDecoder.h"
+#include "devicelist/http/BodyDecoder.h"
 #include "fuzz/Bytes.h"
 #include "fuzz/Require.h"
 

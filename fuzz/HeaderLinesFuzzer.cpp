@@ -4,8 +4,8 @@
 #include <string_view>
 #include <vector>
 
-#include "devicelist/HeaderFields.h"
-#include "devicelist/ResponseCollector.h"
+#include "devicelist/http/HeaderFields.h"
+#include "devicelist/http/ResponseCollector.h"
 #include "fuzz/Bytes.h"
 #include "fuzz/Require.h"
 

@@ -9,8 +9,8 @@
 
 #include "AVB/Util/ServiceData.h"
 #include "AVB/Util/TxtRecord.h"
-#include "devicelist/LocalHosts.h"
 #include "devicelist/ServiceEntries.h"
+#include "devicelist/http/LocalHosts.h"
 #include "fuzz/Bytes.h"
 #include "fuzz/Require.h"
 

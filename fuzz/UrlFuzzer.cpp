@@ -3,8 +3,8 @@
 
 #include <string>
 
-#include "devicelist/URLEncode.h"
-#include "devicelist/Url.h"
+#include "devicelist/http/URLEncode.h"
+#include "devicelist/http/Url.h"
 #include "fuzz/Bytes.h"
 #include "fuzz/Require.h"
 

@@ -7,7 +7,7 @@
 #include <cstdio>
 
 #include "AVB/Util/SystemDNSSD.h"
-#include "devicelist/CurlTransfer.h"
+#include "devicelist/http/CurlTransfer.h"
 #include "foundation/DescriptorLimit.h"
 #include "foundation/Log.h"
 

@@ -4,11 +4,11 @@
 #include <utility>
 
 #include "devicelist/Datastore.h"
-#include "devicelist/HTTPPoller.h"
 #include "devicelist/PollerInternals.h"
-#include "devicelist/URLEncode.h"
 #include "devicelist/UpdateServer.h"
 #include "devicelist/ValueBound.h"
+#include "devicelist/http/HTTPPoller.h"
+#include "devicelist/http/URLEncode.h"
 
 namespace DeviceList {
 

@@ -8,10 +8,10 @@
 #include <vector>
 
 #include "devicelist/Entry.h"
-#include "devicelist/HTTPPoller.h"
-#include "devicelist/LocalHosts.h"
 #include "devicelist/Poller.h"
 #include "devicelist/PollerInternals.h"
+#include "devicelist/http/HTTPPoller.h"
+#include "devicelist/http/LocalHosts.h"
 #include "foundation/Optional.h"
 
 namespace DeviceList {

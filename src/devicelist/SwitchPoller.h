@@ -4,8 +4,8 @@
 #include <memory>
 
 #include "devicelist/Entry.h"
-#include "devicelist/LocalHosts.h"
 #include "devicelist/Poller.h"
+#include "devicelist/http/LocalHosts.h"
 
 namespace DeviceList {
 

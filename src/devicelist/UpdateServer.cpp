@@ -3,7 +3,7 @@
 #include <mutex>
 #include <string_view>
 
-#include "devicelist/Url.h"
+#include "devicelist/http/Url.h"
 
 namespace DeviceList {
 namespace {

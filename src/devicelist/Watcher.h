@@ -8,7 +8,7 @@
 #include "AVB/Util/ZeroConf.h"
 #include "devicelist/Entry.h"
 #include "devicelist/HeldServices.h"
-#include "devicelist/LocalHosts.h"
+#include "devicelist/http/LocalHosts.h"
 #include "foundation/AbsoluteTime.h"
 #include "foundation/RunLoopTimer.h"
 #include "foundation/WorkLoop.h"

@@ -9,11 +9,11 @@
 #include <thread>
 #include <vector>
 
-#include "devicelist/CurlTransfer.h"
 #include "devicelist/DevicePoller.h"
 #include "devicelist/PollingDeviceList.h"
 #include "devicelist/SwitchPoller.h"
 #include "devicelist/UpdateServer.h"
+#include "devicelist/http/CurlTransfer.h"
 #include "foundation/DescriptorLimit.h"
 #include "tests/devicelist/Announcements.h"
 #include "tests/devicelist/FakePoller.h"

@@ -4,15 +4,16 @@ import pathlib
 import re
 import sys
 
-CORE = {"foundation", "platform", "AVB/Util", "devicelist", "notification", "virtualentity"}
+CORE = {"foundation", "platform", "AVB/Util", "devicelist", "devicelist/http", "notification", "virtualentity"}
 
 # Layer: the other layers that it may include.
 ALLOWED = {
     "foundation": set(),
     "platform": {"foundation"},
     "AVB/Util": {"foundation"},
-    "devicelist": {"foundation", "platform", "AVB/Util"},
-    "notification": {"foundation", "platform", "devicelist"},
+    "devicelist/http": {"foundation"},
+    "devicelist": {"foundation", "platform", "AVB/Util", "devicelist/http"},
+    "notification": {"foundation", "platform", "devicelist", "devicelist/http"},
     "virtualentity": {"foundation", "platform"},
     "platform/linux": {"foundation", "platform"},
     "ui": CORE,
@@ -76,6 +77,7 @@ def self_test() -> None:
     assert qt_fault("platform/linux", "QWidget") and qt_fault("platform/linux", "QIcon")
     assert not qt_fault("platform/linux", "QDBusConnection") and not qt_fault("ui", "QWidget")
     assert layer_of("platform/linux/A.h") == "platform/linux" and layer_of("platform/A.h") == "platform"
+    assert "devicelist" not in ALLOWED[layer_of("devicelist/http/A.h")]
     assert "devicelist" not in ALLOWED["foundation"]
 
 

@@ -10,8 +10,8 @@
 
 #include "AVB/Util/SystemDNSSD.h"
 #include "app/Identity.h"
-#include "devicelist/CurlTransfer.h"
 #include "devicelist/UpdateServerSetting.h"
+#include "devicelist/http/CurlTransfer.h"
 #include "foundation/Console.h"
 #include "foundation/DescriptorLimit.h"
 #include "foundation/Log.h"

@@ -7,7 +7,7 @@
 #include <string>
 #include <thread>
 
-#include "devicelist/HTTPPoller.h"
+#include "devicelist/http/HTTPPoller.h"
 #include "tests/support/Eventually.h"
 #include "tests/support/LoopbackServer.h"
 

@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "devicelist/URLEncode.h"
+#include "devicelist/http/URLEncode.h"
 
 namespace DeviceList {
 namespace {

@@ -1,4 +1,4 @@
-#include "devicelist/URLEncode.h"
+#include "devicelist/http/URLEncode.h"
 
 #include <string_view>
 

@@ -1,4 +1,4 @@
-#include "devicelist/CurlTransfer.h"
+#include "devicelist/http/CurlTransfer.h"
 
 #include <curl/curl.h>
 #include <netinet/in.h>

@@ -1,4 +1,4 @@
-#include "devicelist/ResponseCollector.h"
+#include "devicelist/http/ResponseCollector.h"
 
 #include <algorithm>
 #include <array>

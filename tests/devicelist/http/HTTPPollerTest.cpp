@@ -8,8 +8,8 @@
 #include <thread>
 #include <vector>
 
-#include "devicelist/HTTPPoller.h"
-#include "devicelist/ResponseCollector.h"
+#include "devicelist/http/HTTPPoller.h"
+#include "devicelist/http/ResponseCollector.h"
 #include "tests/support/Eventually.h"
 #include "tests/support/LoopbackServer.h"
 #include "tests/support/ScopedEnvironment.h"

@@ -3,7 +3,7 @@
 #include <string>
 #include <utility>
 
-#include "devicelist/HeaderFields.h"
+#include "devicelist/http/HeaderFields.h"
 
 namespace DeviceList {
 

@@ -1,4 +1,4 @@
-#include "devicelist/LocalHosts.h"
+#include "devicelist/http/LocalHosts.h"
 
 #include <arpa/inet.h>
 

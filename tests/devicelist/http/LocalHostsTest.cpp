@@ -8,7 +8,7 @@
 #include <utility>
 #include <vector>
 
-#include "devicelist/LocalHosts.h"
+#include "devicelist/http/LocalHosts.h"
 
 namespace DeviceList {
 namespace {

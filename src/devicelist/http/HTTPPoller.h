@@ -8,10 +8,10 @@
 #include <string>
 #include <vector>
 
-#include "devicelist/CurlTransfer.h"
-#include "devicelist/HTTPResponse.h"
-#include "devicelist/LocalHosts.h"
-#include "devicelist/Url.h"
+#include "devicelist/http/CurlTransfer.h"
+#include "devicelist/http/HTTPResponse.h"
+#include "devicelist/http/LocalHosts.h"
+#include "devicelist/http/Url.h"
 #include "foundation/Optional.h"
 
 namespace DeviceList {

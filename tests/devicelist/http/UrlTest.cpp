@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "devicelist/Url.h"
+#include "devicelist/http/Url.h"
 
 namespace DeviceList {
 namespace {

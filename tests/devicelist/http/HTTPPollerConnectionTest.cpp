@@ -5,7 +5,7 @@
 #include <future>
 #include <string>
 
-#include "devicelist/HTTPPoller.h"
+#include "devicelist/http/HTTPPoller.h"
 #include "tests/support/LoopbackServer.h"
 
 namespace DeviceList {

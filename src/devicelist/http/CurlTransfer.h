@@ -6,9 +6,9 @@
 #include <string>
 #include <vector>
 
-#include "devicelist/HTTPResponse.h"
-#include "devicelist/ResponseCollector.h"
-#include "devicelist/Url.h"
+#include "devicelist/http/HTTPResponse.h"
+#include "devicelist/http/ResponseCollector.h"
+#include "devicelist/http/Url.h"
 #include "foundation/Optional.h"
 
 namespace DeviceList {

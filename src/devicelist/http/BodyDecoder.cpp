@@ -1,4 +1,4 @@
-#include "devicelist/BodyDecoder.h"
+#include "devicelist/http/BodyDecoder.h"
 
 #include <zlib.h>
 

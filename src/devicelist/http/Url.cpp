@@ -1,4 +1,4 @@
-#include "devicelist/Url.h"
+#include "devicelist/http/Url.h"
 
 #include <curl/curl.h>
 

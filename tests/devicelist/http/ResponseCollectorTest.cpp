@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "devicelist/ResponseCollector.h"
+#include "devicelist/http/ResponseCollector.h"
 #include "tests/support/LoopbackServer.h"
 
 namespace DeviceList {

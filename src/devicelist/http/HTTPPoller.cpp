@@ -1,4 +1,4 @@
-#include "devicelist/HTTPPoller.h"
+#include "devicelist/http/HTTPPoller.h"
 
 #include <algorithm>
 #include <string_view>

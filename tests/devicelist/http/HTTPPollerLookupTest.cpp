@@ -23,8 +23,8 @@
 #include <utility>
 
 #include "devicelist/FirmwarePoller.h"
-#include "devicelist/HTTPPoller.h"
 #include "devicelist/UpdateServer.h"
+#include "devicelist/http/HTTPPoller.h"
 #include "foundation/FileDescriptor.h"
 #include "tests/support/LoopbackServer.h"
 #include "tests/support/ScopedEnvironment.h"

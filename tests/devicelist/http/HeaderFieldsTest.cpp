@@ -3,7 +3,7 @@
 #include <string>
 #include <type_traits>
 
-#include "devicelist/HeaderFields.h"
+#include "devicelist/http/HeaderFields.h"
 
 namespace DeviceList {
 namespace {

@@ -3,8 +3,8 @@
 #include <cstddef>
 #include <string_view>
 
-#include "devicelist/BodyDecoder.h"
-#include "devicelist/HTTPResponse.h"
+#include "devicelist/http/BodyDecoder.h"
+#include "devicelist/http/HTTPResponse.h"
 
 namespace DeviceList {
 

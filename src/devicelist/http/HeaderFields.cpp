@@ -1,4 +1,4 @@
-#include "devicelist/HeaderFields.h"
+#include "devicelist/http/HeaderFields.h"
 
 #include <algorithm>
 

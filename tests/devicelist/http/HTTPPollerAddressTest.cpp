@@ -13,7 +13,7 @@
 #include <utility>
 #include <vector>
 
-#include "devicelist/HTTPPoller.h"
+#include "devicelist/http/HTTPPoller.h"
 #include "tests/support/Eventually.h"
 #include "tests/support/FailingAllocation.h"
 #include "tests/support/LoopbackServer.h"
