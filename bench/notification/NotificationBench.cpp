@@ -13,7 +13,7 @@
 
 #include "devicelist/Entry.h"
 #include "notification/Logic.h"
-#include "platform/linux/IniUserDefaults.h"
+#include "platform/linux/settings/IniUserDefaults.h"
 
 namespace {
 

@@ -16,8 +16,8 @@
 #include "notification/HandleNotificationActivation.h"
 #include "notification/Logic.h"
 #include "notification/Persistence.h"
-#include "platform/linux/NoticeStore.h"
-#include "platform/linux/UserFolders.h"
+#include "platform/linux/files/UserFolders.h"
+#include "platform/linux/notices/NoticeStore.h"
 #include "ui/AccessibleApplication.h"
 
 namespace vorn::app {

@@ -7,14 +7,14 @@
 #include "app/AppDelegateEnvironment.h"
 #include "devicelist/DiscoveryStatus.h"
 #include "platform/UrlOpener.h"
-#include "platform/linux/AVBCapabilityLinux.h"
-#include "platform/linux/AutostartLoginItems.h"
-#include "platform/linux/ChildProcessLauncherLinux.h"
-#include "platform/linux/DispatchLinux.h"
-#include "platform/linux/FreedesktopNotificationCenter.h"
-#include "platform/linux/IniUserDefaults.h"
-#include "platform/linux/NetworkServicesLinux.h"
-#include "platform/linux/XdgUrlOpener.h"
+#include "platform/linux/dispatch/DispatchLinux.h"
+#include "platform/linux/login/AutostartLoginItems.h"
+#include "platform/linux/network/AVBCapabilityLinux.h"
+#include "platform/linux/network/NetworkServicesLinux.h"
+#include "platform/linux/notices/FreedesktopNotificationCenter.h"
+#include "platform/linux/processes/ChildProcessLauncherLinux.h"
+#include "platform/linux/processes/XdgUrlOpener.h"
+#include "platform/linux/settings/IniUserDefaults.h"
 
 namespace vorn::app {
 

@@ -2,7 +2,7 @@
 
 #include <utility>
 
-#include "platform/linux/GuardedJob.h"
+#include "platform/linux/dispatch/GuardedJob.h"
 
 namespace vorn::app {
 

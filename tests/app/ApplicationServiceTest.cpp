@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "app/ApplicationService.h"
-#include "tests/platform/PrivateBus.h"
+#include "tests/support/PrivateBus.h"
 #include "tests/support/ScopedEnvironment.h"
 #include "ui/HandedOverPlace.h"
 

@@ -8,7 +8,7 @@
 
 #include "app/DesktopEnvironment.h"
 #include "app/DesktopStatusItem.h"
-#include "platform/linux/NoticeStore.h"
+#include "platform/linux/notices/NoticeStore.h"
 #include "tests/app/OpenPanel.h"
 #include "tests/notification/Devices.h"
 #include "tests/support/ScopedEnvironment.h"

@@ -18,10 +18,10 @@
 
 #include "foundation/Strings.h"
 #include "notification/Logic.h"
-#include "platform/linux/FreedesktopNotificationCenter.h"
-#include "platform/linux/IniUserDefaults.h"
-#include "platform/linux/NoticeStore.h"
-#include "platform/linux/XdgUrlOpener.h"
+#include "platform/linux/notices/FreedesktopNotificationCenter.h"
+#include "platform/linux/notices/NoticeStore.h"
+#include "platform/linux/processes/XdgUrlOpener.h"
+#include "platform/linux/settings/IniUserDefaults.h"
 
 namespace {
 

@@ -11,10 +11,10 @@
 #include <iterator>
 
 #include "foundation/PollRunLoop.h"
-#include "platform/linux/ChildProcessLauncherLinux.h"
-#include "platform/linux/DispatchLinux.h"
-#include "tests/platform/OpenDescriptors.h"
-#include "tests/platform/Processes.h"
+#include "platform/linux/dispatch/DispatchLinux.h"
+#include "platform/linux/processes/ChildProcessLauncherLinux.h"
+#include "tests/support/OpenDescriptors.h"
+#include "tests/support/Processes.h"
 #include "tests/support/TemporaryFolder.h"
 #include "tests/virtualentity/Scripted.h"
 #include "virtualentity/InterfaceReport.h"

@@ -9,7 +9,7 @@
 #include "app/Identity.h"
 #include "foundation/Console.h"
 #include "foundation/StandardOutput.h"
-#include "platform/linux/UserFolders.h"
+#include "platform/linux/files/UserFolders.h"
 
 namespace {
 

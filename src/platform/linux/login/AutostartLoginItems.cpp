@@ -1,0 +1,140 @@
+#include "platform/linux/login/AutostartLoginItems.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <system_error>
+#include <utility>
+
+#include "foundation/FileDescriptor.h"
+#include "platform/linux/files/AtomicFile.h"
+#include "platform/linux/files/UserFolders.h"
+#include "platform/linux/login/DesktopEntry.h"
+
+namespace vorn {
+namespace {
+
+constexpr std::size_t kLargestEntry = std::size_t{64} * 1024;
+
+/// Keys by which desktops switch an entry off without hiding it.
+constexpr std::array kEnableKeys = {"X-GNOME-Autostart-enabled", "X-MATE-Autostart-enabled"};
+
+/// Where the identifier's entry is or would be; empty when it is no file name
+/// or there is no folder for it.
+std::filesystem::path EntryPath(const std::string& identifier) {
+  const auto config = UserConfigFolder();
+  const bool isFileName = !identifier.empty() && identifier.front() != '.' &&
+                          identifier.find('/') == std::string::npos &&
+                          identifier.find('\0') == std::string::npos;
+  if (!isFileName || config.empty()) return {};
+  return config / "autostart" / (identifier + ".desktop");
+}
+
+/// The file's content; empty when it is no regular file, too large or not
+/// readable. Links are followed, since the desktop follows them.
+optional<std::string> ReadEntry(const std::filesystem::path& path) {
+  const FileDescriptor file(
+      ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));  // a pipe must not block
+  struct stat status {};
+  if (!file || ::fstat(file.Get(), &status) != 0 || !S_ISREG(status.st_mode)) return {};
+  std::string content(kLargestEntry + 1, '\0');
+  std::size_t size = 0;
+  while (size < content.size()) {
+    const auto count = ::read(file.Get(), content.data() + size, content.size() - size);
+    if (count < 0 && errno == EINTR) continue;
+    if (count < 0) return {};
+    if (count == 0) break;
+    size += static_cast<std::size_t>(count);
+  }
+  if (size > kLargestEntry) return {};
+  content.resize(size);
+  return content;
+}
+
+bool IsExecutable(const std::filesystem::path& path) {
+  std::error_code ignored;
+  return std::filesystem::is_regular_file(path, ignored) && ::access(path.c_str(), X_OK) == 0;
+}
+
+/// Whether the user wants started what this entry says.
+bool IsSwitchedOn(const std::string& entry) {
+  const auto command = DesktopEntryValue(entry, "Exec");
+  if (!command || command->empty() || DesktopEntryIsTrue(entry, "Hidden")) return false;
+  const auto isOff = [&entry](const char* key) { return DesktopEntryIsFalse(entry, key); };
+  return std::none_of(kEnableKeys.begin(), kEnableKeys.end(), isOff);
+}
+
+/// Whether the desktop finds what this entry starts. A bare name counts as
+/// found: the session looks it up in a PATH of its own.
+bool IsProgramThere(const std::string& entry) {
+  const auto isThere = [](const std::string& program) {
+    return program.find('/') == std::string::npos || IsExecutable(program);
+  };
+  const auto command = DesktopEntryValue(entry, "Exec");
+  const auto needed = DesktopEntryValue(entry, "TryExec");
+  return (!command || isThere(ProgramOfDesktopEntryExec(*command))) &&
+         (!needed || isThere(TextOfDesktopEntryString(*needed)));
+}
+
+std::string EntryText(const AutostartLoginItems::Program& program, const std::string& command) {
+  std::string text = "[Desktop Entry]\nType=Application\nVersion=1.4\n";
+  text += "Name=" + DesktopEntryString(program.name) + "\n";
+  text += "Comment=" + DesktopEntryString(program.comment) + "\n";
+  text += "Icon=" + DesktopEntryString(program.icon) + "\n";
+  text += "Exec=" + command + "\n";
+  text += "TryExec=" + DesktopEntryString(program.path.string()) + "\n";
+  return text + "Terminal=false\nStartupNotify=false\nX-GNOME-Autostart-enabled=true\n";
+}
+
+}  // namespace
+
+AutostartLoginItems::AutostartLoginItems(Program program) : fProgram(std::move(program)) {}
+
+bool AutostartLoginItems::SetEnabled(const std::string& identifier, bool enabled) {
+  const auto path = EntryPath(identifier);
+  if (path.empty()) return false;
+  if (enabled) return WriteEntry(path);
+  return ::unlink(path.c_str()) == 0 || errno == ENOENT || errno == ENOTDIR;
+}
+
+optional<LoginJob> AutostartLoginItems::JobLabelled(const std::string& identifier) const {
+  const auto path = EntryPath(identifier);
+  struct stat status {};
+  if (path.empty() || ::lstat(path.c_str(), &status) != 0) return {};
+  const auto entry = ReadEntry(path);
+  return LoginJob{identifier, entry && IsSwitchedOn(*entry) && IsProgramThere(*entry)};
+}
+
+bool AutostartLoginItems::Repair(const std::string& identifier) {
+  const auto path = EntryPath(identifier);
+  if (path.empty()) return true;
+  const auto entry = ReadEntry(path);
+  if (!entry || !IsSwitchedOn(*entry) || IsProgramThere(*entry)) return true;
+  const auto command = Command();
+  if (!command) return false;
+  const auto repaired = WithDesktopEntryValue(*entry, "Exec", *command);
+  return WriteFileAtomically(
+      path, WithDesktopEntryValue(repaired, "TryExec", DesktopEntryString(fProgram.path.string())));
+}
+
+optional<std::string> AutostartLoginItems::Command() const {
+  if (!fProgram.path.is_absolute() || !IsExecutable(fProgram.path)) return {};
+  return DesktopEntryExec(fProgram.path.string());
+}
+
+bool AutostartLoginItems::WriteEntry(const std::filesystem::path& path) const {
+  const auto command = Command();
+  if (!command) return false;
+  const auto folder = path.parent_path();
+  std::error_code ignored;  // failures show when the file is written
+  std::filesystem::create_directories(folder.parent_path().parent_path(), ignored);
+  ::mkdir(folder.parent_path().c_str(), 0700);  // other people's business it is not
+  ::mkdir(folder.c_str(), 0700);
+  return WriteFileAtomically(path, EntryText(fProgram, *command));
+}
+
+}  // namespace vorn

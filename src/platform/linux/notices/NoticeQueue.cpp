@@ -1,0 +1,274 @@
+#include "platform/linux/notices/NoticeQueue.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace vorn {
+
+bool NoticeQueue::Add(UserNotification notification, TimePoint now) {
+  if (!fSlots.contains(notification.subject) && fSlots.size() >= kMaxSlots && !MakeRoom(now)) return false;
+  notification.identifier = ++fLastIdentifier;
+  notification.activationToken.clear();
+  Slot& slot = fSlots[notification.subject];
+  SetWaiting(slot, std::move(notification));
+  return true;
+}
+
+void NoticeQueue::Restore(std::vector<KeptNotice> kept, TimePoint due) {
+  for (KeptNotice& notice : kept) {
+    UserNotification& notification = notice.notification;
+    if (!fSlots.contains(notification.subject) && fSlots.size() >= kMaxSlots) continue;
+    notification.identifier = ++fLastIdentifier;
+    Slot& slot = fSlots[notification.subject];
+    if (notice.serverId == 0) {
+      slot.quietUntil = due;
+    } else {
+      SetStanding(slot, notification, notice.serverId);
+      notification.playsDefaultSound = false;  // it has been heard
+    }
+    SetWaiting(slot, std::move(notification));
+  }
+}
+
+std::vector<KeptNotice> NoticeQueue::Kept() const {
+  std::vector<KeptNotice> kept;
+  for (const auto& [subject, slot] : fSlots) {
+    if (slot.standing) kept.push_back({*slot.standing, slot.serverId});
+    const auto* waiting = slot.waiting ? &*slot.waiting : nullptr;
+    if (!waiting && slot.inFlight && !slot.removeWhenDelivered) waiting = &*slot.inFlight;
+    const bool stands = waiting && slot.standing && slot.standing->identifier == waiting->identifier;
+    if (waiting && !stands) kept.push_back({*waiting, 0});
+  }
+  std::sort(kept.begin(), kept.end(), [](const KeptNotice& one, const KeptNotice& other) {
+    return one.notification.identifier < other.notification.identifier;
+  });
+  return kept;
+}
+
+optional<NoticeQueue::Sending> NoticeQueue::Take(TimePoint now) {
+  if (IsHeldBack() || NobodyBefore() > now) return {};
+  if (fFullUntil != TimePoint::min()) EndRefusals();
+  for (const auto& [identifier, subject] : fWaiting) {
+    Slot& slot = fSlots[subject];
+    if (slot.inFlight || slot.quietUntil > now) continue;
+    fPaidUntil = std::max(fPaidUntil, now) + fTiming.pace;
+    fRefused.erase(subject);
+    slot.inFlight = std::move(slot.waiting);
+    slot.waiting.reset();
+    slot.removeWhenDelivered = false;
+    fInFlight[identifier] = subject;
+    fWaiting.erase(identifier);
+    return Sending{*slot.inFlight, slot.serverId};
+  }
+  return {};
+}
+
+optional<NoticeQueue::TimePoint> NoticeQueue::NextDue() const {
+  optional<TimePoint> next;
+  if (IsHeldBack()) return next;
+  for (const auto& [identifier, subject] : fWaiting) {
+    const Slot& slot = fSlots.at(subject);
+    if (!slot.inFlight && (!next || slot.quietUntil < *next)) next = slot.quietUntil;
+  }
+  if (next) next = std::max(*next, NobodyBefore());
+  return next;
+}
+
+std::vector<std::uint32_t> NoticeQueue::Delivered(std::uint64_t identifier, std::uint32_t serverId,
+                                                  TimePoint now) {
+  Slot* slot = FindInFlight(identifier);
+  if (!slot) return {};
+  std::vector<std::uint32_t> toClose;
+  if (slot->serverId != 0 && slot->serverId != serverId) toClose.push_back(slot->serverId);
+  PutRefusedLast();
+  if (fWaiting.empty()) fIsCautious = false;
+  slot->losses = 0;
+  slot->quietUntil = now + fTiming.quietTime;
+  const UserNotification shown = *slot->inFlight;
+  const bool isUnwanted = std::exchange(slot->removeWhenDelivered, false);
+  EndInFlight(*slot);
+  EndStanding(*slot);
+  if (serverId != 0 && isUnwanted) toClose.push_back(serverId);
+  if (serverId != 0 && !isUnwanted) SetStanding(*slot, shown, serverId);
+  return toClose;
+}
+
+bool NoticeQueue::Failed(std::uint64_t identifier, Failure failure, TimePoint now) {
+  Slot* slot = FindInFlight(identifier);
+  if (!slot) return true;
+  const bool isGivenUp = !NoteFailure(*slot, failure, now);
+  // What was announced since is newer, and what was removed is not wanted.
+  const bool waitsAgain = !isGivenUp && !slot->waiting && !slot->removeWhenDelivered;
+  if (waitsAgain) SetWaiting(*slot, *slot->inFlight);
+  EndInFlight(*slot);
+  return !isGivenUp;
+}
+
+// False when the notice is to be given up.
+bool NoticeQueue::NoteFailure(Slot& slot, Failure failure, TimePoint now) {
+  switch (failure) {
+    case Failure::kNoServer:
+      fPaidUntil -= fTiming.pace;  // nobody has seen it
+      return true;
+    case Failure::kRefused:
+      fPaidUntil -= fTiming.pace;
+      slot.quietUntil = now + fTiming.quietTime;
+      fIsCautious = true;
+      fRefused.insert(slot.inFlight->subject);
+      if (fRefused.size() > 1) fFullUntil = slot.quietUntil;
+      return true;
+    case Failure::kLost:
+      break;
+  }
+  if (++slot.losses > 1) slot.quietUntil = now + fTiming.quietTime;
+  if (slot.losses < kMaxFailures) return true;
+  slot.losses = 0;
+  return false;
+}
+
+// What was refused may be tried at once.
+void NoticeQueue::EndRefusals() {
+  for (const auto& subject : fRefused) fSlots.at(subject).quietUntil = TimePoint::min();
+  fRefused.clear();
+  fFullUntil = TimePoint::min();
+}
+
+// The server takes others, so these are refused for what they are.
+void NoticeQueue::PutRefusedLast() {
+  for (const auto& subject : fRefused) {
+    Slot& slot = fSlots.at(subject);
+    if (!slot.waiting) continue;
+    UserNotification notification = *slot.waiting;
+    const bool stands = slot.standing && slot.standing->identifier == notification.identifier;
+    notification.identifier = ++fLastIdentifier;
+    if (stands) slot.standing->identifier = notification.identifier;  // the two stay one notice
+    SetWaiting(slot, std::move(notification));
+  }
+  fRefused.clear();
+  fFullUntil = TimePoint::min();
+}
+
+std::size_t NoticeQueue::ServerChanged(TimePoint now) {
+  EndRefusals();
+  fIsCautious = false;
+  for (auto& [subject, slot] : fSlots) EndStanding(slot);
+  std::size_t givenUp = 0;
+  while (!fInFlight.empty()) {
+    if (!Failed(fInFlight.begin()->first, Failure::kLost, now)) ++givenUp;
+  }
+  return givenUp;
+}
+
+UserNotification* NoticeQueue::FindStanding(std::uint32_t serverId) {
+  const auto found = fStanding.find(serverId);
+  return found == fStanding.end() ? nullptr : fSlots.at(found->second).standing.operator->();
+}
+
+void NoticeQueue::Closed(std::uint32_t serverId) {
+  EndRefusals();
+  const auto found = fStanding.find(serverId);
+  if (found != fStanding.end()) EndStanding(fSlots.at(found->second));
+}
+
+std::uint32_t NoticeQueue::Remove(std::uint64_t identifier) {
+  for (const auto& [serverId, subject] : fStanding) {
+    Slot& slot = fSlots.at(subject);
+    if (slot.standing->identifier != identifier) continue;
+    const std::uint32_t toClose = serverId;
+    EndStanding(slot);
+    return toClose;
+  }
+  const auto waiting = fWaiting.find(identifier);
+  if (waiting != fWaiting.end()) {
+    DropWaiting(fSlots.at(waiting->second));
+  } else if (Slot* slot = FindInFlight(identifier)) {
+    slot->removeWhenDelivered = true;
+  }
+  return 0;
+}
+
+bool NoticeQueue::ForgetWaiting(const std::string& subject) {
+  const auto found = fSlots.find(subject);
+  if (found == fSlots.end() || !found->second.HasUnshown()) return false;
+  ForgetUnshown(found->second);
+  return true;
+}
+
+void NoticeQueue::ForgetAllWaiting() {
+  for (auto& [subject, slot] : fSlots) ForgetUnshown(slot);
+}
+
+NoticeQueue::Slot* NoticeQueue::FindInFlight(std::uint64_t identifier) {
+  const auto found = fInFlight.find(identifier);
+  return found == fInFlight.end() ? nullptr : &fSlots.at(found->second);
+}
+
+bool NoticeQueue::MakeRoom(TimePoint now) {
+  std::erase_if(fSlots, [now, this](const auto& entry) {
+    return entry.second.IsIdle() && entry.second.quietUntil <= now && !fRefused.contains(entry.first);
+  });
+  if (fSlots.size() < kMaxSlots) return true;
+  auto oldest = fSlots.end();
+  for (auto slot = fSlots.begin(); slot != fSlots.end(); ++slot) {
+    if (!slot->second.standing || slot->second.waiting || slot->second.inFlight) continue;
+    if (oldest == fSlots.end() || slot->second.standing->identifier < oldest->second.standing->identifier) {
+      oldest = slot;
+    }
+  }
+  if (oldest == fSlots.end()) return false;
+  fStanding.erase(oldest->second.serverId);
+  fRefused.erase(oldest->first);  // it names only subjects that are held
+  fSlots.erase(oldest);
+  return true;
+}
+
+// The first moment at which anything may be sent at all.
+NoticeQueue::TimePoint NoticeQueue::NobodyBefore() const {
+  if (fPaidUntil == TimePoint::min()) return fFullUntil;
+  return std::max(fFullUntil, fPaidUntil - (kBurst - 1) * fTiming.pace);
+}
+
+void NoticeQueue::SetWaiting(Slot& slot, UserNotification notification) {
+  DropWaiting(slot);
+  fWaiting[notification.identifier] = notification.subject;
+  slot.waiting = std::move(notification);
+}
+
+void NoticeQueue::SetStanding(Slot& slot, UserNotification notification, std::uint32_t serverId) {
+  EndStanding(slot);
+  // An id that the server gives twice means the later notice.
+  const auto other = fStanding.find(serverId);
+  if (other != fStanding.end()) EndStanding(fSlots.at(other->second));
+  fStanding[serverId] = notification.subject;
+  slot.serverId = serverId;
+  slot.standing = std::move(notification);
+}
+
+void NoticeQueue::DropWaiting(Slot& slot) {
+  if (slot.waiting) fWaiting.erase(slot.waiting->identifier);
+  slot.waiting.reset();
+}
+
+void NoticeQueue::ForgetUnshown(Slot& slot) {
+  DropWaiting(slot);
+  slot.removeWhenDelivered = slot.inFlight.has_value();
+}
+
+void NoticeQueue::EndInFlight(Slot& slot) {
+  fInFlight.erase(slot.inFlight->identifier);
+  slot.inFlight.reset();
+  slot.removeWhenDelivered = false;
+}
+
+// With what stands ends also what was to bring it up once more.
+void NoticeQueue::EndStanding(Slot& slot) {
+  if (!slot.standing) return;
+  const auto identifier = slot.standing->identifier;
+  fStanding.erase(slot.serverId);
+  slot.standing.reset();
+  slot.serverId = 0;
+  if (slot.waiting && slot.waiting->identifier == identifier) DropWaiting(slot);
+  if (slot.inFlight && slot.inFlight->identifier == identifier) slot.removeWhenDelivered = true;
+}
+
+}  // namespace vorn

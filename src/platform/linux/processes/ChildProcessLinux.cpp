@@ -1,0 +1,146 @@
+#include "platform/linux/processes/ChildProcessLinux.h"
+
+#include <poll.h>
+#include <signal.h>
+#include <sys/eventfd.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <utility>
+
+namespace vorn {
+namespace {
+
+using std::chrono::milliseconds;
+
+// How long a group may take to end in order, and how long the kernel may take
+// to end one by force before the child is handed to the reaper.
+constexpr milliseconds kOrderlyEnd{100};
+constexpr milliseconds kForcedEnd{1000};
+
+// How often a child is looked at where nothing tells its end.
+constexpr milliseconds kGlance{10};
+
+FileDescriptor OpenProcess(pid_t process) {
+  return FileDescriptor(static_cast<int>(::syscall(SYS_pidfd_open, process, 0)));
+}
+
+milliseconds Until(std::chrono::steady_clock::time_point deadline) {
+  const auto left = deadline - std::chrono::steady_clock::now();
+  return std::clamp(std::chrono::ceil<milliseconds>(left), milliseconds(0), milliseconds(60'000));
+}
+
+}  // namespace
+
+ChildProcessLinux::ChildProcessLinux(pid_t leader, FileDescriptor output, FileDescriptor error,
+                                     FileDescriptor wakeup, ChildReaper& reaper)
+    : fLeader(leader),
+      fReaper(reaper),
+      fProcess(OpenProcess(leader)),
+      fWakeup(std::move(wakeup)),
+      fOutput(std::move(output), kMaximumOutput),
+      fError(std::move(error), kMaximumOutput) {}
+
+ChildProcessLinux::~ChildProcessLinux() {
+  NoticeEnd();
+  if (!fEnded && !fReleased) EndGroup();
+  Reap();
+}
+
+ChildOutput ChildProcessLinux::CollectUntil(Clock::time_point deadline) {
+  while (!IsDone() && !IsCut() && !fTerminate && Clock::now() < deadline) ServeOnce(deadline);
+  NoticeEnd();
+  const bool timedOut = !fEnded && !IsCut() && !fTerminate;
+  if (!IsDone()) EndGroup();
+  Reap();
+  ChildOutput result = TakeOutput();
+  result.timedOut = timedOut;
+  return result;
+}
+
+void ChildProcessLinux::Terminate() {
+  fTerminate = true;
+  WakeUp();
+}
+
+void ChildProcessLinux::AwaitEnd() {
+  NoticeEnd();
+  while (!fEnded && !fReleased) ServeOnce(Clock::now() + std::chrono::hours(1));
+}
+
+void ChildProcessLinux::Release() {
+  fReleased = true;
+  WakeUp();
+}
+
+void ChildProcessLinux::WakeUp() {
+  ::eventfd_write(fWakeup.Get(), 1);
+}
+
+void ChildProcessLinux::ServeOnce(Clock::time_point deadline) {
+  std::array<pollfd, 4> descriptors{{{fEnded ? -1 : fProcess.Get(), POLLIN, 0},
+                                     {fOutput.Descriptor(), POLLIN, 0},
+                                     {fError.Descriptor(), POLLIN, 0},
+                                     {fWakeup.Get(), POLLIN, 0}}};
+  const bool glancing = !fEnded && !fProcess;
+  const milliseconds timeout = glancing ? std::min(kGlance, Until(deadline)) : Until(deadline);
+  if (::poll(descriptors.data(), descriptors.size(), static_cast<int>(timeout.count())) < 0) return;
+  if (glancing || descriptors[0].revents != 0) NoticeEnd();
+  if (descriptors[1].revents != 0) fOutput.Read();
+  if (descriptors[2].revents != 0) fError.Read();
+}
+
+void ChildProcessLinux::AwaitLeader(Clock::time_point deadline) {
+  NoticeEnd();
+  while (!fEnded && Clock::now() < deadline) {
+    pollfd process{fProcess.Get(), POLLIN, 0};
+    const milliseconds timeout = fProcess ? Until(deadline) : kGlance;
+    ::poll(&process, 1, static_cast<int>(timeout.count()));
+    NoticeEnd();
+  }
+}
+
+void ChildProcessLinux::NoticeEnd() {
+  if (fEnded) return;
+  siginfo_t info{};
+  const int result = ::waitid(P_PID, static_cast<id_t>(fLeader), &info, WEXITED | WNOHANG | WNOWAIT);
+  if (result == 0) fEnded = info.si_pid == fLeader;
+  if (result < 0 && errno == ECHILD) fEnded = fReaped = true;  // SIGCHLD is ignored in this program
+}
+
+void ChildProcessLinux::EndGroup() {
+  if (fReaped) return;
+  ::kill(-fLeader, SIGTERM);
+  ::kill(-fLeader, SIGCONT);
+  AwaitLeader(Clock::now() + kOrderlyEnd);
+  if (fReaped) return;
+  ::kill(-fLeader, SIGKILL);  // also when the leader is gone: the others of its group may not be
+  AwaitLeader(Clock::now() + kForcedEnd);
+}
+
+void ChildProcessLinux::Reap() {
+  if (fReaped) return;
+  fReaped = true;
+  if (fEnded) {
+    ::waitpid(fLeader, nullptr, 0);
+  } else {
+    fReaper.Adopt(fLeader);
+  }
+}
+
+void ChildProcessLinux::ReadRest(ChildStream& stream) {
+  while (!stream.IsCut() && stream.Read()) continue;
+  stream.Close();
+}
+
+ChildOutput ChildProcessLinux::TakeOutput() {
+  ReadRest(fOutput);
+  ReadRest(fError);
+  return {fOutput.TakeText(), fError.TakeText(), false, IsCut()};
+}
+
+}  // namespace vorn

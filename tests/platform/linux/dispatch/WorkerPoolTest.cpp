@@ -1,0 +1,65 @@
+#include <gtest/gtest.h>
+#include <signal.h>
+
+#include <chrono>
+#include <future>
+#include <new>
+#include <vector>
+
+#include "platform/linux/dispatch/GuardedJob.h"
+#include "platform/linux/dispatch/WorkerPool.h"
+#include "tests/support/Eventually.h"
+#include "tests/support/FailingAllocation.h"
+
+namespace vorn {
+namespace {
+
+using testing::FailingAllocation;
+
+std::vector<int> BlockedSignals() {
+  sigset_t mask;
+  ::pthread_sigmask(SIG_SETMASK, nullptr, &mask);
+  std::vector<int> blocked;
+  for (int signal = 1; signal < SIGRTMIN; ++signal) {
+    if (::sigismember(&mask, signal) == 1) blocked.push_back(signal);
+  }
+  return blocked;
+}
+
+// Posts a job to a pool without a thread, the `nth` allocation failing; true
+// when it came to that.
+bool PostWithoutMemory(WorkerPool& pool, int nth) {
+  std::function<void()> job = [] {};
+  const FailingAllocation failing(nth);
+  try {
+    pool.Post(std::move(job));
+  } catch (const std::bad_alloc&) {
+  }
+  return failing.HasFailed();
+}
+
+TEST(WorkerPoolTest, WithoutMemoryForAThreadTheCallersSignalsStayAndTheNextJobRuns) {
+  const auto before = BlockedSignals();
+  for (int nth = 1;; ++nth) {
+    WorkerPool pool("test-pool", 2);
+    const bool failed = PostWithoutMemory(pool, nth);
+    EXPECT_EQ(BlockedSignals(), before) << nth;
+    std::promise<void> ran;
+    pool.Post([&ran] { ran.set_value(); });
+    EXPECT_EQ(ran.get_future().wait_for(testing::kGenerousDeadline), std::future_status::ready) << nth;
+    if (failed) continue;
+    EXPECT_GT(nth, 2);  // the list of threads and the thread's own state failed before
+    break;
+  }
+}
+
+TEST(GuardedJobTest, TellsOfAFailureWithoutMemory) {
+  ::testing::internal::CaptureStderr();
+  const long before = testing::AllocationsMade();
+  RunGuarded([] { throw std::bad_alloc(); });
+  EXPECT_EQ(testing::AllocationsMade(), before);
+  EXPECT_NE(::testing::internal::GetCapturedStderr().find("A job failed: std::bad_alloc"), std::string::npos);
+}
+
+}  // namespace
+}  // namespace vorn

@@ -1,0 +1,60 @@
+// Outlasts the 25 seconds after which the bus library gives a call up by itself.
+#include <QtCore/QCoreApplication>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "platform/linux/notices/FreedesktopNotificationCenter.h"
+#include "tests/platform/linux/notices/ScriptedNotificationServer.h"
+#include "tests/support/Eventually.h"
+#include "tests/support/PrivateBus.h"
+
+namespace vorn {
+namespace {
+
+using namespace std::chrono_literals;
+using testing::ScriptedNotificationServer;
+
+constexpr auto kBeyondEveryTimeout = 28s;
+
+/// A server on a bus of its own, and a centre that sends a notice at once.
+struct Desktop {
+  explicit Desktop(ScriptedNotificationServer::Mood mood, bool holdsQuestions) {
+    fServer.fMood = mood;
+    fServer.fHoldsQuestions = holdsQuestions;
+    UserNotification notice;
+    notice.title = "title";
+    fCenter.DeliverNotification(notice);
+  }
+
+  testing::PrivateBus fBus;
+  ScriptedNotificationServer fServer{fBus.Address()};
+  FreedesktopNotificationCenter fCenter{{"a", "b", "c"}, {fBus.Address(), nullptr, {50ms, 0ms}}};
+};
+
+TEST(HungNotificationServerTest, IsAskedAndSentEverythingOnce) {
+  Desktop hung(ScriptedNotificationServer::Mood::kSilent, false);
+  Desktop slow(ScriptedNotificationServer::Mood::kAnswers, true);
+  const auto end = std::chrono::steady_clock::now() + kBeyondEveryTimeout;
+  EXPECT_TRUE(testing::Eventually(
+      [&] {
+        QCoreApplication::processEvents();
+        return std::chrono::steady_clock::now() >= end;
+      },
+      2 * kBeyondEveryTimeout));
+  EXPECT_EQ(hung.fServer.fNotices.size(), 1U);
+  EXPECT_EQ(slow.fServer.fQuestions, 1);
+  slow.fServer.AnswerHeld();
+  EXPECT_TRUE(testing::Eventually([&] {
+    QCoreApplication::processEvents();
+    return slow.fServer.fNotices.size() == 1;
+  }));
+}
+
+}  // namespace
+}  // namespace vorn
+
+int main(int argc, char** argv) {
+  const QCoreApplication application(argc, argv);
+  ::testing::InitGoogleTest(&argc, argv);
+  return RUN_ALL_TESTS();
+}

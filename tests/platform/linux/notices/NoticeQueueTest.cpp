@@ -1,0 +1,461 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "platform/linux/notices/NoticeQueue.h"
+
+namespace vorn {
+namespace {
+
+using namespace std::chrono_literals;
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+using ::testing::UnorderedElementsAre;
+using Failure = NoticeQueue::Failure;
+
+class NoticeQueueTest : public ::testing::Test {
+ protected:
+  explicit NoticeQueueTest(std::chrono::milliseconds pace = 0s) : fQueue({60s, pace}) {}
+
+  void Add(const std::string& subject, const std::string& title) {
+    UserNotification notice;
+    notice.subject = subject;
+    notice.title = title;
+    EXPECT_TRUE(fQueue.Add(notice, fNow));
+  }
+
+  /// The title of the next notice that is due, now in flight; empty when none is.
+  std::string Take() {
+    const auto sending = fQueue.Take(fNow);
+    if (!sending) return {};
+    fTaken = sending->notification.identifier;
+    fReplaces = sending->replacesId;
+    return sending->notification.title;
+  }
+
+  /// Adds, takes and delivers.
+  std::uint64_t Show(const std::string& subject, const std::string& title, std::uint32_t serverId) {
+    Add(subject, title);
+    EXPECT_EQ(Take(), title);
+    EXPECT_THAT(fQueue.Delivered(fTaken, serverId, fNow), IsEmpty());
+    return fTaken;
+  }
+
+  static KeptNotice MakeKept(const std::string& subject, const std::string& title, std::uint32_t serverId) {
+    KeptNotice kept;
+    kept.notification.subject = subject;
+    kept.notification.title = title;
+    kept.notification.playsDefaultSound = true;
+    kept.serverId = serverId;
+    return kept;
+  }
+
+  /// Title and server's id of all that is kept.
+  [[nodiscard]] std::vector<std::string> Kept() const {
+    std::vector<std::string> texts;
+    for (const auto& [notification, serverId] : fQueue.Kept()) {
+      texts.push_back(notification.title + " " + std::to_string(serverId));
+    }
+    return texts;
+  }
+
+  void Refuse() { EXPECT_TRUE(fQueue.Failed(fTaken, Failure::kRefused, fNow)); }
+
+  NoticeQueue::TimePoint fNow{1h};
+  NoticeQueue fQueue;
+  std::uint64_t fTaken = 0;
+  std::uint32_t fLastId = 0;
+  std::uint32_t fReplaces = 0;
+};
+
+class PacedNoticeQueueTest : public NoticeQueueTest {
+ protected:
+  PacedNoticeQueueTest() : NoticeQueueTest(3s) {}
+};
+
+TEST_F(NoticeQueueTest, SendsNoticesInTheirOrderOnce) {
+  Add("b", "first");
+  Add("a", "second");
+  EXPECT_EQ(Take(), "first");
+  EXPECT_EQ(Take(), "second");
+  EXPECT_EQ(Take(), "");
+  EXPECT_FALSE(fQueue.HasWaiting());
+}
+
+TEST_F(NoticeQueueTest, KeepsOnlyTheNewestWaitingNoticeOfASubject) {
+  Add("a", "old");
+  Add("b", "other");
+  Add("a", "new");
+  EXPECT_EQ(Take(), "other");
+  EXPECT_EQ(Take(), "new");
+  EXPECT_EQ(Take(), "");
+}
+
+TEST_F(NoticeQueueTest, ReplacesAStandingNoticeAfterTheQuietTime) {
+  Show("a", "first", 7);
+  Add("a", "second");
+  fNow += 59s;
+  EXPECT_EQ(Take(), "");
+  EXPECT_EQ(*fQueue.NextDue(), fNow + 1s);
+  fNow += 1s;
+  EXPECT_EQ(Take(), "second");
+  EXPECT_EQ(fReplaces, 7U);
+  EXPECT_THAT(fQueue.Delivered(fTaken, 7, fNow), IsEmpty());
+  EXPECT_EQ(fQueue.FindStanding(7)->title, "second");
+}
+
+TEST_F(NoticeQueueTest, BringsASubjectUpAtMostOnceAMinuteHoweverOftenItIsAnnounced) {
+  int shown = 0;
+  for (int second = 0; second < 600; ++second, fNow += 1s) {
+    Add("", "release " + std::to_string(second));
+    if (Take().empty()) continue;
+    ++shown;
+    EXPECT_THAT(fQueue.Delivered(fTaken, 3, fNow), IsEmpty());
+  }
+  EXPECT_EQ(shown, 10);
+}
+
+TEST_F(NoticeQueueTest, KeepsTheQuietTimeAlsoWhenTheNoticeWasClosed) {
+  Show("a", "first", 7);
+  fQueue.Closed(7);
+  Add("a", "second");
+  EXPECT_EQ(Take(), "");
+  fNow += 60s;
+  EXPECT_EQ(Take(), "second");
+  EXPECT_EQ(fReplaces, 0U);
+}
+
+TEST_F(NoticeQueueTest, DoesNotSendASubjectTwiceAtATime) {
+  Add("a", "first");
+  EXPECT_EQ(Take(), "first");
+  Add("a", "second");
+  EXPECT_EQ(Take(), "");
+  EXPECT_FALSE(fQueue.NextDue());
+  EXPECT_THAT(fQueue.Delivered(fTaken, 1, fNow), IsEmpty());
+  EXPECT_EQ(*fQueue.NextDue(), fNow + 60s);
+}
+
+TEST_F(NoticeQueueTest, ClosesTheOldNoticeWhereTheServerDidNotReplaceIt) {
+  Show("a", "first", 7);
+  Add("a", "second");
+  fNow += 60s;
+  EXPECT_EQ(Take(), "second");
+  EXPECT_THAT(fQueue.Delivered(fTaken, 8, fNow), ElementsAre(7U));
+  EXPECT_EQ(fQueue.FindStanding(7), nullptr);
+  EXPECT_EQ(fQueue.FindStanding(8)->title, "second");
+}
+
+TEST_F(NoticeQueueTest, KnowsOnlyItsOwnStandingNotices) {
+  Show("a", "first", 7);
+  EXPECT_EQ(fQueue.FindStanding(8), nullptr);
+  EXPECT_EQ(fQueue.FindStanding(0), nullptr);
+  fQueue.Closed(8);
+  EXPECT_NE(fQueue.FindStanding(7), nullptr);
+  fQueue.Closed(7);
+  EXPECT_EQ(fQueue.FindStanding(7), nullptr);
+}
+
+TEST_F(NoticeQueueTest, SendsAgainAtOnceWhatNeverReachedAServer) {
+  Add("a", "first");
+  for (int i = 0; i < 20; ++i) {
+    EXPECT_EQ(Take(), "first");
+    EXPECT_TRUE(fQueue.Failed(fTaken, Failure::kNoServer, fNow));
+  }
+}
+
+TEST_F(NoticeQueueTest, SendsAgainWhatTheServerTookWithIt) {
+  Add("a", "first");
+  EXPECT_EQ(Take(), "first");
+  EXPECT_TRUE(fQueue.Failed(fTaken, Failure::kLost, fNow));
+  EXPECT_EQ(Take(), "first");
+}
+
+TEST_F(NoticeQueueTest, DoesNotKeepKillingAServerWithOneNotice) {
+  Add("a", "first");
+  for (int i = 1; i < NoticeQueue::kMaxFailures; ++i) {
+    EXPECT_EQ(Take(), "first");
+    EXPECT_TRUE(fQueue.Failed(fTaken, Failure::kLost, fNow));
+    EXPECT_TRUE(i == 1 || *fQueue.NextDue() == fNow + 60s);
+    fNow += 60s;
+  }
+  EXPECT_EQ(Take(), "first");
+  EXPECT_FALSE(fQueue.Failed(fTaken, Failure::kLost, fNow));
+  EXPECT_FALSE(fQueue.HasWaiting());
+}
+
+TEST_F(NoticeQueueTest, PrefersWhatWasAnnouncedSinceOverWhatFailed) {
+  Add("a", "old");
+  EXPECT_EQ(Take(), "old");
+  Add("a", "new");
+  EXPECT_TRUE(fQueue.Failed(fTaken, Failure::kLost, fNow));
+  EXPECT_EQ(Take(), "new");
+  EXPECT_EQ(Take(), "");
+}
+
+TEST_F(NoticeQueueTest, ForgetsStandingNoticesWithTheirServer) {
+  const auto identifier = Show("a", "first", 7);
+  EXPECT_EQ(fQueue.ServerChanged(fNow), 0U);
+  EXPECT_EQ(fQueue.FindStanding(7), nullptr);
+  EXPECT_EQ(fQueue.Remove(identifier), 0U);
+  Add("a", "second");
+  fNow += 60s;
+  EXPECT_EQ(Take(), "second");
+  EXPECT_EQ(fReplaces, 0U);
+}
+
+TEST_F(NoticeQueueTest, SendsAgainWhatAServerThatChangedHadNotAnswered) {
+  Add("a", "first");
+  EXPECT_EQ(Take(), "first");
+  EXPECT_EQ(fQueue.ServerChanged(fNow), 0U);
+  EXPECT_THAT(fQueue.Delivered(fTaken, 7, fNow), IsEmpty());  // too late
+  EXPECT_EQ(fQueue.FindStanding(7), nullptr);
+  EXPECT_EQ(Take(), "first");
+}
+
+TEST_F(NoticeQueueTest, HoldsNoNoticeThatAServerGaveNoIdFor) {
+  Add("a", "first");
+  EXPECT_EQ(Take(), "first");
+  EXPECT_THAT(fQueue.Delivered(fTaken, 0, fNow), IsEmpty());
+  EXPECT_EQ(fQueue.FindStanding(0), nullptr);
+  EXPECT_FALSE(fQueue.HasWaiting());
+}
+
+TEST_F(NoticeQueueTest, TriesARefusedNoticeAgainAfterTheQuietTime) {
+  Add("a", "first");
+  for (int i = 0; i < 20; ++i, fNow += 60s) {
+    EXPECT_EQ(Take(), "first");
+    Refuse();
+    EXPECT_EQ(Take(), "");
+    EXPECT_EQ(*fQueue.NextDue(), fNow + 60s);
+  }
+}
+
+TEST_F(NoticeQueueTest, SendsNothingToAServerThatRefusesTwoInARow) {
+  for (const char* title : {"a", "b", "c"}) Add(title, title);
+  EXPECT_EQ(Take(), "a");
+  Refuse();
+  EXPECT_EQ(Take(), "b");
+  Refuse();
+  EXPECT_EQ(Take(), "");
+  EXPECT_EQ(*fQueue.NextDue(), fNow + 60s);
+  fNow += 60s;
+  EXPECT_EQ(Take(), "a");
+  EXPECT_EQ(Take(), "");  // one at a time from now on
+  EXPECT_FALSE(fQueue.NextDue());
+  EXPECT_THAT(fQueue.Delivered(fTaken, 1, fNow), IsEmpty());
+  EXPECT_EQ(Take(), "b");
+}
+
+TEST_F(NoticeQueueTest, GoesOnAsSoonAsSomethingIsClosedOldestFirst) {
+  for (const char* title : {"a", "b", "c"}) Add(title, title);
+  for (const char* title : {"a", "b", "c"}) {
+    EXPECT_EQ(Take(), title);
+    EXPECT_THAT(fQueue.Delivered(fTaken, ++fLastId, fNow), IsEmpty());
+    while (!Take().empty()) Refuse();
+    fQueue.Closed(12345);  // another program's
+  }
+}
+
+TEST_F(NoticeQueueTest, PutsANoticeBehindTheOthersThatIsRefusedForWhatItIs) {
+  for (const char* title : {"unwelcome", "b", "c"}) Add(title, title);
+  EXPECT_EQ(Take(), "unwelcome");
+  Refuse();
+  EXPECT_EQ(Take(), "b");
+  EXPECT_THAT(fQueue.Delivered(fTaken, 1, fNow), IsEmpty());
+  fNow += 60s;
+  EXPECT_EQ(Take(), "c");
+  EXPECT_THAT(fQueue.Delivered(fTaken, 2, fNow), IsEmpty());
+  EXPECT_EQ(Take(), "unwelcome");
+}
+
+TEST_F(NoticeQueueTest, HoldsNoRefusalAgainstASubjectThatIsForgotten) {
+  Add("a", "first");
+  EXPECT_EQ(Take(), "first");
+  Refuse();
+  EXPECT_TRUE(fQueue.ForgetWaiting("a"));
+  Show("b", "second", 2);
+  fQueue.Closed(1);
+  EXPECT_THAT(Kept(), ElementsAre("second 2"));
+}
+
+TEST_F(NoticeQueueTest, GoesOnWhenARefusedSubjectHadToMakeRoom) {
+  for (std::uint32_t i = 1; i <= NoticeQueue::kMaxSlots; ++i) Show("unit " + std::to_string(i), "x", i);
+  fNow += 60s;
+  Add("unit 1", "newer");
+  EXPECT_EQ(Take(), "newer");
+  Refuse();
+  EXPECT_TRUE(fQueue.ForgetWaiting("unit 1"));
+  Add("one more", "y");
+  EXPECT_EQ(fQueue.FindStanding(1), nullptr);  // it made room
+  fQueue.Closed(2);
+  EXPECT_EQ(Take(), "y");
+  EXPECT_THAT(fQueue.Delivered(fTaken, 100000, fNow), IsEmpty());
+}
+
+TEST_F(PacedNoticeQueueTest, SendsAFewAtOnceAndThenOneAPace) {
+  for (int i = 0; i < 8; ++i) Add("unit " + std::to_string(i), std::to_string(i));
+  std::vector<std::string> shown;
+  for (int second = 0; second < 10; ++second, fNow += 1s) {
+    for (auto title = Take(); !title.empty(); title = Take()) {
+      shown.push_back(title + " at " + std::to_string(second));
+      EXPECT_THAT(fQueue.Delivered(fTaken, static_cast<std::uint32_t>(shown.size()), fNow), IsEmpty());
+    }
+    EXPECT_GT(*fQueue.NextDue(), fNow);
+  }
+  EXPECT_THAT(shown, ElementsAre("0 at 0", "1 at 0", "2 at 0", "3 at 3", "4 at 6", "5 at 9"));
+}
+
+TEST_F(PacedNoticeQueueTest, CountsOnlyWhatWasShownTowardsThePace) {
+  Add("a", "first");
+  for (const auto failure : {Failure::kNoServer, Failure::kRefused, Failure::kNoServer, Failure::kNoServer}) {
+    EXPECT_EQ(Take(), "first");
+    EXPECT_TRUE(fQueue.Failed(fTaken, failure, fNow));
+    fQueue.Closed(1);
+  }
+  EXPECT_EQ(Take(), "first");
+}
+
+// --- across a restart -------------------------------------------------------
+
+TEST_F(NoticeQueueTest, KeepsWhatWaitsFliesAndStandsInItsOrder) {
+  Show("a", "standing", 7);
+  Add("a", "newer");
+  Add("b", "flying");
+  Add("c", "waiting");
+  EXPECT_EQ(Take(), "flying");
+  EXPECT_THAT(Kept(), ElementsAre("standing 7", "newer 0", "flying 0", "waiting 0"));
+}
+
+TEST_F(NoticeQueueTest, KeepsNothingThatIsNotWantedAnyMore) {
+  Show("a", "closed", 7);
+  fQueue.Closed(7);
+  Add("b", "removed in flight");
+  EXPECT_EQ(Take(), "removed in flight");
+  EXPECT_EQ(fQueue.Remove(fTaken), 0U);
+  EXPECT_THAT(Kept(), IsEmpty());
+}
+
+TEST_F(NoticeQueueTest, SendsWhatAnEarlierRunKeptOnceItIsDue) {
+  fQueue.Restore({MakeKept("a", "old", 0), MakeKept("b", "other", 0)}, fNow + 5s);
+  EXPECT_EQ(Take(), "");
+  EXPECT_EQ(*fQueue.NextDue(), fNow + 5s);
+  Add("a", "new");
+  fNow += 5s;
+  EXPECT_EQ(Take(), "other");
+  EXPECT_EQ(Take(), "new");
+  EXPECT_EQ(Take(), "");
+}
+
+TEST_F(NoticeQueueTest, FollowsClicksOnWhatStoodAndBringsItUpOnceMoreInItsPlace) {
+  fQueue.Restore({MakeKept("a", "standing", 7)}, fNow + 5s);
+  EXPECT_EQ(fQueue.FindStanding(7)->title, "standing");
+  EXPECT_THAT(Kept(), ElementsAre("standing 7"));
+  const auto sending = fQueue.Take(fNow);
+  ASSERT_TRUE(sending);
+  EXPECT_EQ(sending->notification.title, "standing");
+  EXPECT_EQ(sending->replacesId, 7U);
+  EXPECT_FALSE(sending->notification.playsDefaultSound);
+  EXPECT_THAT(Kept(), ElementsAre("standing 7"));
+  EXPECT_THAT(fQueue.Delivered(sending->notification.identifier, 7, fNow), IsEmpty());
+  EXPECT_EQ(fQueue.FindStanding(7)->title, "standing");
+  EXPECT_FALSE(fQueue.HasWaiting());
+}
+
+TEST_F(NoticeQueueTest, DoesNotBringUpAgainWhatTheUserHasDealtWith) {
+  fQueue.Restore({MakeKept("a", "closed", 1), MakeKept("b", "clicked", 2), MakeKept("c", "gone", 3)}, fNow);
+  fQueue.Closed(1);
+  EXPECT_EQ(fQueue.Remove(fQueue.FindStanding(2)->identifier), 2U);
+  EXPECT_EQ(Take(), "gone");
+  EXPECT_EQ(fQueue.ServerChanged(fNow), 0U);
+  EXPECT_EQ(Take(), "");
+  EXPECT_THAT(Kept(), IsEmpty());
+}
+
+TEST_F(NoticeQueueTest, DoesNotBringUpAgainWhatWasRefusedAndThenClosed) {
+  fQueue.Restore({MakeKept("a", "standing", 7)}, fNow);
+  EXPECT_EQ(Take(), "standing");
+  Refuse();
+  Show("b", "other", 8);  // puts the refused one behind
+  EXPECT_THAT(Kept(), UnorderedElementsAre("standing 7", "other 8"));
+  fQueue.Closed(7);
+  fNow += 60s;
+  EXPECT_EQ(Take(), "");
+  EXPECT_THAT(Kept(), ElementsAre("other 8"));
+}
+
+// --- what no longer holds ---------------------------------------------------
+
+TEST_F(NoticeQueueTest, ForgetsWhatWaitsForASubjectAndLeavesWhatStands) {
+  Show("a", "standing", 7);
+  Add("a", "newer");
+  Add("b", "other");
+  EXPECT_TRUE(fQueue.ForgetWaiting("a"));
+  EXPECT_FALSE(fQueue.ForgetWaiting("a"));
+  EXPECT_FALSE(fQueue.ForgetWaiting("nobody"));
+  EXPECT_THAT(Kept(), ElementsAre("standing 7", "other 0"));
+}
+
+TEST_F(NoticeQueueTest, ForgetsAllThatIsNotShownAndClosesWhatFlies) {
+  Add("a", "flying");
+  Add("b", "waiting");
+  EXPECT_EQ(Take(), "flying");
+  fQueue.ForgetAllWaiting();
+  EXPECT_THAT(Kept(), IsEmpty());
+  EXPECT_THAT(fQueue.Delivered(fTaken, 9, fNow), ElementsAre(9U));
+  EXPECT_FALSE(fQueue.HasWaiting());
+}
+
+TEST_F(NoticeQueueTest, GivesAnIdThatTheServerUsedTwiceToTheLaterNotice) {
+  Show("a", "first", 7);
+  Show("b", "second", 7);
+  EXPECT_EQ(fQueue.FindStanding(7)->title, "second");
+}
+
+TEST_F(NoticeQueueTest, RemovesNoticesInEveryState) {
+  const auto standing = Show("a", "standing", 7);
+  Add("a", "newer");
+  EXPECT_EQ(fQueue.Remove(standing), 7U);
+  EXPECT_EQ(fQueue.Remove(standing), 0U);
+  EXPECT_TRUE(fQueue.HasWaiting());
+
+  Add("b", "flying");
+  EXPECT_EQ(Take(), "flying");
+  EXPECT_EQ(fQueue.Remove(fTaken), 0U);
+  EXPECT_THAT(fQueue.Delivered(fTaken, 9, fNow), ElementsAre(9U));
+  EXPECT_EQ(fQueue.FindStanding(9), nullptr);
+
+  Add("c", "waiting");
+  EXPECT_EQ(fQueue.Remove(fTaken + 1), 0U);
+  EXPECT_EQ(Take(), "");
+  EXPECT_EQ(fQueue.Remove(12345), 0U);
+  EXPECT_EQ(fQueue.Remove(0), 0U);
+}
+
+TEST_F(NoticeQueueTest, DoesNotSendAgainWhatWasRemovedInFlight) {
+  Add("a", "first");
+  EXPECT_EQ(Take(), "first");
+  EXPECT_EQ(fQueue.Remove(fTaken), 0U);
+  EXPECT_TRUE(fQueue.Failed(fTaken, Failure::kLost, fNow));
+  EXPECT_FALSE(fQueue.HasWaiting());
+}
+
+TEST_F(NoticeQueueTest, HoldsABoundedNumberOfSubjects) {
+  for (std::uint32_t i = 1; i <= NoticeQueue::kMaxSlots; ++i) Show("unit " + std::to_string(i), "x", i);
+  Show("one more", "y", 100000);
+  EXPECT_EQ(fQueue.FindStanding(1), nullptr);  // the one that stood longest made room
+  EXPECT_NE(fQueue.FindStanding(2), nullptr);
+  for (std::uint32_t i = 1; i <= 100000; i += i < 5000 ? 1 : 95000) fQueue.Closed(i);
+  fNow += 60s;
+  for (std::size_t i = 0; i < NoticeQueue::kMaxSlots; ++i) Add("waiting " + std::to_string(i), "z");
+  UserNotification refused;
+  refused.subject = "too much";
+  EXPECT_FALSE(fQueue.Add(refused, fNow));
+}
+
+TEST_F(NoticeQueueTest, IgnoresAnswersToNothing) {
+  EXPECT_THAT(fQueue.Delivered(99, 1, fNow), IsEmpty());
+  EXPECT_TRUE(fQueue.Failed(99, Failure::kRefused, fNow));
+  EXPECT_EQ(fQueue.FindStanding(1), nullptr);
+}
+
+}  // namespace
+}  // namespace vorn
