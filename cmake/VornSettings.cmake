@@ -57,9 +57,42 @@ function(vorn_prefer_size target)
   endif()
 endfunction()
 
-# vorn_add_library(NAME SOURCES... LINKS...): a static library of ours.
+# vorn_show_folder(TARGET SCOPE [HEADERS files]): lets includes name the current
+# folder by its path below src/, tools/ or the project, and no folder beside it.
+# The target gets an include folder of its own in the build tree, which holds a
+# link to the folder alone, or to the headers where other libraries lie in it too.
+function(vorn_show_folder target scope)
+  cmake_parse_arguments(ARG "" "" "HEADERS" ${ARGN})
+  cmake_path(RELATIVE_PATH CMAKE_CURRENT_SOURCE_DIR BASE_DIRECTORY ${PROJECT_SOURCE_DIR} OUTPUT_VARIABLE folder)
+  string(REGEX REPLACE "^(src|tools)/" "" folder ${folder})
+  set(include ${PROJECT_BINARY_DIR}/include/${target})
+  file(REMOVE_RECURSE ${include})
+  if(ARG_HEADERS)
+    file(MAKE_DIRECTORY ${include}/${folder})
+    foreach(header ${ARG_HEADERS})
+      file(CREATE_LINK ${CMAKE_CURRENT_SOURCE_DIR}/${header} ${include}/${folder}/${header} SYMBOLIC)
+    endforeach()
+  else()
+    cmake_path(GET folder PARENT_PATH parent)
+    file(MAKE_DIRECTORY ${include}/${parent})
+    file(CREATE_LINK ${CMAKE_CURRENT_SOURCE_DIR} ${include}/${folder} SYMBOLIC)
+  endif()
+  target_include_directories(${target} ${scope} ${include})
+endfunction()
+
+# vorn_add_library(NAME [SOURCES files] [LINKS targets] [PRIVATE_LINKS targets]
+# [HEADERS files]): a static library of ours in the current folder, or one of
+# headers alone. Whoever links it sees its folder, or the HEADERS that are named,
+# and what its LINKS show.
 function(vorn_add_library name)
-  cmake_parse_arguments(ARG "" "" "SOURCES;LINKS;PRIVATE_LINKS" ${ARGN})
-  add_library(${name} STATIC ${ARG_SOURCES})
-  target_link_libraries(${name} PUBLIC vorn_settings ${ARG_LINKS} PRIVATE vorn_warnings ${ARG_PRIVATE_LINKS})
+  cmake_parse_arguments(ARG "" "" "SOURCES;LINKS;PRIVATE_LINKS;HEADERS" ${ARGN})
+  if(ARG_SOURCES)
+    add_library(${name} STATIC ${ARG_SOURCES})
+    target_link_libraries(${name} PUBLIC vorn_settings ${ARG_LINKS} PRIVATE vorn_warnings ${ARG_PRIVATE_LINKS})
+    vorn_show_folder(${name} PUBLIC HEADERS ${ARG_HEADERS})
+  else()
+    add_library(${name} INTERFACE)
+    target_link_libraries(${name} INTERFACE vorn_settings ${ARG_LINKS})
+    vorn_show_folder(${name} INTERFACE HEADERS ${ARG_HEADERS})
+  endif()
 endfunction()

@@ -1,8 +1,19 @@
-# vorn_add_test(NAME SOURCES... LINKS... [LABELS...] [TIMEOUT seconds]): one
-# GoogleTest program, registered as one CTest test under the same name. The
-# label "core" (the default) marks what also runs under the sanitizers. No test
-# sees the proxies of whoever runs it.
-find_package(GTest REQUIRED)
+# vorn_add_test(NAME ...): one CTest test, in one of three forms:
+#   SOURCES files LINKS targets [DEFINITIONS names] [UNDER command]
+#       a GoogleTest program of that name, run under the command if one is given;
+#   PYTEST file [OPTIONS words]
+#       a file of Python tests, run by Debian's own Python, which has the modules;
+#   COMMAND words
+#       any other command.
+# [LABELS labels] [TIMEOUT seconds] [ENVIRONMENT NAME=value...] go with each form,
+# and [NEEDS targets] with the first: they are built before the program.
+#
+# A program's label is "core" by default, which also runs under the sanitizers; a
+# Python test's is "e2e". Neither sees the proxies of the user who runs it. Tests
+# of a folder of src/ are named after the folder.
+if(VORN_BUILD_TESTS)
+  find_package(GTest REQUIRED)
+endif()
 
 set(VORN_NO_PROXIES)
 foreach(variable http_proxy https_proxy ftp_proxy all_proxy no_proxy)
@@ -11,17 +22,37 @@ foreach(variable http_proxy https_proxy ftp_proxy all_proxy no_proxy)
 endforeach()
 
 function(vorn_add_test name)
-  cmake_parse_arguments(ARG "" "TIMEOUT" "SOURCES;LINKS;LABELS" ${ARGN})
-  if(NOT ARG_TIMEOUT)
-    set(ARG_TIMEOUT 120)
+  cmake_parse_arguments(ARG "" "PYTEST;TIMEOUT"
+    "SOURCES;LINKS;DEFINITIONS;UNDER;NEEDS;OPTIONS;COMMAND;LABELS;ENVIRONMENT" ${ARGN})
+  set(labels core)
+  set(timeout 120)
+  if(ARG_SOURCES)
+    add_executable(${name} ${ARG_SOURCES})
+    target_link_libraries(${name} PRIVATE
+      vorn_warnings vorn_tests ${ARG_LINKS} GTest::gmock GTest::gtest GTest::gtest_main)
+    target_compile_definitions(${name} PRIVATE ${ARG_DEFINITIONS})
+    if(ARG_NEEDS)
+      add_dependencies(${name} ${ARG_NEEDS})
+    endif()
+    set(command ${ARG_UNDER} $<TARGET_FILE:${name}>)
+  elseif(ARG_PYTEST)
+    set(labels e2e)
+    set(timeout 300)
+    set(command /usr/bin/python3 -m pytest -q -p no:cacheprovider ${ARG_OPTIONS}
+                ${CMAKE_CURRENT_SOURCE_DIR}/${ARG_PYTEST})
+    list(APPEND ARG_ENVIRONMENT PYTHONDONTWRITEBYTECODE=1)
+  else()
+    set(command ${ARG_COMMAND})
   endif()
-  if(NOT ARG_LABELS)
-    set(ARG_LABELS core)
+  if(ARG_LABELS)
+    set(labels ${ARG_LABELS})
   endif()
-  add_executable(${name} ${ARG_SOURCES})
-  target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR})
-  target_link_libraries(${name} PRIVATE vorn_warnings ${ARG_LINKS} GTest::gmock GTest::gtest GTest::gtest_main)
-  add_test(NAME ${name} COMMAND ${name})
-  set_tests_properties(${name} PROPERTIES LABELS "${ARG_LABELS}" TIMEOUT ${ARG_TIMEOUT}
-    ENVIRONMENT_MODIFICATION "${VORN_NO_PROXIES}")
+  if(ARG_TIMEOUT)
+    set(timeout ${ARG_TIMEOUT})
+  endif()
+  add_test(NAME ${name} COMMAND ${command})
+  set_tests_properties(${name} PROPERTIES LABELS "${labels}" TIMEOUT ${timeout} ENVIRONMENT "${ARG_ENVIRONMENT}")
+  if(NOT ARG_COMMAND)
+    set_tests_properties(${name} PROPERTIES ENVIRONMENT_MODIFICATION "${VORN_NO_PROXIES}")
+  endif()
 endfunction()
