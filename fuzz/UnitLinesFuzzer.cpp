@@ -16,8 +16,7 @@
 #include "fuzz/Bytes.h"
 #include "fuzz/Require.h"
 #include "fuzz/Utf8.h"
-#include "vorn-device-list/UnitJson.h"
-#include "vorn-device-list/UnitTable.h"
+#include "vorn-device-list/ListForms.h"
 
 namespace {
 

@@ -1,11 +1,13 @@
 #include "tests/tools/Program.h"
 
 #include <fcntl.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <csignal>
+#include <fstream>
 
 #include "tests/support/Eventually.h"
 
@@ -38,6 +40,20 @@ std::vector<char*> Pointers(std::vector<std::string>& texts) {
   for (std::string& text : texts) pointers.push_back(text.data());
   pointers.push_back(nullptr);
   return pointers;
+}
+
+// Whether the process's main thread is in a write to standard output, or in a wait for one descriptor alone;
+// its run loop waits for several.
+bool IsInOutput(pid_t process) {
+  std::ifstream file("/proc/" + std::to_string(process) + "/syscall");
+  long call = -1;
+  unsigned long arguments[2] = {};
+  if (!(file >> call >> std::hex >> arguments[0] >> arguments[1])) return false;  // it runs
+#ifdef SYS_poll
+  if (call == SYS_poll) return arguments[1] == 1;
+#endif
+  if (call == SYS_ppoll) return arguments[1] == 1;
+  return call == SYS_write && arguments[0] == STDOUT_FILENO;
 }
 
 }  // namespace
@@ -79,6 +95,10 @@ bool Program::WaitForErrorText(const std::string& text) {
     ReadWhatIsThere(fError, fErrorText);
     return fErrorText.find(text) != std::string::npos;
   });
+}
+
+bool Program::WaitUntilItsOutputIsStuck() {
+  return Eventually([this] { return IsInOutput(fProcess); });
 }
 
 int Program::Wait() {

@@ -34,6 +34,10 @@ class Program {
   /// Waits for the text on standard error; false when it did not come.
   [[nodiscard]] bool WaitForErrorText(const std::string& text);
 
+  /// Waits until the program is stuck in writing to standard output, or in
+  /// waiting that it can write there; false when it did not come to that.
+  [[nodiscard]] bool WaitUntilItsOutputIsStuck();
+
   /// Waits for the end and gives the exit code, or 1000 plus the number of the
   /// signal that ended it; -1 when it did not end within a generous deadline.
   int Wait();

@@ -17,7 +17,6 @@
 #include "tests/support/Processes.h"
 #include "tests/support/TemporaryFolder.h"
 #include "tests/virtualentity/Scripted.h"
-#include "virtualentity/InterfaceReport.h"
 #include "virtualentity/MacVirtualEntity.h"
 
 namespace {
@@ -141,15 +140,6 @@ TEST_F(AVBToolTest, RefusesAFlood) {
   const auto start = Clock::now();
   EXPECT_FALSE(Make()->EnumerateAVBInterfaces());
   EXPECT_GE(Clock::now() - start, fTool.patience);
-}
-
-TEST_F(AVBToolTest, ReportsOnItsOwnPathWithoutTakingTheWholePatience) {
-  Script("printf 'interface\\nen5\\n'");
-  fTool.patience = 1h;
-  const auto report = vorn::InterfaceReport::Collect(fServices, fCapability, fLauncher, fTool);
-  ASSERT_TRUE(report);
-  EXPECT_EQ(report->Rows()[0].entity, vorn::InterfaceReport::Entity::kNotEnabled);
-  EXPECT_EQ(report->Rows()[1].entity, vorn::InterfaceReport::Entity::kEnabled);
 }
 
 TEST_F(AVBToolTest, RunsTwoTogglesAtOnce) {

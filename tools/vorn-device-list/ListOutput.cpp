@@ -8,7 +8,6 @@
 #include <vector>
 
 #include "devicelist/Entry.h"
-#include "vorn-device-list/UnitJson.h"
 
 namespace vorn::devicelisttool {
 namespace {

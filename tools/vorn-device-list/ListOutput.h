@@ -6,9 +6,9 @@
 #include "foundation/AbsoluteTime.h"
 #include "foundation/Optional.h"
 #include "foundation/StandardOutput.h"
+#include "vorn-device-list/ListForms.h"
 #include "vorn-device-list/Options.h"
 #include "vorn-device-list/TerminalScreen.h"
-#include "vorn-device-list/UnitTable.h"
 
 namespace vorn::devicelisttool {
 

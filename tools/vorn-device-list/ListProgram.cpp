@@ -1,12 +1,8 @@
 #include "vorn-device-list/ListProgram.h"
 
-#include <poll.h>
-#include <sys/signalfd.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <csignal>
-#include <cstdio>
 #include <functional>
 #include <memory>
 #include <set>
@@ -19,8 +15,9 @@
 #include "foundation/FileDescriptor.h"
 #include "foundation/PollRunLoop.h"
 #include "foundation/RunLoopTimer.h"
-#include "vorn-device-list/EndSignals.h"
+#include "foundation/StandardOutput.h"
 #include "vorn-device-list/ListOutput.h"
+#include "vorn-device-list/Signals.h"
 
 namespace vorn::devicelisttool {
 namespace {
@@ -30,28 +27,6 @@ using DeviceList::DiscoveryHint;
 constexpr std::chrono::milliseconds kTeardownLimit{700};
 
 constexpr AbsoluteTime kSurroundingsPace = 1;  // seconds between two looks at them
-
-// Signals that matter while we draw on a terminal: its size changed, the stop key was pressed, the program
-// was continued.
-sigset_t TerminalSignals() {
-  sigset_t signals;
-  ::sigemptyset(&signals);
-  ::sigaddset(&signals, SIGWINCH);
-  ::sigaddset(&signals, SIGTSTP);
-  ::sigaddset(&signals, SIGCONT);
-  return signals;
-}
-
-// Stops the program as the system does when the signal is not blocked. An
-// orphaned process group, for example, is not stopped.
-void StopAsTheSystemDoes() {
-  sigset_t stop;
-  ::sigemptyset(&stop);
-  ::sigaddset(&stop, SIGTSTP);
-  ::kill(::getpid(), SIGTSTP);
-  ::pthread_sigmask(SIG_UNBLOCK, &stop, nullptr);
-  ::pthread_sigmask(SIG_BLOCK, &stop, nullptr);
-}
 
 const char* ReasonText(DiscoveryHint hint) {
   switch (hint) {
@@ -102,12 +77,11 @@ class ListRun {
   int Run() {
     const EndSignals endSignals(
         kTeardownLimit, [this](int signal) { return ExitCodeOf(signal); }, [this] { fLoop->Stop(); });
-    const sigset_t signals = TerminalSignals();
-    const FileDescriptor terminal(fInPlace ? ::signalfd(-1, &signals, SFD_CLOEXEC | SFD_NONBLOCK) : -1);
+    const FileDescriptor terminal = fInPlace ? TerminalSignals() : FileDescriptor();
     std::unique_ptr<WatchedDescriptor> terminalWatch;
     if (terminal) {
-      terminalWatch = std::make_unique<WatchedDescriptor>(
-          terminal.Get(), [this, &terminal] { HandleTerminal(terminal.Get()); });
+      terminalWatch = std::make_unique<WatchedDescriptor>(terminal.Get(),
+                                                          [this, &terminal] { HandleTerminal(terminal); });
     }
     std::unique_ptr<WatchedDescriptor> readerWatch;
     if (IsPipe(STDOUT_FILENO)) {
@@ -187,10 +161,8 @@ class ListRun {
     Leave(!fOutput.Empty() ? kListed : couldNotLook ? kCouldNotLook : kNoneFound);
   }
 
-  void HandleTerminal(int descriptor) {
-    signalfd_siginfo signal{};
-    bool stops = false;
-    while (::read(descriptor, &signal, sizeof signal) == sizeof signal) stops |= signal.ssi_signo == SIGTSTP;
+  void HandleTerminal(const FileDescriptor& signals) {
+    const bool stops = TakeTerminalSignals(signals);
     if (fLeaves) return;
     if (stops) {
       Continue(fOutput.Suspend());
@@ -224,13 +196,8 @@ class ListRun {
 
 }  // namespace
 
-void BlockSignals(const Options& options) {
-  const sigset_t ending = EndingSignals();
-  ::pthread_sigmask(SIG_BLOCK, &ending, nullptr);
-  if (!ListOutput::DrawsInPlace(options)) return;
-  sigset_t terminal = TerminalSignals();
-  ::sigaddset(&terminal, SIGTTOU);  // whatever it writes to the terminal, the background does not stop it
-  ::pthread_sigmask(SIG_BLOCK, &terminal, nullptr);
+int Print(std::string_view text) {
+  return WriteToStandardOutput(text) == OutputResult::kFailed ? kFailed : kListed;
 }
 
 int RunList(const Options& options) {

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <string_view>
+
 #include "vorn-device-list/Options.h"
 
 namespace vorn::devicelisttool {
@@ -14,14 +16,13 @@ enum ExitCode : int {
   kInterrupted = 128,  ///< plus the signal's number: ended before the time was up
 };
 
-/// Blocks the signals that end the program or, where it draws on a terminal,
-/// change its picture, so that every thread started later leaves them to
-/// RunList. Before threads start.
-void BlockSignals(const Options& options);
+/// Writes the text to standard output; returns the exit code.
+[[nodiscard]] int Print(std::string_view text);
 
-/// Looks for units and prints them as asked; returns the exit code. Runs the
-/// calling thread's PollRunLoop. By the time it returns the process is bound to
-/// end within a second, whatever its threads are stuck in.
+/// Looks for units and prints them as asked; returns the exit code. Needs the
+/// signals blocked. Runs the calling thread's PollRunLoop. By the time it
+/// returns, the process is bound to end within a second, whatever its threads
+/// are stuck in.
 int RunList(const Options& options);
 
 }  // namespace vorn::devicelisttool

@@ -4,7 +4,6 @@
 #include <csignal>
 #include <cstdio>
 #include <exception>
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -20,13 +19,16 @@
 #include "platform/linux/network/NetworkServicesLinux.h"
 #include "platform/linux/processes/ChildProcessLauncherLinux.h"
 #include "platform/linux/settings/IniUserDefaults.h"
-#include "virtualentity/InterfaceReport.h"
+#include "vorn-device-list/InterfaceReport.h"
+#include "vorn-device-list/ListOutput.h"
 #include "vorn-device-list/ListProgram.h"
 #include "vorn-device-list/Options.h"
+#include "vorn-device-list/Signals.h"
 
 namespace {
 
 using vorn::devicelisttool::Options;
+using vorn::devicelisttool::Print;
 
 // What every form of output needs.
 void PrepareOutput() {
@@ -40,23 +42,16 @@ void PrepareProcess(const Options& options) {
   Log::details::gFile = stderr;
   Log::details::s_use_color = ::isatty(STDERR_FILENO) != 0;
   vorn::RaiseDescriptorLimit();
-  vorn::devicelisttool::BlockSignals(options);
+  vorn::devicelisttool::BlockSignals(vorn::devicelisttool::ListOutput::DrawsInPlace(options));
   vorn::SystemDNSSD::Instance();
   DeviceList::InitHTTP();
-}
-
-int Print(const std::string& text) {
-  const bool failed = vorn::WriteToStandardOutput(text) == vorn::OutputResult::kFailed;
-  return failed ? vorn::devicelisttool::kFailed : vorn::devicelisttool::kListed;
 }
 
 int ListInterfaces(bool json) {
   vorn::NetworkServicesLinux services;
   vorn::AVBCapabilityLinux capability;
   vorn::ChildProcessLauncherLinux launcher;
-  std::ostringstream report;
-  const int status = vorn::PrintInterfaces(report, json, services, capability, launcher);
-  return status == 0 ? Print(report.str()) : status;
+  return vorn::devicelisttool::PrintInterfaces(json, services, capability, launcher);
 }
 
 int ListUnits(const Options& options) {

@@ -1,4 +1,4 @@
-#include "vorn-device-list/EndSignals.h"
+#include "vorn-device-list/Signals.h"
 
 #include <poll.h>
 #include <sys/eventfd.h>
@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <initializer_list>
 #include <system_error>
 #include <utility>
 
@@ -14,9 +15,20 @@
 namespace vorn::devicelisttool {
 namespace {
 
+sigset_t SetOf(std::initializer_list<int> signals) {
+  sigset_t set;
+  ::sigemptyset(&set);
+  for (const int signal : signals) ::sigaddset(&set, signal);
+  return set;
+}
+
 bool IsIgnored(int signal) {
   struct sigaction action {};
   return ::sigaction(signal, nullptr, &action) == 0 && action.sa_handler == SIG_IGN;
+}
+
+sigset_t EndingSignals() {
+  return IsIgnored(SIGHUP) ? SetOf({SIGINT, SIGTERM}) : SetOf({SIGINT, SIGTERM, SIGHUP});
 }
 
 FileDescriptor Checked(int descriptor, const char* call) {
@@ -31,13 +43,13 @@ FileDescriptor SignalDescriptor() {
 
 }  // namespace
 
-sigset_t EndingSignals() {
-  sigset_t signals;
-  ::sigemptyset(&signals);
-  ::sigaddset(&signals, SIGINT);
-  ::sigaddset(&signals, SIGTERM);
-  if (!IsIgnored(SIGHUP)) ::sigaddset(&signals, SIGHUP);
-  return signals;
+void BlockSignals(bool drawsOnTerminal) {
+  const sigset_t ending = EndingSignals();
+  ::pthread_sigmask(SIG_BLOCK, &ending, nullptr);
+  if (!drawsOnTerminal) return;
+  // Without SIGTTOU: whatever the program writes to the terminal in the background does not stop it.
+  const sigset_t terminal = SetOf({SIGWINCH, SIGTSTP, SIGCONT, SIGTTOU});
+  ::pthread_sigmask(SIG_BLOCK, &terminal, nullptr);
 }
 
 EndSignals::EndSignals(std::chrono::milliseconds limit, std::function<int(int signal)> exitCodeOf,
@@ -66,6 +78,25 @@ void EndSignals::ThreadProc() {
     fOnSignal();
     return;
   }
+}
+
+FileDescriptor TerminalSignals() {
+  const sigset_t signals = SetOf({SIGWINCH, SIGTSTP, SIGCONT});
+  return FileDescriptor(::signalfd(-1, &signals, SFD_CLOEXEC | SFD_NONBLOCK));
+}
+
+bool TakeTerminalSignals(const FileDescriptor& signals) {
+  signalfd_siginfo signal{};
+  bool stops = false;
+  while (::read(signals.Get(), &signal, sizeof signal) == sizeof signal) stops |= signal.ssi_signo == SIGTSTP;
+  return stops;
+}
+
+void StopAsTheSystemDoes() {
+  const sigset_t stop = SetOf({SIGTSTP});
+  ::kill(::getpid(), SIGTSTP);
+  ::pthread_sigmask(SIG_UNBLOCK, &stop, nullptr);
+  ::pthread_sigmask(SIG_BLOCK, &stop, nullptr);
 }
 
 }  // namespace vorn::devicelisttool

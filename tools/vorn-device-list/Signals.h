@@ -10,13 +10,15 @@
 
 namespace vorn::devicelisttool {
 
-/// The signals that end the program: SIGINT, SIGTERM and, unless the program
-/// was started with it ignored, as nohup does, SIGHUP.
-[[nodiscard]] sigset_t EndingSignals();
+/// Blocks the signals that end the program and, where it draws on a terminal,
+/// those that change its picture, so that every thread started later leaves
+/// them to what is declared here. Before threads start.
+void BlockSignals(bool drawsOnTerminal);
 
 /// Takes the signals that end the program on a thread of its own, so that the
 /// program ends in time even while its main thread is stuck, in a write that
-/// nobody reads or in the responder's library.
+/// nobody reads or in the responder's library. These signals are SIGINT, SIGTERM
+/// and, unless the program was started with it ignored, as nohup does, SIGHUP.
 ///
 /// The first one binds the process to end within `limit` and then calls
 /// `onSignal`, on that thread; later ones change nothing.
@@ -47,5 +49,17 @@ class EndSignals {
   std::atomic<int> fReceived{0};
   std::thread fThread;  // last: uses all of the above
 };
+
+/// A descriptor that is readable once a signal came that changes the picture on a
+/// terminal: its size changed, the stop key was pressed, or the program was
+/// continued. Empty when there is no descriptor left.
+[[nodiscard]] FileDescriptor TerminalSignals();
+
+/// Takes the signals that came; whether the stop key was pressed.
+[[nodiscard]] bool TakeTerminalSignals(const FileDescriptor& signals);
+
+/// Stops the program as the system does when the signal is not blocked. An
+/// orphaned process group, for example, is not stopped.
+void StopAsTheSystemDoes();
 
 }  // namespace vorn::devicelisttool

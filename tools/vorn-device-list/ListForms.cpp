@@ -1,0 +1,134 @@
+#include "vorn-device-list/ListForms.h"
+
+#include <nlohmann/json.hpp>
+
+#include <utility>
+
+#include "devicelist/Entry.h"
+#include "foundation/Strings.h"
+
+namespace vorn::devicelisttool {
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+enum Column : std::size_t { kName, kKind, kModel, kFirmware, kNewest, kURL, kUpdate };
+
+const std::vector<TextTable::Column> kColumns{{"NAME", 40},   {"KIND", 8}, {"MODEL", 24}, {"FIRMWARE", 24},
+                                              {"NEWEST", 24}, {"URL", 80}, {"UPDATE", 6}};
+
+// What gives way on a narrow terminal, in this order. The address is the longest and tells least, the newest
+// version is what the mark stands for; the mark itself stays, alone if need be.
+const std::vector<TextTable::Concession> kConcessions{{kURL, 12},     {kName, 12}, {kURL, 0},
+                                                      {kNewest, 0},   {kKind, 0},  {kModel, 0},
+                                                      {kFirmware, 0}, {kName, 1},  {kName, 0}};
+
+std::string KindWord(const std::string& type) {
+  if (type == DeviceList::kTypeDevice) return "device";
+  if (type == DeviceList::kTypeHost) return "host";
+  if (type == DeviceList::kTypeSwitch) return "switch";
+  return type;
+}
+
+template <typename T>
+std::string TextOrDash(const optional<T>& value) {
+  return value ? SlowConvertToString(*value) : "-";
+}
+
+template <typename T>
+Json TextOrNull(const optional<T>& value) {
+  return value ? Json(SlowConvertToString(*value)) : Json(nullptr);
+}
+
+std::string JsonLine(const char* member, Json list) {
+  Json object;
+  object[member] = std::move(list);
+  constexpr int kOneLine = -1;
+  return object.dump(kOneLine, ' ', true, Json::error_handler_t::replace);
+}
+
+// Why an interface cannot carry AVB; null where it can.
+const char* ReasonText(AVBCapability::Answer answer) {
+  using Answer = AVBCapability::Answer;
+  switch (answer) {
+    case Answer::kCapable:
+      return nullptr;
+    case Answer::kNoHardwareTimeStamping:
+      return "no hardware time stamping";
+    case Answer::kTooFewTransmitQueues:
+      return "too few transmit queues";
+    case Answer::kWireless:
+      return "wireless";
+    case Answer::kNoSuchInterface:
+      break;
+  }
+  return "no such interface";
+}
+
+const char* EntityText(Interface::Entity entity) {
+  switch (entity) {
+    case Interface::Entity::kEnabled:
+      return "enabled";
+    case Interface::Entity::kNotEnabled:
+      return "not enabled";
+    case Interface::Entity::kUnknown:
+      break;
+  }
+  return "unknown";
+}
+
+}  // namespace
+
+std::string UnitTable(const Units& units, const TableStyle& style) {
+  if (units.empty()) return FittingLine("No Local Devices Found.", style.width);
+  TextTable table(kColumns, kConcessions);
+  for (const auto& unit : units) {
+    const bool outdated = DeviceList::UpdateAvailable(unit);
+    table.AddRow({TextOrDash(unit.name), KindWord(unit.type), TextOrDash(unit.modelID),
+                  TextOrDash(unit.firmwareVersion), TextOrDash(unit.latestVersion), unit.url,
+                  outdated ? "update" : ""},
+                 outdated);
+  }
+  return table.Text(style);
+}
+
+std::string UnitJson(const Units& units) {
+  Json list = Json::array();
+  for (const auto& unit : units) {
+    list.push_back({{"name", TextOrNull(unit.name)},
+                    {"type", unit.type},
+                    {"url", unit.url},
+                    {"uid", unit.uid},
+                    {"modelID", TextOrNull(unit.modelID)},
+                    {"firmwareVersion", TextOrNull(unit.firmwareVersion)},
+                    {"latestVersion", TextOrNull(unit.latestVersion)},
+                    {"updateAvailable", DeviceList::UpdateAvailable(unit)}});
+  }
+  return JsonLine("units", std::move(list));
+}
+
+std::string InterfaceTable(const Interfaces& interfaces) {
+  TextTable table({{"NAME"}, {"INTERFACE"}, {"AVB"}, {"VIRTUAL ENTITY"}});
+  for (const auto& interface : interfaces) {
+    const char* reason = ReasonText(interface.capability);
+    table.AddRow({interface.service.name, interface.service.interfaceName,
+                  reason == nullptr ? "capable" : std::string("no: ") + reason,
+                  EntityText(interface.entity)});
+  }
+  return table.Text({});
+}
+
+std::string InterfaceJson(const Interfaces& interfaces) {
+  Json list = Json::array();
+  for (const auto& interface : interfaces) {
+    const char* reason = ReasonText(interface.capability);
+    list.push_back({{"name", interface.service.name},
+                    {"interface", interface.service.interfaceName},
+                    {"capable", reason == nullptr},
+                    {"reason", reason == nullptr ? Json(nullptr) : Json(reason)},
+                    {"virtualEntity", EntityText(interface.entity)}});
+  }
+  return JsonLine("interfaces", std::move(list));
+}
+
+}  // namespace vorn::devicelisttool
