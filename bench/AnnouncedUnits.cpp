@@ -15,7 +15,7 @@
 namespace vorn::bench {
 namespace {
 
-/// A pending operation: readable as often as it has a reply to give.
+/// A pending operation: it is readable as long as it has a reply.
 struct Operation {
   FileDescriptor descriptor;
   std::shared_ptr<std::function<void(DNSServiceRef)>> reply;

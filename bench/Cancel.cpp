@@ -1,10 +1,8 @@
-// How long a cancelled request takes to return, in every phase of a request to
-// a peer that hangs in that phase. Beside it, what waking a thread out of a
-// wait takes at all on this machine.
+// How long a cancelled request takes to return, in every phase, while the peer hangs in that phase. The
+// reference is the time to wake a waiting thread on this machine.
 //
-// bench_cancel REPETITIONS PHASE, where PHASE is wake, connect, header, body,
-// poller (the whole poller's destruction while it waits for a header) or
-// lookup. For the last one the system's resolver has to ask 127.0.0.1.
+// bench_cancel REPETITIONS PHASE, where PHASE is wake, connect, header, body, poller (destroying the whole
+// poller while it waits for a header) or lookup. For the last one, the system's resolver must ask 127.0.0.1.
 
 #include <arpa/inet.h>
 #include <netinet/in.h>
@@ -35,8 +33,7 @@ using namespace std::chrono_literals;
 using vorn::FileDescriptor;
 using vorn::bench::Now;
 
-/// From the last sign of a phase to the cancelling: time for the client to be
-/// back in its wait.
+/// From the last sign of a phase to the cancel: time for the client to return to its wait.
 constexpr auto kIntoTheWait = 5ms;
 constexpr int kLongestWait = 20000;
 
@@ -71,7 +68,7 @@ class Peer {
   Peer& operator=(const Peer&) = delete;
   virtual ~Peer() = default;
   [[nodiscard]] virtual std::string Url() const = 0;
-  /// Waits until a client has come into the phase.
+  /// Waits until a client has reached the phase.
   virtual bool AwaitClient() = 0;
 };
 
@@ -90,7 +87,7 @@ class SilentNameServer final : public Peer {
   const FileDescriptor fSocket = Socket(SOCK_DGRAM, 53);
 };
 
-/// Its queue of connections is full, so that none is made and none refused.
+/// Its queue of connections is full, so connections are neither made nor refused.
 class FullQueue final : public Peer {
  public:
   FullQueue() : fListener(Socket(SOCK_STREAM, 0)) {
@@ -113,7 +110,7 @@ class FullQueue final : public Peer {
   std::array<FileDescriptor, 4> fFillers;
 };
 
-/// Takes the request, answers with so much, and says nothing more.
+/// Takes the request, sends this part of an answer, and then nothing more.
 class MuteServer final : public Peer {
  public:
   explicit MuteServer(std::string answer) : fAnswer(std::move(answer)), fListener(Socket(SOCK_STREAM, 0)) {

@@ -1,5 +1,5 @@
-// Processor time of one keep-alive poll that is answered with 304: by the
-// pollers' HTTP client, and by a bare libcurl easy handle, in turns.
+// Processor time of one keep-alive poll with a 304 answer: by the pollers' HTTP client, and by a bare libcurl
+// easy handle, in turns.
 //
 // bench_poll_cost ROUNDS POLLS-A-ROUND
 
@@ -21,8 +21,8 @@ using vorn::bench::Now;
 using vorn::bench::ThreadCpu;
 
 struct Cost {
-  double cpu = 0;   // seconds a poll
-  double wall = 0;  // seconds a poll
+  double cpu = 0;   // seconds for each poll
+  double wall = 0;  // seconds for each poll
 };
 
 template <typename Poll>
@@ -42,7 +42,7 @@ std::size_t Discard(char*, std::size_t size, std::size_t count, void*) {
   return size * count;
 }
 
-/// What anybody would write who needs no more than the answer's status.
+/// What a program would do that only needs the answer's status.
 class BareLoop {
  public:
   BareLoop(const std::string& url, std::uint16_t port) : fEasy(curl_easy_init(), curl_easy_cleanup) {

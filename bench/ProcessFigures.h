@@ -4,12 +4,12 @@
 
 namespace vorn::bench {
 
-/// What the kernel says of this process.
+/// The kernel's figures of this process.
 struct ProcessFigures {
   std::size_t threads = 0;
   std::size_t residentKiB = 0;
   std::size_t descriptors = 0;
-  std::size_t sockets = 0;        ///< of the descriptors
+  std::size_t sockets = 0;        ///< the highest number of an open descriptor
   double processorSeconds = 0.0;  ///< of all threads, so far
 
   static ProcessFigures Read();

@@ -1,9 +1,10 @@
-# Who the program is, in one place. Packagers may change what is here; the
-# sources, the desktop's files and the man pages all take it from these names.
+# The program's identity, in one place. Packagers may change it here. The
+# sources, the desktop's files and the man pages take all names from here.
 set(VORN_APP_NAME "Vorn Device Finder")
 set(VORN_APP_PROGRAM "vorn-device-finder")
 set(VORN_LAUNCHER_PROGRAM "vorn-device-finder-launcher")
-# The launcher and the program find each other by this; build trees have the same folders.
+# The launcher and the program find each other by this path. Build trees have
+# the same folders.
 file(RELATIVE_PATH VORN_LAUNCHER_FOLDER ${CMAKE_INSTALL_FULL_BINDIR} ${CMAKE_INSTALL_FULL_LIBEXECDIR})
 file(RELATIVE_PATH VORN_APP_FOLDER ${CMAKE_INSTALL_FULL_LIBEXECDIR} ${CMAKE_INSTALL_FULL_BINDIR})
 set(VORN_APP_ID "example.vorn.DeviceFinder" CACHE STRING

@@ -1,5 +1,5 @@
-# Two interface targets that every target of ours links and no other: how code
-# is compiled (settings) and what is said about it (warnings).
+# Every target of ours links these two interface targets, and no other target
+# does. One says how code is compiled (settings), the other turns warnings on.
 
 set(VORN_SANITIZE "none" CACHE STRING "Sanitizers to build with: none, address (with undefined) or thread")
 set_property(CACHE VORN_SANITIZE PROPERTY STRINGS none address thread)
@@ -9,7 +9,8 @@ add_library(vorn_settings INTERFACE)
 target_compile_features(vorn_settings INTERFACE cxx_std_20)
 target_include_directories(vorn_settings INTERFACE ${PROJECT_SOURCE_DIR}/src)
 target_compile_definitions(vorn_settings INTERFACE _FILE_OFFSET_BITS=64)
-# What nothing calls stays out of the programs, and so out of their memory.
+# Functions that nothing calls stay out of the programs, and so out of their
+# memory.
 target_compile_options(vorn_settings INTERFACE -ffunction-sections -fdata-sections)
 target_link_options(vorn_settings INTERFACE -Wl,--gc-sections)
 
@@ -24,8 +25,8 @@ elseif(NOT VORN_SANITIZE STREQUAL "none")
   message(FATAL_ERROR "VORN_SANITIZE must be none, address or thread, not '${VORN_SANITIZE}'")
 endif()
 
-# Hardening where nothing else instruments the code. What a distribution sets in
-# its own flags, it has decided; the rest of its flags come on top.
+# Hardening, unless a sanitizer instruments the code. A distribution's own
+# hardening flags override these. Its other flags are added.
 if(VORN_SANITIZE STREQUAL "none")
   if(NOT CMAKE_CXX_FLAGS MATCHES "stack-protector")
     target_compile_options(vorn_settings INTERFACE -fstack-protector-strong)
@@ -41,16 +42,17 @@ target_compile_options(vorn_warnings INTERFACE
   -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion -Wold-style-cast -Wnon-virtual-dtor
   -Woverloaded-virtual -Wcast-align -Wformat=2 -Wundef)
 if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_CXX_COMPILER_VERSION VERSION_LESS 13)
-  # At -O3 these versions take every join of a literal and a string for a copy within itself.
+  # At -O3 these compilers report a copy within itself wherever a literal and a
+  # string are joined.
   target_compile_options(vorn_warnings INTERFACE -Wno-restrict)
 endif()
 if(VORN_WERROR)
   target_compile_options(vorn_warnings INTERFACE -Werror)
 endif()
 
-# vorn_prefer_size(TARGET): small code rather than fast, where the time goes
-# elsewhere. After the build type's own flags, of which the last counts; an -O of
-# the distribution's stays.
+# vorn_prefer_size(TARGET): compiles for small code instead of fast code,
+# because the time is spent elsewhere. The flag comes after the build type's
+# flags, and the last flag counts. A distribution's own -O stays.
 function(vorn_prefer_size target)
   if(VORN_SANITIZE STREQUAL "none" AND NOT CMAKE_BUILD_TYPE STREQUAL "Debug" AND NOT CMAKE_CXX_FLAGS MATCHES "-O")
     target_compile_options(${target} PRIVATE -Os)

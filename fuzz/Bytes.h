@@ -13,7 +13,7 @@ namespace vorn::fuzzing {
   return {reinterpret_cast<const char*>(data), size};
 }
 
-/// Takes pieces off the front of an input; at its end they come out empty.
+/// Takes pieces from the front of an input. At its end they are empty.
 class ByteReader {
  public:
   explicit ByteReader(std::string_view rest) : fRest(rest) {}
@@ -30,14 +30,14 @@ class ByteReader {
     return static_cast<std::uint16_t>(high << 8U | Byte());
   }
 
-  /// A copy of its own, so that reading past its end is seen.
+  /// A separate copy, so that reading beyond its end is detected.
   std::string Bytes(std::size_t count) {
     const std::string_view piece = fRest.substr(0, std::min(count, fRest.size()));
     fRest.remove_prefix(piece.size());
     return std::string(piece);
   }
 
-  /// A length byte and so many bytes.
+  /// A length byte and that many bytes.
   std::string Text() { return Bytes(Byte()); }
 
  private:

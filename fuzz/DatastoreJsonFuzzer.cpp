@@ -1,5 +1,4 @@
-// Answers of a unit's datastore, compared with what the JSON library's own
-// document says of them.
+// Answers of a unit's datastore, compared with the JSON library's own document of them.
 
 #include "devicelist/Datastore.h"
 #include "fuzz/Bytes.h"
@@ -15,7 +14,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
           "the value is the member's text");
   Require(!value || vorn::fuzzing::IsUtf8(*value), "the value is UTF-8");
 
-  // Any text that JSON can carry comes through.
+  // Any text that JSON can contain is read.
   if (vorn::fuzzing::IsUtf8(body)) {
     const std::string carried = nlohmann::json{{"value", body}}.dump();
     Require(DeviceList::GetDatastoreValue(carried) ==

@@ -1,5 +1,4 @@
-// Answers of the update server, compared with what the JSON library's own
-// document says of them.
+// Answers of the update server, compared with the JSON library's own document of them.
 
 #include "devicelist/Datastore.h"
 #include "fuzz/Bytes.h"

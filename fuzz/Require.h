@@ -5,8 +5,8 @@
 
 namespace vorn::fuzzing {
 
-/// Ends the process, which the fuzzer takes for a find, when a property that
-/// holds for every input does not hold for this one.
+/// Ends the process if a property that must be true for every input is false for this one. The fuzzer counts
+/// this as a find.
 inline void Require(bool holds, const char* property) {
   if (holds) return;
   std::fprintf(stderr, "does not hold: %s\n", property);

@@ -4,9 +4,8 @@
 
 namespace vorn::fuzzing {
 
-/// Whether the text is UTF-8: shortest forms, no surrogates, nothing beyond
-/// U+10FFFF. Written after the table of well-formed byte sequences, to be a
-/// second opinion to the code under test.
+/// Whether the text is UTF-8: shortest forms, no surrogates, nothing beyond U+10FFFF. Written from the table
+/// of well-formed byte sequences, as a second opinion to the code under test.
 [[nodiscard]] inline bool IsUtf8(std::string_view text) {
   const auto within = [&](std::size_t at, unsigned low, unsigned high) {
     return at < text.size() && static_cast<unsigned char>(text[at]) >= low &&

@@ -1,4 +1,4 @@
-// The least program with an item in the status bar: what the toolkit itself takes.
+// The smallest program with a status item: the toolkit's own costs.
 
 #include <QApplication>
 #include <QIcon>

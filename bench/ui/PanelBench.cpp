@@ -1,6 +1,5 @@
-// From a list that arrives to rows that are painted, and what a list costs in
-// its parts. Needs no display: it draws off the screen unless QT_QPA_PLATFORM
-// names another platform.
+// From the arrival of a list to painted rows, and the cost of its parts. Needs no display: it draws off the
+// screen unless QT_QPA_PLATFORM names another platform.
 
 #include <benchmark/benchmark.h>
 
@@ -23,7 +22,7 @@ void WorkOff() {
   for (int i = 0; i < 3; ++i) QCoreApplication::processEvents();
 }
 
-/// An open panel that lists so many devices.
+/// An open panel that lists this many devices.
 class OpenPanel {
  public:
   explicit OpenPanel(int rows) : fList(Devices(rows)) {
@@ -43,7 +42,7 @@ class OpenPanel {
   List fList;
 };
 
-// One visible device changes its firmware; the copy of the list that the owner makes is part of it.
+// One visible device changes its firmware. The owner's copy of the list is included.
 void OneChangeToPaintedRow(benchmark::State& state) {
   OpenPanel panel(Rows(state));
   std::uint64_t build = 0;
@@ -67,7 +66,7 @@ void OneArrivalToPaintedRows(benchmark::State& state) {
 }
 BENCHMARK(OneArrivalToPaintedRows)->Arg(30)->Arg(1000)->Unit(benchmark::kMicrosecond);
 
-// The whole order turns round.
+// The whole order is reversed.
 void ReversalToPaintedRows(benchmark::State& state) {
   OpenPanel panel(Rows(state));
   for (auto _ : state) {
@@ -77,7 +76,7 @@ void ReversalToPaintedRows(benchmark::State& state) {
 }
 BENCHMARK(ReversalToPaintedRows)->Arg(30)->Arg(1000)->Unit(benchmark::kMicrosecond);
 
-// The whole viewport, as scrolling asks for it.
+// The whole viewport, as scrolling needs it.
 void RepaintOfTheViewport(benchmark::State& state) {
   OpenPanel panel(Rows(state));
   for (auto _ : state) panel.table()->viewport()->repaint();

@@ -2,10 +2,9 @@
 
 namespace vorn::app {
 
-/// The program from its start to its end; returns the exit status: 0 also when
-/// another one of us runs already and was asked to show its panel, 1 where
-/// there is no display, and when the session bus ends that was there at the
-/// start: whoever keeps the session running can start the program anew.
+/// The program from its start to its end. Returns the exit status: 0 also if the program was already running
+/// and was asked to show its panel; 1 without a display, and if the session bus of the start ends. Then the
+/// session can start the program again.
 ///
 ///   started by             another runs        alone
 ///   a person               it shows its panel  starts, panel hidden
@@ -15,7 +14,7 @@ namespace vorn::app {
 ///   the bus, show-devices  -                   starts, panel shown
 ///   the bus, otherwise     -                   starts, panel hidden
 ///
-/// What the bus brings later opens a page or shows the panel.
+/// Later requests from the bus open a page or show the panel.
 int RunProgram(int& argc, char** argv);
 
 }  // namespace vorn::app

@@ -16,10 +16,9 @@
 
 namespace DeviceList {
 
-/// What device and switch pollers have in common: the entry, the three polled
-/// values, the change callback, the HTTP client and the thread. A kind of
-/// poller extends it by its checks, which are its members and run on the
-/// thread. So that no check ever meets an object that is not whole:
+/// The common parts of device and switch pollers: the entry, the three polled values, the change callback,
+/// the HTTP client and the thread. A kind of poller adds its checks, which are its members and run on the
+/// thread. A check must never see an object that is not complete. So:
 ///
 ///  - the kind's class is final; its constructor calls Init as the last thing
 ///    that can fail, or calls StopPolling before it lets a failure out;
@@ -43,18 +42,17 @@ class Poller::Impl {
   /// Does not start polling yet.
   Impl(Entry entry, std::shared_ptr<const LocalHosts> hosts, std::chrono::milliseconds period);
 
-  /// Starts the thread on the checks. Throws std::system_error.
+  /// Starts the thread with the checks. Throws std::system_error.
   void Init(std::vector<PollerInternals::Check> checks);
 
-  /// Cancels the HTTP client for good, then stops and joins the thread. May be
-  /// called again; not from a check.
+  /// Cancels the HTTP client for good, then stops and joins the thread. May be called again, but not from a
+  /// check.
   void StopPolling() noexcept;
 
   /// One GET of the base URL with this appended.
   vorn::optional<HTTPAnswer> Get(const std::string& path, const Text& etag = {});
 
-  /// One assignment and one call of the callback each; a text longer than
-  /// kMaxValueBytes is cut.
+  /// Each assigns one value and calls the callback once. A text longer than kMaxValueBytes is cut.
   void SetName(Text name) { Set(fName, std::move(name)); }
   void SetFirmwareVersion(Text version) { Set(fFirmwareVersion, std::move(version)); }
   void SetModelID(Text model) { Set(fModelID, std::move(model)); }

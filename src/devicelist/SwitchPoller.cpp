@@ -22,7 +22,7 @@ SwitchPoller::Impl::Impl(Entry entry, std::shared_ptr<const LocalHosts> hosts,
                          std::chrono::milliseconds period)
     : Poller::Impl(std::move(entry), std::move(hosts), period) {
   Init({[this](Text&) { return CheckFirmwareVersion(); }});
-  // The thread runs already: a failure must not take the object from under it.
+  // The thread runs already, so a failure must not destroy the object under it.
   try {
     SetModelID(std::string(kSwitchModelID));
   } catch (...) {

@@ -15,7 +15,7 @@ namespace {
 
 using Accessor = std::function<std::uint64_t(const FirmwareVersion&)>;
 
-// Equality and ordering walk this table and never name the fields themselves.
+// Equality and ordering use this table and never name the fields themselves.
 const std::vector<Accessor> orderedMembers{
     [](const FirmwareVersion& v) { return v.major; },
     [](const FirmwareVersion& v) { return v.minor; },
@@ -33,8 +33,7 @@ bool ReadSeparator(std::istream& stream, char expected) {
   return true;
 }
 
-// A failed extraction stores 0 or the largest value; a field that was not read
-// is to keep what it held.
+// A failed extraction stores 0 or the largest value, but a field that was not read must keep its value.
 bool ReadNumber(std::istream& stream, std::uint64_t& field) {
   std::uint64_t number = 0;
   if (!(stream >> number)) return false;
@@ -53,7 +52,7 @@ std::istream& operator>>(std::istream& stream, FirmwareVersion& version) {
 }
 
 std::ostream& operator<<(std::ostream& stream, const FirmwareVersion& version) {
-  stream.width(0);  // a width meant for a number would fill the first text
+  stream.width(0);  // otherwise a width that was meant for a number would fill the first text
   return stream << std::to_string(version.major) << '.' << std::to_string(version.minor) << '.'
                 << std::to_string(version.patch) << '+' << std::to_string(version.build);
 }

@@ -6,12 +6,10 @@
 
 namespace vorn {
 
-/// A stable bottom-up merge sort that is defined for any predicate, also one
-/// that is no strict weak ordering: an element of the right half goes first
-/// exactly when `precedes(right, left)`. With a non-strict predicate such as
-/// <=, equal neighbours therefore change places at every sort. `merged` is
-/// working memory, whose contents are lost; with room for as many items as
-/// there are, none is allocated.
+/// A stable bottom-up merge sort that is defined for any predicate, even if it is no strict weak ordering: an
+/// element of the right half goes first exactly when `precedes(right, left)`. So with a non-strict predicate
+/// such as <=, equal neighbours change places at every sort. `merged` is working memory, and its contents are
+/// lost. If it has room for all items, nothing is allocated.
 template <typename T, typename Predicate>
 void MergeSort(std::vector<T>& items, std::vector<T>& merged, Predicate precedes) {
   merged.resize(items.size());

@@ -9,11 +9,10 @@ class AVBCapability {
  public:
   enum class Answer {
     kCapable,
-    kNoHardwareTimeStamping,  ///< the hardware does not stamp what it sends and receives by a clock of its
-                              ///< own
+    kNoHardwareTimeStamping,  ///< the hardware does not stamp sent and received frames with its own clock
     kTooFewTransmitQueues,    ///< no room for two shaped classes beside ordinary traffic
-    kWireless,                ///< shaped classes need a wire
-    kNoSuchInterface,         ///< gone meanwhile, or the name cannot be an interface's
+    kWireless,                ///< shaped classes need a cable
+    kNoSuchInterface,         ///< it has gone, or the name cannot be an interface's
   };
 
   AVBCapability() = default;

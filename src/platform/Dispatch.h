@@ -4,17 +4,16 @@
 
 namespace vorn {
 
-/// Where work is handed to: the main thread, or a background thread.
+/// Runs work elsewhere: on the main thread, or on a background thread.
 ///
-/// Any thread may post; posting never blocks and never runs the job inside the
-/// call. A job that the queues no longer run, because they are shutting down,
-/// is destroyed unrun; so a waiter needs a sign that comes then too (a promise
-/// held by the job). What a job throws is logged and goes no further.
+/// Any thread may post. Posting never blocks and never runs the job inside the call. When the queues shut
+/// down, they destroy the remaining jobs without running them. So a waiter needs a signal that comes in that
+/// case too, such as a promise in the job. An exception of a job is logged and goes no further.
 class Dispatch {
  public:
   enum class Priority {
     kHigh,     ///< never waits behind work of default priority
-    kDefault,  ///< ordinary background work; may wait for work of high priority, never the other way round
+    kDefault,  ///< ordinary background work; may wait for work of high priority, but not the other way round
   };
   using Job = std::function<void()>;
 
@@ -23,12 +22,11 @@ class Dispatch {
   Dispatch& operator=(const Dispatch&) = delete;
   virtual ~Dispatch() = default;
 
-  /// Runs the job on the main thread, from its run loop, in the order posted.
+  /// Runs the job on the main thread, from its run loop, in the order of posting.
   virtual void AsyncMain(Job job) = 0;
 
-  /// Runs the job on a background thread. Jobs of one priority start in the
-  /// order posted and run beside each other. A job must end by itself: the
-  /// program's exit waits for those that have begun.
+  /// Runs the job on a background thread. Jobs of one priority start in the order of posting and run at the
+  /// same time. A job must end by itself, because the program's exit waits for jobs that have started.
   virtual void AsyncBackground(Priority priority, Job job) = 0;
 };
 

@@ -6,14 +6,14 @@
 
 namespace vorn {
 
-/// One entry of what the system starts when the user logs in.
+/// One entry of the programs that the system starts when the user logs in.
 struct LoginJob {
   std::string label;      ///< identifier of the program to start
-  bool onDemand = false;  ///< whether the system will start it; an entry can exist and be switched off
+  bool onDemand = false;  ///< whether the system will start it; an entry can exist but be off
 };
 
-/// What the system starts at login. Nothing is cached: every answer is the
-/// system's own at that moment, whoever changed it.
+/// The programs that the system starts at login. Nothing is cached: every answer shows the system at that
+/// moment, whoever changed it.
 ///
 /// @threadsafety Main thread. Calls touch a small local file and may block on
 /// its disk.
@@ -21,16 +21,15 @@ class LoginItems {
  public:
   virtual ~LoginItems() = default;
 
-  /// Has the program with this identifier started at login, or no longer.
-  /// False when that could not be done; what was there before then stays.
+  /// Switches the start of the program with this identifier at login on or off. False if that failed; then
+  /// nothing has changed.
   [[nodiscard]] virtual bool SetEnabled(const std::string& identifier, bool enabled) = 0;
 
-  /// Where the entry is switched on but what it starts is no longer there, has
-  /// it start the program of SetEnabled. Any other entry stays as it is. False
-  /// when that could not be done.
+  /// If the entry is on, but its program no longer exists, makes it start the program of SetEnabled. Any
+  /// other entry stays as it is. False if that failed.
   [[nodiscard]] virtual bool Repair(const std::string& identifier) = 0;
 
-  /// The entry of that identifier; empty when there is none.
+  /// The entry of that identifier; empty if there is none.
   virtual optional<LoginJob> JobLabelled(const std::string& identifier) const = 0;
 };
 

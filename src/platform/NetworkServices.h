@@ -7,10 +7,10 @@
 
 namespace vorn {
 
-/// One way into the network, under the name that its user knows it by.
+/// One connection to the network, with the name that its user knows.
 struct NetworkService {
   std::string name;           ///< user-visible, any text
-  std::string interfaceName;  ///< the kernel's; empty when the service has no interface
+  std::string interfaceName;  ///< the kernel's; empty if the service has no interface
 };
 
 /// The workstation's network services.
@@ -21,11 +21,9 @@ class NetworkServices {
   NetworkServices& operator=(const NetworkServices&) = delete;
   virtual ~NetworkServices() = default;
 
-  /// Every service, in the system's own order: wired and wireless, connected
-  /// or not, but neither the loopback nor links without hardware of their own
-  /// (bridges, tunnels). Empty optional when the system could not be asked.
-  /// Any thread; blocks briefly, a few seconds at worst when a system service
-  /// hangs.
+  /// Every service, in the system's own order: wired and wireless, connected or not, but neither the loopback
+  /// nor links without their own hardware (bridges, tunnels). Empty optional if the system could not be
+  /// asked. Any thread. Blocks for a short time, and for a few seconds if a system service hangs.
   virtual optional<std::vector<NetworkService>> CopyAll() = 0;
 };
 

@@ -14,9 +14,8 @@ class UrlOpener {
   UrlOpener& operator=(const UrlOpener&) = delete;
   virtual ~UrlOpener() = default;
 
-  /// Hands `url` to the browser and returns without waiting for it. The
-  /// activation token, where one came with the user's click, lets the browser
-  /// raise its window; empty is none. The reason of a failure goes to the console.
+  /// Gives `url` to the browser and returns without waiting for it. If the user's click brought an activation
+  /// token, it lets the browser raise its window; empty means none. The console gets the reason of a failure.
   virtual void Open(const std::string& url, const std::string& activationToken) = 0;
 };
 

@@ -66,7 +66,7 @@ void ClickablePanel::paintEvent(QPaintEvent* event) {
   QPainter painter(this);
   QColor line = palette().color(QPalette::WindowText);
   line.setAlphaF(0.3F);
-  // One point wide on any device pixel ratio; a pen would be one device pixel off.
+  // One point wide on any device pixel ratio. A pen would be wrong by one device pixel.
   painter.fillRect(0, 0, width(), 1, line);
   painter.fillRect(0, height() - 1, width(), 1, line);
   painter.fillRect(0, 1, 1, height() - 2, line);

@@ -4,10 +4,9 @@
 
 namespace vorn::ui {
 
-/// The panel's window: frameless, in front of all others, of fixed size so that
-/// tiling desktops let it float; takes keys and the focus, never stands for the
-/// program in task bars, and cannot be moved by the user. A dialog, because
-/// assistive tools read a bare window as filler. Main thread only.
+/// The panel's window: frameless, in front of all others, of fixed size so that tiling desktops let it float.
+/// It takes keys and the focus, does not appear in task bars, and the user cannot move it. It is a dialog,
+/// because assistive tools read a bare window as filler. Main thread only.
 class ClickablePanel : public QDialog {
   Q_OBJECT
 
@@ -22,16 +21,14 @@ class ClickablePanel : public QDialog {
   /// Escape, wherever the focus is in the panel.
   void reject() override;
 
-  /// To be called when a menu of the panel's has closed: the focus may have
-  /// gone elsewhere meanwhile.
+  /// Call it when a menu of the panel has closed, because the focus may have gone elsewhere in the meantime.
   void menuDidClose();
 
  signals:
-  /// The focus has gone to another window while the panel is open; its own
-  /// menus do not count.
+  /// The focus has gone to another window while the panel is open. The panel's own menus do not count.
   void resignedKey();
   void cancelOperation();
-  /// The panel is about to close, whoever closes it; emitted once.
+  /// The panel is about to close, for any reason; emitted once.
   void willClose();
 
  protected:

@@ -9,17 +9,15 @@
 
 namespace vorn::ui {
 
-/// The rows of the panel: one per listed device, or a single unselectable
-/// placeholder row while nothing is listed. Main thread only.
+/// The rows of the panel: one for each listed device, or one unselectable placeholder row while nothing is
+/// listed. Main thread only.
 ///
-/// A new list is announced as what has changed, never as a reset:
-///  1. A row belongs to one `url` for its whole life, so a persistent index
-///     stays with its device or becomes invalid, and never denotes another one.
-///     Of several entries with one url, the n-th stays the n-th.
-///  2. Rows that are gone and rows that are new are announced as spans;
-///     remaining rows in a new order as one change of layout.
-///  3. dataChanged is announced for rows whose shown content has changed, one
-///     announcement per span, and for no others.
+/// A new list is announced as its changes, never as a reset:
+/// 1. A row belongs to one `url` for its whole life. So a persistent index stays with its device or becomes
+///    invalid, and never means another one. Of several entries with one url, the n-th stays the n-th.
+/// 2. Removed rows and new rows are announced as spans. Remaining rows in a new order are announced as one
+///    change of layout.
+/// 3. dataChanged is announced only for rows whose shown content has changed, once for each span.
 class DeviceListModel : public QAbstractListModel {
   Q_OBJECT
 
@@ -38,9 +36,9 @@ class DeviceListModel : public QAbstractListModel {
   [[nodiscard]] bool isEmpty() const { return fRows.empty(); }
   /// Number of devices; the placeholder does not count.
   [[nodiscard]] int deviceCount() const { return static_cast<int>(fRows.size()); }
-  /// The device at `row`; null when there is none.
+  /// The device at `row`; null if there is none.
   [[nodiscard]] const DeviceList::ExtendedDeviceInfo* deviceAt(int row) const;
-  /// The first row with this url; -1 when there is none.
+  /// The first row with this url; -1 if there is none.
   [[nodiscard]] int rowOfUrl(const std::string& url) const;
 
   [[nodiscard]] int rowCount(const QModelIndex& parent = {}) const override;
@@ -48,7 +46,7 @@ class DeviceListModel : public QAbstractListModel {
   [[nodiscard]] Qt::ItemFlags flags(const QModelIndex& index) const override;
 
  private:
-  /// What a row is told from others by: its url and how many rows before it have the same one.
+  /// The identity of a row: its url and how many rows before it have the same one.
   struct Key {
     std::string url;
     int occurrence = 0;
@@ -60,7 +58,7 @@ class DeviceListModel : public QAbstractListModel {
   struct Row {
     DeviceList::ExtendedDeviceInfo info;
     Key key;
-    QString name;  ///< as shown; kept, because it is asked for at every repaint
+    QString name;  ///< as shown; kept, because every repaint asks for it
   };
 
   static std::vector<Row> rowsOf(std::vector<DeviceList::ExtendedDeviceInfo> list);

@@ -75,7 +75,7 @@ void StatusMenu::updateDeviceList(std::vector<ExtendedDeviceInfo> list) {
 }
 
 void StatusMenu::aboutToShow() {
-  fSettings->menuNeedsUpdate();  // hosts need not tell of opening a submenu
+  fSettings->menuNeedsUpdate();  // hosts need not report that they open a submenu
   if (fListTimer.isActive()) {
     takeOverList();
   } else {
@@ -108,8 +108,8 @@ void StatusMenu::removeGoneEntries() {
   });
 }
 
-// The first `at` entries are in place; the next device's entry is looked for
-// behind them, or made, and put there.
+// The first `at` entries are in place. The next device's entry is searched after them, or made, and put
+// there.
 void StatusMenu::placeEntries() {
   std::unordered_set<std::string> placed;
   for (const ExtendedDeviceInfo& info : fList) {

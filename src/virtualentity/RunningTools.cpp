@@ -4,8 +4,7 @@
 
 namespace vorn {
 
-/// Owns a child that stands in one of the lists; both go together, also where
-/// the collection throws.
+/// Owns a child that is in one of the lists. Both end together, also if the collection throws.
 class RunningTools::Entry {
  public:
   Entry(RunningTools& tools, Children& list, std::unique_ptr<ChildProcess> child)

@@ -11,26 +11,25 @@
 
 namespace vorn {
 
-/// The children that run, so that the program's end waits for none of them:
-/// listings are ended, toggles are left to finish by themselves. Any thread.
+/// The running children. The program's end waits for none of them: listings are ended, toggles finish by
+/// themselves. Any thread.
 class RunningTools {
  public:
   using TimePoint = std::chrono::steady_clock::time_point;
 
-  /// Starts the toggle and waits for its end, however long that takes, unless
-  /// Stop comes first. Starts nothing after Stop.
+  /// Starts the toggle and waits for its end, however long that takes, unless Stop comes first. Starts
+  /// nothing after Stop.
   void Run(ChildProcessLauncher& launcher, const ChildProcessRequest& request);
 
-  /// Collects the listing's output and blocks until the deadline in any case,
-  /// unless StopListings comes first. Empty then, and where there is no child.
+  /// Collects the listing's output. Always blocks until the deadline, unless StopListings comes first. Empty
+  /// in that case, and if there is no child.
   [[nodiscard]] optional<ChildOutput> Watch(std::unique_ptr<ChildProcess> listing, TimePoint deadline);
 
-  /// Ends the listings that are watched, now and from now on, with their
-  /// children. Does not block.
+  /// Ends the current and all later listings, with their children. Does not block.
   void StopListings();
 
-  /// StopListings; then leaves the toggles that run to finish by themselves.
-  /// Blocks until every Run has returned, which waits for no tool.
+  /// StopListings; then lets running toggles finish by themselves. Blocks until every Run has returned, which
+  /// waits for no tool.
   void Stop();
 
  private:
@@ -38,7 +37,7 @@ class RunningTools {
 
   class Entry;
 
-  std::mutex fMutex;  // guards the rest
+  std::mutex fMutex;  // guards the members below
   std::condition_variable fChanged;
   Children fToggles;
   Children fListings;

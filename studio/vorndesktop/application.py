@@ -1,4 +1,4 @@
-"""The programs of a build folder or an installation, and what of them a desktop has to know."""
+"""The programs of a build folder or an installation, and what a desktop must know about them."""
 
 import pathlib
 

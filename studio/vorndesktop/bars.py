@@ -1,4 +1,4 @@
-"""The bars that host the status item: how each is told where to stand and what to hold."""
+"""The bars that host the status item: settings for the place and the contents of each."""
 
 XFCE_SETTINGS = """<?xml version="1.0" encoding="UTF-8"?>
 <channel name="xfce4-panel" version="1.0">

@@ -1,7 +1,6 @@
-// A pointer for tests on Wayland: VirtualPointer WIDTH HEIGHT takes lines on its
-// input, "move X Y" in a screen of that size and "click BUTTON" (1 left, 3
-// right), and answers each with "done" once the compositor has it. The pointer
-// stays until the input ends.
+// A pointer for tests on Wayland: VirtualPointer WIDTH HEIGHT reads lines from its input, "move X Y" in a
+// screen of that size and "click BUTTON" (1 left, 3 right). It answers each with "done" when the compositor
+// has it. The pointer stays until the input ends.
 
 #include <linux/input-event-codes.h>
 #include <wayland-client.h>
@@ -32,7 +31,7 @@ std::uint32_t Now() {
   return static_cast<std::uint32_t>(duration_cast<milliseconds>(passed).count());
 }
 
-/// Finds the manager of virtual pointers among what the compositor offers.
+/// Finds the manager of virtual pointers among the compositor's objects.
 class Registry {
  public:
   explicit Registry(wl_display* display) : fRegistry(wl_display_get_registry(display)) {

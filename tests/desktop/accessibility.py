@@ -1,4 +1,4 @@
-"""What the program tells assistive tools, read over their bus as a screen reader does."""
+"""What the program reports to assistive tools, read over their bus like a screen reader."""
 
 import dataclasses
 
@@ -13,7 +13,7 @@ DIRECTION_MARKS = dict.fromkeys(map(ord, "\u2066\u2067\u2068\u2069\u200e\u200f")
 OF_THE_SCREEN = dbus.UInt32(0)
 MENUS = ("menu", "popup menu")
 FIRST_OBJECT = 1 << 31  # the toolkit's first number
-MOST_OBJECTS = 50  # that are looked at in search of a menu
+MOST_OBJECTS = 50  # the most that are searched for a menu
 
 
 @dataclasses.dataclass
@@ -32,7 +32,7 @@ class Node:
         return mine + [found for child in self.children for found in child.all(role)]
 
     def named(self, name):
-        """The first thing of this name at any depth; None where there is none."""
+        """The first thing with this name at any depth; None if there is none."""
         if self.name == name:
             return self
         return next((found for child in self.children if (found := child.named(name))), None)
@@ -44,7 +44,7 @@ class Node:
 
 
 class Accessibility:
-    """Reads the windows of applications on a desktop's bus for assistive tools."""
+    """Reads the windows of applications on the bus for assistive tools."""
 
     def __init__(self, session_address):
         session = dbus.bus.BusConnection(session_address)
@@ -56,20 +56,20 @@ class Accessibility:
         self._bus.close()
 
     def windows(self, application):
-        """The windows of an application; what goes away while it is read is left out."""
+        """The windows of an application. What disappears during the reading is left out."""
         for reference in self._applications(application):
             return [window for child in self._children(reference) if (window := self._read(child))]
         return []
 
     def ask_for_changes(self):
-        """Makes applications tell what appears; of a menu that opens they number the parts only then."""
+        """Makes applications report what appears. Only then do they number the parts of a menu that opens."""
         registry = ("org.a11y.atspi.Registry", "/org/a11y/atspi/registry")
         self._call(registry, "org.a11y.atspi.Registry", "RegisterEvent", "s", "object:state-changed:showing")
 
     def menu(self, application, first):
         """The menu of an application that begins with this entry; None while there is none."""
         for reference in self._applications(application):
-            # An open menu is not among the windows, but what was told of has a number.
+            # An open menu is not among the windows, but every reported thing has a number.
             for number in range(FIRST_OBJECT, FIRST_OBJECT + MOST_OBJECTS):
                 candidate = (reference[0], f"/org/a11y/atspi/accessible/{number}")
                 entries = self._children(candidate) if self._call(candidate, ACCESSIBLE, "GetRoleName") in MENUS else ()
@@ -107,4 +107,4 @@ class Accessibility:
         try:
             return self._bus.call_blocking(str(reference[0]), str(reference[1]), interface, method, signature, arguments)
         except dbus.DBusException:
-            return None  # it has gone meanwhile
+            return None  # it has gone in the meantime

@@ -1,7 +1,7 @@
-"""Prints, as JSON, the texts that a bar draws for a menu that travels over D-Bus: NAME PATH COUNT, of that many entries.
+"""Prints, as JSON, the texts that a bar draws for a menu from D-Bus: NAME PATH COUNT, with COUNT entries.
 
-The labels are those that the library makes which most bars draw such menus with. A label tells the text that stands
-on the screen; what the library tells assistive tools of it lacks every "_".
+The labels come from the library that most bars use for such menus. The label has the text on the screen. The text for
+assistive tools is not useful here, because the library drops every "_" from it.
 """
 
 import ctypes
@@ -44,7 +44,7 @@ def children(widget):
 
 
 def label_in(widget):
-    """The text of the label within an entry; None for a separator."""
+    """The text of the label in an entry; None for a separator."""
     if is_a(widget, TYPES["label"]):
         return text_of(widget).decode()
     inner = children(widget) if is_a(widget, TYPES["container"]) else ()
@@ -52,7 +52,7 @@ def label_in(widget):
 
 
 def entries(menu):
-    """All entries in order, those of submenus behind their own."""
+    """All entries in order. The entries of a submenu come after its own entry."""
     for item in children(menu):
         text = label_in(item) if is_visible(item) else None
         if text is not None:

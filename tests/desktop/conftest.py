@@ -1,4 +1,4 @@
-"""What the desktop tests share: a desktop and a studio for each test, taken down whatever happens."""
+"""The desktop tests share this: a desktop and a studio for each test, always stopped at the end."""
 
 import os
 import pathlib
@@ -31,7 +31,10 @@ LIVE_ROOM = "Live Room, audio interface, firmware 1.4.0+290, update 1.4.2 availa
 
 @pytest.fixture
 def desktop(request):
-    """A screen with a window manager and the bus for assistive tools, but no bar; another size where one is given."""
+    """A screen with a window manager and the bus for assistive tools, without a bar.
+
+    The test may give another size.
+    """
     with VirtualDesktop(*getattr(request, "param", (960, 600))) as made:
         made.start_screen()
         made.start_bus()

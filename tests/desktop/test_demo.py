@@ -1,4 +1,4 @@
-"""The demonstration for machines without a display, as the run command plays it."""
+"""The demonstration for machines without a display, as `run` plays it."""
 
 import os
 import pathlib
@@ -17,7 +17,7 @@ SIZE = (960, 600)
 
 
 def start(folder):
-    """Starts it with its temporary files in a folder by which what it starts can be told."""
+    """Starts it with its temporary files in a folder, which identifies every process that it starts."""
     return subprocess.Popen(
         [ROOT / "studio" / "demo", BUILD, folder / "pictures"], env={**os.environ, "TMPDIR": str(folder)},
         stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True,
@@ -32,7 +32,7 @@ def processes_of(folder):
             if str(folder).encode() in (process / "environ").read_bytes():
                 found.append(process.name)
         except OSError:
-            pass  # it has gone meanwhile
+            pass  # it has gone in the meantime
     return found
 
 
@@ -59,7 +59,7 @@ def test_it_plays_to_its_end_and_leaves_pictures(tmp_path):
 @pytest.mark.parametrize("number", [signal.SIGINT, signal.SIGTERM, signal.SIGKILL])
 def test_nothing_stays_when_it_is_interrupted(tmp_path, number):
     demo = start(tmp_path)
-    assert demo.stdout.readline()  # so the desktop stands and the programs run
+    assert demo.stdout.readline()  # now the desktop exists and the programs run
     assert len(processes_of(tmp_path)) > 5
     demo.send_signal(number)
     started = time.monotonic()

@@ -14,7 +14,7 @@ BAR = 28
 
 
 def empty_bar(desktop, start, edge="top"):
-    """What the bar looks like without an item; the bar is gone again afterwards."""
+    """The picture of the bar without an item. The bar is stopped again afterwards."""
     bar = start(edge=edge)
     picture = desktop.settled_bar(edge)
     desktop.stop(bar)
@@ -65,7 +65,7 @@ def test_the_item_is_never_passive_and_goes_dim_without_units(finder):
 
 @pytest.fixture
 def machine_with_the_icons(tmp_path, monkeypatch):
-    """A machine on which the application is installed; the programs that are tested later see nothing of that."""
+    """A machine on which the application is installed. The programs of later tests see nothing of this."""
 
     def install(source, place):
         (machine / place).parent.mkdir(parents=True, exist_ok=True)
@@ -155,7 +155,7 @@ def test_a_tray_of_the_older_kind_shows_our_own_drawing(finder, edge):
     x, y, width, height = desktop.geometry(finder.window())
     assert x + width == desktop.width
     assert y == BAR if edge == "top" else y + height == desktop.height - BAR
-    desktop.move(*finder.panel().middle)  # a bar may draw an icon under the mouse in another way
+    desktop.move(*finder.panel().middle)  # a bar may draw an icon differently under the mouse
     highlighted = desktop.settled_bar(edge)
     desktop.key("Escape")
     finder.wait(lambda: desktop.bar_strip(edge).columns_that_differ(highlighted), "the end of the highlight")

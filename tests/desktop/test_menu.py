@@ -1,4 +1,4 @@
-"""What people read in the item's menu, where a bar draws it and where the program does, whatever strangers' names hold."""
+"""What people read in the item's menu, drawn by a bar and by the program, with any names from the network."""
 
 import json
 import os
@@ -17,7 +17,7 @@ NAMES = [
 ]
 SETTINGS = ["Launch at Login", "Show Switches", "Notify About Updates"]
 READER = pathlib.Path(__file__).with_name("bar_menu.py")
-MARKS = dict.fromkeys(map(ord, "\u2068\u2069")) | {0x2CD: "_"}  # what nobody sees, and what looks like an underscore
+MARKS = dict.fromkeys(map(ord, "\u2068\u2069")) | {0x2CD: "_"}  # an invisible character, and one that looks like an underscore
 
 
 def to_the_eye(text):
@@ -35,7 +35,7 @@ def whole_menu():
 
 
 def start_item(desktop, start_bar):
-    """Puts the status item with units and interfaces of these names into a bar; returns the middle of its icon."""
+    """Puts the status item with units and interfaces of these names into a bar. Returns the middle of its icon."""
     start_bar()
     before = desktop.settled_bar()
     names = [argument for name in NAMES for argument in ("--unit", name, "--service", name)]

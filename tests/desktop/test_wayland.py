@@ -1,4 +1,4 @@
-"""The program on Wayland, where it cannot place its window: sway with waybar."""
+"""The program on Wayland, where it cannot choose the place of its window: sway with waybar."""
 
 import pytest
 
@@ -21,7 +21,7 @@ def finder():
 
 
 def row_middle(finder, beginning):
-    """Where a row is on the screen; on Wayland a program knows places in its window only."""
+    """The place of a row on the screen. On Wayland a program only knows places inside its window."""
     x, y, _, _ = finder.desktop.geometry(finder.window())
     row_x, row_y = finder.row(beginning).middle
     return x + row_x, y + row_y

@@ -17,11 +17,11 @@ struct PollerBoard {
   std::vector<class FakePoller*> alive;
   std::vector<std::string> events;
 
-  /// The living poller of a unit; null when there is none.
+  /// The living poller of a unit; null if there is none.
   [[nodiscard]] FakePoller* Of(const std::string& url) const;
 };
 
-/// A poller without a thread: the test says what the unit says.
+/// A poller without a thread: the test chooses what the unit says.
 class FakePoller final : public Poller {
  public:
   FakePoller(Entry entry, PollerBoard& board) : FakePoller(new Impl(std::move(entry)), board) {}

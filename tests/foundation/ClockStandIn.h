@@ -3,9 +3,8 @@
 #include <atomic>
 #include <cstdint>
 
-/// Stands in for the C library's clock_gettime in the test program that links
-/// it: both clocks show what the test sets, from before the program's static
-/// initialisation on, and stand still in between.
+/// Replaces the C library's clock_gettime in the test program that links it. Both clocks show what the test
+/// sets, from before the program's static initialisation, and do not run in between.
 namespace vorn::testing {
 
 inline constexpr std::int64_t kSecond = 1'000'000'000;

@@ -10,8 +10,7 @@
 
 namespace Log::testing {
 
-/// Sends the logger's lines to a file of its own and puts every setting of the
-/// logger back when it goes.
+/// Sends the logger's lines to a separate file and restores every setting of the logger at its end.
 class LogCapture {
  public:
   LogCapture() {
@@ -29,8 +28,7 @@ class LogCapture {
   LogCapture(const LogCapture&) = delete;
   LogCapture& operator=(const LogCapture&) = delete;
 
-  /// What has reached the file so far: what is still in the stream's buffer is
-  /// not in it.
+  /// What has reached the file so far, without what is still in the stream's buffer.
   [[nodiscard]] std::string Text() const {
     std::string text;
     char piece[4096];

@@ -18,7 +18,7 @@ using ::testing::EndsWith;
 using ::testing::StartsWith;
 using vorn::testing::SystemLogEntries;
 
-// The settings as they are before anything can have changed them.
+// The settings before anything can have changed them.
 const bool kVerboseAtLoad = details::s_verbose;
 const bool kColorAtLoad = details::s_use_color;
 const bool kSyslogAtLoad = details::gUseSyslog;

@@ -12,7 +12,7 @@
 namespace vorn {
 namespace {
 
-using Keyed = std::pair<int, int>;  // what is compared, and where it stood
+using Keyed = std::pair<int, int>;  // what is compared, and where it was
 
 std::vector<Keyed> RandomItems(std::size_t count, int keys, unsigned seed) {
   std::mt19937 random(seed);
@@ -24,7 +24,7 @@ std::vector<Keyed> RandomItems(std::size_t count, int keys, unsigned seed) {
 
 template <typename Predicate>
 void Sort(std::vector<Keyed>& items, Predicate precedes) {
-  std::vector<Keyed> merged{{-1, -1}};  // as a sort before may have left it
+  std::vector<Keyed> merged{{-1, -1}};  // as an earlier sort may have left it
   MergeSort(items, merged, precedes);
 }
 

@@ -14,7 +14,7 @@ static_assert(std::is_nothrow_move_constructible_v<optional<std::string>>);
 static_assert(std::is_nothrow_move_assignable_v<optional<std::string>>);
 static_assert(!std::is_convertible_v<optional<std::string>, bool>);
 
-// Counts its living objects and fails to be copied when told to.
+// Counts its living objects, and its copy fails on request.
 struct Tracked {
   explicit Tracked(int v) : value(v) { ++living; }
   Tracked(const Tracked& other) : value(other.value) {

@@ -1,5 +1,4 @@
-// Defines the C library's calls themselves; its header, which may give them
-// inline forms, is not included here.
+// Defines the C library's calls themselves. Their header may give inline forms, so it is not included here.
 #include "tests/foundation/SystemLogStandIn.h"
 
 #include <cstdarg>
@@ -23,7 +22,7 @@ void vsyslog(int priority, const char* format, std::va_list arguments) {
   vorn::testing::SystemLogEntries().push_back({priority, text});
 }
 
-// What the call is turned into when the build is hardened.
+// The name of the call in a hardened build.
 void __vsyslog_chk(int priority, int flag, const char* format, std::va_list arguments)
     __attribute__((format(printf, 3, 0)));
 void __vsyslog_chk(int priority, int /*flag*/, const char* format, std::va_list arguments) {

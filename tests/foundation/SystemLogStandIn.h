@@ -10,8 +10,7 @@ struct SystemLogEntry {
   std::string text;
 };
 
-/// What the program that links the stand-in has sent to the system log, in
-/// order. The real system log gets none of it.
+/// What the program has sent to the system log, in order. The real system log gets nothing.
 std::vector<SystemLogEntry>& SystemLogEntries();
 
 }  // namespace vorn::testing

@@ -9,7 +9,7 @@
 
 namespace vorn::testing {
 
-/// Records what is delivered and removed, and clicks on request.
+/// Records deliveries and removals, and clicks on request.
 class FakeNotificationCenter final : public NotificationCenter {
  public:
   void SetDelegate(std::weak_ptr<Delegate> delegate) override { fDelegate = std::move(delegate); }

@@ -19,20 +19,19 @@ namespace vorn::testing {
 
 /// A request as it arrived.
 struct ReceivedRequest {
-  int connection = 0;                    ///< counted from 1 in the order of their acceptance
+  int connection = 0;                    ///< counted from 1 in the order of acceptance
   std::string method;                    ///< "GET"
   std::string target;                    ///< "/path?query", or a whole URL when sent to a proxy
   std::vector<std::string> headerLines;  ///< "Name: value", without line ends, in order
 
-  /// The values of the field with the name as given, case and all.
+  /// The values of the field with exactly this name, including its case.
   [[nodiscard]] std::vector<std::string> ValuesOf(std::string_view name) const;
 };
 
 class LoopbackServer;
 
-/// One request's answer in the making, handed to a handler, which may send any
-/// bytes at any pace. When the handler returns, the server reads the next
-/// request from the same connection unless it was closed.
+/// The answer to one request. A handler gets it and may send any bytes at any pace. When the handler returns,
+/// the server reads the next request from the same connection unless it was closed.
 class Exchange {
  public:
   Exchange(LoopbackServer& server, int socket, const ReceivedRequest& request)
@@ -43,13 +42,13 @@ class Exchange {
   /// Sends a whole answer with a Content-Length and the given header lines.
   void Reply(int status, std::string_view body = {}, const std::vector<std::string>& headerLines = {});
 
-  /// Sends the bytes as they are. False when the peer or the server has gone.
+  /// Sends the bytes as they are. False if the peer or the server has gone.
   bool Send(std::string_view bytes);
 
   /// Waits until the peer has closed the connection or the server ends.
   void Hang();
 
-  /// Waits; false when the peer has closed the connection or the server ends.
+  /// Waits; false if the peer has closed the connection or the server ends.
   bool Pause(std::chrono::milliseconds duration);
 
   void Close();  ///< an orderly end of the connection
@@ -66,15 +65,14 @@ class Exchange {
   bool fOpen = true;
 };
 
-/// A real HTTP/1.1 server on 127.0.0.1 with a port of its own choice, one
-/// thread a connection. What it answers is told by handlers, one a target;
-/// targets without one get a 404. Everything is recorded. All functions may be
-/// called from any thread, but for construction and destruction.
+/// A real HTTP/1.1 server on 127.0.0.1 with a free port, one thread for each connection. Handlers give the
+/// answers, one for each target. Targets without a handler get a 404. Everything is recorded. Any thread may
+/// call all functions, except construction and destruction.
 class LoopbackServer {
  public:
   using Handler = std::function<void(Exchange&)>;
 
-  /// On a port of its own choice, or on another loopback address and port.
+  /// On a free port, or on another loopback address and port.
   LoopbackServer() : LoopbackServer("127.0.0.1", 0) {}
   LoopbackServer(const char* address, std::uint16_t port);
   ~LoopbackServer();
@@ -86,15 +84,15 @@ class LoopbackServer {
   /// "http://address:port" and the target.
   [[nodiscard]] std::string Url(std::string_view target = "/") const;
 
-  /// Ends every connection and waits until no handler runs any more; nothing is
-  /// served afterwards. The destructor does it too. One thread, at any time.
+  /// Ends every connection and waits until no handler runs any more. Nothing is served afterwards. The
+  /// destructor does this too. One thread, at any time.
   void Stop();
 
-  /// From the next request on; replaces the target's handler of before.
+  /// From the next request on; replaces the target's earlier handler.
   void Handle(const std::string& target, Handler handler);
   void Reply(const std::string& target, int status, const std::string& body = {},
              const std::vector<std::string>& headerLines = {});
-  /// For targets that have no handler of their own.
+  /// For targets without their own handler.
   void HandleOthers(Handler handler);
 
   [[nodiscard]] std::vector<ReceivedRequest> Requests() const;
@@ -103,7 +101,7 @@ class LoopbackServer {
   [[nodiscard]] int ConnectionCount() const;  ///< accepted so far
   [[nodiscard]] int OpenConnections() const;  ///< accepted and not ended yet
 
-  /// Waits for so many requests in all; false when they did not come.
+  /// Waits for this many requests in all; false if they did not come.
   [[nodiscard]] bool WaitForRequests(std::size_t count) const;
 
  private:
@@ -111,7 +109,7 @@ class LoopbackServer {
   struct Connection {
     FileDescriptor socket;
     std::thread thread;
-    bool ended = false;  ///< guarded by fMutex; its thread leaves
+    bool ended = false;  ///< guarded by fMutex; its thread ends
   };
 
   void AcceptLoop();
@@ -119,7 +117,7 @@ class LoopbackServer {
   bool ReadRequest(int socket, std::string& buffer, ReceivedRequest& request);
   Handler HandlerFor(const std::string& target) const;
 
-  FileDescriptor fStopRead;  ///< readable from the begin of destruction
+  FileDescriptor fStopRead;  ///< readable from the start of destruction
   FileDescriptor fStopWrite;
   const std::string fAddress;
   std::uint16_t fPort;
@@ -135,8 +133,8 @@ class LoopbackServer {
   std::thread fAcceptThread;
 };
 
-/// Stops the server at the end of its scope. Declared after what handlers use
-/// by reference, where the server itself lives longer than that.
+/// Stops the server at the end of its scope. Declare it after what handlers use by reference, if the server
+/// itself lives longer.
 class StopsServer {
  public:
   explicit StopsServer(LoopbackServer& server) : fServer(server) {}
@@ -148,8 +146,8 @@ class StopsServer {
   LoopbackServer& fServer;
 };
 
-/// A listening port of 127.0.0.1 whose queue is full: a connection to it is
-/// neither made nor refused for as long as this lives.
+/// A listening port of 127.0.0.1 with a full queue: while this lives, a connection to it is neither made nor
+/// refused.
 class FullListener {
  public:
   FullListener();
@@ -167,8 +165,7 @@ class FullListener {
 /// A port of 127.0.0.1 on which nobody listens.
 [[nodiscard]] std::uint16_t UnusedPort();
 
-/// The bytes compressed in the gzip form, in the deflate form, and in the
-/// deflate form as some servers send it.
+/// The bytes compressed in the gzip form, in the deflate form, and in the deflate form of some servers.
 [[nodiscard]] std::string Gzip(std::string_view bytes);
 [[nodiscard]] std::string Deflate(std::string_view bytes);
 [[nodiscard]] std::string DeflateWithoutHeader(std::string_view bytes);

@@ -9,8 +9,8 @@
 
 namespace vorn::testing {
 
-/// A message bus of a test's own. It knows no service files, so that nothing is
-/// started behind the test's back, unless the test adds some to Services().
+/// A private message bus for a test. It knows no service files, so nothing starts without the test's
+/// knowledge, unless the test adds some to Services().
 class PrivateBus {
  public:
   PrivateBus() {

@@ -8,7 +8,7 @@
 
 namespace vorn::testing {
 
-/// A folder of its own for a test, removed with everything in it.
+/// A separate folder for a test, removed with everything in it.
 class TemporaryFolder {
  public:
   TemporaryFolder() {

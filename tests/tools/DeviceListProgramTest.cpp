@@ -31,7 +31,7 @@ constexpr char kNoResponder[] =
 
 constexpr char kSilentResponder[] = "vorn-device-list: the DNS-SD responder (avahi-daemon) does not answer\n";
 
-// The promise is a second; another is for a machine with much else to do.
+// The limit is a second; the other second is for a busy machine.
 constexpr std::chrono::seconds kPromptly{2};
 
 Program::Setup WithoutResponder() {

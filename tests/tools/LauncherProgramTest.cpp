@@ -1,4 +1,4 @@
-// What the login launcher answers itself; what it starts is the application's.
+// The launcher's own answers; what it starts is tested with the application.
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

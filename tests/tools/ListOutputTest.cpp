@@ -28,7 +28,7 @@ using ::testing::Not;
 using testing::ScopedEnvironment;
 using ::testing::StartsWith;
 
-// Puts something else in the place of standard output for its own lifetime.
+// Replaces standard output with something else for its own lifetime.
 class RedirectedOutput {
  public:
   enum class Kind { kPipe, kTerminal, kFull };

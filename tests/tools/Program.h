@@ -11,13 +11,12 @@
 
 namespace vorn::testing {
 
-/// One run of a program with pipes for its outputs; killed when it goes.
-/// Belongs to one thread.
+/// One run of a program with pipes for its outputs. Its end kills the program. Belongs to one thread.
 class Program {
  public:
   struct Setup {
-    std::vector<std::string> environment;  ///< "NAME=value", beside our own
-    int output = -1;                       ///< in the place of a pipe for standard output
+    std::vector<std::string> environment;  ///< "NAME=value", added to our own
+    int output = -1;                       ///< instead of a pipe for standard output
     std::function<void()> beforeExec;      ///< in the child; async-signal-safe calls only
   };
 
@@ -31,15 +30,15 @@ class Program {
   /// Stops reading standard output for good.
   void CloseOutput() { fOutput.Reset(); }
 
-  /// Waits for the text on standard error; false when it did not come.
+  /// Waits for the text on standard error; false if it did not come.
   [[nodiscard]] bool WaitForErrorText(const std::string& text);
 
   /// Waits until the program is stuck in writing to standard output, or in
   /// waiting that it can write there; false when it did not come to that.
   [[nodiscard]] bool WaitUntilItsOutputIsStuck();
 
-  /// Waits for the end and gives the exit code, or 1000 plus the number of the
-  /// signal that ended it; -1 when it did not end within a generous deadline.
+  /// Waits for the end and returns the exit status, or 1000 plus the number of the signal that ended it, or
+  /// -1 if it did not end within a generous deadline.
   int Wait();
 
   /// All of it, after the end.

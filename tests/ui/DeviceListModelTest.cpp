@@ -156,8 +156,8 @@ TEST_F(DeviceListModelTest, UidAloneChangesNothingShown) {
   EXPECT_EQ(fModel.deviceAt(0)->uid, "other");
 }
 
-// After any change the rows are the list, every surviving persistent index stands at its own device, and
-// the announcements alone are enough to keep a mirror of the rows (the model tester watches their form).
+// After any change, the rows are the list, every surviving persistent index is at its own device, and the
+// announcements alone are enough to keep a mirror of the rows (the model tester checks their form).
 TEST_F(DeviceListModelTest, RandomListsKeepEveryRowWithItsDevice) {
   std::mt19937 random(20240611);
   List list;

@@ -16,7 +16,7 @@
 
 namespace vorn::ui {
 
-/// A panel that is shown with a list, driven by real mouse and key events.
+/// A visible panel with a list, driven by real mouse and key events.
 class PanelFixture : public testing::Test {
  protected:
   static constexpr int kDeadline = 10000;
@@ -31,7 +31,7 @@ class PanelFixture : public testing::Test {
     settle();
   }
 
-  // Works off everything that is posted, the delayed layout of rows included.
+  // Handles everything that is posted, including the delayed layout of rows.
   static void settle() {
     for (int i = 0; i < 3; ++i) QCoreApplication::processEvents();
     QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);

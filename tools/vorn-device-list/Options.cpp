@@ -25,7 +25,7 @@ constexpr option kLongOptions[] = {
     {nullptr, 0, nullptr, 0},
 };
 
-// Stop at what is no option, and tell a missing value from an unknown option.
+// Stop at the first non-option, and distinguish a missing value from an unknown option.
 constexpr char kShortOptions[] = "+:hV";
 
 optional<std::chrono::milliseconds> ParseSeconds(const std::string& text) {
@@ -40,7 +40,7 @@ std::string Quoted(const std::string& argument) {
   return "'" + argument + "'";
 }
 
-// What getopt_long says with '?' only: no such option, one that may be several, or a value too many.
+// getopt_long returns '?' for three errors: no such option, an ambiguous option, or a value too many.
 std::string RefusalOf(const std::string& argument) {
   if (!argument.starts_with("--")) return "there is no option " + Quoted(argument);
   const std::string name = argument.substr(2, argument.find('=') - 2);
@@ -51,7 +51,7 @@ std::string RefusalOf(const std::string& argument) {
   return (matches == 1 ? "no value is allowed for the option " : "there is no option ") + Quoted(argument);
 }
 
-// Takes one option that getopt_long has found; returns what is wrong.
+// Takes one option that getopt_long has found. Returns the error.
 optional<std::string> Apply(int found, Options& options) {
   switch (found) {
     case kWait: {
@@ -97,7 +97,7 @@ ParsedOptions ParseOptions(const std::vector<std::string>& arguments) {
 
   ParsedOptions parsed;
   opterr = 0;
-  optind = 0;  // for the C library: begin anew
+  optind = 0;  // makes the C library start again
   for (int at = 1; !parsed.error; at = optind) {
     const int found = ::getopt_long(argc, argv, kShortOptions, kLongOptions, nullptr);
     if (found == -1) break;

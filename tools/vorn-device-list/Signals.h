@@ -20,13 +20,12 @@ void BlockSignals(bool drawsOnTerminal);
 /// nobody reads or in the responder's library. These signals are SIGINT, SIGTERM
 /// and, unless the program was started with it ignored, as nohup does, SIGHUP.
 ///
-/// The first one binds the process to end within `limit` and then calls
-/// `onSignal`, on that thread; later ones change nothing.
+/// The first signal makes the process end within `limit` and then calls `onSignal`, on that thread. Later
+/// ones change nothing.
 class EndSignals {
  public:
-  /// `exitCodeOf` gives the exit code for a signal, on that thread. The signals
-  /// must be blocked in every thread. Throws std::system_error when there is
-  /// no descriptor or thread to be had.
+  /// `exitCodeOf` gives the exit status for a signal, on that thread. The signals must be blocked in every
+  /// thread. Throws std::system_error if no descriptor or no thread is left.
   EndSignals(std::chrono::milliseconds limit, std::function<int(int signal)> exitCodeOf,
              std::function<void()> onSignal);
   EndSignals(const EndSignals&) = delete;
@@ -47,7 +46,7 @@ class EndSignals {
   FileDescriptor fSignals;
   FileDescriptor fStop;
   std::atomic<int> fReceived{0};
-  std::thread fThread;  // last: uses all of the above
+  std::thread fThread;  // last: uses all members above
 };
 
 /// A descriptor that is readable once a signal came that changes the picture on a
@@ -58,8 +57,8 @@ class EndSignals {
 /// Takes the signals that came; whether the stop key was pressed.
 [[nodiscard]] bool TakeTerminalSignals(const FileDescriptor& signals);
 
-/// Stops the program as the system does when the signal is not blocked. An
-/// orphaned process group, for example, is not stopped.
+/// Stops the program as the system does if the signal is not blocked. An orphaned process group, for example,
+/// is not stopped.
 void StopAsTheSystemDoes();
 
 }  // namespace vorn::devicelisttool

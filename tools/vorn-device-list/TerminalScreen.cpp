@@ -15,7 +15,7 @@ namespace {
 constexpr char kEnter[] = "\033[?1049h\033[?25l";
 constexpr char kLeave[] = "\033[?25h\033[?1049l";
 
-// Answers whether the terminal echoed before.
+// Returns whether the terminal echoed before.
 bool SetEcho(bool wanted) {
   termios modes{};
   if (::tcgetattr(STDOUT_FILENO, &modes) != 0) return false;
@@ -57,7 +57,7 @@ OutputResult TerminalScreen::Draw(const std::vector<std::string>& lines) {
   const std::size_t count = std::min(lines.size(), rows);
   std::string picture = TakeOver() + "\033[H";
   for (std::size_t i = 0; i < count; ++i) {
-    // Cleared before it is written: behind a full line the cursor still stands on its last cell.
+    // Cleared before it is written: after a full line the cursor is still on its last cell.
     picture += (i == 0 ? "\033[K" : "\r\n\033[K") + lines[i];
   }
   if (count < rows) picture += count == 0 ? "\033[J" : "\r\n\033[J";
@@ -73,7 +73,7 @@ OutputResult TerminalScreen::Leave() {
 
 std::string TerminalScreen::TakeOver() {
   if (fOurs) return {};
-  fEchoed |= SetEcho(false);  // still to be set again where another job took the terminal in between
+  fEchoed |= SetEcho(false);  // set again later if another job took the terminal in between
   fOurs = true;
   return kEnter;
 }

@@ -9,11 +9,11 @@ namespace vorn::devicelisttool {
 /// How a table is drawn.
 struct TableStyle {
   bool color = false;      ///< emphasise the heading and the marked rows
-  std::size_t width = 0;   ///< cells to stay within; 0: no limit
-  std::size_t height = 0;  ///< lines to stay within; 0: no limit
+  std::size_t width = 0;   ///< the most cells; 0: no limit
+  std::size_t height = 0;  ///< the most lines; 0: no limit
 };
 
-/// The text as one line of at most so many cells; 0: no limit.
+/// The text as one line of at most this many cells; 0: no limit.
 [[nodiscard]] std::string FittingLine(const std::string& text, std::size_t width);
 
 /// A heading and rows of text in columns that are aligned by terminal cells

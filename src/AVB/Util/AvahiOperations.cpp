@@ -25,7 +25,7 @@ std::string Text(const char* bytes) {
   return bytes == nullptr ? std::string() : std::string(bytes);
 }
 
-// Names of the published interface are absolute; Avahi leaves the last dot out.
+// Names of the published interface are absolute. Avahi leaves the last dot out.
 std::string WithLastDot(const char* name) {
   std::string text = Text(name);
   if (text.empty() || text.back() != '.') text += '.';
@@ -40,8 +40,8 @@ std::string FullName(const char* name, const char* type, const char* domain) {
   return WithLastDot(joined);
 }
 
-// The items in wire form, in the list's order, which is the record's. Avahi's own
-// serializer would reverse them. A record without items has an empty one.
+// The items in wire form, in the order of the list, which is the order of the record. Avahi's own serializer
+// would reverse them. A record without items has an empty one.
 std::string WireForm(AvahiStringList* items) {
   std::string bytes;
   for (; items != nullptr; items = ::avahi_string_list_get_next(items)) {
@@ -112,8 +112,8 @@ ResolveOperation::ResolveOperation(std::uint32_t interfaceIndex, const char* nam
       fCallback(callback),
       fContext(context) {}
 
-// The addresses are another operation's: asked for here too, a host without one
-// would make the service's own records an error.
+// Another operation asks for the addresses. If this one asked too, a host without an address would make the
+// service's own records an error.
 bool ResolveOperation::Begin(AvahiClient& client) {
   fHasTimedOut = false;
   fResolver = ::avahi_service_resolver_new(&client, fInterface, AVAHI_PROTO_UNSPEC, fName.c_str(),

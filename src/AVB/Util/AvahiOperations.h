@@ -36,8 +36,8 @@ class BrowseOperation final : public Operation {
   AvahiServiceBrowser* fBrowser = nullptr;
 };
 
-/// A resolve has no time limit. The responder reports one after five seconds, but
-/// goes on: a unit that was off is resolved once it is on.
+/// A resolve has no time limit. The responder reports a timeout after five seconds, but it continues. So a
+/// unit that was off is resolved when it is on.
 class ResolveOperation final : public Operation {
  public:
   ResolveOperation(std::uint32_t interfaceIndex, const char* name, const char* type, const char* domain,

@@ -1,4 +1,4 @@
-// The engine's replies from the DNS-SD library; all on the service thread.
+// The engine's replies from the DNS-SD library, all on the service thread.
 
 #include <netinet/in.h>
 
@@ -13,7 +13,7 @@
 namespace vorn {
 namespace {
 
-// Messages keep the places that support staff know them by.
+// Messages keep the place names that support staff know.
 constexpr char kLogFile[] = "AVB/Util/ZeroConf.cpp";
 
 void LogException(int line, const char* message) {
@@ -109,7 +109,7 @@ ServiceData* ZeroConfEngine::Impl::FindByRef(DNSServiceRef ref) {
   return found == fRecords.end() ? nullptr : found->get();
 }
 
-// The record stays, unresolved; its lookup would only take up room at the responder.
+// The record stays, unresolved. Its look-up would only take room at the responder.
 void ZeroConfEngine::Impl::ReleaseFailed(DNSServiceRef ref) {
   OperationHandle resolve;  // both are deallocated after the mutex
   OperationHandle lookup;
@@ -130,7 +130,7 @@ void ZeroConfEngine::Impl::ResolveCallback(DNSServiceRef ref, std::uint32_t inte
                                            std::uint16_t port, std::uint16_t txtLength,
                                            const unsigned char* txt) {
   if (error != kDNSServiceErr_NoError) return ReleaseFailed(ref);
-  auto items = ReadTxtRecord(txtLength, txt);  // before the mutex: a hostile record takes its time
+  auto items = ReadTxtRecord(txtLength, txt);  // before the mutex, because a hostile record takes long
   ServiceData* record = nullptr;
   {
     const std::lock_guard lock(fMutex);
@@ -146,8 +146,8 @@ void ZeroConfEngine::Impl::ResolveCallback(DNSServiceRef ref, std::uint32_t inte
     record->lookup = ServiceData::Lookup::kAddress;
     record->addressInterface = interfaceIndex;
   }
-  // Only this thread removes records, so the pointer stays good without the
-  // mutex, and no client waits for a slow responder.
+  // Only this thread removes records, so the pointer stays valid without the mutex, and no client waits for a
+  // slow responder.
   StartAddressLookup(*record);
   OperationHandle resolve;  // deallocated after the mutex; one resolve, one answer
   const std::lock_guard lock(fMutex);

@@ -1,6 +1,5 @@
-// Run by the build: draws the shape of an SVG as a grey picture, white where it
-// is opaque. The program itself then needs no SVG library, which alone would be
-// some 3 % of its memory.
+// Run by the build: draws the shape of an SVG as a grey picture, white where it is opaque. So the program
+// itself needs no SVG library, which would be about 3 % of its memory.
 
 #include <QImage>
 #include <QPainter>
@@ -10,8 +9,7 @@
 
 namespace {
 
-constexpr int kPixelsPerUnit =
-    8;  // beyond every size that is drawn, so that pictures are only ever made smaller
+constexpr int kPixelsPerUnit = 8;  // larger than every drawn size, so that pictures are only ever reduced
 
 bool render(const QString& drawing, const QString& mask) {
   QSvgRenderer renderer(drawing);

@@ -9,7 +9,7 @@
 namespace vorn {
 namespace {
 
-// The memory for a longer message may be what the job lacked.
+// The job may have failed for missing memory, so this message must not need much.
 void TellFailure(const char* what) noexcept {
   std::array<char, 256> message{};
   std::snprintf(message.data(), message.size(), "A job failed: %s", what);

@@ -2,12 +2,11 @@
 
 namespace vorn {
 
-/// Tells the console of the exception that is being handled. Needs no memory of
-/// its own.
+/// Reports the current exception on the console. Allocates no memory.
 void TellFailedJob() noexcept;
 
-/// Calls the job; what it throws is told to the console and goes no further, as
-/// no exception may pass through a thread's first function or an event loop.
+/// Calls the job. The console reports its exceptions, and they go no further, because no exception may pass
+/// through a thread's first function or an event loop.
 template <typename Job>
 void RunGuarded(const Job& job) noexcept {
   try {

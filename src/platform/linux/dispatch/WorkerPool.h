@@ -11,22 +11,21 @@
 
 namespace vorn {
 
-/// A bounded pool of threads that work off one queue. A thread is started when
-/// a job comes and none is idle, up to the limit; it then stays. The threads
-/// receive no signals.
+/// A bounded pool of threads that work on one queue. A thread is started when a job comes and none is idle,
+/// up to the limit. It then stays. The threads receive no signals.
 class WorkerPool {
  public:
-  /// The name shows in process listings; at most 15 bytes. Starts no thread.
+  /// The name appears in process listings; at most 15 bytes. Starts no thread.
   WorkerPool(std::string name, std::size_t limit);
   WorkerPool(const WorkerPool&) = delete;
   WorkerPool& operator=(const WorkerPool&) = delete;
 
-  /// Drops the jobs that have not begun and waits for those that have. Not on
-  /// one of the pool's own threads.
+  /// Drops the jobs that have not started and waits for the others. Do not call it on one of the pool's own
+  /// threads.
   ~WorkerPool();
 
-  /// Appends the job. Any thread. Where not even a first thread can be started
-  /// the job is dropped, which goes to the console.
+  /// Appends the job. Any thread. If not even a first thread can be started, the job is dropped, with a
+  /// console message.
   void Post(std::function<void()> job);
 
  private:

@@ -9,10 +9,9 @@
 
 namespace vorn {
 
-/// Network services as NetworkManager lists and names them; where that does not
-/// run, as systemd-networkd lists them; where neither does, the kernel's
-/// interfaces in the order of their indexes. What has no name is called by its
-/// hardware, else by its interface's name.
+/// Network services as NetworkManager lists and names them. Without it, as systemd-networkd lists them.
+/// Without both, the kernel's interfaces in the order of their indexes. A service without a name gets the
+/// name of its hardware, otherwise of its interface.
 class NetworkServicesLinux final : public NetworkServices {
  public:
   struct Surroundings {

@@ -11,12 +11,11 @@
 
 namespace vorn {
 
-/// A private connection to the system's message bus for a few questions: made,
-/// asked and closed on one thread, without any event loop. Starts no service.
+/// A private connection to the system's message bus for a few questions. One thread makes it, asks and closes
+/// it, without any event loop. Starts no service.
 ///
-/// Every call waits at most a second, and all of them together until the
-/// connection's deadline; a question that fails, is refused or is answered by
-/// something else than asked for gives an empty optional.
+/// Every call waits at most a second, and all of them together until the connection's deadline. A question
+/// that fails, is refused or gets an unexpected answer gives an empty optional.
 class SystemBus {
  public:
   struct Freer {
@@ -25,17 +24,17 @@ class SystemBus {
   };
   using Message = std::unique_ptr<DBusMessage, Freer>;
 
-  /// One object's side that a question goes to.
+  /// The object that a question goes to.
   struct Object {
     std::string service;
     std::string path;
     std::string interface;
   };
 
-  /// The address that the environment names, else the usual one.
+  /// The address in the environment, otherwise the usual one.
   static std::string DefaultAddress();
 
-  /// Null when there is no bus, or it does not let us in by the deadline.
+  /// Null if there is no bus, or if it does not accept us before the deadline.
   static std::unique_ptr<SystemBus> Connect(const std::string& address,
                                             std::chrono::steady_clock::time_point deadline);
 
@@ -44,7 +43,7 @@ class SystemBus {
 
   [[nodiscard]] bool HasOwner(const std::string& service);
 
-  /// Calls a method without arguments; null when it fails.
+  /// Calls a method without arguments; null if it fails.
   [[nodiscard]] Message Call(const Object& object, const char* method);
 
   [[nodiscard]] optional<std::string> GetText(const Object& object, const char* property);
@@ -53,10 +52,10 @@ class SystemBus {
   /// The texts (strings, paths) of an array, at most `kMaximumItems`.
   static std::vector<std::string> ReadTexts(DBusMessageIter array);
 
-  /// The text that a message's iterator stands on, directly or in a variant.
+  /// The text at a message's iterator, directly or in a variant.
   static optional<std::string> ReadText(DBusMessageIter value);
 
-  /// Bounds what a strange service can make us ask and keep.
+  /// Limits what a strange service can make us ask and keep.
   static constexpr std::size_t kMaximumItems = 256;
 
  private:

@@ -26,8 +26,8 @@ std::vector<int> BlockedSignals() {
   return blocked;
 }
 
-// Posts a job to a pool without a thread, the `nth` allocation failing; true
-// when it came to that.
+// Posts a job to a pool without a thread while the `nth` allocation fails; true if there was such an
+// allocation.
 bool PostWithoutMemory(WorkerPool& pool, int nth) {
   std::function<void()> job = [] {};
   const FailingAllocation failing(nth);

@@ -7,7 +7,7 @@
 #include "platform/linux/network/KernelLinks.h"
 #include "tests/support/TemporaryFolder.h"
 
-/// A device tree of network interfaces in a folder of its own.
+/// A device tree of network interfaces in a separate folder.
 class FakeLinkTree {
  public:
   FakeLinkTree() { std::filesystem::create_directory(fDescriptions); }
@@ -25,7 +25,7 @@ class FakeLinkTree {
     if (!extra.empty()) std::filesystem::create_directory(fRoot / name / extra);
   }
 
-  /// What the device manager knows of the interface with this index.
+  /// What the device manager knows about the interface with this index.
   void Describe(unsigned index, const std::string& data) {
     std::ofstream(fDescriptions / ("n" + std::to_string(index))) << data;
   }

@@ -10,7 +10,7 @@
 
 #include "foundation/FileDescriptor.h"
 
-/// mock_network_daemon.py, running as long as the object lives.
+/// mock_network_daemon.py, which runs as long as the object lives.
 class MockNetworkDaemon {
  public:
   explicit MockNetworkDaemon(std::string scenario) {

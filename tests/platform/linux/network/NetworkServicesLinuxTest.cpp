@@ -40,7 +40,7 @@ class NetworkServicesLinuxTest : public testing::Test {
     fTree.Add("br0", 4);
   }
 
-  // With the bus at this address, and every interface but the loopback taken for hardware.
+  // With the bus at this address, and every interface but the loopback as hardware.
   NetworkServicesLinux On(const std::string& address) {
     return NetworkServicesLinux(
         {address, fTree.Links(), [](const std::string& name) { return name != "lo" && name != "br0"; }});

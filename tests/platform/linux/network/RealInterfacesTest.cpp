@@ -1,4 +1,4 @@
-// Against the kernel's own interfaces; in_network_namespace.sh makes them.
+// With the kernel's own interfaces; in_network_namespace.sh makes them.
 #include <gtest/gtest.h>
 
 #include <cstdlib>

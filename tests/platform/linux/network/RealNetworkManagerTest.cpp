@@ -1,4 +1,4 @@
-// Against a real NetworkManager; with_network_manager.sh starts it.
+// With a real NetworkManager; with_network_manager.sh starts it.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -11,7 +11,7 @@
 
 namespace {
 
-// The services as "name on interface", sorted: the daemon's order is its own.
+// The services as "name on interface", sorted, because the service's order is its own.
 std::vector<std::string> Services() {
   vorn::NetworkServicesLinux services(
       {{}, vorn::KernelLinks(), [](const std::string& name) { return name.starts_with("vorn"); }});
