@@ -3,6 +3,8 @@
 from .application import Application
 from .desktop import VirtualDesktop
 from .pictures import Picture
-from .processes import DesktopError, wait_until
+from .waiting import DesktopError, eventually, stays, wait_until, wait_until_still
 
-__all__ = ["Application", "DesktopError", "Picture", "VirtualDesktop", "wait_until"]
+__all__ = [
+    "Application", "DesktopError", "Picture", "VirtualDesktop", "eventually", "stays", "wait_until", "wait_until_still",
+]

@@ -5,11 +5,11 @@ import pathlib
 import shutil
 import subprocess
 import tempfile
-import time
 
 from . import bars
 from .pictures import Picture, span
-from .processes import DesktopError, Processes, wait_until
+from .processes import Processes
+from .waiting import DesktopError, wait_until, wait_until_still
 
 BAR_HEIGHT = 28
 WIDEST_ICON = 4 * BAR_HEIGHT
@@ -192,6 +192,10 @@ class VirtualDesktop:
         found = self.run(["xdotool", "search", "--onlyvisible", "--class", window_class], check=False)
         return found.decode().split()
 
+    def focused_window(self):
+        """The window that gets the keys, as a number in text form; empty where none does."""
+        return self.run(["xdotool", "getwindowfocus"], check=False).decode().strip()
+
     def geometry(self, window):
         """A window's place and size: x, y, width, height; None where it has gone."""
         text = self.run(["xdotool", "getwindowgeometry", "--shell", window], check=False).decode()
@@ -224,27 +228,25 @@ class VirtualDesktop:
 
     def settled_bar(self, edge="top"):
         """A picture of the bar once it no longer changes."""
-        pictures = [self.bar_strip(edge)]
 
-        def settled():
-            pictures.append(self.bar_strip(edge))
-            return any(pictures[-1].pixels) and not pictures[-1].columns_that_differ(pictures[-2])
+        def painted():
+            strip = self.bar_strip(edge)
+            return strip if any(strip.pixels) else None
 
-        time.sleep(0.3)  # a bar comes in pieces
-        wait_until(settled, "the bar to come to rest")
-        return pictures[-1]
+        return wait_until_still(painted, "the bar to come to rest")
+
+    def settled_screenshot(self, path, piece=None, seconds=0.5):
+        """Writes a PNG file of the screen, or of a piece of it, once nothing on it has changed for so long."""
+        wait_until_still(self.picture, "the screen to come to rest", seconds)
+        self.screenshot(path, piece)
 
     def find_new_in_bar(self, before, edge="top"):
         """Waits until something has come into the bar since the picture `before`; returns its middle."""
 
-        def settled():
-            now = self.bar_strip(edge, before.left, before.width)
-            place = span(now.columns_that_differ(before))
-            if not place or place[1] - place[0] > WIDEST_ICON:
-                return None  # the bar itself is not painted yet
-            time.sleep(0.2)
-            again = span(self.bar_strip(edge, before.left, before.width).columns_that_differ(before))
-            return place if place == again else None
+        def place():
+            found = span(self.bar_strip(edge, before.left, before.width).columns_that_differ(before))
+            is_icon = found and found[1] - found[0] <= WIDEST_ICON  # else the bar itself is not painted yet
+            return found if is_icon else None
 
-        first, last = wait_until(settled, "an icon in the bar")
+        first, last = wait_until_still(place, "an icon in the bar", 0.2)
         return (first + last) // 2, before.top + BAR_HEIGHT // 2

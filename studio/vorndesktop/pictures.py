@@ -17,6 +17,9 @@ class Picture:
         width, height = int(width), int(height)
         return cls(width, height, data[len(data) - 3 * width * height:], left, top)
 
+    def __eq__(self, other):
+        return isinstance(other, Picture) and vars(self) == vars(other)
+
     def at(self, x, y):
         """The colour at a place of the screen, as (red, green, blue)."""
         offset = 3 * ((y - self.top) * self.width + x - self.left)

@@ -5,28 +5,12 @@ import os
 import pathlib
 import signal
 import subprocess
-import time
+
+from .waiting import PATIENCE, DesktopError
 
 PR_SET_PDEATHSIG = 1
-PATIENCE = 30.0  # seconds for what must come, on a loaded machine
 
 _libc = ctypes.CDLL(None, use_errno=True)
-
-
-class DesktopError(RuntimeError):
-    """Something of the desktop did not come up, or did not do what it was asked."""
-
-
-def wait_until(condition, what, timeout=PATIENCE):
-    """Waits for a true value of `condition()` and returns it; raises DesktopError."""
-    end = time.monotonic() + timeout
-    while True:
-        value = condition()
-        if value:
-            return value
-        if time.monotonic() > end:
-            raise DesktopError(f"waited {timeout:g} s in vain for {what}")
-        time.sleep(0.03)
 
 
 def _end_with_parent():

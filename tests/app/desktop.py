@@ -6,10 +6,14 @@ import pathlib
 import shutil
 import signal
 import subprocess
-import time
+import sys
 
 import dbus
 import dbus.bus
+
+sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[2] / "studio"))
+
+from vorndesktop import waiting  # noqa: E402
 
 BIN = pathlib.Path(os.environ["VORN_BIN"])
 PROGRAM = BIN / "vorn-device-finder"
@@ -36,12 +40,7 @@ BUS_CONFIG = """<!DOCTYPE busconfig PUBLIC "-//freedesktop//DTD D-Bus Bus Config
 
 def eventually(condition, deadline=DEADLINE):
     """Waits until the condition holds; whether it did."""
-    end = time.monotonic() + deadline
-    while not condition():
-        if time.monotonic() > end:
-            return False
-        time.sleep(0.02)
-    return True
+    return bool(waiting.eventually(condition, deadline))
 
 
 class Desktop:

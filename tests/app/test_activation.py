@@ -12,6 +12,7 @@ import dbus
 import pytest
 
 from desktop import DEADLINE, LAUNCHER, NAME, PROGRAM, Desktop, eventually
+from vorndesktop import stays
 
 PAGE = "http://192.0.2.1:8080/#device"
 OTHER_PAGE = "http://192.0.2.2/#device"
@@ -70,8 +71,7 @@ def test_the_launcher_never_shows_the_panel(desktop):
     assert desktop.start(LAUNCHER).wait(10) == 0
     assert desktop.start(LAUNCHER).wait(10) == 0
     assert desktop.start(PROGRAM, DISPLAY=None, VORN_DEVICE_FINDER_AT_LOGIN="1").wait(10) == 0
-    time.sleep(0.5)  # a panel would have appeared by now
-    assert not desktop.panel_is_visible()
+    assert stays(lambda: not desktop.panel_is_visible(), 0.5)
     assert first.poll() is None
 
 

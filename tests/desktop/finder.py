@@ -113,13 +113,13 @@ class Finder:
     # --- the panel --------------------------------------------------------------------------------
 
     def click_item(self):
-        self._let_the_double_click_pass()
+        self.let_the_double_click_pass()
         self.desktop.click(*self.place)
-
-    def _let_the_double_click_pass(self):
-        """Clicks that follow closer are one double click to the program, as they are to its user."""
-        time.sleep(max(0.0, self._last_click + DOUBLE_CLICK - time.monotonic()))
         self._last_click = time.monotonic()
+
+    def let_the_double_click_pass(self):
+        """A click that follows closer on the last one is a double click to the program, as it is to its user."""
+        self.wait(lambda: time.monotonic() > self._last_click + DOUBLE_CLICK, "the end of the last click's interval")
 
     def window(self):
         """The panel's window, not the icon's in an older tray; None while there is none."""
@@ -171,11 +171,16 @@ class Finder:
         rows = panel.all("list item") if panel else []
         return next((row.name for row in rows if "selected" in row.states), None)
 
-    def choose_setting(self, number):
-        """Opens the settings menu in the open panel and chooses its entry of this number, counted from 1."""
+    def open_settings_menu(self):
+        """Opens the settings menu in the open panel."""
         before = len(self.desktop.windows("^vorn-device-finder$"))
         self.desktop.click(*self.panel().named("Settings").middle)
         self.wait(lambda: len(self.desktop.windows("^vorn-device-finder$")) > before, "the settings menu")
+
+    def choose_setting(self, number):
+        """Opens the settings menu in the open panel and chooses its entry of this number, counted from 1."""
+        before = len(self.desktop.windows("^vorn-device-finder$"))
+        self.open_settings_menu()
         self.desktop.key(*["Down"] * number, "Return")
         self.wait(lambda: len(self.desktop.windows("^vorn-device-finder$")) == before, "the menu's end")
 
@@ -195,9 +200,10 @@ class Finder:
 
     def activate_item(self, x=0, y=0):
         """What a host sends for a click, or for a key of its own; some hand over no place."""
-        self._let_the_double_click_pass()
+        self.let_the_double_click_pass()
         name, path = self.item()
         self._bus.call_blocking(name, "/" + path, ITEM, "Activate", "ii", (x, y))
+        self._last_click = time.monotonic()
 
     def item_property(self, name):
         connection, path = self.item()

@@ -10,7 +10,6 @@ import contextlib
 import os
 import pathlib
 import sys
-import time
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 sys.path[:0] = [str(ROOT / "studio"), str(pathlib.Path(__file__).resolve().parent)]
@@ -53,52 +52,48 @@ def open_with(finder, count, updates=0):
     finder.open_panel()
     finder.wait(lambda: len(finder.rows()) == count, f"{count} rows")
     finder.wait(lambda: sum("update" in row for row in finder.rows()) == updates, f"{updates} updates")
-    time.sleep(0.5)  # for what is still being drawn
 
 
 def panel(path, **options):
     with scene("default", **options) as finder:
         open_with(finder, 6, UPDATES)
         finder.desktop.move(*finder.row("Live Room").middle)
-        time.sleep(0.5)
-        finder.desktop.screenshot(path)
+        finder.desktop.settled_screenshot(path)
 
 
 def empty(path):
     with scene({}, **LIGHT) as finder:
         open_with(finder, 1)
-        finder.desktop.screenshot(path)
+        finder.desktop.settled_screenshot(path)
 
 
 def long_list(path):
     with scene(LONG_LIST, **LIGHT) as finder:
         open_with(finder, 40)
         finder.desktop.key("Home", *["Down"] * 15)
-        time.sleep(0.5)
-        finder.desktop.screenshot(path)
+        finder.desktop.settled_screenshot(path)
 
 
 def settings(path):
     with scene("default", **LIGHT) as finder:
         open_with(finder, 6, UPDATES)
-        finder.desktop.click(*finder.panel().named("Settings").middle)
-        time.sleep(1)
-        finder.desktop.screenshot(path)
+        finder.open_settings_menu()
+        finder.desktop.settled_screenshot(path)
 
 
 def context_menu(path):
     with scene("default", **LIGHT) as finder:
         finder.wait(lambda: sum("update" in entry["title"] for entry in finder.menu()) == UPDATES, "the updates")
+        before = finder.desktop.picture()
         finder.desktop.click(*finder.place, 3)
-        time.sleep(1)
-        finder.desktop.screenshot(path)
+        finder.wait(lambda: finder.desktop.picture() != before, "the menu")
+        finder.desktop.settled_screenshot(path)
 
 
 def notice(path):
     with scene("default", notices=True, **LIGHT) as finder:
         finder.wait(lambda: finder.desktop.notices_shown() == UPDATES, "the notices")
-        time.sleep(0.5)
-        finder.desktop.screenshot(path)
+        finder.desktop.settled_screenshot(path)
 
 
 def terminal(path):
@@ -112,8 +107,9 @@ def terminal(path):
             ["xterm", *look, "-geometry", "118x10+0+0", "-e", list_program, "--watch"], env=desktop.environment
         )
         window = wait_until(lambda: desktop.windows("XTerm"), "the terminal")[0]
-        time.sleep(7)
-        desktop.screenshot(path, desktop.geometry(window))
+        units = {unit["id"] for unit in studio.units()}
+        wait_until(lambda: units <= {request["unit"] for request in studio.requests()}, "a request to each unit")
+        desktop.settled_screenshot(path, desktop.geometry(window), 4)  # longer than from one poll to the next
         program.terminate()
         program.wait(10)
 

@@ -5,8 +5,7 @@ import os
 import pathlib
 import subprocess
 
-from vorndesktop import Picture, VirtualDesktop, wait_until
-from vorndesktop.processes import DesktopError
+from vorndesktop import DesktopError, Picture, VirtualDesktop, wait_until
 
 POINTER = os.environ.get("VORN_VIRTUAL_POINTER", "")
 NOBODY = 65534  # sway does not run for root

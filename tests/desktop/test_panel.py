@@ -6,6 +6,7 @@ import pytest
 
 from conftest import CONTROL_ROOM, LIVE_ROOM, MENU_ENTRIES
 from finder import DOUBLE_CLICK
+from vorndesktop import stays
 
 CONTROL_ROOM_PAGE = "http://control-room.local/"
 LIVE_ROOM_PAGE = "http://live-room.local/"
@@ -23,16 +24,6 @@ def shown(finder):
     return finder
 
 
-def is_stable(condition, seconds=1.0):
-    """Whether the condition holds all the while."""
-    end = time.monotonic() + seconds
-    while time.monotonic() < end:
-        if not condition():
-            return False
-        time.sleep(0.02)
-    return True
-
-
 def test_the_panel_hangs_under_the_icon_and_has_the_focus(shown):
     panel = shown.panel()
     x, y, width, height = shown.desktop.geometry(shown.window())
@@ -47,9 +38,9 @@ def test_the_panel_hangs_under_the_icon_and_has_the_focus(shown):
 def test_a_second_click_on_the_item_closes_the_panel_and_a_third_opens_it(shown):
     shown.click_item()
     shown.wait_until_closed()
-    assert is_stable(lambda: not shown.window())
+    assert stays(lambda: not shown.window())
     shown.open_panel()
-    assert is_stable(shown.window)
+    assert stays(shown.window)
 
 
 def test_a_click_on_the_selected_row_opens_its_page_and_closes_the_panel(shown):
@@ -113,27 +104,27 @@ def test_a_click_on_another_window_closes_the_panel(finder):
 
 def test_a_click_is_clean_when_the_focus_is_lost_before_it(shown):
     """The click that took the focus from the panel must not open it again."""
-    time.sleep(DOUBLE_CLICK)
+    shown.let_the_double_click_pass()
     for _ in range(20):
         started = time.monotonic()
         shown.desktop.run(["xdotool", "windowfocus", shown.desktop.bar_window()])
-        time.sleep(0.15)  # the toolkit tells of the loss after 0.1 s
+        shown.wait_until_closed()
         shown.activate_item()
         if time.monotonic() - started < 0.35:  # else it was no single click
             break
         shown.desktop.key("Escape")
         shown.wait_until_closed()
         shown.open_panel()
-        time.sleep(DOUBLE_CLICK)
+        shown.let_the_double_click_pass()
     shown.wait_until_closed()
-    assert is_stable(lambda: not shown.window())
+    assert stays(lambda: not shown.window())
     shown.open_panel()
 
 
 def test_a_click_well_after_the_focus_was_lost_opens_the_panel(shown):
     shown.desktop.run(["xdotool", "windowfocus", shown.desktop.bar_window()])
     shown.wait_until_closed()
-    time.sleep(DOUBLE_CLICK)
+    assert stays(lambda: not shown.window(), DOUBLE_CLICK)
     shown.activate_item()
     shown.wait(shown.window, "the panel")
 
@@ -142,7 +133,7 @@ def test_a_click_is_clean_when_the_focus_is_lost_after_it(shown):
     shown.activate_item()
     shown.desktop.run(["xdotool", "windowfocus", shown.desktop.bar_window()])
     shown.wait_until_closed()
-    assert is_stable(lambda: not shown.window())
+    assert stays(lambda: not shown.window())
     shown.open_panel()
 
 
@@ -175,7 +166,7 @@ def test_a_double_click_counts_once(finder):
     finder.start_and_find()
     finder.desktop.run(["xdotool", "mousemove", *map(str, finder.place), "click", "--repeat", "2", "--delay", "60", "1"])
     finder.wait_until_open()
-    assert is_stable(finder.window)
+    assert stays(finder.window)
 
 
 def test_the_list_follows_the_units(shown):

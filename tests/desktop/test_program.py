@@ -1,8 +1,7 @@
 """The program's life on a desktop: notices, settings, login entry, second start, end."""
 
-import time
-
 from conftest import CONTROL_ROOM, LIVE_ROOM
+from vorndesktop import stays
 
 SWITCH = "Attic, AVB switch, firmware 3.0.4+12"
 SETTINGS = ".config/vorn-device-finder/settings.conf"
@@ -33,8 +32,7 @@ def test_an_update_is_told_of_once(finder):
     finder.start()
     assert finder.launch().wait(20) == 0  # shows the panel
     finder.wait(lambda: LIVE_ROOM in finder.rows(), "the update mark, which comes after the notices")
-    time.sleep(1)  # long enough for a notice to reach the screen
-    assert finder.desktop.notices_shown() == 1
+    assert stays(lambda: finder.desktop.notices_shown() == 1)
     finder.end()
     finder.studio.do("publish", model="Vorn 16A", version="1.4.3+320")
     finder.start()
@@ -93,8 +91,7 @@ def test_the_panels_own_entry_ends_the_program(finder):
     finder.desktop.start_xfce_panel()
     finder.start_and_find()
     finder.open_panel()
-    finder.desktop.click(*finder.panel().named("Settings").middle)
-    finder.wait(lambda: len(finder.desktop.windows("^vorn-device-finder$")) > 1, "the settings menu")
+    finder.open_settings_menu()
     finder.desktop.key(*["Down"] * QUIT, "Return")
     assert finder.process.wait(20) == 0
 

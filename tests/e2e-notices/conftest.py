@@ -4,25 +4,24 @@ import os
 import pathlib
 import signal
 import subprocess
-import time
+import sys
 
 import dbus
 import dbus.bus
 import pytest
 
-HERE = pathlib.Path(__file__).parent
+HERE = pathlib.Path(__file__).resolve().parent
+sys.path.insert(0, str(HERE.parents[1] / "studio"))
+
+from vorndesktop import waiting  # noqa: E402
+
 DRIVER = os.environ["VORN_NOTICE_DRIVER"]
 DEADLINE = 30
 
 
 def within(seconds, condition):
     """Waits for a true value of the condition and returns it; the last value once the time is over."""
-    end = time.monotonic() + seconds
-    value = condition()
-    while not value and time.monotonic() < end:
-        time.sleep(0.02)
-        value = condition()
-    return value
+    return waiting.eventually(condition, seconds)
 
 
 def eventually(condition, what):

@@ -193,6 +193,16 @@ def test_output_that_cannot_be_written_is_told_and_leaves_with_1(make_studio, op
     process.stderr.close()
 
 
+def ended_before_the_pipe_was_full(studio, process, writing):
+    """Waits until the pipe takes nothing more or the program has ended; whether it has ended."""
+
+    def is_full():
+        return not select.select([], [writing], [], 0)[1]
+
+    studio.wait_until(lambda: is_full() or process.poll() is not None, PATIENCE, "a full pipe or the end")
+    return process.poll() is not None
+
+
 def test_a_reader_that_is_slow_on_a_pipe_that_does_not_block_gets_it_all(make_studio):
     many = {"unit": [{"name": f"{number:03} " + "x" * 40} for number in range(60)]}
     studio = make_studio(many)
@@ -200,11 +210,13 @@ def test_a_reader_that_is_slow_on_a_pipe_that_does_not_block_gets_it_all(make_st
     fcntl.fcntl(writing, fcntl.F_SETPIPE_SZ, 4096)
     os.set_blocking(writing, False)
     process = studio.popen([BINARY, "--json", "--wait", "8"], stdout=writing, stderr=subprocess.PIPE)
-    os.close(writing)
     text = b""
+    # A piece at a time, and only while there is no room for more.
+    while not ended_before_the_pipe_was_full(studio, process, writing):
+        text += os.read(reading, 1024)
+    os.close(writing)
     while piece := os.read(reading, 1024):
         text += piece
-        time.sleep(0.005)
     os.close(reading)
     assert process.wait(PATIENCE) == 0
     assert process.stderr.read() == b""
