@@ -1,4 +1,4 @@
-// What the notices cost: the store at two sizes beside a bare write and rename
+// What the notifications cost: the store at two sizes beside a bare write and rename
 // of as many bytes, and a publish without news beside a bare look-up loop.
 
 #include <benchmark/benchmark.h>

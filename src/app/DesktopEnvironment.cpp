@@ -13,11 +13,10 @@
 #include "devicelist/FirmwarePoller.h"
 #include "devicelist/SupervisedDeviceList.h"
 #include "devicelist/UpdateServerSetting.h"
-#include "notification/HandleNotificationActivation.h"
 #include "notification/Logic.h"
-#include "notification/Persistence.h"
 #include "platform/linux/files/UserFolders.h"
-#include "platform/linux/notices/NoticeStore.h"
+#include "platform/linux/notifications/FreedesktopNotificationServer.h"
+#include "platform/linux/notifications/NotificationState.h"
 #include "ui/AccessibleApplication.h"
 
 namespace vorn::app {
@@ -110,12 +109,13 @@ UserDefaults& DesktopEnvironment::standardUserDefaults() {
 std::unique_ptr<ReleaseNotices> DesktopEnvironment::makeNotificationLogic() {
   standardUserDefaults();
   if (!fCenter) {
-    fNoticeState = std::make_unique<IniUserDefaults>(UserNoticesPath());
-    const FreedesktopNotificationCenter::Identity identity{Identity::kName, Identity::kIdentifier,
-                                                           Identity::kIdentifier};
-    fCenter = std::make_unique<FreedesktopNotificationCenter>(
-        identity, FreedesktopNotificationCenter::Options{.state = fNoticeState.get()});
-    // A release must not be on disk as announced before its notice is.
+    fNotificationState = std::make_unique<IniUserDefaults>(UserNotificationsPath());
+    const FreedesktopNotificationServer::Presentation presentation{Identity::kName, Identity::kIdentifier,
+                                                                   Identity::kIdentifier};
+    fCenter = std::make_unique<Notification::Center>(
+        std::make_unique<FreedesktopNotificationServer>(presentation),
+        Notification::Center::Options{.state = fNotificationState.get()});
+    // A release must not be on disk as announced before its notification is.
     fDefaults->SetBeforeSaving([this] { return fCenter->Synchronize(); },
                                Notification::Persistence::kKeyPrefix);
   }

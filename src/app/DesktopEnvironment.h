@@ -6,12 +6,12 @@
 
 #include "app/AppDelegateEnvironment.h"
 #include "devicelist/DiscoveryStatus.h"
+#include "notification/Center.h"
 #include "platform/UrlOpener.h"
 #include "platform/linux/dispatch/DispatchLinux.h"
 #include "platform/linux/login/AutostartLoginItems.h"
 #include "platform/linux/network/AVBCapabilityLinux.h"
 #include "platform/linux/network/NetworkServicesLinux.h"
-#include "platform/linux/notices/FreedesktopNotificationCenter.h"
 #include "platform/linux/processes/ChildProcessLauncherLinux.h"
 #include "platform/linux/processes/XdgUrlOpener.h"
 #include "platform/linux/settings/IniUserDefaults.h"
@@ -51,8 +51,8 @@ class DesktopEnvironment final : public AppDelegateEnvironment {
   XdgUrlOpener fOpener;
   AutostartLoginItems fLoginItems;
   DeviceList::DiscoveryStatus fDiscovery;
-  std::unique_ptr<IniUserDefaults> fNoticeState;
-  std::unique_ptr<FreedesktopNotificationCenter> fCenter;
+  std::unique_ptr<IniUserDefaults> fNotificationState;
+  std::unique_ptr<Notification::Center> fCenter;
   std::unique_ptr<IniUserDefaults> fDefaults;  ///< goes before the centre, which has a say in its last save
   ChildProcessLauncherLinux fLauncher;
   NetworkServicesLinux fServices;

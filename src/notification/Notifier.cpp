@@ -1,10 +1,27 @@
 #include "notification/Notifier.h"
 
 #include "devicelist/Entry.h"
+#include "foundation/Console.h"
 #include "foundation/Strings.h"
+#include "notification/WebAddress.h"
 
 namespace Notification {
 namespace {
+
+/// Holds nothing but the collaborators of the Notifier that made it.
+class NotificationDelegate final : public vorn::NotificationCenter::Delegate {
+ public:
+  NotificationDelegate(vorn::NotificationCenter& center, vorn::UrlOpener& opener)
+      : fCenter(center), fOpener(opener) {}
+
+  void DidActivateNotification(const vorn::UserNotification& notification) override {
+    HandleNotificationActivation(notification, fCenter, fOpener);
+  }
+
+ private:
+  vorn::NotificationCenter& fCenter;
+  vorn::UrlOpener& fOpener;
+};
 
 std::string VersionText(const vorn::FirmwareVersion& version) {
   return vorn::SlowConvertToString<unsigned long long>(version.major) + "." +
@@ -35,6 +52,23 @@ void Notifier::Notify(const Record& record, const DeviceList::ExtendedDeviceInfo
   notification.userInfo[vorn::kUserInfoUrl] = PageAddress(device);
   notification.playsDefaultSound = true;
   fCenter.DeliverNotification(notification);
+}
+
+void HandleNotificationActivation(const vorn::UserNotification& notification,
+                                  vorn::NotificationCenter& center, vorn::UrlOpener& opener) {
+  center.RemoveDeliveredNotification(notification);
+  const auto address = notification.userInfo.find(vorn::kUserInfoUrl);
+  if (address == notification.userInfo.end()) return;
+  HandleNotificationActivation(address->second, notification.activationToken, opener);
+}
+
+void HandleNotificationActivation(const std::string& address, const std::string& activationToken,
+                                  vorn::UrlOpener& opener) {
+  if (!IsWebAddress(address)) {
+    vorn::WriteToConsole("Not a web address, not opened: " + vorn::Excerpt(address));
+    return;
+  }
+  opener.Open(address, activationToken);
 }
 
 }  // namespace Notification

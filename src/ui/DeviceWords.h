@@ -16,7 +16,7 @@ namespace vorn::ui {
 /// The name as it is shown; never empty.
 [[nodiscard]] QString nameWords(const DeviceList::ExtendedDeviceInfo& info);
 
-/// "update 1.4.2 available", as the notices name the release: without its build
+/// "update 1.4.2 available", as the notifications name the release: without its build
 /// number. Empty when no update is known.
 [[nodiscard]] QString updateWords(const DeviceList::ExtendedDeviceInfo& info);
 

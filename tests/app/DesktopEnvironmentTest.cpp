@@ -8,7 +8,7 @@
 
 #include "app/DesktopEnvironment.h"
 #include "app/DesktopStatusItem.h"
-#include "platform/linux/notices/NoticeStore.h"
+#include "platform/linux/notifications/NotificationState.h"
 #include "tests/app/OpenPanel.h"
 #include "tests/notification/Devices.h"
 #include "tests/support/ScopedEnvironment.h"
@@ -83,7 +83,7 @@ TEST(DesktopEnvironment, SavesNoReleaseAsAnnouncedWhoseWaitingNoticeCannotBeSave
   DesktopEnvironment later;
   EXPECT_TRUE(announce(later));
   EXPECT_TRUE(isAnnounced());
-  EXPECT_TRUE(IniUserDefaults::ReadOnly(UserNoticesPath()).GetStringArray("notices"));
+  EXPECT_TRUE(IniUserDefaults::ReadOnly(UserNotificationsPath()).GetStringArray("notices"));
 }
 
 // As at the end of the program: the event loop has ended, then its owner lets

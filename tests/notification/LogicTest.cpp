@@ -22,7 +22,7 @@ class LogicTest : public ::testing::Test {
   void Publish(const vorn::FirmwareVersion& current, const vorn::FirmwareVersion& latest) {
     fLogic.MaybeNotify({MakeDevice(current, latest)});
   }
-  [[nodiscard]] std::size_t Notices() const { return fCenter.fDelivered.size(); }
+  [[nodiscard]] std::size_t Notifications() const { return fCenter.fDelivered.size(); }
 
   vorn::testing::FakeUserDefaults fDefaults;
   vorn::testing::FakeNotificationCenter fCenter;
@@ -32,16 +32,16 @@ class LogicTest : public ::testing::Test {
 
 TEST_F(LogicTest, AnnouncesAnUpdateOnceAndStoresBothVersions) {
   Publish({1, 0, 0, 5}, {1, 1, 0, 2});
-  EXPECT_EQ(Notices(), 1U);
+  EXPECT_EQ(Notifications(), 1U);
   EXPECT_EQ(fDefaults.fArrays[kKey], (Texts{"1.0.0+5", "1.1.0+2"}));
   Publish({1, 0, 0, 5}, {1, 1, 0, 2});
-  EXPECT_EQ(Notices(), 1U);
+  EXPECT_EQ(Notifications(), 1U);
 }
 
 TEST_F(LogicTest, SaysNothingOnceTheUnitIsUpdated) {
   Publish({1, 0, 0, 5}, {1, 1, 0, 2});
   Publish({1, 1, 0, 2}, {1, 1, 0, 2});
-  EXPECT_EQ(Notices(), 1U);
+  EXPECT_EQ(Notifications(), 1U);
   EXPECT_EQ(fDefaults.fArrays[kKey], (Texts{"1.0.0+5", "1.1.0+2"}));
 }
 
@@ -70,29 +70,29 @@ TEST_F(LogicTest, WithdrawsEverythingThatNobodyHasSeen) {
 TEST_F(LogicTest, AnnouncesADifferentRelease) {
   Publish({1, 0, 0, 5}, {1, 1, 0, 2});
   Publish({1, 0, 0, 5}, {1, 2, 0, 1});
-  EXPECT_EQ(Notices(), 2U);
+  EXPECT_EQ(Notifications(), 2U);
   EXPECT_EQ(fDefaults.fArrays[kKey], (Texts{"1.0.0+5", "1.2.0+1"}));
 }
 
 TEST_F(LogicTest, DoesNotAnnounceTheSameReleaseToAUnitThatWasDowngraded) {
   Publish({1, 0, 0, 5}, {1, 1, 0, 2});
   Publish({0, 9, 0, 1}, {1, 1, 0, 2});
-  EXPECT_EQ(Notices(), 1U);
+  EXPECT_EQ(Notifications(), 1U);
 }
 
 TEST_F(LogicTest, ComparesByAnySmallerField) {
   Publish({1, 1, 0, 9}, {1, 1, 0, 2});
-  EXPECT_EQ(Notices(), 0U);
+  EXPECT_EQ(Notifications(), 0U);
   Publish({1, 1, 0, 1}, {1, 1, 0, 2});
-  EXPECT_EQ(Notices(), 1U);
+  EXPECT_EQ(Notifications(), 1U);
   Publish({2, 0, 0, 0}, {1, 5, 0, 0});
-  EXPECT_EQ(Notices(), 2U);
+  EXPECT_EQ(Notifications(), 2U);
 }
 
 TEST_F(LogicTest, ComparesStoredReleasesByAllFourFields) {
   Publish({1, 0, 0, 5}, {1, 1, 0, 2});
   Publish({1, 0, 0, 5}, {1, 1, 0, 3});
-  EXPECT_EQ(Notices(), 2U);
+  EXPECT_EQ(Notifications(), 2U);
 }
 
 TEST_F(LogicTest, TreatsUnreadableRecordsAsMissingAndRewritesThem) {
@@ -102,7 +102,7 @@ TEST_F(LogicTest, TreatsUnreadableRecordsAsMissingAndRewritesThem) {
     fDefaults.fArrays[kKey] = stored;
     fCenter.fDelivered.clear();
     Publish({1, 0, 0, 5}, {1, 1, 0, 2});
-    EXPECT_EQ(Notices(), 1U);
+    EXPECT_EQ(Notifications(), 1U);
     EXPECT_EQ(fDefaults.fArrays[kKey], good);
   }
 }
@@ -116,7 +116,7 @@ TEST_F(LogicTest, PassesOverUnitsOfWhichSomethingIsUnknown) {
   unpublished.latestVersion.reset();
   fLogic.MaybeNotify({nameless, unreadable, unpublished});
   fLogic.MaybeNotify({});
-  EXPECT_EQ(Notices(), 0U);
+  EXPECT_EQ(Notifications(), 0U);
   EXPECT_THAT(fDefaults.fArrays, IsEmpty());
 }
 
@@ -125,7 +125,7 @@ TEST_F(LogicTest, AnnouncesUnitsInTheirOrderEachUnderItsOwnUid) {
   auto second = MakeDevice({1, 0, 0, 1}, {1, 1, 0, 1}, "a");
   second.name = std::string("Studio B");
   fLogic.MaybeNotify({first, second});
-  ASSERT_EQ(Notices(), 2U);
+  ASSERT_EQ(Notifications(), 2U);
   EXPECT_EQ(fCenter.fDelivered[0].title, "Update Available for Studio A");
   EXPECT_EQ(fCenter.fDelivered[1].title, "Update Available for Studio B");
   EXPECT_TRUE(fDefaults.fArrays.contains("notificationrecord-a"));
@@ -145,20 +145,61 @@ TEST_F(LogicTest, KeepsItsDecisionForUnitsThatShareAUid) {
   const auto second = MakeDevice({1, 0, 0, 1}, {1, 2, 0, 1}, "");
   fLogic.MaybeNotify({first, second});
   fLogic.MaybeNotify({first, second});
-  EXPECT_EQ(Notices(), 4U);
+  EXPECT_EQ(Notifications(), 4U);
 }
 
 TEST_F(LogicTest, RemembersAcrossARestart) {
   Publish({1, 0, 0, 5}, {1, 1, 0, 2});
   Logic next(fDefaults, fCenter, fOpener);
   next.MaybeNotify({MakeDevice({1, 0, 0, 5}, {1, 1, 0, 2})});
-  EXPECT_EQ(Notices(), 1U);
+  EXPECT_EQ(Notifications(), 1U);
 }
 
 TEST_F(LogicTest, AnswersClicksFromItsConstructionOn) {
   Publish({1, 0, 0, 5}, {1, 1, 0, 2});
   EXPECT_TRUE(fCenter.Activate(fCenter.fDelivered.front()));
   EXPECT_THAT(fOpener.fUrls, ElementsAre("http://studio-a.local:80/#device"));
+}
+
+class PersistenceTest : public ::testing::Test {
+ protected:
+  vorn::testing::FakeUserDefaults fDefaults;
+  Persistence fPersistence{fDefaults};
+};
+
+TEST_F(PersistenceTest, StoresTwoTextsUnderTheUidVerbatim) {
+  const std::string uid = "a/b\\c=d[e]\n\xff";
+  fPersistence.StoreRecord({uid, {1, 2, 3, 45}, {18446744073709551615U, 0, 7, 1}});
+  ASSERT_EQ(fDefaults.fArrays.size(), 1U);
+  EXPECT_EQ(fDefaults.fArrays.begin()->first, "notificationrecord-" + uid);
+  EXPECT_EQ(fDefaults.fArrays.begin()->second,
+            (std::vector<std::string>{"1.2.3+45", "18446744073709551615.0.7+1"}));
+}
+
+TEST_F(PersistenceTest, ReadsBackWhatItStored) {
+  fPersistence.StoreRecord({"unit", {1, 2, 3, 4}, {5, 6, 7, 8}});
+  const auto record = fPersistence.GetRecordForUID("unit");
+  ASSERT_TRUE(record);
+  EXPECT_EQ(record->uid, "unit");
+  EXPECT_TRUE(record->currentVersion == (vorn::FirmwareVersion{1, 2, 3, 4}));
+  EXPECT_TRUE(record->latestVersion == (vorn::FirmwareVersion{5, 6, 7, 8}));
+}
+
+TEST_F(PersistenceTest, ReplacesAnEarlierRecord) {
+  fPersistence.StoreRecord({"unit", {1, 0, 0, 0}, {2, 0, 0, 0}});
+  fPersistence.StoreRecord({"unit", {1, 0, 0, 0}, {3, 0, 0, 0}});
+  EXPECT_EQ(fPersistence.GetRecordForUID("unit")->latestVersion.major, 3U);
+}
+
+TEST_F(PersistenceTest, HasNoRecordForAnUnknownUid) {
+  fPersistence.StoreRecord({"unit", {1, 0, 0, 0}, {2, 0, 0, 0}});
+  EXPECT_FALSE(fPersistence.GetRecordForUID("Unit"));
+  EXPECT_FALSE(fPersistence.GetRecordForUID(""));
+}
+
+TEST_F(PersistenceTest, IgnoresWhatFollowsAVersion) {
+  fDefaults.fArrays["notificationrecord-unit"] = {"1.0.0+1 beta", "1.2.0+1.5", "more"};
+  EXPECT_TRUE(fPersistence.GetRecordForUID("unit"));
 }
 
 }  // namespace

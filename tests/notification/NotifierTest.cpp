@@ -10,9 +10,12 @@ namespace Notification {
 namespace {
 
 using ::testing::ElementsAre;
+using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 using testing::MakeDevice;
 using ::testing::Pair;
+using ::testing::internal::CaptureStderr;
+using ::testing::internal::GetCapturedStderr;
 
 class NotifierTest : public ::testing::Test {
  protected:
@@ -28,12 +31,12 @@ class NotifierTest : public ::testing::Test {
 };
 
 TEST_F(NotifierTest, PostsNameReleaseAndPageOfADevice) {
-  const auto notice = Post(fDevice);
-  EXPECT_EQ(notice.title, "Update Available for Studio A");
-  EXPECT_EQ(notice.informativeText, "1.4.2");
-  EXPECT_THAT(notice.userInfo, ElementsAre(Pair("URL", "http://studio-a.local:80/#device")));
-  EXPECT_EQ(notice.subject, fDevice.uid);
-  EXPECT_TRUE(notice.playsDefaultSound);
+  const auto notification = Post(fDevice);
+  EXPECT_EQ(notification.title, "Update Available for Studio A");
+  EXPECT_EQ(notification.informativeText, "1.4.2");
+  EXPECT_THAT(notification.userInfo, ElementsAre(Pair("URL", "http://studio-a.local:80/#device")));
+  EXPECT_EQ(notification.subject, fDevice.uid);
+  EXPECT_TRUE(notification.playsDefaultSound);
 }
 
 TEST_F(NotifierTest, AddsTheFragmentForHosts) {
@@ -59,7 +62,7 @@ TEST_F(NotifierTest, PostsNothingForADeviceWithoutAName) {
   EXPECT_THAT(fCenter.fDelivered, IsEmpty());
 }
 
-TEST_F(NotifierTest, OpensThePageOnAClickAndRemovesTheNotice) {
+TEST_F(NotifierTest, OpensThePageOnAClickAndRemovesTheNotification) {
   auto clicked = Post(fDevice);
   clicked.activationToken = "token-1";
   ASSERT_TRUE(fCenter.Activate(clicked));
@@ -70,9 +73,57 @@ TEST_F(NotifierTest, OpensThePageOnAClickAndRemovesTheNotice) {
 }
 
 TEST_F(NotifierTest, HearsNoClicksAfterItsEnd) {
-  const auto notice = Post(fDevice);
+  const auto notification = Post(fDevice);
   fNotifier.reset();
-  EXPECT_FALSE(fCenter.Activate(notice));
+  EXPECT_FALSE(fCenter.Activate(notification));
+  EXPECT_THAT(fOpener.fUrls, IsEmpty());
+}
+
+class HandleNotificationActivationTest : public ::testing::Test {
+ protected:
+  vorn::testing::FakeNotificationCenter fCenter;
+  vorn::testing::FakeUrlOpener fOpener;
+  vorn::UserNotification fNotification;
+};
+
+TEST_F(HandleNotificationActivationTest, RemovesANotificationThatCarriesNoAddress) {
+  fNotification.identifier = 7;
+  HandleNotificationActivation(fNotification, fCenter, fOpener);
+  ASSERT_EQ(fCenter.fRemoved.size(), 1U);
+  EXPECT_EQ(fCenter.fRemoved[0].identifier, 7U);
+  EXPECT_THAT(fOpener.fUrls, IsEmpty());
+}
+
+TEST_F(HandleNotificationActivationTest, RemovesANotificationWhoseAddressIsNone) {
+  for (const char* address : {"", "no address", "file:///etc/passwd"}) {
+    fNotification.userInfo["URL"] = address;
+    CaptureStderr();
+    HandleNotificationActivation(fNotification, fCenter, fOpener);
+    EXPECT_THAT(GetCapturedStderr(), HasSubstr("Not a web address"));
+  }
+  EXPECT_EQ(fCenter.fRemoved.size(), 3U);
+  EXPECT_THAT(fOpener.fUrls, IsEmpty());
+}
+
+TEST_F(HandleNotificationActivationTest, OpensTheAddressAndHandsTheTokenOn) {
+  fNotification.userInfo["URL"] = "http://10.0.0.1:8080/#device";
+  fNotification.activationToken = "abc";
+  HandleNotificationActivation(fNotification, fCenter, fOpener);
+  EXPECT_THAT(fOpener.fUrls, ElementsAre("http://10.0.0.1:8080/#device"));
+  EXPECT_THAT(fOpener.fTokens, ElementsAre("abc"));
+}
+
+TEST_F(HandleNotificationActivationTest, OpensAPageFromItsAddressAlone) {
+  HandleNotificationActivation("https://unit.example/#device", "", fOpener);
+  EXPECT_THAT(fOpener.fUrls, ElementsAre("https://unit.example/#device"));
+}
+
+TEST_F(HandleNotificationActivationTest, RefusesOtherAddressesOnTheConsole) {
+  CaptureStderr();
+  HandleNotificationActivation("javascript:alert(1)\n" + std::string(5000, 'x'), "", fOpener);
+  const std::string console = GetCapturedStderr();
+  EXPECT_THAT(console, HasSubstr("javascript:alert(1)?xxx"));
+  EXPECT_LT(console.size(), 400U);
   EXPECT_THAT(fOpener.fUrls, IsEmpty());
 }
 

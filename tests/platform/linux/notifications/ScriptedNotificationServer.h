@@ -16,7 +16,7 @@ namespace vorn::testing {
 /// own: its destruction is, to everybody else, its death.
 class ScriptedNotificationServer final : public QDBusVirtualObject {
  public:
-  struct Notice {
+  struct Shown {
     std::uint32_t id = 0;
     std::uint32_t replacesId = 0;
     QString application, icon, summary, body;
@@ -26,7 +26,7 @@ class ScriptedNotificationServer final : public QDBusVirtualObject {
   };
 
   enum class Mood {
-    kAnswers,  ///< shows notices
+    kAnswers,  ///< shows notifications
     kSilent,   ///< takes Notify and answers it only with AnswerHeld
     kRefuses,  ///< answers Notify with an error
   };
@@ -91,7 +91,7 @@ class ScriptedNotificationServer final : public QDBusVirtualObject {
   QStringList fCapabilities;
   bool fIsThere = false;
   int fQuestions = 0;
-  std::vector<Notice> fNotices;
+  std::vector<Shown> fShown;
   std::vector<std::uint32_t> fClosed;
   std::set<std::uint32_t> fStanding;
   std::size_t fLimit = SIZE_MAX;  ///< no more than these stand at a time
@@ -105,29 +105,29 @@ class ScriptedNotificationServer final : public QDBusVirtualObject {
 
   bool OnNotify(const QDBusMessage& message, const QDBusConnection& connection) {
     const auto arguments = message.arguments();
-    Notice notice;
-    notice.application = arguments.value(0).toString();
-    notice.replacesId = arguments.value(1).toUInt();
-    notice.icon = arguments.value(2).toString();
-    notice.summary = arguments.value(3).toString();
-    notice.body = arguments.value(4).toString();
-    notice.actions = arguments.value(5).toStringList();
-    notice.hints = qdbus_cast<QVariantMap>(arguments.value(6));
-    notice.timeout = arguments.value(7).toInt();
-    notice.id = notice.replacesId != 0 ? notice.replacesId : fNextId++;
-    fNotices.push_back(notice);
+    Shown notification;
+    notification.application = arguments.value(0).toString();
+    notification.replacesId = arguments.value(1).toUInt();
+    notification.icon = arguments.value(2).toString();
+    notification.summary = arguments.value(3).toString();
+    notification.body = arguments.value(4).toString();
+    notification.actions = arguments.value(5).toStringList();
+    notification.hints = qdbus_cast<QVariantMap>(arguments.value(6));
+    notification.timeout = arguments.value(7).toInt();
+    notification.id = notification.replacesId != 0 ? notification.replacesId : fNextId++;
+    fShown.push_back(notification);
     if (fMood == Mood::kSilent) {
-      fHeld.push_back(message.createReply(QVariant::fromValue<uint>(notice.id)));
+      fHeld.push_back(message.createReply(QVariant::fromValue<uint>(notification.id)));
       return true;
     }
-    const bool isFull = !fStanding.contains(notice.id) && fStanding.size() >= fLimit;
-    if (isFull) fNotices.pop_back();
+    const bool isFull = !fStanding.contains(notification.id) && fStanding.size() >= fLimit;
+    if (isFull) fShown.pop_back();
     if (fMood == Mood::kRefuses || isFull) {
       ++fRefused;
       return connection.send(message.createErrorReply(fRefusal, "no more"));
     }
-    fStanding.insert(notice.id);
-    return connection.send(message.createReply(QVariant::fromValue<uint>(notice.id)));
+    fStanding.insert(notification.id);
+    return connection.send(message.createReply(QVariant::fromValue<uint>(notification.id)));
   }
 
   const QString fName;

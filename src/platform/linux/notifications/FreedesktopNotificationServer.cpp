@@ -1,4 +1,4 @@
-#include "platform/linux/notices/NotificationServer.h"
+#include "platform/linux/notifications/FreedesktopNotificationServer.h"
 
 #include <QtCore/QVariantMap>
 #include <QtDBus/QDBusConnectionInterface>
@@ -22,7 +22,7 @@ constexpr int kNoTimeout = std::numeric_limits<int>::max();
 
 QString UniqueConnectionName() {
   static int count = 0;
-  return QStringLiteral("vorn-notices-%1").arg(++count);
+  return QStringLiteral("vorn-notifications-%1").arg(++count);
 }
 
 QDBusConnection ConnectTo(const std::string& address, const QString& name) {
@@ -43,7 +43,7 @@ NotificationServer::Answer AnswerOf(const QDBusMessage& reply) {
     default:
       // The server's own, whatever it says of others: before the bus says that
       // it has gone, we have heard of the change, and the call with it.
-      return Answer::kError;
+      return Answer::kRefused;
   }
 }
 
@@ -66,22 +66,21 @@ void Await(const QDBusPendingCall& call, QObject* owner, std::function<void(cons
 
 }  // namespace
 
-NotificationServer::NotificationServer(const std::string& address, Presentation presentation,
-                                       Handlers handlers)
+FreedesktopNotificationServer::FreedesktopNotificationServer(const Presentation& presentation,
+                                                             const std::string& address)
     : fConnectionName(UniqueConnectionName()),
-      fPresentation(std::move(presentation)),
-      fHandlers(std::move(handlers)),
+      fPresentation(presentation),
       fConnection(ConnectTo(address, fConnectionName)) {
   if (fConnection.isConnected()) Connect();
 }
 
-NotificationServer::~NotificationServer() {
+FreedesktopNotificationServer::~FreedesktopNotificationServer() {
   fProxy.reset();
   fWatcher.reset();
   QDBusConnection::disconnectFromBus(fConnectionName);
 }
 
-void NotificationServer::Connect() {
+void FreedesktopNotificationServer::Connect() {
   const QString name = QLatin1String(kServerName);
   // The watch stands before the question, so that no change is missed between the two.
   fWatcher =
@@ -96,29 +95,32 @@ void NotificationServer::Connect() {
   fProxy = MakeProxy(owner);
 }
 
-void NotificationServer::OnOwnerChanged(const QString& owner) {
+void FreedesktopNotificationServer::OnOwnerChanged(const QString& owner) {
   const auto name = owner.toStdString();
   if (name == fIdentity.server) return;  // the change of before our question
   fIdentity.server = name;
+  fShowsMarkup = fPlaysSound = false;
   fProxy = MakeProxy(owner);
   fHandlers.onChanged();
 }
 
-std::unique_ptr<NotificationServer::Proxy> NotificationServer::MakeProxy(const QString& owner) {
+std::unique_ptr<FreedesktopNotificationServer::Proxy> FreedesktopNotificationServer::MakeProxy(
+    const QString& owner) {
   if (owner.isEmpty()) return nullptr;
   auto proxy = std::make_unique<Proxy>(owner, QLatin1String(kServerPath), fConnection);
   proxy->setTimeout(kNoTimeout);
-  QObject::connect(proxy.get(), &Proxy::ActionInvoked, &fContext,
-                   [this](uint id, const QString& key) { RunGuarded([&] { fHandlers.onAction(id, key); }); });
+  QObject::connect(proxy.get(), &Proxy::ActionInvoked, &fContext, [this](uint id, const QString& key) {
+    RunGuarded([&] { fHandlers.onAction(id, key.toStdString()); });
+  });
   QObject::connect(proxy.get(), &Proxy::ActivationToken, &fContext, [this](uint id, const QString& token) {
-    RunGuarded([&] { fHandlers.onActivationToken(id, token); });
+    RunGuarded([&] { fHandlers.onActivationToken(id, token.toStdString()); });
   });
   QObject::connect(proxy.get(), &Proxy::NotificationClosed, &fContext,
                    [this](uint id, uint) { RunGuarded([&] { fHandlers.onClosed(id); }); });
   return proxy;
 }
 
-void NotificationServer::Start(std::function<void(Answer)> onAnswer) {
+void FreedesktopNotificationServer::Start(std::function<void(Answer)> onAnswer) {
   auto call = CallToBus("StartServiceByName");
   call.setArguments({QLatin1String(kServerName), QVariant::fromValue<uint>(0)});
   Await(fConnection.asyncCall(call, kNoTimeout), &fContext,
@@ -127,29 +129,39 @@ void NotificationServer::Start(std::function<void(Answer)> onAnswer) {
         });
 }
 
-void NotificationServer::GetCapabilities(std::function<void(Answer, const QStringList&)> onAnswer) {
-  Await(fProxy->GetCapabilities(), fProxy.get(), [onAnswer = std::move(onAnswer)](const QDBusMessage& reply) {
-    const Answer answer = AnswerOf(reply);
-    onAnswer(answer, answer == Answer::kOk ? reply.arguments().value(0).toStringList() : QStringList());
-  });
+void FreedesktopNotificationServer::AskCapabilities(std::function<void(Answer)> onAnswer) {
+  Await(fProxy->GetCapabilities(), fProxy.get(),
+        [this, onAnswer = std::move(onAnswer)](const QDBusMessage& reply) {
+          const Answer answer = AnswerOf(reply);
+          const auto all = answer == Answer::kOk ? reply.arguments().value(0).toStringList() : QStringList();
+          fShowsMarkup = all.contains(QLatin1String("body-markup"));
+          fPlaysSound = all.contains(QLatin1String("sound"));
+          onAnswer(answer);
+        });
 }
 
-void NotificationServer::Notify(const Notice& notice, std::function<void(Answer, std::uint32_t)> onAnswer) {
-  QVariantMap hints{{QStringLiteral("desktop-entry"), fPresentation.desktopEntry},
+void FreedesktopNotificationServer::Notify(const UserNotification& notification, std::uint32_t replacesId,
+                                           std::function<void(Answer, std::uint32_t)> onAnswer) {
+  const auto body = QString::fromStdString(notification.informativeText);
+  QVariantMap hints{{QStringLiteral("desktop-entry"), QString::fromStdString(fPresentation.desktopEntry)},
                     {QStringLiteral("category"), QStringLiteral("device")},
                     {QStringLiteral("urgency"), QVariant::fromValue<uchar>(1)}};
-  if (notice.hasSound) hints[QStringLiteral("sound-name")] = QStringLiteral("message-new-instant");
+  if (notification.playsDefaultSound && fPlaysSound) {
+    hints[QStringLiteral("sound-name")] = QStringLiteral("message-new-instant");
+  }
   // Some servers draw the default action as a button, so it has a real label.
-  const QStringList actions{QStringLiteral("default"), QStringLiteral("Open")};
-  const auto call = fProxy->Notify(fPresentation.applicationName, notice.replacesId, fPresentation.iconName,
-                                   notice.summary, notice.body, actions, hints, kServerDecides);
+  const QStringList actions{QLatin1String(kDefaultAction), QStringLiteral("Open")};
+  const auto call = fProxy->Notify(
+      QString::fromStdString(fPresentation.applicationName), replacesId,
+      QString::fromStdString(fPresentation.iconName), QString::fromStdString(notification.title),
+      fShowsMarkup ? body.toHtmlEscaped() : body, actions, hints, kServerDecides);
   Await(call, fProxy.get(), [onAnswer = std::move(onAnswer)](const QDBusMessage& reply) {
     const Answer answer = AnswerOf(reply);
     onAnswer(answer, answer == Answer::kOk ? reply.arguments().value(0).toUInt() : 0);
   });
 }
 
-void NotificationServer::CloseNotification(std::uint32_t id) {
+void FreedesktopNotificationServer::CloseNotification(std::uint32_t id) {
   if (!IsThere()) return;
   auto call =
       QDBusMessage::createMethodCall(QString::fromStdString(fIdentity.server), QLatin1String(kServerPath),

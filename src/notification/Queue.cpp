@@ -1,11 +1,11 @@
-#include "platform/linux/notices/NoticeQueue.h"
+#include "notification/Queue.h"
 
 #include <algorithm>
 #include <utility>
 
-namespace vorn {
+namespace Notification {
 
-bool NoticeQueue::Add(UserNotification notification, TimePoint now) {
+bool Queue::Add(vorn::UserNotification notification, TimePoint now) {
   if (!fSlots.contains(notification.subject) && fSlots.size() >= kMaxSlots && !MakeRoom(now)) return false;
   notification.identifier = ++fLastIdentifier;
   notification.activationToken.clear();
@@ -14,24 +14,23 @@ bool NoticeQueue::Add(UserNotification notification, TimePoint now) {
   return true;
 }
 
-void NoticeQueue::Restore(std::vector<KeptNotice> kept, TimePoint due) {
-  for (KeptNotice& notice : kept) {
-    UserNotification& notification = notice.notification;
+void Queue::Restore(std::vector<KeptNotification> kept, TimePoint due) {
+  for (auto& [notification, serverId] : kept) {
     if (!fSlots.contains(notification.subject) && fSlots.size() >= kMaxSlots) continue;
     notification.identifier = ++fLastIdentifier;
     Slot& slot = fSlots[notification.subject];
-    if (notice.serverId == 0) {
+    if (serverId == 0) {
       slot.quietUntil = due;
     } else {
-      SetStanding(slot, notification, notice.serverId);
+      SetStanding(slot, notification, serverId);
       notification.playsDefaultSound = false;  // it has been heard
     }
     SetWaiting(slot, std::move(notification));
   }
 }
 
-std::vector<KeptNotice> NoticeQueue::Kept() const {
-  std::vector<KeptNotice> kept;
+std::vector<KeptNotification> Queue::Kept() const {
+  std::vector<KeptNotification> kept;
   for (const auto& [subject, slot] : fSlots) {
     if (slot.standing) kept.push_back({*slot.standing, slot.serverId});
     const auto* waiting = slot.waiting ? &*slot.waiting : nullptr;
@@ -39,13 +38,13 @@ std::vector<KeptNotice> NoticeQueue::Kept() const {
     const bool stands = waiting && slot.standing && slot.standing->identifier == waiting->identifier;
     if (waiting && !stands) kept.push_back({*waiting, 0});
   }
-  std::sort(kept.begin(), kept.end(), [](const KeptNotice& one, const KeptNotice& other) {
+  std::sort(kept.begin(), kept.end(), [](const KeptNotification& one, const KeptNotification& other) {
     return one.notification.identifier < other.notification.identifier;
   });
   return kept;
 }
 
-optional<NoticeQueue::Sending> NoticeQueue::Take(TimePoint now) {
+std::optional<Queue::Sending> Queue::Take(TimePoint now) {
   if (IsHeldBack() || NobodyBefore() > now) return {};
   if (fFullUntil != TimePoint::min()) EndRefusals();
   for (const auto& [identifier, subject] : fWaiting) {
@@ -63,8 +62,8 @@ optional<NoticeQueue::Sending> NoticeQueue::Take(TimePoint now) {
   return {};
 }
 
-optional<NoticeQueue::TimePoint> NoticeQueue::NextDue() const {
-  optional<TimePoint> next;
+std::optional<Queue::TimePoint> Queue::NextDue() const {
+  std::optional<TimePoint> next;
   if (IsHeldBack()) return next;
   for (const auto& [identifier, subject] : fWaiting) {
     const Slot& slot = fSlots.at(subject);
@@ -74,8 +73,7 @@ optional<NoticeQueue::TimePoint> NoticeQueue::NextDue() const {
   return next;
 }
 
-std::vector<std::uint32_t> NoticeQueue::Delivered(std::uint64_t identifier, std::uint32_t serverId,
-                                                  TimePoint now) {
+std::vector<std::uint32_t> Queue::Delivered(std::uint64_t identifier, std::uint32_t serverId, TimePoint now) {
   Slot* slot = FindInFlight(identifier);
   if (!slot) return {};
   std::vector<std::uint32_t> toClose;
@@ -84,7 +82,7 @@ std::vector<std::uint32_t> NoticeQueue::Delivered(std::uint64_t identifier, std:
   if (fWaiting.empty()) fIsCautious = false;
   slot->losses = 0;
   slot->quietUntil = now + fTiming.quietTime;
-  const UserNotification shown = *slot->inFlight;
+  const vorn::UserNotification shown = *slot->inFlight;
   const bool isUnwanted = std::exchange(slot->removeWhenDelivered, false);
   EndInFlight(*slot);
   EndStanding(*slot);
@@ -93,10 +91,10 @@ std::vector<std::uint32_t> NoticeQueue::Delivered(std::uint64_t identifier, std:
   return toClose;
 }
 
-bool NoticeQueue::Failed(std::uint64_t identifier, Failure failure, TimePoint now) {
+bool Queue::Failed(std::uint64_t identifier, Answer answer, TimePoint now) {
   Slot* slot = FindInFlight(identifier);
   if (!slot) return true;
-  const bool isGivenUp = !NoteFailure(*slot, failure, now);
+  const bool isGivenUp = !NoteFailure(*slot, answer, now);
   // What was announced since is newer, and what was removed is not wanted.
   const bool waitsAgain = !isGivenUp && !slot->waiting && !slot->removeWhenDelivered;
   if (waitsAgain) SetWaiting(*slot, *slot->inFlight);
@@ -104,20 +102,22 @@ bool NoticeQueue::Failed(std::uint64_t identifier, Failure failure, TimePoint no
   return !isGivenUp;
 }
 
-// False when the notice is to be given up.
-bool NoticeQueue::NoteFailure(Slot& slot, Failure failure, TimePoint now) {
-  switch (failure) {
-    case Failure::kNoServer:
+// False when the notification is to be given up.
+bool Queue::NoteFailure(Slot& slot, Answer answer, TimePoint now) {
+  switch (answer) {
+    case Answer::kOk:
+      return true;  // no failure
+    case Answer::kNoServer:
       fPaidUntil -= fTiming.pace;  // nobody has seen it
       return true;
-    case Failure::kRefused:
+    case Answer::kRefused:
       fPaidUntil -= fTiming.pace;
       slot.quietUntil = now + fTiming.quietTime;
       fIsCautious = true;
       fRefused.insert(slot.inFlight->subject);
       if (fRefused.size() > 1) fFullUntil = slot.quietUntil;
       return true;
-    case Failure::kLost:
+    case Answer::kLost:
       break;
   }
   if (++slot.losses > 1) slot.quietUntil = now + fTiming.quietTime;
@@ -127,50 +127,50 @@ bool NoticeQueue::NoteFailure(Slot& slot, Failure failure, TimePoint now) {
 }
 
 // What was refused may be tried at once.
-void NoticeQueue::EndRefusals() {
+void Queue::EndRefusals() {
   for (const auto& subject : fRefused) fSlots.at(subject).quietUntil = TimePoint::min();
   fRefused.clear();
   fFullUntil = TimePoint::min();
 }
 
 // The server takes others, so these are refused for what they are.
-void NoticeQueue::PutRefusedLast() {
+void Queue::PutRefusedLast() {
   for (const auto& subject : fRefused) {
     Slot& slot = fSlots.at(subject);
     if (!slot.waiting) continue;
-    UserNotification notification = *slot.waiting;
+    vorn::UserNotification notification = *slot.waiting;
     const bool stands = slot.standing && slot.standing->identifier == notification.identifier;
     notification.identifier = ++fLastIdentifier;
-    if (stands) slot.standing->identifier = notification.identifier;  // the two stay one notice
+    if (stands) slot.standing->identifier = notification.identifier;  // the two stay one notification
     SetWaiting(slot, std::move(notification));
   }
   fRefused.clear();
   fFullUntil = TimePoint::min();
 }
 
-std::size_t NoticeQueue::ServerChanged(TimePoint now) {
+std::size_t Queue::ServerChanged(TimePoint now) {
   EndRefusals();
   fIsCautious = false;
   for (auto& [subject, slot] : fSlots) EndStanding(slot);
   std::size_t givenUp = 0;
   while (!fInFlight.empty()) {
-    if (!Failed(fInFlight.begin()->first, Failure::kLost, now)) ++givenUp;
+    if (!Failed(fInFlight.begin()->first, Answer::kLost, now)) ++givenUp;
   }
   return givenUp;
 }
 
-UserNotification* NoticeQueue::FindStanding(std::uint32_t serverId) {
+vorn::UserNotification* Queue::FindStanding(std::uint32_t serverId) {
   const auto found = fStanding.find(serverId);
   return found == fStanding.end() ? nullptr : fSlots.at(found->second).standing.operator->();
 }
 
-void NoticeQueue::Closed(std::uint32_t serverId) {
+void Queue::Closed(std::uint32_t serverId) {
   EndRefusals();
   const auto found = fStanding.find(serverId);
   if (found != fStanding.end()) EndStanding(fSlots.at(found->second));
 }
 
-std::uint32_t NoticeQueue::Remove(std::uint64_t identifier) {
+std::uint32_t Queue::Remove(std::uint64_t identifier) {
   for (const auto& [serverId, subject] : fStanding) {
     Slot& slot = fSlots.at(subject);
     if (slot.standing->identifier != identifier) continue;
@@ -187,23 +187,23 @@ std::uint32_t NoticeQueue::Remove(std::uint64_t identifier) {
   return 0;
 }
 
-bool NoticeQueue::ForgetWaiting(const std::string& subject) {
+bool Queue::ForgetWaiting(const std::string& subject) {
   const auto found = fSlots.find(subject);
   if (found == fSlots.end() || !found->second.HasUnshown()) return false;
   ForgetUnshown(found->second);
   return true;
 }
 
-void NoticeQueue::ForgetAllWaiting() {
+void Queue::ForgetAllWaiting() {
   for (auto& [subject, slot] : fSlots) ForgetUnshown(slot);
 }
 
-NoticeQueue::Slot* NoticeQueue::FindInFlight(std::uint64_t identifier) {
+Queue::Slot* Queue::FindInFlight(std::uint64_t identifier) {
   const auto found = fInFlight.find(identifier);
   return found == fInFlight.end() ? nullptr : &fSlots.at(found->second);
 }
 
-bool NoticeQueue::MakeRoom(TimePoint now) {
+bool Queue::MakeRoom(TimePoint now) {
   std::erase_if(fSlots, [now, this](const auto& entry) {
     return entry.second.IsIdle() && entry.second.quietUntil <= now && !fRefused.contains(entry.first);
   });
@@ -223,20 +223,20 @@ bool NoticeQueue::MakeRoom(TimePoint now) {
 }
 
 // The first moment at which anything may be sent at all.
-NoticeQueue::TimePoint NoticeQueue::NobodyBefore() const {
+Queue::TimePoint Queue::NobodyBefore() const {
   if (fPaidUntil == TimePoint::min()) return fFullUntil;
   return std::max(fFullUntil, fPaidUntil - (kBurst - 1) * fTiming.pace);
 }
 
-void NoticeQueue::SetWaiting(Slot& slot, UserNotification notification) {
+void Queue::SetWaiting(Slot& slot, vorn::UserNotification notification) {
   DropWaiting(slot);
   fWaiting[notification.identifier] = notification.subject;
   slot.waiting = std::move(notification);
 }
 
-void NoticeQueue::SetStanding(Slot& slot, UserNotification notification, std::uint32_t serverId) {
+void Queue::SetStanding(Slot& slot, vorn::UserNotification notification, std::uint32_t serverId) {
   EndStanding(slot);
-  // An id that the server gives twice means the later notice.
+  // An id that the server gives twice means the later notification.
   const auto other = fStanding.find(serverId);
   if (other != fStanding.end()) EndStanding(fSlots.at(other->second));
   fStanding[serverId] = notification.subject;
@@ -244,24 +244,24 @@ void NoticeQueue::SetStanding(Slot& slot, UserNotification notification, std::ui
   slot.standing = std::move(notification);
 }
 
-void NoticeQueue::DropWaiting(Slot& slot) {
+void Queue::DropWaiting(Slot& slot) {
   if (slot.waiting) fWaiting.erase(slot.waiting->identifier);
   slot.waiting.reset();
 }
 
-void NoticeQueue::ForgetUnshown(Slot& slot) {
+void Queue::ForgetUnshown(Slot& slot) {
   DropWaiting(slot);
   slot.removeWhenDelivered = slot.inFlight.has_value();
 }
 
-void NoticeQueue::EndInFlight(Slot& slot) {
+void Queue::EndInFlight(Slot& slot) {
   fInFlight.erase(slot.inFlight->identifier);
   slot.inFlight.reset();
   slot.removeWhenDelivered = false;
 }
 
 // With what stands ends also what was to bring it up once more.
-void NoticeQueue::EndStanding(Slot& slot) {
+void Queue::EndStanding(Slot& slot) {
   if (!slot.standing) return;
   const auto identifier = slot.standing->identifier;
   fStanding.erase(slot.serverId);
@@ -271,4 +271,4 @@ void NoticeQueue::EndStanding(Slot& slot) {
   if (slot.inFlight && slot.inFlight->identifier == identifier) slot.removeWhenDelivered = true;
 }
 
-}  // namespace vorn
+}  // namespace Notification

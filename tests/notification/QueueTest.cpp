@@ -1,29 +1,29 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "platform/linux/notices/NoticeQueue.h"
+#include "notification/Queue.h"
 
-namespace vorn {
+namespace Notification {
 namespace {
 
 using namespace std::chrono_literals;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 using ::testing::UnorderedElementsAre;
-using Failure = NoticeQueue::Failure;
+using Answer = Queue::Answer;
 
-class NoticeQueueTest : public ::testing::Test {
+class QueueTest : public ::testing::Test {
  protected:
-  explicit NoticeQueueTest(std::chrono::milliseconds pace = 0s) : fQueue({60s, pace}) {}
+  explicit QueueTest(std::chrono::milliseconds pace = 0s) : fQueue({60s, pace}) {}
 
   void Add(const std::string& subject, const std::string& title) {
-    UserNotification notice;
-    notice.subject = subject;
-    notice.title = title;
-    EXPECT_TRUE(fQueue.Add(notice, fNow));
+    vorn::UserNotification notification;
+    notification.subject = subject;
+    notification.title = title;
+    EXPECT_TRUE(fQueue.Add(notification, fNow));
   }
 
-  /// The title of the next notice that is due, now in flight; empty when none is.
+  /// The title of the next notification that is due, now in flight; empty when none is.
   std::string Take() {
     const auto sending = fQueue.Take(fNow);
     if (!sending) return {};
@@ -40,8 +40,9 @@ class NoticeQueueTest : public ::testing::Test {
     return fTaken;
   }
 
-  static KeptNotice MakeKept(const std::string& subject, const std::string& title, std::uint32_t serverId) {
-    KeptNotice kept;
+  static KeptNotification MakeKept(const std::string& subject, const std::string& title,
+                                   std::uint32_t serverId) {
+    KeptNotification kept;
     kept.notification.subject = subject;
     kept.notification.title = title;
     kept.notification.playsDefaultSound = true;
@@ -58,30 +59,30 @@ class NoticeQueueTest : public ::testing::Test {
     return texts;
   }
 
-  void Refuse() { EXPECT_TRUE(fQueue.Failed(fTaken, Failure::kRefused, fNow)); }
+  void Refuse() { EXPECT_TRUE(fQueue.Failed(fTaken, Answer::kRefused, fNow)); }
 
-  NoticeQueue::TimePoint fNow{1h};
-  NoticeQueue fQueue;
+  Queue::TimePoint fNow{1h};
+  Queue fQueue;
   std::uint64_t fTaken = 0;
   std::uint32_t fLastId = 0;
   std::uint32_t fReplaces = 0;
 };
 
-class PacedNoticeQueueTest : public NoticeQueueTest {
+class PacedQueueTest : public QueueTest {
  protected:
-  PacedNoticeQueueTest() : NoticeQueueTest(3s) {}
+  PacedQueueTest() : QueueTest(3s) {}
 };
 
-TEST_F(NoticeQueueTest, SendsNoticesInTheirOrderOnce) {
+TEST_F(QueueTest, SendsNotificationsInTheirOrderOnce) {
   Add("b", "first");
   Add("a", "second");
   EXPECT_EQ(Take(), "first");
   EXPECT_EQ(Take(), "second");
   EXPECT_EQ(Take(), "");
-  EXPECT_FALSE(fQueue.HasWaiting());
+  EXPECT_FALSE(fQueue.NextDue());
 }
 
-TEST_F(NoticeQueueTest, KeepsOnlyTheNewestWaitingNoticeOfASubject) {
+TEST_F(QueueTest, KeepsOnlyTheNewestWaitingNotificationOfASubject) {
   Add("a", "old");
   Add("b", "other");
   Add("a", "new");
@@ -90,7 +91,7 @@ TEST_F(NoticeQueueTest, KeepsOnlyTheNewestWaitingNoticeOfASubject) {
   EXPECT_EQ(Take(), "");
 }
 
-TEST_F(NoticeQueueTest, ReplacesAStandingNoticeAfterTheQuietTime) {
+TEST_F(QueueTest, ReplacesAStandingNotificationAfterTheQuietTime) {
   Show("a", "first", 7);
   Add("a", "second");
   fNow += 59s;
@@ -103,7 +104,7 @@ TEST_F(NoticeQueueTest, ReplacesAStandingNoticeAfterTheQuietTime) {
   EXPECT_EQ(fQueue.FindStanding(7)->title, "second");
 }
 
-TEST_F(NoticeQueueTest, BringsASubjectUpAtMostOnceAMinuteHoweverOftenItIsAnnounced) {
+TEST_F(QueueTest, BringsASubjectUpAtMostOnceAMinuteHoweverOftenItIsAnnounced) {
   int shown = 0;
   for (int second = 0; second < 600; ++second, fNow += 1s) {
     Add("", "release " + std::to_string(second));
@@ -114,7 +115,7 @@ TEST_F(NoticeQueueTest, BringsASubjectUpAtMostOnceAMinuteHoweverOftenItIsAnnounc
   EXPECT_EQ(shown, 10);
 }
 
-TEST_F(NoticeQueueTest, KeepsTheQuietTimeAlsoWhenTheNoticeWasClosed) {
+TEST_F(QueueTest, KeepsTheQuietTimeAlsoWhenTheNotificationWasClosed) {
   Show("a", "first", 7);
   fQueue.Closed(7);
   Add("a", "second");
@@ -124,7 +125,7 @@ TEST_F(NoticeQueueTest, KeepsTheQuietTimeAlsoWhenTheNoticeWasClosed) {
   EXPECT_EQ(fReplaces, 0U);
 }
 
-TEST_F(NoticeQueueTest, DoesNotSendASubjectTwiceAtATime) {
+TEST_F(QueueTest, DoesNotSendASubjectTwiceAtATime) {
   Add("a", "first");
   EXPECT_EQ(Take(), "first");
   Add("a", "second");
@@ -134,7 +135,7 @@ TEST_F(NoticeQueueTest, DoesNotSendASubjectTwiceAtATime) {
   EXPECT_EQ(*fQueue.NextDue(), fNow + 60s);
 }
 
-TEST_F(NoticeQueueTest, ClosesTheOldNoticeWhereTheServerDidNotReplaceIt) {
+TEST_F(QueueTest, ClosesTheOldNotificationWhereTheServerDidNotReplaceIt) {
   Show("a", "first", 7);
   Add("a", "second");
   fNow += 60s;
@@ -144,7 +145,7 @@ TEST_F(NoticeQueueTest, ClosesTheOldNoticeWhereTheServerDidNotReplaceIt) {
   EXPECT_EQ(fQueue.FindStanding(8)->title, "second");
 }
 
-TEST_F(NoticeQueueTest, KnowsOnlyItsOwnStandingNotices) {
+TEST_F(QueueTest, KnowsOnlyItsOwnStandingNotifications) {
   Show("a", "first", 7);
   EXPECT_EQ(fQueue.FindStanding(8), nullptr);
   EXPECT_EQ(fQueue.FindStanding(0), nullptr);
@@ -154,44 +155,44 @@ TEST_F(NoticeQueueTest, KnowsOnlyItsOwnStandingNotices) {
   EXPECT_EQ(fQueue.FindStanding(7), nullptr);
 }
 
-TEST_F(NoticeQueueTest, SendsAgainAtOnceWhatNeverReachedAServer) {
+TEST_F(QueueTest, SendsAgainAtOnceWhatNeverReachedAServer) {
   Add("a", "first");
   for (int i = 0; i < 20; ++i) {
     EXPECT_EQ(Take(), "first");
-    EXPECT_TRUE(fQueue.Failed(fTaken, Failure::kNoServer, fNow));
+    EXPECT_TRUE(fQueue.Failed(fTaken, Answer::kNoServer, fNow));
   }
 }
 
-TEST_F(NoticeQueueTest, SendsAgainWhatTheServerTookWithIt) {
+TEST_F(QueueTest, SendsAgainWhatTheServerTookWithIt) {
   Add("a", "first");
   EXPECT_EQ(Take(), "first");
-  EXPECT_TRUE(fQueue.Failed(fTaken, Failure::kLost, fNow));
+  EXPECT_TRUE(fQueue.Failed(fTaken, Answer::kLost, fNow));
   EXPECT_EQ(Take(), "first");
 }
 
-TEST_F(NoticeQueueTest, DoesNotKeepKillingAServerWithOneNotice) {
+TEST_F(QueueTest, DoesNotKeepKillingAServerWithOneNotification) {
   Add("a", "first");
-  for (int i = 1; i < NoticeQueue::kMaxFailures; ++i) {
+  for (int i = 1; i < Queue::kMaxFailures; ++i) {
     EXPECT_EQ(Take(), "first");
-    EXPECT_TRUE(fQueue.Failed(fTaken, Failure::kLost, fNow));
+    EXPECT_TRUE(fQueue.Failed(fTaken, Answer::kLost, fNow));
     EXPECT_TRUE(i == 1 || *fQueue.NextDue() == fNow + 60s);
     fNow += 60s;
   }
   EXPECT_EQ(Take(), "first");
-  EXPECT_FALSE(fQueue.Failed(fTaken, Failure::kLost, fNow));
-  EXPECT_FALSE(fQueue.HasWaiting());
+  EXPECT_FALSE(fQueue.Failed(fTaken, Answer::kLost, fNow));
+  EXPECT_FALSE(fQueue.HasUnshown());
 }
 
-TEST_F(NoticeQueueTest, PrefersWhatWasAnnouncedSinceOverWhatFailed) {
+TEST_F(QueueTest, PrefersWhatWasAnnouncedSinceOverWhatFailed) {
   Add("a", "old");
   EXPECT_EQ(Take(), "old");
   Add("a", "new");
-  EXPECT_TRUE(fQueue.Failed(fTaken, Failure::kLost, fNow));
+  EXPECT_TRUE(fQueue.Failed(fTaken, Answer::kLost, fNow));
   EXPECT_EQ(Take(), "new");
   EXPECT_EQ(Take(), "");
 }
 
-TEST_F(NoticeQueueTest, ForgetsStandingNoticesWithTheirServer) {
+TEST_F(QueueTest, ForgetsStandingNotificationsWithTheirServer) {
   const auto identifier = Show("a", "first", 7);
   EXPECT_EQ(fQueue.ServerChanged(fNow), 0U);
   EXPECT_EQ(fQueue.FindStanding(7), nullptr);
@@ -202,7 +203,7 @@ TEST_F(NoticeQueueTest, ForgetsStandingNoticesWithTheirServer) {
   EXPECT_EQ(fReplaces, 0U);
 }
 
-TEST_F(NoticeQueueTest, SendsAgainWhatAServerThatChangedHadNotAnswered) {
+TEST_F(QueueTest, SendsAgainWhatAServerThatChangedHadNotAnswered) {
   Add("a", "first");
   EXPECT_EQ(Take(), "first");
   EXPECT_EQ(fQueue.ServerChanged(fNow), 0U);
@@ -211,15 +212,15 @@ TEST_F(NoticeQueueTest, SendsAgainWhatAServerThatChangedHadNotAnswered) {
   EXPECT_EQ(Take(), "first");
 }
 
-TEST_F(NoticeQueueTest, HoldsNoNoticeThatAServerGaveNoIdFor) {
+TEST_F(QueueTest, HoldsNoNotificationThatAServerGaveNoIdFor) {
   Add("a", "first");
   EXPECT_EQ(Take(), "first");
   EXPECT_THAT(fQueue.Delivered(fTaken, 0, fNow), IsEmpty());
   EXPECT_EQ(fQueue.FindStanding(0), nullptr);
-  EXPECT_FALSE(fQueue.HasWaiting());
+  EXPECT_FALSE(fQueue.HasUnshown());
 }
 
-TEST_F(NoticeQueueTest, TriesARefusedNoticeAgainAfterTheQuietTime) {
+TEST_F(QueueTest, TriesARefusedNotificationAgainAfterTheQuietTime) {
   Add("a", "first");
   for (int i = 0; i < 20; ++i, fNow += 60s) {
     EXPECT_EQ(Take(), "first");
@@ -229,7 +230,7 @@ TEST_F(NoticeQueueTest, TriesARefusedNoticeAgainAfterTheQuietTime) {
   }
 }
 
-TEST_F(NoticeQueueTest, SendsNothingToAServerThatRefusesTwoInARow) {
+TEST_F(QueueTest, SendsNothingToAServerThatRefusesTwoInARow) {
   for (const char* title : {"a", "b", "c"}) Add(title, title);
   EXPECT_EQ(Take(), "a");
   Refuse();
@@ -245,7 +246,7 @@ TEST_F(NoticeQueueTest, SendsNothingToAServerThatRefusesTwoInARow) {
   EXPECT_EQ(Take(), "b");
 }
 
-TEST_F(NoticeQueueTest, GoesOnAsSoonAsSomethingIsClosedOldestFirst) {
+TEST_F(QueueTest, GoesOnAsSoonAsSomethingIsClosedOldestFirst) {
   for (const char* title : {"a", "b", "c"}) Add(title, title);
   for (const char* title : {"a", "b", "c"}) {
     EXPECT_EQ(Take(), title);
@@ -255,7 +256,7 @@ TEST_F(NoticeQueueTest, GoesOnAsSoonAsSomethingIsClosedOldestFirst) {
   }
 }
 
-TEST_F(NoticeQueueTest, PutsANoticeBehindTheOthersThatIsRefusedForWhatItIs) {
+TEST_F(QueueTest, PutsANotificationBehindTheOthersThatIsRefusedForWhatItIs) {
   for (const char* title : {"unwelcome", "b", "c"}) Add(title, title);
   EXPECT_EQ(Take(), "unwelcome");
   Refuse();
@@ -267,7 +268,7 @@ TEST_F(NoticeQueueTest, PutsANoticeBehindTheOthersThatIsRefusedForWhatItIs) {
   EXPECT_EQ(Take(), "unwelcome");
 }
 
-TEST_F(NoticeQueueTest, HoldsNoRefusalAgainstASubjectThatIsForgotten) {
+TEST_F(QueueTest, HoldsNoRefusalAgainstASubjectThatIsForgotten) {
   Add("a", "first");
   EXPECT_EQ(Take(), "first");
   Refuse();
@@ -277,8 +278,8 @@ TEST_F(NoticeQueueTest, HoldsNoRefusalAgainstASubjectThatIsForgotten) {
   EXPECT_THAT(Kept(), ElementsAre("second 2"));
 }
 
-TEST_F(NoticeQueueTest, GoesOnWhenARefusedSubjectHadToMakeRoom) {
-  for (std::uint32_t i = 1; i <= NoticeQueue::kMaxSlots; ++i) Show("unit " + std::to_string(i), "x", i);
+TEST_F(QueueTest, GoesOnWhenARefusedSubjectHadToMakeRoom) {
+  for (std::uint32_t i = 1; i <= Queue::kMaxSlots; ++i) Show("unit " + std::to_string(i), "x", i);
   fNow += 60s;
   Add("unit 1", "newer");
   EXPECT_EQ(Take(), "newer");
@@ -291,7 +292,7 @@ TEST_F(NoticeQueueTest, GoesOnWhenARefusedSubjectHadToMakeRoom) {
   EXPECT_THAT(fQueue.Delivered(fTaken, 100000, fNow), IsEmpty());
 }
 
-TEST_F(PacedNoticeQueueTest, SendsAFewAtOnceAndThenOneAPace) {
+TEST_F(PacedQueueTest, SendsAFewAtOnceAndThenOneAPace) {
   for (int i = 0; i < 8; ++i) Add("unit " + std::to_string(i), std::to_string(i));
   std::vector<std::string> shown;
   for (int second = 0; second < 10; ++second, fNow += 1s) {
@@ -304,11 +305,11 @@ TEST_F(PacedNoticeQueueTest, SendsAFewAtOnceAndThenOneAPace) {
   EXPECT_THAT(shown, ElementsAre("0 at 0", "1 at 0", "2 at 0", "3 at 3", "4 at 6", "5 at 9"));
 }
 
-TEST_F(PacedNoticeQueueTest, CountsOnlyWhatWasShownTowardsThePace) {
+TEST_F(PacedQueueTest, CountsOnlyWhatWasShownTowardsThePace) {
   Add("a", "first");
-  for (const auto failure : {Failure::kNoServer, Failure::kRefused, Failure::kNoServer, Failure::kNoServer}) {
+  for (const auto answer : {Answer::kNoServer, Answer::kRefused, Answer::kNoServer, Answer::kNoServer}) {
     EXPECT_EQ(Take(), "first");
-    EXPECT_TRUE(fQueue.Failed(fTaken, failure, fNow));
+    EXPECT_TRUE(fQueue.Failed(fTaken, answer, fNow));
     fQueue.Closed(1);
   }
   EXPECT_EQ(Take(), "first");
@@ -316,7 +317,7 @@ TEST_F(PacedNoticeQueueTest, CountsOnlyWhatWasShownTowardsThePace) {
 
 // --- across a restart -------------------------------------------------------
 
-TEST_F(NoticeQueueTest, KeepsWhatWaitsFliesAndStandsInItsOrder) {
+TEST_F(QueueTest, KeepsWhatWaitsFliesAndStandsInItsOrder) {
   Show("a", "standing", 7);
   Add("a", "newer");
   Add("b", "flying");
@@ -325,7 +326,7 @@ TEST_F(NoticeQueueTest, KeepsWhatWaitsFliesAndStandsInItsOrder) {
   EXPECT_THAT(Kept(), ElementsAre("standing 7", "newer 0", "flying 0", "waiting 0"));
 }
 
-TEST_F(NoticeQueueTest, KeepsNothingThatIsNotWantedAnyMore) {
+TEST_F(QueueTest, KeepsNothingThatIsNotWantedAnyMore) {
   Show("a", "closed", 7);
   fQueue.Closed(7);
   Add("b", "removed in flight");
@@ -334,7 +335,7 @@ TEST_F(NoticeQueueTest, KeepsNothingThatIsNotWantedAnyMore) {
   EXPECT_THAT(Kept(), IsEmpty());
 }
 
-TEST_F(NoticeQueueTest, SendsWhatAnEarlierRunKeptOnceItIsDue) {
+TEST_F(QueueTest, SendsWhatAnEarlierRunKeptOnceItIsDue) {
   fQueue.Restore({MakeKept("a", "old", 0), MakeKept("b", "other", 0)}, fNow + 5s);
   EXPECT_EQ(Take(), "");
   EXPECT_EQ(*fQueue.NextDue(), fNow + 5s);
@@ -345,7 +346,7 @@ TEST_F(NoticeQueueTest, SendsWhatAnEarlierRunKeptOnceItIsDue) {
   EXPECT_EQ(Take(), "");
 }
 
-TEST_F(NoticeQueueTest, FollowsClicksOnWhatStoodAndBringsItUpOnceMoreInItsPlace) {
+TEST_F(QueueTest, FollowsClicksOnWhatStoodAndBringsItUpOnceMoreInItsPlace) {
   fQueue.Restore({MakeKept("a", "standing", 7)}, fNow + 5s);
   EXPECT_EQ(fQueue.FindStanding(7)->title, "standing");
   EXPECT_THAT(Kept(), ElementsAre("standing 7"));
@@ -357,10 +358,10 @@ TEST_F(NoticeQueueTest, FollowsClicksOnWhatStoodAndBringsItUpOnceMoreInItsPlace)
   EXPECT_THAT(Kept(), ElementsAre("standing 7"));
   EXPECT_THAT(fQueue.Delivered(sending->notification.identifier, 7, fNow), IsEmpty());
   EXPECT_EQ(fQueue.FindStanding(7)->title, "standing");
-  EXPECT_FALSE(fQueue.HasWaiting());
+  EXPECT_FALSE(fQueue.HasUnshown());
 }
 
-TEST_F(NoticeQueueTest, DoesNotBringUpAgainWhatTheUserHasDealtWith) {
+TEST_F(QueueTest, DoesNotBringUpAgainWhatTheUserHasDealtWith) {
   fQueue.Restore({MakeKept("a", "closed", 1), MakeKept("b", "clicked", 2), MakeKept("c", "gone", 3)}, fNow);
   fQueue.Closed(1);
   EXPECT_EQ(fQueue.Remove(fQueue.FindStanding(2)->identifier), 2U);
@@ -370,7 +371,7 @@ TEST_F(NoticeQueueTest, DoesNotBringUpAgainWhatTheUserHasDealtWith) {
   EXPECT_THAT(Kept(), IsEmpty());
 }
 
-TEST_F(NoticeQueueTest, DoesNotBringUpAgainWhatWasRefusedAndThenClosed) {
+TEST_F(QueueTest, DoesNotBringUpAgainWhatWasRefusedAndThenClosed) {
   fQueue.Restore({MakeKept("a", "standing", 7)}, fNow);
   EXPECT_EQ(Take(), "standing");
   Refuse();
@@ -384,7 +385,7 @@ TEST_F(NoticeQueueTest, DoesNotBringUpAgainWhatWasRefusedAndThenClosed) {
 
 // --- what no longer holds ---------------------------------------------------
 
-TEST_F(NoticeQueueTest, ForgetsWhatWaitsForASubjectAndLeavesWhatStands) {
+TEST_F(QueueTest, ForgetsWhatWaitsForASubjectAndLeavesWhatStands) {
   Show("a", "standing", 7);
   Add("a", "newer");
   Add("b", "other");
@@ -394,28 +395,28 @@ TEST_F(NoticeQueueTest, ForgetsWhatWaitsForASubjectAndLeavesWhatStands) {
   EXPECT_THAT(Kept(), ElementsAre("standing 7", "other 0"));
 }
 
-TEST_F(NoticeQueueTest, ForgetsAllThatIsNotShownAndClosesWhatFlies) {
+TEST_F(QueueTest, ForgetsAllThatIsNotShownAndClosesWhatFlies) {
   Add("a", "flying");
   Add("b", "waiting");
   EXPECT_EQ(Take(), "flying");
   fQueue.ForgetAllWaiting();
   EXPECT_THAT(Kept(), IsEmpty());
   EXPECT_THAT(fQueue.Delivered(fTaken, 9, fNow), ElementsAre(9U));
-  EXPECT_FALSE(fQueue.HasWaiting());
+  EXPECT_FALSE(fQueue.HasUnshown());
 }
 
-TEST_F(NoticeQueueTest, GivesAnIdThatTheServerUsedTwiceToTheLaterNotice) {
+TEST_F(QueueTest, GivesAnIdThatTheServerUsedTwiceToTheLaterNotification) {
   Show("a", "first", 7);
   Show("b", "second", 7);
   EXPECT_EQ(fQueue.FindStanding(7)->title, "second");
 }
 
-TEST_F(NoticeQueueTest, RemovesNoticesInEveryState) {
+TEST_F(QueueTest, RemovesNotificationsInEveryState) {
   const auto standing = Show("a", "standing", 7);
   Add("a", "newer");
   EXPECT_EQ(fQueue.Remove(standing), 7U);
   EXPECT_EQ(fQueue.Remove(standing), 0U);
-  EXPECT_TRUE(fQueue.HasWaiting());
+  EXPECT_TRUE(fQueue.HasUnshown());
 
   Add("b", "flying");
   EXPECT_EQ(Take(), "flying");
@@ -430,32 +431,32 @@ TEST_F(NoticeQueueTest, RemovesNoticesInEveryState) {
   EXPECT_EQ(fQueue.Remove(0), 0U);
 }
 
-TEST_F(NoticeQueueTest, DoesNotSendAgainWhatWasRemovedInFlight) {
+TEST_F(QueueTest, DoesNotSendAgainWhatWasRemovedInFlight) {
   Add("a", "first");
   EXPECT_EQ(Take(), "first");
   EXPECT_EQ(fQueue.Remove(fTaken), 0U);
-  EXPECT_TRUE(fQueue.Failed(fTaken, Failure::kLost, fNow));
-  EXPECT_FALSE(fQueue.HasWaiting());
+  EXPECT_TRUE(fQueue.Failed(fTaken, Answer::kLost, fNow));
+  EXPECT_FALSE(fQueue.HasUnshown());
 }
 
-TEST_F(NoticeQueueTest, HoldsABoundedNumberOfSubjects) {
-  for (std::uint32_t i = 1; i <= NoticeQueue::kMaxSlots; ++i) Show("unit " + std::to_string(i), "x", i);
+TEST_F(QueueTest, HoldsABoundedNumberOfSubjects) {
+  for (std::uint32_t i = 1; i <= Queue::kMaxSlots; ++i) Show("unit " + std::to_string(i), "x", i);
   Show("one more", "y", 100000);
   EXPECT_EQ(fQueue.FindStanding(1), nullptr);  // the one that stood longest made room
   EXPECT_NE(fQueue.FindStanding(2), nullptr);
   for (std::uint32_t i = 1; i <= 100000; i += i < 5000 ? 1 : 95000) fQueue.Closed(i);
   fNow += 60s;
-  for (std::size_t i = 0; i < NoticeQueue::kMaxSlots; ++i) Add("waiting " + std::to_string(i), "z");
-  UserNotification refused;
+  for (std::size_t i = 0; i < Queue::kMaxSlots; ++i) Add("waiting " + std::to_string(i), "z");
+  vorn::UserNotification refused;
   refused.subject = "too much";
   EXPECT_FALSE(fQueue.Add(refused, fNow));
 }
 
-TEST_F(NoticeQueueTest, IgnoresAnswersToNothing) {
+TEST_F(QueueTest, IgnoresAnswersToNothing) {
   EXPECT_THAT(fQueue.Delivered(99, 1, fNow), IsEmpty());
-  EXPECT_TRUE(fQueue.Failed(99, Failure::kRefused, fNow));
+  EXPECT_TRUE(fQueue.Failed(99, Answer::kRefused, fNow));
   EXPECT_EQ(fQueue.FindStanding(1), nullptr);
 }
 
 }  // namespace
-}  // namespace vorn
+}  // namespace Notification

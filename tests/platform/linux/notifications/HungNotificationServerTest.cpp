@@ -3,8 +3,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "platform/linux/notices/FreedesktopNotificationCenter.h"
-#include "tests/platform/linux/notices/ScriptedNotificationServer.h"
+#include "notification/Center.h"
+#include "platform/linux/notifications/FreedesktopNotificationServer.h"
+#include "tests/platform/linux/notifications/ScriptedNotificationServer.h"
 #include "tests/support/Eventually.h"
 #include "tests/support/PrivateBus.h"
 
@@ -16,19 +17,22 @@ using testing::ScriptedNotificationServer;
 
 constexpr auto kBeyondEveryTimeout = 28s;
 
-/// A server on a bus of its own, and a centre that sends a notice at once.
+/// A server on a bus of its own, and a centre that sends a notification at once.
 struct Desktop {
   explicit Desktop(ScriptedNotificationServer::Mood mood, bool holdsQuestions) {
     fServer.fMood = mood;
     fServer.fHoldsQuestions = holdsQuestions;
-    UserNotification notice;
-    notice.title = "title";
-    fCenter.DeliverNotification(notice);
+    UserNotification notification;
+    notification.title = "title";
+    fCenter.DeliverNotification(notification);
   }
 
   testing::PrivateBus fBus;
   ScriptedNotificationServer fServer{fBus.Address()};
-  FreedesktopNotificationCenter fCenter{{"a", "b", "c"}, {fBus.Address(), nullptr, {50ms, 0ms}}};
+  Notification::Center fCenter{
+      std::make_unique<FreedesktopNotificationServer>(
+          FreedesktopNotificationServer::Presentation{"a", "b", "c"}, fBus.Address()),
+      {.timing = {50ms, 0ms}}};
 };
 
 TEST(HungNotificationServerTest, IsAskedAndSentEverythingOnce) {
@@ -41,12 +45,12 @@ TEST(HungNotificationServerTest, IsAskedAndSentEverythingOnce) {
         return std::chrono::steady_clock::now() >= end;
       },
       2 * kBeyondEveryTimeout));
-  EXPECT_EQ(hung.fServer.fNotices.size(), 1U);
+  EXPECT_EQ(hung.fServer.fShown.size(), 1U);
   EXPECT_EQ(slow.fServer.fQuestions, 1);
   slow.fServer.AnswerHeld();
   EXPECT_TRUE(testing::Eventually([&] {
     QCoreApplication::processEvents();
-    return slow.fServer.fNotices.size() == 1;
+    return slow.fServer.fShown.size() == 1;
   }));
 }
 

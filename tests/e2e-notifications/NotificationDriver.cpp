@@ -1,9 +1,9 @@
-// The notices without the application: runs Notification::Logic with the real
+// The notifications without the application: runs Notification::Logic with the real
 // store, notification server and browser, on lists read from standard input.
 //
 //   unit<TAB>name<TAB>type<TAB>url<TAB>uid<TAB>firmware<TAB>latest   adds to the next list
 //   publish                                                          hands the list over
-//   off                                                              switches notices off
+//   off                                                              switches notifications off
 //
 // Prints "published" after each publish; ends with its input.
 
@@ -16,10 +16,12 @@
 #include <string>
 #include <vector>
 
+#include "app/QtRunLoop.h"
 #include "foundation/Strings.h"
+#include "notification/Center.h"
 #include "notification/Logic.h"
-#include "platform/linux/notices/FreedesktopNotificationCenter.h"
-#include "platform/linux/notices/NoticeStore.h"
+#include "platform/linux/notifications/FreedesktopNotificationServer.h"
+#include "platform/linux/notifications/NotificationState.h"
 #include "platform/linux/processes/XdgUrlOpener.h"
 #include "platform/linux/settings/IniUserDefaults.h"
 
@@ -54,22 +56,21 @@ class Driver {
   }
 
   vorn::IniUserDefaults fDefaults{vorn::UserSettingsPath()};
-  vorn::IniUserDefaults fState{vorn::UserNoticesPath()};
-  vorn::FreedesktopNotificationCenter fCenter{
-      {"Vorn Device Finder", "example.vorn.DeviceFinder", "example.vorn.DeviceFinder"}, {.state = &fState}};
+  vorn::IniUserDefaults fState{vorn::UserNotificationsPath()};
+  Notification::Center fCenter{
+      std::make_unique<vorn::FreedesktopNotificationServer>(vorn::FreedesktopNotificationServer::Presentation{
+          "Vorn Device Finder", "example.vorn.DeviceFinder", "example.vorn.DeviceFinder"}),
+      {.state = &fState}};
   vorn::XdgUrlOpener fOpener;
   Notification::Logic fLogic{fDefaults, fCenter, fOpener};
   std::vector<DeviceList::ExtendedDeviceInfo> fList;
 };
 
-}  // namespace
-
-int main(int argc, char** argv) {
-  const QCoreApplication application(argc, argv);
+int Serve() {
   Driver driver;
   std::string input;
   QSocketNotifier notifier(STDIN_FILENO, QSocketNotifier::Read);
-  QObject::connect(&notifier, &QSocketNotifier::activated, &application, [&] {
+  QObject::connect(&notifier, &QSocketNotifier::activated, &notifier, [&] {
     char buffer[4096];
     const auto count = ::read(STDIN_FILENO, buffer, sizeof buffer);
     if (count <= 0) {
@@ -83,4 +84,14 @@ int main(int argc, char** argv) {
     }
   });
   return QCoreApplication::exec();
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  const QCoreApplication application(argc, argv);
+  vorn::RunLoop::SetCurrent(std::make_shared<vorn::app::QtRunLoop>());
+  const int status = Serve();
+  vorn::RunLoop::SetCurrent(nullptr);  // which goes before the application object
+  return status;
 }

@@ -4,24 +4,35 @@ import os
 import pathlib
 import signal
 import subprocess
-import sys
+import time
 
 import dbus
 import dbus.bus
 import pytest
+from dbus.mainloop.glib import DBusGMainLoop
+from gi.repository import Gio, GLib
 
-HERE = pathlib.Path(__file__).resolve().parent
-sys.path.insert(0, str(HERE.parents[1] / "studio"))
-
-from vorndesktop import waiting  # noqa: E402
-
-DRIVER = os.environ["VORN_NOTICE_DRIVER"]
+HERE = pathlib.Path(__file__).parent
+DRIVER = os.environ["VORN_NOTIFICATION_DRIVER"]
 DEADLINE = 30
+SERVER = "org.freedesktop.Notifications"
 
 
 def within(seconds, condition):
-    """Waits for a true value of the condition and returns it; the last value once the time is over."""
-    return waiting.eventually(condition, seconds)
+    """Waits for a true value of the condition and returns it; the last value once the time is over.
+
+    Looks anew whenever a desktop reports something (Desktop._report_changes).
+    """
+    end = time.monotonic() + seconds
+    value = condition()
+    while not value and time.monotonic() < end:
+        alarm = GLib.timeout_source_new(max(0, int((end - time.monotonic()) * 1000)))
+        alarm.set_callback(lambda *_: False)
+        alarm.attach(None)
+        GLib.MainContext.default().iteration(True)
+        alarm.destroy()
+        value = condition()
+    return value
 
 
 def eventually(condition, what):
@@ -41,9 +52,12 @@ class Desktop:
         for name, sub in (("HOME", "home"), ("XDG_CONFIG_HOME", "config"), ("XDG_RUNTIME_DIR", "run")):
             (folder / sub).mkdir(mode=0o700)
             self.environment[name] = str(folder / sub)
+        self.state = folder / "home/.local/state/vorn-device-finder"
+        self.state.mkdir(mode=0o700, parents=True)  # so that its changes are seen from the first on
         self._make_browser()
         self._start_display()
-        self._start_bus()
+        self.environment["DBUS_SESSION_BUS_ADDRESS"] = self.start_bus("bus")
+        self._report_changes()
 
     # --- what a desktop consists of -------------------------------------------------------
 
@@ -65,25 +79,45 @@ class Desktop:
         with os.fdopen(read) as output:
             self.environment["DISPLAY"] = ":" + output.readline().strip()
 
-    def _start_bus(self):
+    def start_bus(self, name):
+        """Starts a session bus and returns its address."""
         services = self.folder / "services"
-        services.mkdir()
+        services.mkdir(exist_ok=True)
         settings = pathlib.Path("/usr/share/dbus-1/services/org.xfce.Xfconf.service")
         if settings.exists():  # what xfce4-notifyd keeps its settings in; no notification server of its own accord
             (services / settings.name).write_text(settings.read_text())
-        config = self.folder / "bus.conf"
+        config = self.folder / f"{name}.conf"
         config.write_text(
-            f"<busconfig><type>session</type><listen>unix:path={self.folder}/bus</listen>"
+            f"<busconfig><type>session</type><listen>unix:path={self.folder}/{name}</listen>"
             f"<servicedir>{services}</servicedir><policy context='default'>"
             "<allow send_destination='*' eavesdrop='true'/><allow eavesdrop='true'/><allow own='*'/>"
             "</policy></busconfig>"
         )
-        self.environment["DBUS_SESSION_BUS_ADDRESS"] = f"unix:path={self.folder}/bus"
         bus = self.start(
             ["dbus-daemon", "--nofork", f"--config-file={config}", "--print-address"], stdout=subprocess.PIPE
         )
         with bus.stdout as told:
             assert told.readline(), "the bus has ended"
+        return f"unix:path={self.folder}/{name}"
+
+    def _report_changes(self):
+        """Has `within` look anew when a server comes, goes or says something, and when a file changes."""
+        self.bus = dbus.bus.BusConnection(
+            self.environment["DBUS_SESSION_BUS_ADDRESS"], mainloop=DBusGMainLoop()
+        )
+
+        def nothing_more(*_):
+            pass
+
+        self.bus.add_signal_receiver(nothing_more, "NameOwnerChanged", "org.freedesktop.DBus", arg0=SERVER)
+        self.bus.add_signal_receiver(nothing_more, dbus_interface=SERVER)
+        self.bus.add_signal_receiver(nothing_more, "PropertiesChanged", "org.freedesktop.DBus.Properties")
+        self.monitors = []
+        for folder in (self.folder, self.state):
+            monitor = Gio.File.new_for_path(str(folder)).monitor_directory(Gio.FileMonitorFlags.NONE, None)
+            monitor.set_rate_limit(0)
+            monitor.connect("changed", nothing_more)
+            self.monitors.append(monitor)
 
     def start(self, command, environment=None, **options):
         options.setdefault("stdin", subprocess.DEVNULL)
@@ -100,11 +134,7 @@ class Desktop:
         return self.folder / (pathlib.Path(program).name + ".log")
 
     def has_server(self):
-        answer = self.run(
-            ["dbus-send", "--session", "--print-reply", "--dest=org.freedesktop.DBus", "/",
-             "org.freedesktop.DBus.NameHasOwner", "string:org.freedesktop.Notifications"]
-        )
-        return "true" in answer
+        return self.bus.name_has_owner(SERVER)
 
     def start_server(self, command):
         server = self.start(command)
@@ -143,11 +173,11 @@ class Desktop:
 
     def kept(self):
         """What the next start picks up: the kept file's lines."""
-        path = self.folder / "home/.local/state/vorn-device-finder/notices.conf"
+        path = self.state / "notices.conf"
         return path.read_text().splitlines() if path.exists() else []
 
     def keeps(self, state):
-        """Whether the first notice that is kept is "waiting" or "standing"."""
+        """Whether the first notification that is kept is "waiting" or "standing"."""
         place = next((line.partition("=")[2].partition(",")[0] for line in self.kept() if line.startswith("notices=")), "")
         return place.isdecimal() if state == "standing" else place == state
 
@@ -173,42 +203,38 @@ class Desktop:
         return int(self.run(["dunstctl", "count", "displayed"]))
 
     def close_all(self):
-        """Closes what dunst displays and returns every notice so far as (summary, body)."""
+        """Closes what dunst displays and returns every notification so far as (summary, body)."""
         self.run(["dunstctl", "close-all"])
-        notices = sorted(self._history(), key=lambda notice: notice["id"])
-        return [(str(notice["summary"]), str(notice["body"])) for notice in notices]
+        notifications = sorted(self._history(), key=lambda notification: notification["id"])
+        return [(str(notification["summary"]), str(notification["body"])) for notification in notifications]
 
     def _history(self):
         """What `dunstctl history` prints; that needs systemd's busctl, which nothing else here does."""
-        bus = dbus.bus.BusConnection(self.environment["DBUS_SESSION_BUS_ADDRESS"])
-        try:
-            server = bus.get_object("org.freedesktop.Notifications", "/org/freedesktop/Notifications")
-            return server.NotificationListHistory(dbus_interface="org.dunstproject.cmd0")
-        finally:
-            bus.close()
+        server = self.bus.get_object(SERVER, "/org/freedesktop/Notifications")
+        return server.NotificationListHistory(dbus_interface="org.dunstproject.cmd0")
 
     def _window(self, window_class):
-        found = subprocess.run(
-            ["xdotool", "search", "--onlyvisible", "--class", window_class],
-            env=self.environment, capture_output=True, text=True, check=False,
-        )
-        return found.stdout.split()
+        """The first window of that class, once it is on the screen."""
+        return self.run(["xdotool", "search", "--sync", "--onlyvisible", "--class", window_class]).split()[0]
 
-    def click_notice(self):
-        """Clicks the uppermost notice that dunst displays."""
-        window = eventually(lambda: self._window("Dunst"), "the notice's window")[0]
+    def click_notification(self):
+        """Clicks the uppermost notification that dunst displays."""
+        window = self._window("Dunst")
         self.run(["xdotool", "mousemove", "--window", window, "60", "20", "click", "1"])
 
     def press_open_button(self):
-        """Presses the button that xfce4-notifyd draws for the default action, at the notice's lower right."""
-        windows = self._window("Xfce4-notifyd")
-        if not windows:
-            return
-        window = windows[0]
-        geometry = self.run(["xdotool", "getwindowgeometry", "--shell", window])
-        size = dict(line.split("=") for line in geometry.split())
-        x, y = int(size["WIDTH"]) - 57, int(size["HEIGHT"]) - 31
-        self.run(["xdotool", "mousemove", "--window", window, str(x), str(y), "click", "1"])
+        """Presses the button that xfce4-notifyd draws for the default action until the page opens.
+
+        It lies at the notification's lower right, and reacts once the notification has faded in.
+        """
+        window = self._window("Xfce4-notifyd")
+        for _ in range(DEADLINE // 2):
+            geometry = self.run(["xdotool", "getwindowgeometry", "--shell", window])
+            size = dict(line.split("=") for line in geometry.split())
+            x, y = int(size["WIDTH"]) - 57, int(size["HEIGHT"]) - 31
+            self.run(["xdotool", "mousemove", "--window", window, str(x), str(y), "click", "1"])
+            if within(2, self.opened):
+                return
 
     def opened(self):
         path = self.folder / "opened"
@@ -221,6 +247,9 @@ class Desktop:
         return output / name
 
     def end(self):
+        for monitor in self.monitors:
+            monitor.cancel()
+        self.bus.close()
         for process in reversed(self.processes):
             process.kill()
             process.wait()

@@ -1,0 +1,100 @@
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <string>
+
+#include "foundation/RunLoopTimer.h"
+#include "notification/KeptNotifications.h"
+#include "notification/Queue.h"
+#include "platform/NotificationCenter.h"
+#include "platform/NotificationServer.h"
+#include "platform/UserDefaults.h"
+
+namespace Notification {
+
+/// The notification centre in front of a desktop's server.
+///
+/// A server that starts late, restarts or is replaced is used from then on; a
+/// notification whose server ended before answering is delivered again. One
+/// that hangs is waited for as long as it lives, since it shows what it was sent
+/// once it goes on: a notification without an answer is not sent again, and
+/// holds back later ones of its subject alone; a server that leaves several
+/// unanswered gets no more until it answers or ends. What stood on a server that
+/// ended is forgotten, since it was shown and the next one's ids may be the
+/// same. The rules of one notification a subject, one a minute and many at once
+/// are Queue's. Signals about other programs' notifications, which some servers
+/// send to everybody, are ignored.
+///
+/// What waits or stands is kept in `state` (KeptNotifications) and picked up at
+/// the next start: waiting notifications are sent, and standing ones keep their
+/// click if their server is still the same. These come once more, silently and
+/// in their old place: some servers report clicks only to the connection that a
+/// notification came from, and none can tell what became of one while no program
+/// ran, when a click on it has opened nothing. Without a session bus every
+/// notification waits for a start with one, and the console says so once.
+///
+/// @threadsafety The main thread only, whose run loop must be set before.
+class Center final : public vorn::NotificationCenter {
+ public:
+  using TimePoint = Queue::TimePoint;
+
+  struct Options {
+    vorn::UserDefaults* state = nullptr;  ///< must outlive the centre; null: nothing outlives it
+    Queue::Timing timing{};
+    /// How long the notifications of an earlier run wait for the list of units, which may recall them.
+    std::chrono::milliseconds settleTime{5000};
+    std::function<TimePoint()> now = std::chrono::steady_clock::now;
+  };
+
+  /// Throws std::system_error when no descriptor is left.
+  Center(std::unique_ptr<vorn::NotificationServer> server, Options options);
+  ~Center() override;
+
+  void SetDelegate(std::weak_ptr<Delegate> delegate) override { fDelegate = std::move(delegate); }
+  void DeliverNotification(const vorn::UserNotification& notification) override;
+  void RemoveDeliveredNotification(const vorn::UserNotification& notification) override;
+  void ForgetWaitingNotification(const std::string& subject) override;
+  void ForgetWaitingNotifications() override;
+
+  /// Saves what the next start is to pick up. Blocks for the disk. Need not be
+  /// called for it to be saved soon, but before anything is saved that counts
+  /// on it. False when a notification waits that is not on disk.
+  [[nodiscard]] bool Synchronize();
+
+ private:
+  using Answer = vorn::NotificationServer::Answer;
+
+  [[nodiscard]] vorn::NotificationServer::Handlers MakeHandlers();
+  void Pump();
+  void Prepare();
+  void OnStarted(Answer answer);
+  void OnCapabilities(Answer answer);
+  void OnNotified(std::uint64_t identifier, Answer answer, std::uint32_t serverId);
+  void OnServerChanged();
+  void OnClosed(std::uint32_t serverId);
+  void OnAction(std::uint32_t serverId, const std::string& key);
+  void OnActivationToken(std::uint32_t serverId, const std::string& token);
+  void WakeAt(TimePoint due);
+  void Keep();
+  void KeepSoon();
+
+  const Options fOptions;
+  Queue fQueue;
+  KeptNotifications fKept;
+  std::weak_ptr<Delegate> fDelegate;
+  bool fIsReady = false;     ///< the present server has said what it can show
+  bool fIsAsking = false;    ///< it is asked just now
+  bool fIsStarting = false;  ///< somebody is starting one
+  bool fToldNoBus = false;
+  bool fToldRefusal = false;
+  bool fIsKeepDue = false;                            ///< the queue has changed since it was last written
+  TimePoint fDoNotAskBefore{};                        ///< after an attempt that found no server
+  vorn::RunLoopTimer fTimer;                          ///< the next notification, or question, that is due
+  vorn::RunLoopTimer fKeepTimer;                      ///< once for all changes of one turn of the run loop
+  std::unique_ptr<vorn::NotificationServer> fServer;  ///< last: its answers use all of the above
+};
+
+}  // namespace Notification

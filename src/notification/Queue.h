@@ -1,0 +1,172 @@
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <set>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+#include "platform/NotificationCenter.h"
+#include "platform/NotificationServer.h"
+
+namespace Notification {
+
+/// A notification as it is kept across a restart of the program.
+struct KeptNotification {
+  vorn::UserNotification notification;
+  std::uint32_t serverId = 0;  ///< under which it stands; 0: it waits
+};
+
+/// What becomes of each notification between being announced and being closed;
+/// the rules of the centre without a server. One slot a subject:
+///
+///           Add            Take             Delivered
+///   (none) ----> waiting -------> in flight ----------> standing
+///                  ^  ^--------------'                    |
+///                  |      Failed                          |
+///                  '-- Add, beside what is in flight or --'
+///                      stands, until the quiet time is over
+///
+/// A later notification takes the place of one that waits, and replaces one that
+/// stands. After a delivery its subject is quiet for the quiet time. kBurst
+/// notifications may go at once; from then on one a pace, oldest first. At most
+/// kMaxInFlight are in flight at a time: many updates must not flood a server.
+///
+/// A notification that the server took with it into its end is due again at
+/// once, a second time after the quiet time, and is given up after kMaxFailures.
+/// One that the server refuses waits until something is closed there or the
+/// quiet time is over. Where the server takes a later one meanwhile, the refused
+/// one goes to the end; where it refuses two in a row, it is full, and all wait.
+/// A server that has refused gets one notification at a time until none waits.
+///
+/// At most kMaxSlots subjects are held: beyond that the notification that stands
+/// longest is forgotten (a click on it then does nothing), and if none stands,
+/// the new one.
+///
+/// @threadsafety One object, one thread.
+class Queue {
+ public:
+  using Answer = vorn::NotificationServer::Answer;
+  using TimePoint = std::chrono::steady_clock::time_point;
+
+  static constexpr std::size_t kMaxSlots = 4096;
+  static constexpr std::size_t kMaxInFlight = 8;
+  static constexpr int kMaxFailures = 4;
+  static constexpr int kBurst = 3;
+
+  struct Timing {
+    std::chrono::milliseconds quietTime{60000};
+    std::chrono::milliseconds pace{3000};
+  };
+
+  /// What to send to the server.
+  struct Sending {
+    vorn::UserNotification notification;  ///< its identifier names the attempt
+    std::uint32_t replacesId = 0;         ///< the server's id of the one to replace; 0: none
+  };
+
+  explicit Queue(Timing timing) : fTiming(timing) {}
+
+  /// Takes a notification in. False when there is no room for it.
+  [[nodiscard]] bool Add(vorn::UserNotification notification, TimePoint now);
+
+  /// Takes back what an earlier run kept, in its order; before any Add. What
+  /// waited is not sent before `due`. What stood keeps its click, and comes once
+  /// more, at once and in its old place: some servers report clicks only to the
+  /// connection that a notification came from, and none can tell what became of
+  /// it meanwhile.
+  void Restore(std::vector<KeptNotification> kept, TimePoint due);
+
+  /// What an end of the program must not lose, oldest first.
+  [[nodiscard]] std::vector<KeptNotification> Kept() const;
+
+  /// Whether a notification waits or is in flight.
+  [[nodiscard]] bool HasUnshown() const { return !fWaiting.empty() || !fInFlight.empty(); }
+
+  /// The oldest notification that is due, now in flight; empty when none is, or
+  /// none may go before another answer has come.
+  [[nodiscard]] std::optional<Sending> Take(TimePoint now);
+
+  /// When the next waiting notification is due, of those that wait for time to
+  /// pass alone; empty when there is none.
+  [[nodiscard]] std::optional<TimePoint> NextDue() const;
+
+  /// The server showed the notification under `serverId`; 0 when it gave no id.
+  /// Returns the ids that must be closed: of a notification that was removed
+  /// meanwhile, and of one that the server did not replace though asked to.
+  [[nodiscard]] std::vector<std::uint32_t> Delivered(std::uint64_t identifier, std::uint32_t serverId,
+                                                     TimePoint now);
+
+  /// The notification was not shown, for a reason other than kOk. kNoServer: due
+  /// again at once, not counted. False when it is given up by this.
+  [[nodiscard]] bool Failed(std::uint64_t identifier, Answer answer, TimePoint now);
+
+  /// The server ended or was replaced: nothing stands any more, its ids mean
+  /// nothing, and what it has not answered is lost. Returns how many
+  /// notifications are given up by this.
+  [[nodiscard]] std::size_t ServerChanged(TimePoint now);
+
+  /// The notification that stands under `serverId`; null for ids that are not
+  /// ours. Valid until the next call that changes the queue.
+  [[nodiscard]] vorn::UserNotification* FindStanding(std::uint32_t serverId);
+
+  /// The server closed a notification. One of ours is forgotten, user info
+  /// included; whosever it was, there is room for another.
+  void Closed(std::uint32_t serverId);
+
+  /// Takes a notification out in whatever state it is. Returns the server's id
+  /// to close, 0 when there is nothing to close (yet).
+  [[nodiscard]] std::uint32_t Remove(std::uint64_t identifier);
+
+  /// Forgets what of this subject, or of any, has not been shown. What stands
+  /// is left alone; what is in flight is closed once it is delivered. False
+  /// where there is nothing of the subject to forget.
+  bool ForgetWaiting(const std::string& subject);
+  void ForgetAllWaiting();
+
+ private:
+  /// What an earlier run showed stands and waits at once, under one identifier.
+  struct Slot {
+    std::optional<vorn::UserNotification> waiting;
+    std::optional<vorn::UserNotification> inFlight;
+    std::optional<vorn::UserNotification> standing;
+    std::uint32_t serverId = 0;  ///< of `standing`
+    bool removeWhenDelivered = false;
+    int losses = 0;  ///< of deliveries in a row
+    TimePoint quietUntil = TimePoint::min();
+
+    [[nodiscard]] bool IsIdle() const { return !waiting && !inFlight && !standing; }
+    [[nodiscard]] bool HasUnshown() const { return waiting || (inFlight && !removeWhenDelivered); }
+  };
+
+  [[nodiscard]] Slot* FindInFlight(std::uint64_t identifier);
+  [[nodiscard]] bool MakeRoom(TimePoint now);
+  /// The next answer comes before the next notification.
+  [[nodiscard]] bool IsHeldBack() const { return fInFlight.size() >= (fIsCautious ? 1 : kMaxInFlight); }
+  [[nodiscard]] TimePoint NobodyBefore() const;
+  [[nodiscard]] bool NoteFailure(Slot& slot, Answer answer, TimePoint now);
+  void EndRefusals();
+  void PutRefusedLast();
+  void SetWaiting(Slot& slot, vorn::UserNotification notification);
+  void SetStanding(Slot& slot, vorn::UserNotification notification, std::uint32_t serverId);
+  void DropWaiting(Slot& slot);
+  void ForgetUnshown(Slot& slot);
+  void EndInFlight(Slot& slot);
+  void EndStanding(Slot& slot);
+
+  const Timing fTiming;
+  std::uint64_t fLastIdentifier = 0;
+  TimePoint fPaidUntil = TimePoint::min();         ///< a pace for each one sent, from when it was sent
+  TimePoint fFullUntil = TimePoint::min();         ///< the server takes no more
+  bool fIsCautious = false;                        ///< the server has refused
+  std::set<std::string> fRefused;                  ///< subjects, since the server last took or closed one
+  std::unordered_map<std::string, Slot> fSlots;    ///< by subject
+  std::map<std::uint64_t, std::string> fWaiting;   ///< identifier to subject, oldest first
+  std::map<std::uint64_t, std::string> fInFlight;  ///< identifier to subject
+  std::unordered_map<std::uint32_t, std::string> fStanding;  ///< the server's id to subject
+};
+
+}  // namespace Notification
