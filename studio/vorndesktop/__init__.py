@@ -1,4 +1,4 @@
-"""A desktop of one's own on a virtual screen: display, session bus, window manager, bar, notification server."""
+"""A desktop on a virtual screen: display, session bus, window manager, bar, notification server."""
 
 from .application import Application
 from .desktop import VirtualDesktop

@@ -124,10 +124,10 @@ class VirtualDesktop:
     def paint_background(self, top="#41566e", bottom="#1f2a38"):
         picture = self.folder / "background.png"
         self.run(["convert", "-size", f"{self.width}x{self.height}", f"gradient:{top}-{bottom}", picture])
-        self.run(["display", "-window", "root", picture], check=False)  # leaves with 1 when it is done
+        self.run(["display", "-window", "root", picture], check=False)  # exits with 1 when it is done
 
     def start_xfce_panel(self, edge="top", output="Automatic", dark=True, place=(0, 0)):
-        """Starts a bar that hosts status items of the newer kind; returns its process once it takes some."""
+        """Starts a bar for status items of the newer kind. Returns its process when the bar accepts items."""
         bars.write_xfce_settings(self.home, edge, BAR_HEIGHT, output, dark, place)
         bar = self.start(["xfce4-panel", "--disable-wm-check"])
         self.wait_for_name(STATUS_NOTIFIER_WATCHER)
@@ -135,7 +135,7 @@ class VirtualDesktop:
         return bar
 
     def start_tint2(self, edge="top"):
-        """Starts a bar that hosts status items of the older kind."""
+        """Starts a bar for status items of the older kind."""
         bar = self.start(["tint2", "-c", str(bars.write_tint2_settings(self.folder, edge, BAR_HEIGHT))])
         wait_until(lambda: self.windows("Tint2"), "tint2's window")
         return bar
@@ -145,10 +145,9 @@ class VirtualDesktop:
         return wait_until(lambda: self.windows("Xfce4-panel"), "the bar's window")[0]
 
     def split_screen(self):
-        """Makes two screens side by side of the one; a bar on the left one takes "Primary" for its output.
+        """Makes two screens side by side. A bar on the left one uses "Primary" as its output.
 
-        By a name it would not find it everywhere: some versions of xfce4-panel go by the output's, some by the
-        monitor's.
+        Not every xfce4-panel would find it by name: some versions use the output's name, some the monitor's.
         """
         half, height = self.width // 2, self.height
         for name, x, output in (("*left", 0, "screen"), ("right", half, "none")):
@@ -167,11 +166,11 @@ class VirtualDesktop:
         shutil.copy(source, target)
 
     def notices_shown(self):
-        """How many notices stand on the screen."""
+        """How many notifications are on the screen."""
         return int(self.run(["dunstctl", "count", "displayed"]))
 
     def click_notice(self):
-        """Clicks the uppermost notice."""
+        """Clicks the uppermost notification."""
         x, y, _, _ = self.geometry(wait_until(lambda: self.windows("Dunst"), "the notice")[0])
         self.click(x + 60, y + 20)
 
@@ -197,7 +196,7 @@ class VirtualDesktop:
         return self.run(["xdotool", "getwindowfocus"], check=False).decode().strip()
 
     def geometry(self, window):
-        """A window's place and size: x, y, width, height; None where it has gone."""
+        """A window's place and size: x, y, width, height; None if it has gone."""
         text = self.run(["xdotool", "getwindowgeometry", "--shell", window], check=False).decode()
         values = dict(line.split("=") for line in text.split() if "=" in line)
         return tuple(int(values[name]) for name in ("X", "Y", "WIDTH", "HEIGHT")) if "HEIGHT" in values else None
@@ -212,13 +211,13 @@ class VirtualDesktop:
         self.run(["xdotool", "key", *names])
 
     def picture(self, x=0, y=0, width=None, height=None):
-        """The screen, or a piece of it, as pixels."""
+        """The screen, or a part of it, as pixels."""
         piece = f"{width or self.width}x{height or self.height}+{x}+{y}"
         data = self.run(["import", "-silent", "-window", "root", "-crop", piece, "+repage", "-depth", "8", "ppm:-"])
         return Picture.from_ppm(data, x, y)
 
     def screenshot(self, path, piece=None):
-        """Writes a PNG file of the screen, or of a piece of it: x, y, width, height."""
+        """Writes a PNG file of the screen, or of a part of it: x, y, width, height."""
         crop = ["-crop", "{2}x{3}+{0}+{1}".format(*piece), "+repage"] if piece else []
         self.run(["import", "-silent", "-window", "root", *crop, "-depth", "8", "-strip", str(path)])
 
@@ -227,7 +226,7 @@ class VirtualDesktop:
         return self.picture(x, top, width or self.width, BAR_HEIGHT)
 
     def settled_bar(self, edge="top"):
-        """A picture of the bar once it no longer changes."""
+        """A picture of the bar when it no longer changes."""
 
         def painted():
             strip = self.bar_strip(edge)
@@ -241,7 +240,7 @@ class VirtualDesktop:
         self.screenshot(path, piece)
 
     def find_new_in_bar(self, before, edge="top"):
-        """Waits until something has come into the bar since the picture `before`; returns its middle."""
+        """Waits until the bar shows something new since the picture `before`. Returns its middle."""
 
         def place():
             found = span(self.bar_strip(edge, before.left, before.width).columns_that_differ(before))

@@ -1,8 +1,8 @@
-"""Pictures of the screen, and where two of them differ."""
+"""Pictures of the screen, and the difference of two pictures."""
 
 
 class Picture:
-    """Colour pixels of the screen or of a piece of it, three bytes each."""
+    """Colour pixels of the screen or of a part of it, three bytes each."""
 
     def __init__(self, width, height, pixels, left=0, top=0):
         self.width, self.height, self.pixels = width, height, pixels
@@ -26,7 +26,7 @@ class Picture:
         return tuple(self.pixels[offset:offset + 3])
 
     def columns_that_differ(self, other):
-        """The columns, in the screen's coordinates, in which some pixel differs from the other picture's."""
+        """The columns, in the screen's coordinates, with a pixel that differs from the other picture."""
         row = 3 * self.width
         found = set()
         for start in range(0, len(self.pixels), row):
@@ -36,10 +36,10 @@ class Picture:
         return sorted(self.left + column for column in found)
 
     def greatest_difference(self, other):
-        """By how much some pixel differs from the other picture's, in the steps of one colour: 0 to 255."""
+        """The largest difference of a pixel from the other picture, in steps of one colour: 0 to 255."""
         return max(abs(mine - theirs) for mine, theirs in zip(self.pixels, other.pixels))
 
 
 def span(columns):
-    """The first and last of some columns, or None where there are none."""
+    """The first and last of some columns, or None if there are none."""
     return (columns[0], columns[-1]) if columns else None

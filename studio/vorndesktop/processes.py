@@ -1,4 +1,4 @@
-"""Processes that end with whoever started them, each with a log of its own."""
+"""Processes that end with their starter, each with a separate log."""
 
 import ctypes
 import os
@@ -18,9 +18,9 @@ def _end_with_parent():
 
 
 class Processes:
-    """Starts programs in `environment`; `end` ends all of them, the youngest first.
+    """Starts programs in `environment`. `end` ends all of them, the youngest first.
 
-    `user` is a user and group id to run them under, None for the caller's own.
+    `user` is a user and group id for the programs, None for the caller's own.
     """
 
     def __init__(self, folder, environment, user=None):
@@ -30,7 +30,7 @@ class Processes:
         self._all = []
 
     def start(self, command, environment=None, **options):
-        """Starts a program with `environment` on top of the common one; a variable that is None is left out."""
+        """Starts a program with `environment` added to the common one. A variable that is None is left out."""
         merged = {**self._environment, **(environment or {})}
         options.setdefault("stdin", subprocess.DEVNULL)
         with open(self.log_of(command[0]), "ab") as log:

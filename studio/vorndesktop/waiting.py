@@ -3,11 +3,11 @@
 import time
 
 PACE = 0.03  # seconds between two looks
-PATIENCE = 30.0  # seconds for what must come, on a loaded machine
+PATIENCE = 30.0  # seconds to wait for an event, on a busy machine
 
 
 class DesktopError(RuntimeError):
-    """Something of the desktop did not come up, or did not do what it was asked."""
+    """A part of the desktop did not start, or did not do what it was asked."""
 
 
 def _looks(seconds):
@@ -30,7 +30,7 @@ def eventually(condition, seconds=PATIENCE):
 
 
 def wait_until(condition, what, timeout=PATIENCE):
-    """Waits for a true value of `condition()` and returns it; raises DesktopError."""
+    """Waits for a true value of `condition()` and returns it. Raises DesktopError."""
     value = eventually(condition, timeout)
     if not value:
         raise DesktopError(f"waited {timeout:g} s in vain for {what}")

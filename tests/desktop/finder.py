@@ -1,4 +1,4 @@
-"""The status-item application on a virtual desktop in a studio, as its user finds it."""
+"""The application on a virtual desktop in a studio, as its user sees it."""
 
 import os
 import pathlib
@@ -14,10 +14,10 @@ from accessibility import Accessibility
 from vorndesktop import Application, wait_until
 
 BUILD = os.environ["VORN_BUILD"]
-PATIENCE = 40.0  # seconds to wait for what must come, on a loaded machine
+PATIENCE = 40.0  # seconds to wait for an event, on a busy machine
 SYSTEM_DATA = pathlib.Path("/usr/share")
 NAME = "Vorn Device Finder"  # as people read it
-HOME = "/run/vorn-studio/home"  # the studio's, in which the program lives
+HOME = "/run/vorn-studio/home"  # the studio's, because the program runs in it
 DOUBLE_CLICK = 0.5  # seconds; the toolkit's interval is 0.4
 ITEM = "org.kde.StatusNotifierItem"
 MENU = "com.canonical.dbusmenu"
@@ -58,7 +58,7 @@ class Finder:
     # --- the process ------------------------------------------------------------------------------
 
     def launch(self, program=None, stderr=None, **changes):
-        """Starts the program, or another one, as the desktop would; returns the process."""
+        """Starts the program, or another one, as the desktop would. Returns the process."""
         environment = {
             **self.desktop.environment, "QT_LINUX_ACCESSIBILITY_ALWAYS_ON": "1", "QT_QPA_PLATFORMTHEME": "",
             "XDG_DATA_DIRS": f"{self.desktop.folder}/share:{self._system_data}", **changes,
@@ -69,7 +69,7 @@ class Finder:
         )
 
     def start(self, **changes):
-        """Starts the program and waits until it is ready to be asked."""
+        """Starts the program and waits until it is ready."""
         self.process = self.launch(**changes)
         self.wait(lambda: self.desktop.has_name(self.application.identifier), "the program's name on the bus")
         return self.process
@@ -81,9 +81,9 @@ class Finder:
         self.place = self.desktop.find_new_in_bar(before, edge)
 
     def end(self):
-        """Ends the program; returns the seconds that it took, without what the machine's load adds.
+        """Ends the program. Returns the seconds that it took, without the time that the busy machine adds.
 
-        That is the longer of the times of a program which dies at once, tried just before and just after.
+        That time is the longer one of two: a program that dies at once is timed just before and just after.
         """
         simple = [self.studio.popen(["sleep", "1000"]) for _ in range(2)]
         before, _ = _end(simple[0])
@@ -93,7 +93,7 @@ class Finder:
         return max(0.0, seconds - max(before, after))
 
     def wait(self, condition, what, timeout=PATIENCE):
-        """Waits until the condition holds, as long as the program lives."""
+        """Waits until the condition is true, as long as the program lives."""
 
         def met():
             if self.process:
@@ -103,7 +103,7 @@ class Finder:
         return wait_until(met, what, timeout)
 
     def activate(self, token):
-        """Asks the running program for its panel on behalf of whoever has this token."""
+        """Asks the running program for its panel, with this token of the user's action."""
         path = "/" + self.application.identifier.replace(".", "/")
         self._bus.call_blocking(
             self.application.identifier, path, "org.freedesktop.Application", "Activate", "a{sv}",
@@ -152,12 +152,12 @@ class Finder:
         return next((window for window in windows if window.role == "dialog"), None)
 
     def rows(self):
-        """What the panel's rows say; empty while there is no panel."""
+        """The texts of the panel's rows; empty while there is no panel."""
         panel = self.panel()
         return [row.name for row in panel.all("list item")] if panel else []
 
     def row(self, beginning):
-        """The row that begins with a name, once it is there."""
+        """The row that begins with a name, as soon as it is there."""
 
         def found():
             panel = self.panel()
@@ -166,7 +166,7 @@ class Finder:
         return self.wait(found, f"the row of {beginning}")
 
     def selected(self):
-        """What the selected row says; None where none is."""
+        """The text of the selected row; None if no row is selected."""
         panel = self.panel()
         rows = panel.all("list item") if panel else []
         return next((row.name for row in rows if "selected" in row.states), None)
@@ -199,7 +199,7 @@ class Finder:
         wait_until(lambda: not self.item(), "the item's end")
 
     def activate_item(self, x=0, y=0):
-        """What a host sends for a click, or for a key of its own; some hand over no place."""
+        """What a host sends for a click or a key press. Some hosts send no place."""
         self.let_the_double_click_pass()
         name, path = self.item()
         self._bus.call_blocking(name, "/" + path, ITEM, "Activate", "ii", (x, y))
@@ -210,7 +210,7 @@ class Finder:
         return self._get(connection, "/" + path, ITEM, name)
 
     def wait_until_listed(self, titles):
-        """Waits until the item's menu has all these entries, for a panel that is to be opened with its units."""
+        """Waits until the item's menu has all these entries, before a test opens the panel with its units."""
         self.wait(lambda: set(titles) <= {entry["title"] for entry in self.menu()}, f"the entries {titles}")
 
     def menu(self):
@@ -245,7 +245,7 @@ class Finder:
         assert self.opened() == [address]
 
     def file(self, path):
-        """A file of the program's home; None where there is none."""
+        """A file of the program's home; None if there is none."""
         done = self.studio.run(["cat", f"{HOME}/{path}"])
         return done.stdout if done.returncode == 0 else None
 
@@ -258,7 +258,8 @@ def _end(process):
 
 
 def _shown(label):
-    """What a host shows for a label: "__" is an underscore, any other "_" marks a letter and is not seen."""
+    """The text that a host shows for a label: "__" is an underscore, any other "_" marks a letter and is invisible.
+    """
     return re.sub("_(_?)", r"\1", label).replace("\u2068", "").replace("\u2069", "")
 
 

@@ -1,9 +1,8 @@
 #!/usr/bin/python3
 """Photographs the application and the terminal program at work: photographs.py BUILD_FOLDER OUTPUT_FOLDER [NAME]...
 
-These are the pictures of the readme, and those to be looked at after a change
-of the looks. Without names all are taken. Beside what the tests need it takes
-the Debian packages xterm and qt6-gtk-platformtheme.
+These are the pictures of the readme. They also help to judge a change of the looks. Without names, all are taken. In
+addition to the tests' needs, this needs the Debian packages xterm and qt6-gtk-platformtheme.
 """
 
 import contextlib
@@ -48,7 +47,7 @@ def scene(source, edge="top", dark=True, size=SIZE, notices=False, **environment
 
 
 def open_with(finder, count, updates=0):
-    """Opens the panel once it has so many rows, and so many of them with an update."""
+    """Opens the panel when it has this many rows, and this many of them with an update."""
     finder.open_panel()
     finder.wait(lambda: len(finder.rows()) == count, f"{count} rows")
     finder.wait(lambda: sum("update" in row for row in finder.rows()) == updates, f"{updates} updates")
@@ -97,7 +96,7 @@ def notice(path):
 
 
 def terminal(path):
-    """The terminal program's list in a terminal of its own."""
+    """The terminal program's list in a separate terminal."""
     with VirtualDesktop(960, 250) as desktop, Studio("default") as studio:
         desktop.start_screen()
         desktop.start_bus()

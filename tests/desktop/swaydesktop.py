@@ -1,4 +1,4 @@
-"""A Wayland desktop without a screen: sway with waybar, a pointer of ours and a keyboard."""
+"""A Wayland desktop without a screen: sway with waybar, our own pointer and a keyboard."""
 
 import json
 import os
@@ -46,7 +46,7 @@ class SwayDesktop(VirtualDesktop):
         self.environment["WAYLAND_DISPLAY"] = next(
             path.name for path in self.runtime.glob("wayland-*") if path.is_socket()
         )
-        self.start(["wtype", "-s", "86400000"])  # a keyboard that stays, without which nothing has the focus
+        self.start(["wtype", "-s", "86400000"])  # a keyboard that stays; without it nothing has the focus
         self._pointer = self.start(
             [POINTER, str(self.width), str(self.height)], stdin=subprocess.PIPE, stdout=subprocess.PIPE, text=True
         )
@@ -55,7 +55,7 @@ class SwayDesktop(VirtualDesktop):
         return bool(json.loads(self.run(["swaymsg", "-t", "get_outputs"], check=False) or "[]"))
 
     def start_waybar(self):
-        """Starts a bar; returns its process once it hosts status items."""
+        """Starts a bar. Returns its process when it hosts status items."""
         settings = self._write("waybar.json", json.dumps(WAYBAR_SETTINGS))
         style = self._write("waybar.css", WAYBAR_STYLE)
         bar = self.start(["waybar", "--config", settings, "--style", style])
@@ -68,7 +68,7 @@ class SwayDesktop(VirtualDesktop):
         return str(path)
 
     def windows(self, window_class=""):
-        """The windows, tiled and floating, as their nodes in sway's tree; those of other programs count too."""
+        """The windows, tiled and floating, as their nodes in sway's tree. Windows of other programs count too."""
         return [node for node in _nodes(json.loads(self.run(["swaymsg", "-t", "get_tree"]))) if node.get("pid")]
 
     def geometry(self, window):
@@ -76,7 +76,7 @@ class SwayDesktop(VirtualDesktop):
         return place["x"], place["y"], place["width"], place["height"]
 
     def move(self, x, y):
-        self._tell(f"move {x - 1} {y}")  # the first of a real pointer's moves into a window only enters it
+        self._tell(f"move {x - 1} {y}")  # a real pointer's first move into a window only enters it
         self._tell(f"move {x} {y}")
 
     def click(self, x, y, button=1):
@@ -84,7 +84,7 @@ class SwayDesktop(VirtualDesktop):
         self._tell(f"click {button}")
 
     def rest_on_item(self, x, y):
-        """Points at an item of the bar until its tool tip shows: only then does the bar take clicks there."""
+        """Points at an item of the bar until its tool tip shows. Only then does the bar accept clicks there."""
         before = self._below_bar()
 
         def shows_tool_tip():
@@ -92,7 +92,7 @@ class SwayDesktop(VirtualDesktop):
             try:
                 wait_until(lambda: self._below_bar().greatest_difference(before) > 20, "the tool tip", 3)
             except DesktopError:
-                self.move(self.width // 2, self.height // 2)  # and in again: the bar was still arranging itself
+                self.move(self.width // 2, self.height // 2)  # and in again, because the bar was still arranging itself
                 return False
             return True
 

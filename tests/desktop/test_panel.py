@@ -1,4 +1,4 @@
-"""The panel under an item of the newer kind: clicked, read, typed at, closed."""
+"""The panel under an item of the newer kind: clicks, texts, keys, closing."""
 
 import time
 
@@ -110,7 +110,7 @@ def test_a_click_is_clean_when_the_focus_is_lost_before_it(shown):
         shown.desktop.run(["xdotool", "windowfocus", shown.desktop.bar_window()])
         shown.wait_until_closed()
         shown.activate_item()
-        if time.monotonic() - started < 0.35:  # else it was no single click
+        if time.monotonic() - started < 0.35:  # otherwise it was no single click
             break
         shown.desktop.key("Escape")
         shown.wait_until_closed()
@@ -150,7 +150,7 @@ def test_a_click_is_clean_when_the_focus_is_lost_after_it(shown):
     ],
 )
 def test_activated_by_its_host_the_panel_opens_at_the_items_place(finder, handed_over, pointer, expected):
-    """Where the host names no place on a bar, and the pointer is on none, the bar's end serves."""
+    """If the host names no place on a bar, and the pointer is on none, the bar's end is used."""
     finder.desktop.start_xfce_panel()
     finder.start_and_find()
     finder.desktop.move(*pointer)

@@ -1,11 +1,11 @@
-"""The program's life on a desktop: notices, settings, login entry, second start, end."""
+"""The program's life on a desktop: notifications, settings, login entry, second start, end."""
 
 from conftest import CONTROL_ROOM, LIVE_ROOM
 from vorndesktop import stays
 
 SWITCH = "Attic, AVB switch, firmware 3.0.4+12"
 SETTINGS = ".config/vorn-device-finder/settings.conf"
-LAUNCH_AT_LOGIN, SHOW_SWITCHES, NOTIFY, QUIT = 1, 2, 3, 4  # places in the settings menu
+LAUNCH_AT_LOGIN, SHOW_SWITCHES, NOTIFY, QUIT = 1, 2, 3, 4  # positions in the settings menu
 
 
 def login_entry(finder):
@@ -36,7 +36,7 @@ def test_an_update_is_told_of_once(finder):
     finder.end()
     finder.studio.do("publish", model="Vorn 16A", version="1.4.3+320")
     finder.start()
-    # One comes in the place of the older release's, which still stands.
+    # The new one replaces the one of the older release, which is still shown.
     finder.wait(lambda: finder.desktop.notices_shown() == 2, "both units' notices of the newer version")
 
 
@@ -83,7 +83,7 @@ def test_a_second_start_shows_the_panel_and_leaves(finder):
     finder.desktop.key("Escape")
     finder.wait_until_closed()
     assert finder.launch(program=finder.application.launcher).wait(20) == 0
-    finder.click_item()  # had the launcher opened the panel, this click would close it
+    finder.click_item()  # this click would close the panel if the launcher had opened it
     finder.wait_until_open()
 
 

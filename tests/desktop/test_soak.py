@@ -1,4 +1,4 @@
-"""The program left alone with a restless network while its panel opens and closes: nothing may grow."""
+"""The program runs alone on a restless network while its panel opens and closes. Nothing may grow."""
 
 import collections
 import os
@@ -6,7 +6,7 @@ import re
 import time
 
 SECONDS = float(os.environ.get("VORN_SOAK_SECONDS", "30"))
-SETTLING = min(SECONDS / 3, 60.0)  # for what is made once: fonts, icons, the allocator's arenas
+SETTLING = min(SECONDS / 3, 60.0)  # time for what is made once: fonts, icons, the allocator's arenas
 STEADY = 20
 FLAPPING = 3
 MEMORY_ALLOWANCE = 2048  # KiB; a page of glyphs or an arena may still come
@@ -15,14 +15,15 @@ WORKERS = ("vorn-high", "vorn-default")
 
 
 class Figures:
-    """What the process holds at a moment."""
+    """The memory, threads and descriptors of the process at one moment."""
 
     def __init__(self, finder):
         pid = finder.process.pid
         status = finder.studio.ask("read_process", pid=pid, name="status")
         self.memory = int(re.search(r"^VmRSS:\s+(\d+)", status, re.M).group(1))
         names = finder.studio.ask("thread_names", pid=pid)
-        # There are as many workers as ever had work at once, which is chance, and their number has a limit of its own.
+        # The number of workers depends on chance: it is the most that ever worked at the same time. It has its own
+        # limit.
         self.threads = sum(name not in WORKERS for name in names)
         self.descriptors = finder.studio.ask("count_descriptors", pid=pid)
 
@@ -31,7 +32,7 @@ class Figures:
 
 
 class Unrest:
-    """Each step changes one thing on the network and puts another back, so that the same units return."""
+    """Each step changes one thing on the network and restores another, so that the same units return."""
 
     def __init__(self, studio):
         self._studio = studio
@@ -45,7 +46,7 @@ class Unrest:
         self._steps += 1
 
     def end(self):
-        """Puts everything back."""
+        """Restores everything."""
         if self._steps % 2:
             self.step()
 
@@ -70,7 +71,7 @@ def wait_for_polls(finder, count):
 
 
 def rest(finder):
-    """The figures with the panel closed and every unit listed, once they stand still."""
+    """The figures with a closed panel and all units listed, when they no longer change."""
     wait_until_all_are_listed(finder)
     wait_for_polls(finder, 2)
     figures = [Figures(finder)]

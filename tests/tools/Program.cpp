@@ -42,8 +42,8 @@ std::vector<char*> Pointers(std::vector<std::string>& texts) {
   return pointers;
 }
 
-// Whether the process's main thread is in a write to standard output, or in a wait for one descriptor alone;
-// its run loop waits for several.
+// Whether the process's main thread is in a write to standard output, or waits for only one descriptor; its
+// run loop waits for several.
 bool IsInOutput(pid_t process) {
   std::ifstream file("/proc/" + std::to_string(process) + "/syscall");
   long call = -1;

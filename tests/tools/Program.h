@@ -33,8 +33,8 @@ class Program {
   /// Waits for the text on standard error; false if it did not come.
   [[nodiscard]] bool WaitForErrorText(const std::string& text);
 
-  /// Waits until the program is stuck in writing to standard output, or in
-  /// waiting that it can write there; false when it did not come to that.
+  /// Waits until the program is stuck in a write to standard output, or in a wait for it; false if that does
+  /// not happen.
   [[nodiscard]] bool WaitUntilItsOutputIsStuck();
 
   /// Waits for the end and returns the exit status, or 1000 plus the number of the signal that ended it, or

@@ -22,16 +22,15 @@ struct Interface {
 
 using Interfaces = std::vector<Interface>;
 
-/// Asks the system. Where the tool is missing, or its answer is not usable, the
-/// entities are unknown. Empty optional when the network services cannot be
-/// listed. Any thread; blocks as long as the services and the tool take, the
-/// tool at most for its patience.
+/// Asks the system. If the tool is missing, or its answer is not usable, the entities are unknown. Empty
+/// optional if the network services cannot be listed. Any thread. Blocks as long as the services and the tool
+/// take, but at most the tool's patience for the tool.
 [[nodiscard]] optional<Interfaces> CollectInterfaces(NetworkServices& services, AVBCapability& capability,
                                                      ChildProcessLauncher& launcher,
                                                      const AVBTool& tool = {});
 
-/// Collects the interfaces and writes them to standard output, as a table or as
-/// JSON. Returns the exit status; the console says why it is not kListed.
+/// Collects the interfaces and writes them to standard output, as a table or as JSON. Returns the exit
+/// status. If it is not kListed, the console gives the reason.
 [[nodiscard]] int PrintInterfaces(bool json, NetworkServices& services, AVBCapability& capability,
                                   ChildProcessLauncher& launcher, const AVBTool& tool = {});
 

@@ -7,16 +7,15 @@
 #include "vorn-device-list/InterfaceReport.h"
 #include "vorn-device-list/TextTable.h"
 
-// The forms in which lists are written. The tables are safe for a terminal,
-// whatever names hold. JSON is one object on one line, without the line's end,
-// in pure ASCII: everything else is escaped, and bytes that are not UTF-8 become
-// U+FFFD.
+// The forms of the lists. The tables are safe for a terminal, whatever names contain. JSON is one object on
+// one line, without the line's end, in pure ASCII: everything else is escaped, and bytes that are not UTF-8
+// become U+FFFD.
 namespace vorn::devicelisttool {
 
 using Units = std::vector<DeviceList::ExtendedDeviceInfo>;
 
-/// The units as a table, a line each, or the line that says that there are none.
-/// What is too wide is cut at the address first; the mark of an update stays.
+/// The units as a table, one line each, or the line that says that there are none. A line that is too wide
+/// loses the address first. The mark of an update stays.
 [[nodiscard]] std::string UnitTable(const Units& units, const TableStyle& style);
 
 /// {"units":[{"name","type","url","uid","modelID","firmwareVersion",
@@ -24,11 +23,11 @@ using Units = std::vector<DeviceList::ExtendedDeviceInfo>;
 /// in their text form.
 [[nodiscard]] std::string UnitJson(const Units& units);
 
-/// A line an interface.
+/// One line for each interface.
 [[nodiscard]] std::string InterfaceTable(const Interfaces& interfaces);
 
-/// {"interfaces":[{"name","interface","capable","reason","virtualEntity"}]}: the
-/// reason is null where the interface is capable.
+/// {"interfaces":[{"name","interface","capable","reason","virtualEntity"}]}: the reason is null if the
+/// interface is capable.
 [[nodiscard]] std::string InterfaceJson(const Interfaces& interfaces);
 
 }  // namespace vorn::devicelisttool

@@ -10,15 +10,13 @@
 
 namespace vorn::devicelisttool {
 
-/// Blocks the signals that end the program and, where it draws on a terminal,
-/// those that change its picture, so that every thread started later leaves
-/// them to what is declared here. Before threads start.
+/// Blocks the signals that end the program. If it draws on a terminal, also those that change its page. So
+/// every later thread leaves them to the functions below. Call before threads start.
 void BlockSignals(bool drawsOnTerminal);
 
-/// Takes the signals that end the program on a thread of its own, so that the
-/// program ends in time even while its main thread is stuck, in a write that
-/// nobody reads or in the responder's library. These signals are SIGINT, SIGTERM
-/// and, unless the program was started with it ignored, as nohup does, SIGHUP.
+/// Takes the signals that end the program on a separate thread. So the program ends in time even while its
+/// main thread is stuck, in a write that nobody reads or in the responder's library. These signals are
+/// SIGINT, SIGTERM and SIGHUP. SIGHUP does not count if the program was started with it ignored, as by nohup.
 ///
 /// The first signal makes the process end within `limit` and then calls `onSignal`, on that thread. Later
 /// ones change nothing.
@@ -49,12 +47,11 @@ class EndSignals {
   std::thread fThread;  // last: uses all members above
 };
 
-/// A descriptor that is readable once a signal came that changes the picture on a
-/// terminal: its size changed, the stop key was pressed, or the program was
-/// continued. Empty when there is no descriptor left.
+/// A descriptor that is readable after a signal that changes the page on a terminal: its size changed, the
+/// stop key was pressed, or the program was continued. Empty if no descriptor is left.
 [[nodiscard]] FileDescriptor TerminalSignals();
 
-/// Takes the signals that came; whether the stop key was pressed.
+/// Takes the signals that came; returns whether the stop key was pressed.
 [[nodiscard]] bool TakeTerminalSignals(const FileDescriptor& signals);
 
 /// Stops the program as the system does if the signal is not blocked. An orphaned process group, for example,

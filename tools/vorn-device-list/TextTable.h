@@ -16,32 +16,30 @@ struct TableStyle {
 /// The text as one line of at most this many cells; 0: no limit.
 [[nodiscard]] std::string FittingLine(const std::string& text, std::size_t width);
 
-/// A heading and rows of text in columns that are aligned by terminal cells
-/// (which needs a UTF-8 locale for LC_CTYPE). Safe to write to a terminal,
-/// whatever the texts hold: each row is one line, without control characters.
-/// Belongs to one thread.
+/// A heading and rows of text in columns. They are aligned by terminal cells, which needs a UTF-8 locale for
+/// LC_CTYPE. Safe to write to a terminal, whatever the texts contain: each row is one line, without control
+/// characters. Belongs to one thread.
 class TextTable {
  public:
   struct Column {
     std::string heading;
-    std::size_t widest = 0;  ///< longer texts are elided to so many cells; 0: no limit
+    std::size_t widest = 0;  ///< longer texts are elided to this many cells; 0: no limit
   };
 
-  /// What gives way when the lines are too wide.
+  /// What becomes shorter when the lines are too wide.
   struct Concession {
     std::size_t column;
     std::size_t shortest;  ///< cells that it keeps; 0: it is left out
   };
 
-  /// The concessions are made in their order, until the lines fit. Width that
-  /// is left over afterwards goes to the first column.
+  /// The concessions are made in their order, until the lines fit. The first column gets the remaining width.
   explicit TextTable(std::vector<Column> columns, std::vector<Concession> concessions = {});
 
-  /// Takes one text a column.
+  /// Takes one text for each column.
   void AddRow(const std::vector<std::string>& texts, bool marked = false);
 
-  /// The table, with an end of line behind each line. Where it is too high, its
-  /// last line says how many rows more there are.
+  /// The table, with an end of line after each line. If it is too high, its last line says how many more rows
+  /// there are.
   [[nodiscard]] std::string Text(const TableStyle& style) const;
 
  private:
