@@ -4,6 +4,7 @@
   `Suite.*` or as `test_file.py::function`.
 - Every page: each link to a file, and each path in backticks that begins with a folder of this tree.
 - Every page: no word that the glossary replaces by another one.
+- docs/architecture.md: the table of layers has the rules of tests/layers.
 """
 
 import pathlib
@@ -11,6 +12,10 @@ import re
 import sys
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
+sys.path.insert(0, str(ROOT / "tests" / "layers"))
+
+from check_layers import ALLOWED, CORE  # noqa: E402
+
 PAGES = ["README.md", "CONTRIBUTING.md", "CHANGELOG.md", "studio/README.md", *sorted(
     path.relative_to(ROOT).as_posix() for path in (ROOT / "docs").rglob("*") if path.suffix in {".md", ".in"})]
 GLOSSARY = "docs/glossary.md"
@@ -102,6 +107,18 @@ def path_faults(page: str, folder: pathlib.Path, root: pathlib.Path):
             yield f"there is no {path}"
 
 
+def layer_faults(page: str, allowed: dict[str, set[str]]):
+    """Every layer whose row differs from the rules; "the core" in a row means its layers."""
+    told = {}
+    for header, cells, _ in tables(page):
+        if "may include" in header:
+            layer, last = CODE.findall(cells[0])[0].rstrip("/"), cells[header.index("may include")]
+            told[layer] = set(CODE.findall(last)) | (CORE if "the core" in last else set())
+    for layer in sorted(allowed.keys() | told.keys()):
+        if told.get(layer) != allowed.get(layer):
+            yield f"the layer {layer} may include {sorted(allowed.get(layer, ['nothing: it is no layer']))}"
+
+
 def replaced_words(glossary: str) -> dict[str, str]:
     """The words that nobody shall write, each with the word for it."""
     return {
@@ -130,6 +147,9 @@ def self_test() -> None:
     assert list(test_faults("no table", tests))
     assert list(path_faults("`docs/none.md`", ROOT, ROOT)) and list(path_faults("[x](none.md)", ROOT, ROOT))
     assert not list(path_faults("`docs/glossary.md` `build/x` [x](README.md)", ROOT, ROOT))
+    layers = "| layer | may include |\n| --- | --- |\n| `a/` | `b` |\n| `b/` | nothing |\n"
+    assert not list(layer_faults(layers, {"a": {"b"}, "b": set()}))
+    assert list(layer_faults(layers, {"a": set(), "b": set()})) and list(layer_faults(layers, {"a": {"b"}}))
     words = replaced_words("| word | meaning | do not write |\n| --- | --- | --- |\n| unit | x | box, endpoint |\n")
     assert words == {"box": "unit", "endpoint": "unit"}
     assert list(word_faults("two Boxs", words)) and not list(word_faults("`box` and boxing", words))
@@ -140,6 +160,8 @@ def main() -> int:
     replaced = replaced_words((ROOT / GLOSSARY).read_text(encoding="utf-8"))
     found = [f"docs/reliability.md: {fault}" for fault in test_faults(
         (ROOT / "docs/reliability.md").read_text(encoding="utf-8"), tests_of(ROOT / "tests"))]
+    found += [f"docs/architecture.md: {fault}" for fault in layer_faults(
+        (ROOT / "docs/architecture.md").read_text(encoding="utf-8"), ALLOWED)]
     for name in PAGES:
         page = (ROOT / name).read_text(encoding="utf-8")
         found += [f"{name}: {fault}" for fault in path_faults(page, (ROOT / name).parent, ROOT)]
