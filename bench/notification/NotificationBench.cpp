@@ -83,7 +83,7 @@ void BareMapRead(benchmark::State& state) {
   }
 }
 
-// One changed record, saved: there is no event loop here that would gather several.
+// One changed record, saved. There is no event loop here that would collect several.
 void StoreWrite(benchmark::State& state) {
   const Store store(state.range(0));
   vorn::IniUserDefaults defaults(store.Path());

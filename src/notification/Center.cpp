@@ -16,8 +16,7 @@ constexpr std::size_t kMaxTokenLength = 1000;
 constexpr char32_t kReplacement = 0xFFFD;
 constexpr char32_t kEllipsis = 0x2026;
 
-// A stranger's bytes as text that every server takes: a bus's strings are UTF-8
-// and end at a NUL.
+// A stranger's bytes as text that every server accepts: strings on a bus are UTF-8 and end at a NUL.
 std::string PresentableText(std::string_view bytes) {
   std::u32string text;
   while (!bytes.empty() && text.size() <= kMaxTextLength) {

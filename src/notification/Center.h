@@ -17,26 +17,22 @@ namespace Notification {
 
 /// The notification centre in front of a desktop's server.
 ///
-/// A server that starts late, restarts or is replaced is used from then on; a
-/// notification whose server ended before answering is delivered again. One
-/// that hangs is waited for as long as it lives, since it shows what it was sent
-/// once it goes on: a notification without an answer is not sent again, and
-/// holds back later ones of its subject alone; a server that leaves several
-/// unanswered gets no more until it answers or ends. What stood on a server that
-/// ended is forgotten, since it was shown and the next one's ids may be the
-/// same. The rules of one notification a subject, one a minute and many at once
-/// are Queue's. Signals about other programs' notifications, which some servers
-/// send to everybody, are ignored.
+/// The centre uses a server that starts late, restarts or is replaced. If a server ended before its answer,
+/// the notification is delivered again. A hung server is waited for as long as it lives, because it shows the
+/// notification when it continues. So a notification without an answer is not sent again, and only later ones
+/// of its subject wait for it. A server that leaves several unanswered gets no more until it answers or ends.
+/// Notifications on a server that ended are forgotten, because they were shown and the next server may use
+/// the same ids. Queue has the rules of one notification for each subject, one a minute, and many at once.
+/// Signals about other programs' notifications, which some servers send to everybody, are ignored.
 ///
-/// What waits or stands is kept in `state` (KeptNotifications) and picked up at
-/// the next start: waiting notifications are sent, and standing ones keep their
-/// click if their server is still the same. These come once more, silently and
-/// in their old place: some servers report clicks only to the connection that a
-/// notification came from, and none can tell what became of one while no program
-/// ran, when a click on it has opened nothing. Without a session bus every
-/// notification waits for a start with one, and the console says so once.
+/// `state` (KeptNotifications) keeps what waits and what is shown, and the next start reads it. It sends
+/// waiting notifications. Shown ones still react to a click if their server is the same. They are shown once
+/// more, silently and in their old place: some servers report clicks only to the connection that sent the
+/// notification, and no server can say what happened while the program did not run. So a click in that time
+/// opened nothing. Without a session bus, every notification waits for a start with one, and the console says
+/// so once.
 ///
-/// @threadsafety The main thread only, whose run loop must be set before.
+/// @threadsafety The main thread only. Its run loop must be set before.
 class Center final : public vorn::NotificationCenter {
  public:
   using TimePoint = Queue::TimePoint;
@@ -44,12 +40,12 @@ class Center final : public vorn::NotificationCenter {
   struct Options {
     vorn::UserDefaults* state = nullptr;  ///< must outlive the centre; null: nothing outlives it
     Queue::Timing timing{};
-    /// How long the notifications of an earlier run wait for the list of units, which may recall them.
+    /// How long the notifications of an earlier run wait for the list of units, which may withdraw them.
     std::chrono::milliseconds settleTime{5000};
     std::function<TimePoint()> now = std::chrono::steady_clock::now;
   };
 
-  /// Throws std::system_error when no descriptor is left.
+  /// Throws std::system_error if no descriptor is left.
   Center(std::unique_ptr<vorn::NotificationServer> server, Options options);
   ~Center() override;
 
@@ -59,9 +55,8 @@ class Center final : public vorn::NotificationCenter {
   void ForgetWaitingNotification(const std::string& subject) override;
   void ForgetWaitingNotifications() override;
 
-  /// Saves what the next start is to pick up. Blocks for the disk. Need not be
-  /// called for it to be saved soon, but before anything is saved that counts
-  /// on it. False when a notification waits that is not on disk.
+  /// Saves what the next start must read. Blocks for the disk. A save happens soon without this call, but
+  /// call it before saving anything that depends on it. False if a waiting notification is not on disk.
   [[nodiscard]] bool Synchronize();
 
  private:

@@ -14,14 +14,14 @@ namespace {
 
 constexpr char kBus[] = "bus";
 constexpr char kServer[] = "server";
-constexpr char kNotifications[] = "notices";  // as files of earlier versions have it
+constexpr char kNotifications[] = "notices";  // as in files of earlier versions
 
 constexpr char kWaiting[] = "waiting";
 constexpr char kSound[] = "sound";
 constexpr char kNoSound[] = "silent";
 
-// The texts of a notification: its place (kWaiting, or the server's id), kSound
-// or not, subject, title, informative text, address.
+// The texts of a notification: its place (kWaiting, or the server's id), kSound or not, subject, title,
+// informative text, address.
 constexpr std::size_t kTexts = 6;
 
 using Texts = std::vector<std::string>;

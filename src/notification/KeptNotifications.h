@@ -9,13 +9,11 @@
 
 namespace Notification {
 
-/// What the centre must not lose when the program ends, in a store of its own:
-/// the notifications that wait, and those that stand with their ids, the server
-/// that gave these and the bus that it is on.
+/// What the centre must not lose when the program ends, in a separate store: the waiting notifications, and
+/// the shown ones with their ids, the server of these ids and its bus.
 ///
-/// What is read counts as a stranger's: a notification that is not whole, too
-/// long or one too many is left out, and the console says so. What would be
-/// left out is not written.
+/// The contents count as a stranger's. An incomplete or too long notification, and one beyond the limit, is
+/// ignored, and the console says so. Such notifications are never written.
 ///
 /// @threadsafety The main thread only.
 class KeptNotifications {
@@ -29,16 +27,15 @@ class KeptNotifications {
   /// `state` must outlive this object; null: nothing is kept.
   explicit KeptNotifications(vorn::UserDefaults* state) : fState(state) {}
 
-  /// What was kept, oldest first. Notifications that stood on another server, or
-  /// on another bus, are left out: they were shown, and their ids mean nothing.
+  /// The kept notifications, oldest first. Notifications on another server, or on another bus, are left out:
+  /// they were shown, and their ids have no meaning.
   [[nodiscard]] std::vector<KeptNotification> Read(const ServerIdentity& server);
 
-  /// Replaces what is kept. The store saves it in its own time; it is left
-  /// alone where nothing has changed.
+  /// If a host is silent at some of its addresses, it has the whole time of the request to accept a
+  /// connection at any of them.
   void Write(const std::vector<KeptNotification>& notifications, const ServerIdentity& server);
 
-  /// Has the store save what was written. Blocks for the disk. False where it is
-  /// not on disk.
+  /// Makes the store save what was written. Blocks for the disk. False if it is not on disk.
   [[nodiscard]] bool Synchronize() { return fState && fState->Synchronize(); }
 
  private:

@@ -13,49 +13,45 @@ namespace Notification {
 /// What was announced for one unit.
 struct Record {
   std::string uid;                       ///< the unit's own identifier; a stranger's bytes
-  vorn::FirmwareVersion currentVersion;  ///< what the unit ran when the announcement was made
+  vorn::FirmwareVersion currentVersion;  ///< the unit's firmware at the time of the announcement
   vorn::FirmwareVersion latestVersion;   ///< the release that was announced
 };
 
-/// Posts the notification of a unit's update, and has clicks on it open the
-/// unit's page. Constructing it is what makes clicks be handled; it never
-/// unregisters from the centre, which holds the delegate weakly.
+/// Posts the notification of a unit's update, and opens the unit's page when it is clicked. Its construction
+/// makes clicks work. It never unregisters from the centre, which holds the delegate weakly.
 ///
 /// @threadsafety The main thread only.
 class Notifier {
  public:
-  /// The collaborators must outlive this object.
+  /// The collaborators must live longer than this object.
   Notifier(vorn::NotificationCenter& center, vorn::UrlOpener& opener);
 
-  /// Posts one notification: the device's name in the title, the release as
-  /// major.minor.patch in the text (the build number is deliberately not
-  /// shown), and the address of the page to open. Nothing for a device without
-  /// a name.
+  /// Posts one notification: the device's name in the title, the release as major.minor.patch in the text,
+  /// and the address of the page to open. The build number is not shown on purpose. Does nothing for a device
+  /// without a name.
   void Notify(const Record& record, const DeviceList::ExtendedDeviceInfo& device);
 
-  /// Takes back the notification about the unit with this uid, or every one,
-  /// that nobody has seen yet.
+  /// Withdraws the notification about the unit with this uid, or every notification, if nobody has seen it
+  /// yet.
   void Withdraw(const std::string& uid) { fCenter.ForgetWaitingNotification(uid); }
   void WithdrawAll() { fCenter.ForgetWaitingNotifications(); }
 
  private:
   vorn::NotificationCenter& fCenter;
-  /// A NotificationDelegate, which hands clicks to HandleNotificationActivation;
-  /// the centre does not keep it alive.
+  /// A NotificationDelegate, which passes clicks to HandleNotificationActivation; the centre does not keep it
+  /// alive.
   std::shared_ptr<vorn::NotificationCenter::Delegate> fDelegate;
 };
 
-/// Answers the click on a notification: removes it from the centre, in any case,
-/// and opens the web address it carries. One without an address opens nothing;
-/// one whose address is no web address (WebAddress.h) opens nothing and says so
-/// on the console. Main thread; does not block.
+/// Handles the click on a notification: always removes it from the centre, and opens its web address. One
+/// without an address opens nothing. If the address is no web address (WebAddress.h), nothing opens, and the
+/// console says so. Main thread; does not block.
 void HandleNotificationActivation(const vorn::UserNotification& notification,
                                   vorn::NotificationCenter& center, vorn::UrlOpener& opener);
 
-/// The same from a page address alone: for a click that reaches the program as
-/// the "open-page" action of its D-Bus name, perhaps starting it. Whoever can
-/// call that action chooses the address, so only web addresses are opened;
-/// anything else is refused on the console. `activationToken` may be empty.
+/// The same for a page address alone: for a click that reaches the program as the "open-page" action of its
+/// D-Bus name and may even start it. The caller of that action chooses the address, so only web addresses are
+/// opened. Anything else is refused on the console. `activationToken` may be empty.
 void HandleNotificationActivation(const std::string& address, const std::string& activationToken,
                                   vorn::UrlOpener& opener);
 

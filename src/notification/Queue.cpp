@@ -102,7 +102,7 @@ bool Queue::Failed(std::uint64_t identifier, Answer answer, TimePoint now) {
   return !isGivenUp;
 }
 
-// False when the notification is to be given up.
+// False if the notification must be given up.
 bool Queue::NoteFailure(Slot& slot, Answer answer, TimePoint now) {
   switch (answer) {
     case Answer::kOk:
@@ -236,7 +236,7 @@ void Queue::SetWaiting(Slot& slot, vorn::UserNotification notification) {
 
 void Queue::SetStanding(Slot& slot, vorn::UserNotification notification, std::uint32_t serverId) {
   EndStanding(slot);
-  // An id that the server gives twice means the later notification.
+  // If the server gives an id twice, it means the later notification.
   const auto other = fStanding.find(serverId);
   if (other != fStanding.end()) EndStanding(fSlots.at(other->second));
   fStanding[serverId] = notification.subject;

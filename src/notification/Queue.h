@@ -20,8 +20,8 @@ struct KeptNotification {
   std::uint32_t serverId = 0;  ///< under which it stands; 0: it waits
 };
 
-/// What becomes of each notification between being announced and being closed;
-/// the rules of the centre without a server. One slot a subject:
+/// The states of each notification from its announcement until it is closed: the rules of the centre without
+/// a server. One slot for each subject:
 ///
 ///           Add            Take             Delivered
 ///   (none) ----> waiting -------> in flight ----------> standing
@@ -30,21 +30,18 @@ struct KeptNotification {
 ///                  '-- Add, beside what is in flight or --'
 ///                      stands, until the quiet time is over
 ///
-/// A later notification takes the place of one that waits, and replaces one that
-/// stands. After a delivery its subject is quiet for the quiet time. kBurst
-/// notifications may go at once; from then on one a pace, oldest first. At most
-/// kMaxInFlight are in flight at a time: many updates must not flood a server.
+/// A later notification replaces a waiting one, and a shown one. After a delivery, its subject is quiet for
+/// the quiet time. kBurst notifications may go at once; after that, one in each pace, oldest first. At most
+/// kMaxInFlight are in flight at a time, so that many updates do not flood a server.
 ///
-/// A notification that the server took with it into its end is due again at
-/// once, a second time after the quiet time, and is given up after kMaxFailures.
-/// One that the server refuses waits until something is closed there or the
-/// quiet time is over. Where the server takes a later one meanwhile, the refused
-/// one goes to the end; where it refuses two in a row, it is full, and all wait.
-/// A server that has refused gets one notification at a time until none waits.
+/// If a server ends with a notification, that one is due again at once, a second time after the quiet time,
+/// and it is given up after kMaxFailures. A refused notification waits until something is closed on the
+/// server or the quiet time is over. If the server accepts a later one in the meantime, the refused one goes
+/// to the end. If it refuses two in a row, it is full, and all wait. A server that has refused gets one
+/// notification at a time until none waits.
 ///
-/// At most kMaxSlots subjects are held: beyond that the notification that stands
-/// longest is forgotten (a click on it then does nothing), and if none stands,
-/// the new one.
+/// At most kMaxSlots subjects are held. Beyond that, the notification that is shown longest is forgotten, and
+/// a click on it does nothing. If none is shown, the new one is forgotten.
 ///
 /// @threadsafety One object, one thread.
 class Queue {
@@ -70,14 +67,13 @@ class Queue {
 
   explicit Queue(Timing timing) : fTiming(timing) {}
 
-  /// Takes a notification in. False when there is no room for it.
+  /// Takes a notification. False if there is no room for it.
   [[nodiscard]] bool Add(vorn::UserNotification notification, TimePoint now);
 
-  /// Takes back what an earlier run kept, in its order; before any Add. What
-  /// waited is not sent before `due`. What stood keeps its click, and comes once
-  /// more, at once and in its old place: some servers report clicks only to the
-  /// connection that a notification came from, and none can tell what became of
-  /// it meanwhile.
+  /// Takes back what an earlier run kept, in its order; call it before any Add. Waiting ones are not sent
+  /// before `due`. Shown ones still react to a click, and are shown once more, at once and in their old
+  /// place: some servers report clicks only to the connection that sent the notification, and none can say
+  /// what happened to it in the meantime.
   void Restore(std::vector<KeptNotification> kept, TimePoint due);
 
   /// What an end of the program must not lose, oldest first.
@@ -86,39 +82,38 @@ class Queue {
   /// Whether a notification waits or is in flight.
   [[nodiscard]] bool HasUnshown() const { return !fWaiting.empty() || !fInFlight.empty(); }
 
-  /// The oldest notification that is due, now in flight; empty when none is, or
-  /// none may go before another answer has come.
+  /// The oldest notification that is due, now in flight. Empty if none is due, or if another answer must come
+  /// first.
   [[nodiscard]] std::optional<Sending> Take(TimePoint now);
 
-  /// When the next waiting notification is due, of those that wait for time to
-  /// pass alone; empty when there is none.
+  /// When the next waiting notification is due, among those that only wait for a time; empty if there is
+  /// none.
   [[nodiscard]] std::optional<TimePoint> NextDue() const;
 
-  /// The server showed the notification under `serverId`; 0 when it gave no id.
-  /// Returns the ids that must be closed: of a notification that was removed
-  /// meanwhile, and of one that the server did not replace though asked to.
+  /// The server showed the notification under `serverId`; 0 if it gave no id. Returns the ids that must be
+  /// closed: of a notification that was removed in the meantime, and of one that the server should have
+  /// replaced but did not.
   [[nodiscard]] std::vector<std::uint32_t> Delivered(std::uint64_t identifier, std::uint32_t serverId,
                                                      TimePoint now);
 
-  /// The notification was not shown, for a reason other than kOk. kNoServer: due
-  /// again at once, not counted. False when it is given up by this.
+  /// The notification was not shown, for a reason other than kOk. After kNoServer it is due again at once,
+  /// without being counted. False if it is now given up.
   [[nodiscard]] bool Failed(std::uint64_t identifier, Answer answer, TimePoint now);
 
-  /// The server ended or was replaced: nothing stands any more, its ids mean
-  /// nothing, and what it has not answered is lost. Returns how many
-  /// notifications are given up by this.
+  /// The server ended or was replaced: nothing is shown any more, its ids have no meaning, and unanswered
+  /// calls are lost. Returns how many notifications are now given up.
   [[nodiscard]] std::size_t ServerChanged(TimePoint now);
 
-  /// The notification that stands under `serverId`; null for ids that are not
-  /// ours. Valid until the next call that changes the queue.
+  /// The notification that is shown under `serverId`; null for ids that are not ours. Valid until the next
+  /// call that changes the queue.
   [[nodiscard]] vorn::UserNotification* FindStanding(std::uint32_t serverId);
 
-  /// The server closed a notification. One of ours is forgotten, user info
-  /// included; whosever it was, there is room for another.
+  /// The server closed a notification. If it is ours, it is forgotten, with its user info. In any case there
+  /// is room for another one.
   void Closed(std::uint32_t serverId);
 
-  /// Takes a notification out in whatever state it is. Returns the server's id
-  /// to close, 0 when there is nothing to close (yet).
+  /// Removes a notification in any state. Returns the server's id to close, or 0 if there is nothing to close
+  /// (yet).
   [[nodiscard]] std::uint32_t Remove(std::uint64_t identifier);
 
   /// Forgets what of this subject, or of any, has not been shown. What stands
@@ -128,7 +123,7 @@ class Queue {
   void ForgetAllWaiting();
 
  private:
-  /// What an earlier run showed stands and waits at once, under one identifier.
+  /// A notification that an earlier run showed is shown and waits at once, under one identifier.
   struct Slot {
     std::optional<vorn::UserNotification> waiting;
     std::optional<vorn::UserNotification> inFlight;
@@ -159,10 +154,10 @@ class Queue {
 
   const Timing fTiming;
   std::uint64_t fLastIdentifier = 0;
-  TimePoint fPaidUntil = TimePoint::min();         ///< a pace for each one sent, from when it was sent
+  TimePoint fPaidUntil = TimePoint::min();         ///< a pace for each one sent, from the time of sending
   TimePoint fFullUntil = TimePoint::min();         ///< the server takes no more
   bool fIsCautious = false;                        ///< the server has refused
-  std::set<std::string> fRefused;                  ///< subjects, since the server last took or closed one
+  std::set<std::string> fRefused;                  ///< subjects, since the server last accepted or closed one
   std::unordered_map<std::string, Slot> fSlots;    ///< by subject
   std::map<std::uint64_t, std::string> fWaiting;   ///< identifier to subject, oldest first
   std::map<std::uint64_t, std::string> fInFlight;  ///< identifier to subject

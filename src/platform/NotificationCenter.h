@@ -7,37 +7,36 @@
 
 namespace vorn {
 
-/// The user-info entry with the web address that a notification leads to.
+/// The user-info entry with the web address of a notification.
 inline constexpr char kUserInfoUrl[] = "URL";
 
-/// One notification to the user. A plain value; all strings are bytes that may
-/// come from the network, the centre makes them presentable.
+/// One notification to the user. A plain value. All strings are bytes that may come from the network; the
+/// centre makes them presentable.
 struct UserNotification {
   std::string title;            ///< literal text, never markup
   std::string informativeText;  ///< literal text, never markup
-  std::string subject;          ///< what it is about (a unit's uid); one notification stands per subject
+  std::string subject;          ///< its subject (a unit's uid); each subject has at most one notification
   std::map<std::string, std::string> userInfo;  ///< comes back with the activation; never shown
   bool playsDefaultSound = false;
 
-  /// Set by the centre: which delivery this is. 0 where no centre delivered it.
+  /// Set by the centre: the number of this delivery. 0 if no centre has delivered it.
   std::uint64_t identifier = 0;
-  /// Set by the centre on activation: the desktop's leave to raise a window; often empty.
+  /// Set by the centre on activation: the desktop's permission to raise a window; often empty.
   std::string activationToken;
 };
 
 /// Shows notifications to the user and reports clicks on them.
 ///
-/// 1. Nothing here blocks on the notification server, and nothing fails towards
-///    the caller: a notification that finds no server, or one that takes no
-///    more, waits, beyond the end of the program too.
-/// 2. At most one notification stands per subject; a later one replaces it. At
-///    most one a minute is brought up for a subject: the newest one waits.
-/// 3. Many at once are brought up one after another.
+/// 1. Nothing here blocks on the notification server, and the caller sees no failures. If there is no server,
+///    or the server accepts no more, a notification waits, also after the end of the program.
+/// 2. At most one notification is shown for each subject; a later one replaces it. A subject gets at most one
+///    in a minute, and its newest one waits.
+/// 3. Many at once are shown one after another.
 ///
 /// @threadsafety The main thread only; the delegate is called on it.
 class NotificationCenter {
  public:
-  /// Told of clicks.
+  /// Gets the clicks.
   class Delegate {
    public:
     Delegate() = default;
@@ -45,8 +44,8 @@ class NotificationCenter {
     Delegate& operator=(const Delegate&) = delete;
     virtual ~Delegate() = default;
 
-    /// The user activated a delivered notification. Called from the event loop,
-    /// never from inside a call to the centre; may call the centre.
+    /// The user activated a delivered notification. Called from the event loop, never inside a call to the
+    /// centre. May call the centre.
     virtual void DidActivateNotification(const UserNotification& notification) = 0;
   };
 
@@ -58,19 +57,18 @@ class NotificationCenter {
   /// The centre does not keep the delegate alive; clicks after its end are dropped.
   virtual void SetDelegate(std::weak_ptr<Delegate> delegate) = 0;
 
-  /// Shows the notification, now or as soon as a server is there.
+  /// Shows the notification, now or when a server is there.
   virtual void DeliverNotification(const UserNotification& notification) = 0;
 
-  /// Takes a delivered notification (known by its identifier) off the screen
-  /// and out of the server's list; one that still waits is forgotten. An
-  /// identifier that is unknown, or 0, does nothing.
+  /// Removes a delivered notification, which its identifier names, from the screen and from the server's
+  /// list. One that still waits is forgotten. An unknown identifier, or 0, does nothing.
   virtual void RemoveDeliveredNotification(const UserNotification& notification) = 0;
 
-  /// Forgets the subject's notification if it has not been shown yet, because
-  /// it no longer holds. One that stands is left to the user.
+  /// Forgets the subject's notification if it was not shown yet, because it is no longer true. One that is
+  /// shown stays.
   virtual void ForgetWaitingNotification(const std::string& subject) = 0;
 
-  /// Forgets every notification that has not been shown yet.
+  /// Forgets every notification that was not shown yet.
   virtual void ForgetWaitingNotifications() = 0;
 };
 

@@ -8,16 +8,14 @@
 
 namespace vorn {
 
-/// The desktop's notification server: calls that do not wait for it, what it
-/// reports, and which one it is just now. Servers come, hang and go; this object
-/// stays, and only the present server is heard through it.
+/// The desktop's notification server: calls that do not wait for it, its reports, and which server it is now.
+/// Servers come, hang and go. This object stays, and it only passes on what the present server reports.
 ///
-/// 1. A call is answered from the event loop, never from inside the call, and
-///    at most once. It waits for its answer as long as the server lives: one
-///    that is stopped for a while carries out every call it was sent, however
-///    late. What was open when the server ended or was replaced may stay without
-///    an answer, Start excepted; onChanged comes in any case.
-/// 2. Every id, in an answer or a signal, is the present server's.
+/// 1. The answer to a call comes from the event loop, never inside the call, and at most once. A call waits
+///    for its answer as long as the server lives: a server that stops for a while performs every call later.
+///    When the server ends or is replaced, an open call may stay without an answer, except Start. But
+///    onChanged always comes.
+/// 2. Every id, in an answer or a signal, comes from the present server.
 /// 3. No function object is called after the end of this object.
 ///
 /// @threadsafety The main thread only; every function object is called on it.
@@ -26,7 +24,7 @@ class NotificationServer {
   /// How a call ended.
   enum class Answer {
     kOk,
-    kNoServer,  ///< it reached no server: there is none, or the connection has ended
+    kNoServer,  ///< the call reached no server: there is none, or the connection has ended
     kLost,      ///< the server ended before it answered: onChanged follows
     kRefused,   ///< the server answered with an error
   };
@@ -40,11 +38,11 @@ class NotificationServer {
 
   struct Handlers {
     std::function<void()> onChanged;  ///< ended, started or replaced
-    /// The user activated the notification with this id by the action of this key.
+    /// The user activated the notification with this id, with the action of this key.
     std::function<void(std::uint32_t id, const std::string& key)> onAction;
-    /// Comes before onAction, where the desktop gives leave to raise a window.
+    /// Comes before onAction, if the desktop gives the permission to raise a window.
     std::function<void(std::uint32_t id, const std::string& token)> onActivationToken;
-    std::function<void(std::uint32_t id)> onClosed;  ///< whosever notification it was
+    std::function<void(std::uint32_t id)> onClosed;  ///< for the notifications of every program
   };
 
   /// The key of the action that a click on the notification itself invokes.
@@ -55,27 +53,26 @@ class NotificationServer {
   NotificationServer& operator=(const NotificationServer&) = delete;
   virtual ~NotificationServer() = default;
 
-  /// To be called once, before any other call.
+  /// Call it once, before any other call.
   virtual void SetHandlers(Handlers handlers) = 0;
 
-  /// Whether there is a bus to reach a server by.
+  /// Whether there is a bus for reaching a server.
   [[nodiscard]] virtual bool IsConnected() const = 0;
 
   [[nodiscard]] virtual const Identity& PresentServer() const = 0;
   [[nodiscard]] bool IsThere() const { return !PresentServer().server.empty(); }
 
-  /// Has a server started where somebody knows how to. One that comes calls
-  /// onChanged first, then `onAnswer` with kOk; else kNoServer.
+  /// Starts a server if the bus knows how. If one comes, onChanged comes first, then `onAnswer` with kOk;
+  /// otherwise kNoServer.
   virtual void Start(std::function<void(Answer)> onAnswer) = 0;
 
-  /// Asks the present server what it can show, which Notify then keeps to.
-  /// kRefused: it does not know the question, and gets plain text. Only while
-  /// IsThere; to be answered once for each server before it is notified.
+  /// Asks the present server what it can show, and Notify then uses only that. kRefused: the server does not
+  /// know the question, and gets plain text. Only while IsThere. Each server must answer it once before the
+  /// first Notify.
   virtual void AskCapabilities(std::function<void(Answer)> onAnswer) = 0;
 
-  /// Has the present server show the notification, in the place of the one with
-  /// the id `replacesId` where that is not 0. Gives the id that the server gave
-  /// it. Only while IsThere.
+  /// Makes the present server show the notification, instead of the one with the id `replacesId` if that is
+  /// not 0. Returns the server's id of it. Only while IsThere.
   virtual void Notify(const UserNotification& notification, std::uint32_t replacesId,
                       std::function<void(Answer, std::uint32_t id)> onAnswer) = 0;
 

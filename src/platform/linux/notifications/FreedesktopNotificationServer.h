@@ -33,8 +33,8 @@ class FreedesktopNotificationServer final : public NotificationServer {
     std::string iconName;         ///< in the icon theme
   };
 
-  /// Connects to the bus at `address`, or to the session bus of the environment
-  /// where that is empty. Blocks for the bus, not for a server.
+  /// Connects to the bus at `address`, or, if that is empty, to the session bus of the environment. Blocks
+  /// for the bus, not for a server.
   explicit FreedesktopNotificationServer(const Presentation& presentation, const std::string& address = {});
   ~FreedesktopNotificationServer() override;
 

@@ -4,9 +4,8 @@
 
 namespace vorn {
 
-/// Where the notifications of this user are kept: vorn-device-finder/notices.conf
-/// in the user's folder for state; empty when nobody knows a home. Reads the
-/// environment: main thread.
+/// Where the notifications of this user are kept: vorn-device-finder/notices.conf in the user's folder for
+/// state. Empty if there is no home folder. Reads the environment: main thread.
 [[nodiscard]] std::filesystem::path UserNotificationsPath();
 
 }  // namespace vorn

@@ -45,7 +45,7 @@ std::unique_ptr<NotificationServer> MakeServerWithoutBus() {
       FreedesktopNotificationServer::Presentation{"a", "b", "c"}, "unix:path=/nowhere/at/all");
 }
 
-/// Whether answers that come over the bus name their sender.
+/// Whether answers on the bus name their sender.
 enum class Senders { kNamed, kUnnamed };
 
 class FreedesktopNotificationServerTest : public ::testing::TestWithParam<Senders> {
@@ -239,7 +239,7 @@ TEST_P(FreedesktopNotificationServerTest, IgnoresSignalsFromAnybodyButTheServer)
   {
     auto stranger = QDBusConnection::connectToBus(QString::fromStdString(fBus.Address()), "stranger");
     EXPECT_TRUE(stranger.send(forged));
-    // Its call comes back only after the bus has passed the signal on.
+    // Its call returns only after the bus has passed the signal on.
     stranger.call(
         QDBusMessage::createMethodCall("org.freedesktop.DBus", "/", "org.freedesktop.DBus", "GetId"));
   }

@@ -1,4 +1,4 @@
-// Outlasts the 25 seconds after which the bus library gives a call up by itself.
+// Longer than the 25 seconds after which the bus library itself gives a call up.
 #include <QtCore/QCoreApplication>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

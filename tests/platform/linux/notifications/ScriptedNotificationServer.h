@@ -12,8 +12,8 @@
 
 namespace vorn::testing {
 
-/// A notification server that does as the test says, on a connection of its
-/// own: its destruction is, to everybody else, its death.
+/// A notification server that follows the test's script, on a separate connection. For everybody else, its
+/// destruction is its death.
 class ScriptedNotificationServer final : public QDBusVirtualObject {
  public:
   struct Shown {

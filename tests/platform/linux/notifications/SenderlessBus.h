@@ -17,9 +17,8 @@
 
 namespace vorn::testing {
 
-/// A way to a real bus on which answers name no sender. The toolkit names the
-/// sender of an answer in some of its versions and leaves it empty in others;
-/// through this bus it is empty in all of them.
+/// A way to a real bus on which answers name no sender. Some versions of the toolkit name the sender of an
+/// answer, and others leave it empty. On this bus it is always empty.
 class SenderlessBus {
  public:
   /// `bus`: the socket of the real bus. `socket`: where ours is made.
@@ -40,12 +39,12 @@ class SenderlessBus {
   [[nodiscard]] const std::string& Address() const { return fAddress; }
 
  private:
-  /// One program's connection, and ours to the bus on its behalf.
+  /// One program's connection, and our connection to the bus for it.
   struct Road {
     FileDescriptor program;
     FileDescriptor bus;
-    std::string said{};      ///< by the program, until it has logged in
-    std::string answered{};  ///< by the bus, not yet passed on
+    std::string said{};      ///< from the program, until it has logged in
+    std::string answered{};  ///< from the bus, not yet passed on
     bool hasLoggedIn = false;
   };
 
