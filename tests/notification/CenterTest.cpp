@@ -62,7 +62,7 @@ class CenterTest : public ::testing::Test {
     fServer->AnswerOpen();
   }
 
-  /// Time passes; what is due by then is sent, and answered.
+  /// Time passes. What is due by then is sent, and answered.
   void Pass(std::chrono::milliseconds time) {
     fNow += time;
     fServer->fHandlers.onClosed(kAnothers);  // any event finds what is due

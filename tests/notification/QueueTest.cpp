@@ -23,7 +23,7 @@ class QueueTest : public ::testing::Test {
     EXPECT_TRUE(fQueue.Add(notification, fNow));
   }
 
-  /// The title of the next notification that is due, now in flight; empty when none is.
+  /// The title of the next notification that is due, now in flight; empty if none is due.
   std::string Take() {
     const auto sending = fQueue.Take(fNow);
     if (!sending) return {};

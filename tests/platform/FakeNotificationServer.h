@@ -10,8 +10,7 @@
 
 namespace vorn::testing {
 
-/// A notification server in memory: it answers when the test says so, and what
-/// it was sent is open to the test.
+/// A notification server in memory. It answers on request, and tests can read the calls to it.
 class FakeNotificationServer final : public NotificationServer {
  public:
   struct Sent {
@@ -45,7 +44,8 @@ class FakeNotificationServer final : public NotificationServer {
 
   void AnswerStart(Answer answer) { std::exchange(fOpenStart, nullptr)(answer); }
 
-  /// Answers what else is open, oldest first, and what the answers lead to: at most `count` calls.
+  /// Answers the other open calls, oldest first, and the calls that follow from the answers: at most `count`
+  /// calls.
   void AnswerOpen(std::size_t count = SIZE_MAX) {
     for (; count > 0 && !fOpen.empty(); --count) {
       const auto answer = std::move(fOpen.front());
@@ -54,7 +54,7 @@ class FakeNotificationServer final : public NotificationServer {
     }
   }
 
-  /// The server ends (no name), starts or is replaced. What it was asked stays without an answer.
+  /// The server ends (no name), starts or is replaced. Open calls stay without an answer.
   void Change(const std::string& server) {
     fOpen.clear();
     fIdentity.server = server;

@@ -110,7 +110,7 @@ class FreedesktopNotificationServerTest : public ::testing::TestWithParam<Sender
     return summaries;
   }
 
-  /// Until the last notification shown has been answered.
+  /// Until the last notification was answered.
   void AwaitAnswers() {
     const auto clicks = fClicks->fAll.size();
     fServer->Click(fServer->fShown.back().id);  // goes out behind the answer
@@ -118,8 +118,8 @@ class FreedesktopNotificationServerTest : public ::testing::TestWithParam<Sender
     fClicks->fAll.pop_back();
   }
 
-  /// Until everything sent so far has been answered: what one more notification, of
-  /// a subject of its own, brings comes behind it.
+  /// Until everything until now was answered: the answer to one more notification, of a separate subject,
+  /// comes after it.
   void Settle() {
     const auto count = fServer->fShown.size();
     Deliver("settle " + std::to_string(++fSettled), "settle");

@@ -17,7 +17,7 @@ using testing::ScriptedNotificationServer;
 
 constexpr auto kBeyondEveryTimeout = 28s;
 
-/// A server on a bus of its own, and a centre that sends a notification at once.
+/// A server on a private bus, and a centre that sends a notification at once.
 struct Desktop {
   explicit Desktop(ScriptedNotificationServer::Mood mood, bool holdsQuestions) {
     fServer.fMood = mood;
