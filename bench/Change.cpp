@@ -19,7 +19,7 @@
 #include "devicelist/Datastore.h"
 #include "devicelist/PollingDeviceList.h"
 #include "devicelist/UpdateServer.h"
-#include "foundation/PollRunLoop.h"
+#include "foundation/RunLoop.h"
 
 namespace {
 

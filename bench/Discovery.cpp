@@ -14,8 +14,8 @@
 #include "AVB/Util/ZeroConf.h"
 #include "bench/ProcessFigures.h"
 #include "bench/Statistics.h"
-#include "foundation/DescriptorLimit.h"
-#include "foundation/PollRunLoop.h"
+#include "foundation/Process.h"
+#include "foundation/RunLoop.h"
 
 namespace {
 
@@ -71,7 +71,7 @@ int main(int argc, char** argv) {
   const double destruction = Now();
   client.DestroyEngine();
   std::cout << nlohmann::json{{"destructorSeconds", Now() - destruction},
-                              {"abandonedThreads", vorn::SystemDNSSD::AbandonedThreads()}}
+                              {"abandonedThreads", vorn::SystemDNSSD::Instance().AbandonedThreads()}}
             << std::endl;
   return 0;
 }

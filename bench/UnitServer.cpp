@@ -22,7 +22,7 @@
 #include <system_error>
 
 #include "bench/Statistics.h"
-#include "foundation/DescriptorLimit.h"
+#include "foundation/Process.h"
 
 namespace vorn::bench {
 

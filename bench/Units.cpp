@@ -16,7 +16,7 @@
 #include "bench/UnitServer.h"
 #include "devicelist/PollingDeviceList.h"
 #include "devicelist/UpdateServer.h"
-#include "foundation/PollRunLoop.h"
+#include "foundation/RunLoop.h"
 
 namespace {
 

@@ -20,7 +20,7 @@
 #include "devicelist/PollingDeviceList.h"
 #include "devicelist/PublishedList.h"
 #include "devicelist/UpdateServer.h"
-#include "foundation/PollRunLoop.h"
+#include "foundation/RunLoop.h"
 
 namespace {
 

@@ -4,7 +4,7 @@
 #include <string>
 
 #include "foundation/SafeText.h"
-#include "foundation/UTF8Text.h"
+#include "foundation/Strings.h"
 #include "fuzz/Bytes.h"
 #include "fuzz/Require.h"
 #include "fuzz/Utf8.h"

@@ -8,8 +8,8 @@
 
 #include "AVB/Util/SystemDNSSD.h"
 #include "devicelist/http/CurlTransfer.h"
-#include "foundation/DescriptorLimit.h"
 #include "foundation/Log.h"
+#include "foundation/Process.h"
 
 namespace vorn::app {
 namespace {

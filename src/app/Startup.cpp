@@ -18,7 +18,7 @@
 #include "app/StartReason.h"
 #include "app/TerminationSignals.h"
 #include "foundation/Console.h"
-#include "foundation/EndProcessAfter.h"
+#include "foundation/Process.h"
 
 namespace vorn::app {
 namespace {

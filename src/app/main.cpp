@@ -9,7 +9,7 @@
 #include "app/ProcessSetup.h"
 #include "app/Startup.h"
 #include "foundation/Console.h"
-#include "foundation/StandardOutput.h"
+#include "foundation/Process.h"
 
 namespace {
 
@@ -56,6 +56,6 @@ int main(int argc, char** argv) {
     vorn::WriteToConsole(error.what());
   }
   // A thread stuck in the responder's library must not meet static destructors.
-  if (vorn::SystemDNSSD::AbandonedThreads() > 0) ::_exit(status);
+  if (vorn::SystemDNSSD::Instance().AbandonedThreads() > 0) ::_exit(status);
   return status;
 }

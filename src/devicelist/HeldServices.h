@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "AVB/Util/ZeroConf.h"
-#include "foundation/AbsoluteTime.h"
+#include "foundation/Clock.h"
 #include "foundation/Optional.h"
 
 namespace DeviceList {

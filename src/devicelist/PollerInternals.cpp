@@ -1,10 +1,9 @@
 #include "devicelist/PollerInternals.h"
 
 #include <cstddef>
-#include <system_error>
 #include <utility>
 
-#include "foundation/AllSignalsBlocked.h"
+#include "foundation/Thread.h"
 
 namespace DeviceList {
 namespace {
@@ -21,12 +20,7 @@ PollerInternals::CheckResponse RunCheck(const PollerInternals::Check& check,
 }  // namespace
 
 PollerInternals::PollerInternals(std::chrono::milliseconds period, std::vector<Check> checks) {
-  const vorn::AllSignalsBlocked blocked;
-  try {
-    fThread = std::thread([this, period, own = std::move(checks)] { Loop(period, own); });
-  } catch (const std::system_error& error) {
-    throw std::system_error(error.code(), "thread constructor failed");
-  }
+  fThread = vorn::StartThread("poller", [this, period, own = std::move(checks)] { Loop(period, own); });
 }
 
 PollerInternals::~PollerInternals() {

@@ -7,7 +7,7 @@
 #include <utility>
 
 #include "devicelist/Entry.h"
-#include "foundation/ASCII.h"
+#include "foundation/Strings.h"
 
 namespace DeviceList {
 namespace {

@@ -4,7 +4,7 @@
 #include <utility>
 
 #include "devicelist/ServiceEntries.h"
-#include "foundation/ASCII.h"
+#include "foundation/Strings.h"
 
 namespace DeviceList {
 namespace {

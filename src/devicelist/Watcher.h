@@ -9,7 +9,7 @@
 #include "devicelist/Entry.h"
 #include "devicelist/HeldServices.h"
 #include "devicelist/http/LocalHosts.h"
-#include "foundation/AbsoluteTime.h"
+#include "foundation/Clock.h"
 #include "foundation/RunLoopTimer.h"
 #include "foundation/WorkLoop.h"
 

@@ -1,9 +1,13 @@
 #include "foundation/Console.h"
 
+#include <poll.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstdio>
+#include <cstring>
 
 namespace vorn {
 namespace {
@@ -15,6 +19,11 @@ constexpr std::size_t kLongestLine = 4096;
 char PrintableAscii(char c) noexcept {
   const auto byte = static_cast<unsigned char>(c);  // a plain char is signed on some machines only
   return byte < 0x20 || byte >= 0x7f ? '?' : c;
+}
+
+void WaitUntilWritable() {
+  pollfd output{STDOUT_FILENO, POLLOUT, 0};
+  ::poll(&output, 1, -1);
 }
 
 }  // namespace
@@ -37,6 +46,23 @@ void WriteToConsole(std::string_view message) noexcept {
   append(message);
   *end++ = '\n';
   std::fwrite(line.data(), 1, static_cast<std::size_t>(end - line.begin()), stderr);
+}
+
+OutputResult WriteToStandardOutput(std::string_view text) {
+  while (!text.empty()) {
+    const ssize_t written = ::write(STDOUT_FILENO, text.data(), text.size());
+    if (written >= 0) {
+      text.remove_prefix(static_cast<std::size_t>(written));
+    } else if (errno == EAGAIN) {
+      WaitUntilWritable();
+    } else if (errno == EPIPE) {
+      return OutputResult::kNobodyReads;
+    } else if (errno != EINTR) {
+      WriteToConsole(std::string("cannot write to standard output: ") + std::strerror(errno));
+      return OutputResult::kFailed;
+    }
+  }
+  return OutputResult::kWritten;
 }
 
 }  // namespace vorn

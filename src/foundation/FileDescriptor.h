@@ -31,4 +31,24 @@ class FileDescriptor {
   int fDescriptor = -1;
 };
 
+/// A descriptor that one thread waits on and another one makes readable, to
+/// wake it. It stays readable until it is cleared, however often it was set.
+///
+/// @threadsafety Set and Clear may be called by any thread at any time, and Set
+/// by a signal handler. Neither blocks.
+class Wakeup {
+ public:
+  /// Not readable. Throws std::system_error when no descriptor is left.
+  Wakeup();
+
+  /// For poll() or a run loop; what makes it readable is Set alone.
+  [[nodiscard]] int Descriptor() const noexcept { return fEvent.Get(); }
+
+  void Set() const noexcept;
+  void Clear() const noexcept;
+
+ private:
+  FileDescriptor fEvent;
+};
+
 }  // namespace vorn

@@ -4,6 +4,8 @@
 
 #include <chrono>
 
+#include "foundation/Clock.h"
+
 namespace Log::details {
 
 std::int32_t g_runtime_level = 0;
@@ -15,7 +17,7 @@ std::string gAppName;
 
 namespace {
 
-const std::chrono::steady_clock::time_point s_start_time = std::chrono::steady_clock::now();
+const vorn::Clock::time_point s_start_time = vorn::Clock::now();
 
 struct LevelTraits {
   const char* tag;  // six columns wide, so that messages line up
@@ -51,7 +53,7 @@ const char* ShortFileName(const char* path) {
 }
 
 int ElapsedMilliseconds() {
-  const auto elapsed = std::chrono::steady_clock::now() - s_start_time;
+  const auto elapsed = vorn::Clock::now() - s_start_time;
   return static_cast<int>(std::chrono::duration_cast<std::chrono::nanoseconds>(elapsed).count() / 1'000'000);
 }
 

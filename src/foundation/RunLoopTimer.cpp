@@ -51,6 +51,10 @@ void RunLoopTimer::SetNextFireDate(AbsoluteTime date) {
   ::timerfd_settime(fDescriptor.Get(), TFD_TIMER_ABSTIME, &spec, nullptr);
 }
 
+void RunLoopTimer::FireAfter(Clock::duration time) {
+  SetNextFireDate(AbsoluteTimeGetCurrent() + std::chrono::duration<double>(time).count());
+}
+
 void RunLoopTimer::Fire() {
   std::uint64_t expirations = 0;
   // Nothing to read means that the date was moved since the wait ended.

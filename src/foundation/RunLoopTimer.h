@@ -4,7 +4,7 @@
 #include <functional>
 #include <memory>
 
-#include "foundation/AbsoluteTime.h"
+#include "foundation/Clock.h"
 #include "foundation/FileDescriptor.h"
 #include "foundation/RunLoop.h"
 
@@ -27,6 +27,9 @@ class RunLoopTimer {
   /// A date in the past, such as 0.0, fires as soon as possible. kNever,
   /// infinity, not-a-number and dates too far to represent never fire.
   void SetNextFireDate(AbsoluteTime date);
+
+  /// Fires once that time has passed; as soon as possible when it is not positive.
+  void FireAfter(Clock::duration time);
 
   /// The date last set; stays after the fire.
   [[nodiscard]] AbsoluteTime NextFireDate() const { return fNextFireDate; }

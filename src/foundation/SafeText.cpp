@@ -4,7 +4,7 @@
 #include <cwchar>
 #include <iterator>
 
-#include "foundation/UTF8Text.h"
+#include "foundation/Strings.h"
 
 namespace vorn {
 namespace {

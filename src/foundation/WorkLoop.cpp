@@ -58,16 +58,16 @@ std::shared_ptr<WorkLoop::Impl> WorkLoop::GetThreadLocalWorkLoop() {
 WorkLoop::WorkLoop() : fImpl(GetThreadLocalWorkLoop()) {}
 WorkLoop::~WorkLoop() = default;
 
-WorkLoop::Impl::Impl(std::shared_ptr<RunLoop> loop, Clock clock)
-    : fClock(clock),
-      fTimer(std::move(loop), fClock() + kNever, [this] { RunLoopTimerCallback(&fTimer, this); }) {}
+WorkLoop::Impl::Impl(std::shared_ptr<RunLoop> loop, Now now)
+    : fNow(std::move(now)),
+      fTimer(std::move(loop), CurrentTime() + kNever, [this] { RunLoopTimerCallback(&fTimer, this); }) {}
 
 WorkLoop::Impl::~Impl() = default;
 
 void WorkLoop::Impl::AddWorkItem(WorkItem* item) {
   const std::lock_guard lock(fMutex);
   if (item == nullptr || std::find(fItems.begin(), fItems.end(), item) != fItems.end()) return;
-  item->dueTime = fClock();
+  item->dueTime = CurrentTime();
   fMerged.reserve(fItems.size() + 1);
   fItems.push_back(item);
   fTimer.SetNextFireDate(0.0);
@@ -85,7 +85,7 @@ bool WorkLoop::Impl::ItemSortComp(const WorkLoopItem* a, const WorkLoopItem* b) 
 WorkLoopItem* WorkLoop::Impl::GetNextItem() {
   const std::lock_guard lock(fMutex);
   MergeSort(fItems, fMerged, ItemSortComp);
-  const AbsoluteTime now = fClock();
+  const AbsoluteTime now = CurrentTime();
   if (fItems.empty()) {
     fTimer.SetNextFireDate(now + kNever);
     return nullptr;
@@ -96,7 +96,7 @@ WorkLoopItem* WorkLoop::Impl::GetNextItem() {
     return nullptr;
   }
   if (first->repeat) {
-    first->dueTime = std::max(first->dueTime + first->interval, fClock());
+    first->dueTime = std::max(first->dueTime + first->interval, CurrentTime());
   } else {
     fItems.erase(fItems.begin());
   }

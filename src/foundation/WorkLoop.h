@@ -5,7 +5,7 @@
 #include <mutex>
 #include <vector>
 
-#include "foundation/AbsoluteTime.h"
+#include "foundation/Clock.h"
 #include "foundation/RunLoop.h"
 #include "foundation/RunLoopTimer.h"
 
@@ -84,10 +84,8 @@ class WorkLoop {
 /// One thread's queue. Lives as long as the last WorkLoop of that thread.
 class WorkLoop::Impl : public std::enable_shared_from_this<Impl> {
  public:
-  using Clock = AbsoluteTime (*)();
-
   /// Registers the timer with `loop`; on that loop's thread.
-  explicit Impl(std::shared_ptr<RunLoop> loop, Clock clock = AbsoluteTimeGetCurrent);
+  explicit Impl(std::shared_ptr<RunLoop> loop, Now now = Clock::now);
   virtual ~Impl();
   Impl(const Impl&) = delete;
   Impl& operator=(const Impl&) = delete;
@@ -117,7 +115,9 @@ class WorkLoop::Impl : public std::enable_shared_from_this<Impl> {
   [[nodiscard]] AbsoluteTime NextFireDate() const { return fTimer.NextFireDate(); }
 
  private:
-  const Clock fClock;
+  [[nodiscard]] AbsoluteTime CurrentTime() const { return AbsoluteTimeAt(fNow()); }
+
+  const Now fNow;
   std::mutex fMutex;  // guards the two below and the due times of the items
   std::vector<WorkLoopItem*> fItems;
   std::vector<WorkLoopItem*> fMerged;  // sorting's working memory, with room for all items

@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <string_view>
 
-#include "foundation/ASCII.h"
+#include "foundation/Strings.h"
 
 namespace Notification {
 namespace {

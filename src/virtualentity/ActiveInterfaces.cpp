@@ -3,8 +3,7 @@
 #include <cstddef>
 #include <string_view>
 
-#include "foundation/ASCII.h"
-#include "foundation/UTF8Text.h"
+#include "foundation/Strings.h"
 
 namespace vorn {
 namespace {

@@ -11,7 +11,7 @@
 #include <thread>
 
 #include "app/QtRunLoop.h"
-#include "foundation/AbsoluteTime.h"
+#include "foundation/Clock.h"
 #include "foundation/FileDescriptor.h"
 #include "foundation/RunLoopTimer.h"
 #include "foundation/WorkLoop.h"

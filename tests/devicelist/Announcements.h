@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "foundation/PollRunLoop.h"
+#include "foundation/RunLoop.h"
 #include "tests/AVB/Util/ScriptedDNSSD.h"
 #include "tests/support/Eventually.h"
 
@@ -21,14 +21,15 @@ struct Service {
 
 /// Announces the service on the scripted library, to the last reply. When this
 /// returns the engine knows it; the watcher's thread has still to turn its loop.
-inline void Announce(vorn::test::ScriptedDNSSD& network, const Service& service) {
+inline void Announce(vorn::testing::ScriptedDNSSD& network, const Service& service) {
   network.ReplyAdd(service.name);
-  network.ReplyResolve(service.name, service.host.c_str(), service.port, vorn::test::TxtBytes(service.txt));
+  network.ReplyResolve(service.name, service.host.c_str(), service.port,
+                       vorn::testing::TxtBytes(service.txt));
   network.ReplyAddress(service.host, service.address);
   network.WaitUntilIdle();
 }
 
-inline void Withdraw(vorn::test::ScriptedDNSSD& network, const std::string& name) {
+inline void Withdraw(vorn::testing::ScriptedDNSSD& network, const std::string& name) {
   network.ReplyRemove(name);
   network.WaitUntilIdle();
 }

@@ -17,7 +17,7 @@
 
 #include "devicelist/PollerInternals.h"
 #include "tests/support/Eventually.h"
-#include "tests/support/NoThreadsToBeHad.h"
+#include "tests/support/Threads.h"
 
 namespace DeviceList {
 namespace {
@@ -26,7 +26,7 @@ using namespace std::chrono_literals;
 using ::testing::ElementsAre;
 using ::testing::ElementsAreArray;
 using vorn::testing::Eventually;
-using vorn::testing::NoThreadsToBeHad;
+using vorn::testing::NoThreadsLeft;
 
 using Clock = std::chrono::steady_clock;
 using State = vorn::optional<std::string>;
@@ -259,7 +259,7 @@ TEST(PollerInternals, TakesNoSignalsAndLeavesTheCallersMaskAlone) {
 TEST(PollerInternals, SaysSoWhenThereIsNoThreadToBeHad) {
   Diary diary;
   Checks checks{Scripted(diary, "a", {Response::Retry})};
-  const NoThreadsToBeHad none;
+  const NoThreadsLeft none;
   try {
     const PollerInternals internals(kNoPause, checks);
     FAIL() << "a thread was to be had";

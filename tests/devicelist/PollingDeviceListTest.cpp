@@ -14,7 +14,7 @@
 #include "devicelist/SwitchPoller.h"
 #include "devicelist/UpdateServer.h"
 #include "devicelist/http/CurlTransfer.h"
-#include "foundation/DescriptorLimit.h"
+#include "foundation/Process.h"
 #include "tests/devicelist/Announcements.h"
 #include "tests/devicelist/FakePoller.h"
 #include "tests/devicelist/Units.h"
@@ -126,7 +126,7 @@ class PollingDeviceListTest : public ::testing::Test {
   std::shared_ptr<const LocalHosts> fHosts;
   std::vector<std::string> fModels;
   std::function<void()> fModelChanged;
-  vorn::test::ScriptedDNSSD fNetwork;
+  vorn::testing::ScriptedDNSSD fNetwork;
   int fPublished = 0;
   List fLast;
   std::unique_ptr<PollingDeviceList> fList;
@@ -524,7 +524,7 @@ TEST(PollingDeviceListWithPollersTest, SwitchIsPublishedWithFirmwareModelAndNewe
   const std::string rootBefore = UpdateServerRoot();
   ASSERT_TRUE(SetUpdateServerRoot(server.Url("/api/")));
 
-  vorn::test::ScriptedDNSSD network;
+  vorn::testing::ScriptedDNSSD network;
   List last;
   std::thread::id publishedOn;
   {
@@ -556,7 +556,7 @@ TEST(PollingDeviceListWithPollersTest, EndsWhileItsUnitsHang) {
   InitHTTP();
   vorn::testing::LoopbackServer server;
   server.HandleOthers([](vorn::testing::Exchange& exchange) { exchange.Hang(); });
-  vorn::test::ScriptedDNSSD network;
+  vorn::testing::ScriptedDNSSD network;
   auto list = std::make_unique<PollingDeviceList>([](List) {}, network, PollingDeviceList::Makers{});
   Announce(network,
            {"Desk", {"vorn.mdns.type=plexadevice", "uid=7"}, "127.0.0.1", server.Port(), "127.0.0.1"});

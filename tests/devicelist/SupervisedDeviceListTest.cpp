@@ -96,7 +96,7 @@ class SupervisedDeviceListTest : public ::testing::Test {
     fNetwork.processError = kDNSServiceErr_NoError;
   }
 
-  vorn::test::ScriptedDNSSD fNetwork;
+  vorn::testing::ScriptedDNSSD fNetwork;
   PollerBoard fBoard;
   vorn::AbsoluteTime fNow = 1'000;  // the hold's clock
   int fBuilt = 0;
@@ -288,7 +288,7 @@ TEST_F(SupervisedDeviceListTest, DestructionEndsTheListToo) {
 TEST(SupervisedDeviceListStateTest, WorksWithoutCallbacks) {
   SupervisedDeviceList::Makers makers;
   vorn::ResponderMonitor::Callback report;
-  vorn::test::ScriptedDNSSD network;
+  vorn::testing::ScriptedDNSSD network;
   makers.list = [&](SupervisedDeviceList::Publish publish) {
     return std::make_unique<PollingDeviceList>(std::move(publish), network, PollingDeviceList::Makers{});
   };

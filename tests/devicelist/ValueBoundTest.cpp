@@ -3,7 +3,7 @@
 #include <string>
 
 #include "devicelist/ValueBound.h"
-#include "foundation/UTF8Text.h"
+#include "foundation/Strings.h"
 
 namespace DeviceList {
 namespace {

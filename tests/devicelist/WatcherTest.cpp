@@ -9,7 +9,7 @@
 
 #include "devicelist/Watcher.h"
 #include "tests/devicelist/Announcements.h"
-#include "tests/support/NoThreadsToBeHad.h"
+#include "tests/support/Threads.h"
 
 namespace DeviceList {
 namespace {
@@ -62,7 +62,7 @@ class WatcherTest : public ::testing::Test {
     TurnLoop();
   }
 
-  vorn::test::ScriptedDNSSD fNetwork;
+  vorn::testing::ScriptedDNSSD fNetwork;
   vorn::AbsoluteTime fNow = 1'000;  // the hold's clock
   OpenWatcher fWatcher{fNetwork, [this] { return fNow; }};
   std::vector<std::vector<Entry>> fLists;
@@ -341,7 +341,7 @@ TEST_F(WatcherAnewTest, NoTimeCountsWhileNobodyBrowses) {
   EXPECT_FALSE(fWatcher.IsBrowsing());
   fNow += 100;
   {
-    const vorn::testing::NoThreadsToBeHad none;
+    const vorn::testing::NoThreadsLeft none;
     fNetwork.browseError = kDNSServiceErr_NoError;
     EXPECT_THROW(fWatcher.BrowseAnew(), std::system_error);
   }
@@ -369,7 +369,7 @@ TEST_F(WatcherTest, ServicesThatAnnounceNoUnitsAreNotHeld) {
 }
 
 TEST(WatcherWithoutResponderTest, DeliversAnEmptyList) {
-  vorn::test::ScriptedDNSSD network;
+  vorn::testing::ScriptedDNSSD network;
   network.browseError = kDNSServiceErr_Unknown;
   network.browseGivesReference = false;
   Watcher watcher(network);

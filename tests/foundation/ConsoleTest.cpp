@@ -1,12 +1,23 @@
+#include <fcntl.h>
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <cerrno>
+#include <csignal>
+#include <cstdio>
 #include <string>
+#include <thread>
 
 #include "foundation/Console.h"
+#include "foundation/FileDescriptor.h"
 
 namespace vorn {
 namespace {
+
+using ::testing::EndsWith;
+using ::testing::internal::CaptureStderr;
+using ::testing::internal::GetCapturedStderr;
 
 std::string Written(const std::string& message) {
   ::testing::internal::CaptureStderr();
@@ -39,6 +50,85 @@ TEST(ConsoleTest, CutsALineThatIsTooLong) {
 TEST(ConsoleTest, QuotesTheFirst200BytesOfAText) {
   EXPECT_EQ(Excerpt("short"), "short");
   EXPECT_EQ(Excerpt(std::string(201, 'x')), std::string(200, 'x'));
+}
+
+// Puts another descriptor in the place of standard output for its own lifetime.
+class OutputTo {
+ public:
+  explicit OutputTo(int descriptor) {
+    std::fflush(stdout);
+    ::dup2(descriptor, STDOUT_FILENO);
+  }
+  ~OutputTo() { ::dup2(fSaved.Get(), STDOUT_FILENO); }
+  OutputTo(const OutputTo&) = delete;
+  OutputTo& operator=(const OutputTo&) = delete;
+
+ private:
+  FileDescriptor fSaved{::dup(STDOUT_FILENO)};
+};
+
+struct Pipe {
+  explicit Pipe(int flags = 0) {
+    int ends[2] = {-1, -1};
+    EXPECT_EQ(::pipe2(ends, O_CLOEXEC), 0);
+    reader = FileDescriptor(ends[0]);
+    writer = FileDescriptor(ends[1]);
+    ::fcntl(ends[1], F_SETFL, flags);
+  }
+  FileDescriptor reader;
+  FileDescriptor writer;
+};
+
+std::string ReadUntilTheEnd(int descriptor) {
+  std::string text;
+  char piece[4096];
+  for (ssize_t length = 0; (length = ::read(descriptor, piece, sizeof piece)) > 0;) {
+    text.append(piece, static_cast<std::size_t>(length));
+  }
+  return text;
+}
+
+TEST(StandardOutputTest, WritesTheWholeTextWhetherOrNotTheOutputBlocks) {
+  std::string text;
+  for (int i = 0; i < 100'000; ++i) text += std::to_string(i) + "\n";  // more than a pipe holds
+  for (const int flags : {0, O_NONBLOCK}) {
+    Pipe pipe(flags);
+    std::string read;
+    std::thread reader([&] { read = ReadUntilTheEnd(pipe.reader.Get()); });
+    OutputResult result{};
+    {
+      const OutputTo output(pipe.writer.Get());
+      result = WriteToStandardOutput(text);
+    }
+    pipe.writer.Reset();
+    reader.join();
+    EXPECT_EQ(result, OutputResult::kWritten);
+    EXPECT_TRUE(read == text) << read.size();
+  }
+}
+
+TEST(StandardOutputTest, TellsQuietlyThatNobodyReads) {
+  ::signal(SIGPIPE, SIG_IGN);
+  Pipe pipe;
+  pipe.reader.Reset();
+  const OutputTo output(pipe.writer.Get());
+  CaptureStderr();
+  EXPECT_EQ(WriteToStandardOutput("text"), OutputResult::kNobodyReads);
+  EXPECT_EQ(GetCapturedStderr(), "");
+}
+
+TEST(StandardOutputTest, TellsTheConsoleOfAFailure) {
+  const FileDescriptor full(::open("/dev/full", O_WRONLY | O_CLOEXEC));
+  const OutputTo output(full.Get());
+  CaptureStderr();
+  EXPECT_EQ(WriteToStandardOutput("text"), OutputResult::kFailed);
+  EXPECT_THAT(GetCapturedStderr(), EndsWith(": cannot write to standard output: No space left on device\n"));
+}
+
+TEST(StandardOutputTest, NothingToWriteIsWritten) {
+  const FileDescriptor full(::open("/dev/full", O_WRONLY | O_CLOEXEC));
+  const OutputTo output(full.Get());
+  EXPECT_EQ(WriteToStandardOutput(""), OutputResult::kWritten);
 }
 
 }  // namespace

@@ -5,7 +5,7 @@
 #include <string>
 
 #include "foundation/SafeText.h"
-#include "foundation/UTF8Text.h"
+#include "foundation/Strings.h"
 
 namespace vorn {
 namespace {

@@ -2,6 +2,7 @@
 
 #include <locale>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "foundation/FirmwareVersion.h"
@@ -105,6 +106,88 @@ TEST(StringsTest, TextWithoutColonIsOnePiece) {
 TEST(StringsTest, NeitherTrimsNorDropsBytes) {
   const std::string text(" a \0:\n\xff", 7);
   EXPECT_EQ(GetEmbeddedValues(text), (Pieces{std::string(" a \0", 4), "\n\xff"}));
+}
+
+TEST(ASCIITest, TrimsBlanksAndTabsAtTheEndsAlone) {
+  EXPECT_EQ(Trimmed(" \t a \t b\t "), "a \t b");
+  EXPECT_EQ(Trimmed("a"), "a");
+  EXPECT_EQ(Trimmed(" \t "), "");
+  EXPECT_EQ(Trimmed(""), "");
+  EXPECT_EQ(Trimmed("\na\r"), "\na\r");
+}
+
+TEST(ASCIITest, TrimsOtherBlanksWhereAskedTo) {
+  EXPECT_EQ(Trimmed("\r a\r", " \r"), "a");
+  EXPECT_EQ(Trimmed("\ta\t", " \r"), "\ta\t");
+}
+
+TEST(HexTest, WritesEveryByteWithTwoDigitsThatReadBack) {
+  for (int byte = 0; byte < 256; ++byte) {
+    for (const char* digits : {kCapitalHexDigits, kSmallHexDigits}) {
+      std::string text;
+      AppendHex(text, static_cast<char>(byte), digits);
+      ASSERT_EQ(text.size(), 2U);
+      EXPECT_EQ(HexValue(text[0]) * 16 + HexValue(text[1]), byte);
+    }
+  }
+}
+
+TEST(HexTest, WritesCapitalsUnlessAskedForSmallDigits) {
+  std::string text;
+  AppendHex(text, '\xaf');
+  AppendHex(text, '\xaf', kSmallHexDigits);
+  EXPECT_EQ(text, "AFaf");
+}
+
+TEST(HexTest, ReadsNoOtherCharacter) {
+  for (const char c : {'g', 'G', '/', ':', '@', '`', ' ', '\0', '\xff'}) EXPECT_EQ(HexValue(c), -1);
+}
+
+TEST(UTF8TextTest, TakesWellFormedTextOfEveryLength) {
+  EXPECT_TRUE(IsUTF8(""));
+  EXPECT_TRUE(IsUTF8("a\u00e9\u20ac\U0001F39A"));
+  EXPECT_TRUE(IsUTF8(std::string("\0", 1)));
+  EXPECT_TRUE(IsUTF8("\xf4\x8f\xbf\xbf"));
+}
+
+TEST(UTF8TextTest, RefusesEverythingElse) {
+  EXPECT_FALSE(IsUTF8("\x80"));              // a continuation alone
+  EXPECT_FALSE(IsUTF8("a\xc3"));             // cut short
+  EXPECT_FALSE(IsUTF8("\xc3z"));             // no continuation
+  EXPECT_FALSE(IsUTF8("\xc0\xaf"));          // overlong
+  EXPECT_FALSE(IsUTF8("\xe0\x80\xaf"));      // overlong
+  EXPECT_FALSE(IsUTF8("\xf0\x80\x80\xaf"));  // overlong
+  EXPECT_FALSE(IsUTF8("\xed\xa0\x80"));      // surrogate
+  EXPECT_FALSE(IsUTF8("\xf4\x90\x80\x80"));  // beyond the last character
+  EXPECT_FALSE(IsUTF8("\xff"));
+}
+
+TEST(UTF8TextTest, DropsWholeCharacters) {
+  EXPECT_EQ(WithoutLastCharacter("ab\n"), "ab");
+  EXPECT_EQ(WithoutLastCharacter("a\u20ac"), "a");
+  EXPECT_EQ(WithoutLastCharacter("\U0001F39A"), "");
+  EXPECT_EQ(WithoutLastCharacter(""), "");
+}
+
+TEST(UTF8TextTest, TakesCharactersOneByOneAndWhatIsNoneWithItsContinuations) {
+  std::string_view bytes = "a\u20ac\xe2\x82z\xff\x80";
+  std::vector<char32_t> taken;
+  while (!bytes.empty()) {
+    const auto c = TakeCharacter(bytes);
+    taken.push_back(c ? *c : U'?');
+  }
+  EXPECT_EQ(taken, (std::vector<char32_t>{U'a', 0x20AC, U'?', U'z', U'?', U'?'}));
+}
+
+TEST(UTF8TextTest, EveryCharacterComesBackAsItWasWritten) {
+  for (char32_t c = 0; c <= 0x10FFFF; ++c) {
+    if (c >= 0xD800 && c < 0xE000) continue;
+    const std::string written = ToUTF8(std::u32string(1, c));
+    std::string_view bytes = written;
+    const auto read = TakeCharacter(bytes);
+    ASSERT_TRUE(read && *read == c);
+    ASSERT_TRUE(bytes.empty());
+  }
 }
 
 }  // namespace

@@ -3,7 +3,7 @@
 #include <chrono>
 #include <new>
 
-#include "foundation/PollRunLoop.h"
+#include "foundation/RunLoop.h"
 #include "foundation/WorkLoop.h"
 #include "tests/support/FailingAllocation.h"
 
@@ -36,7 +36,7 @@ TEST(WorkLoopOutOfMemory, QueuedItemsRunWithoutMemory) {
       failed = failing.HasFailed();
     }
     Turn();
-    EXPECT_EQ(2, runs) << nth;
+    EXPECT_EQ(runs, 2) << nth;
   }
 }
 

@@ -7,7 +7,7 @@
 #include <thread>
 #include <vector>
 
-#include "foundation/PollRunLoop.h"
+#include "foundation/RunLoop.h"
 #include "foundation/WorkLoop.h"
 #include "tests/support/Eventually.h"
 
@@ -17,17 +17,20 @@ namespace {
 using std::chrono::milliseconds;
 using testing::kGenerousDeadline;
 
-constexpr milliseconds kMomentForWhatMustNotCome{30};
+Clock::time_point AfterSeconds(double seconds) {
+  return Clock::time_point(
+      std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(seconds)));
+}
 
-AbsoluteTime gNow = 0;
-AbsoluteTime FakeNow() {
-  return gNow;
+// The date when the clock shows that many seconds.
+AbsoluteTime Date(double seconds) {
+  return AbsoluteTimeAt(AfterSeconds(seconds));
 }
 
 // A queue whose clock the test sets and whose items it takes itself.
 class WorkQueueTest : public ::testing::Test {
  protected:
-  WorkQueueTest() { gNow = 1000; }
+  void SetTime(double seconds) { fNow = AfterSeconds(seconds); }
 
   // Takes the next items; a letter for each, "-" for none.
   std::string Next(int count = 1) {
@@ -39,7 +42,8 @@ class WorkQueueTest : public ::testing::Test {
     return taken;
   }
 
-  WorkLoop::Impl fQueue{std::make_shared<PollRunLoop>(), FakeNow};
+  Clock::time_point fNow = AfterSeconds(1000);
+  WorkLoop::Impl fQueue{std::make_shared<PollRunLoop>(), [this] { return fNow; }};
   WorkItem fA;
   WorkItem fB;
   WorkItem fC;
@@ -60,7 +64,7 @@ TEST_F(WorkQueueTest, TimerNeverFiresToBeginWith) {
 
 TEST_F(WorkQueueTest, QueuedItemIsDueNowAndTheTimerFiresAtOnce) {
   fQueue.AddWorkItem(&fA);
-  EXPECT_EQ(fA.dueTime, 1000);
+  EXPECT_EQ(fA.dueTime, Date(1000));
   EXPECT_EQ(fQueue.NextFireDate(), 0.0);
 }
 
@@ -78,28 +82,28 @@ TEST_F(WorkQueueTest, NullItemIsIgnored) {
 
 TEST_F(WorkQueueTest, ItemQueuedAgainKeepsItsDueTimeAndComesOnce) {
   fQueue.AddWorkItem(&fA);
-  gNow = 1005;
+  SetTime(1005);
   fQueue.AddWorkItem(&fA);
-  EXPECT_EQ(fA.dueTime, 1000);
+  EXPECT_EQ(fA.dueTime, Date(1000));
   EXPECT_EQ(Next(2), "a-");
 }
 
 TEST_F(WorkQueueTest, ItemsComeInTheOrderOfTheirDueTimes) {
   fQueue.AddWorkItem(&fA);
-  gNow = 999;
+  SetTime(999);
   fQueue.AddWorkItem(&fB);
-  gNow = 998;
+  SetTime(998);
   fQueue.AddWorkItem(&fC);
-  gNow = 2000;
+  SetTime(2000);
   EXPECT_EQ(Next(4), "cba-");
 }
 
 TEST_F(WorkQueueTest, ItemThatIsNotDueArmsTheTimerForIt) {
   fQueue.AddWorkItem(&fA);
-  gNow = 999.5;
+  SetTime(999.5);
   EXPECT_EQ(Next(), "-");
-  EXPECT_EQ(fQueue.NextFireDate(), 1000);
-  gNow = 1000;
+  EXPECT_EQ(fQueue.NextFireDate(), Date(1000));
+  SetTime(1000);
   EXPECT_EQ(Next(), "a");
 }
 
@@ -109,12 +113,12 @@ TEST_F(WorkQueueTest, EqualDueTimesSwapOnEachSort) {
   EXPECT_EQ(Next(2), "ba");
 
   for (int sortsBefore = 0; sortsBefore < 4; ++sortsBefore) {
-    gNow = 1000;
+    SetTime(1000);
     fQueue.AddWorkItem(&fA);
     fQueue.AddWorkItem(&fB);
-    gNow = 999;
+    SetTime(999);
     for (int i = 0; i < sortsBefore; ++i) EXPECT_EQ(Next(), "-");  // sorts and takes none
-    gNow = 1000;
+    SetTime(1000);
     EXPECT_EQ(Next(2), sortsBefore % 2 == 0 ? "ba" : "ab") << sortsBefore;
   }
 }
@@ -134,25 +138,25 @@ TEST_F(WorkQueueTest, RepeatingItemTwelveSecondsLateIsDueAtOnceAndThenEveryFiveS
   fA.repeat = true;
   fA.interval = 5;
   fQueue.AddWorkItem(&fA);
-  gNow = 1012;
+  SetTime(1012);
   EXPECT_EQ(Next(), "a");
-  EXPECT_EQ(fA.dueTime, 1012);
+  EXPECT_EQ(fA.dueTime, Date(1012));
   EXPECT_EQ(Next(), "a");
-  EXPECT_EQ(fA.dueTime, 1017);
+  EXPECT_EQ(fA.dueTime, Date(1017));
   EXPECT_EQ(Next(), "-");
-  EXPECT_EQ(fQueue.NextFireDate(), 1017);
-  gNow = 1017;
+  EXPECT_EQ(fQueue.NextFireDate(), Date(1017));
+  SetTime(1017);
   EXPECT_EQ(Next(2), "a-");
-  EXPECT_EQ(fA.dueTime, 1022);
+  EXPECT_EQ(fA.dueTime, Date(1022));
 }
 
 TEST_F(WorkQueueTest, PunctualRepeatingItemKeepsItsRhythm) {
   fA.repeat = true;
   fA.interval = 5;
   fQueue.AddWorkItem(&fA);
-  gNow = 1000.25;
+  SetTime(1000.25);
   EXPECT_EQ(Next(), "a");
-  EXPECT_EQ(fA.dueTime, 1005);
+  EXPECT_EQ(fA.dueTime, Date(1005));
 }
 
 TEST_F(WorkQueueTest, RemovedItemDoesNotCome) {
@@ -185,7 +189,13 @@ TEST_F(WorkQueueTest, ItemWithoutFunctionIsTakenAndSkipped) {
 class WorkLoopTest : public ::testing::Test {
  protected:
   void RunOnce() { EXPECT_TRUE(PollRunLoop::Current()->RunOnce(kGenerousDeadline)); }
-  bool RunsNothing() { return !PollRunLoop::Current()->RunOnce(kMomentForWhatMustNotCome); }
+
+  // Turns the loop until a timer has fired that was set after all others.
+  void Settle() {
+    bool fired = false;
+    const RunLoopTimer last(RunLoop::Current(), 0.0, [&] { fired = true; });
+    while (!fired) RunOnce();
+  }
 
   WorkLoop fLoop;
 };
@@ -196,7 +206,7 @@ TEST_F(WorkLoopTest, ItemQueuedThreeTimesRunsOnce) {
   for (int i = 0; i < 3; ++i) item.Queue();
   EXPECT_EQ(runs, 0);
   RunOnce();
-  EXPECT_TRUE(RunsNothing());
+  Settle();
   EXPECT_EQ(runs, 1);
 }
 
@@ -219,7 +229,7 @@ TEST_F(WorkLoopTest, ResultNeitherRequeuesNorDequeues) {
     });
     item.Queue();
     RunOnce();
-    EXPECT_TRUE(RunsNothing());
+    Settle();
     EXPECT_EQ(runs, 1);
   }
 }
@@ -325,7 +335,7 @@ TEST_F(WorkLoopTest, ItemWithoutLoopIgnoresQueueAndDeQueue) {
   WorkItem item;
   item.Queue();
   item.DeQueue();
-  EXPECT_TRUE(RunsNothing());
+  Settle();
 }
 
 TEST_F(WorkLoopTest, InitSetsLoopFunctionAndContext) {

@@ -10,7 +10,7 @@
 #include <future>
 #include <iterator>
 
-#include "foundation/PollRunLoop.h"
+#include "foundation/RunLoop.h"
 #include "platform/linux/dispatch/DispatchLinux.h"
 #include "platform/linux/processes/ChildProcessLauncherLinux.h"
 #include "tests/support/OpenDescriptors.h"

@@ -8,7 +8,6 @@
 
 #include "app/Identity.h"
 #include "foundation/Console.h"
-#include "foundation/StandardOutput.h"
 #include "platform/linux/files/UserFolders.h"
 
 namespace {

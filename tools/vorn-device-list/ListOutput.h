@@ -3,9 +3,9 @@
 #include <functional>
 #include <string>
 
-#include "foundation/AbsoluteTime.h"
+#include "foundation/Clock.h"
+#include "foundation/Console.h"
 #include "foundation/Optional.h"
-#include "foundation/StandardOutput.h"
 #include "vorn-device-list/ListForms.h"
 #include "vorn-device-list/Options.h"
 #include "vorn-device-list/TerminalScreen.h"

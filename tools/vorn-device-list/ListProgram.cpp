@@ -11,11 +11,10 @@
 #include "devicelist/DiscoveryStatus.h"
 #include "devicelist/SupervisedDeviceList.h"
 #include "foundation/Console.h"
-#include "foundation/EndProcessAfter.h"
 #include "foundation/FileDescriptor.h"
-#include "foundation/PollRunLoop.h"
+#include "foundation/Process.h"
+#include "foundation/RunLoop.h"
 #include "foundation/RunLoopTimer.h"
-#include "foundation/StandardOutput.h"
 #include "vorn-device-list/ListOutput.h"
 #include "vorn-device-list/Signals.h"
 

@@ -10,7 +10,7 @@
 #include <system_error>
 #include <utility>
 
-#include "foundation/EndProcessAfter.h"
+#include "foundation/Process.h"
 
 namespace vorn::devicelisttool {
 namespace {

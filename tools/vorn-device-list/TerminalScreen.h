@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "foundation/StandardOutput.h"
+#include "foundation/Console.h"
 
 namespace vorn::devicelisttool {
 

@@ -4,7 +4,7 @@
 #include <utility>
 
 #include "foundation/SafeText.h"
-#include "foundation/UTF8Text.h"
+#include "foundation/Strings.h"
 
 namespace vorn::devicelisttool {
 namespace {

@@ -12,9 +12,8 @@
 #include "devicelist/UpdateServerSetting.h"
 #include "devicelist/http/CurlTransfer.h"
 #include "foundation/Console.h"
-#include "foundation/DescriptorLimit.h"
 #include "foundation/Log.h"
-#include "foundation/StandardOutput.h"
+#include "foundation/Process.h"
 #include "platform/linux/network/AVBCapabilityLinux.h"
 #include "platform/linux/network/NetworkServicesLinux.h"
 #include "platform/linux/processes/ChildProcessLauncherLinux.h"
@@ -90,6 +89,6 @@ int main(int argc, char** argv) {
     vorn::WriteToConsole(error.what());
   }
   // A thread stuck in the responder's library must not meet static destructors.
-  if (vorn::SystemDNSSD::AbandonedThreads() > 0) ::_exit(exitCode);
+  if (vorn::SystemDNSSD::Instance().AbandonedThreads() > 0) ::_exit(exitCode);
   return exitCode;
 }

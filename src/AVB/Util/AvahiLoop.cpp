@@ -2,7 +2,6 @@
 
 #include <avahi-common/error.h>
 #include <poll.h>
-#include <sys/eventfd.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -25,16 +24,12 @@ bool IsOfTheConnection(int error) {
 
 }  // namespace
 
-AvahiLoop::AvahiLoop() : fWakeup(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
-  if (!fWakeup) throw std::system_error(errno, std::generic_category(), "eventfd");
-}
-
 void AvahiLoop::Begin(std::shared_ptr<Operation> operation) {
   {
     const std::lock_guard lock(fMutex);
     fNew.push_back(std::move(operation));
   }
-  Wake();
+  fWakeup.Set();
 }
 
 void AvahiLoop::End(Operation& operation) noexcept {
@@ -43,16 +38,12 @@ void AvahiLoop::End(Operation& operation) noexcept {
     const std::lock_guard lock(fMutex);
     std::erase_if(fNew, [&](const auto& waiting) { return waiting.get() == &operation; });
   }
-  Wake();
+  fWakeup.Set();
 }
 
 void AvahiLoop::Stop() noexcept {
   fStop = true;
-  Wake();
-}
-
-void AvahiLoop::Wake() noexcept {
-  ::eventfd_write(fWakeup.Get(), 1);
+  fWakeup.Set();
 }
 
 void AvahiLoop::Run() {
@@ -68,7 +59,7 @@ void AvahiLoop::Run() {
     if (fClientFailed) Disconnect();
     if (fIsFull && std::ranges::any_of(fOpen, [](const auto& open) { return open->MayPause(); })) {
       fIsFull = false;
-      Wake();
+      fWakeup.Set();
     }
   }
   Disconnect();
@@ -79,23 +70,24 @@ void AvahiLoop::MakePoll() {
   std::unique_ptr<AvahiSimplePoll, PollDeleter> poll(::avahi_simple_poll_new());
   if (!poll) throw std::bad_alloc();
   const AvahiPoll* api = ::avahi_simple_poll_get(poll.get());
-  if (api->watch_new(api, fWakeup.Get(), AVAHI_WATCH_IN, OnWakeup, this) == nullptr) throw std::bad_alloc();
+  if (api->watch_new(api, fWakeup.Descriptor(), AVAHI_WATCH_IN, OnWakeup, this) == nullptr)
+    throw std::bad_alloc();
   fPoll = std::move(poll);
 }
 
-void AvahiLoop::OnWakeup(AvahiWatch* /*watch*/, int descriptor, AvahiWatchEvent /*event*/, void* loop) {
-  eventfd_t ignored = 0;
-  ::eventfd_read(descriptor, &ignored);
-  static_cast<AvahiLoop*>(loop)->ServeOnce();
+void AvahiLoop::OnWakeup(AvahiWatch* /*watch*/, int /*descriptor*/, AvahiWatchEvent /*event*/, void* loop) {
+  auto& self = *static_cast<AvahiLoop*>(loop);
+  self.fWakeup.Clear();
+  self.ServeOnce();
 }
 
 // One call to the responder a turn: its messages of meanwhile come before the next.
 void AvahiLoop::ServeOnce() {
   try {
-    if (!fStop && (EndOne() || BeginOne())) Wake();
+    if (!fStop && (EndOne() || BeginOne())) fWakeup.Set();
   } catch (...) {  // no memory, say; the operation is still there for the next turn
     ::poll(nullptr, 0, kPauseMilliseconds);
-    Wake();
+    fWakeup.Set();
   }
 }
 
@@ -195,7 +187,7 @@ void AvahiLoop::Disconnect() {
   fOpen.clear();
   fClientFailed = false;
   fIsFull = false;
-  Wake();
+  fWakeup.Set();
 }
 
 void AvahiLoop::OnClient(AvahiClient* /*client*/, AvahiClientState state, void* loop) {

@@ -24,7 +24,7 @@ namespace vorn {
 class AvahiLoop {
  public:
   /// Throws std::system_error when there is no descriptor left.
-  AvahiLoop();
+  AvahiLoop() = default;
   AvahiLoop(const AvahiLoop&) = delete;
   AvahiLoop& operator=(const AvahiLoop&) = delete;
 
@@ -50,7 +50,6 @@ class AvahiLoop {
   static void OnWakeup(AvahiWatch* watch, int descriptor, AvahiWatchEvent event, void* loop);
   static void OnClient(AvahiClient* client, AvahiClientState state, void* loop);
 
-  void Wake() noexcept;
   void MakePoll();
   void ServeOnce();
   bool EndOne();
@@ -63,7 +62,7 @@ class AvahiLoop {
   std::shared_ptr<Operation> FirstNew();
   void RemoveNew(const std::shared_ptr<Operation>& operation);
 
-  const FileDescriptor fWakeup;
+  const Wakeup fWakeup;
   std::atomic<bool> fStop{false};
   std::mutex fMutex;  // guards fNew
   std::deque<std::shared_ptr<Operation>> fNew;

@@ -1,21 +1,14 @@
 #include "AVB/Util/AvahiSession.h"
 
-#include <atomic>
 #include <utility>
 
-#include "foundation/AllSignalsBlocked.h"
+#include "foundation/Thread.h"
 
 namespace vorn {
-namespace {
 
-std::atomic<std::size_t> gAbandonedThreads{0};
-
-}  // namespace
-
-AvahiSession::AvahiSession() : fShared(std::make_shared<Shared>()) {
-  const AllSignalsBlocked blocked;
-  fThread = std::thread(ThreadProc, fShared);
-}
+AvahiSession::AvahiSession(std::atomic<std::size_t>& abandonedThreads)
+    : fShared(std::make_shared<Shared>(abandonedThreads)),
+      fThread(StartThread("responder", [shared = fShared]() mutable { ThreadProc(std::move(shared)); })) {}
 
 AvahiSession::~AvahiSession() {
   fShared->loop.Stop();
@@ -23,7 +16,7 @@ AvahiSession::~AvahiSession() {
     std::unique_lock lock(fShared->mutex);
     if (!fShared->changed.wait_for(lock, kEndTime, [this] { return fShared->hasEnded; })) {
       fShared->isAbandoned = true;
-      ++gAbandonedThreads;
+      ++fShared->abandonedThreads;
     }
   }
   if (fShared->isAbandoned) {
@@ -42,8 +35,9 @@ void AvahiSession::ThreadProc(std::shared_ptr<Shared> shared) {
     wasAbandoned = shared->isAbandoned;
     shared->changed.notify_all();
   }
+  std::atomic<std::size_t>& abandonedThreads = shared->abandonedThreads;
   shared.reset();
-  if (wasAbandoned) --gAbandonedThreads;
+  if (wasAbandoned) --abandonedThreads;
 }
 
 void AvahiSession::Begin(std::shared_ptr<Operation> operation) {
@@ -52,10 +46,6 @@ void AvahiSession::Begin(std::shared_ptr<Operation> operation) {
 
 void AvahiSession::End(Operation& operation) noexcept {
   fShared->loop.End(operation);
-}
-
-std::size_t AvahiSession::AbandonedThreads() {
-  return gAbandonedThreads;
 }
 
 }  // namespace vorn

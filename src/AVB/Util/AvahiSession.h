@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <cstddef>
@@ -18,9 +19,10 @@ class AvahiSession {
   /// How long the destructor waits for a thread that is in a call.
   static constexpr std::chrono::milliseconds kEndTime{100};
 
-  /// Starts the thread. Throws std::system_error when there is none, or no
-  /// descriptor, left.
-  AvahiSession();
+  /// Starts the thread. `abandonedThreads`, which outlives every such thread, is
+  /// how many were left behind and have not ended yet. Throws std::system_error
+  /// when no thread or no descriptor is left.
+  explicit AvahiSession(std::atomic<std::size_t>& abandonedThreads);
   AvahiSession(const AvahiSession&) = delete;
   AvahiSession& operator=(const AvahiSession&) = delete;
   /// Ends the connection and joins the thread. A thread that waits for a hung
@@ -32,13 +34,13 @@ class AvahiSession {
   void Begin(std::shared_ptr<Operation> operation);
   void End(Operation& operation) noexcept;
 
-  /// How many threads of this process were left behind and have not ended yet.
-  static std::size_t AbandonedThreads();
-
  private:
   // What the thread shares with the session, which may go before it.
   struct Shared {
+    explicit Shared(std::atomic<std::size_t>& abandoned) : abandonedThreads(abandoned) {}
+
     AvahiLoop loop;
+    std::atomic<std::size_t>& abandonedThreads;
     std::mutex mutex;  // guards the following
     std::condition_variable changed;
     bool hasEnded = false;

@@ -8,8 +8,8 @@
 
 namespace vorn {
 
-FollowedHosts::FollowedHosts(DNSSD& dnssd, Clock clock, std::function<void()> onChanged)
-    : fDnssd(dnssd), fClock(clock), fOnChanged(std::move(onChanged)) {}
+FollowedHosts::FollowedHosts(DNSSD& dnssd, Now now, std::function<void()> onChanged)
+    : fDnssd(dnssd), fNow(std::move(now)), fOnChanged(std::move(onChanged)) {}
 
 void FollowedHosts::Follow(std::vector<std::string> hosts) {
   const std::lock_guard lock(fMutex);
@@ -33,7 +33,7 @@ FollowedHosts::ByHost FollowedHosts::Addresses() const {
 void FollowedHosts::Serve(std::size_t mayBegin) {
   TakeWanted();
   if (fHosts.empty()) return;
-  const Moment now = fClock();
+  const Moment now = fNow();
   for (auto& [name, host] : fHosts) {
     if (!host.lookup && mayBegin > 0 && host.nextTry <= now) {
       --mayBegin;
@@ -69,7 +69,7 @@ void FollowedHosts::ForgetUnwanted(const std::vector<std::string>& wanted) {
 
 void FollowedHosts::Begin(const std::string& name, Host& host) {
   DNSServiceRef ref = nullptr;
-  host.nextTry = fClock() + kRetryTime;
+  host.nextTry = fNow() + kRetryTime;
   const DNSServiceErrorType error =
       fDnssd.GetAddrInfo(&ref, 0, 0, kDNSServiceProtocol_IPv4, (name + ".").c_str(), ReplyS, this);
   OperationHandle lookup(fDnssd, ref);
@@ -110,7 +110,7 @@ void FollowedHosts::Reply(DNSServiceRef ref, DNSServiceFlags flags, std::uint32_
   }
   host.lookup.Reset();
   host.isGone = true;  // what ends meanwhile is not told: all stays until the next address, and no longer
-  host.nextTry = fClock() + kRetryTime;
+  host.nextTry = fNow() + kRetryTime;
 }
 
 void FollowedHosts::TakeAddress(const std::string& name, Host& host, DNSServiceFlags flags,
@@ -129,7 +129,7 @@ void FollowedHosts::TakeAddress(const std::string& name, Host& host, DNSServiceF
 }
 
 void FollowedHosts::Add(Host& host, const Known& known) const {
-  if (host.known.empty()) host.completeAt = fClock() + kCompleteTime;
+  if (host.known.empty()) host.completeAt = fNow() + kCompleteTime;
   if (std::exchange(host.isGone, false)) host.known.clear();
   if (std::find(host.known.begin(), host.known.end(), known) != host.known.end()) return;
   // On a further interface an address is no newer than it was.

@@ -12,6 +12,7 @@
 
 #include "AVB/Util/DNSSD.h"
 #include "AVB/Util/ServiceData.h"
+#include "foundation/Clock.h"
 
 namespace vorn {
 
@@ -32,7 +33,6 @@ struct HostAddresses {
 /// nothing better is known; so does one whose look-up has ended with an error.
 class FollowedHosts {
  public:
-  using Clock = std::chrono::steady_clock::time_point (*)();
   using ByHost = std::map<std::string, HostAddresses>;
 
   /// With the 480 look-ups of an engine, its browse and what others of this
@@ -46,7 +46,7 @@ class FollowedHosts {
 
   /// `onChanged` is called after each change of Addresses, on the service thread
   /// without any lock of this object.
-  FollowedHosts(DNSSD& dnssd, Clock clock, std::function<void()> onChanged);
+  FollowedHosts(DNSSD& dnssd, Now now, std::function<void()> onChanged);
 
   /// Follows these hosts, names without a final dot, in the place of those of
   /// before. Of too many, those that are followed already come first. Any thread.
@@ -65,7 +65,7 @@ class FollowedHosts {
   void Release();
 
  private:
-  using Moment = std::chrono::steady_clock::time_point;
+  using Moment = Clock::time_point;
   using IPv4 = std::array<std::uint8_t, 4>;
 
   struct Known {
@@ -101,7 +101,7 @@ class FollowedHosts {
   void Publish(const std::string& name, Host& host, bool isComplete);
 
   DNSSD& fDnssd;
-  const Clock fClock;
+  const Now fNow;
   const std::function<void()> fOnChanged;
   std::map<std::string, Host> fHosts;  // the service thread's
 

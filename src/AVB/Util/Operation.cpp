@@ -1,13 +1,9 @@
 #include "AVB/Util/Operation.h"
 
-#include <sys/eventfd.h>
-
 #include <stdexcept>
 #include <utility>
 
 namespace vorn {
-
-Operation::Operation() : fReadable(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {}
 
 DNSServiceErrorType Operation::Deliver(DNSServiceRef ref) {
   Reply reply;
@@ -21,8 +17,7 @@ DNSServiceErrorType Operation::Deliver(DNSServiceRef ref) {
       fFailure = Failure::kTold;
       hasFailed = true;
     }
-    eventfd_t ignored = 0;
-    if (fReplies.empty() && fFailure != Failure::kUntold) ::eventfd_read(fReadable.Get(), &ignored);
+    if (fReplies.empty() && fFailure != Failure::kUntold) fReadable.Clear();
   }
   if (reply) reply(ref);
   return hasFailed ? DeliverFailure(ref) : kDNSServiceErr_NoError;
@@ -44,7 +39,7 @@ void Operation::Fail() noexcept {
   const std::lock_guard lock(fMutex);
   if (fFailure != Failure::kNone) return;
   fFailure = Failure::kUntold;
-  ::eventfd_write(fReadable.Get(), 1);
+  fReadable.Set();
   fChanged.notify_all();
 }
 
@@ -53,7 +48,7 @@ void Operation::Tell(Reply reply) {
   if (fFailure != Failure::kNone) return;
   if (fReplies.size() >= kMaxReplies) throw std::length_error("replies");
   fReplies.push_back(std::move(reply));
-  ::eventfd_write(fReadable.Get(), 1);
+  fReadable.Set();
 }
 
 }  // namespace vorn

@@ -24,15 +24,16 @@ class Operation {
   /// owner does not keep up with the network.
   static constexpr std::size_t kMaxReplies = 100'000;
 
-  Operation();
+  /// Throws std::system_error when no descriptor is left.
+  Operation() = default;
   Operation(const Operation&) = delete;
   Operation& operator=(const Operation&) = delete;
   virtual ~Operation() = default;
 
   // The owner's side.
 
-  /// Readable while a reply waits; -1 when there was no descriptor left.
-  [[nodiscard]] int Socket() const { return fReadable.Get(); }
+  /// Readable while a reply waits.
+  [[nodiscard]] int Socket() const { return fReadable.Descriptor(); }
   /// Calls back with the next reply, if there is one. The failure of an operation
   /// comes once, behind all replies: as a reply, or as the result of a browse.
   DNSServiceErrorType Deliver(DNSServiceRef ref);
@@ -76,7 +77,7 @@ class Operation {
  private:
   enum class Failure { kNone, kUntold, kTold };
 
-  const FileDescriptor fReadable;
+  const Wakeup fReadable;
   std::atomic<bool> fReleased{false};
   std::mutex fMutex;  // guards everything below
   std::condition_variable fChanged;

@@ -2,22 +2,18 @@
 
 #include <dbus/dbus.h>
 #include <poll.h>
-#include <sys/eventfd.h>
 
 #include <algorithm>
-#include <cerrno>
 #include <cstring>
 #include <memory>
-#include <system_error>
 #include <utility>
 
-#include "foundation/AllSignalsBlocked.h"
+#include "foundation/Clock.h"
 
 namespace vorn {
 namespace {
 
 using std::chrono::milliseconds;
-using std::chrono::steady_clock;
 
 constexpr char kResponderName[] = "org.freedesktop.Avahi";
 constexpr char kOwnerRule[] =
@@ -54,7 +50,7 @@ class ResponderMonitor::Connection {
 
   // Serves the bus until it is lost or the monitor stops.
   void Serve() {
-    while (!fMonitor.fStop && ::dbus_connection_get_is_connected(fBus.get()) != FALSE) {
+    while (!fMonitor.fThread.MustStop() && ::dbus_connection_get_is_connected(fBus.get()) != FALSE) {
       ::dbus_connection_read_write(fBus.get(), 0);
       while (Message message{::dbus_connection_pop_message(fBus.get())}) Handle(message.get());
       Probe();
@@ -89,7 +85,7 @@ class ResponderMonitor::Connection {
       SetOwned(!isError);
     } else if (serial == fProbeSerial) {
       fProbeSerial = 0;
-      fNextProbe = steady_clock::now() + fMonitor.fTiming.probePeriod;
+      fNextProbe = Clock::now() + fMonitor.fTiming.probePeriod;
       // An error is an answer of the bus: the owner went, which its signal tells.
       if (!isError && fOwned) fMonitor.Report(State::kAnswering);
     }
@@ -111,15 +107,15 @@ class ResponderMonitor::Connection {
   void SetOwned(bool owned) {
     fOwned = owned;
     fProbeSerial = 0;
-    fNextProbe = steady_clock::now();
+    fNextProbe = Clock::now();
     if (!owned) fMonitor.Report(State::kAbsent);
   }
 
   void Probe() {
-    if (!fOwned || steady_clock::now() < fNextProbe) return;
+    if (!fOwned || Clock::now() < fNextProbe) return;
     if (fProbeSerial != 0) fMonitor.Report(State::kSilent);
     Send(kResponderName, "/", "org.freedesktop.Avahi.Server", "GetState", fProbeSerial);
-    fNextProbe = steady_clock::now() + fMonitor.fTiming.probeTimeout;
+    fNextProbe = Clock::now() + fMonitor.fTiming.probeTimeout;
   }
 
   void WaitForTraffic() const {
@@ -127,10 +123,10 @@ class ResponderMonitor::Connection {
     if (::dbus_connection_get_dispatch_status(fBus.get()) == DBUS_DISPATCH_DATA_REMAINS) return;
     int descriptor = -1;
     if (::dbus_connection_get_unix_fd(fBus.get(), &descriptor) == FALSE) return;
-    pollfd descriptors[] = {{descriptor, POLLIN, 0}, {fMonitor.fWakeup.Get(), POLLIN, 0}};
+    pollfd descriptors[] = {{descriptor, POLLIN, 0}, {fMonitor.fThread.StopDescriptor(), POLLIN, 0}};
     int timeout = -1;
     if (fOwned) {
-      const auto left = std::chrono::ceil<milliseconds>(fNextProbe - steady_clock::now());
+      const auto left = std::chrono::ceil<milliseconds>(fNextProbe - Clock::now());
       timeout = static_cast<int>(std::max<milliseconds::rep>(left.count(), 0));
     }
     ::poll(descriptors, 2, timeout);
@@ -140,41 +136,28 @@ class ResponderMonitor::Connection {
   std::unique_ptr<DBusConnection, ConnectionDeleter> fBus;
   bool fOwned = false;
   dbus_uint32_t fOwnerSerial = 0;
-  dbus_uint32_t fProbeSerial = 0;       // of the probe that is out; 0: none
-  steady_clock::time_point fNextProbe;  // when to probe, or to give up on the probe that is out
+  dbus_uint32_t fProbeSerial = 0;  // of the probe that is out; 0: none
+  Clock::time_point fNextProbe;    // when to probe, or to give up on the probe that is out
 };
 
 ResponderMonitor::ResponderMonitor(Callback onChange) : ResponderMonitor(std::move(onChange), Timing{}) {}
 
 ResponderMonitor::ResponderMonitor(Callback onChange, Timing timing)
-    : fOnChange(std::move(onChange)), fTiming(timing), fWakeup(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
-  if (!fWakeup) throw std::system_error(errno, std::generic_category(), "eventfd");
-  const AllSignalsBlocked blocked;
-  fThread = std::thread([this] { ThreadProc(); });
+    : fOnChange(std::move(onChange)), fTiming(timing) {
+  fThread.Start("responder watch", [this] { ThreadProc(); });
 }
 
-ResponderMonitor::~ResponderMonitor() {
-  fStop = true;
-  ::eventfd_write(fWakeup.Get(), 1);
-  fThread.join();
-}
+ResponderMonitor::~ResponderMonitor() = default;
 
 void ResponderMonitor::ThreadProc() {
   do {
     try {
       Connection connection(*this);
       if (connection) connection.Serve();
-      if (!fStop) Report(State::kAbsent);
+      if (!fThread.MustStop()) Report(State::kAbsent);
     } catch (...) {  // no memory to report, say; the next connection finds the state anew
     }
-  } while (PauseBeforeRetry());
-}
-
-bool ResponderMonitor::PauseBeforeRetry() {
-  if (fStop) return false;
-  pollfd wakeup{fWakeup.Get(), POLLIN, 0};
-  ::poll(&wakeup, 1, static_cast<int>(fTiming.retryPeriod.count()));
-  return !fStop;
+  } while (fThread.Pause(fTiming.retryPeriod));
 }
 
 void ResponderMonitor::Report(State state) {

@@ -1,12 +1,10 @@
 #pragma once
 
-#include <atomic>
 #include <chrono>
 #include <functional>
 #include <string>
-#include <thread>
 
-#include "foundation/FileDescriptor.h"
+#include "foundation/Thread.h"
 
 namespace vorn {
 
@@ -57,15 +55,12 @@ class ResponderMonitor {
   class Connection;
 
   void ThreadProc();
-  bool PauseBeforeRetry();
   void Report(State state);
 
   const Callback fOnChange;
   const Timing fTiming;
-  FileDescriptor fWakeup;
-  std::atomic<bool> fStop{false};
   State fState = State::kUnknown;  // the monitor's thread alone
-  std::thread fThread;
+  StoppableThread fThread;         // last: uses all of the above
 };
 
 }  // namespace vorn

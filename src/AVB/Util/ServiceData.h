@@ -9,6 +9,7 @@
 
 #include "AVB/Util/DNSSD.h"
 #include "AVB/Util/TxtRecord.h"
+#include "foundation/Clock.h"
 
 namespace vorn {
 
@@ -71,10 +72,10 @@ struct ServiceData {
 
   // What it takes to start, or start again, a lookup.
   Lookup lookup = Lookup::kResolve;
-  bool everStarted = false;                           ///< a lookup of this record was begun once
-  std::string hostTarget;                             ///< the host as the resolve gave it
-  std::uint32_t addressInterface = 0;                 ///< the interface that the resolve answered on
-  std::chrono::steady_clock::time_point startedAt{};  ///< when the pending operation was begun
+  bool everStarted = false;            ///< a lookup of this record was begun once
+  std::string hostTarget;              ///< the host as the resolve gave it
+  std::uint32_t addressInterface = 0;  ///< the interface that the resolve answered on
+  Clock::time_point startedAt{};       ///< when the pending operation was begun
 
   /// Whether a lookup of this record is pending.
   [[nodiscard]] bool IsOpen() const { return resolveRef || addressRef; }

@@ -22,22 +22,18 @@ SystemDNSSD::SystemDNSSD() {
 
 SystemDNSSD::~SystemDNSSD() = default;
 
-std::size_t SystemDNSSD::AbandonedThreads() {
-  return AvahiSession::AbandonedThreads();
-}
-
 std::shared_ptr<AvahiSession> SystemDNSSD::Session() {
   const std::lock_guard lock(fMutex);
   auto session = fSession.lock();
-  if (!session) fSession = session = std::make_shared<AvahiSession>();
+  if (!session) fSession = session = std::make_shared<AvahiSession>(fAbandonedThreads);
   return session;
 }
 
-DNSServiceErrorType SystemDNSSD::Start(DNSServiceRef* ref, std::shared_ptr<Operation> operation) {
+template <typename Kind, typename... Arguments>
+DNSServiceErrorType SystemDNSSD::Start(DNSServiceRef* ref, Arguments... arguments) {
   *ref = nullptr;
-  if (operation->Socket() < 0) return kDNSServiceErr_NoMemory;
   try {
-    auto held = std::make_unique<Held>(Held{std::move(operation), Session()});
+    auto held = std::make_unique<Held>(Held{std::make_shared<Kind>(arguments...), Session()});
     held->session->Begin(held->operation);
     *ref = reinterpret_cast<DNSServiceRef>(held.release());
   } catch (const std::system_error&) {  // no descriptor or no thread left
@@ -49,8 +45,7 @@ DNSServiceErrorType SystemDNSSD::Start(DNSServiceRef* ref, std::shared_ptr<Opera
 DNSServiceErrorType SystemDNSSD::Browse(DNSServiceRef* ref, DNSServiceFlags /*flags*/,
                                         std::uint32_t interfaceIndex, const char* type, const char* domain,
                                         DNSServiceBrowseReply callback, void* context) {
-  DNSServiceErrorType error =
-      Start(ref, std::make_shared<BrowseOperation>(interfaceIndex, type, domain, callback, context));
+  DNSServiceErrorType error = Start<BrowseOperation>(ref, interfaceIndex, type, domain, callback, context);
   if (error != kDNSServiceErr_NoError) return error;
   error = Of(*ref).operation->WaitUntilBegun(kBrowseTime);
   if (error != kDNSServiceErr_NoError) RefDeallocate(std::exchange(*ref, nullptr));
@@ -60,8 +55,7 @@ DNSServiceErrorType SystemDNSSD::Browse(DNSServiceRef* ref, DNSServiceFlags /*fl
 DNSServiceErrorType SystemDNSSD::Resolve(DNSServiceRef* ref, DNSServiceFlags /*flags*/,
                                          std::uint32_t interfaceIndex, const char* name, const char* type,
                                          const char* domain, DNSServiceResolveReply callback, void* context) {
-  return Start(ref,
-               std::make_shared<ResolveOperation>(interfaceIndex, name, type, domain, callback, context));
+  return Start<ResolveOperation>(ref, interfaceIndex, name, type, domain, callback, context);
 }
 
 DNSServiceErrorType SystemDNSSD::GetAddrInfo(DNSServiceRef* ref, DNSServiceFlags /*flags*/,
@@ -70,7 +64,7 @@ DNSServiceErrorType SystemDNSSD::GetAddrInfo(DNSServiceRef* ref, DNSServiceFlags
                                              void* context) {
   *ref = nullptr;
   if (protocol != kDNSServiceProtocol_IPv4) return kDNSServiceErr_Unsupported;
-  return Start(ref, std::make_shared<AddressOperation>(interfaceIndex, hostName, callback, context));
+  return Start<AddressOperation>(ref, interfaceIndex, hostName, callback, context);
 }
 
 int SystemDNSSD::RefSockFD(DNSServiceRef ref) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <chrono>
 #include <cstddef>
 #include <memory>
@@ -28,9 +29,9 @@ class SystemDNSSD final : public DNSSD {
   /// it must come before threads start.
   static SystemDNSSD& Instance();
 
-  /// How many threads of this process wait for a hung responder, left behind by
-  /// those that they worked for. A program with such threads ends with _exit.
-  static std::size_t AbandonedThreads();
+  /// How many threads were left behind in a call to a hung responder and have
+  /// not ended yet. A program with such threads ends with _exit. Any thread.
+  [[nodiscard]] std::size_t AbandonedThreads() const { return fAbandonedThreads; }
 
   ~SystemDNSSD() override;
 
@@ -61,9 +62,11 @@ class SystemDNSSD final : public DNSSD {
   SystemDNSSD();
 
   static Held& Of(DNSServiceRef ref) { return *reinterpret_cast<Held*>(ref); }
-  DNSServiceErrorType Start(DNSServiceRef* ref, std::shared_ptr<Operation> operation);
+  template <typename Kind, typename... Arguments>
+  DNSServiceErrorType Start(DNSServiceRef* ref, Arguments... arguments);
   std::shared_ptr<AvahiSession> Session();
 
+  std::atomic<std::size_t> fAbandonedThreads{0};
   std::mutex fMutex;  // guards the following
   std::weak_ptr<AvahiSession> fSession;
 };

@@ -5,13 +5,13 @@
 #include <cstdint>
 #include <memory>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "AVB/Util/DNSSD.h"
 #include "AVB/Util/FollowedHosts.h"
 #include "AVB/Util/SystemDNSSD.h"
 #include "AVB/Util/TxtRecord.h"
+#include "foundation/Clock.h"
 #include "foundation/WorkLoop.h"
 
 namespace vorn {
@@ -55,8 +55,6 @@ class ZeroConfEngine {
     std::vector<TxtRecordKeyValue> txt;  ///< in record order
   };
 
-  using Clock = std::chrono::steady_clock::time_point (*)();
-
   /// Lookups that begin at a time.
   static constexpr std::size_t kMaxBeginning = 48;
   /// How long an unanswered lookup counts as beginning.
@@ -69,8 +67,7 @@ class ZeroConfEngine {
   /// Starts nothing. `item` is queued at every change of the resolved services
   /// and when browsing ends by itself, from the service thread with the engine's
   /// mutex held; it and `dnssd` outlive the engine.
-  explicit ZeroConfEngine(WorkItem& item, DNSSD& dnssd = SystemDNSSD::Instance(),
-                          Clock clock = std::chrono::steady_clock::now);
+  explicit ZeroConfEngine(WorkItem& item, DNSSD& dnssd = SystemDNSSD::Instance(), Now now = Clock::now);
   ZeroConfEngine(const ZeroConfEngine&) = delete;
   ZeroConfEngine& operator=(const ZeroConfEngine&) = delete;
 
@@ -107,10 +104,7 @@ class ZeroConfEngine {
  private:
   class Impl;
 
-  void StartThread();
-
   const std::unique_ptr<Impl> fImpl;
-  std::thread fThread;
 };
 
 }  // namespace vorn

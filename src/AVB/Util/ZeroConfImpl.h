@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <atomic>
-#include <condition_variable>
 #include <deque>
 #include <memory>
 #include <mutex>
@@ -14,31 +13,22 @@
 #include "AVB/Util/FollowedHosts.h"
 #include "AVB/Util/ServiceData.h"
 #include "AVB/Util/ZeroConf.h"
-#include "foundation/FileDescriptor.h"
+#include "foundation/Clock.h"
+#include "foundation/Thread.h"
 
 namespace vorn {
 
 /// The engine's state and what its service thread does.
 class ZeroConfEngine::Impl {
  public:
-  Impl(WorkItem& item, DNSSD& dnssd, Clock clock);
+  Impl(WorkItem& item, DNSSD& dnssd, Now now);
+  ~Impl();
 
-  /// Whether a browse has begun, which a service thread is to serve; `result`
-  /// is BrowseForService's.
-  bool StartBrowse(const std::string& type, int& result);
-
+  int BrowseForService(const std::string& type);
   void GetResolvedServices(std::vector<ServiceInfo>& services) const;
   bool TestAndClearModified();
   [[nodiscard]] bool HasFailed() const { return fFailed; }
   FollowedHosts& Followed() { return fFollowed; }
-
-  /// The body of the service thread.
-  void ThreadProc();
-
-  /// Tells the service thread to leave and forgets the work item.
-  void RequestStop();
-  /// Deallocates the browse, then the records from the back.
-  void ReleaseOperations();
 
  private:
   // A pending operation as one waiting cycle sees it; not owned.
@@ -66,7 +56,7 @@ class ZeroConfEngine::Impl {
   void GetAddrInfoCallback(DNSServiceRef ref, DNSServiceFlags flags, DNSServiceErrorType error,
                            const sockaddr* address);
 
-  using Moment = std::chrono::steady_clock::time_point;
+  using Moment = Clock::time_point;
 
   static constexpr std::chrono::milliseconds kCycle{100};
 
@@ -111,11 +101,12 @@ class ZeroConfEngine::Impl {
   [[nodiscard]] bool HasNewcomers() const;
   void QueueItem();
   void StopByItself();
-  void ParkUntilDestruction();
+  void ThreadProc();
+  // Deallocates the browse, then the records from the back.
+  void ReleaseOperations();
 
   DNSSD& fDnssd;
-  const Clock fClock;
-  FileDescriptor fWakeup;  // ends the wait when the engine is destroyed
+  const Now fNow;
   std::string fType;
   OperationHandle fBrowseRef;
   int fBrowseSocket = -1;
@@ -131,8 +122,8 @@ class ZeroConfEngine::Impl {
   std::deque<ServiceData*> fWaiting;  // records that were never looked up, first come first served
   std::deque<ServiceData*> fGaveWay;  // records whose lookup gave way, after those
   bool fModified = false;
-  bool fStopRequested = false;
-  std::condition_variable fStateChanged;
+
+  StoppableThread fThread;  // the service thread; last: uses all of the above
 };
 
 }  // namespace vorn

@@ -23,7 +23,7 @@ ZeroConfEngine::Impl::Places ZeroConfEngine::Impl::CountPlaces(Moment now) const
 void ZeroConfEngine::Impl::AddService(std::unique_ptr<ServiceData> record) {
   {
     const std::lock_guard lock(fMutex);
-    if (!fWaiting.empty() || CountPlaces(fClock()).Left() == 0) {
+    if (!fWaiting.empty() || CountPlaces(fNow()).Left() == 0) {
       Enqueue(std::move(record));
       return;
     }
@@ -60,7 +60,7 @@ bool ZeroConfEngine::Impl::StartResolve(ServiceData& record) {
   record.txt.clear();
   record.resolveRef = std::move(handle);
   record.resolveSocket = socket;
-  record.startedAt = fClock();
+  record.startedAt = fNow();
   record.everStarted = true;
   return true;
 }
@@ -77,7 +77,7 @@ bool ZeroConfEngine::Impl::StartAddressLookup(ServiceData& record) {
   const std::lock_guard lock(fMutex);
   previous = std::exchange(record.addressRef, std::move(handle));
   record.addressSocket = socket;
-  record.startedAt = fClock();
+  record.startedAt = fNow();
   return true;
 }
 
@@ -97,7 +97,7 @@ void ZeroConfEngine::Impl::YieldUnansweredLookups() {
   const std::lock_guard lock(fMutex);
   const std::size_t waiting = fWaiting.size() + fGaveWay.size();
   if (waiting == 0) return;
-  const Moment now = fClock();
+  const Moment now = fNow();
   const Places places = CountPlaces(now);
   const std::size_t mayBegin = kMaxBeginning - std::min(kMaxBeginning, places.beginning);
   const std::size_t mayOpen = kMaxOpen - std::min(kMaxOpen, places.open);
@@ -127,7 +127,7 @@ std::chrono::milliseconds ZeroConfEngine::Impl::StartWaitingLookups() {
       const std::lock_guard lock(fMutex);
       queue = NextQueue();
       if (queue == nullptr) return kCycle;
-      const Moment now = fClock();
+      const Moment now = fNow();
       const Places places = CountPlaces(now);
       if (places.open >= kMaxOpen) return kCycle;
       if (places.beginning >= kMaxBeginning) {

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "foundation/ASCII.h"
+#include "foundation/Strings.h"
 
 namespace DeviceList {
 namespace {

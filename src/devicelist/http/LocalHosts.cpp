@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <utility>
 
-#include "foundation/ASCII.h"
+#include "foundation/Strings.h"
 
 namespace DeviceList {
 namespace {

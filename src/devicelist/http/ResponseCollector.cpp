@@ -4,7 +4,7 @@
 #include <array>
 #include <utility>
 
-#include "foundation/ASCII.h"
+#include "foundation/Strings.h"
 
 namespace DeviceList {
 namespace {

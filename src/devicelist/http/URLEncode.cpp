@@ -2,7 +2,7 @@
 
 #include <string_view>
 
-#include "foundation/Hex.h"
+#include "foundation/Strings.h"
 
 namespace DeviceList {
 namespace {

@@ -6,7 +6,7 @@
 #include <memory>
 #include <new>
 
-#include "foundation/ASCII.h"
+#include "foundation/Strings.h"
 
 namespace DeviceList {
 namespace {

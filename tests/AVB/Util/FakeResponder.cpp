@@ -6,7 +6,7 @@
 
 #include "tests/support/Eventually.h"
 
-namespace vorn::test {
+namespace vorn::testing {
 
 using testing::Eventually;
 
@@ -245,4 +245,4 @@ DBusMessage* FakeResponder::Ask(DBusMessage* call) {
   return reply;
 }
 
-}  // namespace vorn::test
+}  // namespace vorn::testing

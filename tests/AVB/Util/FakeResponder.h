@@ -11,7 +11,7 @@
 #include <thread>
 #include <vector>
 
-namespace vorn::test {
+namespace vorn::testing {
 
 /// A responder on the system bus: owns the responder's name until another one
 /// takes it, and answers calls, or does not. Any thread.
@@ -88,4 +88,4 @@ class FakeResponder {
   std::thread fThread;
 };
 
-}  // namespace vorn::test
+}  // namespace vorn::testing

@@ -13,7 +13,7 @@
 namespace vorn {
 namespace {
 
-using test::Advance;
+using testing::Advance;
 using ::testing::Contains;
 using ::testing::ElementsAre;
 using testing::Eventually;
@@ -29,7 +29,7 @@ std::string Host(int number) {
 }
 
 // An engine that browses and follows "desk.local".
-class FollowedHostsTest : public test::ZeroConfEngineTest {
+class FollowedHostsTest : public testing::ZeroConfEngineTest {
  protected:
   void SetUp() override {
     ZeroConfEngineTest::SetUp();
@@ -183,8 +183,8 @@ TEST_F(FollowedHostsTest, NewcomersThatWaitDelayNoFollowingForEver) {
 }
 
 TEST_F(FollowedHostsTest, NoMoreLookUpsAreBegunAtATimeThanMayBe) {
-  test::ScriptedDNSSD library;
-  FollowedHosts followed(library, test::FakeNow, [] {});
+  testing::ScriptedDNSSD library;
+  FollowedHosts followed(library, testing::FakeNow, [] {});
   followed.Follow({"a.local", "b.local", "c.local"});
   followed.Serve(1);
   EXPECT_THAT(library.Begun(), ElementsAre("follow a.local."));

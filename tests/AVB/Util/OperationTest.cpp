@@ -49,15 +49,15 @@ class OperationTest : public ::testing::Test {
 
 TEST_F(OperationTest, DeliversOneReplyAtATimeInOrderAndIsReadableUntilTheLast) {
   EXPECT_FALSE(HasReply());
-  EXPECT_EQ(kDNSServiceErr_NoError, Deliver());
+  EXPECT_EQ(Deliver(), kDNSServiceErr_NoError);
   EXPECT_THAT(fOperation.told, IsEmpty());
   fOperation.Tell(1);
   fOperation.Tell(2);
   EXPECT_TRUE(HasReply());
-  EXPECT_EQ(kDNSServiceErr_NoError, Deliver());
+  EXPECT_EQ(Deliver(), kDNSServiceErr_NoError);
   EXPECT_THAT(fOperation.told, ElementsAre(1));
   EXPECT_TRUE(HasReply());
-  EXPECT_EQ(kDNSServiceErr_NoError, Deliver());
+  EXPECT_EQ(Deliver(), kDNSServiceErr_NoError);
   EXPECT_THAT(fOperation.told, ElementsAre(1, 2));
   EXPECT_FALSE(HasReply());
 }
@@ -67,36 +67,36 @@ TEST_F(OperationTest, TellsItsFailureOnceBehindAllReplies) {
   fOperation.Fail();
   fOperation.Fail();
   fOperation.Tell(2);
-  EXPECT_EQ(kDNSServiceErr_NoError, Deliver());
+  EXPECT_EQ(Deliver(), kDNSServiceErr_NoError);
   EXPECT_TRUE(HasReply());
-  EXPECT_EQ(kFailure, Deliver());
+  EXPECT_EQ(Deliver(), kFailure);
   EXPECT_FALSE(HasReply());
-  EXPECT_EQ(kDNSServiceErr_NoError, Deliver());
+  EXPECT_EQ(Deliver(), kDNSServiceErr_NoError);
   EXPECT_THAT(fOperation.told, ElementsAre(1));
 }
 
 TEST_F(OperationTest, FailsWhereAReplyCannotBeKept) {
   fOperation.Throw();
   EXPECT_TRUE(HasReply());
-  EXPECT_EQ(kFailure, Deliver());
+  EXPECT_EQ(Deliver(), kFailure);
 }
 
 TEST_F(OperationTest, FailsWhenItsOwnerDoesNotKeepUp) {
   for (std::size_t i = 0; i < Operation::kMaxReplies; ++i) fOperation.Tell(1);
   fOperation.Tell(2);
-  for (std::size_t i = 0; i < Operation::kMaxReplies; ++i) ASSERT_EQ(kDNSServiceErr_NoError, Deliver());
-  EXPECT_EQ(kFailure, Deliver());
-  EXPECT_EQ(Operation::kMaxReplies, fOperation.told.size());
+  for (std::size_t i = 0; i < Operation::kMaxReplies; ++i) ASSERT_EQ(Deliver(), kDNSServiceErr_NoError);
+  EXPECT_EQ(Deliver(), kFailure);
+  EXPECT_EQ(fOperation.told.size(), Operation::kMaxReplies);
 }
 
 TEST_F(OperationTest, WaitsUntilItHasBegunOrFailedOrTheTimeIsOver) {
-  EXPECT_EQ(kDNSServiceErr_Unknown, fOperation.WaitUntilBegun(std::chrono::milliseconds(1)));
+  EXPECT_EQ(fOperation.WaitUntilBegun(std::chrono::milliseconds(1)), kDNSServiceErr_Unknown);
   std::thread begins([this] { fOperation.NoteBegun(); });
-  EXPECT_EQ(kDNSServiceErr_NoError, fOperation.WaitUntilBegun(std::chrono::seconds(30)));
+  EXPECT_EQ(fOperation.WaitUntilBegun(std::chrono::seconds(30)), kDNSServiceErr_NoError);
   begins.join();
   TestOperation refused;
   std::thread fails([&] { refused.Fail(); });
-  EXPECT_EQ(kDNSServiceErr_Unknown, refused.WaitUntilBegun(std::chrono::seconds(30)));
+  EXPECT_EQ(refused.WaitUntilBegun(std::chrono::seconds(30)), kDNSServiceErr_Unknown);
   fails.join();
 }
 

@@ -9,17 +9,20 @@
 #include <vector>
 
 #include "AVB/Util/ResponderMonitor.h"
+#include "foundation/Clock.h"
 #include "tests/AVB/Util/FakeResponder.h"
 #include "tests/AVB/Util/SystemBus.h"
+#include "tests/support/Eventually.h"
 
 namespace vorn {
 namespace {
 
 using State = ResponderMonitor::State;
 using std::chrono::milliseconds;
-using test::FakeResponder;
-using test::SystemBus;
 using ::testing::ElementsAre;
+using testing::Eventually;
+using testing::FakeResponder;
+using testing::SystemBus;
 
 class ResponderMonitorTest : public ::testing::Test {
  protected:
@@ -97,7 +100,7 @@ TEST_F(ResponderMonitorTest, FindsAResponderThatWasThereBefore) {
   EXPECT_THAT(States(), ElementsAre(State::kAnswering));
   fMonitor.reset();
   for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGCHLD, SIGUSR1}) {
-    EXPECT_EQ(1, sigismember(&fSignalMask, signal)) << signal;  // they are others' business
+    EXPECT_EQ(sigismember(&fSignalMask, signal), 1) << signal;  // they are others' business
   }
 }
 
@@ -161,7 +164,7 @@ TEST_F(ResponderMonitorTest, ReportThatFailsIsMadeAgain) {
   Watch();
   EXPECT_TRUE(WaitFor(State::kAnswering, 1));
   const std::lock_guard lock(fMutex);
-  EXPECT_EQ(0, fFailingReports);
+  EXPECT_EQ(fFailingReports, 0);
 }
 
 TEST_F(ResponderMonitorTest, KeepsProbingWhileTheResponderAnswers) {
@@ -169,14 +172,12 @@ TEST_F(ResponderMonitorTest, KeepsProbingWhileTheResponderAnswers) {
   FakeResponder responder;
   Watch(milliseconds(5));
   ASSERT_TRUE(WaitFor(State::kAnswering, 1));
-  for (int i = 0; i < 1000 && responder.Calls("GetState") < 3; ++i)
-    std::this_thread::sleep_for(milliseconds(10));
-  EXPECT_GE(responder.Calls("GetState"), 3);
+  EXPECT_TRUE(Eventually([&] { return responder.Calls("GetState") >= 3; }));
   EXPECT_THAT(States(), ElementsAre(State::kAnswering));  // the same state again is not reported
 }
 
 TEST_F(ResponderMonitorTest, EndsPromptlyInEveryState) {
-  const auto begin = std::chrono::steady_clock::now();
+  const auto begin = Clock::now();
   Watch(milliseconds(60'000), kPatient);
   fMonitor.reset();  // without a bus
   gBus->Start();
@@ -185,10 +186,9 @@ TEST_F(ResponderMonitorTest, EndsPromptlyInEveryState) {
   fMonitor.reset();  // waiting for a name
   FakeResponder responder(false);
   Watch(milliseconds(60'000), kPatient);
-  for (int i = 0; i < 1000 && responder.Calls("GetState") < 1; ++i)
-    std::this_thread::sleep_for(milliseconds(10));
+  EXPECT_TRUE(Eventually([&] { return responder.Calls("GetState") == 1; }));
   fMonitor.reset();  // waiting for an answer
-  EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(30));
+  EXPECT_LT(Clock::now() - begin, std::chrono::seconds(30));
 }
 
 }  // namespace

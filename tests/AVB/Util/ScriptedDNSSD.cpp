@@ -3,7 +3,6 @@
 #include <arpa/inet.h>
 #include <fcntl.h>
 #include <netinet/in.h>
-#include <sys/eventfd.h>
 
 #include <algorithm>
 #include <chrono>
@@ -11,7 +10,7 @@
 #include <optional>
 #include <utility>
 
-namespace vorn::test {
+namespace vorn::testing {
 
 namespace {
 
@@ -56,7 +55,8 @@ struct ScriptedDNSSD::Operation {
   Kind kind;
   std::string description;
   std::uint64_t number;
-  FileDescriptor socket;
+  Wakeup readable;
+  FileDescriptor highSocket;  // of a higher number, for the same event
   void* context = nullptr;
   std::deque<Reply> replies;
   bool inside = false;  // a thread is in ProcessResult
@@ -85,9 +85,9 @@ DNSServiceRef ScriptedDNSSD::Begin(Kind kind, const std::string& key) {
   operation->kind = kind;
   operation->description = Description(kind, key);
   operation->number = fNextRef;
-  operation->socket = FileDescriptor(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK));
   if (lowestSocket > 0) {
-    operation->socket = FileDescriptor(::fcntl(operation->socket.Get(), F_DUPFD_CLOEXEC, lowestSocket));
+    operation->highSocket =
+        FileDescriptor(::fcntl(operation->readable.Descriptor(), F_DUPFD_CLOEXEC, lowestSocket));
   }
   fReleased.reserve(fReleased.size() + fOperations.size() + 1);  // releasing takes no memory
   auto* ref = reinterpret_cast<DNSServiceRef>(fNextRef++);
@@ -112,7 +112,7 @@ ScriptedDNSSD::Operation* ScriptedDNSSD::Pending(const std::string& description)
 }
 
 void ScriptedDNSSD::Signal(Operation& operation) {
-  ::eventfd_write(operation.socket.Get(), 1);
+  operation.readable.Set();
 }
 
 void ScriptedDNSSD::Post(const std::string& description, Reply reply) {
@@ -318,7 +318,8 @@ DNSServiceErrorType ScriptedDNSSD::GetAddrInfo(DNSServiceRef* ref, DNSServiceFla
 int ScriptedDNSSD::RefSockFD(DNSServiceRef ref) {
   const std::lock_guard lock(fMutex);
   const Operation& operation = *fOperations.at(ref);
-  return operation.description == deafOperation ? kNoSuchSocket : operation.socket.Get();
+  if (operation.description == deafOperation) return kNoSuchSocket;
+  return operation.highSocket ? operation.highSocket.Get() : operation.readable.Descriptor();
 }
 
 DNSServiceErrorType ScriptedDNSSD::ProcessResult(DNSServiceRef ref) {
@@ -340,10 +341,7 @@ DNSServiceErrorType ScriptedDNSSD::ProcessResult(DNSServiceRef ref) {
       reply = std::move(operation.replies.front());
       operation.replies.pop_front();
     }
-    if (operation.replies.empty()) {
-      eventfd_t ignored = 0;
-      ::eventfd_read(operation.socket.Get(), &ignored);
-    }
+    if (operation.replies.empty()) operation.readable.Clear();
   }
   if (reply) reply(ref);
   const std::lock_guard lock(fMutex);
@@ -369,4 +367,4 @@ void ScriptedDNSSD::RefDeallocate(DNSServiceRef ref) {
   fChanged.notify_all();
 }
 
-}  // namespace vorn::test
+}  // namespace vorn::testing

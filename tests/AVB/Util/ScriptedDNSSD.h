@@ -15,7 +15,7 @@
 #include "AVB/Util/DNSSD.h"
 #include "foundation/FileDescriptor.h"
 
-namespace vorn::test {
+namespace vorn::testing {
 
 /// A DNS-SD library without a network: the test says what is replied to which
 /// operation, and sees which operations were begun, touched and released, on
@@ -138,4 +138,4 @@ class ScriptedDNSSD final : public DNSSD {
 /// The wire form of a TXT record with these items ("key=value" or "key").
 std::string TxtBytes(const std::vector<std::string>& items);
 
-}  // namespace vorn::test
+}  // namespace vorn::testing

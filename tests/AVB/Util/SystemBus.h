@@ -14,7 +14,7 @@
 
 #include "tests/support/TemporaryFolder.h"
 
-namespace vorn::test {
+namespace vorn::testing {
 
 /// A system bus of the test's own, which can be ended and started again. The
 /// process takes it for the system's.
@@ -63,4 +63,4 @@ class SystemBus {
   pid_t fPid = -1;
 };
 
-}  // namespace vorn::test
+}  // namespace vorn::testing

@@ -23,16 +23,16 @@
 #include "tests/AVB/Util/SystemBus.h"
 #include "tests/support/Eventually.h"
 #include "tests/support/FailingAllocation.h"
-#include "tests/support/NoThreadsToBeHad.h"
+#include "tests/support/Threads.h"
 
 namespace vorn {
 namespace {
 
-using test::FakeResponder;
-using test::SystemBus;
 using testing::Eventually;
+using testing::FakeResponder;
 using ::testing::IsEmpty;
 using ::testing::SizeIs;
+using testing::SystemBus;
 
 std::vector<std::string> gTold;  // what our callbacks were called with, a line each
 
@@ -110,7 +110,7 @@ class SystemDNSSDTest : public ::testing::Test {
   }
   void TearDown() override {
     for (const DNSServiceRef ref : fRefs) fDnssd.RefDeallocate(ref);
-    EXPECT_TRUE(Eventually([] { return SystemDNSSD::AbandonedThreads() == 0; }));
+    EXPECT_TRUE(Eventually([this] { return fDnssd.AbandonedThreads() == 0; }));
     fResponder.reset();
     EXPECT_TRUE(WaitForThreads(0));
     gBus->Stop();
@@ -159,7 +159,7 @@ class SystemDNSSDTest : public ::testing::Test {
   // What serving the operation tells, once there is anything to tell.
   std::string Next(DNSServiceRef ref) {
     pollfd readable{fDnssd.RefSockFD(ref), POLLIN, 0};
-    EXPECT_EQ(1, ::poll(&readable, 1, 30'000));
+    EXPECT_EQ(::poll(&readable, 1, 30'000), 1);
     gTold.clear();
     const DNSServiceErrorType result = fDnssd.ProcessResult(ref);
     if (result != kDNSServiceErr_NoError) return "result " + std::to_string(result);
@@ -191,42 +191,42 @@ class SystemDNSSDTest : public ::testing::Test {
 std::unique_ptr<SystemBus> SystemDNSSDTest::gBus;
 
 TEST_F(SystemDNSSDTest, SilencesTheCompatibilityLibrarysAdvice) {
-  EXPECT_STREQ("1", std::getenv("AVAHI_COMPAT_NOWARN"));
+  EXPECT_STREQ(std::getenv("AVAHI_COMPAT_NOWARN"), "1");
 }
 
 TEST_F(SystemDNSSDTest, BrowsesEverywhereAndTellsInstances) {
   const DNSServiceRef ref = Browse();
-  ASSERT_NE(nullptr, ref);
-  EXPECT_EQ(kDNSServiceErr_NoError, fError);
+  ASSERT_NE(ref, nullptr);
+  EXPECT_EQ(fError, kDNSServiceErr_NoError);
   ASSERT_THAT(fResponder->Questions(), SizeIs(1));  // Browse has waited for it
   const auto question = fResponder->Questions().front();
-  EXPECT_EQ("ServiceBrowserNew", question.method);
-  EXPECT_EQ("_http._tcp", question.name);
-  EXPECT_EQ("", question.domain);
-  EXPECT_EQ(-1, question.interface);
-  EXPECT_EQ(-1, question.protocol);
-  EXPECT_EQ(0U, question.flags);
+  EXPECT_EQ(question.method, "ServiceBrowserNew");
+  EXPECT_EQ(question.name, "_http._tcp");
+  EXPECT_EQ(question.domain, "");
+  EXPECT_EQ(question.interface, -1);
+  EXPECT_EQ(question.protocol, -1);
+  EXPECT_EQ(question.flags, 0U);
 
   fResponder->TellInstance(question, "ItemNew", "Studio \xC3\xBC.1");
   fResponder->TellInstance(question, "ItemRemove", "Studio \xC3\xBC.1");
-  EXPECT_EQ("browse 2 7 0 Studio \xC3\xBC.1 _http._tcp. local.", Next(ref));
-  EXPECT_EQ("browse 0 7 0 Studio \xC3\xBC.1 _http._tcp. local.", Next(ref));
+  EXPECT_EQ(Next(ref), "browse 2 7 0 Studio \xC3\xBC.1 _http._tcp. local.");
+  EXPECT_EQ(Next(ref), "browse 0 7 0 Studio \xC3\xBC.1 _http._tcp. local.");
   EXPECT_FALSE(HasReply(ref));
 }
 
 TEST_F(SystemDNSSDTest, ABrowseThatIsRefusedIsAnError) {
   fResponder->Refuse("_http._tcp");
-  EXPECT_EQ(nullptr, Browse());
-  EXPECT_EQ(kDNSServiceErr_Unknown, fError);
+  EXPECT_EQ(Browse(), nullptr);
+  EXPECT_EQ(fError, kDNSServiceErr_Unknown);
   EXPECT_TRUE(WaitForThreads(0));
 }
 
 TEST_F(SystemDNSSDTest, ABrowseWithoutAResponderIsAnErrorUntilOneIsThere) {
   fResponder.reset();
-  EXPECT_EQ(nullptr, Browse());
-  EXPECT_EQ(kDNSServiceErr_Unknown, fError);
+  EXPECT_EQ(Browse(), nullptr);
+  EXPECT_EQ(fError, kDNSServiceErr_Unknown);
   fResponder = std::make_unique<FakeResponder>();
-  EXPECT_NE(nullptr, Browse());
+  EXPECT_NE(Browse(), nullptr);
 }
 
 TEST_F(SystemDNSSDTest, ABrowseThatHasFailedFailsBehindWhatItHasToTell) {
@@ -234,36 +234,36 @@ TEST_F(SystemDNSSDTest, ABrowseThatHasFailedFailsBehindWhatItHasToTell) {
   const auto question = QuestionFor("_http._tcp");
   fResponder->TellInstance(question, "ItemNew", "Desk");
   fResponder->TellFailure(question);
-  EXPECT_EQ("browse 2 7 0 Desk _http._tcp. local.", Next(ref));
-  EXPECT_EQ(kResult, Next(ref));
+  EXPECT_EQ(Next(ref), "browse 2 7 0 Desk _http._tcp. local.");
+  EXPECT_EQ(Next(ref), kResult);
 }
 
 TEST_F(SystemDNSSDTest, ABrowseIsGivenUpWhileTheResponderHangsAndItsThreadIsCountedUntilItEnds) {
   fResponder->SetAnswering(false);
-  EXPECT_EQ(nullptr, Browse());
-  EXPECT_EQ(kDNSServiceErr_Unknown, fError);
-  EXPECT_EQ(1U, SystemDNSSD::AbandonedThreads());
+  EXPECT_EQ(Browse(), nullptr);
+  EXPECT_EQ(fError, kDNSServiceErr_Unknown);
+  EXPECT_EQ(fDnssd.AbandonedThreads(), 1U);
   fResponder->SetAnswering(true);
-  EXPECT_TRUE(Eventually([] { return SystemDNSSD::AbandonedThreads() == 0; }));
-  EXPECT_NE(nullptr, Browse());
+  EXPECT_TRUE(Eventually([this] { return fDnssd.AbandonedThreads() == 0; }));
+  EXPECT_NE(Browse(), nullptr);
 }
 
 TEST_F(SystemDNSSDTest, ResolvesWithoutTheAddressAndTellsTheServiceInTheFormsOfTheInterface) {
   const DNSServiceRef ref = Resolve("Studio A.1\\");
   const auto question = QuestionFor("Studio A.1\\");
-  EXPECT_EQ("ServiceResolverNew", question.method);
-  EXPECT_EQ("_http._tcp.", question.serviceType);
-  EXPECT_EQ("local.", question.domain);
-  EXPECT_EQ(3, question.interface);
-  EXPECT_EQ(-1, question.protocol);
-  EXPECT_EQ(-1, question.addressProtocol);
-  EXPECT_EQ(std::uint32_t{AVAHI_LOOKUP_NO_ADDRESS}, question.flags);
+  EXPECT_EQ(question.method, "ServiceResolverNew");
+  EXPECT_EQ(question.serviceType, "_http._tcp.");
+  EXPECT_EQ(question.domain, "local.");
+  EXPECT_EQ(question.interface, 3);
+  EXPECT_EQ(question.protocol, -1);
+  EXPECT_EQ(question.addressProtocol, -1);
+  EXPECT_EQ(question.flags, std::uint32_t{AVAHI_LOOKUP_NO_ADDRESS});
   EXPECT_FALSE(HasReply(ref));
-  EXPECT_EQ(kDNSServiceErr_NoError, fDnssd.ProcessResult(ref));
+  EXPECT_EQ(fDnssd.ProcessResult(ref), kDNSServiceErr_NoError);
 
   fResponder->TellService(question, "studio a.local", 8080, {Bytes("b=1"), Bytes("a"), Bytes("b=2")});
-  EXPECT_EQ("resolve 0 7 0 Studio\\032A\\.1\\\\._http._tcp.local. studio a.local. 8080 <3>b=1<1>a<3>b=2",
-            Next(ref));
+  EXPECT_EQ(Next(ref),
+            "resolve 0 7 0 Studio\\032A\\.1\\\\._http._tcp.local. studio a.local. 8080 <3>b=1<1>a<3>b=2");
 }
 
 TEST_F(SystemDNSSDTest, ATxtRecordEndsWhereItIsTooLong) {
@@ -271,11 +271,11 @@ TEST_F(SystemDNSSDTest, ATxtRecordEndsWhereItIsTooLong) {
   const std::vector<FakeResponder::Bytes> items(300, FakeResponder::Bytes(255, 'x'));
   fResponder->TellService(QuestionFor("Desk"), "desk.local", 80, items);
   const std::string told = Next(ref);
-  EXPECT_EQ(255, std::ranges::count(told, 'x') / 255);
+  EXPECT_EQ(std::ranges::count(told, 'x') / 255, 255);
   const DNSServiceRef other = Resolve("Other");
   fResponder->TellService(QuestionFor("Other"), "other.local", 80,
                           {Bytes("a"), FakeResponder::Bytes(256, 'x')});
-  EXPECT_EQ("resolve 0 7 0 Other._http._tcp.local. other.local. 80 <1>a", Next(other));
+  EXPECT_EQ(Next(other), "resolve 0 7 0 Other._http._tcp.local. other.local. 80 <1>a");
 }
 
 TEST_F(SystemDNSSDTest, AServiceThatAnswersLateIsStillResolved) {
@@ -283,37 +283,37 @@ TEST_F(SystemDNSSDTest, AServiceThatAnswersLateIsStillResolved) {
   const auto question = QuestionFor("Desk");
   fResponder->TellFailure(question, "org.freedesktop.Avahi.TimeoutError");
   fResponder->TellService(question, "desk.local", 80, {});
-  EXPECT_EQ("resolve 0 7 0 Desk._http._tcp.local. desk.local. 80 <0>", Next(ref));
+  EXPECT_EQ(Next(ref), "resolve 0 7 0 Desk._http._tcp.local. desk.local. 80 <0>");
   EXPECT_FALSE(HasReply(ref));
 }
 
 TEST_F(SystemDNSSDTest, AResolveThatFailsOrIsRefusedIsOneReplyWithAnError) {
   fResponder->Refuse("Bad");
   const DNSServiceRef bad = Resolve("Bad");
-  EXPECT_EQ(kDNSServiceErr_NoError, fError);
-  EXPECT_EQ(kResolveError, Next(bad));
+  EXPECT_EQ(fError, kDNSServiceErr_NoError);
+  EXPECT_EQ(Next(bad), kResolveError);
   const DNSServiceRef failing = Resolve("Failing");
   fResponder->TellFailure(QuestionFor("Failing"));
-  EXPECT_EQ(kResolveError, Next(failing));
+  EXPECT_EQ(Next(failing), kResolveError);
   EXPECT_FALSE(HasReply(failing));
 }
 
 TEST_F(SystemDNSSDTest, TellsEachChangeOfAHostsAddresses) {
   const DNSServiceRef ref = LookUp("box.local.");
   const auto question = QuestionFor("box.local.");
-  EXPECT_EQ("RecordBrowserNew", question.method);
-  EXPECT_EQ(3, question.interface);
-  EXPECT_EQ(-1, question.protocol);  // over either
-  EXPECT_EQ(1, question.recordClass);
-  EXPECT_EQ(1, question.type);
-  EXPECT_EQ(0U, question.flags);
+  EXPECT_EQ(question.method, "RecordBrowserNew");
+  EXPECT_EQ(question.interface, 3);
+  EXPECT_EQ(question.protocol, -1);  // over either
+  EXPECT_EQ(question.recordClass, 1);
+  EXPECT_EQ(question.type, 1);
+  EXPECT_EQ(question.flags, 0U);
 
   fResponder->TellRecord(question, "ItemNew", {192, 168, 1, 20});
-  EXPECT_EQ("address 2 7 0 box.local. 192.168.1.20 0", Next(ref));
+  EXPECT_EQ(Next(ref), "address 2 7 0 box.local. 192.168.1.20 0");
   fResponder->TellRecord(question, "ItemNew", {192, 168, 1, 21});
   fResponder->TellRecord(question, "ItemRemove", {192, 168, 1, 20});
-  EXPECT_EQ("address 2 7 0 box.local. 192.168.1.21 0", Next(ref));
-  EXPECT_EQ("address 0 7 0 box.local. 192.168.1.20 0", Next(ref));
+  EXPECT_EQ(Next(ref), "address 2 7 0 box.local. 192.168.1.21 0");
+  EXPECT_EQ(Next(ref), "address 0 7 0 box.local. 192.168.1.20 0");
   EXPECT_FALSE(HasReply(ref));
   EXPECT_THAT(fResponder->Questions(), SizeIs(1));
 }
@@ -321,27 +321,27 @@ TEST_F(SystemDNSSDTest, TellsEachChangeOfAHostsAddresses) {
 TEST_F(SystemDNSSDTest, ARecordThatIsNoAddressBringsNone) {
   const DNSServiceRef ref = LookUp("box.local.", 0);
   const auto question = QuestionFor("box.local.");
-  EXPECT_EQ(-1, question.interface);  // none is any
+  EXPECT_EQ(question.interface, -1);  // none is any
   fResponder->TellRecord(question, "ItemNew", FakeResponder::Bytes(16, 1));
   fResponder->TellRecord(question, "ItemNew", {1, 2, 3});
   fResponder->TellRecord(question, "ItemNew", {1, 2, 3, 4}, 28);
-  for (int i = 0; i < 3; ++i) EXPECT_EQ("address 2 7 0 box.local. none 0", Next(ref));
+  for (int i = 0; i < 3; ++i) EXPECT_EQ(Next(ref), "address 2 7 0 box.local. none 0");
 }
 
 TEST_F(SystemDNSSDTest, AnAddressLookupThatFailsOrIsRefusedIsOneReplyWithAnError) {
   fResponder->Refuse("bad.local.");
   const DNSServiceRef bad = LookUp("bad.local.");
-  EXPECT_EQ("address 0 0 -65537 bad.local. none 0", Next(bad));
+  EXPECT_EQ(Next(bad), "address 0 0 -65537 bad.local. none 0");
   const DNSServiceRef failing = LookUp("failing.local.");
   fResponder->TellFailure(QuestionFor("failing.local."));
-  EXPECT_EQ("address 0 0 -65537 failing.local. none 0", Next(failing));
+  EXPECT_EQ(Next(failing), "address 0 0 -65537 failing.local. none 0");
   EXPECT_FALSE(HasReply(failing));
-  EXPECT_EQ(1, fResponder->Calls("GetState"));  // all on one connection
+  EXPECT_EQ(fResponder->Calls("GetState"), 1);  // all on one connection
 }
 
 TEST_F(SystemDNSSDTest, RefusesOtherProtocolsThanIPv4) {
-  EXPECT_EQ(nullptr, LookUp("box.local.", 3, 2));
-  EXPECT_EQ(kDNSServiceErr_Unsupported, fError);
+  EXPECT_EQ(LookUp("box.local.", 3, 2), nullptr);
+  EXPECT_EQ(fError, kDNSServiceErr_Unsupported);
 }
 
 TEST_F(SystemDNSSDTest, AllOperationsShareAConnectionAndAThreadThatLastAsLongAsThey) {
@@ -349,16 +349,16 @@ TEST_F(SystemDNSSDTest, AllOperationsShareAConnectionAndAThreadThatLastAsLongAsT
   const DNSServiceRef resolve = Resolve("Desk");
   const DNSServiceRef address = LookUp("box.local.");
   const auto client = QuestionFor("_http._tcp").client;
-  EXPECT_EQ(client, QuestionFor("Desk").client);
-  EXPECT_EQ(client, QuestionFor("box.local.").client);
+  EXPECT_EQ(QuestionFor("Desk").client, client);
+  EXPECT_EQ(QuestionFor("box.local.").client, client);
   EXPECT_THAT(OwnThreads(), SizeIs(1));
   Release(browse);
   Release(address);
   Release(resolve);
   EXPECT_TRUE(WaitForThreads(0));
-  EXPECT_EQ(0U, SystemDNSSD::AbandonedThreads());
+  EXPECT_EQ(fDnssd.AbandonedThreads(), 0U);
   Resolve("Other");
-  EXPECT_NE(client, QuestionFor("Other").client);
+  EXPECT_NE(QuestionFor("Other").client, client);
   EXPECT_TRUE(WaitForThreads(1));
 }
 
@@ -396,7 +396,7 @@ TEST_F(SystemDNSSDTest, AnOperationMayBeReleasedInsideItsOwnCallback) {
       },
       const_cast<char*>("!"));
   fResponder->TellRecord(QuestionFor("box.local."), "ItemNew", kAddress);
-  EXPECT_EQ("box.local.!", Next(ref));
+  EXPECT_EQ(Next(ref), "box.local.!");
 }
 
 TEST_F(SystemDNSSDTest, WhenTheResponderGoesEveryOperationHasFailedAndTheNextOneFindsTheNext) {
@@ -405,15 +405,15 @@ TEST_F(SystemDNSSDTest, WhenTheResponderGoesEveryOperationHasFailedAndTheNextOne
   const DNSServiceRef address = LookUp("box.local.");
   QuestionFor("box.local.");
   fResponder.reset();
-  EXPECT_EQ(kResult, Next(browse));
-  EXPECT_EQ(kResolveError, Next(resolve));
-  EXPECT_EQ("address 0 0 -65537 box.local. none 0", Next(address));
-  EXPECT_EQ("address 0 0 -65537 now.local. none 0", Next(LookUp("now.local.")));
+  EXPECT_EQ(Next(browse), kResult);
+  EXPECT_EQ(Next(resolve), kResolveError);
+  EXPECT_EQ(Next(address), "address 0 0 -65537 box.local. none 0");
+  EXPECT_EQ(Next(LookUp("now.local.")), "address 0 0 -65537 now.local. none 0");
   fResponder = std::make_unique<FakeResponder>();
-  EXPECT_NE(nullptr, Browse());
+  EXPECT_NE(Browse(), nullptr);
   const DNSServiceRef next = LookUp("next.local.");
   fResponder->TellRecord(QuestionFor("next.local."), "ItemNew", kAddress);
-  EXPECT_EQ("address 2 7 0 next.local. 10.0.0.1 0", Next(next));
+  EXPECT_EQ(Next(next), "address 2 7 0 next.local. 10.0.0.1 0");
 }
 
 TEST_F(SystemDNSSDTest, WhenTheBusGoesEveryOperationHasFailedAndTheNextOneFindsTheNext) {
@@ -421,19 +421,19 @@ TEST_F(SystemDNSSDTest, WhenTheBusGoesEveryOperationHasFailedAndTheNextOneFindsT
   const DNSServiceRef resolve = Resolve("Desk");
   QuestionFor("Desk");
   gBus->Stop();
-  EXPECT_EQ(kResult, Next(browse));
-  EXPECT_EQ(kResolveError, Next(resolve));
+  EXPECT_EQ(Next(browse), kResult);
+  EXPECT_EQ(Next(resolve), kResolveError);
   fResponder.reset();
   gBus->Start();
   fResponder = std::make_unique<FakeResponder>();
-  EXPECT_NE(nullptr, Browse());
+  EXPECT_NE(Browse(), nullptr);
 }
 
 TEST_F(SystemDNSSDTest, AnotherResponderThatTakesOverEndsOperationsToo) {
   const DNSServiceRef browse = Browse();
   FakeResponder second;  // takes the name while the first has it
-  EXPECT_EQ(kResult, Next(browse));
-  EXPECT_NE(nullptr, Browse());
+  EXPECT_EQ(Next(browse), kResult);
+  EXPECT_NE(Browse(), nullptr);
   EXPECT_THAT(second.Questions(), SizeIs(1));
 }
 
@@ -444,17 +444,17 @@ TEST_F(SystemDNSSDTest, AQuestionThatTheResponderDiedOverIsAskedAgain) {
   ASSERT_TRUE(Eventually([&] { return fResponder->Calls("ServiceResolverNew") == 1; }));
   auto second = std::make_unique<FakeResponder>();  // takes over, so that there is one to be asked
   fResponder = std::move(second);
-  EXPECT_EQ(kResult, Next(browse));
+  EXPECT_EQ(Next(browse), kResult);
   fResponder->TellService(QuestionFor("Desk"), "desk.local", 80, {});
-  EXPECT_EQ("resolve 0 7 0 Desk._http._tcp.local. desk.local. 80 <0>", Next(resolve));
+  EXPECT_EQ(Next(resolve), "resolve 0 7 0 Desk._http._tcp.local. desk.local. 80 <0>");
 }
 
 TEST_F(SystemDNSSDTest, AskingThatFailsTwiceIsAnError) {
   const DNSServiceRef browse = Browse();
   fResponder->Refuse("Bad", "org.freedesktop.DBus.Error.NoReply");
-  EXPECT_EQ(kResolveError, Next(Resolve("Bad")));
-  EXPECT_EQ(kResult, Next(browse));  // its connection has been given up
-  EXPECT_EQ(2, fResponder->Calls("ServiceResolverNew"));
+  EXPECT_EQ(Next(Resolve("Bad")), kResolveError);
+  EXPECT_EQ(Next(browse), kResult);  // its connection has been given up
+  EXPECT_EQ(fResponder->Calls("ServiceResolverNew"), 2);
 }
 
 TEST_F(SystemDNSSDTest, AConnectionOnWhichAnOperationCannotBeEndedIsGivenUp) {
@@ -463,7 +463,7 @@ TEST_F(SystemDNSSDTest, AConnectionOnWhichAnOperationCannotBeEndedIsGivenUp) {
   const DNSServiceRef resolve = Resolve("Desk");
   QuestionFor("Desk");
   Release(resolve);
-  EXPECT_EQ(kResult, Next(browse));
+  EXPECT_EQ(Next(browse), kResult);
 }
 
 TEST_F(SystemDNSSDTest, WhatTheResponderHasNoRoomForIsAskedOnceThereIsRoom) {
@@ -481,10 +481,10 @@ TEST_F(SystemDNSSDTest, WhatTheResponderHasNoRoomForIsAskedOnceThereIsRoom) {
   Release(a);
   EXPECT_TRUE(fResponder->WaitUntilFreed(questionA));
   fResponder->TellService(QuestionFor("c"), "c.local", 80, {});
-  EXPECT_EQ("resolve 0 7 0 c._http._tcp.local. c.local. 80 <0>", Next(c));
+  EXPECT_EQ(Next(c), "resolve 0 7 0 c._http._tcp.local. c.local. 80 <0>");
   Release(c);
   fResponder->TellRecord(QuestionFor("d.local."), "ItemNew", kAddress);
-  EXPECT_EQ("address 2 7 0 d.local. 10.0.0.1 0", Next(d));
+  EXPECT_EQ(Next(d), "address 2 7 0 d.local. 10.0.0.1 0");
 }
 
 TEST_F(SystemDNSSDTest, WhereThereIsNoRoomAServiceThatDoesNotAnswerMakesRoomForOthers) {
@@ -496,16 +496,16 @@ TEST_F(SystemDNSSDTest, WhereThereIsNoRoomAServiceThatDoesNotAnswerMakesRoomForO
   ASSERT_TRUE(Eventually([&] { return fResponder->Calls("ServiceResolverNew") == 2; }));
   fResponder->TellFailure(question, "org.freedesktop.Avahi.TimeoutError");
   fResponder->TellService(QuestionFor("Good"), "good.local", 80, {});
-  EXPECT_EQ("resolve 0 7 0 Good._http._tcp.local. good.local. 80 <0>", Next(good));
+  EXPECT_EQ(Next(good), "resolve 0 7 0 Good._http._tcp.local. good.local. 80 <0>");
   Release(good);
   fResponder->TellService(QuestionFor("Off", 1), "off.local", 80, {});
-  EXPECT_EQ("resolve 0 7 0 Off._http._tcp.local. off.local. 80 <0>", Next(off));
+  EXPECT_EQ(Next(off), "resolve 0 7 0 Off._http._tcp.local. off.local. 80 <0>");
 }
 
 TEST_F(SystemDNSSDTest, WithoutAnyRoomTheBrowseIsRefused) {
   fResponder->AllowObjects(0);
-  EXPECT_EQ(nullptr, Browse());
-  EXPECT_EQ(kDNSServiceErr_Unknown, fError);
+  EXPECT_EQ(Browse(), nullptr);
+  EXPECT_EQ(fError, kDNSServiceErr_Unknown);
 }
 
 TEST_F(SystemDNSSDTest, NobodyWaitsForAResponderThatHangs) {
@@ -518,13 +518,13 @@ TEST_F(SystemDNSSDTest, NobodyWaitsForAResponderThatHangs) {
   const DNSServiceRef late = LookUp("late.local.");
   Release(released);
   Release(unasked);
-  EXPECT_EQ(kDNSServiceErr_NoError, fDnssd.ProcessResult(late));
+  EXPECT_EQ(fDnssd.ProcessResult(late), kDNSServiceErr_NoError);
   fResponder->SetAnswering(true);  // a wait would have been for this
   fResponder->TellRecord(question, "ItemNew", kAddress);
-  EXPECT_EQ("address 2 7 0 asked.local. 10.0.0.1 0", Next(asked));
+  EXPECT_EQ(Next(asked), "address 2 7 0 asked.local. 10.0.0.1 0");
   fResponder->TellRecord(QuestionFor("late.local."), "ItemNew", kAddress);
-  EXPECT_EQ("address 2 7 0 late.local. 10.0.0.1 0", Next(late));
-  EXPECT_EQ(1, fResponder->Calls("ServiceResolverNew"));
+  EXPECT_EQ(Next(late), "address 2 7 0 late.local. 10.0.0.1 0");
+  EXPECT_EQ(fResponder->Calls("ServiceResolverNew"), 1);
 }
 
 TEST_F(SystemDNSSDTest, NothingGrowsWhileTheResponderHangs) {
@@ -537,7 +537,7 @@ TEST_F(SystemDNSSDTest, NothingGrowsWhileTheResponderHangs) {
   EXPECT_LT(Descriptors(), before + 10);
   fResponder->SetAnswering(true);
   fResponder->TellRecord(QuestionFor("held.local."), "ItemNew", kAddress);
-  EXPECT_EQ("address 2 7 0 held.local. 10.0.0.1 0", Next(held));
+  EXPECT_EQ(Next(held), "address 2 7 0 held.local. 10.0.0.1 0");
 }
 
 TEST_F(SystemDNSSDTest, TheLastReleaseDoesNotWaitForAResponderThatHangs) {
@@ -551,14 +551,14 @@ TEST_F(SystemDNSSDTest, TheLastReleaseDoesNotWaitForAResponderThatHangs) {
   ASSERT_TRUE(Eventually([&] { return fResponder->Calls("Free") == 1; }));
   while (!fRefs.empty())
     Release(fRefs.back());  // a wait would be for 25 seconds and longer than the test's time
-  EXPECT_EQ(1U, SystemDNSSD::AbandonedThreads());
+  EXPECT_EQ(fDnssd.AbandonedThreads(), 1U);
   // The next ones do not wait for it either, but for the responder.
   const DNSServiceRef next = Resolve("next");
   fResponder->SetAnswering(true);
-  EXPECT_TRUE(Eventually([] { return SystemDNSSD::AbandonedThreads() == 0; }));
+  EXPECT_TRUE(Eventually([this] { return fDnssd.AbandonedThreads() == 0; }));
   fResponder->TellService(QuestionFor("next"), "next.local", 80, {});
-  EXPECT_EQ("resolve 0 7 0 next._http._tcp.local. next.local. 80 <0>", Next(next));
-  EXPECT_EQ(1, fResponder->Calls("Free"));  // what was left went with the connection
+  EXPECT_EQ(Next(next), "resolve 0 7 0 next._http._tcp.local. next.local. 80 <0>");
+  EXPECT_EQ(fResponder->Calls("Free"), 1);  // what was left went with the connection
 }
 
 TEST_F(SystemDNSSDTest, WithoutDescriptorsNothingIsBegun) {
@@ -566,8 +566,8 @@ TEST_F(SystemDNSSDTest, WithoutDescriptorsNothingIsBegun) {
   ::getrlimit(RLIMIT_NOFILE, &before);
   const rlimit none{0, before.rlim_max};
   ::setrlimit(RLIMIT_NOFILE, &none);
-  EXPECT_EQ(nullptr, Resolve("Desk"));
-  EXPECT_EQ(kDNSServiceErr_NoMemory, fError);
+  EXPECT_EQ(Resolve("Desk"), nullptr);
+  EXPECT_EQ(fError, kDNSServiceErr_NoMemory);
   ::setrlimit(RLIMIT_NOFILE, &before);
   Resolve("Desk");
   QuestionFor("Desk");
@@ -575,11 +575,11 @@ TEST_F(SystemDNSSDTest, WithoutDescriptorsNothingIsBegun) {
 
 TEST_F(SystemDNSSDTest, WithoutThreadsNothingIsBegun) {
   {
-    const testing::NoThreadsToBeHad none;
-    EXPECT_EQ(nullptr, Browse());
-    EXPECT_EQ(kDNSServiceErr_NoMemory, fError);
+    const testing::NoThreadsLeft none;
+    EXPECT_EQ(Browse(), nullptr);
+    EXPECT_EQ(fError, kDNSServiceErr_NoMemory);
   }
-  EXPECT_NE(nullptr, Browse());
+  EXPECT_NE(Browse(), nullptr);
 }
 
 TEST_F(SystemDNSSDTest, WithoutMemoryNothingIsBegun) {
@@ -596,8 +596,8 @@ TEST_F(SystemDNSSDTest, WithoutMemoryNothingIsBegun) {
       }
       hasFailed = failing.HasFailed();
     }
-    EXPECT_EQ(hasFailed, hasThrown) << nth;
-    EXPECT_EQ(hasThrown, ref == nullptr) << nth;
+    EXPECT_EQ(hasThrown, hasFailed) << nth;
+    EXPECT_EQ(ref == nullptr, hasThrown) << nth;
     if (ref == nullptr) continue;
     fRefs.push_back(ref);
     QuestionFor("a service of no short name");

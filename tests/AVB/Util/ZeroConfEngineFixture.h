@@ -12,18 +12,19 @@
 #include <vector>
 
 #include "AVB/Util/ZeroConf.h"
-#include "foundation/PollRunLoop.h"
+#include "foundation/Clock.h"
+#include "foundation/RunLoop.h"
 #include "tests/AVB/Util/ScriptedDNSSD.h"
 
-namespace vorn::test {
+namespace vorn::testing {
 
-inline std::atomic<std::chrono::steady_clock::rep> gNow{0};
+inline std::atomic<Clock::rep> gNow{0};
 
-inline std::chrono::steady_clock::time_point FakeNow() {
-  return std::chrono::steady_clock::time_point(std::chrono::steady_clock::duration(gNow));
+inline Clock::time_point FakeNow() {
+  return Clock::time_point(Clock::duration(gNow));
 }
 
-inline void Advance(std::chrono::steady_clock::duration time) {
+inline void Advance(Clock::duration time) {
   gNow += time.count();
 }
 
@@ -58,16 +59,14 @@ class ZeroConfEngineTest : public ::testing::Test {
 
   void SetUp() override { MakeEngine(FakeNow); }
 
-  void MakeEngine(ZeroConfEngine::Clock clock) {
-    fEngine = std::make_unique<ZeroConfEngine>(fItem, fDnssd, clock);
-  }
+  void MakeEngine(Now now) { fEngine = std::make_unique<ZeroConfEngine>(fItem, fDnssd, std::move(now)); }
 
-  void Browse() { ASSERT_EQ(0, fEngine->BrowseForService("_http._tcp")); }
+  void Browse() { ASSERT_EQ(fEngine->BrowseForService("_http._tcp"), 0); }
 
   // The names of the resolved services.
   std::vector<std::string> Names() {
     std::vector<ZeroConfEngine::ServiceInfo> services;
-    EXPECT_EQ(0, fEngine->GetResolvedServices(services));
+    EXPECT_EQ(fEngine->GetResolvedServices(services), 0);
     std::vector<std::string> names;
     for (const auto& service : services) names.push_back(service.name);
     return names;
@@ -105,4 +104,4 @@ class ZeroConfEngineTest : public ::testing::Test {
   std::unique_ptr<ZeroConfEngine> fEngine;
 };
 
-}  // namespace vorn::test
+}  // namespace vorn::testing

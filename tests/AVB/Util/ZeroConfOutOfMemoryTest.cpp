@@ -24,7 +24,6 @@
 namespace vorn {
 namespace {
 
-using std::chrono::steady_clock;
 using testing::Eventually;
 using ::testing::IsEmpty;
 using ::testing::UnorderedElementsAreArray;
@@ -37,14 +36,14 @@ std::atomic<bool> gFailed{false};  // whether an allocation failed in between
 // The engine looks at the clock once a cycle while somebody waits for a place,
 // before it decides who gives way: a moment of its own thread to fail from. In
 // that cycle alone everybody has had his time.
-steady_clock::time_point FailingNow() {
+Clock::time_point FailingNow() {
   thread_local std::optional<testing::FailingAllocation> failing;
   if (failing) {
     gFailed = failing->HasFailed();
     failing.reset();
     gTried = true;
   }
-  const steady_clock::time_point now{gPassed.load()};
+  const Clock::time_point now{gPassed.load()};
   const int nth = gFailNext.exchange(0);
   if (nth == 0) return now;
   failing.emplace(nth);
@@ -56,7 +55,7 @@ steady_clock::time_point FailingNow() {
 class Network {
  public:
   explicit Network(int instances = 0, bool withTime = false) {
-    EXPECT_EQ(0, fEngine.BrowseForService("_http._tcp"));
+    EXPECT_EQ(fEngine.BrowseForService("_http._tcp"), 0);
     for (int i = 0; i < instances; ++i) {
       fNames.push_back("u" + std::to_string(i));
       fDnssd.ReplyAdd(fNames.back());
@@ -67,7 +66,7 @@ class Network {
     EXPECT_TRUE(fDnssd.WaitUntilIdle());
   }
 
-  test::ScriptedDNSSD& Dnssd() { return fDnssd; }
+  testing::ScriptedDNSSD& Dnssd() { return fDnssd; }
   [[nodiscard]] const std::vector<std::string>& Names() const { return fNames; }
 
   void Answer(const std::string& name) {
@@ -104,7 +103,7 @@ class Network {
   struct Loop : WorkLoop {};
   Loop fLoop;
   CppWorkItem fItem{&fLoop, [] { return true; }};
-  test::ScriptedDNSSD fDnssd;
+  testing::ScriptedDNSSD fDnssd;
   std::vector<std::string> fNames;
   ZeroConfEngine fEngine{fItem, fDnssd, FailingNow};
 };
@@ -157,7 +156,7 @@ class ZeroConfOutOfMemory : public ::testing::Test {
         EXPECT_TRUE(network.Dnssd().WaitUntilIdle());
         expected.push_back("late");
       } else {
-        EXPECT_EQ("ERROR: exception in BrowseCallback (ZeroConf.cpp:332 )\n", logged);
+        EXPECT_EQ(logged, "ERROR: exception in BrowseCallback (ZeroConf.cpp:332 )\n");
         EXPECT_FALSE(network.RemovingChanges("late"));  // nothing of it is left
       }
       EXPECT_THAT(network.Resolved(), UnorderedElementsAreArray(expected)) << nth;
@@ -175,7 +174,7 @@ class ZeroConfOutOfMemory : public ::testing::Test {
 
 TEST_F(ZeroConfOutOfMemory, AnExceptionInLookingUpTheAddressIsLoggedAndSurvived) {
   Network network;
-  test::ScriptedDNSSD& dnssd = network.Dnssd();
+  testing::ScriptedDNSSD& dnssd = network.Dnssd();
   dnssd.ReplyAdd("a");
   dnssd.ReplyResolve("a", "a.local.");
   dnssd.ReplyWith("address a.local.", [&](DNSServiceRef ref, void* context) {
@@ -187,7 +186,7 @@ TEST_F(ZeroConfOutOfMemory, AnExceptionInLookingUpTheAddressIsLoggedAndSurvived)
     EXPECT_TRUE(failing.HasFailed());
   });
   ASSERT_TRUE(dnssd.WaitUntilIdle());
-  EXPECT_EQ("ERROR: exception in GetAddrInfoCallback (ZeroConf.cpp:516 )\n", Logged());
+  EXPECT_EQ(Logged(), "ERROR: exception in GetAddrInfoCallback (ZeroConf.cpp:516 )\n");
 
   dnssd.ReplyAdd("b");
   network.Answer("b");
@@ -245,7 +244,7 @@ class AddressLibrary final : public DNSSD {
   void Tell(const char* text) {
     sockaddr_in address{};
     address.sin_family = AF_INET;
-    ASSERT_EQ(1, inet_pton(AF_INET, text, &address.sin_addr));
+    ASSERT_EQ(inet_pton(AF_INET, text, &address.sin_addr), 1);
     fCallback(Ref(), kDNSServiceFlagsAdd, 2, kDNSServiceErr_NoError, "desk.local.",
               reinterpret_cast<const sockaddr*>(&address), 0, fContext);
   }
@@ -260,8 +259,8 @@ class AddressLibrary final : public DNSSD {
   void* fContext = nullptr;
 };
 
-steady_clock::time_point PassedNow() {
-  return steady_clock::time_point(gPassed.load());
+Clock::time_point PassedNow() {
+  return Clock::time_point(gPassed.load());
 }
 
 TEST(FollowedHostsOutOfMemoryTest, AddressThatFoundNoMemoryIsToldByAFreshLookUp) {

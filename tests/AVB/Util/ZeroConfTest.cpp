@@ -13,18 +13,18 @@
 #include "foundation/Log.h"
 #include "tests/AVB/Util/ZeroConfEngineFixture.h"
 #include "tests/support/Eventually.h"
-#include "tests/support/NoThreadsToBeHad.h"
+#include "tests/support/Threads.h"
 
 namespace vorn {
 namespace {
 
-using test::Gate;
-using test::TxtBytes;
-using test::ZeroConfEngineTest;
 using ::testing::ElementsAre;
 using testing::Eventually;
+using testing::Gate;
 using ::testing::IsEmpty;
 using ::testing::SizeIs;
+using testing::TxtBytes;
+using testing::ZeroConfEngineTest;
 
 TEST_F(ZeroConfEngineTest, ListsAServiceOnceItsAddressIsKnown) {
   Browse();
@@ -36,18 +36,18 @@ TEST_F(ZeroConfEngineTest, ListsAServiceOnceItsAddressIsKnown) {
   ASSERT_TRUE(fDnssd.WaitUntilIdle());
 
   const auto service = OnlyService();
-  EXPECT_EQ("Studio A", service.name);
-  EXPECT_EQ("_http._tcp.", service.type);
-  EXPECT_EQ("local.", service.domain);
-  EXPECT_EQ("Studio A._http._tcp.local.", service.fullName);
-  EXPECT_EQ("studio-a.local", service.host);
-  EXPECT_EQ("192.168.1.20", service.address);
-  EXPECT_EQ(8080, service.port);
+  EXPECT_EQ(service.name, "Studio A");
+  EXPECT_EQ(service.type, "_http._tcp.");
+  EXPECT_EQ(service.domain, "local.");
+  EXPECT_EQ(service.fullName, "Studio A._http._tcp.local.");
+  EXPECT_EQ(service.host, "studio-a.local");
+  EXPECT_EQ(service.address, "192.168.1.20");
+  EXPECT_EQ(service.port, 8080);
   ASSERT_THAT(service.txt, SizeIs(2));
-  EXPECT_EQ("uid", service.txt[0].key);
-  EXPECT_EQ("1", service.txt[0].value);
-  EXPECT_EQ("flag", service.txt[1].key);
-  EXPECT_EQ("", service.txt[1].value);
+  EXPECT_EQ(service.txt[0].key, "uid");
+  EXPECT_EQ(service.txt[0].value, "1");
+  EXPECT_EQ(service.txt[1].key, "flag");
+  EXPECT_EQ(service.txt[1].value, "");
   EXPECT_TRUE(fEngine->TestAndClearModified());
   EXPECT_TRUE(ClientWoken());
 }
@@ -68,7 +68,7 @@ TEST_F(ZeroConfEngineTest, WritesAddressesWithoutLeadingZeros) {
   fDnssd.ReplyResolve("a", "a.local.");
   fDnssd.ReplyAddress("a.local.", "10.0.255.1");
   ASSERT_TRUE(fDnssd.WaitUntilIdle());
-  EXPECT_EQ("10.0.255.1", OnlyService().address);
+  EXPECT_EQ(OnlyService().address, "10.0.255.1");
 }
 
 TEST_F(ZeroConfEngineTest, AddingAnInstanceWakesNobody) {
@@ -152,23 +152,23 @@ TEST_F(ZeroConfEngineTest, NullStringsAreEmptyOnes) {
   fDnssd.ReplyAddress("");
   ASSERT_TRUE(fDnssd.WaitUntilIdle());
   const auto service = OnlyService();
-  EXPECT_EQ("", service.name + service.type + service.domain + service.fullName + service.host);
+  EXPECT_EQ(service.name + service.type + service.domain + service.fullName + service.host, "");
   fDnssd.ReplyBrowse(0, nullptr);
   ASSERT_TRUE(fDnssd.WaitUntilIdle());
   EXPECT_THAT(Names(), IsEmpty());
 }
 
 TEST_F(ZeroConfEngineTest, TrimsTheDotOfLocalHostsOnlyAndTheLastOfSixCharacters) {
-  EXPECT_EQ("box.local", TrimLocalHost("box.local."));
-  EXPECT_EQ("box.local", TrimLocalHost("box.local"));
-  EXPECT_EQ("box.example.", TrimLocalHost("box.example."));
-  EXPECT_EQ("a.local.b.", TrimLocalHost("a.local.b."));
-  EXPECT_EQ("a.local.b.local", TrimLocalHost("a.local.b.local."));
-  EXPECT_EQ("abcde", TrimLocalHost("abcdef"));
-  EXPECT_EQ("abcdefg", TrimLocalHost("abcdefg"));
-  EXPECT_EQ("abcde", TrimLocalHost("abcde"));
-  EXPECT_EQ(".local", TrimLocalHost(".local."));
-  EXPECT_EQ("", TrimLocalHost(""));
+  EXPECT_EQ(TrimLocalHost("box.local."), "box.local");
+  EXPECT_EQ(TrimLocalHost("box.local"), "box.local");
+  EXPECT_EQ(TrimLocalHost("box.example."), "box.example.");
+  EXPECT_EQ(TrimLocalHost("a.local.b."), "a.local.b.");
+  EXPECT_EQ(TrimLocalHost("a.local.b.local."), "a.local.b.local");
+  EXPECT_EQ(TrimLocalHost("abcdef"), "abcde");
+  EXPECT_EQ(TrimLocalHost("abcdefg"), "abcdefg");
+  EXPECT_EQ(TrimLocalHost("abcde"), "abcde");
+  EXPECT_EQ(TrimLocalHost(".local."), ".local");
+  EXPECT_EQ(TrimLocalHost(""), "");
 }
 
 TEST_F(ZeroConfEngineTest, LooksUpTheHostExactlyAsReceived) {
@@ -178,7 +178,7 @@ TEST_F(ZeroConfEngineTest, LooksUpTheHostExactlyAsReceived) {
   ASSERT_TRUE(fDnssd.WaitForBegun("address abcdef"));
   fDnssd.ReplyAddress("abcdef");
   ASSERT_TRUE(fDnssd.WaitUntilIdle());
-  EXPECT_EQ("abcde", OnlyService().host);
+  EXPECT_EQ(OnlyService().host, "abcde");
 }
 
 TEST_F(ZeroConfEngineTest, ARemovalOfAnUnknownNameChangesNothing) {
@@ -200,7 +200,7 @@ TEST_F(ZeroConfEngineTest, ARemovalDropsTheFirstRecordOfTheNameOnly) {
   EXPECT_THAT(Names(), ElementsAre("a", "a"));
   fDnssd.ReplyRemove("a");
   ASSERT_TRUE(fDnssd.WaitUntilIdle());
-  EXPECT_EQ("two.local", OnlyService().host);
+  EXPECT_EQ(OnlyService().host, "two.local");
   EXPECT_TRUE(fEngine->TestAndClearModified());
   EXPECT_TRUE(ClientWoken());
 }
@@ -263,7 +263,7 @@ TEST_F(ZeroConfEngineTest, OperationsAreOneShot) {
   fDnssd.Release();
   fDnssd.ReplyAddress("a.local.", "10.0.0.1");
   ASSERT_TRUE(fDnssd.WaitForReleased("address a.local."));
-  EXPECT_EQ(80, OnlyService().port);
+  EXPECT_EQ(OnlyService().port, 80);
   EXPECT_THAT(fDnssd.Begun(), ElementsAre("browse", "resolve a", "address a.local."));
   EXPECT_THAT(fDnssd.Released(), ElementsAre("resolve a", "address a.local."));
 }
@@ -310,7 +310,7 @@ TEST_F(ZeroConfEngineTest, TheServiceThreadTakesNoSignals) {
   fDnssd.ReplyWith("browse", [&](DNSServiceRef, void*) { pthread_sigmask(SIG_SETMASK, nullptr, &mask); });
   ASSERT_TRUE(fDnssd.WaitUntilIdle());
   for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGCHLD, SIGUSR1}) {
-    EXPECT_EQ(1, sigismember(&mask, signal)) << signal;
+    EXPECT_EQ(sigismember(&mask, signal), 1) << signal;
   }
 }
 
@@ -414,10 +414,10 @@ TEST_F(ZeroConfEngineTest, AnInterruptedWaitGoesOn) {
   struct sigaction count {};
   count.sa_handler = [](int) { ++gSignalsTaken; };
   struct sigaction before {};
-  ASSERT_EQ(0, ::sigaction(SIGUSR1, &count, &before));
+  ASSERT_EQ(::sigaction(SIGUSR1, &count, &before), 0);
   gSignalsTaken = 0;
   for (int i = 1; i <= 50; ++i) {  // one of them at least inside the wait, where the thread spends its time
-    ASSERT_EQ(0, pthread_kill(thread, SIGUSR1));
+    ASSERT_EQ(pthread_kill(thread, SIGUSR1), 0);
     ASSERT_TRUE(Eventually([&] { return gSignalsTaken == i; }));
   }
   ResolveFully("a", "a.local.");
@@ -428,14 +428,14 @@ TEST_F(ZeroConfEngineTest, AnInterruptedWaitGoesOn) {
 }
 
 TEST_F(ZeroConfEngineTest, ABrowseThatFailsStartsNoThread) {
-  const testing::NoThreadsToBeHad none;  // starting one would throw
+  const testing::NoThreadsLeft none;  // starting one would throw
   fDnssd.browseError = kDNSServiceErr_Unknown;
-  EXPECT_EQ(3, fEngine->BrowseForService("_http._tcp"));
+  EXPECT_EQ(fEngine->BrowseForService("_http._tcp"), 3);
   EXPECT_TRUE(fEngine->HasFailed());
-  MakeEngine(test::FakeNow);
+  MakeEngine(testing::FakeNow);
   fDnssd.browseError = kDNSServiceErr_NoError;
   fDnssd.browseGivesReference = false;
-  EXPECT_EQ(0, fEngine->BrowseForService("_http._tcp"));
+  EXPECT_EQ(fEngine->BrowseForService("_http._tcp"), 0);
   EXPECT_TRUE(fEngine->HasFailed());
   EXPECT_THAT(Names(), IsEmpty());
 }
@@ -443,17 +443,17 @@ TEST_F(ZeroConfEngineTest, ABrowseThatFailsStartsNoThread) {
 TEST_F(ZeroConfEngineTest, ASecondBrowseThatFailsLeavesTheFirstAlone) {
   Browse();
   fDnssd.browseError = kDNSServiceErr_Unknown;
-  EXPECT_EQ(3, fEngine->BrowseForService("_http._tcp"));
+  EXPECT_EQ(fEngine->BrowseForService("_http._tcp"), 3);
   fDnssd.browseError = kDNSServiceErr_NoError;
   fDnssd.browseGivesReference = false;
-  EXPECT_EQ(0, fEngine->BrowseForService("_http._tcp"));
+  EXPECT_EQ(fEngine->BrowseForService("_http._tcp"), 0);
   ResolveFully("a", "a.local.");
   EXPECT_THAT(Names(), ElementsAre("a"));
 }
 
 TEST_F(ZeroConfEngineTest, AThreadThatCannotBeStartedIsAnErrorAndTheBrowseIsReleased) {
   {
-    const testing::NoThreadsToBeHad none;
+    const testing::NoThreadsLeft none;
     try {
       fEngine->BrowseForService("_http._tcp");
       FAIL() << "a thread was to be had";
@@ -486,16 +486,16 @@ TEST_F(ZeroConfEngineTest, CallbacksWithoutContextDoNothing) {
 
 TEST_F(ZeroConfEngineTest, ServesSocketsBeyondTheReachOfSelect) {
   rlimit before{};
-  ASSERT_EQ(0, ::getrlimit(RLIMIT_NOFILE, &before));
+  ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &before), 0);
   ASSERT_GT(before.rlim_max, 1100U) << "more descriptors are needed than may be opened here (ulimit -Hn)";
   const rlimit raised{std::max<rlim_t>(before.rlim_cur, 1101), before.rlim_max};
-  ASSERT_EQ(0, ::setrlimit(RLIMIT_NOFILE, &raised));
+  ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &raised), 0);
   fDnssd.lowestSocket = 1030;
   Browse();
   ResolveFully("a", "a.local.");
   EXPECT_THAT(Names(), ElementsAre("a"));
   fEngine.reset();
-  EXPECT_EQ(0, ::setrlimit(RLIMIT_NOFILE, &before));
+  EXPECT_EQ(::setrlimit(RLIMIT_NOFILE, &before), 0);
 }
 
 class ZeroConfEngineLogTest : public ZeroConfEngineTest {
@@ -524,7 +524,7 @@ TEST_F(ZeroConfEngineLogTest, AnExceptionInBrowsingIsLoggedAndSurvived) {
   Browse();
   fDnssd.ReplyAdd("bad");
   ASSERT_TRUE(fDnssd.WaitUntilIdle());
-  EXPECT_STREQ("ERROR: exception in BrowseCallback (ZeroConf.cpp:332 )\n", fText);
+  EXPECT_STREQ(fText, "ERROR: exception in BrowseCallback (ZeroConf.cpp:332 )\n");
   ResolveFully("good", "good.local.");
   EXPECT_THAT(Names(), ElementsAre("good"));
 }
@@ -538,7 +538,7 @@ TEST_F(ZeroConfEngineLogTest, AnExceptionInResolvingIsLoggedAndSurvived) {
   fDnssd.ReplyAdd("bad");
   fDnssd.ReplyResolve("bad", "bad.local.");
   ASSERT_TRUE(fDnssd.WaitUntilIdle());
-  EXPECT_STREQ("ERROR: exception in ResolveCallback (ZeroConf.cpp:413 )\n", fText);
+  EXPECT_STREQ(fText, "ERROR: exception in ResolveCallback (ZeroConf.cpp:413 )\n");
   ResolveFully("good", "good.local.");
   EXPECT_THAT(Names(), ElementsAre("good"));
 }
@@ -550,7 +550,7 @@ TEST_F(ZeroConfEngineLogTest, NothingIsLoggedAboveTheThreshold) {
   fDnssd.ReplyAdd("bad");
   ASSERT_TRUE(fDnssd.WaitUntilIdle());
   std::fflush(Log::details::gFile);
-  EXPECT_EQ(0U, fSize);
+  EXPECT_EQ(fSize, 0U);
 }
 
 }  // namespace

@@ -1,12 +1,10 @@
 #include "platform/linux/dispatch/WorkerPool.h"
 
-#include <pthread.h>
-
 #include <exception>
 #include <utility>
 
-#include "foundation/AllSignalsBlocked.h"
 #include "foundation/Console.h"
+#include "foundation/Thread.h"
 #include "platform/linux/dispatch/GuardedJob.h"
 
 namespace vorn {
@@ -46,13 +44,12 @@ void WorkerPool::Post(std::function<void()> job) {
 }
 
 bool WorkerPool::StartThread() noexcept {
-  const AllSignalsBlocked blocked;
   try {
-    fThreads.emplace_back([this] { Work(); });
+    fThreads.reserve(fThreads.size() + 1);  // before there is a thread to put there
+    fThreads.push_back(vorn::StartThread(fName.c_str(), [this] { Work(); }));
   } catch (const std::exception&) {  // neither a thread nor the memory for one
     return false;
   }
-  ::pthread_setname_np(fThreads.back().native_handle(), fName.c_str());
   return true;
 }
 

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <utility>
 
-#include "foundation/ASCII.h"
+#include "foundation/Strings.h"
 
 namespace vorn {
 namespace {

@@ -6,7 +6,7 @@
 #include <string_view>
 
 #include "foundation/SafeText.h"
-#include "foundation/UTF8Text.h"
+#include "foundation/Strings.h"
 
 namespace vorn {
 namespace {

@@ -4,8 +4,7 @@
 #include <cstdint>
 #include <utility>
 
-#include "foundation/ASCII.h"
-#include "foundation/Hex.h"
+#include "foundation/Strings.h"
 #include "platform/linux/settings/SettingsKey.h"
 
 namespace vorn {

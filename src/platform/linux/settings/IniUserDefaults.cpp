@@ -7,8 +7,8 @@
 #include <unordered_map>
 #include <utility>
 
-#include "foundation/ASCII.h"
 #include "foundation/Console.h"
+#include "foundation/Strings.h"
 #include "platform/linux/dispatch/GuardedJob.h"
 #include "platform/linux/files/UserFolders.h"
 #include "platform/linux/settings/SettingsFile.h"

@@ -1,6 +1,6 @@
 #include "platform/linux/settings/SettingsKey.h"
 
-#include "foundation/Hex.h"
+#include "foundation/Strings.h"
 
 namespace vorn {
 namespace {

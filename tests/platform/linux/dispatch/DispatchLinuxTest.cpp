@@ -9,7 +9,7 @@
 #include <thread>
 #include <vector>
 
-#include "foundation/PollRunLoop.h"
+#include "foundation/RunLoop.h"
 #include "platform/linux/dispatch/DispatchLinux.h"
 #include "tests/foundation/LogCapture.h"
 #include "tests/support/OpenDescriptors.h"

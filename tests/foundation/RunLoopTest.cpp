@@ -1,5 +1,4 @@
 #include <gtest/gtest.h>
-#include <sys/eventfd.h>
 
 #include <chrono>
 #include <limits>
@@ -8,28 +7,15 @@
 #include <thread>
 #include <vector>
 
-#include "foundation/PollRunLoop.h"
+#include "foundation/RunLoop.h"
 #include "tests/support/Eventually.h"
+#include "tests/support/Threads.h"
 
 namespace vorn {
 namespace {
 
 using std::chrono::milliseconds;
 using testing::kGenerousDeadline;
-
-// A descriptor that is readable once it was signalled.
-class Signal {
- public:
-  void Set() { ::eventfd_write(fDescriptor.Get(), 1); }
-  void Clear() {
-    eventfd_t value = 0;
-    ::eventfd_read(fDescriptor.Get(), &value);
-  }
-  [[nodiscard]] int Descriptor() const { return fDescriptor.Get(); }
-
- private:
-  FileDescriptor fDescriptor{::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)};
-};
 
 TEST(RunLoopTest, ThreadGetsAPollRunLoopOfItsOwn) {
   const auto here = RunLoop::Current();
@@ -57,7 +43,7 @@ TEST(RunLoopTest, ThreadKeepsTheLoopItSet) {
 
 TEST(PollRunLoopTest, CallsTheHandlerOfAReadableDescriptor) {
   PollRunLoop loop;
-  Signal signal;
+  Wakeup signal;
   int calls = 0;
   loop.AddSource(signal.Descriptor(), [&] { ++calls; });
   EXPECT_FALSE(loop.RunOnce(milliseconds(0)));
@@ -68,7 +54,7 @@ TEST(PollRunLoopTest, CallsTheHandlerOfAReadableDescriptor) {
 
 TEST(PollRunLoopTest, CallsAgainAsLongAsTheDescriptorStaysReadable) {
   PollRunLoop loop;
-  Signal signal;
+  Wakeup signal;
   int calls = 0;
   loop.AddSource(signal.Descriptor(), [&] { ++calls; });
   signal.Set();
@@ -81,7 +67,7 @@ TEST(PollRunLoopTest, CallsAgainAsLongAsTheDescriptorStaysReadable) {
 
 TEST(PollRunLoopTest, RemovedSourceIsNotCalled) {
   PollRunLoop loop;
-  Signal signal;
+  Wakeup signal;
   const auto source = loop.AddSource(signal.Descriptor(), [] { FAIL() << "called after its removal"; });
   signal.Set();
   loop.RemoveSource(source);
@@ -90,7 +76,7 @@ TEST(PollRunLoopTest, RemovedSourceIsNotCalled) {
 
 TEST(PollRunLoopTest, HandlerMayRemoveItsOwnSource) {
   PollRunLoop loop;
-  Signal signal;
+  Wakeup signal;
   int calls = 0;
   RunLoop::SourceId source = 0;
   const auto witness = std::make_shared<int>(42);
@@ -106,8 +92,8 @@ TEST(PollRunLoopTest, HandlerMayRemoveItsOwnSource) {
 
 TEST(PollRunLoopTest, SourceRemovedByAnEarlierHandlerOfThePassIsNotCalled) {
   PollRunLoop loop;
-  Signal first;
-  Signal second;
+  Wakeup first;
+  Wakeup second;
   RunLoop::SourceId secondSource = 0;
   loop.AddSource(first.Descriptor(), [&] { loop.RemoveSource(secondSource); });
   secondSource = loop.AddSource(second.Descriptor(), [] { FAIL() << "called after its removal"; });
@@ -118,8 +104,8 @@ TEST(PollRunLoopTest, SourceRemovedByAnEarlierHandlerOfThePassIsNotCalled) {
 
 TEST(PollRunLoopTest, HandlerMayAddSources) {
   PollRunLoop loop;
-  Signal first;
-  Signal second;
+  Wakeup first;
+  Wakeup second;
   bool called = false;
   loop.AddSource(first.Descriptor(), [&] {
     first.Clear();
@@ -135,7 +121,7 @@ TEST(PollRunLoopTest, HandlerMayAddSources) {
 
 TEST(PollRunLoopTest, ExceptionsOfHandlersPassThroughAndLeaveTheLoopUsable) {
   PollRunLoop loop;
-  Signal signal;
+  Wakeup signal;
   bool fail = true;
   loop.AddSource(signal.Descriptor(), [&] {
     if (std::exchange(fail, false)) throw std::runtime_error("handler");
@@ -147,8 +133,8 @@ TEST(PollRunLoopTest, ExceptionsOfHandlersPassThroughAndLeaveTheLoopUsable) {
 
 TEST(PollRunLoopTest, StopEndsRunAfterTheHandlerInProgress) {
   PollRunLoop loop;
-  Signal first;
-  Signal second;
+  Wakeup first;
+  Wakeup second;
   std::vector<int> calls;
   loop.AddSource(first.Descriptor(), [&] {
     loop.Stop();
@@ -170,7 +156,7 @@ TEST(PollRunLoopTest, StopBeforeRunEndsItAtOnce) {
 TEST(PollRunLoopTest, StopFromAnotherThreadWakesRun) {
   PollRunLoop loop;
   std::atomic<bool> running{false};
-  Signal signal;
+  Wakeup signal;
   loop.AddSource(signal.Descriptor(), [&] {
     signal.Clear();
     running = true;
@@ -186,7 +172,7 @@ TEST(PollRunLoopTest, StopFromAnotherThreadWakesRun) {
 
 TEST(PollRunLoopTest, CanRunAgainAfterItWasStopped) {
   PollRunLoop loop;
-  Signal signal;
+  Wakeup signal;
   int calls = 0;
   loop.AddSource(signal.Descriptor(), [&] {
     ++calls;
@@ -201,10 +187,10 @@ TEST(PollRunLoopTest, CanRunAgainAfterItWasStopped) {
 TEST(PollRunLoopTest, AnyNegativeTimeoutWaitsWithoutLimit) {
   for (const milliseconds timeout : {milliseconds(-1), milliseconds(-(1LL << 32)), milliseconds::min()}) {
     PollRunLoop loop;
-    Signal signal;
+    Wakeup signal;
     loop.AddSource(signal.Descriptor(), [] {});
-    std::thread setter([&] {
-      std::this_thread::sleep_for(milliseconds(20));  // longer than a wait that does not wait
+    std::thread setter([&, loopsThread = testing::OwnThread()] {
+      EXPECT_TRUE(testing::Eventually([&] { return testing::IsWaiting(loopsThread); }));
       signal.Set();
     });
     EXPECT_TRUE(loop.RunOnce(timeout)) << timeout.count();
@@ -214,7 +200,7 @@ TEST(PollRunLoopTest, AnyNegativeTimeoutWaitsWithoutLimit) {
 
 TEST(PollRunLoopTest, LargestTimeoutIsNoOverflow) {
   PollRunLoop loop;
-  Signal signal;
+  Wakeup signal;
   loop.AddSource(signal.Descriptor(), [] {});
   signal.Set();
   EXPECT_TRUE(loop.RunOnce(milliseconds::max()));

@@ -1,31 +1,33 @@
-#include "foundation/AbsoluteTime.h"
+#include "foundation/Clock.h"
 
 #include <algorithm>
-#include <ctime>
 
 namespace vorn {
 namespace {
 
 constexpr double kUnixSecondsAt2001 = 978307200.0;
 
-double Read(clockid_t clock) {
-  timespec now{};
-  ::clock_gettime(clock, &now);
-  return static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec) / 1e9;
+template <typename TimePoint>
+double Seconds(TimePoint time) {
+  return std::chrono::duration<double>(time.time_since_epoch()).count();
 }
 
 // A machine without a battery-backed clock may come up before 2001; then the
 // dates count from its start, so that 0.0 is past there too.
 double Anchor() {
   static const double anchor =
-      std::max(Read(CLOCK_REALTIME) - kUnixSecondsAt2001 - Read(CLOCK_MONOTONIC), 0.0);
+      std::max(Seconds(std::chrono::system_clock::now()) - kUnixSecondsAt2001 - Seconds(Clock::now()), 0.0);
   return anchor;
 }
 
 }  // namespace
 
+AbsoluteTime AbsoluteTimeAt(Clock::time_point time) {
+  return Anchor() + Seconds(time);
+}
+
 AbsoluteTime AbsoluteTimeGetCurrent() {
-  return Anchor() + Read(CLOCK_MONOTONIC);
+  return AbsoluteTimeAt(Clock::now());
 }
 
 double MonotonicSecondsAt(AbsoluteTime date) {

@@ -3,7 +3,7 @@
 #include <cmath>
 #include <cstdlib>
 
-#include "foundation/AbsoluteTime.h"
+#include "foundation/Clock.h"
 #include "tests/foundation/ClockStandIn.h"
 
 namespace vorn {
@@ -19,7 +19,7 @@ using testing::kSecond;
 constexpr double kSecondsFrom2001To2025 = (24 * 365 + 6) * 86400.0;
 constexpr double kMicrosecond = 1e-6;
 
-class AbsoluteTimeTest : public ::testing::Test {
+class ClockTest : public ::testing::Test {
  protected:
   void SetUp() override {
     gMonotonicNanoseconds = kMonotonicAtLoad;
@@ -29,23 +29,23 @@ class AbsoluteTimeTest : public ::testing::Test {
   }
 };
 
-TEST_F(AbsoluteTimeTest, CountsSecondsSinceTheBeginOf2001) {
+TEST_F(ClockTest, CountsSecondsSinceTheBeginOf2001) {
   EXPECT_NEAR(AbsoluteTimeGetCurrent(), kSecondsFrom2001To2025, kMicrosecond);
 }
 
-TEST_F(AbsoluteTimeTest, RunsWithTheMonotonicClock) {
+TEST_F(ClockTest, RunsWithTheMonotonicClock) {
   gMonotonicNanoseconds += 2'500'000'000;
   EXPECT_NEAR(AbsoluteTimeGetCurrent(), kSecondsFrom2001To2025 + 2.5, kMicrosecond);
 }
 
-TEST_F(AbsoluteTimeTest, DoesNotJumpWhenTheWallClockIsSet) {
+TEST_F(ClockTest, DoesNotJumpWhenTheWallClockIsSet) {
   gRealtimeNanoseconds += 86'400 * kSecond;
   EXPECT_NEAR(AbsoluteTimeGetCurrent(), kSecondsFrom2001To2025, kMicrosecond);
   gRealtimeNanoseconds -= 30 * 86'400 * kSecond;
   EXPECT_NEAR(AbsoluteTimeGetCurrent(), kSecondsFrom2001To2025, kMicrosecond);
 }
 
-TEST_F(AbsoluteTimeTest, QueuedDatesKeepTheirPlaceOnTheMonotonicClockWhenTheWallClockIsSet) {
+TEST_F(ClockTest, QueuedDatesKeepTheirPlaceOnTheMonotonicClockWhenTheWallClockIsSet) {
   const AbsoluteTime inTenSeconds = AbsoluteTimeGetCurrent() + 10;
   const double before = MonotonicSecondsAt(inTenSeconds);
   EXPECT_NEAR(before, 5'010, kMicrosecond);
@@ -53,18 +53,18 @@ TEST_F(AbsoluteTimeTest, QueuedDatesKeepTheirPlaceOnTheMonotonicClockWhenTheWall
   EXPECT_EQ(MonotonicSecondsAt(inTenSeconds), before);
 }
 
-TEST_F(AbsoluteTimeTest, ZeroIsLongPast) {
+TEST_F(ClockTest, ZeroIsLongPast) {
   EXPECT_LT(MonotonicSecondsAt(0.0), 0);
 }
 
-TEST_F(AbsoluteTimeTest, NeverIsTheLargestFiniteDouble) {
+TEST_F(ClockTest, NeverIsTheLargestFiniteDouble) {
   EXPECT_TRUE(std::isfinite(kNever));
   EXPECT_EQ(AbsoluteTimeGetCurrent() + kNever, kNever);
 }
 
 // A machine without a battery-backed clock comes up in 1970. In a process of
 // its own, because the anchor is set once.
-TEST(AbsoluteTimeDeathTest, ZeroIsPastEvenWhenTheWallClockIsBehind2001) {
+TEST(ClockDeathTest, ZeroIsPastEvenWhenTheWallClockIsBehind2001) {
   GTEST_FLAG_SET(death_test_style, "threadsafe");
   EXPECT_EXIT(
       {
