@@ -4,20 +4,8 @@
 #include <sys/wait.h>
 
 #include <cerrno>
-#include <chrono>
 #include <fstream>
-#include <functional>
 #include <string>
-#include <thread>
-
-/// Waits for the condition; false when it does not come true within reason.
-inline bool Eventually(const std::function<bool()>& condition) {
-  const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(30);
-  while (!condition() && std::chrono::steady_clock::now() < end) {
-    std::this_thread::sleep_for(std::chrono::milliseconds(2));
-  }
-  return condition();
-}
 
 /// Whether the process runs; one that only waits to be reaped does not.
 inline bool IsAlive(pid_t process) {

@@ -4,7 +4,9 @@
 #include <unistd.h>
 
 #include <cstddef>
+#include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <string>
 
 namespace vorn::testing {
@@ -35,6 +37,12 @@ class NoThreadsLeft {
 /// The calling thread, as the kernel numbers it.
 [[nodiscard]] inline pid_t OwnThread() {
   return ::gettid();
+}
+
+/// How many threads this process has.
+[[nodiscard]] inline std::size_t CountThreads() {
+  const std::filesystem::directory_iterator threads("/proc/self/task");
+  return static_cast<std::size_t>(std::distance(begin(threads), end(threads)));
 }
 
 /// Whether that thread of this process waits for something: a descriptor, a

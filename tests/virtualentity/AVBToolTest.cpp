@@ -13,6 +13,7 @@
 #include "foundation/RunLoop.h"
 #include "platform/linux/dispatch/DispatchLinux.h"
 #include "platform/linux/processes/ChildProcessLauncherLinux.h"
+#include "tests/support/Eventually.h"
 #include "tests/support/OpenDescriptors.h"
 #include "tests/support/Processes.h"
 #include "tests/support/TemporaryFolder.h"
@@ -22,6 +23,7 @@
 namespace {
 
 using namespace std::chrono_literals;
+using vorn::testing::Eventually;
 using Clock = std::chrono::steady_clock;
 using testing::ElementsAre;
 using testing::IsEmpty;

@@ -7,6 +7,7 @@
 #include <type_traits>
 #include <utility>
 
+#include "tests/support/Eventually.h"
 #include "tests/virtualentity/Scripted.h"
 #include "virtualentity/MacVirtualEntity.h"
 
@@ -18,6 +19,7 @@ using testing::IsEmpty;
 using vorn::ChildOutput;
 using vorn::MenuDescription;
 using vorn::MenuItemDescription;
+using vorn::testing::Eventually;
 using Answer = vorn::AVBCapability::Answer;
 using Items = std::vector<MenuDescription::Item>;
 using Priority = vorn::Dispatch::Priority;
@@ -68,10 +70,7 @@ class MacVirtualEntityTest : public testing::Test {
   std::future<bool> Ask() {
     const auto before = fDispatch.Priorities().size();
     auto answer = std::async(std::launch::async, [this] { return fEntity->EnumerateAVBInterfaces(); });
-    const auto end = std::chrono::steady_clock::now() + 20s;
-    while (fDispatch.Priorities().size() < before + 2 && std::chrono::steady_clock::now() < end) {
-      std::this_thread::sleep_for(1ms);
-    }
+    EXPECT_TRUE(Eventually([&] { return fDispatch.Priorities().size() == before + 2; }));
     return answer;
   }
 
@@ -328,11 +327,7 @@ TEST_F(MacVirtualEntityTest, RunsTogglesBesideEachOtherAndLeavesThemRunningAtIts
   ScriptedMenuItem second("Stage:en5", true);
   fEntity->EnableDisableVirtualAudio(&first);
   fEntity->EnableDisableVirtualAudio(&second);
-  const auto end = std::chrono::steady_clock::now() + 20s;
-  while (fLauncher.Requests().size() < 2 && std::chrono::steady_clock::now() < end) {
-    std::this_thread::sleep_for(1ms);
-  }
-  EXPECT_EQ(fLauncher.Requests().size(), 2U);
+  EXPECT_TRUE(Eventually([&] { return fLauncher.Requests().size() == 2; }));
   EXPECT_EQ(fLauncher.fReleased, 0);
   fEntity.reset();
   EXPECT_EQ(fLauncher.fReleased, 2);
@@ -347,10 +342,7 @@ TEST_F(MacVirtualEntityTest, EndsAnEnumerationAtOnceWhenListingsAreStopped) {
     fLauncher.fHang = hang;
     const auto requests = fLauncher.Requests().size();
     auto listing = std::async(std::launch::async, [&] { return fEntity->EnumerateAVBInterfaces(); });
-    const auto end = std::chrono::steady_clock::now() + 20s;
-    while (fLauncher.Requests().size() == requests && std::chrono::steady_clock::now() < end) {
-      std::this_thread::sleep_for(1ms);
-    }
+    EXPECT_TRUE(Eventually([&] { return fLauncher.Requests().size() == requests + 1; }));
     fEntity->StopListings();
     EXPECT_FALSE(listing.get());
     EXPECT_FALSE(fEntity->EnumerateAVBInterfaces());  // nor does a later one take its time

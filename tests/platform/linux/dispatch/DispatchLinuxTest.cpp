@@ -9,15 +9,19 @@
 #include <thread>
 #include <vector>
 
+#include "foundation/Clock.h"
 #include "foundation/RunLoop.h"
 #include "platform/linux/dispatch/DispatchLinux.h"
 #include "tests/foundation/LogCapture.h"
+#include "tests/support/Eventually.h"
 #include "tests/support/OpenDescriptors.h"
+#include "tests/support/Threads.h"
 
 namespace {
 
 using namespace std::chrono_literals;
 using vorn::Dispatch;
+using vorn::testing::Eventually;
 
 constexpr auto kDeadline = 20s;
 
@@ -25,8 +29,8 @@ class DispatchLinuxTest : public testing::Test {
  protected:
   // Serves the loop until the condition holds; false when that takes too long.
   bool ServeUntil(const std::function<bool()>& condition) {
-    const auto end = std::chrono::steady_clock::now() + kDeadline;
-    while (!condition() && std::chrono::steady_clock::now() < end) fLoop->RunOnce(10ms);
+    const auto end = vorn::Clock::now() + kDeadline;
+    while (!condition() && vorn::Clock::now() < end) fLoop->RunOnce(10ms);
     return condition();
   }
 
@@ -148,34 +152,33 @@ TEST_F(DispatchLinuxTest, RunsHighWorkWhileEveryDefaultThreadWaitsForIt) {
 }
 
 TEST_F(DispatchLinuxTest, NeverUsesMoreThreadsThanItsLimit) {
-  std::atomic<std::size_t> running{0};
-  std::atomic<std::size_t> most{0};
+  const std::size_t before = vorn::testing::CountThreads();
   std::atomic<std::size_t> done{0};
+  std::promise<void> release;
+  const auto released = release.get_future().share();
   constexpr std::size_t kJobs = 4 * vorn::DispatchLinux::kThreadLimit;
   for (std::size_t i = 0; i < kJobs; ++i) {
-    fDispatch->AsyncBackground(Dispatch::Priority::kDefault, [&] {
-      const std::size_t now = ++running;
-      std::size_t before = most;
-      while (before < now && !most.compare_exchange_weak(before, now)) continue;
-      std::this_thread::sleep_for(2ms);
-      --running;
+    fDispatch->AsyncBackground(Dispatch::Priority::kDefault, [&done, released] {
+      released.wait();
       ++done;
     });
   }
+  EXPECT_EQ(vorn::testing::CountThreads() - before, vorn::DispatchLinux::kThreadLimit);
+  release.set_value();
   EXPECT_TRUE(ServeUntil([&] { return done == kJobs; }));
-  EXPECT_LE(most, vorn::DispatchLinux::kThreadLimit);
-  EXPECT_GT(most, 1U);
 }
 
 TEST_F(DispatchLinuxTest, EndsAfterTheJobsThatHaveBegunAndWithoutTheOthers) {
   std::promise<void> begun;
-  std::atomic<bool> ended{false};
-  fDispatch->AsyncBackground(Dispatch::Priority::kHigh, [&] {
+  std::atomic<bool> ending{false};
+  bool ended = false;
+  fDispatch->AsyncBackground(Dispatch::Priority::kHigh, [&, endingThread = vorn::testing::OwnThread()] {
     begun.set_value();
-    std::this_thread::sleep_for(50ms);
+    EXPECT_TRUE(Eventually([&] { return ending && vorn::testing::IsWaiting(endingThread); }));
     ended = true;
   });
   begun.get_future().wait();
+  ending = true;
   fDispatch.reset();
   EXPECT_TRUE(ended);
 }

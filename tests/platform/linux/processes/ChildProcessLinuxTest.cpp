@@ -11,6 +11,7 @@
 #include <thread>
 
 #include "platform/linux/processes/ChildProcessLauncherLinux.h"
+#include "tests/support/Eventually.h"
 #include "tests/support/OpenDescriptors.h"
 #include "tests/support/Processes.h"
 #include "tests/support/TemporaryFolder.h"
@@ -18,6 +19,7 @@
 namespace {
 
 using namespace std::chrono_literals;
+using vorn::testing::Eventually;
 using Clock = std::chrono::steady_clock;
 using vorn::ChildOutput;
 using vorn::ChildProcess;
