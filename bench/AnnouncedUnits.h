@@ -28,6 +28,7 @@ class AnnouncedUnits final : public DNSSD {
   DNSServiceErrorType GetAddrInfo(DNSServiceRef* ref, DNSServiceFlags flags, std::uint32_t interfaceIndex,
                                   std::uint32_t protocol, const char* hostName,
                                   DNSServiceGetAddrInfoReply callback, void* context) override;
+  bool HasBegun(DNSServiceRef /*ref*/) override { return true; }
   int RefSockFD(DNSServiceRef ref) override;
   DNSServiceErrorType ProcessResult(DNSServiceRef ref) override;
   void RefDeallocate(DNSServiceRef ref) override;

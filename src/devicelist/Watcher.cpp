@@ -48,18 +48,18 @@ void Watcher::BrowseAnew() {
   KeepHosts();
   ForceUpdate();    // the old engine may know of a change that was not delivered
   fEngine.reset();  // first, so that the fresh one finds its descriptors free
+  fResponderAnswers = true;
   Browse();
-  if (IsBrowsing()) fHeld.Run(fNow());
-  ArmHoldTimer();
+  RunOrPauseHold();
 }
 
 void Watcher::PauseHold() {
-  fHeld.Pause(fNow());
-  ArmHoldTimer();
+  fResponderAnswers = false;
+  RunOrPauseHold();
 }
 
 bool Watcher::IsBrowsing() const {
-  return fEngine && !fEngine->HasFailed();
+  return fEngine && fEngine->IsBrowsing();
 }
 
 HeldServices::Services Watcher::Resolved() const {
@@ -70,7 +70,7 @@ HeldServices::Services Watcher::Resolved() const {
 }
 
 bool Watcher::UpdateDeviceList() {
-  if (!IsBrowsing()) PauseHold();  // nobody looks for what is held
+  RunOrPauseHold();
   UpdateHosts();
   const std::lock_guard lock(fMutex);
   const bool modified = fEngine && fEngine->TestAndClearModified();
@@ -125,6 +125,16 @@ void Watcher::ForceUpdate() {
   const std::lock_guard lock(fMutex);
   fForceUpdate = true;
   fUpdateItem.Queue();
+}
+
+// Time counts against what is held only while somebody looks for it.
+void Watcher::RunOrPauseHold() {
+  if (fResponderAnswers && IsBrowsing()) {
+    fHeld.Run(fNow());
+  } else {
+    fHeld.Pause(fNow());
+  }
+  ArmHoldTimer();
 }
 
 void Watcher::EndHold() {

@@ -30,8 +30,8 @@ class Watcher : public vorn::WorkLoop {
   using Clock = std::function<vorn::AbsoluteTime()>;
 
   /// Starts browsing. Whether that succeeded is not examined: without a
-  /// responder the list stays empty. Blocks while a responder is there but
-  /// does not answer. `now` is the clock of the hold time.
+  /// responder the list stays empty. Waits no more than a moment for a
+  /// responder that is there but does not answer. `now` is the clock of the hold time.
   explicit Watcher(vorn::DNSSD& dnssd = vorn::SystemDNSSD::Instance(),
                    Clock now = vorn::AbsoluteTimeGetCurrent);
   ~Watcher() override;
@@ -43,7 +43,7 @@ class Watcher : public vorn::WorkLoop {
 
   /// Puts a fresh engine in the place of the one before, and holds what was
   /// listed. For a responder that answers, again or after browsing has ended:
-  /// blocks as the constructor does. Throws std::system_error or std::bad_alloc
+  /// waits as the constructor does. Throws std::system_error or std::bad_alloc
   /// when there is no thread, descriptor or memory: then what was listed stays
   /// until the next call. The watcher's thread, as for the two below.
   void BrowseAnew();
@@ -52,8 +52,9 @@ class Watcher : public vorn::WorkLoop {
   /// what is held.
   void PauseHold();
 
-  /// Whether changes of the network are still noticed: false where the
-  /// responder refused to browse, or browsing has ended by itself.
+  /// Whether changes of the network are noticed: false where the responder has
+  /// not accepted the browse yet or has refused it, or browsing has ended by
+  /// itself.
   [[nodiscard]] bool IsBrowsing() const;
 
  protected:
@@ -69,6 +70,7 @@ class Watcher : public vorn::WorkLoop {
   void KeepHosts();
   void UpdateHosts();
   void ForceUpdate();
+  void RunOrPauseHold();
   void EndHold();
   void ArmHoldTimer();
 
@@ -78,6 +80,7 @@ class Watcher : public vorn::WorkLoop {
   // The units' hosts, by lower-case name without the last dot, with the addresses that are known
   // beside those that the engine follows.
   LocalHosts::Table fAnnounced;
+  bool fResponderAnswers = true;  // as far as the owner knows
   HeldServices fHeld;
   vorn::RunLoopTimer fHoldTimer;
   vorn::CppWorkItem fUpdateItem;

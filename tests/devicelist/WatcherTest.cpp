@@ -353,6 +353,20 @@ TEST_F(WatcherAnewTest, NoTimeCountsWhileNobodyBrowses) {
   EXPECT_EQ(Deliver().size(), 2U);
 }
 
+TEST_F(WatcherAnewTest, TimeCountsOnceASlowResponderHasAcceptedTheBrowse) {
+  fNetwork.browseHasBegun = false;
+  fWatcher.BrowseAnew();
+  EXPECT_FALSE(fWatcher.IsBrowsing());
+  fNow += 100;
+  EXPECT_EQ(Deliver().size(), 2U);
+  fNetwork.browseHasBegun = true;
+  EXPECT_TRUE(TurnLoopUntil([&] { return fWatcher.IsBrowsing(); }));
+  EXPECT_EQ(Deliver().size(), 2U);
+  fNow += kHoldSeconds;
+  Announce(fNetwork, kRack);
+  EXPECT_TRUE(TurnLoopUntil([&] { return LastUrls() == std::vector<std::string>{"http://rack.local/2/"}; }));
+}
+
 TEST_F(WatcherTest, ChangeThatTheOldEngineKnewOfIsDelivered) {
   Listen();
   Announce(fNetwork, {"Desk", kDevice, "desk.local."});

@@ -32,9 +32,10 @@ inline constexpr std::uint32_t kDNSServiceProtocol_IPv4 = 1;
 /// the last one of a resolve or an address look-up. ProcessResult fails when its
 /// browse has ended, with the responder for example; then it calls back no more.
 ///
-/// Browse may block until the responder answers or is given up. No other call
-/// blocks: what is refused later comes as a reply with an error. Beginning an
-/// operation may throw std::bad_alloc, and then there is none.
+/// Browse waits for the responder for a moment, to report a refusal. No other
+/// call blocks. What the responder refuses later comes as a reply with an error,
+/// or for a browse as a failure of ProcessResult. Beginning an operation may
+/// throw std::bad_alloc, and then there is none.
 class DNSSD {
  public:
   DNSSD() = default;
@@ -52,6 +53,8 @@ class DNSSD {
                                           std::uint32_t interfaceIndex, std::uint32_t protocol,
                                           const char* hostName, DNSServiceGetAddrInfoReply callback,
                                           void* context) = 0;
+  /// Whether the responder has accepted the operation. Any thread.
+  virtual bool HasBegun(DNSServiceRef ref) = 0;
   virtual int RefSockFD(DNSServiceRef ref) = 0;
   virtual DNSServiceErrorType ProcessResult(DNSServiceRef ref) = 0;
   virtual void RefDeallocate(DNSServiceRef ref) = 0;

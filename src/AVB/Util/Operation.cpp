@@ -26,7 +26,7 @@ DNSServiceErrorType Operation::Deliver(DNSServiceRef ref) {
 DNSServiceErrorType Operation::WaitUntilBegun(std::chrono::milliseconds limit) {
   std::unique_lock lock(fMutex);
   fChanged.wait_for(lock, limit, [this] { return fHasBegun || fFailure != Failure::kNone; });
-  return fHasBegun ? kDNSServiceErr_NoError : kDNSServiceErr_Unknown;
+  return fHasBegun || fFailure == Failure::kNone ? kDNSServiceErr_NoError : kDNSServiceErr_Unknown;
 }
 
 void Operation::NoteBegun() {

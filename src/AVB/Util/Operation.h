@@ -37,9 +37,11 @@ class Operation {
   /// Calls back with the next reply, if there is one. The failure of an operation
   /// comes once, behind all replies: as a reply, or as the result of a browse.
   DNSServiceErrorType Deliver(DNSServiceRef ref);
-  /// Waits until the responder has accepted the operation. An error when it has
-  /// not, or not within the limit.
+  /// Waits until the responder has accepted or refused the operation, but no
+  /// longer than the limit. An error when it has refused.
   DNSServiceErrorType WaitUntilBegun(std::chrono::milliseconds limit);
+  /// Whether the responder has accepted the operation. Any thread.
+  [[nodiscard]] bool HasBegun() const { return fHasBegun; }
   /// Says that nobody takes replies any more; any thread.
   void Release() { fReleased = true; }
 
@@ -79,10 +81,10 @@ class Operation {
 
   const Wakeup fReadable;
   std::atomic<bool> fReleased{false};
-  std::mutex fMutex;  // guards everything below
+  std::atomic<bool> fHasBegun{false};  // set under the mutex
+  std::mutex fMutex;                   // guards everything below
   std::condition_variable fChanged;
   std::deque<Reply> fReplies;
-  bool fHasBegun = false;
   Failure fFailure = Failure::kNone;
 };
 

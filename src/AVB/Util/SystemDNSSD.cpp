@@ -67,6 +67,10 @@ DNSServiceErrorType SystemDNSSD::GetAddrInfo(DNSServiceRef* ref, DNSServiceFlags
   return Start<AddressOperation>(ref, interfaceIndex, hostName, callback, context);
 }
 
+bool SystemDNSSD::HasBegun(DNSServiceRef ref) {
+  return Of(ref).operation->HasBegun();
+}
+
 int SystemDNSSD::RefSockFD(DNSServiceRef ref) {
   return Of(ref).operation->Socket();
 }

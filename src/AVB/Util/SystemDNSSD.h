@@ -21,8 +21,9 @@ class Operation;
 /// next responder.
 class SystemDNSSD final : public DNSSD {
  public:
-  /// How long Browse waits for the responder.
-  static constexpr std::chrono::seconds kBrowseTime{5};
+  /// How long Browse waits for the responder. The callers' thread may be the one
+  /// that serves the user, so a responder that hangs must not hold it for longer.
+  static constexpr std::chrono::milliseconds kBrowseTime{250};
 
   /// The one instance, never destroyed, since a thread that waits for a hung
   /// responder may outlive main. The first call sets an environment variable, so
@@ -35,7 +36,8 @@ class SystemDNSSD final : public DNSSD {
 
   ~SystemDNSSD() override;
 
-  /// Returns once the responder has accepted or refused; an error after the browse time.
+  /// Returns once the responder has accepted or refused the browse, or after the
+  /// browse time. A browse that is refused later fails in ProcessResult.
   DNSServiceErrorType Browse(DNSServiceRef* ref, DNSServiceFlags flags, std::uint32_t interfaceIndex,
                              const char* type, const char* domain, DNSServiceBrowseReply callback,
                              void* context) override;
@@ -47,6 +49,7 @@ class SystemDNSSD final : public DNSSD {
   DNSServiceErrorType GetAddrInfo(DNSServiceRef* ref, DNSServiceFlags flags, std::uint32_t interfaceIndex,
                                   std::uint32_t protocol, const char* hostName,
                                   DNSServiceGetAddrInfoReply callback, void* context) override;
+  bool HasBegun(DNSServiceRef ref) override;
   int RefSockFD(DNSServiceRef ref) override;
   DNSServiceErrorType ProcessResult(DNSServiceRef ref) override;
   /// Waits 100 ms at most, for the session's end, when it was the last operation.

@@ -38,8 +38,8 @@ FollowedHosts::ByHost ZeroConfEngine::FollowedAddresses() const {
   return fImpl->Followed().Addresses();
 }
 
-bool ZeroConfEngine::HasFailed() const {
-  return fImpl->HasFailed();
+bool ZeroConfEngine::IsBrowsing() const {
+  return fImpl->IsBrowsing();
 }
 
 ZeroConfEngine::Impl::Impl(WorkItem& item, DNSSD& dnssd, Now now)
@@ -60,12 +60,10 @@ int ZeroConfEngine::Impl::BrowseForService(const std::string& type) {
   DNSServiceRef ref = nullptr;
   const DNSServiceErrorType error = fDnssd.Browse(&ref, 0, 0, fType.c_str(), nullptr, BrowseCallbackS, this);
   const int result = error == kDNSServiceErr_NoError ? 0 : kBrowseFailed;
-  if (ref == nullptr) {
-    if (!fBrowseRef) fFailed = true;
-    return result;
-  }
+  if (ref == nullptr) return result;
   fBrowseRef = OperationHandle(fDnssd, ref);
   fBrowseSocket = fDnssd.RefSockFD(ref);
+  fIsBrowsing = fReportedBegun = fDnssd.HasBegun(ref);
   fRunning.exchange(true);
   fThread.Start("discovery", [this] { ThreadProc(); });
   return result;
@@ -101,6 +99,7 @@ void ZeroConfEngine::Impl::ThreadProc() {
 }
 
 void ZeroConfEngine::Impl::ServeOneCycle() {
+  NoteBegun();
   YieldUnansweredLookups();
   const std::chrono::milliseconds limit = StartWaitingLookups();
   fFollowed.Serve(HasNewcomers() ? 1 : FollowedHosts::kMaxHosts);  // newcomers come first
@@ -129,9 +128,17 @@ void ZeroConfEngine::Impl::QueueItem() {
   if (fItem != nullptr) fItem->Queue();
 }
 
+// Looks whether a slow responder has accepted the browse meanwhile.
+void ZeroConfEngine::Impl::NoteBegun() {
+  if (fReportedBegun || !fDnssd.HasBegun(fBrowseRef.Get())) return;
+  fIsBrowsing = true;
+  QueueItem();
+  fReportedBegun = true;  // last: where memory was lacking the next cycle reports it
+}
+
 void ZeroConfEngine::Impl::StopByItself() {
   if (!fRunning.exchange(false)) return;
-  fFailed = true;
+  fIsBrowsing = false;
   QueueItem();
 }
 

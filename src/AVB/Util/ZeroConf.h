@@ -64,9 +64,9 @@ class ZeroConfEngine {
   /// How long a lookup stays open unanswered while others have no place.
   static constexpr std::chrono::seconds kOpenTime{5};
 
-  /// Starts nothing. `item` is queued at every change of the resolved services
-  /// and when browsing ends by itself, from the service thread with the engine's
-  /// mutex held; it and `dnssd` outlive the engine.
+  /// Starts nothing. `item` is queued at every change that the functions below
+  /// name, from the service thread with the engine's mutex held; it and `dnssd`
+  /// outlive the engine.
   explicit ZeroConfEngine(WorkItem& item, DNSSD& dnssd = SystemDNSSD::Instance(), Now now = Clock::now);
   ZeroConfEngine(const ZeroConfEngine&) = delete;
   ZeroConfEngine& operator=(const ZeroConfEngine&) = delete;
@@ -76,16 +76,18 @@ class ZeroConfEngine {
   virtual ~ZeroConfEngine();
 
   /// Starts browsing; to be called once, a second successful call ends the
-  /// process. Returns 0, or 3 when the responder refused. Blocks while the
-  /// responder does not answer. Throws std::system_error when the thread cannot
-  /// be started.
+  /// process. Returns 0, or 3 when the responder refused. Waits a moment for a
+  /// responder that does not answer, then goes on without it: IsBrowsing tells
+  /// when it has answered. Throws std::system_error when the thread cannot be
+  /// started.
   int BrowseForService(const std::string& type);
 
   /// Replaces `services` with the resolved services, in the order in which
   /// their resolves were started. Returns 0. Any thread.
   int GetResolvedServices(std::vector<ServiceInfo>& services) const;
 
-  /// Whether the resolved services may have changed since the last call. Any thread.
+  /// Whether the resolved services may have changed since the last call. The
+  /// client's item is queued at every change. Any thread.
   bool TestAndClearModified();
 
   /// Follows the IPv4 addresses of these hosts (as in ServiceInfo, in ".local")
@@ -97,9 +99,11 @@ class ZeroConfEngine {
   /// What is known of the followed hosts. Any thread.
   [[nodiscard]] FollowedHosts::ByHost FollowedAddresses() const;
 
-  /// Whether browsing could not be begun, or has ended by itself: a fresh engine
-  /// is needed. Any thread.
-  [[nodiscard]] bool HasFailed() const;
+  /// Whether changes of the network are noticed. False before the responder has
+  /// accepted the browse, and for good once it was refused or has ended by
+  /// itself: then a fresh engine is needed. The client's item is queued when this
+  /// changes after BrowseForService has returned. Any thread.
+  [[nodiscard]] bool IsBrowsing() const;
 
  private:
   class Impl;

@@ -27,7 +27,7 @@ class ZeroConfEngine::Impl {
   int BrowseForService(const std::string& type);
   void GetResolvedServices(std::vector<ServiceInfo>& services) const;
   bool TestAndClearModified();
-  [[nodiscard]] bool HasFailed() const { return fFailed; }
+  [[nodiscard]] bool IsBrowsing() const { return fIsBrowsing; }
   FollowedHosts& Followed() { return fFollowed; }
 
  private:
@@ -100,6 +100,7 @@ class ZeroConfEngine::Impl {
   void ServeOneCycle();
   [[nodiscard]] bool HasNewcomers() const;
   void QueueItem();
+  void NoteBegun();
   void StopByItself();
   void ThreadProc();
   // Deallocates the browse, then the records from the back.
@@ -111,7 +112,8 @@ class ZeroConfEngine::Impl {
   OperationHandle fBrowseRef;
   int fBrowseSocket = -1;
   std::atomic<bool> fRunning{false};
-  std::atomic<bool> fFailed{false};
+  std::atomic<bool> fIsBrowsing{false};
+  bool fReportedBegun = false;  // once it has begun to browse; the service thread's
   FollowedHosts fFollowed;
   std::vector<pollfd> fDescriptors;  // the service thread's; kept for its memory
 

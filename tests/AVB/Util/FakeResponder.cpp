@@ -51,6 +51,11 @@ int FakeResponder::Calls(const std::string& method) {
   return fCalls[method];
 }
 
+void FakeResponder::HangAt(const std::string& method) {
+  const std::lock_guard lock(fMutex);
+  fHangsAt = method;
+}
+
 void FakeResponder::Refuse(const std::string& nameOrMethod, const std::string& error) {
   const std::lock_guard lock(fMutex);
   fRefused[nameOrMethod] = error;
@@ -157,8 +162,7 @@ void FakeResponder::Serve() {
     while (DBusMessage* message = ::dbus_connection_pop_message(fBus)) {
       if (::dbus_message_get_type(message) == DBUS_MESSAGE_TYPE_METHOD_CALL) {
         unanswered.push_back(message);
-        const std::lock_guard lock(fMutex);
-        ++fCalls[::dbus_message_get_member(message)];
+        Note(::dbus_message_get_member(message));
       } else {
         ::dbus_message_unref(message);
       }
@@ -170,6 +174,14 @@ void FakeResponder::Serve() {
     }
   }
   for (DBusMessage* call : unanswered) ::dbus_message_unref(call);
+}
+
+void FakeResponder::Note(const std::string& method) {
+  const std::lock_guard lock(fMutex);
+  ++fCalls[method];
+  if (method != fHangsAt) return;
+  fHangsAt.clear();
+  fAnswering = false;
 }
 
 void FakeResponder::Handle(DBusMessage* call) {

@@ -40,6 +40,8 @@ class FakeResponder {
   ~FakeResponder();
 
   void SetAnswering(bool answering) { fAnswering = answering; }
+  /// Stops answering with the next call of that method.
+  void HangAt(const std::string& method);
   /// How often that method was called, answered or not.
   [[nodiscard]] int Calls(const std::string& method);
 
@@ -69,6 +71,7 @@ class FakeResponder {
 
  private:
   void Serve();
+  void Note(const std::string& method);
   void Handle(DBusMessage* call);
   DBusMessage* Answer(DBusMessage* call);
   DBusMessage* Ask(DBusMessage* call);
@@ -79,7 +82,8 @@ class FakeResponder {
   DBusConnection* fBus;
   std::atomic<bool> fAnswering;
   std::atomic<bool> fStop{false};
-  std::mutex fMutex;  // guards the following
+  std::mutex fMutex;     // guards the following
+  std::string fHangsAt;  // a method; empty: none
   std::map<std::string, int> fCalls;
   std::vector<Question> fQuestions;
   std::vector<std::string> fFreed;

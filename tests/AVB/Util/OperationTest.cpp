@@ -90,10 +90,12 @@ TEST_F(OperationTest, FailsWhenItsOwnerDoesNotKeepUp) {
 }
 
 TEST_F(OperationTest, WaitsUntilItHasBegunOrFailedOrTheTimeIsOver) {
-  EXPECT_EQ(fOperation.WaitUntilBegun(std::chrono::milliseconds(1)), kDNSServiceErr_Unknown);
+  EXPECT_EQ(fOperation.WaitUntilBegun(std::chrono::milliseconds(1)), kDNSServiceErr_NoError);
+  EXPECT_FALSE(fOperation.HasBegun());
   std::thread begins([this] { fOperation.NoteBegun(); });
   EXPECT_EQ(fOperation.WaitUntilBegun(std::chrono::seconds(30)), kDNSServiceErr_NoError);
   begins.join();
+  EXPECT_TRUE(fOperation.HasBegun());
   TestOperation refused;
   std::thread fails([&] { refused.Fail(); });
   EXPECT_EQ(refused.WaitUntilBegun(std::chrono::seconds(30)), kDNSServiceErr_Unknown);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <condition_variable>
 #include <cstdint>
 #include <deque>
@@ -33,6 +34,7 @@ class ScriptedDNSSD final : public DNSSD {
   std::function<DNSServiceErrorType(const std::string& host)> onGetAddrInfo;  ///< called before each look-up
   DNSServiceErrorType browseError = kDNSServiceErr_NoError;
   bool browseGivesReference = true;
+  std::atomic<bool> browseHasBegun{true};  ///< false: the responder has not accepted the browse yet
   DNSServiceErrorType processError = kDNSServiceErr_NoError;
   int lowestSocket = 0;       ///< sockets of new operations get a number from here on
   std::string deafOperation;  ///< such an operation names a socket that is not open
@@ -99,6 +101,7 @@ class ScriptedDNSSD final : public DNSSD {
   DNSServiceErrorType GetAddrInfo(DNSServiceRef* ref, DNSServiceFlags flags, std::uint32_t interfaceIndex,
                                   std::uint32_t protocol, const char* hostName,
                                   DNSServiceGetAddrInfoReply callback, void* context) override;
+  bool HasBegun(DNSServiceRef) override { return browseHasBegun; }
   int RefSockFD(DNSServiceRef ref) override;
   DNSServiceErrorType ProcessResult(DNSServiceRef ref) override;
   void RefDeallocate(DNSServiceRef ref) override;

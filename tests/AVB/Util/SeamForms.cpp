@@ -38,6 +38,7 @@ class CompatibilityLibrary final : public DNSSD {
                                   vorn::DNSServiceGetAddrInfoReply, void*) override {
     return kDNSServiceErr_Unsupported;
   }
+  bool HasBegun(DNSServiceRef) override { return true; }
   int RefSockFD(DNSServiceRef ref) override { return ::DNSServiceRefSockFD(ref); }
   DNSServiceErrorType ProcessResult(DNSServiceRef ref) override { return ::DNSServiceProcessResult(ref); }
   void RefDeallocate(DNSServiceRef ref) override { ::DNSServiceRefDeallocate(ref); }

@@ -237,6 +237,7 @@ class AddressLibrary final : public DNSSD {
     *ref = Ref();
     return kDNSServiceErr_NoError;
   }
+  bool HasBegun(DNSServiceRef) override { return true; }
   int RefSockFD(DNSServiceRef) override { return 0; }
   DNSServiceErrorType ProcessResult(DNSServiceRef) override { return kDNSServiceErr_NoError; }
   void RefDeallocate(DNSServiceRef) override { ++fReleased; }

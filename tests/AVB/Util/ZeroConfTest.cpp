@@ -367,11 +367,11 @@ TEST_F(ZeroConfEngineTest, AnErrorOfTheLibraryStopsTheEngineAndKeepsItsRecords) 
   fDnssd.ReplyAdd("b");
   ASSERT_TRUE(fDnssd.WaitForBegun("resolve b"));
   ASSERT_TRUE(fDnssd.WaitUntilIdle());
-  EXPECT_FALSE(fEngine->HasFailed());
+  EXPECT_TRUE(fEngine->IsBrowsing());
   EXPECT_TRUE(ClientWoken());
   fDnssd.processError = kDNSServiceErr_Unknown;
   fDnssd.ReplyAdd("c");
-  ASSERT_TRUE(Eventually([&] { return fEngine->HasFailed(); }));
+  ASSERT_TRUE(Eventually([&] { return !fEngine->IsBrowsing(); }));
   EXPECT_TRUE(Eventually([&] { return ClientWoken(); }));
   fDnssd.ReplyAdd("d");  // nobody serves this any more
   EXPECT_THAT(Names(), ElementsAre("a"));
@@ -385,10 +385,10 @@ TEST_F(ZeroConfEngineTest, AWaitThatFailsStopsTheEngineAndKeepsItsRecords) {
   fDnssd.deafOperation = "resolve b";
   Browse();
   ResolveFully("a", "a.local.");
-  EXPECT_FALSE(fEngine->HasFailed());
+  EXPECT_TRUE(fEngine->IsBrowsing());
   EXPECT_TRUE(ClientWoken());
   fDnssd.ReplyAdd("b");
-  ASSERT_TRUE(Eventually([&] { return fEngine->HasFailed(); }));
+  ASSERT_TRUE(Eventually([&] { return !fEngine->IsBrowsing(); }));
   EXPECT_TRUE(Eventually([&] { return ClientWoken(); }));
   fDnssd.ReplyAdd("c");  // nobody serves this any more
   EXPECT_THAT(Names(), ElementsAre("a"));
@@ -422,21 +422,32 @@ TEST_F(ZeroConfEngineTest, AnInterruptedWaitGoesOn) {
   }
   ResolveFully("a", "a.local.");
   EXPECT_THAT(Names(), ElementsAre("a"));
-  EXPECT_FALSE(fEngine->HasFailed());
+  EXPECT_TRUE(fEngine->IsBrowsing());
   fEngine.reset();
   ::sigaction(SIGUSR1, &before, nullptr);
+}
+
+TEST_F(ZeroConfEngineTest, TellsItsClientWhenASlowResponderHasAcceptedTheBrowse) {
+  fDnssd.browseHasBegun = false;
+  Browse();
+  EXPECT_FALSE(fEngine->IsBrowsing());
+  EXPECT_FALSE(ClientWoken());
+  fDnssd.browseHasBegun = true;
+  EXPECT_TRUE(Eventually([&] { return ClientWoken(); }));
+  EXPECT_TRUE(fEngine->IsBrowsing());
+  EXPECT_FALSE(fEngine->TestAndClearModified());
 }
 
 TEST_F(ZeroConfEngineTest, ABrowseThatFailsStartsNoThread) {
   const testing::NoThreadsLeft none;  // starting one would throw
   fDnssd.browseError = kDNSServiceErr_Unknown;
   EXPECT_EQ(fEngine->BrowseForService("_http._tcp"), 3);
-  EXPECT_TRUE(fEngine->HasFailed());
+  EXPECT_FALSE(fEngine->IsBrowsing());
   MakeEngine(testing::FakeNow);
   fDnssd.browseError = kDNSServiceErr_NoError;
   fDnssd.browseGivesReference = false;
   EXPECT_EQ(fEngine->BrowseForService("_http._tcp"), 0);
-  EXPECT_TRUE(fEngine->HasFailed());
+  EXPECT_FALSE(fEngine->IsBrowsing());
   EXPECT_THAT(Names(), IsEmpty());
 }
 
@@ -456,7 +467,7 @@ TEST_F(ZeroConfEngineTest, AThreadThatCannotBeStartedIsAnErrorAndTheBrowseIsRele
     const testing::NoThreadsLeft none;
     try {
       fEngine->BrowseForService("_http._tcp");
-      FAIL() << "a thread was to be had";
+      FAIL() << "a thread was started";
     } catch (const std::system_error& error) {
       EXPECT_THAT(error.what(), ::testing::StartsWith("thread constructor failed"));
     }

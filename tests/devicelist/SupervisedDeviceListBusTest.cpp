@@ -1,0 +1,55 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <string>
+#include <vector>
+
+#include "AVB/Util/SystemDNSSD.h"
+#include "devicelist/SupervisedDeviceList.h"
+#include "tests/AVB/Util/FakeResponder.h"
+#include "tests/AVB/Util/SystemBus.h"
+#include "tests/devicelist/Announcements.h"
+
+namespace DeviceList {
+namespace {
+
+using ::testing::IsEmpty;
+using testing::TurnLoopUntil;
+using vorn::testing::FakeResponder;
+using Question = FakeResponder::Question;
+
+// A supervised list with the monitor and the session that programs have, on a
+// system bus of the test's own.
+class SupervisedDeviceListBusTest : public ::testing::Test {
+ protected:
+  SupervisedDeviceListBusTest() { fBus.Start(); }
+
+  std::vector<Question> Asked(const std::string& method) {
+    std::vector<Question> questions = fResponder->Questions();
+    std::erase_if(questions, [&](const Question& question) { return question.method != method; });
+    return questions;
+  }
+
+  vorn::testing::SystemBus fBus;
+  std::unique_ptr<FakeResponder> fResponder;
+};
+
+TEST_F(SupervisedDeviceListBusTest, LoopTurnsWhileAResponderHangsThatHasJustAnsweredItsProbe) {
+  fResponder = std::make_unique<FakeResponder>();
+  fResponder->HangAt("ServiceBrowserNew");
+  ::testing::internal::CaptureStderr();
+  {
+    const SupervisedDeviceList list({});
+    EXPECT_TRUE(TurnLoopUntil([&] { return fResponder->Calls("ServiceBrowserNew") == 1; }));
+    fResponder->SetAnswering(true);  // only now that the loop has turned
+    EXPECT_TRUE(TurnLoopUntil([&] { return !Asked("ServiceBrowserNew").empty(); }));
+    fResponder->TellInstance(Asked("ServiceBrowserNew").front(), "ItemNew", "Desk");
+    EXPECT_TRUE(TurnLoopUntil([&] { return !Asked("ServiceResolverNew").empty(); }));
+    EXPECT_EQ(fResponder->Calls("ServiceBrowserNew"), 1);
+  }
+  EXPECT_THAT(::testing::internal::GetCapturedStderr(), IsEmpty());
+}
+
+}  // namespace
+}  // namespace DeviceList
