@@ -54,7 +54,7 @@ struct ServiceData {
   ServiceData(std::uint32_t interface, std::string instanceName, std::string serviceType,
               std::string replyDomain);
 
-  const std::uint32_t uniqueId;  ///< process-wide, from 1; tells records apart in a debugger
+  const std::uint32_t uniqueId;  ///< counts all records from 1; the rules fix it, nothing reads it
   int resolveSocket = -1;        ///< keeps its number after the operation has gone
   int addressSocket = -1;        ///< keeps its number after the operation has gone
   OperationHandle resolveRef;
