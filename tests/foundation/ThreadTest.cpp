@@ -12,7 +12,7 @@
 #include <vector>
 
 #include "foundation/Thread.h"
-#include "tests/support/NoThreadsLeft.h"
+#include "tests/support/Threads.h"
 
 namespace vorn {
 namespace {
