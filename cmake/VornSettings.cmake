@@ -7,7 +7,6 @@ option(VORN_WERROR "Treat warnings as errors (developers and CI; packagers leave
 
 add_library(vorn_settings INTERFACE)
 target_compile_features(vorn_settings INTERFACE cxx_std_20)
-target_include_directories(vorn_settings INTERFACE ${PROJECT_SOURCE_DIR}/src)
 target_compile_definitions(vorn_settings INTERFACE _FILE_OFFSET_BITS=64)
 # Functions that nothing calls stay out of the programs, and so out of their
 # memory.
@@ -59,20 +58,21 @@ function(vorn_prefer_size target)
   endif()
 endfunction()
 
-# vorn_show_folder(TARGET SCOPE [HEADERS files]): lets includes name the current
-# folder by its path below src/, tools/ or the project, and no folder beside it.
-# The target gets an include folder of its own in the build tree, which holds a
-# link to the folder alone, or to the headers where other libraries lie in it too.
+# vorn_show_folder(TARGET SCOPE [SHOWS names]): lets includes name the current
+# folder by its path below src/, tools/ or the project, and no folder beside it, so
+# that the compiler refuses what a layer must not know. The target gets an include
+# folder of its own in the build tree, which holds nothing but a link to the folder,
+# or links to the headers and folders named where other libraries lie in it too.
 function(vorn_show_folder target scope)
-  cmake_parse_arguments(ARG "" "" "HEADERS" ${ARGN})
+  cmake_parse_arguments(ARG "" "" "SHOWS" ${ARGN})
   cmake_path(RELATIVE_PATH CMAKE_CURRENT_SOURCE_DIR BASE_DIRECTORY ${PROJECT_SOURCE_DIR} OUTPUT_VARIABLE folder)
   string(REGEX REPLACE "^(src|tools)/" "" folder ${folder})
   set(include ${PROJECT_BINARY_DIR}/include/${target})
   file(REMOVE_RECURSE ${include})
-  if(ARG_HEADERS)
+  if(ARG_SHOWS)
     file(MAKE_DIRECTORY ${include}/${folder})
-    foreach(header ${ARG_HEADERS})
-      file(CREATE_LINK ${CMAKE_CURRENT_SOURCE_DIR}/${header} ${include}/${folder}/${header} SYMBOLIC)
+    foreach(name ${ARG_SHOWS})
+      file(CREATE_LINK ${CMAKE_CURRENT_SOURCE_DIR}/${name} ${include}/${folder}/${name} SYMBOLIC)
     endforeach()
   else()
     cmake_path(GET folder PARENT_PATH parent)
@@ -83,18 +83,18 @@ function(vorn_show_folder target scope)
 endfunction()
 
 # vorn_add_library(NAME [SOURCES files] [LINKS targets] [PRIVATE_LINKS targets]
-# [HEADERS files]): a static library of ours in the current folder, or one of
-# headers alone. Whoever links it sees its folder, or the HEADERS that are named,
-# and what its LINKS show.
+# [SHOWS names]): a static library of ours in the current folder, or one of headers
+# alone. Whoever links it sees what it shows (vorn_show_folder) and what its LINKS
+# show.
 function(vorn_add_library name)
-  cmake_parse_arguments(ARG "" "" "SOURCES;LINKS;PRIVATE_LINKS;HEADERS" ${ARGN})
+  cmake_parse_arguments(ARG "" "" "SOURCES;LINKS;PRIVATE_LINKS;SHOWS" ${ARGN})
   if(ARG_SOURCES)
     add_library(${name} STATIC ${ARG_SOURCES})
     target_link_libraries(${name} PUBLIC vorn_settings ${ARG_LINKS} PRIVATE vorn_warnings ${ARG_PRIVATE_LINKS})
-    vorn_show_folder(${name} PUBLIC HEADERS ${ARG_HEADERS})
+    vorn_show_folder(${name} PUBLIC SHOWS ${ARG_SHOWS})
   else()
     add_library(${name} INTERFACE)
     target_link_libraries(${name} INTERFACE vorn_settings ${ARG_LINKS})
-    vorn_show_folder(${name} INTERFACE HEADERS ${ARG_HEADERS})
+    vorn_show_folder(${name} INTERFACE SHOWS ${ARG_SHOWS})
   endif()
 endfunction()

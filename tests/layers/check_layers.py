@@ -1,7 +1,12 @@
-"""Fails if a source includes what its layer must not know."""
+"""Fails if a source includes what its layer must not know, or if the compiler would let it.
 
+Usage: check_layers.py SOURCE_FOLDER BUILD_FOLDER
+"""
+
+import json
 import pathlib
 import re
+import shlex
 import sys
 
 CORE = {"foundation", "platform", "AVB/Util", "devicelist", "devicelist/http", "notification", "virtualentity"}
@@ -71,6 +76,38 @@ def faults(source_root: pathlib.Path):
                 yield f"{relative}: {header}: {fault}"
 
 
+def known_to(layer: str) -> set[str]:
+    """The layer, those that it may include, and those that these include in their headers."""
+    return {layer}.union(*(known_to(other) for other in ALLOWED[layer]))
+
+
+def shown_by(include_folder: pathlib.Path) -> set[str]:
+    """The layers whose headers are found in an include folder of a build, which holds links to folders and headers."""
+    links = [path for path in include_folder.rglob("*") if path.is_symlink()]
+    names = [path.relative_to(include_folder).as_posix() + ("/" if path.is_dir() else "") for path in links]
+    nested = {layer for layer in ALLOWED for name in names if name.endswith("/") and f"{layer}/".startswith(name)}
+    return nested | {layer for name in names if (layer := layer_of(name))}
+
+
+def sight_faults(source_root: pathlib.Path, build: pathlib.Path):
+    """Every layer that the compiler finds for a source that must not know it, as text."""
+    for entry in json.loads((build / "compile_commands.json").read_text(encoding="utf-8")):
+        path = pathlib.Path(entry["file"])
+        if not path.is_relative_to(source_root):
+            continue
+        relative = path.relative_to(source_root).as_posix()
+        layer = layer_of(relative)
+        for word in shlex.split(entry["command"]):
+            folder = pathlib.Path(word.removeprefix("-I"))
+            if not word.startswith("-I/"):
+                continue
+            if source_root.is_relative_to(folder):
+                yield f"{relative}: finds every layer in {folder}"
+            elif folder.is_relative_to(build / "include"):
+                for other in sorted(shown_by(folder) - known_to(layer)):
+                    yield f"{relative}: finds {other} in {folder}"
+
+
 def self_test() -> None:
     """The rules must catch what they are for."""
     assert qt_fault("devicelist", "QString")
@@ -79,16 +116,17 @@ def self_test() -> None:
     assert layer_of("platform/linux/A.h") == "platform/linux" and layer_of("platform/A.h") == "platform"
     assert "devicelist" not in ALLOWED[layer_of("devicelist/http/A.h")]
     assert "devicelist" not in ALLOWED["foundation"]
+    assert "foundation" in known_to("ui") and "ui" not in known_to("devicelist")
 
 
 def main() -> int:
     self_test()
-    root = pathlib.Path(sys.argv[1])
+    root, build = (pathlib.Path(argument).resolve() for argument in sys.argv[1:])
     if not (root / "foundation").is_dir():
         print(f"{root} is not the source folder")
         return 2
-    found = list(faults(root))
-    print("\n".join(found) or "every include keeps to its layer")
+    found = [*faults(root), *sight_faults(root, build)]
+    print("\n".join(found) or "every include keeps to its layer, and no compiler finds more")
     return 1 if found else 0
 
 
