@@ -6,7 +6,7 @@
 #include <utility>
 
 #include "foundation/Console.h"
-#include "foundation/UTF8Text.h"
+#include "foundation/Strings.h"
 
 namespace Notification {
 namespace {

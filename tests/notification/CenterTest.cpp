@@ -1,7 +1,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "foundation/PollRunLoop.h"
+#include "foundation/RunLoop.h"
 #include "notification/Center.h"
 #include "tests/platform/FakeNotificationServer.h"
 #include "tests/platform/FakeUserDefaults.h"

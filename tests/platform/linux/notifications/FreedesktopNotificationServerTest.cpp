@@ -7,7 +7,7 @@
 #include <fstream>
 #include <optional>
 
-#include "foundation/PollRunLoop.h"
+#include "foundation/RunLoop.h"
 #include "notification/Center.h"
 #include "notification/Logic.h"
 #include "platform/linux/notifications/FreedesktopNotificationServer.h"
