@@ -169,7 +169,7 @@ void Center::OnNotified(std::uint64_t identifier, Answer answer, std::uint32_t s
   }
   if (answer == Answer::kLost) fIsReady = false;  // nothing more is sent before the next server answers
   if (answer == Answer::kRefused && !std::exchange(fToldRefusal, true)) {
-    vorn::WriteToConsole("The notification server takes no more notifications just now; they wait");
+    vorn::WriteToConsole("The notification server accepts no more notifications at the moment; they wait");
   }
   KeepSoon();
   Pump();

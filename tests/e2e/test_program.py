@@ -259,6 +259,6 @@ def test_damaged_settings_are_told_and_left_as_they_are(make_studio):
     result = run_until_complete(studio, "--wait", "2")
     assert result.returncode == 0 and "Desk" in result.stdout
     told, = result.stderr.splitlines()
-    assert "settings.conf cannot be used (it is no settings file); left as it is, counts as empty" in told
+    assert "settings.conf cannot be used (it is no settings file); the file stays as it is and counts as empty" in told
     found = studio.run(["sh", "-c", f'cd "$HOME" && find . -type f && cat {settings}']).stdout
     assert found == "./.config/vorn-device-finder/settings.conf\n" + damage

@@ -270,8 +270,8 @@ TEST_F(CenterTest, TriesARefusedNotificationAgainHoweverOftenItIsRefused) {
   Pass(60s);
   EXPECT_EQ(fServer->fSent.size(), 12U);
   const std::string console = GetCapturedStderr();
-  EXPECT_THAT(console, HasSubstr("takes no more notifications"));
-  EXPECT_EQ(console.find("takes no more"), console.rfind("takes no more"));
+  EXPECT_THAT(console, HasSubstr("accepts no more notifications"));
+  EXPECT_EQ(console.find("accepts no more"), console.rfind("accepts no more"));
 }
 
 // --- clicks -----------------------------------------------------------------

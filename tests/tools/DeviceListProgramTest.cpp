@@ -188,7 +188,7 @@ TEST(DeviceListProgramTest, WaitsForTheReaderOfAPipeThatDoesNotBlock) {
   setup.output = pipe.Writer();
   Program program(VORN_DEVICE_LIST, {"--help"}, setup);
   ASSERT_TRUE(program.WaitUntilItsOutputIsStuck());
-  EXPECT_THAT(pipe.Read(), AllOf(StartsWith("Usage: "), EndsWith("the time was up\n")));
+  EXPECT_THAT(pipe.Read(), AllOf(StartsWith("Usage: "), EndsWith("the time was over\n")));
   EXPECT_EQ(program.Wait(), 0);
   EXPECT_EQ(program.ErrorOutput(), "");
 }

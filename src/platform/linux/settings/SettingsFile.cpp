@@ -84,7 +84,7 @@ SettingsFile::Outcome SettingsFile::Read(Values& values) {
   const auto loading = Load(values);
   if (loading == Loading::kFailed) return Outcome::kFailed;
   if (loading == Loading::kDamaged && fAccess == Access::kReadOnly) {
-    WriteToConsole(Unusable() + "; left as it is, counts as empty");
+    WriteToConsole(Unusable() + "; the file stays as it is and counts as empty");
     TakeNothing(values);
   } else if (loading == Loading::kDamaged) {
     // Only under the lock can nobody have put a good file in its place meanwhile.
@@ -182,7 +182,7 @@ void SettingsFile::TellUnreadableLines() {
   if (std::exchange(fUnreadableTold, !lines.empty()) || lines.empty()) return;
   const std::string others = lines.size() > 1 ? " and " + std::to_string(lines.size() - 1) + " more" : "";
   WriteToConsole(fPath.string() + ": line " + std::to_string(lines.front()) + others +
-                 " cannot be read; kept as it is, the rest counts");
+                 " cannot be read; the file stays as it is, and all other lines count");
 }
 
 std::string SettingsFile::AsideName(int n) const {

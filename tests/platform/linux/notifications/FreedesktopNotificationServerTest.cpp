@@ -356,7 +356,7 @@ TEST_P(FreedesktopNotificationServerTest, TakesItForARefusalWhereAServerSaysThat
   Settle();
   ASSERT_TRUE(Shown(2));
   EXPECT_EQ(fServer->fShown[1].summary, "title");
-  EXPECT_THAT(GetCapturedStderr(), HasSubstr("takes no more"));
+  EXPECT_THAT(GetCapturedStderr(), HasSubstr("accepts no more"));
 }
 
 TEST_P(FreedesktopNotificationServerTest, DeliversManyNotificationsEachOnce) {

@@ -316,7 +316,8 @@ TEST_F(IniUserDefaultsTest, KeepsLinesThatItCannotReadAndSaysSoOnce) {
   }
   EXPECT_EQ(Content(), "stray\n[General]\nname=z\n");
   const std::string console = GetCapturedStderr();
-  EXPECT_THAT(console, HasSubstr(fPath.string() + ": line 1 and 1 more cannot be read; kept as it is"));
+  EXPECT_THAT(console,
+              HasSubstr(fPath.string() + ": line 1 and 1 more cannot be read; the file stays as it is"));
   EXPECT_EQ(console.find("cannot be read"), console.rfind("cannot be read"));
   EXPECT_THAT(FilesBesideIt(), ElementsAre("settings.conf.lock"));
 }
@@ -347,7 +348,7 @@ TEST_F(IniUserDefaultsTest, ReadOnlyLeavesADamagedFileAndItsFolderAsTheyAre) {
     EXPECT_TRUE(defaults.Synchronize());
   }
   const std::string console = GetCapturedStderr();
-  EXPECT_THAT(console, HasSubstr("cannot be used (it is no settings file); left as it is"));
+  EXPECT_THAT(console, HasSubstr("cannot be used (it is no settings file); the file stays as it is"));
   EXPECT_EQ(console.find("cannot be used"), console.rfind("cannot be used"));
   EXPECT_TRUE(Content() == damage);
   EXPECT_THAT(FilesBesideIt(), IsEmpty());
