@@ -7,14 +7,12 @@
 
 namespace vorn::bench {
 
-/// A network on which so many units are announced and every question is
-/// answered at once: what is built on discovery can be measured without a
-/// responder. The units' hosts, "u0.local" and on, all have the address
+/// A network that announces this many units and answers every question at once. It measures what is built on
+/// discovery, without a responder. The units' hosts are "u0.local" and so on. All have the address
 /// 127.0.0.1; the unit's number is its uid.
 ///
-/// Like the real library it calls back from ProcessResult, one reply a call.
-/// Operations may be made on one thread and processed on another, never on two
-/// at once.
+/// Like the real library, it calls back from ProcessResult, one reply for each call. One thread may make an
+/// operation and another one process it, but never two at once.
 class AnnouncedUnits final : public DNSSD {
  public:
   AnnouncedUnits(std::size_t count, std::uint16_t port);

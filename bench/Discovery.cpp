@@ -1,10 +1,9 @@
-// Resolves services by the discovery engine until all are there. Writes a line
-// {"resolved","seconds",...} when they are (or the limit is over), with what the
-// process has taken, then destroys the engine and writes {"destructorSeconds",...}.
-// Its only sockets are connections to the bus.
+// Resolves services with the discovery engine until all are there. Then (or after the limit) writes a line
+// {"resolved","seconds",...} with the figures of the process, destroys the engine and writes
+// {"destructorSeconds",...}. Its only sockets are connections to the bus.
 //
-// bench_discovery COUNT LIMIT [DESTROY-AFTER]: with the third argument the
-// engine is destroyed after so many seconds, in the midst of its work.
+// bench_discovery COUNT LIMIT [DESTROY-AFTER]: with the third argument, the engine is destroyed after this
+// many seconds, during its work.
 
 #include <cstdio>
 #include <cstdlib>
@@ -22,8 +21,7 @@ namespace {
 using namespace std::chrono_literals;
 using vorn::bench::Now;
 
-/// A client of the engine as the watcher is one: takes the whole list at every
-/// change.
+/// A client of the engine like the watcher: takes the whole list at every change.
 class Client : public vorn::WorkLoop {
  public:
   Client()

@@ -62,7 +62,7 @@ std::string Value(const std::string& text) {
   return Answer("{\"value\":\"" + text + "\"}");
 }
 
-/// What the server's own process runs: one thread, one epoll.
+/// The code of the server's own process: one thread, one epoll.
 class Loop {
  public:
   Loop(int listener, UnitServer::Names names, unsigned models, std::atomic<std::uint64_t>& requests)

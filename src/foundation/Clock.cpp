@@ -12,8 +12,8 @@ double Seconds(TimePoint time) {
   return std::chrono::duration<double>(time.time_since_epoch()).count();
 }
 
-// A machine without a battery-backed clock may come up before 2001; then the
-// dates count from its start, so that 0.0 is past there too.
+// A machine without a battery-backed clock may start before 2001. Then the dates count from its start, so
+// that 0.0 is in the past there too.
 double Anchor() {
   static const double anchor =
       std::max(Seconds(std::chrono::system_clock::now()) - kUnixSecondsAt2001 - Seconds(Clock::now()), 0.0);

@@ -6,24 +6,21 @@
 
 namespace vorn {
 
-/// The clock of all deadlines and pauses; setting the system's clock does not move it.
+/// The clock of all deadlines and pauses. A change of the system's clock does not move it.
 using Clock = std::chrono::steady_clock;
 
-/// How a clock is put into what depends on time: `Now now = Clock::now` as the
-/// last argument. A test passes its own. May be called on any thread that the
-/// user of the clock has.
+/// How code that depends on time gets its clock: `Now now = Clock::now` as the last argument. A test passes
+/// its own. Any thread of the clock's user may call it.
 using Now = std::function<Clock::time_point()>;
 
-/// Seconds since 1 January 2001, 00:00 UTC: the dates of run-loop timers and
-/// work items.
+/// Seconds since 1 January 2001, 00:00 UTC. Run-loop timers and work items use these dates.
 using AbsoluteTime = double;
 
 /// A date that never comes.
 inline constexpr AbsoluteTime kNever = std::numeric_limits<double>::max();
 
-/// The date at that reading of the clock. The dates are anchored to the wall
-/// clock once per process and then carried by the monotonic clock, so setting
-/// the system's clock never moves a date that is already queued. Any thread.
+/// The date at that reading of the clock. Dates are set from the wall clock once per process and then follow
+/// the monotonic clock. So a change of the system's clock never moves a queued date. Any thread.
 [[nodiscard]] AbsoluteTime AbsoluteTimeAt(Clock::time_point time);
 
 /// The current date. Any thread.

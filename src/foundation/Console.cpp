@@ -14,8 +14,8 @@ namespace {
 
 constexpr std::size_t kLongestLine = 4096;
 
-// Bytes of 0x80 and above may be half of a character or a C1 control, so they
-// are replaced with the other controls.
+// Bytes of 0x80 and above may be half of a character or a C1 control, so they are replaced like the other
+// controls.
 char PrintableAscii(char c) noexcept {
   const auto byte = static_cast<unsigned char>(c);  // a plain char is signed on some machines only
   return byte < 0x20 || byte >= 0x7f ? '?' : c;

@@ -5,28 +5,25 @@
 
 namespace vorn {
 
-/// Writes one line, led by the program's name, to standard error. For failures
-/// of the system around us that somebody may want to mend (a setting refused, a
-/// login item not written). Control characters in the message are replaced,
-/// since it may quote a stranger's text. A line is at most 4,096 bytes long; the
-/// rest is cut off. Takes no memory. Any thread; output errors are ignored.
+/// Writes one line, with the program's name in front, to standard error. Use it for failures of the system
+/// that somebody may want to repair, such as a refused setting or an unwritten login item. Control characters
+/// in the message are replaced, because it may quote a stranger's text. A line has at most 4,096 bytes; the
+/// rest is cut off. Allocates no memory. Any thread. Output errors are ignored.
 void WriteToConsole(std::string_view message) noexcept;
 
-/// What a message quotes of a stranger's text: its first 200 bytes.
+/// The part of a stranger's text that a message quotes: its first 200 bytes.
 [[nodiscard]] std::string Excerpt(const std::string& text);
 
-/// What became of a text for standard output.
+/// The result of writing a text to standard output.
 enum class OutputResult {
   kWritten,      ///< all of it was written
-  kNobodyReads,  ///< the reader has gone: exit without a message
+  kNobodyReads,  ///< nobody reads any more: exit without a message
   kFailed,       ///< it cannot be written, and the console says so: exit with a failure
 };
 
-/// Writes the whole text to standard output, also where that does not block of
-/// itself. Blocks for as long as the reader does not read. It bypasses the C
-/// library's stream: a write that is stuck there would hold the stream's lock,
-/// and whoever flushes streams at the process's end would wait for it.
-/// kNobodyReads needs SIGPIPE ignored. Any thread.
+/// Writes the whole text to standard output, also if that is non-blocking. Blocks while the reader does not
+/// read. Bypasses the C library's stream: a stuck write would hold the stream's lock, and the process could
+/// not flush streams at its end. kNobodyReads needs SIGPIPE ignored. Any thread.
 [[nodiscard]] OutputResult WriteToStandardOutput(std::string_view text);
 
 }  // namespace vorn

@@ -6,7 +6,7 @@
 
 namespace vorn {
 
-/// Owns one file descriptor; -1 is none. Closes it when it goes.
+/// Owns one file descriptor; -1 is none. The destructor closes it.
 class FileDescriptor {
  public:
   FileDescriptor() = default;
@@ -31,17 +31,17 @@ class FileDescriptor {
   int fDescriptor = -1;
 };
 
-/// A descriptor that one thread waits on and another one makes readable, to
-/// wake it. It stays readable until it is cleared, however often it was set.
+/// A descriptor for waking a thread: one thread waits for it, and another one makes it readable. It stays
+/// readable until it is cleared, however often it was set.
 ///
-/// @threadsafety Set and Clear may be called by any thread at any time, and Set
-/// by a signal handler. Neither blocks.
+/// @threadsafety Any thread may call Set and Clear at any time, and a signal handler may call Set. Neither
+/// blocks.
 class Wakeup {
  public:
-  /// Not readable. Throws std::system_error when no descriptor is left.
+  /// Not readable at first. Throws std::system_error if no descriptor is left.
   Wakeup();
 
-  /// For poll() or a run loop; what makes it readable is Set alone.
+  /// For poll() or a run loop. Only Set makes it readable.
   [[nodiscard]] int Descriptor() const noexcept { return fEvent.Get(); }
 
   void Set() const noexcept;

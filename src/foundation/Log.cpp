@@ -20,7 +20,7 @@ namespace {
 const vorn::Clock::time_point s_start_time = vorn::Clock::now();
 
 struct LevelTraits {
-  const char* tag;  // six columns wide, so that messages line up
+  const char* tag;  // six columns wide, so that messages are aligned
   int priority;
   const char* color;
 };
@@ -75,8 +75,7 @@ void Log(Level level, const char* file, int line, const char* function, const ch
   const char* bold = useColor ? "\033[1m" : "";
   const char* reset = useColor ? "\033[0m" : "";
 
-  // The caller's format is embedded in the line's and expanded with it in the
-  // second pass, the one that writes.
+  // The caller's format is a part of the line's format. The second pass expands both and writes the line.
   char lineFormat[1024];
   if (s_verbose) {
     std::snprintf(lineFormat, sizeof lineFormat, "%s%s%s %6d ms %s%s%s (%s:%d %s)\n", color, tag, reset,

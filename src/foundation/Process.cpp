@@ -14,8 +14,8 @@ namespace vorn {
 void OccupyClosedStandardDescriptors() {
   for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
     if (::fcntl(descriptor, F_GETFD) >= 0) continue;
-    // open() gives the lowest free number, which is this one. In the wrong
-    // direction, so that it stays as unusable as it was.
+    // open() gives the lowest free number, which is the missing one. It gets the wrong direction, because it
+    // must stay as unusable as before.
     if (::open("/dev/null", descriptor == STDIN_FILENO ? O_WRONLY : O_RDONLY) != descriptor) return;
   }
 }

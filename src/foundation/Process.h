@@ -4,21 +4,18 @@
 
 namespace vorn {
 
-/// Opens the standard descriptors that were closed when the program started, so
-/// that no file opened later gets their numbers and what is meant for them.
-/// Writing to them keeps failing. Before anything is opened.
+/// Opens the standard descriptors that were closed when the program started. Otherwise a later file could
+/// take such a number and get the text meant for it. Writing to them still fails. Call before anything is
+/// opened.
 void OccupyClosedStandardDescriptors();
 
-/// Raises the limit of open descriptors to what the system allows this user:
-/// each polled unit takes three. Failure leaves it as it was. Before threads
-/// start.
+/// Raises the limit of open descriptors to the maximum for this user, because each polled unit takes three. A
+/// failure leaves the limit as it was. Call before threads start.
 void RaiseDescriptorLimit();
 
-/// Ends the process with `exitCode` if its teardown takes longer than `limit`,
-/// whatever threads are stuck in. Output must have been flushed. Meant to be
-/// called once, when the program has decided to exit; it cannot be undone.
-/// Never throws: where no thread can be started, the teardown takes the time
-/// that it takes.
+/// Ends the process with `exitCode` if its teardown takes longer than `limit`, even if threads are stuck.
+/// Flush all output before. Call it once, after the program has decided to exit; it cannot be undone. Never
+/// throws: if no thread can be started, the teardown takes its own time.
 void EndProcessAfter(std::chrono::milliseconds limit, int exitCode) noexcept;
 
 }  // namespace vorn

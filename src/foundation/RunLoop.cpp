@@ -60,7 +60,7 @@ bool PollRunLoop::RunOnce(std::chrono::milliseconds timeout) {
   for (std::size_t i = 1; i < descriptors.size() && !fStop; ++i) {
     if (descriptors[i].revents == 0) continue;
     const auto found = fSources.find(ids[i]);
-    if (found == fSources.end()) continue;  // removed by an earlier handler of this pass
+    if (found == fSources.end()) continue;  // an earlier handler of this pass removed it
     const auto handler = found->second.handler;
     (*handler)();
     ran = true;

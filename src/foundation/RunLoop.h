@@ -11,10 +11,9 @@
 
 namespace vorn {
 
-/// A thread's event loop: what timers and other descriptors are watched by.
-/// Each thread has at most one. A thread that never set its own gets a
-/// PollRunLoop; a toolkit's main thread sets an adapter to the toolkit's loop
-/// before anything asks for the current one.
+/// A thread's event loop. It watches timers and other descriptors. Each thread has at most one. A thread that
+/// never set its own gets a PollRunLoop. A toolkit's main thread sets an adapter to the toolkit's loop before
+/// anything asks for the current one.
 ///
 /// @threadsafety Everything here belongs to the loop's own thread.
 class RunLoop {
@@ -32,38 +31,34 @@ class RunLoop {
   RunLoop& operator=(const RunLoop&) = delete;
   virtual ~RunLoop() = default;
 
-  /// Calls `handler` on the loop's thread whenever `descriptor` is readable, as
-  /// long as it stays so (level-triggered). The descriptor stays the caller's
-  /// and must outlive the source. Served in modal loops and open menus too.
+  /// Calls `handler` on the loop's thread while `descriptor` is readable (level-triggered). The caller keeps
+  /// the descriptor, and it must live longer than the source. Modal loops and open menus serve it too.
   virtual SourceId AddSource(int descriptor, std::function<void()> handler) = 0;
 
-  /// Ends a source. Safe from inside any handler, its own included; the handler
-  /// is not called again.
+  /// Ends a source. Safe inside any handler, also its own. The handler is not called again.
   virtual void RemoveSource(SourceId source) = 0;
 };
 
 /// A run loop that waits in poll(): for worker threads and terminal programs.
 class PollRunLoop final : public RunLoop {
  public:
-  /// The calling thread's loop, which must be a PollRunLoop (it is unless the
-  /// thread set another kind).
+  /// The calling thread's loop, which must be a PollRunLoop. It is one unless the thread set another kind.
   static std::shared_ptr<PollRunLoop> Current();
 
-  /// Throws std::system_error when no descriptor is left.
+  /// Throws std::system_error if no descriptor is left.
   PollRunLoop() = default;
 
   SourceId AddSource(int descriptor, std::function<void()> handler) override;
   void RemoveSource(SourceId source) override;
 
-  /// Serves sources until Stop. Exceptions of handlers pass through.
+  /// Serves sources until Stop. Exceptions of handlers reach the caller.
   void Run();
 
-  /// Serves what is ready within `timeout`: one pass, or none if nothing came.
-  /// A negative timeout waits without limit. Returns whether a handler ran.
+  /// Serves what is ready within `timeout`: one pass, or none if nothing came. A negative timeout waits
+  /// without limit. Returns whether a handler ran.
   bool RunOnce(std::chrono::milliseconds timeout);
 
-  /// Makes Run return after the handler in progress, or at once when it is
-  /// next called. Any thread.
+  /// Makes Run return after the current handler, or at once at its next call. Any thread.
   void Stop();
 
  private:

@@ -11,7 +11,7 @@
 namespace vorn {
 namespace {
 
-// Beyond any uptime, and far below where the kernel's nanoseconds overflow.
+// Longer than any uptime, and far below the overflow of the kernel's nanoseconds.
 constexpr double kFarthestMonotonicSeconds = 4e9;
 
 itimerspec SpecOf(AbsoluteTime date) {
@@ -57,7 +57,7 @@ void RunLoopTimer::FireAfter(Clock::duration time) {
 
 void RunLoopTimer::Fire() {
   std::uint64_t expirations = 0;
-  // Nothing to read means that the date was moved since the wait ended.
+  // Nothing to read means that the date was changed since the wait ended.
   if (::read(fDescriptor.Get(), &expirations, sizeof expirations) != sizeof expirations) return;
   fCallback();
 }

@@ -10,15 +10,14 @@
 
 namespace vorn {
 
-/// A timer of a run loop. It calls back on the loop's thread once per fire
-/// date; after a fire the date is "never" until it is set again.
+/// A timer of a run loop. It calls back on the loop's thread once for each fire date. After that, the date is
+/// "never" until it is set again.
 ///
-/// Construction and destruction belong to the loop's thread; setting the date
-/// may be done by any thread, the callback included, and wakes the loop.
-/// Several dates set before the loop turns give one call.
+/// Construct and destroy it on the loop's thread. Any thread may set the date, also the callback, and this
+/// wakes the loop. If several dates are set before the loop turns, there is one call.
 class RunLoopTimer {
  public:
-  /// Throws std::system_error when no descriptor is left.
+  /// Throws std::system_error if no descriptor is left.
   RunLoopTimer(std::shared_ptr<RunLoop> loop, AbsoluteTime firstFireDate, std::function<void()> callback);
   RunLoopTimer(const RunLoopTimer&) = delete;
   RunLoopTimer& operator=(const RunLoopTimer&) = delete;
@@ -28,10 +27,10 @@ class RunLoopTimer {
   /// infinity, not-a-number and dates too far to represent never fire.
   void SetNextFireDate(AbsoluteTime date);
 
-  /// Fires once that time has passed; as soon as possible when it is not positive.
+  /// Fires after that time; as soon as possible if it is not positive.
   void FireAfter(Clock::duration time);
 
-  /// The date last set; stays after the fire.
+  /// The date that was set last; it stays after the fire.
   [[nodiscard]] AbsoluteTime NextFireDate() const { return fNextFireDate; }
 
  private:

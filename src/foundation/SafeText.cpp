@@ -18,7 +18,7 @@ struct Range {
   Showing showing;
 };
 
-// In ascending order; what lies in none is drawn.
+// In ascending order. Characters outside all ranges are drawn.
 constexpr Range kRanges[] = {
     {0x0000, 0x001F, Showing::kBreaks},    // controls
     {0x007F, 0x009F, Showing::kBreaks},    // controls of the upper range
@@ -44,7 +44,7 @@ constexpr Range kRanges[] = {
     {0x1D173, 0x1D17A, Showing::kHides},   // musical format controls
     {0xE0000, 0xE00FF, Showing::kHides},   // tags
     {0xE0100, 0xE01EF, Showing::kShapes},  // more variation selectors
-    {0xE01F0, 0xE0FFF, Showing::kHides},   // reserved for more of the kind
+    {0xE01F0, 0xE0FFF, Showing::kHides},   // reserved for more of the same kind
 };
 
 std::size_t CellWidth(char32_t c) {

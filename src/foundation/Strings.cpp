@@ -11,9 +11,9 @@ std::vector<std::string> GetDividedValues(const std::string& text, char delimite
 }
 
 struct Sequence {
-  std::size_t length;  // bytes that the first one promises; 0: it cannot be first
+  std::size_t length;  // number of bytes that the first one announces; 0: it cannot be first
   char32_t bits;       // of the first byte
-  char32_t least;      // smallest character that needs so many bytes
+  char32_t least;      // smallest character that needs this many bytes
 };
 
 Sequence SequenceOf(unsigned char first) {

@@ -24,29 +24,29 @@ template <typename T>
   return stream.str();
 }
 
-/// The value that the text begins with, read by its own >>; what follows it is
-/// ignored. Empty when the reading failed.
+/// The value at the beginning of the text, as its own >> reads it. The rest of the text is ignored. Empty if
+/// the reading failed.
 template <typename T>
 optional<T> SlowConvertFromStringAllowRemainder(const std::string& text) {
   std::istringstream stream(text);
   stream.imbue(std::locale::classic());
   T value{};
   stream >> value;
-  if (stream.fail()) return {};  // failbit or badbit; reaching the end is no failure
+  if (stream.fail()) return {};  // failbit or badbit; the end of the text is no failure
   return value;
 }
 
-/// The pieces between ":" separators, in order and untrimmed. An empty piece
-/// is kept except after a trailing separator; an empty text has no pieces.
+/// The pieces between ":" separators, in order and untrimmed. An empty piece is kept, except after a trailing
+/// separator. An empty text has no pieces.
 [[nodiscard]] std::vector<std::string> GetEmbeddedValues(const std::string& text);
 
-/// The byte in lower case when it is an ASCII capital letter, else unchanged.
+/// The byte in lower case if it is an ASCII capital letter, otherwise unchanged.
 [[nodiscard]] constexpr char ToLowerASCII(char c) noexcept {
   return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
 }
 
-/// Host names, schemes and header field names compare this way: ASCII letters
-/// without regard to case, all other bytes exactly.
+/// Host names, schemes and header field names compare this way: ASCII letters without regard to case, all
+/// other bytes exactly.
 [[nodiscard]] constexpr bool EqualIgnoringASCIICase(std::string_view a, std::string_view b) noexcept {
   if (a.size() != b.size()) return false;
   for (std::size_t i = 0; i < a.size(); ++i) {
@@ -55,7 +55,7 @@ optional<T> SlowConvertFromStringAllowRemainder(const std::string& text) {
   return true;
 }
 
-/// The part of the text between the blanks at its ends.
+/// The text without the blanks at its ends.
 [[nodiscard]] constexpr std::string_view Trimmed(std::string_view text,
                                                  std::string_view blanks = " \t") noexcept {
   const auto first = text.find_first_not_of(blanks);
@@ -72,14 +72,14 @@ optional<T> SlowConvertFromStringAllowRemainder(const std::string& text) {
 inline constexpr char kCapitalHexDigits[] = "0123456789ABCDEF";
 inline constexpr char kSmallHexDigits[] = "0123456789abcdef";
 
-/// Appends the byte's two hexadecimal digits, written with one of the above.
+/// Appends the two hexadecimal digits of the byte, in the case of one of the sets above.
 inline void AppendHex(std::string& text, char c, const char* digits = kCapitalHexDigits) {
   const auto byte = static_cast<std::uint8_t>(c);
   text += digits[byte >> 4U];
   text += digits[byte & 0xFU];
 }
 
-/// The value of a hexadecimal digit of either case; -1 when it is none.
+/// The value of a hexadecimal digit of either case; -1 if it is none.
 [[nodiscard]] constexpr int HexValue(char c) noexcept {
   if (c >= '0' && c <= '9') return c - '0';
   if (c >= 'A' && c <= 'F') return c - 'A' + 10;
@@ -87,10 +87,9 @@ inline void AppendHex(std::string& text, char c, const char* digits = kCapitalHe
   return -1;
 }
 
-/// Takes one character off the front of `bytes`, which must not be empty. Bytes
-/// that are not well-formed UTF-8 (overlong, a surrogate, beyond the last
-/// character, cut short) give an empty optional; their lead byte is taken
-/// together with the continuations that belong to it.
+/// Removes one character from the front of `bytes`, which must not be empty. If the bytes there are not
+/// well-formed UTF-8 (overlong, a surrogate, beyond the last character, cut short), the result is empty. Then
+/// the lead byte and its continuations are removed.
 [[nodiscard]] std::optional<char32_t> TakeCharacter(std::string_view& bytes);
 
 /// Whether the bytes are well-formed UTF-8 (no overlong forms, no surrogates).

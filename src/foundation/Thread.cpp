@@ -23,7 +23,7 @@ Name ShownName(const char* name) {
   return shown;
 }
 
-// A thread begins with the signals that the one that starts it has blocked.
+// A new thread has the blocked signals of the thread that starts it.
 class AllSignalsBlocked {
  public:
   AllSignalsBlocked() noexcept {

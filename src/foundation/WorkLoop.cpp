@@ -31,8 +31,7 @@ CppWorkItem::CppWorkItem(WorkLoop* owner, std::function<bool()> work) : fWork(st
   Init(owner, DoFunc, this);
 }
 
-// Off the queue before the function goes, not after it: the loop's thread may
-// be about to take the item.
+// Remove it from the queue before the function goes, because the loop's thread may be about to take the item.
 CppWorkItem::~CppWorkItem() {
   DeQueue();
 }
@@ -106,12 +105,12 @@ WorkLoopItem* WorkLoop::Impl::GetNextItem() {
 void WorkLoop::Impl::RunLoopTimerCallback(RunLoopTimer* /*timer*/, void* context) {
   auto* impl = static_cast<Impl*>(context);
   if (impl == nullptr) return;
-  const auto keptWhole = impl->weak_from_this().lock();  // an item may end the last WorkLoop
+  const auto keptWhole = impl->weak_from_this().lock();  // an item may destroy the last WorkLoop
   while (WorkLoopItem* item = impl->GetNextItem()) {
     if (item->function == nullptr) continue;
     try {
       item->function(item, item->context);
-    } catch (...) {  // one item's failure is not the others'
+    } catch (...) {  // the failure of one item must not affect the others
     }
   }
 }

@@ -13,9 +13,8 @@ namespace vorn {
 
 class WorkLoop;
 
-/// A piece of work that a loop can hold. The owner embeds it; the queue never
-/// owns it. Fields are set before the item is first queued; from then on the
-/// loop alone changes the due time.
+/// A piece of work that a loop can hold. The owner embeds it; the queue never owns it. Set the fields before
+/// the item is first queued. After that, only the loop changes the due time.
 struct WorkLoopItem {
   using Function = bool (*)(WorkLoopItem* item, void* context);
 
@@ -25,29 +24,27 @@ struct WorkLoopItem {
   virtual ~WorkLoopItem() = default;
 
   Function function = nullptr;  ///< what to run; null: nothing. Its result is ignored
-  void* context = nullptr;      ///< handed to the function
+  void* context = nullptr;      ///< passed to the function
   AbsoluteTime dueTime = 0;     ///< run at this date or later
-  double interval = 0;          ///< seconds; how far a repeating item's due time advances
+  double interval = 0;          ///< seconds; a repeating item's due time advances by this
   bool repeat = false;          ///< stay queued after running
 };
 
-/// An item bound to one loop. Queue, DeQueue and destruction are safe on any
-/// thread; the function runs on the loop's thread and never inside Queue.
-/// Destroying an item while its function runs on another thread is not.
+/// An item of one loop. Queue, DeQueue and destruction are safe on any thread. The function runs on the
+/// loop's thread and never inside Queue. Do not destroy an item while its function runs on another thread.
 struct WorkItem : WorkLoopItem {
   ~WorkItem() override;
 
   void Init(WorkLoop* owner, Function newFunction, void* newContext);
 
-  /// Asks for the item to run as soon as possible. Queuing an item that is
-  /// queued already changes nothing, so several requests collapse into one run.
-  /// Without a loop this does nothing.
+  /// Asks for the item to run as soon as possible. If the item is queued already, this changes nothing, so
+  /// several requests become one run. Without a loop this does nothing.
   void Queue();
 
-  /// Takes the item off the queue if it is there.
+  /// Removes the item from the queue if it is there.
   void DeQueue();
 
-  WorkLoop* loop = nullptr;  ///< not owned; outlives the item
+  WorkLoop* loop = nullptr;  ///< not owned; lives longer than the item
 };
 
 /// An item that runs a function object.
@@ -61,14 +58,13 @@ struct CppWorkItem : WorkItem {
   std::function<bool()> fWork;
 };
 
-/// Base of objects that live on one thread and do their work there, whatever
-/// thread asked for it. Binds to the run loop of the thread that constructs it;
-/// all work loops of one thread share one queue and one timer.
+/// Base of objects that live on one thread and do their work there, whichever thread asked for it. It uses
+/// the run loop of the thread that constructs it. All work loops of one thread share one queue and one timer.
 class WorkLoop {
  public:
   class Impl;
 
-  /// The calling thread's queue, made if there is none alive.
+  /// The calling thread's queue. It is made if none is alive.
   static std::shared_ptr<Impl> GetThreadLocalWorkLoop();
 
   WorkLoop();
@@ -81,34 +77,32 @@ class WorkLoop {
   std::shared_ptr<Impl> fImpl;
 };
 
-/// One thread's queue. Lives as long as the last WorkLoop of that thread.
+/// One thread's queue. It lives as long as the last WorkLoop of that thread.
 class WorkLoop::Impl : public std::enable_shared_from_this<Impl> {
  public:
-  /// Registers the timer with `loop`; on that loop's thread.
+  /// Registers the timer with `loop`. Call on that loop's thread.
   explicit Impl(std::shared_ptr<RunLoop> loop, Now now = Clock::now);
   virtual ~Impl();
   Impl(const Impl&) = delete;
   Impl& operator=(const Impl&) = delete;
 
-  /// Queues the item, due now, and wakes the loop's thread. Any thread. Throws
-  /// std::bad_alloc, with nothing queued, when there is no memory.
+  /// Queues the item, due now, and wakes the loop's thread. Any thread. Throws std::bad_alloc if there is no
+  /// memory, and then nothing is queued.
   void AddWorkItem(WorkItem* item);
 
-  /// Takes the item off the queue if it is there. Any thread.
+  /// Removes the item from the queue if it is there. Any thread.
   void RemoveWorkItem(WorkItem* item);
 
-  /// The next item that is due, or null after arming the timer for the
-  /// earliest one. A repeating item stays queued with its due time advanced,
-  /// though never to before now: a late one does not catch up run by run. Takes
-  /// no memory: what is queued runs.
+  /// The next due item. If there is none, arms the timer for the earliest item and returns null. A repeating
+  /// item stays queued, and its due time advances, but never to before now: a late item does not repeat
+  /// missed runs. Allocates no memory, so queued items always run.
   WorkLoopItem* GetNextItem();
 
-  /// a's due time is at or before b's. Deliberately not strict (MergeSort.h).
+  /// Whether a's due time is at or before b's. Not strict on purpose (MergeSort.h).
   static bool ItemSortComp(const WorkLoopItem* a, const WorkLoopItem* b);
 
-  /// Runs every item that is due, those included that become due meanwhile.
-  /// What an item's function throws is discarded. A function may destroy its
-  /// own item and the thread's last WorkLoop.
+  /// Runs every item that is due, also items that become due in the meantime. Exceptions of an item's
+  /// function are discarded. A function may destroy its own item and the thread's last WorkLoop.
   static void RunLoopTimerCallback(RunLoopTimer* timer, void* context);
 
   /// When the timer will fire next.

@@ -19,8 +19,7 @@ using testing::TurnLoopUntil;
 using vorn::testing::FakeResponder;
 using Question = FakeResponder::Question;
 
-// A supervised list with the monitor and the session that programs have, on a
-// system bus of the test's own.
+// A supervised list with the monitor and the session of the programs, on a private system bus.
 class SupervisedDeviceListBusTest : public ::testing::Test {
  protected:
   SupervisedDeviceListBusTest() { fBus.Start(); }
@@ -42,7 +41,7 @@ TEST_F(SupervisedDeviceListBusTest, LoopTurnsWhileAResponderHangsThatHasJustAnsw
   {
     const SupervisedDeviceList list({});
     EXPECT_TRUE(TurnLoopUntil([&] { return fResponder->Calls("ServiceBrowserNew") == 1; }));
-    fResponder->SetAnswering(true);  // only now that the loop has turned
+    fResponder->SetAnswering(true);  // only after the loop has turned
     EXPECT_TRUE(TurnLoopUntil([&] { return !Asked("ServiceBrowserNew").empty(); }));
     fResponder->TellInstance(Asked("ServiceBrowserNew").front(), "ItemNew", "Desk");
     EXPECT_TRUE(TurnLoopUntil([&] { return !Asked("ServiceResolverNew").empty(); }));

@@ -15,7 +15,7 @@ using testing::kMonotonicAtLoad;
 using testing::kRealtimeAtLoad;
 using testing::kSecond;
 
-// 24 years of 365 days and six leap days lie between.
+// There are 24 years of 365 days and six leap days in between.
 constexpr double kSecondsFrom2001To2025 = (24 * 365 + 6) * 86400.0;
 constexpr double kMicrosecond = 1e-6;
 
@@ -24,7 +24,7 @@ class ClockTest : public ::testing::Test {
   void SetUp() override {
     gMonotonicNanoseconds = kMonotonicAtLoad;
     gRealtimeNanoseconds = kRealtimeAtLoad;
-    // Anchors, in whichever test comes first.
+    // The first test that calls this sets the anchor.
     ASSERT_NEAR(AbsoluteTimeGetCurrent(), kSecondsFrom2001To2025, kMicrosecond);
   }
 };
@@ -62,8 +62,8 @@ TEST_F(ClockTest, NeverIsTheLargestFiniteDouble) {
   EXPECT_EQ(AbsoluteTimeGetCurrent() + kNever, kNever);
 }
 
-// A machine without a battery-backed clock comes up in 1970. In a process of
-// its own, because the anchor is set once.
+// A machine without a battery-backed clock starts in 1970. In a separate process, because the anchor is set
+// once.
 TEST(ClockDeathTest, ZeroIsPastEvenWhenTheWallClockIsBehind2001) {
   GTEST_FLAG_SET(death_test_style, "threadsafe");
   EXPECT_EXIT(

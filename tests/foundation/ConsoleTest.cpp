@@ -52,7 +52,7 @@ TEST(ConsoleTest, QuotesTheFirst200BytesOfAText) {
   EXPECT_EQ(Excerpt(std::string(201, 'x')), std::string(200, 'x'));
 }
 
-// Puts another descriptor in the place of standard output for its own lifetime.
+// Replaces standard output with another descriptor for its own lifetime.
 class OutputTo {
  public:
   explicit OutputTo(int descriptor) {

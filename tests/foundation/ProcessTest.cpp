@@ -13,7 +13,7 @@
 namespace vorn {
 namespace {
 
-// In a process of its own, whose standard descriptors it may close.
+// In a separate process, whose standard descriptors it may close.
 TEST(ProcessDeathTest, NothingOpenedLaterTakesThePlaceOfClosedStandardDescriptors) {
   EXPECT_EXIT(
       {

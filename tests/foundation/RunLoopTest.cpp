@@ -82,7 +82,7 @@ TEST(PollRunLoopTest, HandlerMayRemoveItsOwnSource) {
   const auto witness = std::make_shared<int>(42);
   source = loop.AddSource(signal.Descriptor(), [&, witness] {
     loop.RemoveSource(source);
-    calls += *witness == 42 ? 1 : 0;  // the handler is still whole
+    calls += *witness == 42 ? 1 : 0;  // the handler is still complete
   });
   signal.Set();
   EXPECT_TRUE(loop.RunOnce(milliseconds(0)));

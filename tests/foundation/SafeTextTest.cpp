@@ -75,7 +75,7 @@ TEST_F(SafeTextTest, TellsWhatACharacterDoes) {
   EXPECT_EQ(ShowingOf(0xE1000), Showing::kDrawn);
 }
 
-// The list is searched by halves, so its order matters.
+// A binary search reads the list, so its order matters.
 TEST_F(SafeTextTest, FindsEveryUnsafeCharacter) {
   int unsafe = 0;
   for (char32_t c = 0; c <= 0x10FFFF; ++c) unsafe += IsUnsafe(c) ? 1 : 0;
@@ -92,7 +92,7 @@ TEST_F(SafeTextTest, BytesThatAreNoUtf8AreReplaced) {
   EXPECT_EQ(Shown("\xe2\x82"), kReplaced);              // cut
   EXPECT_EQ(Shown("\xed\xa0\x80"), kReplaced);          // half of a surrogate pair
   EXPECT_EQ(Shown("\xf4\x90\x80\x80"), kReplaced);      // beyond the last character
-  EXPECT_EQ(Shown("\xe0\x80\x9b"), kReplaced);          // a control character, written too long
+  EXPECT_EQ(Shown("\xe0\x80\x9b"), kReplaced);          // a control character in an overlong form
   EXPECT_EQ(Shown("\xc0\x9b"), kReplaced + kReplaced);  // the same, shorter
   EXPECT_EQ(Shown("\xf0\x80\x80\x9b"), kReplaced);
 }

@@ -272,8 +272,7 @@ TEST_F(WorkLoopTest, ItemDestroyedWhileQueuedNeverRuns) {
   EXPECT_EQ(runs, 1);
 }
 
-// Otherwise the loop's thread could run a function that another thread is
-// just destroying.
+// Otherwise the loop's thread could run a function that another thread is destroying.
 TEST_F(WorkLoopTest, ItemLeavesTheQueueBeforeItsFunctionIsDestroyed) {
   const auto queue = WorkLoop::GetThreadLocalWorkLoop();
   bool queuedDuringDestruction = false;

@@ -11,8 +11,7 @@
 
 namespace vorn::testing {
 
-/// While it lives, new threads ask for more stack than any machine has, so
-/// that starting one fails.
+/// While it lives, new threads ask for more stack than any machine has, so starting one fails.
 class NoThreadsLeft {
  public:
   NoThreadsLeft() {

@@ -14,8 +14,8 @@ namespace {
 
 constexpr int kBadUsage = 2;
 
-/// Becomes the application, which learns from its environment that it was
-/// started by the login and not by a person. Returns only on failure.
+/// Becomes the application. The environment tells the application that the login started it, and not a
+/// person. Returns only on failure.
 int StartApplication() {
   const auto folder = vorn::ProgramFolder() / Identity::kProgramFolder;
   const std::string program = (folder / Identity::kProgram).lexically_normal().string();

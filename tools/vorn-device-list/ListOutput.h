@@ -12,16 +12,14 @@
 
 namespace vorn::devicelisttool {
 
-/// Writes lists to standard output in the form that was asked for.
+/// Writes lists to standard output in the requested form.
 ///
-/// Without watching: once, when told. While watching, what differs from what
-/// was written before:
-/// - JSON: each list at once, the first included;
-/// - a table on a terminal that can be drawn on: at once, in the place of the
-///   one before, but only while the program is in the foreground;
-/// - a table elsewhere: at most once a second, and always the last one. An
-///   empty list is not written before the options' wait is over.
-/// Belongs to one thread. Whatever writes blocks while the reader does not read.
+/// Without watching: once, when told. While watching, every list that differs from the last written one:
+/// - JSON: each list at once, including the first one;
+/// - a table on a terminal that allows drawing: at once, in the place of the earlier one, but only while the
+///   program is in the foreground;
+/// - a table elsewhere: at most once a second, and always the last one. An empty list is not written before
+///   the options' wait is over. Belongs to one thread. A write blocks while the reader does not read.
 class ListOutput {
  public:
   using Now = std::function<AbsoluteTime()>;
@@ -31,27 +29,26 @@ class ListOutput {
 
   explicit ListOutput(const Options& options, Now now = &AbsoluteTimeGetCurrent);
 
-  /// Takes a published list, and writes it if it is watched and due; kWritten
-  /// too when nothing was due.
+  /// Takes a published list, and writes it if it is watched and due. The result is kWritten also if nothing
+  /// was due.
   [[nodiscard]] OutputResult Publish(Units units);
 
-  /// Takes a line that stands below the table where that is drawn in place;
-  /// empty: none.
+  /// Sets the line below the table, if the table is drawn in place; empty: none.
   [[nodiscard]] OutputResult SetNote(std::string note);
 
-  /// When WriteDue has something to do next; empty: not before the next list
-  /// or, in the background of a terminal, before the foreground.
+  /// When WriteDue must act next; empty: not before the next list or, in the background of a terminal, not
+  /// before the foreground.
   [[nodiscard]] optional<AbsoluteTime> NextDue() const;
   [[nodiscard]] OutputResult WriteDue();
 
-  /// Writes the list of now, whatever was written before.
+  /// Writes the current list, whatever was written before.
   [[nodiscard]] OutputResult WriteLast();
 
-  /// Ends a watch: gives the terminal back and writes what was drawn last on
-  /// it, or writes what was not due yet.
+  /// Ends a watch: releases the terminal and writes what was drawn last on it, or writes what was not due
+  /// yet.
   [[nodiscard]] OutputResult Finish();
 
-  /// Gives the terminal back until the next drawing.
+  /// Releases the terminal until the next drawing.
   [[nodiscard]] OutputResult Suspend() { return fScreen.Leave(); }
 
   [[nodiscard]] bool Empty() const { return fUnits.empty(); }
@@ -69,8 +66,8 @@ class ListOutput {
   const AbsoluteTime fFirstWaitEnds;
   Units fUnits;
   std::string fNote;
-  bool fHasList = false;   ///< one was published
-  bool fHadUnits = false;  ///< one with units was
+  bool fHasList = false;   ///< a list was published
+  bool fHadUnits = false;  ///< a list with units was published
   bool fWroteAny = false;
   AbsoluteTime fWrittenAt = 0;
   std::string fWritten;  ///< what was written or drawn last

@@ -47,7 +47,7 @@ void BlockSignals(bool drawsOnTerminal) {
   const sigset_t ending = EndingSignals();
   ::pthread_sigmask(SIG_BLOCK, &ending, nullptr);
   if (!drawsOnTerminal) return;
-  // Without SIGTTOU: whatever the program writes to the terminal in the background does not stop it.
+  // Without SIGTTOU, so that a write to the terminal from the background does not stop the program.
   const sigset_t terminal = SetOf({SIGWINCH, SIGTSTP, SIGCONT, SIGTTOU});
   ::pthread_sigmask(SIG_BLOCK, &terminal, nullptr);
 }

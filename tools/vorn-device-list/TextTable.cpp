@@ -20,13 +20,13 @@ std::size_t TotalWidth(const std::vector<std::size_t>& widths) {
   return total;
 }
 
-// Takes from one column, down to its shortest, what the line is too wide by.
+// Removes the line's surplus from one column, down to its shortest width.
 void Shrink(std::vector<std::size_t>& widths, const TextTable::Concession& concession, std::size_t limit) {
   const std::size_t total = TotalWidth(widths);
   std::size_t& width = widths[concession.column];
   if (total <= limit || width <= concession.shortest) return;
   width -= std::min(width - concession.shortest, total - limit);
-  if (concession.shortest == 0) width = 0;  // a few cells of a column say nothing
+  if (concession.shortest == 0) width = 0;  // a few cells of a column are not useful
 }
 
 std::string LineOf(const std::vector<std::u32string>& cells, const std::vector<std::size_t>& widths,

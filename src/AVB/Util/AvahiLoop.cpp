@@ -15,8 +15,8 @@ namespace {
 constexpr int kAttempts = 2;
 constexpr int kPauseMilliseconds = 100;
 
-// Whether a call failed because no responder answered on the connection, not
-// because the responder refused it.
+// Whether a call failed because no responder answered on the connection, and not because the responder
+// refused it.
 bool IsOfTheConnection(int error) {
   return error == AVAHI_ERR_DBUS_ERROR || error == AVAHI_ERR_DISCONNECTED || error == AVAHI_ERR_BAD_STATE ||
          error == AVAHI_ERR_NO_DAEMON || error == AVAHI_ERR_TIMEOUT || error == AVAHI_ERR_NO_MEMORY;
@@ -53,7 +53,7 @@ void AvahiLoop::Run() {
       if (::avahi_simple_poll_iterate(fPoll.get(), -1) != 0) {
         throw std::system_error(errno, std::generic_category(), "poll");
       }
-    } catch (...) {  // no memory, say; the next turn may have it
+    } catch (...) {  // for example no memory; the next turn may have it
       ::poll(nullptr, 0, kPauseMilliseconds);
     }
     if (fClientFailed) Disconnect();
@@ -81,11 +81,12 @@ void AvahiLoop::OnWakeup(AvahiWatch* /*watch*/, int /*descriptor*/, AvahiWatchEv
   self.ServeOnce();
 }
 
-// One call to the responder a turn: its messages of meanwhile come before the next.
+// One call to the responder in each turn, because the messages that came in the meantime must be handled
+// before the next call.
 void AvahiLoop::ServeOnce() {
   try {
     if (!fStop && (EndOne() || BeginOne())) fWakeup.Set();
-  } catch (...) {  // no memory, say; the operation is still there for the next turn
+  } catch (...) {  // for example no memory; the operation is still there for the next turn
     ::poll(nullptr, 0, kPauseMilliseconds);
     fWakeup.Set();
   }
@@ -116,7 +117,7 @@ void AvahiLoop::BeginNow(const std::shared_ptr<Operation>& operation) {
       FailAllNew();
       return;
     }
-    if (fStop) return;  // making the connection may have taken its time
+    if (fStop) return;  // making the connection may have taken long
     if (operation->Begin(*fClient)) {
       fOpen.push_back(operation);
       RemoveNew(operation);
@@ -135,7 +136,7 @@ void AvahiLoop::BeginNow(const std::shared_ptr<Operation>& operation) {
   operation->Fail();
 }
 
-// Has an operation that loses nothing by it wait behind all others.
+// Moves an operation that loses nothing by it behind all others.
 bool AvahiLoop::MakeRoom() {
   const auto found = std::ranges::find_if(fOpen, [](const auto& open) { return open->MayPause(); });
   if (found == fOpen.end()) return false;
@@ -162,7 +163,7 @@ std::shared_ptr<Operation> AvahiLoop::FirstNew() {
   return fNew.empty() ? nullptr : fNew.front();
 }
 
-// It may have been removed by End meanwhile.
+// End may have removed it in the meantime.
 void AvahiLoop::RemoveNew(const std::shared_ptr<Operation>& operation) {
   const std::lock_guard lock(fMutex);
   std::erase(fNew, operation);
@@ -176,8 +177,8 @@ bool AvahiLoop::Connect() {
   return fClient != nullptr;
 }
 
-// Ends the client before its objects are forgotten: freed one by one, each would
-// wait for a responder that may be hung.
+// Ends the client before it forgets the client's objects. Freed one by one, each would wait for a responder
+// that may hang.
 void AvahiLoop::Disconnect() {
   fClient.reset();
   for (const auto& operation : fOpen) {

@@ -14,29 +14,28 @@
 
 namespace vorn {
 
-/// Runs operations on one client of Avahi's library. Every call of that library is
-/// made inside Run, one call at a time between the responder's messages, so only
-/// Run waits for a slow responder.
+/// Runs operations on one client of Avahi's library. Every call of that library is made inside Run, one call
+/// at a time between the responder's messages. So only Run waits for a slow responder.
 ///
-/// When the responder goes, or does not answer a call, all operations that it has
-/// accepted have failed, and the next one is begun on a new client. One that the
-/// responder has no room for is begun once there is room.
+/// When the responder goes, or does not answer a call, all operations that it has accepted fail, and the next
+/// one starts on a new client. If the responder has no room for an operation, it starts as soon as there is
+/// room.
 class AvahiLoop {
  public:
-  /// Throws std::system_error when there is no descriptor left.
+  /// Throws std::system_error if no descriptor is left.
   AvahiLoop() = default;
   AvahiLoop(const AvahiLoop&) = delete;
   AvahiLoop& operator=(const AvahiLoop&) = delete;
 
-  /// Has the operation begun. Throws std::bad_alloc, and then it is not. Any
-  /// thread; does not block.
+  /// Starts the operation. If it throws std::bad_alloc, the operation does not start. Any thread; does not
+  /// block.
   void Begin(std::shared_ptr<Operation> operation);
-  /// Has the operation, which gets no reply any more, ended. Any thread; does not block.
+  /// Ends the operation, which gets no more replies. Any thread; does not block.
   void End(Operation& operation) noexcept;
 
-  /// Serves operations until Stop; releases the client before it returns.
+  /// Serves operations until Stop. Releases the client before it returns.
   void Run();
-  /// Has Run return after the call that it is in. Any thread; does not block.
+  /// Makes Run return after its current call. Any thread; does not block.
   void Stop() noexcept;
 
  private:
@@ -67,12 +66,12 @@ class AvahiLoop {
   std::mutex fMutex;  // guards fNew
   std::deque<std::shared_ptr<Operation>> fNew;
 
-  // Run's own. A client refers to its poll, an operation's object to the client.
+  // Only for Run. A client refers to its poll, and an operation's object refers to the client.
   std::unique_ptr<AvahiSimplePoll, PollDeleter> fPoll;
   std::unique_ptr<AvahiClient, ClientDeleter> fClient;
   std::vector<std::shared_ptr<Operation>> fOpen;
-  bool fClientFailed = false;  // it is to be replaced
-  bool fIsFull = false;        // the responder takes no more until something is ended
+  bool fClientFailed = false;  // it must be replaced
+  bool fIsFull = false;        // the responder accepts no more until something ends
 };
 
 }  // namespace vorn

@@ -12,22 +12,19 @@
 
 namespace vorn {
 
-/// A session with the responder: one connection to it, for all operations, on one
-/// thread.
+/// A session with the responder: one connection for all operations, on one thread.
 class AvahiSession {
  public:
-  /// How long the destructor waits for a thread that is in a call.
+  /// How long the destructor waits for a thread that is inside a call.
   static constexpr std::chrono::milliseconds kEndTime{100};
 
-  /// Starts the thread. `abandonedThreads`, which outlives every such thread, is
-  /// how many were left behind and have not ended yet. Throws std::system_error
-  /// when no thread or no descriptor is left.
+  /// Starts the thread. `abandonedThreads` counts the threads that were left behind and still run; it must
+  /// live longer than all of them. Throws std::system_error if no thread or no descriptor is left.
   explicit AvahiSession(std::atomic<std::size_t>& abandonedThreads);
   AvahiSession(const AvahiSession&) = delete;
   AvahiSession& operator=(const AvahiSession&) = delete;
-  /// Ends the connection and joins the thread. A thread that waits for a hung
-  /// responder is left behind with all that it needs; it ends once the responder
-  /// answers, or after 25 seconds. Any thread.
+  /// Ends the connection and joins the thread. If the thread waits for a hung responder, it is left behind
+  /// with everything that it needs. It ends when the responder answers, or after 25 seconds. Any thread.
   ~AvahiSession();
 
   /// See AvahiLoop.
@@ -35,13 +32,13 @@ class AvahiSession {
   void End(Operation& operation) noexcept;
 
  private:
-  // What the thread shares with the session, which may go before it.
+  // What the thread shares with the session, which may end first.
   struct Shared {
     explicit Shared(std::atomic<std::size_t>& abandoned) : abandonedThreads(abandoned) {}
 
     AvahiLoop loop;
     std::atomic<std::size_t>& abandonedThreads;
-    std::mutex mutex;  // guards the following
+    std::mutex mutex;  // guards the members below
     std::condition_variable changed;
     bool hasEnded = false;
     bool isAbandoned = false;

@@ -7,8 +7,8 @@
 
 namespace vorn {
 
-/// Reply of an address lookup, with the signature that dns_sd.h publishes where
-/// the library has the call. `address` is null when the record was not usable.
+/// Reply of an address look-up, with the signature that dns_sd.h publishes if the library has the call.
+/// `address` is null if the record was not usable.
 using DNSServiceGetAddrInfoReply = void (*)(DNSServiceRef ref, DNSServiceFlags flags,
                                             std::uint32_t interfaceIndex, DNSServiceErrorType error,
                                             const char* hostName, const sockaddr* address,
@@ -16,26 +16,22 @@ using DNSServiceGetAddrInfoReply = void (*)(DNSServiceRef ref, DNSServiceFlags f
 
 inline constexpr std::uint32_t kDNSServiceProtocol_IPv4 = 1;
 
-/// The narrow wrapper over dns_sd.h: the calls that the discovery engine makes,
-/// replaceable for tests. Arguments and results are those of the published
-/// interface.
+/// A narrow wrapper over dns_sd.h: the calls that the discovery engine makes. Tests and other backends can
+/// replace it. Arguments and results are those of the published interface.
 ///
-/// Callbacks run inside ProcessResult, on the thread that calls it, one reply a
-/// call at most; the operation's socket stays readable while replies wait.
-/// Strings handed to them may be null. One operation must not be touched by two
-/// threads at once; deallocating it inside its own callback is safe.
+/// Callbacks run inside ProcessResult, on the thread that calls it, at most one reply for each call. The
+/// operation's socket stays readable while replies wait. Strings in replies may be null. Two threads must not
+/// use one operation at the same time. An operation may be deallocated inside its own callback.
 ///
-/// An operation stays open until it is deallocated, and may call back more than
-/// once. An address look-up tells each address that the host has (with the add
-/// flag) and each that it no longer has (without), a changed address as one of
-/// each in either order, for as long as it stays open. A reply with an error is
-/// the last one of a resolve or an address look-up. ProcessResult fails when its
-/// browse has ended, with the responder for example; then it calls back no more.
+/// An operation stays open until it is deallocated, and it may call back more than once. While an address
+/// look-up is open, it reports each address that the host gets (with the add flag) and each address that the
+/// host loses (without it). A changed address is one of each, in either order. A reply with an error is the
+/// last one of a resolve or an address look-up. ProcessResult fails when its browse has ended, for example
+/// with the responder. After that it calls back no more.
 ///
-/// Browse waits for the responder for a moment, to report a refusal. No other
-/// call blocks. What the responder refuses later comes as a reply with an error,
-/// or for a browse as a failure of ProcessResult. Beginning an operation may
-/// throw std::bad_alloc, and then there is none.
+/// Browse waits for the responder for a moment, to report a refusal. No other call blocks. A later refusal
+/// comes as a reply with an error, or for a browse as a failure of ProcessResult. The start of an operation
+/// may throw std::bad_alloc, and then there is no operation.
 class DNSSD {
  public:
   DNSSD() = default;

@@ -41,7 +41,7 @@ void FollowedHosts::Serve(std::size_t mayBegin) {
     }
     if (host.isComplete || host.known.empty() || now < host.completeAt) continue;
     Publish(name, host, true);
-    host.isComplete = true;  // only now: where memory was lacking the next cycle publishes it
+    host.isComplete = true;  // only now, so that the next cycle publishes it if memory was missing
   }
 }
 
@@ -54,7 +54,7 @@ void FollowedHosts::TakeWanted() {
   }
   ForgetUnwanted(wanted);
   for (const std::string& name : wanted) fHosts.try_emplace(name);
-  const std::lock_guard lock(fMutex);  // last: where memory was lacking it is done again
+  const std::lock_guard lock(fMutex);  // last, so that it is repeated if memory was missing
   if (wanted == fWanted) fWantedChanged = false;
 }
 
@@ -105,11 +105,12 @@ void FollowedHosts::Reply(DNSServiceRef ref, DNSServiceFlags flags, std::uint32_
     try {
       TakeAddress(found->first, host, flags, interfaceIndex, address);
       return;
-    } catch (...) {  // no memory: a fresh look-up tells all addresses again
+    } catch (...) {  // no memory: a new look-up reports all addresses again
     }
   }
   host.lookup.Reset();
-  host.isGone = true;  // what ends meanwhile is not told: all stays until the next address, and no longer
+  host.isGone = true;  // removals in the meantime are not reported: everything stays until the next address,
+                       // and no longer
   host.nextTry = fNow() + kRetryTime;
 }
 
@@ -132,7 +133,7 @@ void FollowedHosts::Add(Host& host, const Known& known) const {
   if (host.known.empty()) host.completeAt = fNow() + kCompleteTime;
   if (std::exchange(host.isGone, false)) host.known.clear();
   if (std::find(host.known.begin(), host.known.end(), known) != host.known.end()) return;
-  // On a further interface an address is no newer than it was.
+  // An address is no newer because another interface reports it too.
   const auto same = std::find_if(host.known.begin(), host.known.end(),
                                  [&](const Known& other) { return other.address == known.address; });
   host.known.insert(same == host.known.end() ? host.known.begin() : same + 1, known);

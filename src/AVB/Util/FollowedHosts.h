@@ -16,49 +16,49 @@
 
 namespace vorn {
 
-/// The addresses of one host, as they are known.
+/// The known addresses of one host.
 struct HostAddresses {
-  std::vector<std::string> addresses;  ///< dotted decimal, the one last told first
-  bool isComplete = false;             ///< the responder has had its time to tell all of them
+  std::vector<std::string> addresses;  ///< dotted decimal, the newest first
+  bool isComplete = false;             ///< the responder had enough time to report all of them
 
   friend bool operator==(const HostAddresses&, const HostAddresses&) = default;
 };
 
-/// Keeps an address look-up open for each of some hosts, for as long as they are
-/// asked for, so that their addresses are known as they change.
+/// Keeps one address look-up open for each of some hosts, as long as the client asks for them. So their
+/// addresses are known as they change.
 ///
-/// A part of the engine: its service thread alone begins, processes and releases
-/// the look-ups. Bounded: kMaxHosts hosts and kMaxAddresses addresses each.
-/// A host that has lost its last address keeps it until it has another, since
-/// nothing better is known; so does one whose look-up has ended with an error.
+/// A part of the engine. Only the engine's service thread starts, processes and releases the look-ups. There
+/// are bounds: kMaxHosts hosts and kMaxAddresses addresses each. A host keeps its last address until it has
+/// another one, because nothing better is known. The same is true for a host whose look-up ended with an
+/// error.
 class FollowedHosts {
  public:
   using ByHost = std::map<std::string, HostAddresses>;
 
-  /// With the 480 look-ups of an engine, its browse and what others of this
-  /// session ask for, below the 1,024 objects that the daemon allows a client.
+  /// Together with the engine's 480 look-ups, its browse and the other questions of this session, this stays
+  /// below the 1,024 objects that the responder allows a client.
   static constexpr std::size_t kMaxHosts = 480;
-  static constexpr std::size_t kMaxAddresses = 8;  ///< one on two interfaces counts twice
-  /// From a host's first address until all that the responder knew are told.
+  static constexpr std::size_t kMaxAddresses = 8;  ///< an address on two interfaces counts twice
+  /// The time from a host's first address until the responder has reported all addresses that it knew.
   static constexpr std::chrono::seconds kCompleteTime{1};
-  /// After a look-up that was refused, until it is begun again.
+  /// The time until a refused look-up starts again.
   static constexpr std::chrono::seconds kRetryTime{5};
 
-  /// `onChanged` is called after each change of Addresses, on the service thread
-  /// without any lock of this object.
+  /// Calls `onChanged` after each change of Addresses, on the service thread, without any lock of this
+  /// object.
   FollowedHosts(DNSSD& dnssd, Now now, std::function<void()> onChanged);
 
-  /// Follows these hosts, names without a final dot, in the place of those of
-  /// before. Of too many, those that are followed already come first. Any thread.
+  /// Follows these hosts instead of the earlier ones. Names have no final dot. If there are too many, already
+  /// followed hosts come first. Any thread.
   void Follow(std::vector<std::string> hosts);
 
-  /// The hosts of which an address is known. Any thread.
+  /// The hosts with a known address. Any thread.
   [[nodiscard]] ByHost Addresses() const;
 
-  // The service thread's.
+  // For the service thread only.
 
-  /// Releases what is not asked for any more and notes what time has brought;
-  /// begins at most `mayBegin` of the look-ups that are due.
+  /// Releases look-ups that nobody asks for any more and handles elapsed times. Starts at most `mayBegin` of
+  /// the due look-ups.
   void Serve(std::size_t mayBegin);
   /// Calls with the socket and reference of each open look-up.
   void ForEachOpen(const std::function<void(int socket, DNSServiceRef ref)>& call) const;
@@ -77,12 +77,12 @@ class FollowedHosts {
   struct Host {
     OperationHandle lookup;
     int socket = -1;
-    Moment nextTry{};          // when a look-up that is not open is begun
-    Moment completeAt{};       // once an address is known
-    std::vector<Known> known;  // the one last told first
-    bool isGone = false;       // what is known was told to be gone, or may be: the next address replaces it
+    Moment nextTry{};          // the time to start a look-up that is not open
+    Moment completeAt{};       // true when an address is known
+    std::vector<Known> known;  // the newest one first
+    bool isGone = false;       // the known addresses are gone, or may be: the next address replaces them
     bool isComplete = false;
-    bool isUntold = false;  // the client could not be told of the last change
+    bool isUntold = false;  // the client could not be told about the last change
   };
 
   static void ReplyS(DNSServiceRef ref, DNSServiceFlags flags, std::uint32_t interfaceIndex,
@@ -103,9 +103,9 @@ class FollowedHosts {
   DNSSD& fDnssd;
   const Now fNow;
   const std::function<void()> fOnChanged;
-  std::map<std::string, Host> fHosts;  // the service thread's
+  std::map<std::string, Host> fHosts;  // used by the service thread only
 
-  mutable std::mutex fMutex;  // guards what follows
+  mutable std::mutex fMutex;  // guards the members below
   std::vector<std::string> fWanted;
   bool fWantedChanged = false;
   ByHost fAddresses;

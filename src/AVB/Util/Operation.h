@@ -15,16 +15,15 @@
 
 namespace vorn {
 
-/// One operation of the seam, shared by its owner, who takes the replies, and the
-/// session, which asks the responder. Each kind turns what Avahi's client library
-/// says into replies of the published interface.
+/// One operation of the wrapper. Its owner, who takes the replies, shares it with the session, which asks the
+/// responder. Each kind turns the messages of Avahi's client library into replies of the published interface.
 class Operation {
  public:
-  /// Replies that may wait for the owner. An operation with more has failed: the
-  /// owner does not keep up with the network.
+  /// The number of replies that may wait for the owner. With more, the operation fails: the owner is slower
+  /// than the network.
   static constexpr std::size_t kMaxReplies = 100'000;
 
-  /// Throws std::system_error when no descriptor is left.
+  /// Throws std::system_error if no descriptor is left.
   Operation() = default;
   Operation(const Operation&) = delete;
   Operation& operator=(const Operation&) = delete;
@@ -34,28 +33,28 @@ class Operation {
 
   /// Readable while a reply waits.
   [[nodiscard]] int Socket() const { return fReadable.Descriptor(); }
-  /// Calls back with the next reply, if there is one. The failure of an operation
-  /// comes once, behind all replies: as a reply, or as the result of a browse.
+  /// Calls back with the next reply, if there is one. The failure of an operation comes once, after all
+  /// replies: as a reply, or as the result of a browse.
   DNSServiceErrorType Deliver(DNSServiceRef ref);
-  /// Waits until the responder has accepted or refused the operation, but no
-  /// longer than the limit. An error when it has refused.
+  /// Waits until the responder has accepted or refused the operation, but no longer than the limit. An error
+  /// if it has refused.
   DNSServiceErrorType WaitUntilBegun(std::chrono::milliseconds limit);
   /// Whether the responder has accepted the operation. Any thread.
   [[nodiscard]] bool HasBegun() const { return fHasBegun; }
-  /// Says that nobody takes replies any more; any thread.
+  /// Declares that nobody takes replies any more. Any thread.
   void Release() { fReleased = true; }
 
-  // The session's side, on its thread; it does not destroy an operation that has
-  // an object of the client.
+  // The session's side, on its thread. The session does not destroy an operation that has an object of the
+  // client.
 
   [[nodiscard]] bool IsReleased() const { return fReleased; }
-  /// Makes the client's object; false when that failed, with the client's error.
+  /// Makes the client's object. False if that failed, with the client's error.
   virtual bool Begin(AvahiClient& client) = 0;
-  /// Frees the client's object, if there is one. Negative when the responder did not answer.
+  /// Frees the client's object, if there is one. Negative if the responder did not answer.
   virtual int End() = 0;
-  /// Forgets the object, which has gone with its client.
+  /// Forgets the object, which its client has freed.
   virtual void Forget() = 0;
-  /// Whether the object may be ended now and begun again later without a loss.
+  /// Whether the object may end now and start again later without a loss.
   [[nodiscard]] virtual bool MayPause() const { return false; }
   void NoteBegun();
   void Fail() noexcept;
@@ -66,7 +65,7 @@ class Operation {
   void Tell(Reply reply);
   virtual DNSServiceErrorType DeliverFailure(DNSServiceRef ref) = 0;
 
-  /// What the library's callbacks do; an exception, no memory for example, fails the operation.
+  /// Runs the body of a library callback. An exception, for example for missing memory, fails the operation.
   template <typename Action>
   void Guarded(Action action) noexcept {
     try {

@@ -34,7 +34,7 @@ struct ConnectionDeleter {
 
 }  // namespace
 
-// One connection to the system bus, and what is known of the responder by it.
+// One connection to the system bus, and what it shows about the responder.
 class ResponderMonitor::Connection {
  public:
   explicit Connection(ResponderMonitor& monitor) : fMonitor(monitor) {
@@ -74,7 +74,7 @@ class ResponderMonitor::Connection {
 
   void Handle(DBusMessage* message) {
     if (::dbus_message_is_signal(message, "org.freedesktop.DBus", "NameOwnerChanged") != FALSE) {
-      // Any client of the bus can send us a signal of this shape.
+      // Any client of the bus can send us such a signal.
       if (::dbus_message_has_sender(message, "org.freedesktop.DBus") != FALSE) HandleOwnerChange(message);
       return;
     }
@@ -86,7 +86,7 @@ class ResponderMonitor::Connection {
     } else if (serial == fProbeSerial) {
       fProbeSerial = 0;
       fNextProbe = Clock::now() + fMonitor.fTiming.probePeriod;
-      // An error is an answer of the bus: the owner went, which its signal tells.
+      // An error is an answer of the bus: the owner has gone, and the owner's signal says so.
       if (!isError && fOwned) fMonitor.Report(State::kAnswering);
     }
   }
@@ -100,7 +100,7 @@ class ResponderMonitor::Connection {
         std::strcmp(name, kResponderName) != 0) {
       return;
     }
-    if (*before != '\0') SetOwned(false);  // also when another takes over at once
+    if (*before != '\0') SetOwned(false);  // also if another one takes over at once
     if (*after != '\0') SetOwned(true);
   }
 
@@ -119,7 +119,7 @@ class ResponderMonitor::Connection {
   }
 
   void WaitForTraffic() const {
-    // Sending may have read messages, which the descriptor no longer tells.
+    // Sending may have read messages, and then the descriptor does not report them any more.
     if (::dbus_connection_get_dispatch_status(fBus.get()) == DBUS_DISPATCH_DATA_REMAINS) return;
     int descriptor = -1;
     if (::dbus_connection_get_unix_fd(fBus.get(), &descriptor) == FALSE) return;
@@ -136,8 +136,8 @@ class ResponderMonitor::Connection {
   std::unique_ptr<DBusConnection, ConnectionDeleter> fBus;
   bool fOwned = false;
   dbus_uint32_t fOwnerSerial = 0;
-  dbus_uint32_t fProbeSerial = 0;  // of the probe that is out; 0: none
-  Clock::time_point fNextProbe;    // when to probe, or to give up on the probe that is out
+  dbus_uint32_t fProbeSerial = 0;  // serial number of the open probe; 0: none
+  Clock::time_point fNextProbe;    // when to send the next probe, or to give up the open one
 };
 
 ResponderMonitor::ResponderMonitor(Callback onChange) : ResponderMonitor(std::move(onChange), Timing{}) {}
@@ -155,14 +155,14 @@ void ResponderMonitor::ThreadProc() {
       Connection connection(*this);
       if (connection) connection.Serve();
       if (!fThread.MustStop()) Report(State::kAbsent);
-    } catch (...) {  // no memory to report, say; the next connection finds the state anew
+    } catch (...) {  // for example no memory for the report; the next connection finds the state again
     }
   } while (fThread.Pause(fTiming.retryPeriod));
 }
 
 void ResponderMonitor::Report(State state) {
   if (state == fState) return;
-  fState = State::kUnknown;  // until it is told: one that cannot be is told again
+  fState = State::kUnknown;  // until it is reported; a failed report is repeated
   fOnChange(state);
   fState = state;
 }

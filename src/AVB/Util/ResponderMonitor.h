@@ -8,47 +8,45 @@
 
 namespace vorn {
 
-/// Watches whether the system's DNS-SD responder can be talked to, from the
-/// system bus: who owns its name, and whether that owner still answers.
+/// Watches on the system bus whether the system's DNS-SD responder can be used: who owns its name, and
+/// whether that owner still answers.
 ///
 ///   kAbsent --(name owned, probe answered)--> kAnswering
 ///   kAnswering --(name lost, bus lost)------> kAbsent
 ///   kAnswering --(probe unanswered)---------> kSilent --(answered)--> kAnswering
 ///
-/// It never starts the responder and never waits for it: all calls are sent
-/// without waiting for the reply. The bus itself is waited for when a connection
-/// is made: one that hangs holds the monitor's thread, and its destructor, for
-/// libdbus's 25 seconds. A bus that is missing is tried again every second.
+/// It never starts the responder and never waits for it: all calls are sent without waiting for the reply.
+/// Only a new connection waits for the bus. A hung bus holds the monitor's thread, and its destructor, for
+/// libdbus's 25 seconds. If there is no bus, the monitor tries again every second.
 class ResponderMonitor {
  public:
   enum class State {
-    kUnknown,    ///< nothing found out yet
-    kAbsent,     ///< no system bus, or nobody owns the responder's name
-    kSilent,     ///< the name is owned, but the owner does not answer
+    kUnknown,    ///< nothing is known yet
+    kAbsent,     ///< there is no system bus, or nobody owns the responder's name
+    kSilent,     ///< the name has an owner, but the owner does not answer
     kAnswering,  ///< the responder answers: operations can be made now
   };
 
-  /// Called at every change of state. That another responder has taken over is
-  /// told by kAbsent, and by kAnswering once the new one has answered. On the
-  /// monitor's thread; must not block and must not destroy the monitor. A report
-  /// that throws is made again soon.
+  /// Called at every change of state. If another responder takes over, the reports are kAbsent, and
+  /// kAnswering when the new one has answered. Runs on the monitor's thread. Must not block and must not
+  /// destroy the monitor. If a report throws, it is repeated soon.
   using Callback = std::function<void(State)>;
 
   struct Timing {
     std::chrono::milliseconds probePeriod{10'000};  ///< between one answer and the next probe
-    std::chrono::milliseconds probeTimeout{5'000};  ///< unanswered for so long counts as silent
-    std::chrono::milliseconds retryPeriod{1'000};   ///< between attempts to reach a missing bus
+    std::chrono::milliseconds probeTimeout{
+        5'000};  ///< a probe without an answer for this time counts as silent
+    std::chrono::milliseconds retryPeriod{1'000};  ///< between attempts to reach a missing bus
   };
 
-  /// Starts the monitor's thread. Throws std::system_error when there is none
-  /// to be had. Any thread; does not block.
+  /// Starts the monitor's thread. Throws std::system_error if no thread is left. Any thread; does not block.
   explicit ResponderMonitor(Callback onChange);
   ResponderMonitor(Callback onChange, Timing timing);
   ResponderMonitor(const ResponderMonitor&) = delete;
   ResponderMonitor& operator=(const ResponderMonitor&) = delete;
 
-  /// Stops and joins the thread; no callback runs once this returns. Waits as
-  /// the thread does for a bus that hangs.
+  /// Stops and joins the thread. No callback runs after this returns. Waits for a hung bus as the thread
+  /// does.
   ~ResponderMonitor();
 
  private:
@@ -59,8 +57,8 @@ class ResponderMonitor {
 
   const Callback fOnChange;
   const Timing fTiming;
-  State fState = State::kUnknown;  // the monitor's thread alone
-  StoppableThread fThread;         // last: uses all of the above
+  State fState = State::kUnknown;  // used by the monitor's thread only
+  StoppableThread fThread;         // last: uses all members above
 };
 
 }  // namespace vorn

@@ -13,8 +13,8 @@
 
 namespace vorn {
 
-/// Owns one pending DNS-SD operation, or none; replacing or destroying it
-/// deallocates the operation, which may block while the responder is slow.
+/// Owns one pending DNS-SD operation, or none. Replacing or destroying it deallocates the operation, which
+/// may block while the responder is slow.
 class OperationHandle {
  public:
   OperationHandle() = default;
@@ -47,14 +47,14 @@ class OperationHandle {
 /// The engine's record of one browsed service instance. Destroying it
 /// deallocates its operations.
 struct ServiceData {
-  /// Which operation a record asks for next, while it waits for a place or has
-  /// the operation pending.
+  /// The operation that a record needs next, while it waits for a place, or the operation that it has
+  /// pending.
   enum class Lookup { kResolve, kAddress };
 
   ServiceData(std::uint32_t interface, std::string instanceName, std::string serviceType,
               std::string replyDomain);
 
-  const std::uint32_t uniqueId;  ///< counts all records from 1; the rules fix it, nothing reads it
+  const std::uint32_t uniqueId;  ///< counts all records from 1; nothing reads it
   int resolveSocket = -1;        ///< keeps its number after the operation has gone
   int addressSocket = -1;        ///< keeps its number after the operation has gone
   OperationHandle resolveRef;
@@ -68,22 +68,21 @@ struct ServiceData {
   std::vector<TxtRecordKeyValue> txt;
   std::uint16_t port = 0;              ///< host byte order
   std::array<std::uint8_t, 4> ipv4{};  ///< first byte is the first dotted component
-  bool resolved = false;               ///< an address has been obtained; clients see only such records
+  bool resolved = false;               ///< the record has an address; clients see only such records
 
-  // What it takes to start, or start again, a lookup.
+  // The data to start a look-up, or to start it again.
   Lookup lookup = Lookup::kResolve;
-  bool everStarted = false;            ///< a lookup of this record was begun once
+  bool everStarted = false;            ///< a look-up of this record was started once
   std::string hostTarget;              ///< the host as the resolve gave it
-  std::uint32_t addressInterface = 0;  ///< the interface that the resolve answered on
-  Clock::time_point startedAt{};       ///< when the pending operation was begun
+  std::uint32_t addressInterface = 0;  ///< the interface of the resolve's answer
+  Clock::time_point startedAt{};       ///< when the pending operation was started
 
-  /// Whether a lookup of this record is pending.
+  /// Whether a look-up of this record is pending.
   [[nodiscard]] bool IsOpen() const { return resolveRef || addressRef; }
 };
 
-/// The host name without the dot that ends it, if it ends in ".local.";
-/// unchanged otherwise, except that a name of exactly six characters without
-/// ".local." in it loses its last character too. That follows from comparing
+/// The host name without its final dot, if it ends in ".local."; otherwise unchanged. One exception: a name
+/// of exactly six characters without ".local." also loses its last character. That follows from comparing
 /// "not found" with the length less seven in unsigned numbers, and is kept.
 [[nodiscard]] std::string TrimLocalHost(std::string host);
 

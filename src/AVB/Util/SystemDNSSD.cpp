@@ -14,8 +14,7 @@ SystemDNSSD& SystemDNSSD::Instance() {
   return *instance;
 }
 
-// The compatibility library advises against its own use, on the console, even
-// where it only reads TXT records.
+// The compatibility library warns on the console against its own use, even if it only reads TXT records.
 SystemDNSSD::SystemDNSSD() {
   ::setenv("AVAHI_COMPAT_NOWARN", "1", 1);
 }

@@ -13,50 +13,47 @@ namespace vorn {
 class AvahiSession;
 class Operation;
 
-/// DNSSD over Avahi's client library: all operations share one session, which
-/// lasts from the first operation to the last. The compatibility library lends
-/// its types and its reading of TXT records alone.
+/// DNSSD over Avahi's client library. All operations share one session, which lasts from the first operation
+/// to the last. Of the compatibility library, it uses only the types and the reading of TXT records.
 ///
-/// When the responder goes, every operation has failed; the next one finds the
-/// next responder.
+/// When the responder goes, every operation fails. The next operation uses the next responder.
 class SystemDNSSD final : public DNSSD {
  public:
-  /// How long Browse waits for the responder. The callers' thread may be the one
-  /// that serves the user, so a responder that hangs must not hold it for longer.
+  /// How long Browse waits for the responder. The caller's thread may be the one that serves the user, so a
+  /// hung responder must not hold it longer.
   static constexpr std::chrono::milliseconds kBrowseTime{250};
 
-  /// The one instance, never destroyed, since a thread that waits for a hung
-  /// responder may outlive main. The first call sets an environment variable, so
-  /// it must come before threads start.
+  /// The one instance. It is never destroyed, because a thread that waits for a hung responder may live
+  /// longer than main. The first call sets an environment variable, so make it before threads start.
   static SystemDNSSD& Instance();
 
-  /// How many threads were left behind in a call to a hung responder and have
-  /// not ended yet. A program with such threads ends with _exit. Any thread.
+  /// How many threads were left behind in a call to a hung responder and still run. A program with such
+  /// threads ends with _exit. Any thread.
   [[nodiscard]] std::size_t AbandonedThreads() const { return fAbandonedThreads; }
 
   ~SystemDNSSD() override;
 
-  /// Returns once the responder has accepted or refused the browse, or after the
-  /// browse time. A browse that is refused later fails in ProcessResult.
+  /// Returns when the responder has accepted or refused the browse, or after the browse time. A browse that
+  /// is refused later fails in ProcessResult.
   DNSServiceErrorType Browse(DNSServiceRef* ref, DNSServiceFlags flags, std::uint32_t interfaceIndex,
                              const char* type, const char* domain, DNSServiceBrowseReply callback,
                              void* context) override;
   DNSServiceErrorType Resolve(DNSServiceRef* ref, DNSServiceFlags flags, std::uint32_t interfaceIndex,
                               const char* name, const char* type, const char* domain,
                               DNSServiceResolveReply callback, void* context) override;
-  /// Looks up one kind of address only, IPv4, with a time to live of 0: the
-  /// responder does not tell it. A host without such an address never calls back.
+  /// Looks up one kind of address only, IPv4. The time to live is 0, because the responder does not report
+  /// it. A host without such an address never calls back.
   DNSServiceErrorType GetAddrInfo(DNSServiceRef* ref, DNSServiceFlags flags, std::uint32_t interfaceIndex,
                                   std::uint32_t protocol, const char* hostName,
                                   DNSServiceGetAddrInfoReply callback, void* context) override;
   bool HasBegun(DNSServiceRef ref) override;
   int RefSockFD(DNSServiceRef ref) override;
   DNSServiceErrorType ProcessResult(DNSServiceRef ref) override;
-  /// Waits 100 ms at most, for the session's end, when it was the last operation.
+  /// For the last operation, waits at most 100 ms for the session's end.
   void RefDeallocate(DNSServiceRef ref) override;
 
  private:
-  // What a reference points to. The last one takes the session with it.
+  // What a reference points to. The last one ends the session too.
   struct Held {
     std::shared_ptr<Operation> operation;
     std::shared_ptr<AvahiSession> session;
@@ -70,7 +67,7 @@ class SystemDNSSD final : public DNSSD {
   std::shared_ptr<AvahiSession> Session();
 
   std::atomic<std::size_t> fAbandonedThreads{0};
-  std::mutex fMutex;  // guards the following
+  std::mutex fMutex;  // guards the members below
   std::weak_ptr<AvahiSession> fSession;
 };
 

@@ -88,12 +88,12 @@ void ZeroConfEngine::Impl::ThreadProc() {
   while (fRunning) {
     try {
       ServeOneCycle();
-    } catch (...) {  // no memory, say; the next cycle may have it
+    } catch (...) {  // for example no memory; the next cycle may have it
       ::poll(nullptr, 0, static_cast<int>(kCycle.count()));
     }
   }
-  // Stopped by an error, the engine stays readable, and its operations stay
-  // this thread's to release.
+  // After an error has stopped it, the engine stays readable, and this thread must still release its
+  // operations.
   fThread.AwaitStop();
   ReleaseOperations();
 }
@@ -102,7 +102,7 @@ void ZeroConfEngine::Impl::ServeOneCycle() {
   NoteBegun();
   YieldUnansweredLookups();
   const std::chrono::milliseconds limit = StartWaitingLookups();
-  fFollowed.Serve(HasNewcomers() ? 1 : FollowedHosts::kMaxHosts);  // newcomers come first
+  fFollowed.Serve(HasNewcomers() ? 1 : FollowedHosts::kMaxHosts);  // new services come first
   const std::vector<ServiceDataCache> waitList = GatherWaitList();
   const int ready = Wait(waitList, limit);
   if (!fRunning) return;
@@ -113,7 +113,7 @@ void ZeroConfEngine::Impl::ServeOneCycle() {
   for (std::size_t i = 0; i < waitList.size(); ++i) {
     if (fDescriptors[i].revents == 0) continue;
     if (fDnssd.ProcessResult(waitList[i].ref) != kDNSServiceErr_NoError) StopByItself();
-    return;  // one result a cycle, so that no operation outlives the list it was taken from
+    return;  // one result in each cycle, so that no operation lives longer than its list
   }
 }
 
@@ -122,18 +122,18 @@ bool ZeroConfEngine::Impl::HasNewcomers() const {
   return !fWaiting.empty();
 }
 
-// Without a change of the resolved services.
+// Although the resolved services have not changed.
 void ZeroConfEngine::Impl::QueueItem() {
   const std::lock_guard lock(fMutex);
   if (fItem != nullptr) fItem->Queue();
 }
 
-// Looks whether a slow responder has accepted the browse meanwhile.
+// Checks whether a slow responder has accepted the browse in the meantime.
 void ZeroConfEngine::Impl::NoteBegun() {
   if (fReportedBegun || !fDnssd.HasBegun(fBrowseRef.Get())) return;
   fIsBrowsing = true;
   QueueItem();
-  fReportedBegun = true;  // last: where memory was lacking the next cycle reports it
+  fReportedBegun = true;  // last: if memory was missing, the next cycle reports it
 }
 
 void ZeroConfEngine::Impl::StopByItself() {

@@ -16,31 +16,28 @@
 
 namespace vorn {
 
-/// Browses for one DNS-SD service type, resolves every instance to host, port,
-/// TXT items and one IPv4 address, and keeps the result for a client to copy.
+/// Browses for one DNS-SD service type and resolves every instance to host, port, TXT items and one IPv4
+/// address. Keeps the result, and a client copies it.
 ///
 ///   browse add -> [waiting for a place] -> resolve -> address lookup -> resolved
 ///                         ^_____________ unanswered for 5 s, 480 open, others waiting
 ///
-/// Each lookup is one-shot: later TXT, port or address changes of a living
-/// instance are not seen, except in the addresses of hosts that are followed. A
-/// lookup that fails is released and not begun again; its record stays, unresolved,
-/// and goes with the removal of its name.
+/// Each look-up is one-shot: later changes of the TXT items, port or address of a living instance are not
+/// seen. The only exception are the addresses of followed hosts. A failed look-up is released and does not
+/// start again. Its record stays, unresolved, until its name is removed.
 ///
-/// Newcomers come first: 48 lookups begin at a time, each until it is answered
-/// or 250 ms old. Older ones stay open beside them, 480 in all; beyond that, those
-/// unanswered for 5 s give way to others. Waiting records begin in the order of
-/// their adds, those that gave way after all others. An address lookup follows
-/// its resolve at once, whatever the numbers.
+/// New services come first: 48 look-ups start at a time, and each counts until it is answered or 250 ms old.
+/// Older ones stay open beside them, 480 in all. Beyond that, look-ups without an answer for 5 s lose their
+/// place to others. Waiting records start in the order of their adds. Those that lost their place come after
+/// all others. An address look-up follows its resolve at once, without regard to these numbers.
 ///
-/// Threads: one service thread waits on all pending operations and runs every
-/// callback. It alone creates, processes and deallocates operations (the browse
-/// is created before it exists), so none is ever touched by two threads. It
-/// wakes at least every 100 ms, handles one reply a cycle and takes no signals.
+/// Threads: one service thread waits for all pending operations and runs every callback. Only this thread
+/// creates, processes and deallocates operations, so two threads never use the same one. The browse is an
+/// exception: it is created before the thread exists. The thread wakes at least every 100 ms, handles one
+/// reply in each cycle and takes no signals.
 ///
-/// The engine never recovers by itself from the responder's end: after an error
-/// of the wait or of the library it stops in silence and its records stay as
-/// they are. Its owner replaces it.
+/// The engine never recovers from the responder's end by itself. After an error of the wait or of the library
+/// it stops silently, and its records stay as they are. Its owner replaces it.
 class ZeroConfEngine {
  public:
   /// One resolved service, as clients see it.
@@ -55,54 +52,49 @@ class ZeroConfEngine {
     std::vector<TxtRecordKeyValue> txt;  ///< in record order
   };
 
-  /// Lookups that begin at a time.
+  /// Look-ups that start at a time.
   static constexpr std::size_t kMaxBeginning = 48;
-  /// How long an unanswered lookup counts as beginning.
+  /// How long a look-up without an answer counts as starting.
   static constexpr std::chrono::milliseconds kBeginningTime{250};
-  /// Lookups open at once, of any age.
+  /// Look-ups open at once, of any age.
   static constexpr std::size_t kMaxOpen = 480;
-  /// How long a lookup stays open unanswered while others have no place.
+  /// How long a look-up without an answer stays open while others have no place.
   static constexpr std::chrono::seconds kOpenTime{5};
 
-  /// Starts nothing. `item` is queued at every change that the functions below
-  /// name, from the service thread with the engine's mutex held; it and `dnssd`
-  /// outlive the engine.
+  /// Starts nothing. The service thread queues `item` at every change that the functions below name, with the
+  /// engine's mutex held. `item` and `dnssd` must live longer than the engine.
   explicit ZeroConfEngine(WorkItem& item, DNSSD& dnssd = SystemDNSSD::Instance(), Now now = Clock::now);
   ZeroConfEngine(const ZeroConfEngine&) = delete;
   ZeroConfEngine& operator=(const ZeroConfEngine&) = delete;
 
-  /// Stops the service thread, which releases every operation, and joins it. The
-  /// work item is not touched any more once this returns.
+  /// Stops the service thread, which releases every operation, and joins it. After that, nothing uses the
+  /// work item.
   virtual ~ZeroConfEngine();
 
-  /// Starts browsing; to be called once, a second successful call ends the
-  /// process. Returns 0, or 3 when the responder refused. Waits a moment for a
-  /// responder that does not answer, then goes on without it: IsBrowsing tells
-  /// when it has answered. Throws std::system_error when the thread cannot be
-  /// started.
+  /// Starts browsing. Call it once; a second successful call ends the process. Returns 0, or 3 if the
+  /// responder refused. Waits a moment for a responder that does not answer, then continues without it:
+  /// IsBrowsing says when it has answered. Throws std::system_error if the thread cannot be started.
   int BrowseForService(const std::string& type);
 
-  /// Replaces `services` with the resolved services, in the order in which
-  /// their resolves were started. Returns 0. Any thread.
+  /// Replaces `services` with the resolved services, in the order in which their resolves were started.
+  /// Returns 0. Any thread.
   int GetResolvedServices(std::vector<ServiceInfo>& services) const;
 
   /// Whether the resolved services may have changed since the last call. The
   /// client's item is queued at every change. Any thread.
   bool TestAndClearModified();
 
-  /// Follows the IPv4 addresses of these hosts (as in ServiceInfo, in ".local")
-  /// in the place of those of before, whatever becomes of the services. Resolved
-  /// services and TestAndClearModified know nothing of it; the client's item is
-  /// queued when FollowedAddresses has changed. Any thread.
+  /// Follows the IPv4 addresses of these hosts (as in ServiceInfo, in ".local") instead of the earlier hosts.
+  /// This does not depend on the services, and it changes neither the resolved services nor
+  /// TestAndClearModified. The client's item is queued when FollowedAddresses has changed. Any thread.
   void Follow(std::vector<std::string> hosts);
 
-  /// What is known of the followed hosts. Any thread.
+  /// What is known about the followed hosts. Any thread.
   [[nodiscard]] FollowedHosts::ByHost FollowedAddresses() const;
 
-  /// Whether changes of the network are noticed. False before the responder has
-  /// accepted the browse, and for good once it was refused or has ended by
-  /// itself: then a fresh engine is needed. The client's item is queued when this
-  /// changes after BrowseForService has returned. Any thread.
+  /// Whether changes of the network are noticed. False before the responder has accepted the browse. False
+  /// for good after it was refused or has ended by itself: then a new engine is needed. The client's item is
+  /// queued when this changes after BrowseForService has returned. Any thread.
   [[nodiscard]] bool IsBrowsing() const;
 
  private:

@@ -18,7 +18,7 @@
 
 namespace vorn {
 
-/// The engine's state and what its service thread does.
+/// The engine's state, and the work of its service thread.
 class ZeroConfEngine::Impl {
  public:
   Impl(WorkItem& item, DNSSD& dnssd, Now now);
@@ -60,11 +60,11 @@ class ZeroConfEngine::Impl {
 
   static constexpr std::chrono::milliseconds kCycle{100};
 
-  // Lookups by what they count for.
+  // The numbers of look-ups, by what they count for.
   struct Places {
     std::size_t beginning = 0;
     std::size_t open = 0;
-    Moment nextLeft = Moment::max();  // when a beginner leaves its place
+    Moment nextLeft = Moment::max();  // when the next starting look-up frees its place
     [[nodiscard]] std::size_t Left() const {
       return std::min(kMaxBeginning - std::min(kMaxBeginning, beginning),
                       kMaxOpen - std::min(kMaxOpen, open));
@@ -78,7 +78,7 @@ class ZeroConfEngine::Impl {
   // The caller holds the mutex.
   void Enqueue(std::unique_ptr<ServiceData> record);
 
-  // The caller holds the mutex and destroys the result after releasing it.
+  // The caller holds the mutex and destroys the result after it has released the mutex.
   std::unique_ptr<ServiceData> Remove(const std::string& name);
   std::unique_ptr<ServiceData> Take(const ServiceData* record);
   ServiceData* FindByRef(DNSServiceRef ref);
@@ -87,13 +87,13 @@ class ZeroConfEngine::Impl {
   std::deque<ServiceData*>* NextQueue();
   void MarkModified();
 
-  // Starts the lookup that the record asks for; false when the library refused.
+  // Starts the look-up that the record needs; false if the library refused.
   bool StartLookup(ServiceData& record);
   bool StartResolve(ServiceData& record);
   bool StartAddressLookup(ServiceData& record);
 
   void YieldUnansweredLookups();
-  // Returns how long the next wait may last: a cycle, or until a place is free.
+  // Returns how long the next wait may take: a cycle, or until a place is free.
   std::chrono::milliseconds StartWaitingLookups();
   std::vector<ServiceDataCache> GatherWaitList() const;
   int Wait(const std::vector<ServiceDataCache>& waitList, std::chrono::milliseconds limit);
@@ -113,19 +113,19 @@ class ZeroConfEngine::Impl {
   int fBrowseSocket = -1;
   std::atomic<bool> fRunning{false};
   std::atomic<bool> fIsBrowsing{false};
-  bool fReportedBegun = false;  // once it has begun to browse; the service thread's
+  bool fReportedBegun = false;  // set when it has started to browse; the service thread's
   FollowedHosts fFollowed;
   std::vector<pollfd> fDescriptors;  // the service thread's; kept for its memory
 
   mutable std::mutex fMutex;  // guards everything below
-  WorkItem* fItem;            // not owned; null once the engine is being destroyed
+  WorkItem* fItem;            // not owned; null when the engine is being destroyed
   std::vector<std::unique_ptr<ServiceData>>
       fRecords;                       // in the order in which resolves were started or queued
   std::deque<ServiceData*> fWaiting;  // records that were never looked up, first come first served
-  std::deque<ServiceData*> fGaveWay;  // records whose lookup gave way, after those
+  std::deque<ServiceData*> fGaveWay;  // records whose look-up lost its place; they come after those
   bool fModified = false;
 
-  StoppableThread fThread;  // the service thread; last: uses all of the above
+  StoppableThread fThread;  // the service thread; last: uses all members above
 };
 
 }  // namespace vorn

@@ -1,4 +1,4 @@
-// The engine's lookups: how many begin and are open, who waits, who gives way.
+// The engine's look-ups: how many start and are open, which ones wait, which ones lose their place.
 
 #include <algorithm>
 #include <utility>
@@ -28,7 +28,7 @@ void ZeroConfEngine::Impl::AddService(std::unique_ptr<ServiceData> record) {
       return;
     }
   }
-  // Not in the vector yet, so this thread alone knows it.
+  // It is not in the vector yet, so only this thread knows it.
   if (!StartLookup(*record)) return;
   const std::lock_guard lock(fMutex);
   fRecords.push_back(std::move(record));
@@ -38,7 +38,7 @@ void ZeroConfEngine::Impl::Enqueue(std::unique_ptr<ServiceData> record) {
   fRecords.push_back(std::move(record));
   try {
     fWaiting.push_back(fRecords.back().get());
-  } catch (...) {  // a record that nobody would look up
+  } catch (...) {  // otherwise a record that nobody would look up
     fRecords.pop_back();
     throw;
   }
@@ -91,7 +91,7 @@ std::vector<ServiceData*> ZeroConfEngine::Impl::OpenSince(Moment latest) const {
   return old;
 }
 
-// No more of them than begin in their place.
+// No more of them than the look-ups that start in their place.
 void ZeroConfEngine::Impl::YieldUnansweredLookups() {
   std::vector<OperationHandle> given;  // deallocated after the mutex
   const std::lock_guard lock(fMutex);
@@ -135,8 +135,8 @@ std::chrono::milliseconds ZeroConfEngine::Impl::StartWaitingLookups() {
       }
       record = queue->front();
     }
-    // Only this thread adds and removes records, so the pointer stays good; and the
-    // record keeps its turn until the call has returned.
+    // Only this thread adds and removes records, so the pointer stays valid. And the record keeps its turn
+    // until the call has returned.
     const bool started = StartLookup(*record);
     const std::lock_guard lock(fMutex);
     queue->pop_front();

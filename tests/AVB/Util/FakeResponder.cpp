@@ -12,7 +12,7 @@ using testing::Eventually;
 
 namespace {
 
-// One that no other call of any client leads to.
+// A connection that no other call of any client uses.
 std::string BrowserPath(DBusMessage* call) {
   const std::string client = ::dbus_message_get_sender(call);  // ":1.23"
   return "/client" + client.substr(client.find('.') + 1) + "/browser" +
@@ -21,7 +21,7 @@ std::string BrowserPath(DBusMessage* call) {
 
 constexpr dbus_int32_t kInterface = 7;
 
-// From the object that answers that question; "ServiceBrowserNew" makes a "ServiceBrowser".
+// The object that answers the question calls this; "ServiceBrowserNew" makes a "ServiceBrowser".
 DBusMessage* Signal(const FakeResponder::Question& question, const char* signal) {
   const std::string interface =
       "org.freedesktop.Avahi." + question.method.substr(0, question.method.size() - 3);
@@ -185,7 +185,7 @@ void FakeResponder::Note(const std::string& method) {
 }
 
 void FakeResponder::Handle(DBusMessage* call) {
-  const std::lock_guard lock(fMutex);  // a question is known once its client has the reply
+  const std::lock_guard lock(fMutex);  // a question is known after its client has the reply
   DBusMessage* reply = Answer(call);
   ::dbus_connection_send(fBus, reply, nullptr);
   ::dbus_connection_flush(fBus);

@@ -13,11 +13,11 @@
 
 namespace vorn::testing {
 
-/// A responder on the system bus: owns the responder's name until another one
-/// takes it, and answers calls, or does not. Any thread.
+/// A responder on the system bus. It owns the responder's name until another one takes it, and answers calls
+/// or does not. Any thread.
 class FakeResponder {
  public:
-  /// A question, as a client asked it; what its method has no argument for is left out.
+  /// A question, as a client asked it; fields that its method has no argument for stay empty.
   struct Question {
     std::string method;  ///< "ServiceBrowserNew", "ServiceResolverNew" or "RecordBrowserNew"
     std::int32_t interface = 0;
@@ -30,7 +30,7 @@ class FakeResponder {
     std::uint16_t type = 0;
     std::uint32_t flags = 0;
     std::string client;  ///< the connection's name on the bus
-    std::string path;    ///< of the object that tells the answers
+    std::string path;    ///< of the object that reports the answers
   };
   using Bytes = std::vector<std::uint8_t>;
 
@@ -42,31 +42,29 @@ class FakeResponder {
   void SetAnswering(bool answering) { fAnswering = answering; }
   /// Stops answering with the next call of that method.
   void HangAt(const std::string& method);
-  /// How often that method was called, answered or not.
+  /// How often that method was called, with or without an answer.
   [[nodiscard]] int Calls(const std::string& method);
 
-  /// From now on, until Accept, answers questions for that name, or calls of that
-  /// method, by an error.
+  /// From now on, until Accept, answers questions for that name, or calls of that method, with an error.
   void Refuse(const std::string& nameOrMethod,
               const std::string& error = "org.freedesktop.Avahi.InvalidDomainNameError");
   void Accept(const std::string& nameOrMethod);
-  /// From now on refuses whatever would be more than so many objects at a time.
+  /// From now on refuses more than this many objects at a time.
   void AllowObjects(std::size_t count);
-  /// Waits until it was asked so many questions that it did not refuse.
+  /// Waits until it has accepted this many questions.
   bool WaitForQuestions(std::size_t count);
   [[nodiscard]] std::vector<Question> Questions();
   /// Waits until that question's record browser was freed.
   bool WaitUntilFreed(const Question& question);
 
-  /// Tells the question's client of a record: `signal` is "ItemNew" or
-  /// "ItemRemove".
+  /// Reports a record to the question's client: `signal` is "ItemNew" or "ItemRemove".
   void TellRecord(const Question& question, const char* signal, const Bytes& data, std::uint16_t type = 1);
-  /// Tells a browse of an instance: `signal` is "ItemNew" or "ItemRemove".
+  /// Reports an instance to a browse: `signal` is "ItemNew" or "ItemRemove".
   void TellInstance(const Question& question, const char* signal, const char* name);
-  /// Tells a resolve of its service, with the TXT items in record order.
+  /// Reports a service to its resolve, with the TXT items in record order.
   void TellService(const Question& question, const char* host, std::uint16_t port,
                    const std::vector<Bytes>& txt);
-  /// Tells it that the question has failed.
+  /// Reports that the question has failed.
   void TellFailure(const Question& question, const char* error = "org.freedesktop.Avahi.Failure");
 
  private:
@@ -82,7 +80,7 @@ class FakeResponder {
   DBusConnection* fBus;
   std::atomic<bool> fAnswering;
   std::atomic<bool> fStop{false};
-  std::mutex fMutex;     // guards the following
+  std::mutex fMutex;     // guards the members below
   std::string fHangsAt;  // a method; empty: none
   std::map<std::string, int> fCalls;
   std::vector<Question> fQuestions;

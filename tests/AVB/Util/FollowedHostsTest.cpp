@@ -154,7 +154,7 @@ TEST_F(FollowedHostsTest, LookUpThatEndsWithAnErrorIsBegunAgainLaterAndWhatIsKno
   EXPECT_TRUE(fEngine->IsBrowsing());
   Advance(FollowedHosts::kRetryTime);
   EXPECT_TRUE(fDnssd.WaitForBegun("follow desk.local.", 2));
-  // Nobody has told whether it ended meanwhile; what the fresh look-up tells counts alone.
+  // Nobody knows whether it ended in the meantime; only the reports of the new look-up count.
   Tell("192.168.1.2");
   EXPECT_THAT(Addresses(), ElementsAre("192.168.1.2"));
 }
@@ -177,7 +177,7 @@ TEST_F(FollowedHostsTest, NewcomersThatWaitDelayNoFollowingForEver) {
   constexpr int kNewcomers = ZeroConfEngine::kMaxBeginning + 1;
   for (int i = 0; i < kNewcomers; ++i) fDnssd.ReplyAdd(Host(i));
   ASSERT_TRUE(fDnssd.WaitUntilIdle());
-  fEngine->Follow({"booth.local", "desk.local"});  // the clock stands: the last newcomer waits on
+  fEngine->Follow({"booth.local", "desk.local"});  // the clock stops: the last new service still waits
   EXPECT_TRUE(fDnssd.WaitForBegun("follow booth.local."));
   EXPECT_THAT(fDnssd.Begun(), Not(Contains("resolve " + Host(kNewcomers - 1))));
 }

@@ -33,8 +33,8 @@ class ResponderMonitorTest : public ::testing::Test {
     gBus->Stop();
   }
 
-  // A responder that has not answered for so long counts as silent, if it is
-  // meant to answer: longer than any machine stalls.
+  // Without an answer for this time, a responder counts as silent, even if it should answer. It is longer
+  // than any pause of a busy machine.
   static constexpr milliseconds kPatient{60'000};
   static constexpr milliseconds kImpatient{300};
 
@@ -53,7 +53,7 @@ class ResponderMonitorTest : public ::testing::Test {
         ResponderMonitor::Timing{probePeriod, probeTimeout, milliseconds(20)});
   }
 
-  // Waits until so many states were reported and the last is `state`.
+  // Waits until this many states were reported and the last one is `state`.
   bool WaitFor(State state, std::size_t reports) {
     std::unique_lock lock(fMutex);
     return fChanged.wait_for(lock, std::chrono::seconds(10),
@@ -100,7 +100,7 @@ TEST_F(ResponderMonitorTest, FindsAResponderThatWasThereBefore) {
   EXPECT_THAT(States(), ElementsAre(State::kAnswering));
   fMonitor.reset();
   for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGCHLD, SIGUSR1}) {
-    EXPECT_EQ(sigismember(&fSignalMask, signal), 1) << signal;  // they are others' business
+    EXPECT_EQ(sigismember(&fSignalMask, signal), 1) << signal;  // they are not about this responder
   }
 }
 
@@ -120,7 +120,7 @@ TEST_F(ResponderMonitorTest, TellsThatTheBusWentAndCameBack) {
   auto responder = std::make_unique<FakeResponder>();
   Watch();
   ASSERT_TRUE(WaitFor(State::kAnswering, 1));
-  gBus->Stop();  // under a responder that answers
+  gBus->Stop();  // while a responder answers
   ASSERT_TRUE(WaitFor(State::kAbsent, 2));
   responder.reset();
   gBus->Start();
@@ -133,7 +133,7 @@ TEST_F(ResponderMonitorTest, TellsThatAnotherResponderHasTakenOver) {
   const FakeResponder first;
   Watch();
   ASSERT_TRUE(WaitFor(State::kAnswering, 1));
-  FakeResponder second;  // takes the name while the first has it
+  FakeResponder second;  // takes the name while the first one has it
   ASSERT_TRUE(WaitFor(State::kAnswering, 3));
   EXPECT_THAT(States(), ElementsAre(State::kAnswering, State::kAbsent, State::kAnswering));
   EXPECT_GT(second.Calls("GetState"), 0);

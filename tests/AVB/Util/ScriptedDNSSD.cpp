@@ -14,7 +14,7 @@ namespace vorn::testing {
 
 namespace {
 
-constexpr int kNoSuchSocket = 1 << 30;  // beyond what any process may open
+constexpr int kNoSuchSocket = 1 << 30;  // higher than any process may open
 
 std::string Word(const char* text) {
   return text == nullptr ? "null" : text;
@@ -65,7 +65,7 @@ struct ScriptedDNSSD::Operation {
 
 ScriptedDNSSD::ScriptedDNSSD() = default;
 
-// An engine that has been left behind may still be about to release what it holds.
+// An engine that was left behind may still be about to release its operations.
 ScriptedDNSSD::~ScriptedDNSSD() {
   WaitFor([this] { return fReleased.size() >= fBegun.size(); });
 }
@@ -89,7 +89,7 @@ DNSServiceRef ScriptedDNSSD::Begin(Kind kind, const std::string& key) {
     operation->highSocket =
         FileDescriptor(::fcntl(operation->readable.Descriptor(), F_DUPFD_CLOEXEC, lowestSocket));
   }
-  fReleased.reserve(fReleased.size() + fOperations.size() + 1);  // releasing takes no memory
+  fReleased.reserve(fReleased.size() + fOperations.size() + 1);  // releasing allocates no memory
   auto* ref = reinterpret_cast<DNSServiceRef>(fNextRef++);
   fBegun.push_back(operation->description);
   if (kind != Kind::kBrowse) fThreads.insert(std::this_thread::get_id());
@@ -119,7 +119,7 @@ void ScriptedDNSSD::Post(const std::string& description, Reply reply) {
   WaitFor([&] { return Pending(description) != nullptr; });
   const std::lock_guard lock(fMutex);
   Operation* operation = Pending(description);
-  if (operation == nullptr) return;  // the test's own expectation tells
+  if (operation == nullptr) return;  // the test's own expectation reports it
   operation->replies.push_back(std::move(reply));
   ++fPosted;
   if (!fHeld) Signal(*operation);
@@ -194,7 +194,7 @@ void ScriptedDNSSD::Hold() {
 void ScriptedDNSSD::Release() {
   const std::lock_guard lock(fMutex);
   fHeld = false;
-  // The highest sockets first would show a wrong order, were it by socket.
+  // The highest sockets first: if the order depended on sockets, it would be wrong.
   for (auto it = fOperations.rbegin(); it != fOperations.rend(); ++it) {
     if (!it->second->replies.empty()) Signal(*it->second);
   }
@@ -221,7 +221,7 @@ bool ScriptedDNSSD::WaitForHandled(std::size_t replies) {
 }
 
 bool ScriptedDNSSD::WaitUntilIdle() {
-  // A reply that nobody notices, behind all others, shows that they were handled.
+  // A reply that nobody notices comes after all others and so shows that they were handled.
   ReplyBrowse(0, "", 0, kDNSServiceErr_Unknown);
   std::size_t posted = 0;
   {

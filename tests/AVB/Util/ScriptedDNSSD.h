@@ -18,10 +18,9 @@
 
 namespace vorn::testing {
 
-/// A DNS-SD library without a network: the test says what is replied to which
-/// operation, and sees which operations were begun, touched and released, on
-/// which thread and in which order. Replies are delivered inside ProcessResult
-/// like the real library's.
+/// A DNS-SD library without a network. The test chooses the replies to each operation. It sees which
+/// operations were started, used and released, on which thread and in which order. Like the real library, it
+/// delivers replies inside ProcessResult.
 class ScriptedDNSSD final : public DNSSD {
  public:
   enum class Kind { kBrowse, kResolve, kAddress, kFollow };
@@ -29,18 +28,18 @@ class ScriptedDNSSD final : public DNSSD {
   ScriptedDNSSD();
   ~ScriptedDNSSD() override;
 
-  // What the next calls do.
+  // The results of the next calls.
   std::function<DNSServiceErrorType(const std::string& name)> onResolve;      ///< called before each resolve
   std::function<DNSServiceErrorType(const std::string& host)> onGetAddrInfo;  ///< called before each look-up
   DNSServiceErrorType browseError = kDNSServiceErr_NoError;
   bool browseGivesReference = true;
   std::atomic<bool> browseHasBegun{true};  ///< false: the responder has not accepted the browse yet
   DNSServiceErrorType processError = kDNSServiceErr_NoError;
-  int lowestSocket = 0;       ///< sockets of new operations get a number from here on
-  std::string deafOperation;  ///< such an operation names a socket that is not open
+  int lowestSocket = 0;       ///< sockets of new operations get numbers from here on
+  std::string deafOperation;  ///< such an operation has a socket number that is not open
 
-  // Replies. Those to a look-up address the pending operation by the name or
-  // host that it was begun for (the one begun first, if there are several).
+  // Replies. A reply to a look-up goes to the pending operation for that name or host (the first one, if
+  // there are several).
   void ReplyBrowse(DNSServiceFlags flags, const char* name, std::uint32_t interfaceIndex = 1,
                    DNSServiceErrorType error = kDNSServiceErr_NoError, const char* type = "_http._tcp.",
                    const char* domain = "local.");
@@ -53,7 +52,7 @@ class ScriptedDNSSD final : public DNSSD {
   void ReplyAddress(const std::string& host, const std::string& address = "192.168.1.20",
                     DNSServiceFlags flags = kDNSServiceFlagsAdd,
                     DNSServiceErrorType error = kDNSServiceErr_NoError);
-  /// To an address look-up on any interface, which hosts are followed by.
+  /// To an address look-up on any interface; followed hosts use these.
   void ReplyFollowed(const std::string& host, const std::string& address,
                      DNSServiceFlags flags = kDNSServiceFlagsAdd, std::uint32_t interfaceIndex = 7,
                      DNSServiceErrorType error = kDNSServiceErr_NoError);
@@ -62,31 +61,29 @@ class ScriptedDNSSD final : public DNSSD {
   /// Calls back with a null address.
   void ReplyNoAddress(const std::string& host);
 
-  /// Holds all replies back until Release; several then become ready at once.
+  /// Holds all replies back until Release; then several become ready at once.
   void Hold();
   void Release();
 
-  // What was done. Each waits, up to ten seconds, until it holds.
+  // What happened. Each waits up to ten seconds until it is true.
   bool WaitForBegun(const std::string& operation, std::size_t times = 1);
   bool WaitForReleased(const std::string& operation, std::size_t times = 1);
   bool WaitForHandled(std::size_t replies);
-  /// Waits until every reply given so far was handled, and one cycle more.
+  /// Waits until every reply until now was handled, and for one more cycle.
   bool WaitUntilIdle();
 
   // "browse", "resolve NAME", "address HOST", "follow HOST", in order.
   [[nodiscard]] std::vector<std::string> Begun();
   [[nodiscard]] std::vector<std::string> Released();
   [[nodiscard]] std::vector<std::string> Handled();
-  /// Every call that begins an operation, with all of its arguments in order.
+  /// Every call that starts an operation, with all of its arguments in order.
   [[nodiscard]] std::vector<std::string> Calls();
   [[nodiscard]] std::size_t MostPendingLookups();
-  /// Threads that created, processed or released operations other than the
-  /// browse's creation.
+  /// Threads that created, processed or released operations, without the creation of the browse.
   [[nodiscard]] std::set<std::thread::id> Threads();
-  /// Whether an operation was ever touched by two threads at once, or after
-  /// its release.
+  /// Whether two threads ever used an operation at once, or a thread used it after its release.
   [[nodiscard]] bool Misused();
-  /// The browse callback, to be called as no library would.
+  /// The browse callback, to call it as no library would.
   [[nodiscard]] DNSServiceBrowseReply BrowseReply() { return fBrowseReply; }
   [[nodiscard]] DNSServiceResolveReply ResolveReply() { return fResolveReply; }
   [[nodiscard]] DNSServiceGetAddrInfoReply AddressReply() { return fAddressReply; }

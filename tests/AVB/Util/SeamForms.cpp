@@ -1,6 +1,6 @@
-// Prints what a DNS-SD library says of the services on the network, a line each:
-// what the browse tells and what the resolve tells, every byte that is no plain
-// letter as a number. TXT items come sorted, since the libraries' orders differ.
+// Prints what a DNS-SD library reports about the services on the network, one line each: the reports of the
+// browse and of the resolve, with every byte that is no plain letter as a number. TXT items are sorted,
+// because the libraries' orders differ.
 //
 // seam_forms session|compatibility COUNT: ends after so many instances.
 
@@ -82,7 +82,7 @@ void OnResolve(DNSServiceRef, DNSServiceFlags, std::uint32_t, DNSServiceErrorTyp
   for (const auto& item : items) text += " " + Plain(item);
 }
 
-// Serves the operation until the condition holds.
+// Serves the operation until the condition is true.
 template <typename Condition>
 void Serve(DNSSD& library, DNSServiceRef ref, Condition holds) {
   while (!holds()) {

@@ -16,8 +16,7 @@
 
 namespace vorn::testing {
 
-/// A system bus of the test's own, which can be ended and started again. The
-/// process takes it for the system's.
+/// A private system bus for a test that can end and start again. The process takes it for the system's bus.
 class SystemBus {
  public:
   SystemBus() {
@@ -48,7 +47,7 @@ class SystemBus {
     ::close(ready[0]);
   }
 
-  // At once, so that it tells its clients nothing.
+  // At once, so that it reports nothing to its clients.
   void Stop() {
     if (fPid <= 0) return;
     ::kill(fPid, SIGKILL);

@@ -34,7 +34,7 @@ using ::testing::IsEmpty;
 using ::testing::SizeIs;
 using testing::SystemBus;
 
-std::vector<std::string> gTold;  // what our callbacks were called with, a line each
+std::vector<std::string> gTold;  // the calls of our callbacks, one line each
 
 std::string Word(const char* text) {
   return text == nullptr ? "null" : text;
@@ -88,7 +88,7 @@ std::ptrdiff_t Descriptors() {
   return std::ranges::distance(std::filesystem::directory_iterator("/proc/self/fd"));
 }
 
-// Whether a thread is to take that signal.
+// Whether a thread accepts that signal.
 bool Takes(const std::string& thread, int signal) {
   std::ifstream status(thread + "/status");
   for (std::string line; std::getline(status, line);) {
@@ -141,7 +141,7 @@ class SystemDNSSDTest : public ::testing::Test {
     fDnssd.RefDeallocate(ref);
   }
 
-  // The last question for that name; waits for the one that comes after so many.
+  // The last question for that name; waits for the one after this many.
   FakeResponder::Question QuestionFor(const std::string& name, std::ptrdiff_t after = 0) {
     FakeResponder::Question question;
     EXPECT_TRUE(Eventually([&] {
@@ -156,7 +156,7 @@ class SystemDNSSDTest : public ::testing::Test {
     return question;
   }
 
-  // What serving the operation tells, once there is anything to tell.
+  // What serving the operation reports, as soon as it reports anything.
   std::string Next(DNSServiceRef ref) {
     pollfd readable{fDnssd.RefSockFD(ref), POLLIN, 0};
     EXPECT_EQ(::poll(&readable, 1, 30'000), 1);
@@ -170,7 +170,7 @@ class SystemDNSSDTest : public ::testing::Test {
     return ::poll(&readable, 1, 0) == 1;
   }
 
-  // Threads that were not there before; one that was joined may be seen for a while.
+  // Threads that were not there before. A joined thread may be visible for a while.
   std::set<std::string> OwnThreads() {
     std::set<std::string> added = Threads();
     for (const auto& thread : fThreads) added.erase(thread);
@@ -454,7 +454,7 @@ TEST_F(SystemDNSSDTest, WhenTheBusGoesEveryOperationHasFailedAndTheNextOneFindsT
 
 TEST_F(SystemDNSSDTest, AnotherResponderThatTakesOverEndsOperationsToo) {
   const DNSServiceRef browse = Browse();
-  FakeResponder second;  // takes the name while the first has it
+  FakeResponder second;  // takes the name while the first one has it
   EXPECT_EQ(Next(browse), kResult);
   EXPECT_NE(Browse(), nullptr);
   EXPECT_THAT(second.Questions(), SizeIs(1));
@@ -465,7 +465,7 @@ TEST_F(SystemDNSSDTest, AQuestionThatTheResponderDiedOverIsAskedAgain) {
   fResponder->SetAnswering(false);
   const DNSServiceRef resolve = Resolve("Desk");
   ASSERT_TRUE(Eventually([&] { return fResponder->Calls("ServiceResolverNew") == 1; }));
-  auto second = std::make_unique<FakeResponder>();  // takes over, so that there is one to be asked
+  auto second = std::make_unique<FakeResponder>();  // takes over, so that there is one to ask
   fResponder = std::move(second);
   EXPECT_EQ(Next(browse), kResult);
   fResponder->TellService(QuestionFor("Desk"), "desk.local", 80, {});
@@ -476,7 +476,7 @@ TEST_F(SystemDNSSDTest, AskingThatFailsTwiceIsAnError) {
   const DNSServiceRef browse = Browse();
   fResponder->Refuse("Bad", "org.freedesktop.DBus.Error.NoReply");
   EXPECT_EQ(Next(Resolve("Bad")), kResolveError);
-  EXPECT_EQ(Next(browse), kResult);  // its connection has been given up
+  EXPECT_EQ(Next(browse), kResult);  // its connection was given up
   EXPECT_EQ(fResponder->Calls("ServiceResolverNew"), 2);
 }
 
@@ -572,8 +572,7 @@ TEST_F(SystemDNSSDTest, TheLastReleaseDoesNotWaitForAResponderThatHangs) {
   fResponder->SetAnswering(false);
   Release(fRefs.back());
   ASSERT_TRUE(Eventually([&] { return fResponder->Calls("Free") == 1; }));
-  while (!fRefs.empty())
-    Release(fRefs.back());  // a wait would be for 25 seconds and longer than the test's time
+  while (!fRefs.empty()) Release(fRefs.back());  // a wait would take 25 seconds, longer than the test's limit
   EXPECT_EQ(fDnssd.AbandonedThreads(), 1U);
   // The next ones do not wait for it either, but for the responder.
   const DNSServiceRef next = Resolve("next");
@@ -581,7 +580,7 @@ TEST_F(SystemDNSSDTest, TheLastReleaseDoesNotWaitForAResponderThatHangs) {
   EXPECT_TRUE(Eventually([this] { return fDnssd.AbandonedThreads() == 0; }));
   fResponder->TellService(QuestionFor("next"), "next.local", 80, {});
   EXPECT_EQ(Next(next), "resolve 0 7 0 next._http._tcp.local. next.local. 80 <0>");
-  EXPECT_EQ(fResponder->Calls("Free"), 1);  // what was left went with the connection
+  EXPECT_EQ(fResponder->Calls("Free"), 1);  // the rest ended with the connection
 }
 
 TEST_F(SystemDNSSDTest, WithoutDescriptorsNothingIsBegun) {

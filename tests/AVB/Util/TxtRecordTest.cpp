@@ -39,7 +39,7 @@ TEST(TxtRecord, ValuesAreBytes) {
 
 TEST(TxtRecord, ReadingEndsAtTheFirstItemThatTheLibraryRefuses) {
   std::string bytes = testing::TxtBytes({"a=1", "b=2"});
-  bytes += static_cast<char>(200);  // promises more bytes than follow
+  bytes += static_cast<char>(200);  // announces more bytes than follow
   bytes += "c=3";
   const auto items = Read(bytes);
   ASSERT_EQ(items.size(), 2U);

@@ -28,8 +28,8 @@ inline void Advance(Clock::duration time) {
   gNow += time.count();
 }
 
-/// Holds the service thread inside the library's call for one name, as a
-/// responder does that does not answer. To be called for that name once.
+/// Holds the service thread inside the library's call for one name, like a responder that does not answer.
+/// Use it once for each name.
 class Gate {
  public:
   explicit Gate(std::string name) : fName(std::move(name)) {}
@@ -51,8 +51,8 @@ class Gate {
   std::latch fOpen{1};
 };
 
-/// An engine on a scripted library, and a client that counts how often it is
-/// woken by looking whether its item was queued.
+/// An engine on a scripted library, and a client that counts its wake-ups by looking whether its item was
+/// queued.
 class ZeroConfEngineTest : public ::testing::Test {
  protected:
   struct Loop : WorkLoop {};
@@ -79,7 +79,7 @@ class ZeroConfEngineTest : public ::testing::Test {
     return services.empty() ? ZeroConfEngine::ServiceInfo() : services.front();
   }
 
-  // Runs what is queued on the client's loop; whether the item was among it.
+  // Runs what is queued on the client's loop; returns whether the item was among it.
   bool ClientWoken() {
     const int before = fRuns;
     while (PollRunLoop::Current()->RunOnce(std::chrono::milliseconds(0))) {

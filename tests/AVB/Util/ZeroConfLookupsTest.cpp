@@ -1,4 +1,4 @@
-// The engine's lookups: how many are pending, who waits, who gives way.
+// The engine's look-ups: how many are pending, which ones wait, which ones lose their place.
 
 #include <algorithm>
 #include <atomic>
@@ -19,7 +19,7 @@ using testing::TxtBytes;
 
 std::atomic<int> gLooks{0};
 
-// While somebody waits for a place, the engine looks at the clock twice a cycle.
+// While a look-up waits for a place, the engine reads the clock twice in each cycle.
 Clock::time_point CountingNow() {
   ++gLooks;
   return testing::FakeNow();
@@ -31,8 +31,8 @@ class ZeroConfLookupsTest : public testing::ZeroConfEngineTest {
     for (int i = from; i < count; ++i) fDnssd.ReplyAdd("u" + std::to_string(i));
   }
 
-  // Instances up to that number, none of which answers, with places for all that
-  // may be open; "u0" a millisecond before all others.
+  // Instances up to that number, none of which answers, with places for all that may be open; "u0" a
+  // millisecond before all others.
   void AddSilentInstances(int count) {
     AddInstances(1);
     ASSERT_TRUE(fDnssd.WaitUntilIdle());
@@ -56,7 +56,7 @@ class ZeroConfLookupsTest : public testing::ZeroConfEngineTest {
     return std::ranges::count(fDnssd.Begun(), operation);
   }
 
-  // Lets time pass, a beginner's time at a time, until that lookup was begun so often.
+  // Advances the time, in steps of the starting time, until that look-up was started this often.
   bool PassTimeUntilBegun(const std::string& operation, std::ptrdiff_t times = 1) {
     for (int i = 0; i < 200 && TimesBegun(operation) < times; ++i) LetPass(ZeroConfEngine::kBeginningTime);
     return TimesBegun(operation) >= times;
@@ -75,7 +75,7 @@ TEST_F(ZeroConfLookupsTest, NoMoreThanFortyEightLookupsBeginAtATimeAndTheRestWai
   fDnssd.ReplyResolve("u5", "h.local.");
   ASSERT_TRUE(fDnssd.WaitForBegun("address h.local."));
   ASSERT_TRUE(fDnssd.WaitUntilIdle());
-  // The look-up of the address took over the resolve's place.
+  // The look-up of the address took the resolve's place.
   EXPECT_EQ(fDnssd.Begun().size(), 50U);
   fDnssd.ReplyAddress("h.local.");
   ASSERT_TRUE(fDnssd.WaitForBegun("resolve u48"));
@@ -94,7 +94,7 @@ TEST_F(ZeroConfLookupsTest, AnUnansweredLookupLeavesItsPlaceAfterAQuarterOfASeco
   Advance(milliseconds(1));
   ASSERT_TRUE(fDnssd.WaitForBegun("resolve u59"));
   EXPECT_THAT(fDnssd.Released(), ::testing::IsEmpty());
-  // The old ones are still answered.
+  // The old ones still get their answers.
   fDnssd.ReplyResolve("u0", "h0.local.");
   fDnssd.ReplyAddress("h0.local.");
   ASSERT_TRUE(fDnssd.WaitUntilIdle());
@@ -154,7 +154,7 @@ TEST_F(ZeroConfLookupsTest, AtFourHundredAndEightyOpenTheOldestGiveWayAfterFiveS
   ASSERT_TRUE(fDnssd.WaitForBegun("resolve late"));
   EXPECT_THAT(fDnssd.Released(), ElementsAre("resolve u0"));
 
-  // The one that gave way begins again when a place is free.
+  // The one that lost its place starts again when a place is free.
   fDnssd.ReplyResolve("late", "late.local.");
   fDnssd.ReplyAddress("late.local.");
   ASSERT_TRUE(fDnssd.WaitForBegun("resolve u0", 2));
@@ -174,7 +174,7 @@ TEST_F(ZeroConfLookupsTest, ThoseThatWereNeverLookedUpComeBeforeThoseThatGaveWay
     EXPECT_EQ(TimesBegun("resolve u" + std::to_string(i)), 1);
   }
   EXPECT_LE(fDnssd.MostPendingLookups(), ZeroConfEngine::kMaxOpen);
-  // Now many that gave way wait; one that is new begins before them.
+  // Now many that lost their place wait; a new one starts before them.
   fDnssd.ReplyAdd("new");
   ASSERT_TRUE(fDnssd.WaitUntilIdle());
   const auto before = fDnssd.Begun().size();
@@ -205,10 +205,10 @@ TEST_F(ZeroConfLookupsTest, ALookupThatReportedAnErrorIsNeverBegunAgain) {
   fDnssd.ReplyResolve("u1", "h1.local.");
   fDnssd.ReplyAddress("h1.local.", "10.0.0.1", kDNSServiceFlagsAdd, kDNSServiceErr_Unknown);
   ASSERT_TRUE(fDnssd.WaitUntilIdle());
-  AddSilentInstances(kOpen + kBeginning);  // two of them called "u0" and "u1" as well
+  AddSilentInstances(kOpen + kBeginning);  // two of them also have the names "u0" and "u1"
   ASSERT_TRUE(PassTimeUntilBegun("resolve u2", 3));
   EXPECT_EQ(TimesBegun("address h1.local."), 1);
-  // What their namesakes were begun for, these were not.
+  // What was started for the others of the same name was not started for these.
   EXPECT_EQ(TimesBegun("resolve u2"), TimesBegun("resolve u0") - 1);
   EXPECT_EQ(TimesBegun("resolve u2"), TimesBegun("resolve u1") - 1);
 }
@@ -267,7 +267,7 @@ TEST_F(ZeroConfLookupsTest, AnInstanceThatWaitedAndIsRefusedIsDropped) {
   Browse();
   AddInstances(50);
   fDnssd.ReplyRemove("u0");
-  ASSERT_TRUE(fDnssd.WaitForBegun("resolve u49"));  // the place was the next one's
+  ASSERT_TRUE(fDnssd.WaitForBegun("resolve u49"));  // the next one got the place
   ASSERT_TRUE(fDnssd.WaitUntilIdle());
   EXPECT_TRUE(fEngine->TestAndClearModified());
   fDnssd.ReplyRemove("u48");
@@ -302,7 +302,7 @@ TEST_F(ZeroConfLookupsTest, WakesInTimeForThePlaceThatABeginnerLeaves) {
   AddInstances(49);
   LetPass(ZeroConfEngine::kBeginningTime - milliseconds(1));
   const int before = gLooks;
-  // A cycle a millisecond, with two looks each; ten times a second would take a hundred.
+  // One cycle in each millisecond, with two looks each; ten times a second would take a hundred.
   EXPECT_TRUE(testing::Eventually([&] { return gLooks >= before + 2000; }));
 }
 
@@ -314,7 +314,8 @@ TEST_F(ZeroConfLookupsTest, WakesTenTimesASecondWhenNothingComes) {
   const auto start = Clock::now();
   const int before = gLooks;
   EXPECT_TRUE(testing::Eventually([&] { return gLooks >= before + 22; }, std::chrono::seconds(6)));
-  EXPECT_GE(Clock::now() - start, milliseconds(1000));  // the first of the eleven may have been under way
+  EXPECT_GE(Clock::now() - start,
+            milliseconds(1000));  // the first of the eleven may have been running already
 }
 
 }  // namespace

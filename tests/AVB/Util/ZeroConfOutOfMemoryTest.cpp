@@ -30,12 +30,12 @@ using ::testing::UnorderedElementsAreArray;
 
 std::atomic<std::chrono::milliseconds> gPassed{};  // since the start
 std::atomic<int> gFailNext{0};     // which allocation fails after the next look at the clock; 0: none
-std::atomic<bool> gTried{false};   // whether the clock was looked at again since
+std::atomic<bool> gTried{false};   // whether the clock was read again since then
 std::atomic<bool> gFailed{false};  // whether an allocation failed in between
 
-// The engine looks at the clock once a cycle while somebody waits for a place,
-// before it decides who gives way: a moment of its own thread to fail from. In
-// that cycle alone everybody has had his time.
+// While a look-up waits for a place, the engine reads the clock once in each cycle, before it decides which
+// ones lose their place. From that moment its own thread can fail. Only in that cycle is everybody's time
+// over.
 Clock::time_point FailingNow() {
   thread_local std::optional<testing::FailingAllocation> failing;
   if (failing) {
@@ -50,8 +50,8 @@ Clock::time_point FailingNow() {
   return now + ZeroConfEngine::kOpenTime;
 }
 
-// An engine on a library of its own that has announced so many instances, "u0"
-// and up, and has not answered for any; with time for each to begin, or without.
+// An engine on a separate library that has announced this many instances, "u0" and up, and has answered for
+// none, with or without time for each to start.
 class Network {
  public:
   explicit Network(int instances = 0, bool withTime = false) {
@@ -74,8 +74,7 @@ class Network {
     fDnssd.ReplyAddress(name + ".local.");
   }
 
-  // Answers for every instance, those last that may be waiting until others
-  // have been answered for.
+  // Answers for every instance. Those that may wait for the answers of others come last.
   void AnswerAll() {
     std::vector<std::string> names = fNames;
     std::rotate(names.begin(), names.begin() + std::min<std::ptrdiff_t>(2, std::ssize(names)), names.end());
@@ -121,7 +120,7 @@ class ZeroConfOutOfMemory : public ::testing::Test {
     std::free(fText);
   }
 
-  // What has been logged since the last call.
+  // The log since the last call.
   std::string Logged() {
     std::fflush(fLog);
     std::string text(fText + fTaken, fSize - fTaken);
@@ -129,8 +128,7 @@ class ZeroConfOutOfMemory : public ::testing::Test {
     return text;
   }
 
-  // Announces "late" with the nth allocation of its callback failing; whether
-  // there were so many.
+  // Announces "late" while the nth allocation of its callback fails; returns whether there were that many.
   static bool AnnounceLate(Network& network, int nth) {
     bool failed = false;
     network.Dnssd().ReplyWith("browse", [&](DNSServiceRef ref, void* context) {
@@ -142,7 +140,7 @@ class ZeroConfOutOfMemory : public ::testing::Test {
     return failed;
   }
 
-  // Fails each allocation in turn of announcing "late" beside so many others.
+  // Fails each allocation in turn while "late" is announced beside this many others.
   void ExpectOnlyTheLateOneIsLost(int others) {
     bool failed = true;
     for (int nth = 1; failed; ++nth) {
@@ -199,8 +197,7 @@ TEST_F(ZeroConfOutOfMemory, AnInstanceThatCannotBeKeptIsLostAlone) {
 }
 
 TEST_F(ZeroConfOutOfMemory, AnInstanceThatCannotWaitForAPlaceIsLostAlone) {
-  // 48 begin. With 64 the engine's vector is full, with 48 and 63 more
-  // the first block of its queue.
+  // 48 start. With 64 the engine's vector is full, with 48 and 63 more the first block of its queue.
   ExpectOnlyTheLateOneIsLost(64);
   ExpectOnlyTheLateOneIsLost(48 + 63);
 }
@@ -209,7 +206,7 @@ TEST_F(ZeroConfOutOfMemory, ALookupThatCannotGiveWayIsNotLost) {
   for (int nth = 1;; ++nth) {
     Network network(ZeroConfEngine::kMaxOpen + 2, true);
     gTried = false;
-    gFailNext = nth;  // the first two are to give way
+    gFailNext = nth;  // the first two must lose their place
     ASSERT_TRUE(Eventually([] { return gTried.load(); }));
     network.AnswerAll();
     EXPECT_THAT(network.Resolved(), UnorderedElementsAreArray(network.Names())) << nth;
@@ -218,7 +215,7 @@ TEST_F(ZeroConfOutOfMemory, ALookupThatCannotGiveWayIsNotLost) {
   }
 }
 
-// A library whose address look-ups answer when they are told to.
+// A library whose address look-ups answer on request.
 class AddressLibrary final : public DNSSD {
  public:
   DNSServiceErrorType Browse(DNSServiceRef*, DNSServiceFlags, std::uint32_t, const char*, const char*,
@@ -272,7 +269,7 @@ TEST(FollowedHostsOutOfMemoryTest, AddressThatFoundNoMemoryIsToldByAFreshLookUp)
     AddressLibrary library;
     int told = 0;
     FollowedHosts followed(library, PassedNow, [&] {
-      const std::vector<int> queued(1);  // telling takes memory as well
+      const std::vector<int> queued(1);  // the report needs memory too
       ++told;
     });
     followed.Follow({"desk.local"});

@@ -90,7 +90,7 @@ TEST_F(ZeroConfEngineTest, AResolveErrorIsNeverListedAndNeverAChange) {
   EXPECT_FALSE(ClientWoken());
   EXPECT_THAT(fDnssd.Released(), ElementsAre("resolve a"));
   EXPECT_THAT(fDnssd.Begun(), ElementsAre("browse", "resolve a"));
-  // The record is there until its removal.
+  // The record exists until its removal.
   fDnssd.ReplyRemove("a");
   ASSERT_TRUE(fDnssd.WaitUntilIdle());
   EXPECT_TRUE(fEngine->TestAndClearModified());
@@ -106,7 +106,7 @@ TEST_F(ZeroConfEngineTest, AnAddressWithoutTheAddFlagKeepsTheServiceInvisibleBut
   EXPECT_TRUE(fEngine->TestAndClearModified());
   EXPECT_TRUE(ClientWoken());
   EXPECT_TRUE(fDnssd.WaitForReleased("address a.local."));
-  // The record is there until its removal.
+  // The record exists until its removal.
   fDnssd.ReplyRemove("a");
   ASSERT_TRUE(fDnssd.WaitUntilIdle());
   EXPECT_TRUE(fEngine->TestAndClearModified());
@@ -122,7 +122,7 @@ TEST_F(ZeroConfEngineTest, AnAddressErrorIsNeverListedAndNeverAChange) {
   EXPECT_FALSE(fEngine->TestAndClearModified());
   EXPECT_FALSE(ClientWoken());
   EXPECT_THAT(fDnssd.Released(), ElementsAre("resolve a", "address a.local."));
-  // The record is there until its removal.
+  // The record exists until its removal.
   fDnssd.ReplyRemove("a");
   ASSERT_TRUE(fDnssd.WaitUntilIdle());
   EXPECT_TRUE(fEngine->TestAndClearModified());
@@ -273,8 +273,8 @@ TEST_F(ZeroConfEngineTest, ServesOneResultACycleInTheOrderOfItsList) {
   fDnssd.onResolve = std::ref(gate);
   Browse();
   for (const char* name : {"a", "b", "c", "gate"}) fDnssd.ReplyAdd(name);
-  // While the service thread is held in the gate's resolve, everything below
-  // becomes ready; given in another order than the records'.
+  // While the service thread is held in the gate's resolve, everything below becomes ready, in another order
+  // than the records'.
   gate.AwaitEntry();
   fDnssd.ReplyAdd("d");
   fDnssd.ReplyAdd("e");
@@ -288,7 +288,7 @@ TEST_F(ZeroConfEngineTest, ServesOneResultACycleInTheOrderOfItsList) {
   handled.erase(handled.begin(), handled.begin() + 4);
   EXPECT_THAT(handled, ElementsAre("resolve a", "resolve a", "resolve b", "resolve b", "resolve c",
                                    "resolve c", "browse", "browse"));
-  fEngine.reset();  // before the gate that its thread may still be inside of
+  fEngine.reset();  // before the gate, because its thread may still be inside it
 }
 
 TEST_F(ZeroConfEngineTest, TheLibraryIsUsedByTheServiceThreadAlone) {
@@ -342,10 +342,10 @@ TEST_F(ZeroConfEngineTest, NoClientWaitsForACallThatBlocks) {
   ResolveFully("a", "a.local.");
   fDnssd.ReplyAdd("slow");
   gate.AwaitEntry();
-  EXPECT_THAT(Names(), ElementsAre("a"));  // returns, although the library blocks
+  EXPECT_THAT(Names(), ElementsAre("a"));  // returns although the library blocks
   EXPECT_TRUE(fEngine->TestAndClearModified());
   gate.Open();
-  fEngine.reset();  // before the gate that its thread may still be inside of
+  fEngine.reset();  // before the gate, because its thread may still be inside it
 }
 
 TEST_F(ZeroConfEngineTest, NoClientWaitsForAnAddressLookupThatBlocks) {
@@ -358,7 +358,7 @@ TEST_F(ZeroConfEngineTest, NoClientWaitsForAnAddressLookupThatBlocks) {
   gate.AwaitEntry();
   EXPECT_THAT(Names(), ElementsAre("a"));
   gate.Open();
-  fEngine.reset();  // before the gate that its thread may still be inside of
+  fEngine.reset();  // before the gate, because its thread may still be inside it
 }
 
 TEST_F(ZeroConfEngineTest, AnErrorOfTheLibraryStopsTheEngineAndKeepsItsRecords) {
@@ -416,7 +416,7 @@ TEST_F(ZeroConfEngineTest, AnInterruptedWaitGoesOn) {
   struct sigaction before {};
   ASSERT_EQ(::sigaction(SIGUSR1, &count, &before), 0);
   gSignalsTaken = 0;
-  for (int i = 1; i <= 50; ++i) {  // one of them at least inside the wait, where the thread spends its time
+  for (int i = 1; i <= 50; ++i) {  // at least one of them inside the wait, where the thread spends its time
     ASSERT_EQ(pthread_kill(thread, SIGUSR1), 0);
     ASSERT_TRUE(Eventually([&] { return gSignalsTaken == i; }));
   }

@@ -19,7 +19,7 @@ WorkerPool::~WorkerPool() {
     dropped.swap(fJobs);
   }
   fChanged.notify_all();
-  dropped.clear();  // before joining: a running job may wait for one of these
+  dropped.clear();  // before joining, because a running job may wait for one of these
   for (auto& thread : fThreads) thread.join();
 }
 
@@ -64,7 +64,7 @@ void WorkerPool::Work() {
     fJobs.pop_front();
     lock.unlock();
     RunGuarded(job);
-    job = nullptr;  // what the job holds goes outside the lock
+    job = nullptr;  // the job's contents are destroyed outside the lock
     lock.lock();
   }
 }

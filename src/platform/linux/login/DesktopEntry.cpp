@@ -18,12 +18,12 @@ bool IsControl(char c) {
   return static_cast<unsigned char>(c) < 0x20 || c == 0x7f;
 }
 
-/// Walks over the lines of a desktop file.
+/// Reads the lines of a desktop file.
 class EntryLines {
  public:
   explicit EntryLines(std::string_view file) : fRest(file) {}
 
-  /// Goes to the next line; false behind the last.
+  /// Goes to the next line; false after the last.
   bool Next() {
     if (fRest.empty()) return false;
     const auto end = fRest.find('\n');
@@ -35,7 +35,7 @@ class EntryLines {
   }
   [[nodiscard]] std::string_view Line() const { return fLine; }
 
-  /// The value that the line gives to `key` in the group; empty where it does not.
+  /// The value of `key` if the line in the group sets it; otherwise empty.
   [[nodiscard]] optional<std::string> ValueOf(std::string_view key) const {
     const auto equals = fLine.find('=');
     if (!fInGroup || equals == std::string_view::npos || WithoutBlanks(fLine.substr(0, equals)) != key) {

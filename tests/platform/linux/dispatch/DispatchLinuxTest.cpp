@@ -27,7 +27,7 @@ constexpr auto kDeadline = 20s;
 
 class DispatchLinuxTest : public testing::Test {
  protected:
-  // Serves the loop until the condition holds; false when that takes too long.
+  // Serves the loop until the condition is true; false if that takes too long.
   bool ServeUntil(const std::function<bool()>& condition) {
     const auto end = vorn::Clock::now() + kDeadline;
     while (!condition() && vorn::Clock::now() < end) fLoop->RunOnce(10ms);
@@ -184,7 +184,7 @@ TEST_F(DispatchLinuxTest, EndsAfterTheJobsThatHaveBegunAndWithoutTheOthers) {
 }
 
 TEST_F(DispatchLinuxTest, TellsWaitersOfADroppedJobByDestroyingIt) {
-  // The only job that begins waits for one that never does.
+  // The only job that starts waits for one that never does.
   std::vector<std::future<void>> blockers;
   std::promise<void> release;
   auto released = release.get_future().share();
