@@ -27,6 +27,7 @@ using vorn::testing::Eventually;
 using Clock = std::chrono::steady_clock;
 using testing::ElementsAre;
 using testing::IsEmpty;
+using vorn::testing::Eventually;
 using Items = std::vector<vorn::MenuDescription::Item>;
 
 // Whether the process that a script wrote down, if it came so far, is gone.

@@ -15,22 +15,23 @@ std::filesystem::path AbsoluteFromEnvironment(const char* variable) {
   return path.is_absolute() ? path : std::filesystem::path();
 }
 
-std::filesystem::path HomeFolder() {
-  auto home = AbsoluteFromEnvironment("HOME");
-  if (!home.empty()) return home;
-  const passwd* entry = ::getpwuid(::getuid());
-  return entry && entry->pw_dir ? entry->pw_dir : "";
-}
-
 // The folder that the variable names, else the one in the home folder.
 std::filesystem::path UserFolder(const char* variable, const char* inHome) {
   auto folder = AbsoluteFromEnvironment(variable);
   if (!folder.empty()) return folder;
-  const auto home = HomeFolder();
-  return home.is_absolute() ? home / inHome : std::filesystem::path();
+  const auto home = UserHomeFolder();
+  return home.empty() ? home : home / inHome;
 }
 
 }  // namespace
+
+std::filesystem::path UserHomeFolder() {
+  auto home = AbsoluteFromEnvironment("HOME");
+  if (!home.empty()) return home;
+  const passwd* entry = ::getpwuid(::getuid());
+  home = entry && entry->pw_dir ? entry->pw_dir : "";
+  return home.is_absolute() ? home : std::filesystem::path();
+}
 
 std::filesystem::path UserConfigFolder() {
   return UserFolder("XDG_CONFIG_HOME", ".config");

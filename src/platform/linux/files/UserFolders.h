@@ -4,6 +4,10 @@
 
 namespace vorn {
 
+/// HOME where that is an absolute path, else what the system's list of users
+/// says. Empty when nobody knows a home. Reads the environment: main thread.
+[[nodiscard]] std::filesystem::path UserHomeFolder();
+
 /// The user's folder for settings: XDG_CONFIG_HOME where that is an absolute
 /// path, else .config in the home folder. Empty when nobody knows a home.
 /// Reads the environment: main thread.

@@ -6,11 +6,22 @@
 #include <functional>
 #include <string>
 
+#include "foundation/Optional.h"
 #include "platform/AVBCapability.h"
 #include "platform/linux/network/KernelLinks.h"
-#include "platform/linux/network/TimeStamping.h"
 
 namespace vorn {
+
+/// What an interface says of its time stamping; empty optional when there is
+/// no such interface. One that does not answer stamps nothing. Needs no
+/// privilege; any thread; does not block.
+[[nodiscard]] optional<ethtool_ts_info> ReadTimeStamping(const std::string& interfaceName);
+
+/// Whether that is enough for the time synchronisation of AVB: the hardware
+/// stamps what is sent and received, by a PTP clock of its own, and can be told
+/// to stamp PTP version 2 messages straight over Ethernet. Adapters that stamp
+/// every frame offer no narrower filter, and need none.
+[[nodiscard]] bool IsEnoughForAVB(const ethtool_ts_info& stamping);
 
 /// Asks the kernel: wired, time stamping in hardware, and a transmit queue for
 /// each of the two shaped classes beside one for ordinary traffic.

@@ -30,7 +30,15 @@ class KernelLinks {
   /// tunnels and pairs have none.
   [[nodiscard]] bool HasHardware(const std::string& name) const;
 
-  /// The hardware's name for people, as ReadHardwareDescription; may be empty.
+  /// What udev calls the hardware, from the file that it keeps about it: the
+  /// board's own label, else the model, else the maker. Empty where it knows
+  /// none of them.
+  ///
+  /// Label and names are the hardware's own or come from a list, so they are
+  /// strangers' text: what is returned is UTF-8 on one line, of at most 64
+  /// characters, with single spaces between words. A ":" becomes a space, because
+  /// it parts a service's name from its interface's in the virtual entity's items,
+  /// where a name with a ":" has none.
   [[nodiscard]] std::string HardwareDescription(const std::string& name) const;
 
   [[nodiscard]] bool IsWireless(const std::string& name) const;

@@ -3,15 +3,114 @@
 #include <chrono>
 #include <utility>
 
-#include "platform/linux/network/NetworkManagerServices.h"
-#include "platform/linux/network/NetworkdServices.h"
 #include "platform/linux/network/SystemBus.h"
 
 namespace vorn {
 namespace {
 
+const std::string kNetworkManager = "org.freedesktop.NetworkManager";
+const std::string kNetworkd = "org.freedesktop.network1";
+
 // For all questions to the bus together: a daemon that hangs counts as absent.
 constexpr std::chrono::seconds kBusPatience{3};
+
+SystemBus::Object ObjectAt(const std::string& path, const char* interface) {
+  return {kNetworkManager, path, kNetworkManager + interface};
+}
+
+// What a{sa{sv}} holds under these two keys.
+optional<std::string> FindSetting(DBusMessage* settings, const std::string& group, const std::string& key) {
+  DBusMessageIter outer;
+  if (!::dbus_message_iter_init(settings, &outer)) return {};
+  for (const std::string& wanted : {group, key}) {
+    if (::dbus_message_iter_get_arg_type(&outer) != DBUS_TYPE_ARRAY) return {};
+    DBusMessageIter entry;
+    ::dbus_message_iter_recurse(&outer, &entry);
+    bool found = false;
+    for (; !found && ::dbus_message_iter_get_arg_type(&entry) == DBUS_TYPE_DICT_ENTRY;
+         ::dbus_message_iter_next(&entry)) {
+      DBusMessageIter pair;
+      ::dbus_message_iter_recurse(&entry, &pair);
+      const auto name = SystemBus::ReadText(pair);
+      found = name && *name == wanted && ::dbus_message_iter_next(&pair);
+      if (found) outer = pair;
+    }
+    if (!found) return {};
+  }
+  return SystemBus::ReadText(outer);
+}
+
+optional<std::string> ActiveConnectionName(SystemBus& bus, const SystemBus::Object& device) {
+  const auto path = bus.GetText(device, "ActiveConnection");
+  if (!path || *path == "/") return {};
+  return bus.GetText(ObjectAt(*path, ".Connection.Active"), "Id");
+}
+
+optional<std::string> ProfileName(SystemBus& bus, const SystemBus::Object& device) {
+  const auto profiles = bus.GetPaths(device, "AvailableConnections");
+  if (!profiles || profiles->empty()) return {};
+  const auto settings = bus.Call(ObjectAt(profiles->front(), ".Settings.Connection"), "GetSettings");
+  if (!settings) return {};
+  return FindSetting(settings.get(), "connection", "id");
+}
+
+// Empty where there is no profile.
+std::string UserVisibleName(SystemBus& bus, const SystemBus::Object& device) {
+  if (const auto name = ActiveConnectionName(bus, device)) return *name;
+  if (const auto name = ProfileName(bus, device)) return *name;
+  return {};
+}
+
+// NetworkManager's devices in its order, each under the name of the connection
+// that is active on it, else of the first profile that fits it, else without a
+// name. Empty optional where NetworkManager does not run or does not answer in
+// time; that is no fault and is quick.
+optional<std::vector<NetworkService>> CopyNetworkManagerServices(SystemBus& bus) {
+  if (!bus.HasOwner(kNetworkManager)) return {};
+  const auto answer = bus.Call(ObjectAt("/org/freedesktop/NetworkManager", ""), "GetDevices");
+  DBusMessageIter devices;
+  if (!answer || !::dbus_message_iter_init(answer.get(), &devices)) return {};
+
+  std::vector<NetworkService> services;
+  for (const auto& path : SystemBus::ReadTexts(devices)) {
+    const auto device = ObjectAt(path, ".Device");
+    const auto interface = bus.GetText(device, "Interface");
+    if (!interface) continue;  // the device went away between two questions
+    services.push_back({UserVisibleName(bus, device), *interface});
+  }
+  if (bus.IsOutOfTime()) return {};
+  return services;
+}
+
+// The name in one (index, name, path).
+optional<std::string> LinkName(DBusMessageIter& link) {
+  if (::dbus_message_iter_get_arg_type(&link) != DBUS_TYPE_STRUCT) return {};
+  DBusMessageIter field;
+  ::dbus_message_iter_recurse(&link, &field);
+  if (!::dbus_message_iter_next(&field)) return {};
+  return SystemBus::ReadText(field);
+}
+
+// systemd-networkd's links in its order, without names: it knows none but their
+// interfaces'. Empty optional where it does not run or does not answer.
+optional<std::vector<NetworkService>> CopyNetworkdServices(SystemBus& bus) {
+  if (!bus.HasOwner(kNetworkd)) return {};
+  const auto answer = bus.Call({kNetworkd, "/org/freedesktop/network1", kNetworkd + ".Manager"}, "ListLinks");
+  DBusMessageIter links;
+  if (!answer || !::dbus_message_iter_init(answer.get(), &links) ||
+      ::dbus_message_iter_get_arg_type(&links) != DBUS_TYPE_ARRAY) {
+    return {};
+  }
+  std::vector<NetworkService> services;
+  DBusMessageIter link;
+  for (::dbus_message_iter_recurse(&links, &link);
+       ::dbus_message_iter_get_arg_type(&link) != DBUS_TYPE_INVALID &&
+       services.size() < SystemBus::kMaximumItems;
+       ::dbus_message_iter_next(&link)) {
+    if (const auto name = LinkName(link)) services.push_back({{}, *name});
+  }
+  return services;
+}
 
 optional<std::vector<NetworkService>> CopyDaemonsServices(const std::string& address) {
   const auto bus = SystemBus::Connect(address.empty() ? SystemBus::DefaultAddress() : address,

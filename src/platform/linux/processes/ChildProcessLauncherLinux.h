@@ -4,7 +4,7 @@
 #include <string>
 
 #include "platform/ChildProcess.h"
-#include "platform/linux/processes/ChildReaper.h"
+#include "platform/linux/processes/ChildProcessLinux.h"
 
 namespace vorn {
 

@@ -3,7 +3,6 @@
 #include <poll.h>
 #include <signal.h>
 #include <sys/eventfd.h>
-#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -11,6 +10,8 @@
 #include <array>
 #include <cerrno>
 #include <utility>
+
+#include "platform/linux/processes/StartProgram.h"
 
 namespace vorn {
 namespace {
@@ -25,16 +26,44 @@ constexpr milliseconds kForcedEnd{1000};
 // How often a child is looked at where nothing tells its end.
 constexpr milliseconds kGlance{10};
 
-FileDescriptor OpenProcess(pid_t process) {
-  return FileDescriptor(static_cast<int>(::syscall(SYS_pidfd_open, process, 0)));
-}
-
 milliseconds Until(std::chrono::steady_clock::time_point deadline) {
   const auto left = deadline - std::chrono::steady_clock::now();
   return std::clamp(std::chrono::ceil<milliseconds>(left), milliseconds(0), milliseconds(60'000));
 }
 
 }  // namespace
+
+void ChildReaper::Adopt(pid_t child) {
+  const std::lock_guard lock(fMutex);
+  fChildren.push_back(child);
+}
+
+std::size_t ChildReaper::Sweep() {
+  const std::lock_guard lock(fMutex);
+  std::erase_if(fChildren, [](pid_t child) { return ::waitpid(child, nullptr, WNOHANG) != 0; });
+  return fChildren.size();
+}
+
+ChildStream::ChildStream(FileDescriptor pipe, std::size_t maximum)
+    : fPipe(std::move(pipe)), fMaximum(maximum) {}
+
+bool ChildStream::Read() {
+  if (!fPipe) return false;
+  // NOLINTNEXTLINE(cppcoreguidelines-pro-type-member-init): read() fills what is used
+  std::array<char, 65536> buffer;
+  const ssize_t count = ::read(fPipe.Get(), buffer.data(), buffer.size());
+  if (count < 0 && errno == EINTR) return true;
+  if (count < 0 && errno == EAGAIN) return false;
+  if (count <= 0) {
+    fPipe.Reset();
+    return false;
+  }
+  const std::size_t read = static_cast<std::size_t>(count);
+  const std::size_t kept = std::min(read, fMaximum - fText.size());
+  fText.append(buffer.data(), kept);
+  if (kept < read) fCut = true;
+  return true;
+}
 
 ChildProcessLinux::ChildProcessLinux(pid_t leader, FileDescriptor output, FileDescriptor error,
                                      FileDescriptor wakeup, ChildReaper& reaper)

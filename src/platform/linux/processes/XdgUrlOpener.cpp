@@ -1,25 +1,18 @@
 #include "platform/linux/processes/XdgUrlOpener.h"
 
-#include <QtCore/QDir>
-#include <QtCore/QFile>
-#include <QtCore/QObject>
-#include <QtCore/QSocketNotifier>
-#include <fcntl.h>
-#include <signal.h>
-#include <spawn.h>
-#include <sys/syscall.h>
 #include <sys/wait.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <chrono>
 #include <cstring>
-#include <string_view>
-#include <vector>
+#include <functional>
+#include <system_error>
 
 #include "foundation/Console.h"
 #include "foundation/FileDescriptor.h"
-#include "platform/linux/dispatch/GuardedJob.h"
+#include "foundation/RunLoop.h"
+#include "platform/linux/files/UserFolders.h"
+#include "platform/linux/processes/StartProgram.h"
 
 namespace vorn {
 namespace {
@@ -34,68 +27,21 @@ bool IsSafeArgument(const std::string& text) {
   return !text.empty() && text.front() != '-' && std::none_of(text.begin(), text.end(), isControl);
 }
 
-std::vector<std::string> BrowserEnvironment(const std::string& activationToken) {
-  constexpr std::string_view kOurs[] = {
-      "XDG_ACTIVATION_TOKEN=", "DESKTOP_STARTUP_ID=", "DBUS_STARTER_ADDRESS=", "DBUS_STARTER_BUS_TYPE="};
-  std::vector<std::string> environment;
-  for (char** variable = environ; variable && *variable; ++variable) {
-    const std::string_view text = *variable;
-    const auto leads = [text](std::string_view name) { return text.starts_with(name); };
-    if (std::none_of(std::begin(kOurs), std::end(kOurs), leads)) environment.emplace_back(text);
-  }
-  if (IsSafeArgument(activationToken)) {
-    environment.push_back("XDG_ACTIVATION_TOKEN=" + activationToken);
-    environment.push_back("DESKTOP_STARTUP_ID=" + activationToken);  // the same thing to X11 programs
-  }
-  return environment;
+ProgramStart BrowserStart(const std::string& url, const std::string& activationToken) {
+  std::optional<std::string> token;
+  if (IsSafeArgument(activationToken)) token = activationToken;
+  ProgramStart start;
+  start.words = {kProgram, url};
+  start.onSearchPath = true;
+  start.environment = ChangedEnvironment({{"XDG_ACTIVATION_TOKEN", token},
+                                          {"DESKTOP_STARTUP_ID", token},  // the same thing to X11 programs
+                                          {"DBUS_STARTER_ADDRESS", {}},
+                                          {"DBUS_STARTER_BUS_TYPE", {}}});
+  std::error_code none;
+  const auto home = UserHomeFolder();
+  if (std::filesystem::is_directory(home, none)) start.folder = home;
+  return start;
 }
-
-std::vector<char*> Pointers(std::vector<std::string>& texts) {
-  std::vector<char*> pointers;
-  for (auto& text : texts) pointers.push_back(text.data());
-  pointers.push_back(nullptr);
-  return pointers;
-}
-
-/// What the child does between being made and becoming the program.
-class SpawnPlan {
- public:
-  SpawnPlan() {
-    ::posix_spawnattr_init(&fAttributes);
-    sigset_t none;
-    sigset_t all;
-    sigemptyset(&none);
-    sigfillset(&all);
-    ::posix_spawnattr_setsigmask(&fAttributes, &none);
-    ::posix_spawnattr_setsigdefault(&fAttributes, &all);
-    ::posix_spawnattr_setflags(&fAttributes,
-                               POSIX_SPAWN_SETSID | POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
-    ::posix_spawn_file_actions_init(&fActions);
-    for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
-      ::posix_spawn_file_actions_addopen(&fActions, stream, "/dev/null", O_RDWR, 0);
-    }
-    ::posix_spawn_file_actions_addclosefrom_np(&fActions, STDERR_FILENO + 1);
-    const QByteArray home = QFile::encodeName(QDir::homePath());
-    if (QDir(QDir::homePath()).exists()) ::posix_spawn_file_actions_addchdir_np(&fActions, home.constData());
-  }
-  SpawnPlan(const SpawnPlan&) = delete;
-  SpawnPlan& operator=(const SpawnPlan&) = delete;
-  ~SpawnPlan() {
-    ::posix_spawn_file_actions_destroy(&fActions);
-    ::posix_spawnattr_destroy(&fAttributes);
-  }
-
-  /// The error number; 0: it runs.
-  [[nodiscard]] int Spawn(std::vector<std::string> words, std::vector<std::string> environment,
-                          pid_t& process) const {
-    return ::posix_spawnp(&process, words.front().c_str(), &fActions, &fAttributes, Pointers(words).data(),
-                          Pointers(environment).data());
-  }
-
- private:
-  posix_spawn_file_actions_t fActions{};
-  posix_spawnattr_t fAttributes{};
-};
 
 // What the program's own manual says of its exit status.
 std::string Reason(int status) {
@@ -109,13 +55,30 @@ std::string Reason(int status) {
 
 }  // namespace
 
-struct XdgUrlOpener::Child {
-  const Clock::time_point started = Clock::now();
-  FileDescriptor process;  ///< none where the kernel has no process descriptors
-  std::unique_ptr<QSocketNotifier> ended;
+/// One that was started, watched by the run loop as long as this lives.
+class XdgUrlOpener::Child {
+ public:
+  Child(pid_t process, std::function<void()> onEnded) : fProcess(OpenProcess(process)) {
+    if (!fProcess) return;  // the next call of Open looks for its end
+    fLoop = RunLoop::Current();
+    fSource = fLoop->AddSource(fProcess.Get(), std::move(onEnded));
+  }
+  Child(const Child&) = delete;
+  Child& operator=(const Child&) = delete;
+  ~Child() {
+    if (fLoop) fLoop->RemoveSource(fSource);
+  }
+
+  [[nodiscard]] bool IsOpening() const { return Clock::now() - fStarted < kOpening; }
+
+ private:
+  const Clock::time_point fStarted = Clock::now();
+  FileDescriptor fProcess;
+  std::shared_ptr<RunLoop> fLoop;
+  RunLoop::SourceId fSource = 0;
 };
 
-XdgUrlOpener::XdgUrlOpener() : fContext(std::make_unique<QObject>()) {}
+XdgUrlOpener::XdgUrlOpener() = default;
 
 XdgUrlOpener::~XdgUrlOpener() = default;
 
@@ -127,25 +90,12 @@ void XdgUrlOpener::Open(const std::string& url, const std::string& activationTok
   for (auto child = fChildren.begin(); child != fChildren.end();) OnEnded((child++)->first);
   fHasFailed = false;  // what the user is told concerns the page asked for last
   pid_t process = 0;
-  const int error = SpawnPlan().Spawn({kProgram, url}, BrowserEnvironment(activationToken), process);
+  const int error = StartProgram(BrowserStart(url, activationToken), process);
   if (error != 0) {
     Fail(std::string("could not be started (") + std::strerror(error) + ")");
-  } else {
-    Watch(process);
+    return;
   }
-}
-
-void XdgUrlOpener::Watch(pid_t process) {
-  auto child = std::make_unique<Child>();
-  child->process = FileDescriptor(static_cast<int>(::syscall(SYS_pidfd_open, process, 0)));
-  if (child->process) {
-    child->ended = std::make_unique<QSocketNotifier>(child->process.Get(), QSocketNotifier::Read);
-    // Queued, as the notifier must not go while it tells.
-    QObject::connect(
-        child->ended.get(), &QSocketNotifier::activated, fContext.get(),
-        [this, process] { RunGuarded([&] { OnEnded(process); }); }, Qt::QueuedConnection);
-  }
-  fChildren[process] = std::move(child);
+  fChildren[process] = std::make_unique<Child>(process, [this, process] { OnEnded(process); });
 }
 
 void XdgUrlOpener::OnEnded(pid_t process) {
@@ -154,7 +104,7 @@ void XdgUrlOpener::OnEnded(pid_t process) {
   int status = 0;
   const pid_t ended = ::waitpid(process, &status, WNOHANG);
   if (ended == 0) return;
-  const bool wasOpening = Clock::now() - found->second->started < kOpening;
+  const bool wasOpening = found->second->IsOpening();
   fChildren.erase(found);
   if (ended == process && status != 0 && wasOpening) Fail(Reason(status));
 }

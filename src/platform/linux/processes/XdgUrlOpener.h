@@ -9,15 +9,14 @@
 
 #include "platform/UrlOpener.h"
 
-class QObject;
-
 namespace vorn {
 
 /// Opens addresses through the desktop's own "xdg-open", found on the search
 /// path and called with the address as its one argument, never through a
 /// shell. The activation token travels in the child's environment; ours, and
 /// what a start by D-Bus left in it, does not. The child leads a session of its
-/// own and goes on when we end; while we run, the event loop waits for its end.
+/// own and goes on when we end; while we run, the thread's run loop waits for
+/// its end.
 ///
 /// Blocks until the program has been started (some milliseconds), not for it.
 class XdgUrlOpener final : public UrlOpener {
@@ -35,14 +34,12 @@ class XdgUrlOpener final : public UrlOpener {
   [[nodiscard]] bool TakeFailure() { return std::exchange(fHasFailed, false); }
 
  private:
-  struct Child;
+  class Child;
 
-  void Watch(pid_t process);
   void OnEnded(pid_t process);
   void Fail(const std::string& reason);
 
   bool fHasFailed = false;
-  std::unique_ptr<QObject> fContext;
   std::map<pid_t, std::unique_ptr<Child>> fChildren;  ///< that have not ended yet
 };
 

@@ -24,6 +24,7 @@ using Clock = std::chrono::steady_clock;
 using vorn::ChildOutput;
 using vorn::ChildProcess;
 using vorn::ChildProcessRequest;
+using vorn::testing::Eventually;
 
 constexpr auto kDeadline = 20s;
 

@@ -1,12 +1,15 @@
-#include <QtCore/QCoreApplication>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <signal.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
+#include <unistd.h>
 
 #include <fstream>
 #include <sstream>
 
+#include "foundation/FileDescriptor.h"
+#include "foundation/PollRunLoop.h"
 #include "platform/linux/processes/XdgUrlOpener.h"
 #include "tests/support/Eventually.h"
 #include "tests/support/ScopedEnvironment.h"
@@ -48,10 +51,12 @@ class XdgUrlOpenerTest : public ::testing::Test {
   }
   template <typename Condition>
   [[nodiscard]] static bool Served(Condition condition) {
-    return Eventually([&] {
-      QCoreApplication::processEvents();
-      return condition();
-    });
+    const auto end = std::chrono::steady_clock::now() + testing::kGenerousDeadline;
+    while (!condition()) {
+      if (std::chrono::steady_clock::now() >= end) return false;
+      PollRunLoop::Current()->RunOnce(std::chrono::milliseconds(1));
+    }
+    return true;
   }
   [[nodiscard]] bool WasCalled() const { return std::filesystem::exists(fFolder.Path() / "xdg-open.called"); }
 
@@ -72,6 +77,25 @@ TEST_F(XdgUrlOpenerTest, HandsTheActivationTokenOn) {
   fOpener.Open("http://a/", "token-7");
   EXPECT_EQ(Called(), "1:http://a/\ntoken=token-7\nstartup=token-7\nstarter=none\n");
   EXPECT_STREQ(std::getenv("XDG_ACTIVATION_TOKEN"), "ours");
+}
+
+TEST_F(XdgUrlOpenerTest, GivesTheProgramTheHomeFolderAndNothingOfOurSignalsAndDescriptors) {
+  const ScopedEnvironment home("HOME", fFolder.Path().string());
+  std::ofstream(fFolder.Path() / "xdg-open")
+      << "#!/bin/sh\n{ pwd; grep -E 'Sig(Blk|Ign)' /proc/self/status; readlink /proc/self/fd/0 /proc/self/fd/2; "
+         "test -e /proc/self/fd/77 && echo leaked; } > \"$0.part\"\nmv \"$0.part\" \"$0.called\"\n";
+  const FileDescriptor ours(::dup2(STDERR_FILENO, 77));  // one that a child inherits unless it is closed
+  sigset_t blocked;
+  sigset_t before;
+  sigemptyset(&blocked);
+  sigaddset(&blocked, SIGTERM);
+  ::pthread_sigmask(SIG_BLOCK, &blocked, &before);
+  const auto handler = ::signal(SIGPIPE, SIG_IGN);
+  fOpener.Open("http://a/", "");
+  ::signal(SIGPIPE, handler);
+  ::pthread_sigmask(SIG_SETMASK, &before, nullptr);
+  EXPECT_EQ(Called(), fFolder.Path().string() +
+                          "\nSigBlk:\t0000000000000000\nSigIgn:\t0000000000000000\n/dev/null\n/dev/null\n");
 }
 
 TEST_F(XdgUrlOpenerTest, LeavesNoChildBehind) {
@@ -140,9 +164,3 @@ TEST_F(XdgUrlOpenerTest, SaysWhenThereIsNothingToOpenPagesWith) {
 
 }  // namespace
 }  // namespace vorn
-
-int main(int argc, char** argv) {
-  const QCoreApplication application(argc, argv);
-  ::testing::InitGoogleTest(&argc, argv);
-  return RUN_ALL_TESTS();
-}
