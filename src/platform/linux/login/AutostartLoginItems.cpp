@@ -1,6 +1,5 @@
 #include "platform/linux/login/AutostartLoginItems.h"
 
-#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -10,8 +9,7 @@
 #include <system_error>
 #include <utility>
 
-#include "foundation/FileDescriptor.h"
-#include "platform/linux/files/AtomicFile.h"
+#include "platform/linux/files/WholeFile.h"
 #include "platform/linux/files/UserFolders.h"
 #include "platform/linux/login/DesktopEntry.h"
 
@@ -32,27 +30,6 @@ std::filesystem::path EntryPath(const std::string& identifier) {
                           identifier.find('\0') == std::string::npos;
   if (!isFileName || config.empty()) return {};
   return config / "autostart" / (identifier + ".desktop");
-}
-
-/// The file's content; empty when it is no regular file, too large or not
-/// readable. Links are followed, since the desktop follows them.
-optional<std::string> ReadEntry(const std::filesystem::path& path) {
-  const FileDescriptor file(
-      ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));  // a pipe must not block
-  struct stat status {};
-  if (!file || ::fstat(file.Get(), &status) != 0 || !S_ISREG(status.st_mode)) return {};
-  std::string content(kLargestEntry + 1, '\0');
-  std::size_t size = 0;
-  while (size < content.size()) {
-    const auto count = ::read(file.Get(), content.data() + size, content.size() - size);
-    if (count < 0 && errno == EINTR) continue;
-    if (count < 0) return {};
-    if (count == 0) break;
-    size += static_cast<std::size_t>(count);
-  }
-  if (size > kLargestEntry) return {};
-  content.resize(size);
-  return content;
 }
 
 bool IsExecutable(const std::filesystem::path& path) {
@@ -105,20 +82,21 @@ optional<LoginJob> AutostartLoginItems::JobLabelled(const std::string& identifie
   const auto path = EntryPath(identifier);
   struct stat status {};
   if (path.empty() || ::lstat(path.c_str(), &status) != 0) return {};
-  const auto entry = ReadEntry(path);
+  const auto entry = ReadFile(path, kLargestEntry);
   return LoginJob{identifier, entry && IsSwitchedOn(*entry) && IsProgramThere(*entry)};
 }
 
 bool AutostartLoginItems::Repair(const std::string& identifier) {
   const auto path = EntryPath(identifier);
   if (path.empty()) return true;
-  const auto entry = ReadEntry(path);
+  const auto entry = ReadFile(path, kLargestEntry);
   if (!entry || !IsSwitchedOn(*entry) || IsProgramThere(*entry)) return true;
   const auto command = Command();
   if (!command) return false;
   const auto repaired = WithDesktopEntryValue(*entry, "Exec", *command);
-  return WriteFileAtomically(
-      path, WithDesktopEntryValue(repaired, "TryExec", DesktopEntryString(fProgram.path.string())));
+  return ReplaceFile(path,
+                     WithDesktopEntryValue(repaired, "TryExec", DesktopEntryString(fProgram.path.string())),
+                     Readers::kAll);
 }
 
 optional<std::string> AutostartLoginItems::Command() const {
@@ -129,12 +107,7 @@ optional<std::string> AutostartLoginItems::Command() const {
 bool AutostartLoginItems::WriteEntry(const std::filesystem::path& path) const {
   const auto command = Command();
   if (!command) return false;
-  const auto folder = path.parent_path();
-  std::error_code ignored;  // failures show when the file is written
-  std::filesystem::create_directories(folder.parent_path().parent_path(), ignored);
-  ::mkdir(folder.parent_path().c_str(), 0700);  // other people's business it is not
-  ::mkdir(folder.c_str(), 0700);
-  return WriteFileAtomically(path, EntryText(fProgram, *command));
+  return MakePrivateFolder(path.parent_path()) && ReplaceFile(path, EntryText(fProgram, *command), Readers::kAll);
 }
 
 }  // namespace vorn

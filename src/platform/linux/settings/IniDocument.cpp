@@ -1,139 +1,20 @@
 #include "platform/linux/settings/IniDocument.h"
 
 #include <algorithm>
-#include <cstdint>
 #include <utility>
 
 #include "foundation/Strings.h"
-#include "platform/linux/settings/SettingsKey.h"
+#include "platform/linux/settings/SettingsText.h"
 
 namespace vorn {
 namespace {
 
-constexpr std::string_view kBlanks = " \t\r";
 constexpr std::string_view kGeneral = "[General]";
 constexpr std::string_view kByteOrderMark = "\xef\xbb\xbf";
 
 std::string_view WithoutBlanks(std::string_view text) {
-  return Trimmed(text, kBlanks);
+  return Trimmed(text, kSettingsBlanks);
 }
-
-bool IsUnmistakable(std::string_view text) {
-  if (text.empty() || WithoutBlanks(text) != text) return false;
-  return std::all_of(text.begin(), text.end(), [](char c) {
-    return static_cast<std::uint8_t>(c) >= 0x20 && c != 0x7f && c != '"' && c != ',' && c != '\\';
-  });
-}
-
-void AppendEscaped(std::string& out, char c) {
-  const auto byte = static_cast<std::uint8_t>(c);
-  if (c == '"' || c == '\\') {
-    out += '\\';
-    out += c;
-  } else if (c == '\n') {
-    out += "\\n";
-  } else if (byte < 0x20 || byte == 0x7f) {
-    out += "\\x";
-    AppendHex(out, c);
-  } else {
-    out += c;
-  }
-}
-
-std::string Written(const IniDocument::Value& value) {
-  std::string out;
-  for (const auto& text : value) {
-    if (!out.empty()) out += ", ";
-    if (IsUnmistakable(text)) {
-      out += text;
-      continue;
-    }
-    out += '"';
-    for (const char c : text) AppendEscaped(out, c);
-    out += '"';
-  }
-  return out;
-}
-
-/// Takes a value apart from its front.
-class ValueReader {
- public:
-  explicit ValueReader(std::string_view rest) : fRest(WithoutBlanks(rest)) {}
-
-  [[nodiscard]] optional<IniDocument::Value> Read() {
-    IniDocument::Value value;
-    if (fRest.empty()) return value;
-    for (;;) {
-      auto text = fRest.starts_with('"') ? ReadQuoted() : ReadPlain();
-      if (!text) return {};
-      value.push_back(std::move(*text));
-      fRest = WithoutBlanks(fRest);
-      if (fRest.empty()) return value;
-      if (fRest.front() != ',') return {};
-      fRest = WithoutBlanks(fRest.substr(1));
-    }
-  }
-
- private:
-  optional<std::string> ReadPlain() {
-    const auto text = fRest.substr(0, fRest.find(','));
-    fRest.remove_prefix(text.size());
-    return std::string(WithoutBlanks(text));
-  }
-
-  optional<std::string> ReadQuoted() {
-    std::string text;
-    for (fRest.remove_prefix(1); !fRest.empty(); fRest.remove_prefix(1)) {
-      if (fRest.front() == '"') {
-        fRest.remove_prefix(1);
-        return text;
-      }
-      if (fRest.front() != '\\') {
-        text += fRest.front();
-      } else if (!ReadEscape(text)) {
-        return {};
-      }
-    }
-    return {};  // the closing quote is missing
-  }
-
-  // Leaves the last character of the escape in front.
-  bool ReadEscape(std::string& text) {
-    fRest.remove_prefix(1);
-    if (fRest.empty()) return false;
-    switch (fRest.front()) {
-      case '"':
-      case '\\':
-        text += fRest.front();
-        return true;
-      case 'n':
-        text += '\n';
-        return true;
-      case 'r':
-        text += '\r';
-        return true;
-      case 't':
-        text += '\t';
-        return true;
-      case 'x':
-        return ReadHex(text);
-      default:
-        return false;
-    }
-  }
-
-  bool ReadHex(std::string& text) {
-    if (fRest.size() < 3) return false;
-    const int high = HexValue(fRest[1]);
-    const int low = HexValue(fRest[2]);
-    if (high < 0 || low < 0) return false;
-    text += static_cast<char>(high * 16 + low);
-    fRest.remove_prefix(2);
-    return true;
-  }
-
-  std::string_view fRest;
-};
 
 }  // namespace
 
@@ -183,7 +64,7 @@ bool IniDocument::ReadEntry(std::string_view content, std::string& key) const {
   if (equals == std::string_view::npos) return false;
   std::string spelled(WithoutBlanks(content.substr(0, equals)));
   if (!fIsInGeneral || !DecodeSettingsKey(spelled)) return true;
-  if (!ValueReader(content.substr(equals + 1)).Read()) return false;
+  if (!DecodeSettingsValue(content.substr(equals + 1))) return false;
   key = std::move(spelled);
   return true;
 }
@@ -193,14 +74,14 @@ IniDocument::Values IniDocument::ReadAll() const {
   values.reserve(fLineOfKey.size());
   for (const auto& [spelled, index] : fLineOfKey) {
     const std::string_view line = fLines[index].text;
-    values[*DecodeSettingsKey(spelled)] = *ValueReader(line.substr(line.find('=') + 1)).Read();
+    values[*DecodeSettingsKey(spelled)] = *DecodeSettingsValue(line.substr(line.find('=') + 1));
   }
   return values;
 }
 
 void IniDocument::Set(const std::string& key, const Value& value) {
   const std::string spelled = EncodeSettingsKey(key);
-  std::string text = spelled + "=" + Written(value);
+  std::string text = spelled + "=" + EncodeSettingsValue(value);
   text += fLineEnd.substr(0, fLineEnd.size() - 1);
   const auto found = fLineOfKey.find(spelled);
   if (found != fLineOfKey.end()) {

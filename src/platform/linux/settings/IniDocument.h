@@ -10,7 +10,7 @@
 namespace vorn {
 
 /// An INI text, kept line by line: what is not ours (comments, other groups,
-/// keys that SettingsKey.h never spells) stays byte for byte where it is.
+/// keys that SettingsText.h never spells) stays byte for byte where it is.
 ///
 /// A line that cannot be read is skipped and stays as well: it holds a NUL, or
 /// it is neither blank, comment, group nor "key=value", or it is ours and its
@@ -19,11 +19,7 @@ namespace vorn {
 /// and LF are read and kept.
 ///
 /// Ours are the "key=value" lines of the group [General] (or before any
-/// group), keys spelled by EncodeSettingsKey. A value is one text, or several
-/// separated by commas; blanks around each are not part of it. A text stands as
-/// it is where that is unmistakable, else in double quotes with \\ \" \n \r \t
-/// and \xHH; so any bytes come back as they went in. An array without elements
-/// is an empty value; an empty text is "".
+/// group), keys and values spelled as SettingsText.h says.
 ///
 /// @threadsafety One object, one thread.
 class IniDocument {

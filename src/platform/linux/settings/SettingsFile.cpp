@@ -1,7 +1,6 @@
 #include "platform/linux/settings/SettingsFile.h"
 
 #include <fcntl.h>
-#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -9,12 +8,10 @@
 #include <chrono>
 #include <cstdio>
 #include <cstring>
-#include <string_view>
-#include <thread>
 #include <utility>
 
 #include "foundation/Console.h"
-#include "platform/linux/files/WriteAll.h"
+#include "platform/linux/files/WholeFile.h"
 
 namespace vorn {
 namespace {
@@ -22,44 +19,25 @@ namespace {
 using namespace std::chrono_literals;
 
 constexpr auto kLockPatience = 200ms;
-constexpr auto kLockRetry = 2ms;
 constexpr int kMaxAside = 1000;
-constexpr int kMaxLinks = 40;
-constexpr ::mode_t kOwnerOnly = S_IRUSR | S_IWUSR;
 
-bool MakeFolder(const std::filesystem::path& folder) {
-  if (::mkdir(folder.c_str(), S_IRWXU) == 0 || errno == EEXIST) return true;
-  if (errno != ENOENT || !folder.has_relative_path()) return false;
-  return MakeFolder(folder.parent_path()) && (::mkdir(folder.c_str(), S_IRWXU) == 0 || errno == EEXIST);
-}
-
-// Whether the failure to open a file is the file's own fault, which does not
-// pass by itself: no permission, a circle of links, a socket, a dead device.
-bool IsOfTheFile(int error) {
-  return error == EACCES || error == ELOOP || error == ENXIO || error == ENODEV;
-}
-
-// At most `size` bytes; false, with errno, when the reading fails.
-bool ReadContent(const FileDescriptor& file, std::size_t size, std::string& content) {
-  content.resize(size);
-  std::size_t length = 0;
-  while (length < size) {
-    const auto count = ::read(file.Get(), &content[length], size - length);
-    if (count < 0 && errno != EINTR) return false;
-    if (count == 0) break;
-    if (count > 0) length += static_cast<std::size_t>(count);
+// Why the file counts as damaged; empty where the failure says nothing of it
+// and may pass by itself. No permission, a circle of links, a socket and a dead
+// device are the file's own fault.
+std::string FaultOfTheFile(int error) {
+  switch (error) {
+    case EINVAL:
+      return "it is no regular file";
+    case EFBIG:
+      return "it is too large";
+    case EACCES:
+    case ELOOP:
+    case ENXIO:
+    case ENODEV:
+      return std::strerror(error);
+    default:
+      return {};
   }
-  content.resize(length);
-  return true;
-}
-
-// Where the links at `path` lead, whether or not there is a file.
-std::filesystem::path Followed(std::filesystem::path path) {
-  std::error_code none;
-  for (int links = 0; links < kMaxLinks && std::filesystem::is_symlink(path, none); ++links) {
-    path = path.parent_path() / std::filesystem::read_symlink(path, none);
-  }
-  return path;
 }
 
 }  // namespace
@@ -126,27 +104,22 @@ SettingsFile::Stamp SettingsFile::CurrentStamp() const {
 
 // A missing file is an empty document. Unless kLoaded, fFailure holds the reason.
 SettingsFile::Loading SettingsFile::Load(Values& values) {
-  const auto fail = [this](Loading loading, const char* reason) {
-    Fail(reason);
-    return loading;
-  };
-  // Not blocking: a FIFO of that name would wait for its writer.
-  const FileDescriptor file(::open(fPath.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
-  const bool isMissing = !file && (errno == ENOENT || errno == ENOTDIR);
-  std::string content;
-  if (!isMissing) {
-    struct stat status = {};
-    if (!file) return fail(IsOfTheFile(errno) ? Loading::kDamaged : Loading::kFailed, std::strerror(errno));
-    if (::fstat(file.Get(), &status) != 0) return fail(Loading::kFailed, std::strerror(errno));
-    if (!S_ISREG(status.st_mode)) return fail(Loading::kDamaged, "it is no regular file");
-    if (status.st_size > kMaxSize) return fail(Loading::kDamaged, "it is too large");
-    const auto size = static_cast<std::size_t>(status.st_size);
-    if (!ReadContent(file, size, content)) return fail(Loading::kFailed, std::strerror(errno));
+  auto content = ReadFile(fPath, kMaxSize);
+  const bool isMissing = !content && (errno == ENOENT || errno == ENOTDIR);
+  if (isMissing) content.emplace();
+  if (!content) {
+    const int error = errno;
+    const std::string fault = FaultOfTheFile(error);
+    Fail(fault.empty() ? std::strerror(error) : fault);
+    return fault.empty() ? Loading::kFailed : Loading::kDamaged;
   }
-  if (fIsLoaded && content == fContent) return Loading::kLoaded;
-  auto document = IniDocument::Parse(content);
-  if (!document) return fail(Loading::kDamaged, "it is no settings file");
-  Take(std::move(*document), std::move(content), values);
+  if (fIsLoaded && *content == fContent) return Loading::kLoaded;
+  auto document = IniDocument::Parse(*content);
+  if (!document) {
+    Fail("it is no settings file");
+    return Loading::kDamaged;
+  }
+  Take(std::move(*document), std::move(*content), values);
   struct stat aside = {};
   // We write no file without a value: one that has none has lost them.
   const bool isLost = isMissing ? ::lstat(AsideName(1).c_str(), &aside) == 0 : values.empty();
@@ -207,44 +180,20 @@ bool SettingsFile::SetAside() {
 }
 
 SettingsFile::Outcome SettingsFile::Lock(FileDescriptor& lock) {
-  if (!MakeFolder(fPath.parent_path())) {
-    Fail(std::strerror(errno));
-    return Outcome::kFailed;
+  if (MakePrivateFolder(fPath.parent_path())) {
+    const std::string name = fPath.string() + ".lock";
+    lock = FileDescriptor(::open(name.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, S_IRUSR | S_IWUSR));
+    if (lock && LockFile(lock, kLockPatience)) return Outcome::kSaved;
+    if (lock && errno == EWOULDBLOCK) return Outcome::kBusy;
   }
-  const std::string name = fPath.string() + ".lock";
-  lock = FileDescriptor(::open(name.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, kOwnerOnly));
-  if (!lock) {
-    Fail(std::strerror(errno));
-    return Outcome::kFailed;
-  }
-  const auto end = std::chrono::steady_clock::now() + kLockPatience;
-  while (::flock(lock.Get(), LOCK_EX | LOCK_NB) != 0) {
-    if (errno != EWOULDBLOCK && errno != EINTR) {
-      Fail(std::strerror(errno));
-      return Outcome::kFailed;
-    }
-    if (std::chrono::steady_clock::now() >= end) return Outcome::kBusy;
-    std::this_thread::sleep_for(kLockRetry);
-  }
-  return Outcome::kSaved;
+  Fail(std::strerror(errno));
+  return Outcome::kFailed;
 }
 
-// Under the lock, so that the name beside the file is ours; what a killed
-// writer left there is overwritten.
+// Under the lock. The user may keep the file elsewhere: a symbolic link stays one.
 bool SettingsFile::Replace(const std::string& content) {
-  if (content.size() > static_cast<std::size_t>(kMaxSize)) return Fail("it would be too large to be read");
-  const auto target = Followed(fPath);  // a symbolic link stays one
-  const std::string name = target.string() + ".new";
-  const FileDescriptor file(
-      ::open(name.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NOFOLLOW, kOwnerOnly));
-  if (!file) return Fail(std::strerror(errno));
-  if (::fchmod(file.Get(), kOwnerOnly) != 0 || !WriteAll(file.Get(), content) || ::fsync(file.Get()) != 0 ||
-      std::rename(name.c_str(), target.c_str()) != 0) {
-    Fail(std::strerror(errno));
-    ::unlink(name.c_str());
-    return false;
-  }
-  return true;
+  if (content.size() > kMaxSize) return Fail("it would be too large to be read");
+  return ReplaceFile(FileBehindLinks(fPath), content, Readers::kOwner) || Fail(std::strerror(errno));
 }
 
 bool SettingsFile::Fail(const std::string& reason) {

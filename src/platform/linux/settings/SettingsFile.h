@@ -2,6 +2,7 @@
 
 #include <sys/types.h>
 
+#include <cstddef>
 #include <cstdint>
 #include <filesystem>
 #include <string>
@@ -35,7 +36,7 @@ class SettingsFile {
   using Values = IniDocument::Values;
   using Condition = UserDefaults::Condition;
 
-  static constexpr ::off_t kMaxSize = ::off_t{64} << 20U;  ///< some 100,000 records; more is none of ours
+  static constexpr std::size_t kMaxSize = std::size_t{64} << 20U;  ///< some 100,000 records; more is none of ours
 
   enum class Outcome {
     kSaved,   ///< the file holds every change

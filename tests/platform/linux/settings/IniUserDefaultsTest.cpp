@@ -154,9 +154,7 @@ TEST_F(IniUserDefaultsTest, AnswersRegisteredDefaultsUntilSomethingIsStored) {
   EXPECT_FALSE(defaults.GetString("updateServerRoot"));
   defaults.RegisterBool("showSwitches", false);
   defaults.RegisterBool("notify", true);
-  defaults.RegisterString("updateServerRoot", "http://updates.example/api/");
   EXPECT_TRUE(defaults.GetBool("notify"));
-  EXPECT_EQ(*defaults.GetString("updateServerRoot"), "http://updates.example/api/");
   defaults.SetBool("notify", false);
   defaults.SetString("updateServerRoot", "http://other.example/");
   EXPECT_FALSE(defaults.GetBool("notify"));
@@ -642,8 +640,7 @@ TEST_F(IniUserDefaultsTest, LosesNoSavedEntryToAKillInTheMiddleOfWriting) {
   for (int round = 0; round < kRounds; ++round) {
     const std::string prefix = "r" + std::to_string(round) + "/";
     Writer writer(fPath, prefix, 100000);
-    auto numbers = writer.Read(1);
-    ::usleep(static_cast<useconds_t>(random() % 5000));
+    auto numbers = writer.Read(1 + random() % 20);
     writer.End(SIGKILL);
     const auto more = writer.Read();
     numbers.insert(numbers.end(), more.begin(), more.end());

@@ -3,12 +3,12 @@
 #include <random>
 #include <set>
 
-#include "platform/linux/settings/SettingsKey.h"
+#include "platform/linux/settings/SettingsText.h"
 
 namespace vorn {
 namespace {
 
-TEST(SettingsKeyTest, LeavesOrdinaryKeysReadable) {
+TEST(SettingsTextTest, LeavesOrdinaryKeysReadable) {
   for (const char* key :
        {"updateServerRoot", "showSwitches", "notify", "AlreadyRun", "notificationrecord-0001f2_A"}) {
     EXPECT_EQ(EncodeSettingsKey(key), key);
@@ -16,13 +16,13 @@ TEST(SettingsKeyTest, LeavesOrdinaryKeysReadable) {
   }
 }
 
-TEST(SettingsKeyTest, EscapesWhateverAReaderCouldMistakeForStructure) {
+TEST(SettingsTextTest, EscapesWhateverAReaderCouldMistakeForStructure) {
   EXPECT_EQ(EncodeSettingsKey("a/b\\c=d[e]%.;#\n"), "a.2Fb.5Cc.3Dd.5Be.5D.25.2E.3B.23.0A");
   EXPECT_EQ(EncodeSettingsKey(""), ".");
   EXPECT_EQ(EncodeSettingsKey(std::string(1, '\0')), ".00");
 }
 
-TEST(SettingsKeyTest, BringsEveryByteBackAndNeverLetsTwoKeysMeet) {
+TEST(SettingsTextTest, BringsEveryByteBackAndNeverLetsTwoKeysMeet) {
   std::mt19937 random(7);  // NOLINT(cert-msc51-cpp): the same keys in every run
   std::set<std::string> keys{"", ".", "..", ".00", "%2F", "/"};
   for (int byte = 0; byte < 256; ++byte) keys.insert(std::string(1, static_cast<char>(byte)));
@@ -39,7 +39,7 @@ TEST(SettingsKeyTest, BringsEveryByteBackAndNeverLetsTwoKeysMeet) {
   EXPECT_EQ(encoded.size(), keys.size());
 }
 
-TEST(SettingsKeyTest, KnowsNoKeyBehindASpellingThatItNeverWrites) {
+TEST(SettingsTextTest, KnowsNoKeyBehindASpellingThatItNeverWrites) {
   for (const char* text : {"", "a b", "a.2", "a.", "a.2f", "a.41", ".zz", "a/b", "..", "\xc3\xa9"}) {
     EXPECT_FALSE(DecodeSettingsKey(text)) << text;
   }

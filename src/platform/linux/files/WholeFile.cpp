@@ -1,0 +1,139 @@
+#include "platform/linux/files/WholeFile.h"
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <system_error>
+#include <thread>
+
+namespace vorn {
+namespace {
+
+using namespace std::chrono_literals;
+using Clock = std::chrono::steady_clock;
+
+constexpr auto kLockRetry = 2ms;
+constexpr auto kTurn = 5s;  // how long another writer of the same file is waited for
+constexpr int kMaxLinks = 40;
+
+bool Fail(int error) {
+  errno = error;
+  return false;
+}
+
+// Whether the name still leads to the open file: another writer may have
+// renamed or removed it before we had its lock.
+bool IsStillAt(const FileDescriptor& file, const std::string& name) {
+  struct stat open {};
+  struct stat named {};
+  return ::fstat(file.Get(), &open) == 0 && ::lstat(name.c_str(), &named) == 0 &&
+         open.st_ino == named.st_ino && open.st_dev == named.st_dev;
+}
+
+// Removes the file of a writer that is gone; one that still writes is waited
+// for. False, with errno, where that one takes too long.
+bool RemoveLeftover(const std::string& name) {
+  const FileDescriptor leftover(::open(name.c_str(), O_RDWR | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK));
+  if (!leftover) return errno == ENOENT || (errno == ELOOP && ::unlink(name.c_str()) == 0);
+  if (!LockFile(leftover, kTurn)) return false;
+  return !IsStillAt(leftover, name) || ::unlink(name.c_str()) == 0;
+}
+
+// A file of our own under that name, locked. None, with errno, where that fails.
+FileDescriptor MakeFile(const std::string& name, ::mode_t mode) {
+  const auto end = Clock::now() + kTurn;
+  for (;;) {
+    // Opened with its final permissions: the mask is the kernel's to apply, as asking for it sets it.
+    FileDescriptor file(::open(name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, mode));
+    if (file && LockFile(file, 0ms) && IsStillAt(file, name)) return file;
+    const bool isTaken = file || errno == EEXIST;
+    if (!isTaken || !RemoveLeftover(name)) return {};
+    if (Clock::now() >= end) {
+      errno = EWOULDBLOCK;
+      return {};
+    }
+  }
+}
+
+bool WriteAll(const FileDescriptor& file, std::string_view content) {
+  while (!content.empty()) {
+    const auto written = ::write(file.Get(), content.data(), content.size());
+    if (written < 0 && errno != EINTR) return false;
+    if (written > 0) content.remove_prefix(static_cast<std::size_t>(written));
+  }
+  return true;
+}
+
+void SyncFolder(const std::filesystem::path& folder) {
+  const FileDescriptor descriptor(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  if (descriptor) ::fsync(descriptor.Get());
+}
+
+}  // namespace
+
+bool ReplaceFile(const std::filesystem::path& path, std::string_view content, Readers readers) {
+  constexpr ::mode_t kOwnerOnly = S_IRUSR | S_IWUSR;
+  const bool isPrivate = readers == Readers::kOwner;
+  const std::string name = path.string() + ".new";
+  const FileDescriptor file = MakeFile(name, isPrivate ? kOwnerOnly : kOwnerOnly | S_IRGRP | S_IROTH);
+  if (!file) return false;
+  if ((isPrivate && ::fchmod(file.Get(), kOwnerOnly) != 0) || !WriteAll(file, content) ||
+      ::fsync(file.Get()) != 0 || std::rename(name.c_str(), path.c_str()) != 0) {
+    const int error = errno;
+    ::unlink(name.c_str());
+    return Fail(error);
+  }
+  SyncFolder(path.parent_path());
+  return true;
+}
+
+std::filesystem::path FileBehindLinks(std::filesystem::path path) {
+  std::error_code none;
+  for (int links = 0; links < kMaxLinks && std::filesystem::is_symlink(path, none); ++links) {
+    path = path.parent_path() / std::filesystem::read_symlink(path, none);
+  }
+  return path;
+}
+
+std::optional<std::string> ReadFile(const std::filesystem::path& path, std::size_t maximum) {
+  // Not blocking: a FIFO of that name would wait for its writer.
+  const FileDescriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+  struct stat status {};
+  if (!file || ::fstat(file.Get(), &status) != 0) return {};
+  const auto size = static_cast<std::size_t>(status.st_size);
+  errno = S_ISREG(status.st_mode) ? EFBIG : EINVAL;
+  if (!S_ISREG(status.st_mode) || size > maximum) return {};
+  std::string content(size, '\0');
+  std::size_t length = 0;
+  while (length < size) {
+    const auto count = ::read(file.Get(), &content[length], size - length);
+    if (count < 0 && errno != EINTR) return {};
+    if (count == 0) break;
+    if (count > 0) length += static_cast<std::size_t>(count);
+  }
+  content.resize(length);
+  return content;
+}
+
+bool MakePrivateFolder(const std::filesystem::path& folder) {
+  if (::mkdir(folder.c_str(), S_IRWXU) == 0 || errno == EEXIST) return true;
+  if (errno != ENOENT || !folder.has_relative_path()) return false;
+  return MakePrivateFolder(folder.parent_path()) &&
+         (::mkdir(folder.c_str(), S_IRWXU) == 0 || errno == EEXIST);
+}
+
+bool LockFile(const FileDescriptor& file, std::chrono::milliseconds patience) {
+  const auto end = Clock::now() + patience;
+  while (::flock(file.Get(), LOCK_EX | LOCK_NB) != 0) {
+    if (errno != EWOULDBLOCK && errno != EINTR) return false;
+    if (Clock::now() >= end) return Fail(EWOULDBLOCK);
+    std::this_thread::sleep_for(kLockRetry);
+  }
+  return true;
+}
+
+}  // namespace vorn

@@ -1,0 +1,36 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "foundation/Optional.h"
+
+// How keys and values are spelled in the settings file: so that ordinary ones
+// can be read and edited by hand, and any bytes come back as they went in. Any
+// thread.
+
+namespace vorn {
+
+/// What counts for nothing at the ends of a line, a key and a text.
+inline constexpr std::string_view kSettingsBlanks = " \t\r";
+
+/// A settings key as it stands in the file: letters, digits, "-" and "_" as
+/// they are; any other byte as "." and two upper-case hexadecimal digits; the
+/// empty key as ".". The result means nothing to an INI reader, and distinct
+/// keys have distinct results.
+[[nodiscard]] std::string EncodeSettingsKey(const std::string& key);
+
+/// The key that EncodeSettingsKey turned into `text`; empty when none does.
+[[nodiscard]] optional<std::string> DecodeSettingsKey(const std::string& text);
+
+/// The texts of a value, separated by commas. A text stands as it is where that
+/// is unmistakable, else in double quotes with \\ \" \n \r \t and \xHH. An
+/// array without elements is an empty value; an empty text is "".
+[[nodiscard]] std::string EncodeSettingsValue(const std::vector<std::string>& value);
+
+/// The texts that stand in a value; blanks around each are not part of it.
+/// Empty where its quotes or escapes are faulty.
+[[nodiscard]] optional<std::vector<std::string>> DecodeSettingsValue(std::string_view text);
+
+}  // namespace vorn
