@@ -102,14 +102,14 @@ std::shared_ptr<VirtualEntity> DesktopEnvironment::makeVirtualEntity() {
 }
 
 UserDefaults& DesktopEnvironment::standardUserDefaults() {
-  if (!fDefaults) fDefaults = std::make_unique<IniUserDefaults>(UserSettingsPath());
+  if (!fDefaults) fDefaults = std::make_unique<IniUserDefaults>(UserSettingsPath(), RunLoop::Current());
   return *fDefaults;
 }
 
 std::unique_ptr<ReleaseNotices> DesktopEnvironment::makeNotificationLogic() {
   standardUserDefaults();
   if (!fCenter) {
-    fNotificationState = std::make_unique<IniUserDefaults>(UserNotificationsPath());
+    fNotificationState = std::make_unique<IniUserDefaults>(UserNotificationsPath(), RunLoop::Current());
     const FreedesktopNotificationServer::Presentation presentation{Identity::kName, Identity::kIdentifier,
                                                                    Identity::kIdentifier};
     fCenter = std::make_unique<Notification::Center>(

@@ -35,12 +35,11 @@ class UserDefaults {
   /// The answer for `key` while nothing readable is stored under it. Never
   /// saved; a later registration replaces an earlier one.
   virtual void RegisterBool(const std::string& key, bool value) = 0;
-  virtual void RegisterString(const std::string& key, const std::string& value) = 0;
 
   /// The stored value, else the registered one, else false.
   [[nodiscard]] virtual bool GetBool(const std::string& key) const = 0;
 
-  /// The stored value, else the registered one, else nothing.
+  /// The stored text, or nothing.
   [[nodiscard]] virtual optional<std::string> GetString(const std::string& key) const = 0;
 
   /// The stored array, or nothing. A single stored text reads as an array of

@@ -48,7 +48,6 @@ class MemoryDefaults final : public UserDefaults {
     fJournal.push_back("register " + key + (value ? " true" : " false"));
     registered[key] = value;
   }
-  void RegisterString(const std::string&, const std::string&) override {}
   bool GetBool(const std::string& key) const override {
     const auto stored = bools.find(key);
     if (stored != bools.end()) return stored->second;

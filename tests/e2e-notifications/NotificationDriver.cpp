@@ -12,6 +12,7 @@
 #include <unistd.h>
 
 #include <cstdio>
+#include <memory>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -55,8 +56,8 @@ class Driver {
     return unit;
   }
 
-  vorn::IniUserDefaults fDefaults{vorn::UserSettingsPath()};
-  vorn::IniUserDefaults fState{vorn::UserNotificationsPath()};
+  vorn::IniUserDefaults fDefaults{vorn::UserSettingsPath(), vorn::RunLoop::Current()};
+  vorn::IniUserDefaults fState{vorn::UserNotificationsPath(), vorn::RunLoop::Current()};
   Notification::Center fCenter{
       std::make_unique<vorn::FreedesktopNotificationServer>(vorn::FreedesktopNotificationServer::Presentation{
           "Vorn Device Finder", "example.vorn.DeviceFinder", "example.vorn.DeviceFinder"}),

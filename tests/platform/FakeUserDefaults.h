@@ -13,7 +13,6 @@ namespace vorn::testing {
 class FakeUserDefaults final : public UserDefaults {
  public:
   void RegisterBool(const std::string& key, bool value) override { fRegisteredBools[key] = value; }
-  void RegisterString(const std::string& key, const std::string& value) override { fRegistered[key] = value; }
 
   [[nodiscard]] bool GetBool(const std::string& key) const override {
     if (fBools.contains(key)) return fBools.at(key);
@@ -21,7 +20,6 @@ class FakeUserDefaults final : public UserDefaults {
   }
   [[nodiscard]] optional<std::string> GetString(const std::string& key) const override {
     if (fStrings.contains(key)) return fStrings.at(key);
-    if (fRegistered.contains(key)) return fRegistered.at(key);
     return {};
   }
   [[nodiscard]] optional<std::vector<std::string>> GetStringArray(const std::string& key) const override {
@@ -47,7 +45,6 @@ class FakeUserDefaults final : public UserDefaults {
 
  private:
   std::map<std::string, bool> fRegisteredBools;
-  std::map<std::string, std::string> fRegistered;
 };
 
 }  // namespace vorn::testing

@@ -9,8 +9,8 @@
 #include <system_error>
 #include <utility>
 
-#include "platform/linux/files/WholeFile.h"
 #include "platform/linux/files/UserFolders.h"
+#include "platform/linux/files/WholeFile.h"
 #include "platform/linux/login/DesktopEntry.h"
 
 namespace vorn {
@@ -107,7 +107,8 @@ optional<std::string> AutostartLoginItems::Command() const {
 bool AutostartLoginItems::WriteEntry(const std::filesystem::path& path) const {
   const auto command = Command();
   if (!command) return false;
-  return MakePrivateFolder(path.parent_path()) && ReplaceFile(path, EntryText(fProgram, *command), Readers::kAll);
+  return MakePrivateFolder(path.parent_path()) &&
+         ReplaceFile(path, EntryText(fProgram, *command), Readers::kAll);
 }
 
 }  // namespace vorn

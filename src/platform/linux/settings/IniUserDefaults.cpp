@@ -1,13 +1,12 @@
 #include "platform/linux/settings/IniUserDefaults.h"
 
-#include <QtCore/QCoreApplication>
-#include <QtCore/QTimer>
-
 #include <algorithm>
+#include <optional>
 #include <unordered_map>
 #include <utility>
 
 #include "foundation/Console.h"
+#include "foundation/RunLoopTimer.h"
 #include "foundation/Strings.h"
 #include "platform/linux/dispatch/GuardedJob.h"
 #include "platform/linux/files/UserFolders.h"
@@ -15,8 +14,6 @@
 
 namespace vorn {
 namespace {
-
-using Clock = std::chrono::steady_clock;
 
 optional<bool> ToBool(const std::string& text) {
   for (const char* word : {"true", "yes", "on", "1"}) {
@@ -26,6 +23,10 @@ optional<bool> ToBool(const std::string& text) {
     if (EqualIgnoringASCIICase(text, word)) return false;
   }
   return {};
+}
+
+double Seconds(std::chrono::milliseconds duration) {
+  return std::chrono::duration<double>(duration).count();
 }
 
 // A comma in a text that was written by hand without quotes reads as an array.
@@ -39,10 +40,10 @@ std::string JoinedText(const SettingsFile::Value& value) {
 
 class IniUserDefaults::Impl {
  public:
-  Impl(std::filesystem::path path, Timing timing, SettingsFile::Access access)
+  Impl(std::filesystem::path path, Timing timing, SettingsFile::Access access,
+       const std::shared_ptr<RunLoop>& loop)
       : fTiming(timing), fFile(std::move(path), access) {
-    fTimer.setSingleShot(true);
-    QObject::connect(&fTimer, &QTimer::timeout, &fTimer, [this] { RunGuarded([this] { Synchronize(); }); });
+    if (loop) fTimer.emplace(loop, kNever, [this] { RunGuarded([this] { Synchronize(); }); });
     Synchronize();
   }
 
@@ -61,10 +62,10 @@ class IniUserDefaults::Impl {
   }
 
   bool Synchronize() {
-    fTimer.stop();
+    SetDue(kNever);
     const auto changes = ChangesToSave();
     const bool isSaving = !changes.empty();
-    if (isSaving) fLastSave = Clock::now();
+    if (isSaving) fLastSave = AbsoluteTimeGetCurrent();
     const auto outcome = fFile.Synchronize(changes, fValues);
     for (const auto& [key, value] : fUnsaved) fValues[key] = value;
     if (outcome == SettingsFile::Outcome::kSaved) {
@@ -73,31 +74,29 @@ class IniUserDefaults::Impl {
       if (fUnsaved.empty()) return true;
     }
     if (outcome == SettingsFile::Outcome::kFailed) TellFailure();
-    StartTimer(outcome == SettingsFile::Outcome::kBusy ? fTiming.pause : fTiming.retryAfter);
+    const auto wait = outcome == SettingsFile::Outcome::kBusy ? fTiming.pause : fTiming.retryAfter;
+    SetDue(AbsoluteTimeGetCurrent() + Seconds(wait));
     return false;
   }
 
   [[nodiscard]] Condition StoreCondition() const { return fFile.FileCondition(); }
 
   std::unordered_map<std::string, bool> fRegisteredBools;
-  std::unordered_map<std::string, std::string> fRegisteredTexts;
   std::function<bool()> fBeforeSaving;
   std::string fHeldPrefix;  ///< of the keys that are not saved while it answers false
 
  private:
   void SaveSoon() {
-    if (!QCoreApplication::instance()) {
+    if (fTimer) {
+      SetDue(std::min(fDue, fLastSave + Seconds(fTiming.pause)));
+    } else {
       Synchronize();
-      return;
     }
-    const auto sinceLast = std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - fLastSave);
-    const auto wait = std::max(fTiming.pause - sinceLast, std::chrono::milliseconds(0));
-    const bool isSooner = !fTimer.isActive() || fTimer.remainingTimeAsDuration() > wait;
-    if (isSooner) StartTimer(wait);
   }
 
-  void StartTimer(std::chrono::milliseconds wait) {
-    if (QCoreApplication::instance()) fTimer.start(wait);
+  void SetDue(AbsoluteTime date) {
+    if (std::exchange(fDue, date) == date) return;
+    if (fTimer) fTimer->SetNextFireDate(date);
   }
 
   [[nodiscard]] SettingsFile::Values ChangesToSave() const {
@@ -123,11 +122,12 @@ class IniUserDefaults::Impl {
 
   Timing fTiming;
   SettingsFile fFile;
-  SettingsFile::Values fValues;   ///< what is read: the file's values under the unsaved ones
-  SettingsFile::Values fUnsaved;  ///< changes that the file does not hold yet
-  QTimer fTimer;                  ///< runs while a save is due; never without an application object
-  Clock::time_point fLastSave = Clock::now() - fTiming.pause;  ///< the first change need not wait
-  bool fFailureTold = false;                                   ///< until the next success
+  SettingsFile::Values fValues;        ///< what is read: the file's values under the unsaved ones
+  SettingsFile::Values fUnsaved;       ///< changes that the file does not hold yet
+  AbsoluteTime fLastSave = 0;          ///< long ago: the first change need not wait
+  AbsoluteTime fDue = kNever;          ///< of the next save
+  bool fFailureTold = false;           ///< until the next success
+  std::optional<RunLoopTimer> fTimer;  ///< last: saves when a save is due; none without a run loop
 };
 
 std::filesystem::path UserSettingsPath() {
@@ -135,15 +135,17 @@ std::filesystem::path UserSettingsPath() {
   return folder.empty() ? folder : folder / "vorn-device-finder" / "settings.conf";
 }
 
-IniUserDefaults::IniUserDefaults(const std::filesystem::path& path) : IniUserDefaults(path, Timing()) {}
+IniUserDefaults::IniUserDefaults(const std::filesystem::path& path)
+    : IniUserDefaults(path, nullptr, Timing()) {}
 
-IniUserDefaults::IniUserDefaults(const std::filesystem::path& path, Timing timing)
-    : fImpl(std::make_unique<Impl>(path, timing, SettingsFile::Access::kReadWrite)) {}
+IniUserDefaults::IniUserDefaults(const std::filesystem::path& path, std::shared_ptr<RunLoop> loop,
+                                 Timing timing)
+    : fImpl(std::make_unique<Impl>(path, timing, SettingsFile::Access::kReadWrite, loop)) {}
 
 IniUserDefaults::IniUserDefaults(std::unique_ptr<Impl> impl) : fImpl(std::move(impl)) {}
 
 IniUserDefaults IniUserDefaults::ReadOnly(const std::filesystem::path& path) {
-  return IniUserDefaults(std::make_unique<Impl>(path, Timing(), SettingsFile::Access::kReadOnly));
+  return IniUserDefaults(std::make_unique<Impl>(path, Timing(), SettingsFile::Access::kReadOnly, nullptr));
 }
 
 IniUserDefaults::~IniUserDefaults() {
@@ -152,10 +154,6 @@ IniUserDefaults::~IniUserDefaults() {
 
 void IniUserDefaults::RegisterBool(const std::string& key, bool value) {
   fImpl->fRegisteredBools[key] = value;
-}
-
-void IniUserDefaults::RegisterString(const std::string& key, const std::string& value) {
-  fImpl->fRegisteredTexts[key] = value;
 }
 
 bool IniUserDefaults::GetBool(const std::string& key) const {
@@ -167,10 +165,9 @@ bool IniUserDefaults::GetBool(const std::string& key) const {
 }
 
 optional<std::string> IniUserDefaults::GetString(const std::string& key) const {
-  if (const auto* value = fImpl->Find(key)) return JoinedText(*value);
-  const auto registered = fImpl->fRegisteredTexts.find(key);
-  if (registered == fImpl->fRegisteredTexts.end()) return {};
-  return registered->second;
+  const auto* value = fImpl->Find(key);
+  if (!value) return {};
+  return JoinedText(*value);
 }
 
 optional<std::vector<std::string>> IniUserDefaults::GetStringArray(const std::string& key) const {

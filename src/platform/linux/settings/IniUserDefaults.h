@@ -5,7 +5,9 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <utility>
 
+#include "foundation/RunLoop.h"
 #include "platform/UserDefaults.h"
 
 namespace vorn {
@@ -18,11 +20,11 @@ namespace vorn {
 /// User defaults in an INI file (SettingsFile.h), all of which is held in
 /// memory.
 ///
-/// Where a QCoreApplication exists, a change is saved at the next turn of its
-/// event loop, and no more often than once in `pause`; else at once. What
-/// cannot be saved is tried again after `retryAfter`, at the next change and at
-/// the end. Values that other processes save are seen from the next save or
-/// Synchronize on.
+/// With a run loop, a change is saved at the loop's next turn, and no more often
+/// than once in `pause`, and what cannot be saved is tried again after
+/// `retryAfter`. Without one a change is saved at once. Either way what is not
+/// saved yet is tried again at the next change and at the end. Values that
+/// other processes save are seen from the next save or Synchronize on.
 class IniUserDefaults final : public UserDefaults {
  public:
   struct Timing {
@@ -30,10 +32,15 @@ class IniUserDefaults final : public UserDefaults {
     std::chrono::milliseconds retryAfter{30000};
   };
 
-  /// Reads the file; a missing one is an empty one and is not made before the
-  /// first change.
+  /// Saves each change at once. Reads the file; a missing one is an empty one
+  /// and is not made before the first change.
   explicit IniUserDefaults(const std::filesystem::path& path);
-  IniUserDefaults(const std::filesystem::path& path, Timing timing);
+
+  /// Likewise, but saves from the run loop of the calling thread. Throws
+  /// std::system_error when no descriptor is left for its timer.
+  IniUserDefaults(const std::filesystem::path& path, std::shared_ptr<RunLoop> loop)
+      : IniUserDefaults(path, std::move(loop), Timing()) {}
+  IniUserDefaults(const std::filesystem::path& path, std::shared_ptr<RunLoop> loop, Timing timing);
 
   /// For a program that only reads the settings: as above, but nothing is ever
   /// written to disk. A damaged file stays where it is and counts as empty,
@@ -42,7 +49,6 @@ class IniUserDefaults final : public UserDefaults {
   ~IniUserDefaults() override;
 
   void RegisterBool(const std::string& key, bool value) override;
-  void RegisterString(const std::string& key, const std::string& value) override;
 
   /// A bool that was edited by hand may read true, yes, on or 1, or false, no,
   /// off or 0, in any case; any other text counts as not stored.

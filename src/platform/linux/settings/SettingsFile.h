@@ -36,7 +36,8 @@ class SettingsFile {
   using Values = IniDocument::Values;
   using Condition = UserDefaults::Condition;
 
-  static constexpr std::size_t kMaxSize = std::size_t{64} << 20U;  ///< some 100,000 records; more is none of ours
+  static constexpr std::size_t kMaxSize = std::size_t{64}
+                                          << 20U;  ///< some 100,000 records; more is none of ours
 
   enum class Outcome {
     kSaved,   ///< the file holds every change

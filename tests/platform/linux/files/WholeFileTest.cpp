@@ -116,7 +116,8 @@ TEST_F(WholeFileTest, DoesNotWriteThroughALinkThatStandsInTheWay) {
 TEST_F(WholeFileTest, WaitsForAnotherWriterOfTheSameFile) {
   FileDescriptor writing(::open(fUnfinished.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0644));
   ASSERT_TRUE(LockFile(writing, 0ms));
-  auto waiting = std::async(std::launch::async, [this] { return ReplaceFile(fPath, "second", Readers::kAll); });
+  auto waiting =
+      std::async(std::launch::async, [this] { return ReplaceFile(fPath, "second", Readers::kAll); });
   ASSERT_EQ(::write(writing.Get(), "first", 5), 5);
   std::filesystem::rename(fUnfinished, fPath);  // nobody has removed it
   writing.Reset();

@@ -9,7 +9,7 @@
 #include <sstream>
 
 #include "foundation/FileDescriptor.h"
-#include "foundation/PollRunLoop.h"
+#include "foundation/RunLoop.h"
 #include "platform/linux/processes/XdgUrlOpener.h"
 #include "tests/support/Eventually.h"
 #include "tests/support/ScopedEnvironment.h"
@@ -20,6 +20,7 @@ namespace {
 
 using testing::Eventually;
 using ::testing::HasSubstr;
+using ::testing::MatchesRegex;
 using testing::ScopedEnvironment;
 using ::testing::internal::CaptureStderr;
 using ::testing::internal::GetCapturedStderr;
@@ -82,7 +83,8 @@ TEST_F(XdgUrlOpenerTest, HandsTheActivationTokenOn) {
 TEST_F(XdgUrlOpenerTest, GivesTheProgramTheHomeFolderAndNothingOfOurSignalsAndDescriptors) {
   const ScopedEnvironment home("HOME", fFolder.Path().string());
   std::ofstream(fFolder.Path() / "xdg-open")
-      << "#!/bin/sh\n{ pwd; grep -E 'Sig(Blk|Ign)' /proc/self/status; readlink /proc/self/fd/0 /proc/self/fd/2; "
+      << "#!/bin/sh\n{ pwd; grep -E 'Sig(Blk|Ign)' /proc/self/status; readlink /proc/self/fd/0 "
+         "/proc/self/fd/2; "
          "test -e /proc/self/fd/77 && echo leaked; } > \"$0.part\"\nmv \"$0.part\" \"$0.called\"\n";
   const FileDescriptor ours(::dup2(STDERR_FILENO, 77));  // one that a child inherits unless it is closed
   sigset_t blocked;
@@ -94,8 +96,10 @@ TEST_F(XdgUrlOpenerTest, GivesTheProgramTheHomeFolderAndNothingOfOurSignalsAndDe
   fOpener.Open("http://a/", "");
   ::signal(SIGPIPE, handler);
   ::pthread_sigmask(SIG_SETMASK, &before, nullptr);
-  EXPECT_EQ(Called(), fFolder.Path().string() +
-                          "\nSigBlk:\t0000000000000000\nSigIgn:\t0000000000000000\n/dev/null\n/dev/null\n");
+  // The C library keeps two signals for itself, 32 and 33, which it may leave ignored.
+  EXPECT_THAT(Called(),
+              MatchesRegex(fFolder.Path().string() + "\nSigBlk:\t0000000000000000\nSigIgn:\t0000000[01]"
+                                                     "[08]0000000\n/dev/null\n/dev/null\n"));
 }
 
 TEST_F(XdgUrlOpenerTest, LeavesNoChildBehind) {

@@ -14,7 +14,7 @@ int main(int argc, char** argv) {
   const std::string prefix = argv[2];
   const int count = std::atoi(argv[3]);
   for (int i = 0; i < count; ++i) {
-    // Without an application object each change is saved at once.
+    // Without a run loop each change is saved at once.
     defaults.SetStringArray(prefix + std::to_string(i), {"1.0.0+" + std::to_string(i), "1.1.0+2"});
     while (!defaults.Synchronize()) {
     }
