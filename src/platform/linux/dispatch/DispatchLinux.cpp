@@ -1,19 +1,13 @@
 #include "platform/linux/dispatch/DispatchLinux.h"
 
-#include <sys/eventfd.h>
-
-#include <cerrno>
-#include <system_error>
 #include <utility>
 
 #include "platform/linux/dispatch/GuardedJob.h"
 
 namespace vorn {
 
-MainQueue::MainQueue(std::shared_ptr<RunLoop> loop)
-    : fLoop(std::move(loop)), fWakeup(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
-  if (!fWakeup) throw std::system_error(errno, std::generic_category(), "eventfd");
-  fSource = fLoop->AddSource(fWakeup.Get(), [this] { RunNext(); });
+MainQueue::MainQueue(std::shared_ptr<RunLoop> loop) : fLoop(std::move(loop)) {
+  fSource = fLoop->AddSource(fWakeup.Descriptor(), [this] { RunNext(); });
 }
 
 MainQueue::~MainQueue() {
@@ -23,7 +17,7 @@ MainQueue::~MainQueue() {
 void MainQueue::Post(std::function<void()> job) {
   const std::lock_guard lock(fMutex);
   fJobs.push_back(std::move(job));
-  ::eventfd_write(fWakeup.Get(), 1);
+  fWakeup.Set();
 }
 
 void MainQueue::RunNext() {
@@ -34,10 +28,7 @@ void MainQueue::RunNext() {
       job = std::move(fJobs.front());
       fJobs.pop_front();
     }
-    if (fJobs.empty()) {
-      eventfd_t ignored = 0;
-      ::eventfd_read(fWakeup.Get(), &ignored);
-    }
+    if (fJobs.empty()) fWakeup.Clear();
   }
   if (job) RunGuarded(job);  // last: the job may destroy the queue
 }

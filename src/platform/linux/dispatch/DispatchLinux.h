@@ -34,7 +34,7 @@ class MainQueue {
 
   std::shared_ptr<RunLoop> fLoop;
   std::mutex fMutex;
-  FileDescriptor fWakeup;                   // readable exactly while fJobs holds any
+  const Wakeup fWakeup;                     // readable exactly while fJobs holds any
   std::deque<std::function<void()>> fJobs;  // guarded by fMutex
   RunLoop::SourceId fSource;
 };

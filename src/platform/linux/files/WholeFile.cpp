@@ -10,11 +10,12 @@
 #include <system_error>
 #include <thread>
 
+#include "foundation/Clock.h"
+
 namespace vorn {
 namespace {
 
 using namespace std::chrono_literals;
-using Clock = std::chrono::steady_clock;
 
 constexpr auto kLockRetry = 2ms;
 constexpr auto kTurn = 5s;  // how long another writer of the same file is waited for

@@ -4,10 +4,11 @@
 #include <cstdlib>
 #include <utility>
 
+#include "foundation/Clock.h"
+
 namespace vorn {
 namespace {
 
-using Clock = std::chrono::steady_clock;
 using std::chrono::milliseconds;
 
 constexpr milliseconds kCallTimeout{1000};

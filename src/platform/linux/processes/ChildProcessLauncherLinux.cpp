@@ -1,11 +1,12 @@
 #include "platform/linux/processes/ChildProcessLauncherLinux.h"
 
 #include <fcntl.h>
-#include <sys/eventfd.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <array>
+#include <optional>
+#include <system_error>
 #include <utility>
 
 #include "foundation/FileDescriptor.h"
@@ -34,6 +35,15 @@ Pipe OpenPipe() {
   Pipe pipe{MovedUp(ends[0]), MovedUp(ends[1])};
   if (pipe) ::fcntl(pipe.ours.Get(), F_SETFL, O_NONBLOCK);
   return pipe;
+}
+
+// None where no descriptor is left.
+std::optional<Wakeup> MakeWakeup() {
+  try {
+    return Wakeup();
+  } catch (const std::system_error&) {
+    return {};
+  }
 }
 
 ProgramStart StartOf(const ChildProcessRequest& request) {
@@ -65,11 +75,11 @@ std::unique_ptr<ChildProcess> ChildProcessLauncherLinux::Launch(const ChildProce
   } else {
     start.error = ProgramStart::kToOurs;
   }
-  FileDescriptor wakeup(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK));
+  auto wakeup = MakeWakeup();
   pid_t child = -1;
   if (!wakeup || StartProgram(start, child) != 0) return nullptr;
   return std::make_unique<ChildProcessLinux>(child, std::move(output.ours), std::move(error.ours),
-                                             std::move(wakeup), fReaper);
+                                             std::move(*wakeup), fReaper);
 }
 
 }  // namespace vorn

@@ -2,7 +2,6 @@
 
 #include <poll.h>
 #include <signal.h>
-#include <sys/eventfd.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -65,8 +64,8 @@ bool ChildStream::Read() {
   return true;
 }
 
-ChildProcessLinux::ChildProcessLinux(pid_t leader, FileDescriptor output, FileDescriptor error,
-                                     FileDescriptor wakeup, ChildReaper& reaper)
+ChildProcessLinux::ChildProcessLinux(pid_t leader, FileDescriptor output, FileDescriptor error, Wakeup wakeup,
+                                     ChildReaper& reaper)
     : fLeader(leader),
       fReaper(reaper),
       fProcess(OpenProcess(leader)),
@@ -107,14 +106,14 @@ void ChildProcessLinux::Release() {
 }
 
 void ChildProcessLinux::WakeUp() {
-  ::eventfd_write(fWakeup.Get(), 1);
+  fWakeup.Set();
 }
 
 void ChildProcessLinux::ServeOnce(Clock::time_point deadline) {
   std::array<pollfd, 4> descriptors{{{fEnded ? -1 : fProcess.Get(), POLLIN, 0},
                                      {fOutput.Descriptor(), POLLIN, 0},
                                      {fError.Descriptor(), POLLIN, 0},
-                                     {fWakeup.Get(), POLLIN, 0}}};
+                                     {fWakeup.Descriptor(), POLLIN, 0}}};
   const bool glancing = !fEnded && !fProcess;
   const milliseconds timeout = glancing ? std::min(kGlance, Until(deadline)) : Until(deadline);
   if (::poll(descriptors.data(), descriptors.size(), static_cast<int>(timeout.count())) < 0) return;

@@ -72,7 +72,7 @@ class ChildStream {
 class ChildProcessLinux final : public ChildProcess {
  public:
   /// Takes over a child that leads its own session. The reaper must outlive it.
-  ChildProcessLinux(pid_t leader, FileDescriptor output, FileDescriptor error, FileDescriptor wakeup,
+  ChildProcessLinux(pid_t leader, FileDescriptor output, FileDescriptor error, Wakeup wakeup,
                     ChildReaper& reaper);
   ~ChildProcessLinux() override;
 
@@ -103,7 +103,7 @@ class ChildProcessLinux final : public ChildProcess {
   const pid_t fLeader;
   ChildReaper& fReaper;
   FileDescriptor fProcess;  // none where the kernel has no process descriptors: then we look every few ms
-  FileDescriptor fWakeup;
+  const Wakeup fWakeup;
   ChildStream fOutput;
   ChildStream fError;
   std::atomic<bool> fTerminate{false};

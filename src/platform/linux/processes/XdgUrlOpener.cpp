@@ -8,6 +8,7 @@
 #include <functional>
 #include <system_error>
 
+#include "foundation/Clock.h"
 #include "foundation/Console.h"
 #include "foundation/FileDescriptor.h"
 #include "foundation/RunLoop.h"
@@ -16,8 +17,6 @@
 
 namespace vorn {
 namespace {
-
-using Clock = std::chrono::steady_clock;
 
 constexpr char kProgram[] = "xdg-open";
 constexpr std::chrono::seconds kOpening{30};  // what ends later had opened the page
