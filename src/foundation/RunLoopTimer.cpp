@@ -51,8 +51,8 @@ void RunLoopTimer::SetNextFireDate(AbsoluteTime date) {
   ::timerfd_settime(fDescriptor.Get(), TFD_TIMER_ABSTIME, &spec, nullptr);
 }
 
-void RunLoopTimer::FireAfter(Clock::duration time) {
-  SetNextFireDate(AbsoluteTimeGetCurrent() + std::chrono::duration<double>(time).count());
+void RunLoopTimer::FireAfter(std::chrono::duration<double> time) {
+  SetNextFireDate(AbsoluteTimeGetCurrent() + time.count());
 }
 
 void RunLoopTimer::Fire() {

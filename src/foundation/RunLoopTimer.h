@@ -28,7 +28,7 @@ class RunLoopTimer {
   void SetNextFireDate(AbsoluteTime date);
 
   /// Fires after that time; as soon as possible if it is not positive.
-  void FireAfter(Clock::duration time);
+  void FireAfter(std::chrono::duration<double> time);
 
   /// The date that was set last; it stays after the fire.
   [[nodiscard]] AbsoluteTime NextFireDate() const { return fNextFireDate; }

@@ -1,10 +1,11 @@
 #pragma once
 
-#include <chrono>
 #include <map>
 #include <memory>
 #include <string>
 #include <vector>
+
+#include "foundation/Clock.h"
 
 namespace vorn {
 
@@ -47,7 +48,7 @@ class ChildProcess {
   /// Blocks until the child and its streams have ended, but at most until the deadline. Then it terminates
   /// what is left: the child, or, if the child has gone, its own children that hold a stream. A child that
   /// writes beyond the bound is terminated at once.
-  virtual ChildOutput CollectUntil(std::chrono::steady_clock::time_point deadline) = 0;
+  virtual ChildOutput CollectUntil(Clock::time_point deadline) = 0;
 
   /// Makes the current or the next collection end the child's group and return. Does not block.
   virtual void Terminate() = 0;

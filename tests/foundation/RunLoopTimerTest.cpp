@@ -70,7 +70,7 @@ TEST_F(RunLoopTimerTest, FiresOnceATimeHasPassed) {
     fTimer.FireAfter(time);
     EXPECT_TRUE(fLoop->RunOnce(kGenerousDeadline)) << time.count();
   }
-  fTimer.FireAfter(Clock::duration::max());
+  fTimer.FireAfter(std::chrono::milliseconds::max());
   Settle();
   EXPECT_EQ(fCalls, 4);
 }

@@ -19,6 +19,7 @@
 namespace vorn::devicelisttool {
 namespace {
 
+using namespace std::chrono_literals;
 using DeviceList::testing::Unit;
 using DeviceList::testing::WithFirmware;
 using DeviceList::testing::WithLatest;
@@ -99,7 +100,7 @@ class ListOutputTest : public ::testing::Test {
     return ListOutput(options, [this] { return fNow; });
   }
 
-  AbsoluteTime fNow = 1000;
+  Clock::time_point fNow{1000s};
   const ScopedEnvironment fTerm{"TERM", "xterm"};
   const ScopedEnvironment fNoColor{"NO_COLOR", ""};
 };
@@ -148,13 +149,13 @@ TEST_F(ListOutputTest, WatchedTableIsPrintedAnewAtEachChangeOfContent) {
   ListOutput output = Output(Watching());
   EXPECT_EQ(output.Publish({Unit("a", "1")}), kWritten);
   EXPECT_THAT(terminal.Written(), StartsWith("NAME "));
-  fNow += 1;
+  fNow += 1s;
   EXPECT_EQ(output.Publish({Unit("a", "1")}), kWritten);
   EXPECT_EQ(terminal.Written(), "");
   EXPECT_FALSE(output.NextDue());
   EXPECT_EQ(output.Publish({WithFirmware(Unit("a", "1"), {1, 0, 0, 0})}), kWritten);
   EXPECT_THAT(terminal.Written(), StartsWith("\nNAME "));
-  fNow += 1;
+  fNow += 1s;
   EXPECT_EQ(output.Publish({}), kWritten);
   EXPECT_EQ(terminal.Written(), "\nNo Local Devices Found.\n");
 }
@@ -164,12 +165,12 @@ TEST_F(ListOutputTest, WatchedTableComesAtMostOnceASecondAndTheLastOneAlways) {
   ListOutput output = Output(Watching());
   EXPECT_EQ(output.Publish({Unit("a", "1")}), kWritten);
   terminal.Written();
-  fNow += 0.5;
+  fNow += 500ms;
   for (const char* name : {"b", "c", "d"}) EXPECT_EQ(output.Publish({Unit(name, "1")}), kWritten);
   EXPECT_EQ(terminal.Written(), "");
   ASSERT_TRUE(output.NextDue());
-  EXPECT_EQ(*output.NextDue(), fNow + 0.5);
-  fNow += 0.5;
+  EXPECT_EQ(*output.NextDue(), fNow + 500ms);
+  fNow += 500ms;
   EXPECT_EQ(output.WriteDue(), kWritten);
   EXPECT_THAT(terminal.Written(), HasSubstr("\nd  "));
   EXPECT_EQ(output.Publish({Unit("e", "1")}), kWritten);
@@ -184,8 +185,8 @@ TEST_F(ListOutputTest, WatchedTableSaysThatNothingIsFoundOnlyAfterTheFirstWait) 
   EXPECT_EQ(output.Publish({}), kWritten);
   EXPECT_EQ(terminal.Written(), "");
   ASSERT_TRUE(output.NextDue());
-  EXPECT_EQ(*output.NextDue(), fNow + 5);
-  fNow += 5;
+  EXPECT_EQ(*output.NextDue(), fNow + 5s);
+  fNow += 5s;
   EXPECT_EQ(output.WriteDue(), kWritten);
   EXPECT_EQ(terminal.Written(), "No Local Devices Found.\n");
   EXPECT_EQ(output.WriteDue(), kWritten);
@@ -207,7 +208,7 @@ TEST_F(ListOutputTest, ChangeOfASwitchLeftOutIsNoChange) {
   ListOutput output = Output(options);
   EXPECT_EQ(output.Publish({Unit("a", "1")}), kWritten);
   terminal.Written();
-  fNow += 10;
+  fNow += 10s;
   EXPECT_EQ(output.Publish({Unit("a", "1"), Unit("Rack", "7", DeviceList::kTypeSwitch)}), kWritten);
   EXPECT_EQ(terminal.Written(), "");
 }
@@ -268,7 +269,7 @@ TEST_F(ListOutputTest, NoteStandsBelowTheTableOfATerminalAndNowhereElse) {
   RedirectedOutput pipe(Kind::kPipe);
   ListOutput other = Output(Watching());
   EXPECT_EQ(other.SetNote("there is no network"), kWritten);
-  fNow += 5;
+  fNow += 5s;
   EXPECT_EQ(other.WriteDue(), kWritten);
   EXPECT_EQ(pipe.Written(), "No Local Devices Found.\n");
 }
@@ -349,7 +350,7 @@ TEST_F(ListOutputTest, DumbTerminalIsNotDrawnOn) {
   RedirectedOutput terminal(Kind::kTerminal);
   ListOutput output = Output(Watching());
   EXPECT_EQ(output.Publish({kOutdated}), kWritten);
-  fNow += 1;
+  fNow += 1s;
   EXPECT_EQ(output.Publish({}), kWritten);
   const std::string written = terminal.Written();
   EXPECT_THAT(written, Not(HasSubstr("\033")));

@@ -4,6 +4,7 @@
 #include <chrono>
 #include <utility>
 
+#include "foundation/Clock.h"
 #include "foundation/Console.h"
 #include "virtualentity/ActiveInterfaces.h"
 #include "vorn-device-list/ListForms.h"
@@ -21,7 +22,7 @@ optional<Names> AskTool(ChildProcessLauncher& launcher, const AVBTool& tool) {
   if (!launcher.IsExecutableFile(tool.shell)) return {};
   const auto child = launcher.Launch(ActiveInterfacesRequest(tool));
   if (!child) return {};
-  return ReadActiveInterfaces(child->CollectUntil(std::chrono::steady_clock::now() + tool.patience));
+  return ReadActiveInterfaces(child->CollectUntil(Clock::now() + tool.patience));
 }
 
 Entity StateOf(const std::string& interfaceName, const optional<Names>& enabled) {

@@ -12,7 +12,7 @@
 namespace vorn::devicelisttool {
 namespace {
 
-constexpr AbsoluteTime kPace = 1;  // seconds between two tables
+constexpr std::chrono::seconds kPace{1};  // between two tables
 
 bool ColorWanted() {
   const char* noColor = std::getenv("NO_COLOR");
@@ -37,7 +37,7 @@ ListOutput::ListOutput(const Options& options, Now now)
       fNow(std::move(now)),
       fInPlace(DrawsInPlace(options)),
       fColor(TerminalScreen::IsAvailable() && ColorWanted()),
-      fFirstWaitEnds(fNow() + std::chrono::duration<double>(options.wait).count()) {}
+      fFirstWaitEnds(fNow() + options.wait) {}
 
 OutputResult ListOutput::Publish(Units units) {
   if (!fOptions.showSwitches) {
@@ -54,14 +54,15 @@ OutputResult ListOutput::SetNote(std::string note) {
   return WriteDue();
 }
 
-optional<AbsoluteTime> ListOutput::NextDue() const {
+std::optional<Clock::time_point> ListOutput::NextDue() const {
   if (!fOptions.watch || (fOptions.json && !fHasList)) return {};
   if (fInPlace && !TerminalScreen::IsInForeground()) return {};
   const bool paced = !fOptions.json && !fInPlace;
   if (paced && !IsSettled()) return fFirstWaitEnds;
   if (paced && fWroteAny && fNow() < fWrittenAt + kPace) return fWrittenAt + kPace;
   if (IsNew()) return fNow();
-  return fInPlace && !IsSettled() ? optional<AbsoluteTime>(fFirstWaitEnds) : optional<AbsoluteTime>();
+  if (fInPlace && !IsSettled()) return fFirstWaitEnds;
+  return {};
 }
 
 OutputResult ListOutput::WriteDue() {

@@ -1,11 +1,11 @@
 #pragma once
 
-#include <functional>
+#include <chrono>
+#include <optional>
 #include <string>
 
 #include "foundation/Clock.h"
 #include "foundation/Console.h"
-#include "foundation/Optional.h"
 #include "vorn-device-list/ListForms.h"
 #include "vorn-device-list/Options.h"
 #include "vorn-device-list/TerminalScreen.h"
@@ -22,12 +22,10 @@ namespace vorn::devicelisttool {
 ///   the options' wait is over. Belongs to one thread. A write blocks while the reader does not read.
 class ListOutput {
  public:
-  using Now = std::function<AbsoluteTime()>;
-
   /// Whether the output is drawn in place on a terminal.
   [[nodiscard]] static bool DrawsInPlace(const Options& options);
 
-  explicit ListOutput(const Options& options, Now now = &AbsoluteTimeGetCurrent);
+  explicit ListOutput(const Options& options, Now now = Clock::now);
 
   /// Takes a published list, and writes it if it is watched and due. The result is kWritten also if nothing
   /// was due.
@@ -38,7 +36,7 @@ class ListOutput {
 
   /// When WriteDue must act next; empty: not before the next list or, in the background of a terminal, not
   /// before the foreground.
-  [[nodiscard]] optional<AbsoluteTime> NextDue() const;
+  [[nodiscard]] std::optional<Clock::time_point> NextDue() const;
   [[nodiscard]] OutputResult WriteDue();
 
   /// Writes the current list, whatever was written before.
@@ -63,13 +61,13 @@ class ListOutput {
   const Now fNow;
   const bool fInPlace;
   const bool fColor;
-  const AbsoluteTime fFirstWaitEnds;
+  const Clock::time_point fFirstWaitEnds;
   Units fUnits;
   std::string fNote;
   bool fHasList = false;   ///< a list was published
   bool fHadUnits = false;  ///< a list with units was published
   bool fWroteAny = false;
-  AbsoluteTime fWrittenAt = 0;
+  Clock::time_point fWrittenAt{};
   std::string fWritten;  ///< what was written or drawn last
   TerminalScreen fScreen;
 };

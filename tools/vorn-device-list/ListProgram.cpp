@@ -25,7 +25,7 @@ using DeviceList::DiscoveryHint;
 
 constexpr std::chrono::milliseconds kTeardownLimit{700};
 
-constexpr AbsoluteTime kSurroundingsPace = 1;  // seconds between two looks at them
+constexpr std::chrono::seconds kSurroundingsPace{1};  // between two looks at them
 
 const char* ReasonText(DiscoveryHint hint) {
   switch (hint) {
@@ -89,8 +89,7 @@ class ListRun {
     }
     RunLoopTimer waitTimer(fLoop, kNever, [this] { HandleTimeUp(); });
     if (!fOptions.watch) {
-      waitTimer.SetNextFireDate(AbsoluteTimeGetCurrent() +
-                                std::chrono::duration<double>(fOptions.wait).count());
+      waitTimer.FireAfter(fOptions.wait);
     }
     DeviceList::SupervisedDeviceList list([this](Units units) { HandleList(std::move(units)); },
                                           [this](auto state) { HandleResponder(state); });
@@ -116,7 +115,11 @@ class ListRun {
     if (result == OutputResult::kNobodyReads) Leave(kListed);
     if (result == OutputResult::kFailed) Leave(kFailed);
     const auto due = fOutput.NextDue();
-    fDueTimer.SetNextFireDate(due && !fLeaves ? *due : kNever);
+    if (due && !fLeaves) {
+      fDueTimer.FireAfter(*due - Clock::now());
+    } else {
+      fDueTimer.SetNextFireDate(kNever);
+    }
   }
 
   void HandleDue() {
@@ -127,7 +130,7 @@ class ListRun {
   void HandleSurroundings() {
     if (fLeaves) return;
     TellHint(fStatus.Hint());
-    fSurroundingsTimer.SetNextFireDate(AbsoluteTimeGetCurrent() + kSurroundingsPace);
+    fSurroundingsTimer.FireAfter(kSurroundingsPace);
   }
 
   void HandleList(Units units) {

@@ -1,7 +1,6 @@
 #include "vorn-device-list/Signals.h"
 
 #include <poll.h>
-#include <sys/eventfd.h>
 #include <sys/signalfd.h>
 #include <unistd.h>
 
@@ -31,14 +30,11 @@ sigset_t EndingSignals() {
   return IsIgnored(SIGHUP) ? SetOf({SIGINT, SIGTERM}) : SetOf({SIGINT, SIGTERM, SIGHUP});
 }
 
-FileDescriptor Checked(int descriptor, const char* call) {
-  if (descriptor < 0) throw std::system_error(errno, std::generic_category(), call);
-  return FileDescriptor(descriptor);
-}
-
 FileDescriptor SignalDescriptor() {
   const sigset_t signals = EndingSignals();
-  return Checked(::signalfd(-1, &signals, SFD_CLOEXEC | SFD_NONBLOCK), "signalfd");
+  FileDescriptor descriptor(::signalfd(-1, &signals, SFD_CLOEXEC | SFD_NONBLOCK));
+  if (!descriptor) throw std::system_error(errno, std::generic_category(), "signalfd");
+  return descriptor;
 }
 
 }  // namespace
@@ -57,17 +53,12 @@ EndSignals::EndSignals(std::chrono::milliseconds limit, std::function<int(int si
     : fLimit(limit),
       fExitCodeOf(std::move(exitCodeOf)),
       fOnSignal(std::move(onSignal)),
-      fSignals(SignalDescriptor()),
-      fStop(Checked(::eventfd(0, EFD_CLOEXEC), "eventfd")),
-      fThread([this] { ThreadProc(); }) {}
-
-EndSignals::~EndSignals() {
-  ::eventfd_write(fStop.Get(), 1);
-  fThread.join();
+      fSignals(SignalDescriptor()) {
+  fThread.Start("end signals", [this] { ThreadProc(); });
 }
 
 void EndSignals::ThreadProc() {
-  pollfd descriptors[] = {{fSignals.Get(), POLLIN, 0}, {fStop.Get(), POLLIN, 0}};
+  pollfd descriptors[] = {{fSignals.Get(), POLLIN, 0}, {fThread.StopDescriptor(), POLLIN, 0}};
   for (;;) {
     ::poll(descriptors, 2, -1);
     if (descriptors[1].revents != 0) return;

@@ -4,9 +4,9 @@
 #include <chrono>
 #include <csignal>
 #include <functional>
-#include <thread>
 
 #include "foundation/FileDescriptor.h"
+#include "foundation/Thread.h"
 
 namespace vorn::devicelisttool {
 
@@ -30,7 +30,7 @@ class EndSignals {
   EndSignals& operator=(const EndSignals&) = delete;
 
   /// Stops and joins the thread.
-  ~EndSignals();
+  ~EndSignals() = default;
 
   /// The signal that came; 0: none. Any thread.
   [[nodiscard]] int Received() const { return fReceived; }
@@ -42,9 +42,8 @@ class EndSignals {
   const std::function<int(int)> fExitCodeOf;
   const std::function<void()> fOnSignal;
   FileDescriptor fSignals;
-  FileDescriptor fStop;
   std::atomic<int> fReceived{0};
-  std::thread fThread;  // last: uses all members above
+  StoppableThread fThread;  // last: uses all members above
 };
 
 /// A descriptor that is readable after a signal that changes the page on a terminal: its size changed, the
