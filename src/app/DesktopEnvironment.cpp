@@ -16,7 +16,6 @@
 #include "notification/Logic.h"
 #include "platform/linux/files/UserFolders.h"
 #include "platform/linux/notifications/FreedesktopNotificationServer.h"
-#include "platform/linux/notifications/NotificationState.h"
 #include "ui/AccessibleApplication.h"
 
 namespace vorn::app {
@@ -109,12 +108,12 @@ UserDefaults& DesktopEnvironment::standardUserDefaults() {
 std::unique_ptr<ReleaseNotices> DesktopEnvironment::makeNotificationLogic() {
   standardUserDefaults();
   if (!fCenter) {
-    fNotificationState = std::make_unique<IniUserDefaults>(UserNotificationsPath(), RunLoop::Current());
+    fNotificationState = std::make_unique<NotificationState>(UserNotificationsPath());
     const FreedesktopNotificationServer::Presentation presentation{Identity::kName, Identity::kIdentifier,
                                                                    Identity::kIdentifier};
     fCenter = std::make_unique<Notification::Center>(
         std::make_unique<FreedesktopNotificationServer>(presentation),
-        Notification::Center::Options{.state = fNotificationState.get()});
+        Notification::Center::Options{.state = fNotificationState->Store()});
     // A release must not be on disk as announced before its notification is.
     fDefaults->SetBeforeSaving([this] { return fCenter->Synchronize(); },
                                Notification::Persistence::kKeyPrefix);

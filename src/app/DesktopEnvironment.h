@@ -12,6 +12,7 @@
 #include "platform/linux/login/AutostartLoginItems.h"
 #include "platform/linux/network/AVBCapabilityLinux.h"
 #include "platform/linux/network/NetworkServicesLinux.h"
+#include "platform/linux/notifications/NotificationState.h"
 #include "platform/linux/processes/ChildProcessLauncherLinux.h"
 #include "platform/linux/processes/XdgUrlOpener.h"
 #include "platform/linux/settings/IniUserDefaults.h"
@@ -51,7 +52,7 @@ class DesktopEnvironment final : public AppDelegateEnvironment {
   XdgUrlOpener fOpener;
   AutostartLoginItems fLoginItems;
   DeviceList::DiscoveryStatus fDiscovery;
-  std::unique_ptr<IniUserDefaults> fNotificationState;
+  std::unique_ptr<NotificationState> fNotificationState;
   std::unique_ptr<Notification::Center> fCenter;
   std::unique_ptr<IniUserDefaults> fDefaults;  ///< goes before the centre, which has a say in its last save
   ChildProcessLauncherLinux fLauncher;

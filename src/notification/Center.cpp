@@ -37,15 +37,16 @@ void TellGivenUp() {
 
 }  // namespace
 
-Center::Center(std::unique_ptr<vorn::NotificationServer> server, Options options)
-    : fOptions(std::move(options)),
+Center::Center(std::unique_ptr<vorn::NotificationServer> server, Options options, vorn::Now now)
+    : fOptions(options),
+      fNow(std::move(now)),
       fQueue(fOptions.timing),
       fKept(fOptions.state),
       fTimer(vorn::RunLoop::Current(), vorn::kNever, [this] { Pump(); }),
       fKeepTimer(vorn::RunLoop::Current(), vorn::kNever, [this] { Keep(); }),
       fServer(std::move(server)) {
   fServer->SetHandlers(MakeHandlers());
-  fQueue.Restore(fKept.Read(fServer->PresentServer()), fOptions.now() + fOptions.settleTime);
+  fQueue.Restore(fKept.Read(fServer->PresentServer()), fNow() + fOptions.settleTime);
   if (const auto due = fQueue.NextDue()) WakeAt(*due);
 }
 
@@ -74,7 +75,7 @@ void Center::DeliverNotification(const vorn::UserNotification& notification) {
   vorn::UserNotification bounded = notification;  // thousands may wait
   bounded.title = PresentableText(notification.title);
   bounded.informativeText = PresentableText(notification.informativeText);
-  if (!fQueue.Add(std::move(bounded), fOptions.now())) {
+  if (!fQueue.Add(std::move(bounded), fNow())) {
     vorn::WriteToConsole("Too many notifications, not shown: " + vorn::Excerpt(notification.title));
     return;
   }
@@ -117,7 +118,7 @@ void Center::Pump() {
     Prepare();
     return;
   }
-  while (const auto sending = fQueue.Take(fOptions.now())) {
+  while (const auto sending = fQueue.Take(fNow())) {
     fServer->Notify(sending->notification, sending->replacesId,
                     [this, identifier = sending->notification.identifier](Answer answer, std::uint32_t id) {
                       OnNotified(identifier, answer, id);
@@ -133,7 +134,7 @@ void Center::Prepare() {
   const auto next = fQueue.NextDue();
   if (fIsAsking || !next) return;
   const auto due = std::max(*next, fDoNotAskBefore);
-  if (fOptions.now() < due) {
+  if (fNow() < due) {
     WakeAt(due);
     return;
   }
@@ -149,7 +150,7 @@ void Center::OnStarted(Answer answer) {
   fIsStarting = false;
   // One that is started by others announces itself on the bus.
   if (answer == Answer::kOk && fServer->IsThere()) return;
-  fDoNotAskBefore = fOptions.now() + fOptions.timing.quietTime;
+  fDoNotAskBefore = fNow() + fOptions.timing.quietTime;
   Pump();
 }
 
@@ -161,7 +162,7 @@ void Center::OnCapabilities(Answer answer) {
 }
 
 void Center::OnNotified(std::uint64_t identifier, Answer answer, std::uint32_t serverId) {
-  const auto now = fOptions.now();
+  const auto now = fNow();
   if (answer == Answer::kOk) {
     for (const auto id : fQueue.Delivered(identifier, serverId, now)) fServer->CloseNotification(id);
   } else if (!fQueue.Failed(identifier, answer, now)) {
@@ -176,11 +177,11 @@ void Center::OnNotified(std::uint64_t identifier, Answer answer, std::uint32_t s
 }
 
 void Center::OnServerChanged() {
-  if (fQueue.ServerChanged(fOptions.now()) > 0) TellGivenUp();
+  if (fQueue.ServerChanged(fNow()) > 0) TellGivenUp();
   fIsAsking = false;
   fIsReady = false;
   // One that cannot live is not started over and over.
-  fDoNotAskBefore = fServer->IsThere() ? TimePoint() : fOptions.now() + fOptions.timing.pace;
+  fDoNotAskBefore = fServer->IsThere() ? TimePoint() : fNow() + fOptions.timing.pace;
   KeepSoon();
   Pump();
 }
@@ -204,9 +205,8 @@ void Center::OnActivationToken(std::uint32_t serverId, const std::string& token)
 }
 
 void Center::WakeAt(TimePoint due) {
-  const auto now = fOptions.now();
-  const std::chrono::duration<double> wait = std::max(due, now) - now;
-  fTimer.SetNextFireDate(vorn::AbsoluteTimeGetCurrent() + wait.count());
+  const auto now = fNow();
+  fTimer.FireAfter(std::max(due, now) - now);  // `due` may be the clock's least value
 }
 
 }  // namespace Notification

@@ -2,10 +2,10 @@
 
 #include <chrono>
 #include <cstdint>
-#include <functional>
 #include <memory>
 #include <string>
 
+#include "foundation/Clock.h"
 #include "foundation/RunLoopTimer.h"
 #include "notification/KeptNotifications.h"
 #include "notification/Queue.h"
@@ -42,11 +42,10 @@ class Center final : public vorn::NotificationCenter {
     Queue::Timing timing{};
     /// How long the notifications of an earlier run wait for the list of units, which may withdraw them.
     std::chrono::milliseconds settleTime{5000};
-    std::function<TimePoint()> now = std::chrono::steady_clock::now;
   };
 
   /// Throws std::system_error if no descriptor is left.
-  Center(std::unique_ptr<vorn::NotificationServer> server, Options options);
+  Center(std::unique_ptr<vorn::NotificationServer> server, Options options, vorn::Now now = vorn::Clock::now);
   ~Center() override;
 
   void SetDelegate(std::weak_ptr<Delegate> delegate) override { fDelegate = std::move(delegate); }
@@ -77,6 +76,7 @@ class Center final : public vorn::NotificationCenter {
   void KeepSoon();
 
   const Options fOptions;
+  const vorn::Now fNow;
   Queue fQueue;
   KeptNotifications fKept;
   std::weak_ptr<Delegate> fDelegate;

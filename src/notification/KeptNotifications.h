@@ -31,8 +31,7 @@ class KeptNotifications {
   /// they were shown, and their ids have no meaning.
   [[nodiscard]] std::vector<KeptNotification> Read(const ServerIdentity& server);
 
-  /// If a host is silent at some of its addresses, it has the whole time of the request to accept a
-  /// connection at any of them.
+  /// Replaces what is kept. The store saves it later, and is left alone if nothing has changed.
   void Write(const std::vector<KeptNotification>& notifications, const ServerIdentity& server);
 
   /// Makes the store save what was written. Blocks for the disk. False if it is not on disk.

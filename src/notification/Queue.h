@@ -9,6 +9,7 @@
 #include <unordered_map>
 #include <vector>
 
+#include "foundation/Clock.h"
 #include "platform/NotificationCenter.h"
 #include "platform/NotificationServer.h"
 
@@ -47,7 +48,7 @@ struct KeptNotification {
 class Queue {
  public:
   using Answer = vorn::NotificationServer::Answer;
-  using TimePoint = std::chrono::steady_clock::time_point;
+  using TimePoint = vorn::Clock::time_point;
 
   static constexpr std::size_t kMaxSlots = 4096;
   static constexpr std::size_t kMaxInFlight = 8;

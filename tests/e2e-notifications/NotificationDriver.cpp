@@ -30,6 +30,11 @@ namespace {
 
 class Driver {
  public:
+  Driver() {
+    fDefaults.SetBeforeSaving([this] { return fCenter.Synchronize(); },
+                              Notification::Persistence::kKeyPrefix);
+  }
+
   void Take(const std::string& line) {
     std::vector<std::string> fields;
     std::istringstream stream(line);
@@ -56,12 +61,13 @@ class Driver {
     return unit;
   }
 
-  vorn::IniUserDefaults fDefaults{vorn::UserSettingsPath(), vorn::RunLoop::Current()};
-  vorn::IniUserDefaults fState{vorn::UserNotificationsPath(), vorn::RunLoop::Current()};
+  vorn::NotificationState fState{vorn::UserNotificationsPath()};
   Notification::Center fCenter{
       std::make_unique<vorn::FreedesktopNotificationServer>(vorn::FreedesktopNotificationServer::Presentation{
           "Vorn Device Finder", "example.vorn.DeviceFinder", "example.vorn.DeviceFinder"}),
-      {.state = &fState}};
+      {.state = fState.Store()}};
+  vorn::IniUserDefaults fDefaults{
+      vorn::UserSettingsPath()};  ///< goes before the centre, as in the application
   vorn::XdgUrlOpener fOpener;
   Notification::Logic fLogic{fDefaults, fCenter, fOpener};
   std::vector<DeviceList::ExtendedDeviceInfo> fList;

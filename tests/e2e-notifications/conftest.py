@@ -159,9 +159,11 @@ class Desktop:
     # --- our side ------------------------------------------------------------------------
 
     def start_driver(self, **environment):
+        """Starts the driver that the other functions speak to from now on, and returns it."""
         self.driver = self.start(
             [DRIVER], environment, stdin=subprocess.PIPE, stdout=subprocess.PIPE, text=True
         )
+        return self.driver
 
     def stop_driver(self):
         self.driver.stdin.close()

@@ -135,6 +135,30 @@ def test_what_was_met_without_a_session_bus_comes_at_the_next_start_with_one(des
     ]
 
 
+
+def test_two_programs_of_one_user_on_two_buses_keep_their_notifications_apart(desktop):
+    first = desktop.start_driver()
+    desktop.publish(at(STUDIO_A, "1.4.2+311"))
+    eventually(lambda: desktop.keeps("waiting"), "the notification's place")
+    desktop.start_driver(DBUS_SESSION_BUS_ADDRESS=desktop.start_bus("other-bus"))
+    desktop.publish(at(SWITCH, "2.1.0+7"))
+    desktop.stop_driver()
+    desktop.driver = first
+    desktop.publish(at(STUDIO_A, "1.5.0+1"))  # which is kept in place of all that the first program knows
+    desktop.stop_driver()
+
+    # Nothing is lost: what the first one kept comes, and the second one's release was not announced yet.
+    desktop.start_dunst()
+    desktop.start_driver()
+    desktop.publish(at(STUDIO_A, "1.5.0+1"), at(SWITCH, "2.1.0+7"))
+    eventually(lambda: desktop.displayed() == 2, "both notifications")
+    assert sorted(desktop.close_all()) == [
+        ("Update Available for Rack <b>1</b> & 2", "2.1.0"),
+        ("Update Available for Studio A", "1.5.0"),
+    ]
+    assert desktop.log_of(DRIVER).read_text().count("is in use by another program") == 1
+
+
 def test_a_server_killed_before_its_answer_gets_the_notification_again(desktop):
     server = desktop.start_dunst()
     desktop.start_driver()

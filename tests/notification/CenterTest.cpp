@@ -45,8 +45,8 @@ class CenterTest : public ::testing::Test {
     server->fNextId = fServer ? fServer->fNextId : 1;
     fCenter.reset();  // an earlier one's server goes with it
     fServer = server.get();
-    fCenter = std::make_unique<Center>(
-        std::move(server), Center::Options{&fState, fTiming, fSettleTime, [this] { return fNow; }});
+    fCenter = std::make_unique<Center>(std::move(server), Center::Options{&fState, fTiming, fSettleTime},
+                                       [this] { return fNow; });
     fCenter->SetDelegate(fClicks);
   }
 

@@ -67,7 +67,7 @@ class FreedesktopNotificationServerTest : public ::testing::TestWithParam<Sender
                                                                    "example.vorn.DeviceFinder", "vorn-icon"};
     fCenter =
         std::make_unique<Center>(std::make_unique<FreedesktopNotificationServer>(presentation, CentersBus()),
-                                 Center::Options{&fState, {60s, 0s}, 0s, [this] { return fNow(); }});
+                                 Center::Options{&fState, {60s, 0s}, 0s}, [this] { return fNow(); });
     fCenter->SetDelegate(fClicks);
   }
 

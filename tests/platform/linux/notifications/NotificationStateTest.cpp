@@ -3,17 +3,20 @@
 #include <sys/stat.h>
 
 #include <fstream>
+#include <future>
 
 #include "notification/KeptNotifications.h"
 #include "platform/linux/notifications/NotificationState.h"
 #include "platform/linux/settings/IniUserDefaults.h"
 #include "tests/notification/KeptSamples.h"
+#include "tests/support/Eventually.h"
 #include "tests/support/ScopedEnvironment.h"
 #include "tests/support/TemporaryFolder.h"
 
 namespace vorn {
 namespace {
 
+using namespace std::chrono_literals;
 using Notification::KeptNotifications;
 using Notification::testing::ExpectEqual;
 using Notification::testing::MakeKept;
@@ -64,6 +67,42 @@ TEST(NotificationStateTest, LiesInTheUsersFolderForState) {
   }
   const testing::ScopedEnvironment relative("XDG_STATE_HOME", "elsewhere");
   EXPECT_EQ(UserNotificationsPath(), "/home/somebody/.local/state/vorn-device-finder/notices.conf");
+}
+
+TEST(NotificationStateTest, BelongsToOneProgramAtATime) {
+  const testing::TemporaryFolder folder;
+  const auto path = folder.Path() / "state" / "notices.conf";
+  auto first = std::make_unique<NotificationState>(path, 0ms);
+  ASSERT_NE(first->Store(), nullptr);
+  first->Store()->SetStringArray("notices", {"mine"});
+  CaptureStderr();
+  EXPECT_EQ(NotificationState(path, 0ms).Store(), nullptr);
+  EXPECT_THAT(GetCapturedStderr(), HasSubstr(path.string() + " is in use by another program"));
+  first.reset();
+  NotificationState next(path, 0ms);
+  ASSERT_NE(next.Store(), nullptr);
+  EXPECT_EQ(next.Store()->GetStringArray("notices"), (optional<std::vector<std::string>>({"mine"})));
+}
+
+TEST(NotificationStateTest, WaitsForAProgramThatIsJustEnding) {
+  const testing::TemporaryFolder folder;
+  const auto path = folder.Path() / "notices.conf";
+  auto ending = std::make_unique<NotificationState>(path);
+  std::promise<void> begun;
+  auto next = std::async(std::launch::async, [&] {
+    begun.set_value();
+    return NotificationState(path, testing::kGenerousDeadline).Store() != nullptr;
+  });
+  begun.get_future().wait();
+  ending.reset();
+  EXPECT_TRUE(next.get());
+}
+
+TEST(NotificationStateTest, IsOursWhereNoLockCanBeMade) {
+  const testing::TemporaryFolder folder;
+  std::ofstream(folder.Path() / "file") << "where the folder should be";
+  EXPECT_NE(NotificationState(folder.Path() / "file" / "notices.conf", 0ms).Store(), nullptr);
+  EXPECT_NE(NotificationState({}, 0ms).Store(), nullptr);
 }
 
 }  // namespace
