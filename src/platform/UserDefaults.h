@@ -10,20 +10,20 @@ namespace vorn {
 /// The user's settings: a persistent store of bools, texts and arrays of
 /// texts under text keys.
 ///
-/// 1. A key is any byte string. It comes back exactly as it went in, and no two
-///    keys ever meet, whatever they hold; the texts of values likewise.
-/// 2. What was set is read back at once, whether or not it could be saved.
+/// 1. A key is any byte string. It comes back unchanged, and two different keys never become the same. The
+///    same is true for the texts of values.
+/// 2. A new value is read back at once, whether or not it could be saved.
 /// 3. Reading never touches the disk.
-/// 4. Nothing fails towards the caller: what cannot be saved is kept in memory
-///    and saved when it can be; the console is told once.
+/// 4. The caller sees no failures: a value that cannot be saved stays in memory and is saved later. The
+///    console gets one message.
 ///
 /// @threadsafety The main thread only.
 class UserDefaults {
  public:
-  /// How much of what was stored before is known.
+  /// How much of the earlier contents is known.
   enum class Condition {
-    kWhole,    ///< all of it: what is not there was never stored
-    kDamaged,  ///< not all of it: what is not there may have been lost
+    kWhole,    ///< all of it: a missing value was never stored
+    kDamaged,  ///< not all of it: a missing value may have been lost
     kUnread,   ///< nothing yet: the store cannot be read at the moment
   };
 
@@ -32,11 +32,11 @@ class UserDefaults {
   UserDefaults& operator=(const UserDefaults&) = delete;
   virtual ~UserDefaults() = default;
 
-  /// The answer for `key` while nothing readable is stored under it. Never
-  /// saved; a later registration replaces an earlier one.
+  /// The answer for `key` while no readable value is stored for it. Never saved. A later registration
+  /// replaces an earlier one.
   virtual void RegisterBool(const std::string& key, bool value) = 0;
 
-  /// The stored value, else the registered one, else false.
+  /// The stored value, otherwise the registered one, otherwise false.
   [[nodiscard]] virtual bool GetBool(const std::string& key) const = 0;
 
   /// The stored text, or nothing.
@@ -50,13 +50,12 @@ class UserDefaults {
   virtual void SetString(const std::string& key, const std::string& value) = 0;
   virtual void SetStringArray(const std::string& key, const std::vector<std::string>& value) = 0;
 
-  /// As the store was found, whatever has been set since.
+  /// The condition of the store when it was found, whatever was set since then.
   [[nodiscard]] virtual Condition StoreCondition() const = 0;
 
-  /// Saves what is not saved yet and takes over what other processes saved.
-  /// Blocks for the disk. False when something remains unsaved; true means that
-  /// the death of this process loses nothing. Need not be called: the store
-  /// saves promptly of its own accord.
+  /// Saves what is not saved yet, and takes over what other processes saved. Blocks for the disk. False if
+  /// something remains unsaved. True means that the death of this process loses nothing. Calls are not
+  /// required, because the store saves promptly by itself.
   virtual bool Synchronize() = 0;
 };
 

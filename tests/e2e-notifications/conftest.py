@@ -1,4 +1,4 @@
-"""A desktop of a test's own: display, bus, notification server, browser stand-in."""
+"""The desktop of one test: display, bus, notification server, replacement for the browser."""
 
 import os
 import pathlib
@@ -19,7 +19,7 @@ SERVER = "org.freedesktop.Notifications"
 
 
 def within(seconds, condition):
-    """Waits for a true value of the condition and returns it; the last value once the time is over.
+    """Waits for a true value of the condition and returns it. After the time, returns the last value.
 
     Looks anew whenever a desktop reports something (Desktop._report_changes).
     """
@@ -84,7 +84,7 @@ class Desktop:
         services = self.folder / "services"
         services.mkdir(exist_ok=True)
         settings = pathlib.Path("/usr/share/dbus-1/services/org.xfce.Xfconf.service")
-        if settings.exists():  # what xfce4-notifyd keeps its settings in; no notification server of its own accord
+        if settings.exists():  # xfce4-notifyd keeps its settings here; no notification server starts by itself
             (services / settings.name).write_text(settings.read_text())
         config = self.folder / f"{name}.conf"
         config.write_text(
@@ -211,7 +211,7 @@ class Desktop:
         return [(str(notification["summary"]), str(notification["body"])) for notification in notifications]
 
     def _history(self):
-        """What `dunstctl history` prints; that needs systemd's busctl, which nothing else here does."""
+        """The output of `dunstctl history`. That command needs systemd's busctl, which nothing else here needs."""
         server = self.bus.get_object(SERVER, "/org/freedesktop/Notifications")
         return server.NotificationListHistory(dbus_interface="org.dunstproject.cmd0")
 
@@ -259,7 +259,7 @@ class Desktop:
 
 @pytest.fixture
 def desktop(tmp_path_factory):
-    # A short path: the bus socket's name is limited to some hundred characters.
+    # A short path, because the name of the bus socket has a limit of about a hundred characters.
     desktop = Desktop(tmp_path_factory.mktemp("d"))
     yield desktop
     desktop.end()

@@ -31,7 +31,7 @@ def test_a_release_is_announced_once_and_a_click_opens_the_page(desktop):
     desktop.publish(at(SWITCH, "2.1.0+7"))
     desktop.stop_driver()
     desktop.start_driver()
-    desktop.publish(at(STUDIO_A, "1.4.2+311"), at(SWITCH, "2.1.0+7"))  # second run: no news
+    desktop.publish(at(STUDIO_A, "1.4.2+311"), at(SWITCH, "2.1.0+7"))  # second run: nothing new
     desktop.publish(at(STUDIO_A, "1.5.0+1"), at(SWITCH, "2.1.0+7"))
     eventually(lambda: desktop.displayed() == 1, "the new release")
     desktop.click_notification()

@@ -9,7 +9,7 @@
 
 namespace vorn::testing {
 
-/// A store in memory. Its values are open to the test.
+/// A store in memory. Tests can see and change its values.
 class FakeUserDefaults final : public UserDefaults {
  public:
   void RegisterBool(const std::string& key, bool value) override { fRegisteredBools[key] = value; }

@@ -12,21 +12,20 @@
 
 namespace vorn {
 
-/// The queue of jobs that a run loop's thread works off.
+/// The queue of jobs for a run loop's thread.
 ///
-/// Construction and destruction belong to the loop's thread. Destruction drops
-/// the jobs that have not begun, so none runs after the queue's end.
+/// Construct and destroy it on the loop's thread. The destructor drops jobs that have not started, so none
+/// runs after the queue's end.
 class MainQueue {
  public:
-  /// Throws std::system_error when no descriptor is left.
+  /// Throws std::system_error if no descriptor is left.
   explicit MainQueue(std::shared_ptr<RunLoop> loop);
   MainQueue(const MainQueue&) = delete;
   MainQueue& operator=(const MainQueue&) = delete;
   ~MainQueue();
 
-  /// Appends the job and wakes the loop. Any thread, as long as the queue
-  /// lives. Jobs run one for each turn of the loop, in the order posted; one
-  /// that runs a loop of its own (an open menu) does not hold up the others.
+  /// Appends the job and wakes the loop. Any thread, as long as the queue lives. Each turn of the loop runs
+  /// one job, in the order of posting. A job that runs its own loop (an open menu) does not stop the others.
   void Post(std::function<void()> job);
 
  private:
@@ -34,23 +33,23 @@ class MainQueue {
 
   std::shared_ptr<RunLoop> fLoop;
   std::mutex fMutex;
-  const Wakeup fWakeup;                     // readable exactly while fJobs holds any
+  const Wakeup fWakeup;                     // readable exactly while fJobs has any
   std::deque<std::function<void()>> fJobs;  // guarded by fMutex
   RunLoop::SourceId fSource;
 };
 
-/// The queues on a run loop and two pools of threads, one for each background
-/// priority, so that default work may wait for high work without a deadlock.
+/// The queues on a run loop and two pools of threads, one for each background priority. So default work may
+/// wait for high work without a deadlock.
 ///
-/// Construction and destruction belong to the main thread. Destruction waits
-/// for the background jobs that have begun and drops all others, those for the
-/// main thread included. Whoever posts from another thread must be gone before.
+/// Construct and destroy it on the main thread. The destructor waits for background jobs that have started
+/// and drops all others, also those for the main thread. Objects that post from other threads must be gone
+/// before.
 class DispatchLinux final : public Dispatch {
  public:
-  /// Threads of each priority; more jobs than this wait their turn.
+  /// Threads of each priority; further jobs wait.
   static constexpr std::size_t kThreadLimit = 16;
 
-  /// Throws std::system_error when no descriptor is left.
+  /// Throws std::system_error if no descriptor is left.
   explicit DispatchLinux(std::shared_ptr<RunLoop> mainLoop);
 
   void AsyncMain(Job job) override;

@@ -15,7 +15,7 @@ std::filesystem::path AbsoluteFromEnvironment(const char* variable) {
   return path.is_absolute() ? path : std::filesystem::path();
 }
 
-// The folder that the variable names, else the one in the home folder.
+// The folder that the variable names, otherwise the one in the home folder.
 std::filesystem::path UserFolder(const char* variable, const char* inHome) {
   auto folder = AbsoluteFromEnvironment(variable);
   if (!folder.empty()) return folder;

@@ -8,18 +8,16 @@ namespace vorn {
 /// says. Empty when nobody knows a home. Reads the environment: main thread.
 [[nodiscard]] std::filesystem::path UserHomeFolder();
 
-/// The user's folder for settings: XDG_CONFIG_HOME where that is an absolute
-/// path, else .config in the home folder. Empty when nobody knows a home.
-/// Reads the environment: main thread.
+/// The user's folder for settings: XDG_CONFIG_HOME if that is an absolute path, otherwise .config in the home
+/// folder. Empty if there is no home folder. Reads the environment: main thread.
 [[nodiscard]] std::filesystem::path UserConfigFolder();
 
-/// The user's folder for what a program keeps between its runs: XDG_STATE_HOME
-/// where that is an absolute path, else .local/state in the home folder. Empty
-/// when nobody knows a home. Reads the environment: main thread.
+/// The user's folder for what a program keeps between its runs: XDG_STATE_HOME if that is an absolute path,
+/// otherwise .local/state in the home folder. Empty if there is no home folder. Reads the environment: main
+/// thread.
 [[nodiscard]] std::filesystem::path UserStateFolder();
 
-/// The folder that holds the running program's file; empty when the system
-/// does not say. Any thread.
+/// The folder of the running program's file; empty if the system does not say. Any thread.
 [[nodiscard]] std::filesystem::path ProgramFolder();
 
 }  // namespace vorn

@@ -48,7 +48,8 @@ bool RemoveLeftover(const std::string& name) {
 FileDescriptor MakeFile(const std::string& name, ::mode_t mode) {
   const auto end = Clock::now() + kTurn;
   for (;;) {
-    // Opened with its final permissions: the mask is the kernel's to apply, as asking for it sets it.
+    // Opened with its final permissions, because the kernel must apply the mask: a program can only ask for
+    // the mask by setting it.
     FileDescriptor file(::open(name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, mode));
     if (file && LockFile(file, 0ms) && IsStillAt(file, name)) return file;
     const bool isTaken = file || errno == EEXIST;
@@ -101,7 +102,7 @@ std::filesystem::path FileBehindLinks(std::filesystem::path path) {
 }
 
 std::optional<std::string> ReadFile(const std::filesystem::path& path, std::size_t maximum) {
-  // Not blocking: a FIFO of that name would wait for its writer.
+  // Not blocking, because a FIFO of that name would wait for its writer.
   const FileDescriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
   struct stat status {};
   if (!file || ::fstat(file.Get(), &status) != 0) return {};

@@ -21,8 +21,8 @@ constexpr std::size_t kLargestEntry = std::size_t{64} * 1024;
 /// Keys by which desktops switch an entry off without hiding it.
 constexpr std::array kEnableKeys = {"X-GNOME-Autostart-enabled", "X-MATE-Autostart-enabled"};
 
-/// Where the identifier's entry is or would be; empty when it is no file name
-/// or there is no folder for it.
+/// The path of the identifier's entry, existing or not. Empty if the identifier is no file name or there is
+/// no folder for it.
 std::filesystem::path EntryPath(const std::string& identifier) {
   const auto config = UserConfigFolder();
   const bool isFileName = !identifier.empty() && identifier.front() != '.' &&
@@ -37,7 +37,7 @@ bool IsExecutable(const std::filesystem::path& path) {
   return std::filesystem::is_regular_file(path, ignored) && ::access(path.c_str(), X_OK) == 0;
 }
 
-/// Whether the user wants started what this entry says.
+/// Whether the user wants the program of this entry to start.
 bool IsSwitchedOn(const std::string& entry) {
   const auto command = DesktopEntryValue(entry, "Exec");
   if (!command || command->empty() || DesktopEntryIsTrue(entry, "Hidden")) return false;
@@ -45,8 +45,8 @@ bool IsSwitchedOn(const std::string& entry) {
   return std::none_of(kEnableKeys.begin(), kEnableKeys.end(), isOff);
 }
 
-/// Whether the desktop finds what this entry starts. A bare name counts as
-/// found: the session looks it up in a PATH of its own.
+/// Whether the desktop finds the program of this entry. A bare name counts as found, because the session
+/// looks it up in its own PATH.
 bool IsProgramThere(const std::string& entry) {
   const auto isThere = [](const std::string& program) {
     return program.find('/') == std::string::npos || IsExecutable(program);

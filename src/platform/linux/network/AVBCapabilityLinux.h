@@ -12,19 +12,17 @@
 
 namespace vorn {
 
-/// What an interface says of its time stamping; empty optional when there is
-/// no such interface. One that does not answer stamps nothing. Needs no
-/// privilege; any thread; does not block.
+/// What an interface reports about its time stamping; empty optional if there is no such interface. An
+/// interface that does not answer stamps nothing. Needs no privilege; any thread; does not block.
 [[nodiscard]] optional<ethtool_ts_info> ReadTimeStamping(const std::string& interfaceName);
 
-/// Whether that is enough for the time synchronisation of AVB: the hardware
-/// stamps what is sent and received, by a PTP clock of its own, and can be told
-/// to stamp PTP version 2 messages straight over Ethernet. Adapters that stamp
+/// Whether that is enough for the time synchronisation of AVB: the hardware stamps sent and received frames
+/// with its own PTP clock, and can stamp PTP version 2 messages straight over Ethernet. Adapters that stamp
 /// every frame offer no narrower filter, and need none.
 [[nodiscard]] bool IsEnoughForAVB(const ethtool_ts_info& stamping);
 
-/// Asks the kernel: wired, time stamping in hardware, and a transmit queue for
-/// each of the two shaped classes beside one for ordinary traffic.
+/// Asks the kernel: a cable, time stamping in hardware, and one transmit queue for each of the two shaped
+/// classes and one for ordinary traffic.
 class AVBCapabilityLinux final : public AVBCapability {
  public:
   using TimeStampingReader = std::function<optional<ethtool_ts_info>(const std::string& interfaceName)>;

@@ -17,15 +17,15 @@ namespace {
 using std::filesystem::directory_iterator;
 
 constexpr std::size_t kMostRead = std::size_t{64} * 1024;
-constexpr std::size_t kLongestValue = 512;       // bytes of one that are looked at
+constexpr std::size_t kLongestValue = 512;       // bytes of a name that are read
 constexpr std::size_t kLongestDescription = 64;  // characters
-constexpr char32_t kReplacement = U'\uFFFD';     // for what is unsafe, or no UTF-8
+constexpr char32_t kReplacement = U'\uFFFD';     // replaces unsafe characters and bytes that are not UTF-8
 
-// The line that udev writes for a property begins so; the best one first.
+// The beginnings of the lines that udev writes for a property, the best one first.
 constexpr std::string_view kProperties[] = {
     "E:ID_NET_LABEL_ONBOARD=", "E:ID_MODEL_FROM_DATABASE=", "E:ID_VENDOR_FROM_DATABASE="};
 
-// 0 where there is none; the kernel counts from 1.
+// 0 if there is none; the kernel counts from 1.
 unsigned ReadIndex(const std::filesystem::path& link) {
   std::ifstream file(link / "ifindex");
   unsigned index = 0;
@@ -40,7 +40,7 @@ std::string ReadBounded(const std::filesystem::path& file) {
   return text;
 }
 
-// What follows the beginning of a line; empty where no line begins so.
+// The text after the beginning of a line; empty if no line begins so.
 std::string_view FindValue(std::string_view text, std::string_view beginning) {
   while (!text.empty()) {
     const std::string_view line = text.substr(0, text.find('\n'));

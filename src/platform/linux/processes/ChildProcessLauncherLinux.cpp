@@ -22,7 +22,7 @@ struct Pipe {
   explicit operator bool() const { return ours && childs; }
 };
 
-// Beyond the standard numbers, which the child's own streams take.
+// Above the standard numbers, which the child's own streams take.
 FileDescriptor MovedUp(int descriptor) {
   if (descriptor > STDERR_FILENO) return FileDescriptor(descriptor);
   const FileDescriptor low(descriptor);

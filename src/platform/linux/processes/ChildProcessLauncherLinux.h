@@ -8,10 +8,9 @@
 
 namespace vorn {
 
-/// Starts children with posix_spawn. A child gets a session of its own, so that
-/// neither our end nor that of a terminal reaches it; no descriptor beside the
-/// standard ones, no blocked or ignored signal, and /dev/null to read from. The
-/// launcher outlives what it returns.
+/// Starts children with posix_spawn. A child gets a separate session, so that neither our end nor the end of
+/// a terminal reaches it. It gets only the standard descriptors, no blocked or ignored signal, and /dev/null
+/// as input. The launcher must live longer than the children that it returns.
 class ChildProcessLauncherLinux final : public ChildProcessLauncher {
  public:
   [[nodiscard]] bool IsExecutableFile(const std::string& path) override;

@@ -17,12 +17,12 @@ namespace {
 
 using std::chrono::milliseconds;
 
-// How long a group may take to end in order, and how long the kernel may take
-// to end one by force before the child is handed to the reaper.
+// How long a group may take to end by itself, and how long the kernel may take to kill a process before the
+// reaper takes it.
 constexpr milliseconds kOrderlyEnd{100};
 constexpr milliseconds kForcedEnd{1000};
 
-// How often a child is looked at where nothing tells its end.
+// How often to look at a child if no event reports its end.
 constexpr milliseconds kGlance{10};
 
 milliseconds Until(std::chrono::steady_clock::time_point deadline) {
@@ -146,7 +146,7 @@ void ChildProcessLinux::EndGroup() {
   ::kill(-fLeader, SIGCONT);
   AwaitLeader(Clock::now() + kOrderlyEnd);
   if (fReaped) return;
-  ::kill(-fLeader, SIGKILL);  // also when the leader is gone: the others of its group may not be
+  ::kill(-fLeader, SIGKILL);  // also if the leader has gone, because others of its group may still run
   AwaitLeader(Clock::now() + kForcedEnd);
 }
 

@@ -15,10 +15,9 @@
 
 namespace vorn {
 
-/// Takes over children that nobody waits for any more, so that none stays a
-/// zombie for good: those that were left to finish by themselves, and killed
-/// ones that the kernel has not let go yet (one that sits in a driver cannot end
-/// before the driver answers). Any thread.
+/// Takes over children that nobody waits for any more, so that no zombie stays: children that finish by
+/// themselves, and killed ones that have not ended yet (one that waits in a driver cannot end before the
+/// driver answers). Any thread.
 class ChildReaper {
  public:
   ChildReaper() = default;
@@ -28,8 +27,7 @@ class ChildReaper {
 
   void Adopt(pid_t child);
 
-  /// Reaps those that have ended meanwhile; returns how many are left. Does
-  /// not block.
+  /// Reaps those that have ended. Returns how many are left. Does not block.
   std::size_t Sweep();
 
  private:
@@ -37,17 +35,15 @@ class ChildReaper {
   std::vector<pid_t> fChildren;  // guarded by fMutex
 };
 
-/// Our end of a pipe that a child writes to, and what came out of it so far.
-/// Belongs to one thread at a time.
+/// Our end of a pipe that a child writes to, and what came out of it so far. Belongs to one thread at a time.
 class ChildStream {
  public:
   /// A stream without a pipe is at its end. The descriptor must not block.
   ChildStream(FileDescriptor pipe, std::size_t maximum);
 
-  /// Reads what is there now, without blocking: one buffer's worth, so that a
-  /// flood leaves the caller time to look at the clock. What exceeds the
-  /// maximum is dropped. Closes the pipe at its end. Returns whether there may
-  /// be more to read at once.
+  /// Reads what is there now, without blocking. It reads one buffer only, so that the caller can look at the
+  /// clock during a flood. Bytes beyond the maximum are dropped. Closes the pipe at its end. Returns whether
+  /// there may be more to read at once.
   bool Read();
 
   [[nodiscard]] bool IsAtEnd() const { return !fPipe; }
@@ -63,15 +59,14 @@ class ChildStream {
   bool fCut = false;
 };
 
-/// A child that leads a session, watched through a process descriptor.
+/// A child that leads a session. A process descriptor watches it.
 ///
-/// The leader is reaped only once the group need no longer be signalled: until
-/// then its zombie keeps the group's number from being given to strangers. It
-/// alone is waited for, by its own number, so other parts of the program may
-/// have children as well.
+/// The leader is reaped only when its group needs no more signals. Until then its zombie keeps the group's
+/// number, so that no other group gets it. Only this child is waited for, by its number, so other parts of
+/// the program may have children too.
 class ChildProcessLinux final : public ChildProcess {
  public:
-  /// Takes over a child that leads its own session. The reaper must outlive it.
+  /// Takes over a child that leads a session. The reaper must live longer than it.
   ChildProcessLinux(pid_t leader, FileDescriptor output, FileDescriptor error, Wakeup wakeup,
                     ChildReaper& reaper);
   ~ChildProcessLinux() override;
@@ -90,7 +85,7 @@ class ChildProcessLinux final : public ChildProcess {
   /// Waits for an event, at most until the deadline, and reads what is there.
   void ServeOnce(Clock::time_point deadline);
 
-  /// Waits for the leader's end alone.
+  /// Waits only for the leader's end.
   void AwaitLeader(Clock::time_point deadline);
 
   void WakeUp();
@@ -102,7 +97,7 @@ class ChildProcessLinux final : public ChildProcess {
 
   const pid_t fLeader;
   ChildReaper& fReaper;
-  FileDescriptor fProcess;  // none where the kernel has no process descriptors: then we look every few ms
+  FileDescriptor fProcess;  // none if the kernel has no process descriptors: then we check every few ms
   const Wakeup fWakeup;
   ChildStream fOutput;
   ChildStream fError;

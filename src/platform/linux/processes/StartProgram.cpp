@@ -18,7 +18,7 @@ std::vector<char*> Pointers(std::vector<std::string>& texts) {
   return pointers;
 }
 
-// What the child does between being made and becoming the program.
+// What the child does before it becomes the program.
 class SetUp {
  public:
   explicit SetUp(const ProgramStart& start) {

@@ -29,7 +29,7 @@ double Seconds(std::chrono::milliseconds duration) {
   return std::chrono::duration<double>(duration).count();
 }
 
-// A comma in a text that was written by hand without quotes reads as an array.
+// A handwritten text without quotes that contains a comma reads as an array.
 std::string JoinedText(const SettingsFile::Value& value) {
   std::string text = value.front();
   for (std::size_t i = 1; i < value.size(); ++i) text += "," + value[i];
@@ -53,7 +53,7 @@ class IniUserDefaults::Impl {
   }
 
   void Set(const std::string& key, SettingsFile::Value value) {
-    // Not compared with fValues: the file may hold another value by now.
+    // Do not compare with fValues: the file may have another value by now.
     const auto unsaved = fUnsaved.find(key);
     if (unsaved != fUnsaved.end() && unsaved->second == value) return;
     fUnsaved[key] = value;
@@ -83,7 +83,7 @@ class IniUserDefaults::Impl {
 
   std::unordered_map<std::string, bool> fRegisteredBools;
   std::function<bool()> fBeforeSaving;
-  std::string fHeldPrefix;  ///< of the keys that are not saved while it answers false
+  std::string fHeldPrefix;  ///< the keys that are not saved while it answers false
 
  private:
   void SaveSoon() {
@@ -123,7 +123,7 @@ class IniUserDefaults::Impl {
   Timing fTiming;
   SettingsFile fFile;
   SettingsFile::Values fValues;        ///< what is read: the file's values under the unsaved ones
-  SettingsFile::Values fUnsaved;       ///< changes that the file does not hold yet
+  SettingsFile::Values fUnsaved;       ///< changes that the file does not have yet
   AbsoluteTime fLastSave = 0;          ///< long ago: the first change need not wait
   AbsoluteTime fDue = kNever;          ///< of the next save
   bool fFailureTold = false;           ///< until the next success

@@ -12,13 +12,11 @@
 
 namespace vorn {
 
-/// The settings file of this program for the user who runs it:
-/// vorn-device-finder/settings.conf in the user's folder for settings; empty
-/// when nobody knows a home. Reads the environment: main thread.
+/// The settings file of this program for its user: vorn-device-finder/settings.conf in the user's folder for
+/// settings. Empty if there is no home folder. Reads the environment: main thread.
 [[nodiscard]] std::filesystem::path UserSettingsPath();
 
-/// User defaults in an INI file (SettingsFile.h), all of which is held in
-/// memory.
+/// User defaults in an INI file (SettingsFile.h). Memory holds the whole file.
 ///
 /// With a run loop, a change is saved at the loop's next turn, and no more often
 /// than once in `pause`, and what cannot be saved is tried again after
@@ -42,16 +40,15 @@ class IniUserDefaults final : public UserDefaults {
       : IniUserDefaults(path, std::move(loop), Timing()) {}
   IniUserDefaults(const std::filesystem::path& path, std::shared_ptr<RunLoop> loop, Timing timing);
 
-  /// For a program that only reads the settings: as above, but nothing is ever
-  /// written to disk. A damaged file stays where it is and counts as empty,
-  /// with a message on the console; what is set is kept in memory alone.
+  /// For a program that only reads the settings: as above, but nothing is ever written to disk. A damaged
+  /// file stays where it is and counts as empty, with a message on the console. New values stay in memory.
   [[nodiscard]] static IniUserDefaults ReadOnly(const std::filesystem::path& path);
   ~IniUserDefaults() override;
 
   void RegisterBool(const std::string& key, bool value) override;
 
-  /// A bool that was edited by hand may read true, yes, on or 1, or false, no,
-  /// off or 0, in any case; any other text counts as not stored.
+  /// A handwritten bool may be true, yes, on or 1, or false, no, off or 0, in any case. Any other text counts
+  /// as not stored.
   [[nodiscard]] bool GetBool(const std::string& key) const override;
   [[nodiscard]] optional<std::string> GetString(const std::string& key) const override;
   [[nodiscard]] optional<std::vector<std::string>> GetStringArray(const std::string& key) const override;
@@ -64,10 +61,9 @@ class IniUserDefaults final : public UserDefaults {
 
   bool Synchronize() override;
 
-  /// Called before anything is saved: what another store must have on disk
-  /// before this one. While it answers false, changes of the keys that begin
-  /// with `keyPrefix` are not saved; they are tried again like what cannot be
-  /// saved. It may block for the disk, and may not set values here.
+  /// Called before anything is saved, for data that another store must have on disk before this one. While it
+  /// answers false, changes of the keys that begin with `keyPrefix` are not saved, and they are tried again
+  /// like other failed saves. It may block for the disk. It must not set values here.
   void SetBeforeSaving(std::function<bool()> call, std::string keyPrefix);
 
  private:

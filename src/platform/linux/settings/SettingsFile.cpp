@@ -65,7 +65,7 @@ SettingsFile::Outcome SettingsFile::Read(Values& values) {
     WriteToConsole(Unusable() + "; the file stays as it is and counts as empty");
     TakeNothing(values);
   } else if (loading == Loading::kDamaged) {
-    // Only under the lock can nobody have put a good file in its place meanwhile.
+    // Only under the lock is it certain that nobody has put a good file in its place in the meantime.
     FileDescriptor lock;
     const auto outcome = Lock(lock);
     if (outcome != Outcome::kSaved) return outcome;
@@ -88,7 +88,7 @@ SettingsFile::Outcome SettingsFile::Write(const Values& changes, Values& values)
   auto content = fDocument.Text();
   if (content != fContent) {
     fContent = std::move(content);
-    // The document is that of no file until the file is replaced.
+    // The document belongs to no file until the file is replaced.
     fIsLoaded = Replace(fContent);
   }
   if (!fIsLoaded) return Outcome::kFailed;
@@ -102,7 +102,7 @@ SettingsFile::Stamp SettingsFile::CurrentStamp() const {
   return {status.st_ino, status.st_mtim.tv_sec, status.st_mtim.tv_nsec, status.st_size};
 }
 
-// A missing file is an empty document. Unless kLoaded, fFailure holds the reason.
+// A missing file is an empty document. Unless the result is kLoaded, fFailure has the reason.
 SettingsFile::Loading SettingsFile::Load(Values& values) {
   auto content = ReadFile(fPath, kMaxSize);
   const bool isMissing = !content && (errno == ENOENT || errno == ENOTDIR);
@@ -121,15 +121,15 @@ SettingsFile::Loading SettingsFile::Load(Values& values) {
   }
   Take(std::move(*document), std::move(*content), values);
   struct stat aside = {};
-  // We write no file without a value: one that has none has lost them.
+  // We write no file without a value, so a file without one has lost them.
   const bool isLost = isMissing ? ::lstat(AsideName(1).c_str(), &aside) == 0 : values.empty();
   fCondition = isLost || !fDocument.UnreadableLines().empty() ? Condition::kDamaged : Condition::kWhole;
   TellUnreadableLines();
   return Loading::kLoaded;
 }
 
-// Under the lock. False, with the reason in fFailure, when there is, or may be,
-// a file that must not be overwritten.
+// Under the lock. False, with the reason in fFailure, if there is, or may be, a file that must not be
+// overwritten.
 bool SettingsFile::LoadOrSetAside(Values& values) {
   const auto loading = Load(values);
   if (loading == Loading::kLoaded) return true;

@@ -39,7 +39,7 @@ void AppendEscaped(std::string& out, char c) {
   }
 }
 
-/// Takes a value apart from its front.
+/// Reads a value from its front.
 class ValueReader {
  public:
   explicit ValueReader(std::string_view rest) : fRest(WithoutBlanks(rest)) {}
@@ -149,7 +149,7 @@ optional<std::string> DecodeSettingsKey(const std::string& text) {
     key += static_cast<char>(high * 16 + low);
     i += 2;
   }
-  if (EncodeSettingsKey(key) != text) return {};  // an escape where none is needed: a stranger's spelling
+  if (EncodeSettingsKey(key) != text) return {};  // an unneeded escape: not our spelling
   return key;
 }
 

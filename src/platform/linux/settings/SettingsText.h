@@ -21,7 +21,7 @@ inline constexpr std::string_view kSettingsBlanks = " \t\r";
 /// keys have distinct results.
 [[nodiscard]] std::string EncodeSettingsKey(const std::string& key);
 
-/// The key that EncodeSettingsKey turned into `text`; empty when none does.
+/// The key that EncodeSettingsKey turned into `text`; empty if there is no such key.
 [[nodiscard]] optional<std::string> DecodeSettingsKey(const std::string& text);
 
 /// The texts of a value, separated by commas. A text stands as it is where that

@@ -28,10 +28,10 @@ using vorn::testing::Eventually;
 
 constexpr auto kDeadline = 20s;
 
-// For a child that is to be ended at it: long enough for a loaded machine to start a shell.
+// For a child that is ended at this deadline: long enough for a busy machine to start a shell.
 constexpr auto kTimeToBegin = 3s;
 
-// The signals 1 to 31 in a set of /proc/PID/status; the two beyond are the C library's own.
+// The signals 1 to 31 in a set of /proc/PID/status; the two after them are the C library's own.
 unsigned long SignalSet(const std::string& status, const std::string& name) {
   const auto at = status.find(name + ":\t");
   EXPECT_NE(at, std::string::npos) << status;

@@ -36,7 +36,7 @@ mode_t ModeOf(const std::filesystem::path& path) {
   return ::stat(path.c_str(), &status) == 0 ? status.st_mode & 0777U : 0;
 }
 
-/// settings-writer in a process of its own.
+/// settings-writer in a separate process.
 class Writer {
  public:
   Writer(const std::string& path, const std::string& prefix, int count) {
@@ -58,7 +58,7 @@ class Writer {
   Writer(const Writer&) = delete;
   Writer& operator=(const Writer&) = delete;
 
-  /// The numbers printed until the output ends or, where `lines` is given, that many lines came.
+  /// The printed numbers until the output ends or, with `lines`, until there are that many lines.
   std::vector<int> Read(std::size_t lines = SIZE_MAX) {
     std::vector<int> numbers;
     std::string line;
@@ -88,7 +88,7 @@ class Writer {
   FileDescriptor fOutput;
 };
 
-/// Leaves this process room for so many more descriptors, while it lives.
+/// Leaves this process room for this many more descriptors while it lives.
 class ScopedDescriptorRoom {
  public:
   explicit ScopedDescriptorRoom(rlim_t more) {
@@ -386,7 +386,7 @@ TEST_F(IniUserDefaultsTest, LeavesAGoodFileInItsPlaceWhileNoDescriptorIsLeft) {
   IniUserDefaults defaults(fPath);
   Write("[General]\nnotify=false\nname=theirs\n");
   CaptureStderr();
-  for (const rlim_t room : {0U, 1U}) {  // with one, the lock is had and the file is not
+  for (const rlim_t room : {0U, 1U}) {  // with one, there is a lock but no file
     const ScopedDescriptorRoom scarce(room);
     defaults.SetString("mine " + std::to_string(room), "kept");
     EXPECT_FALSE(defaults.Synchronize());
@@ -451,7 +451,7 @@ TEST_F(IniUserDefaultsTest, SetsAsideWhatItsOwnerMayNotRead) {
   }
   ::chmod(fPath.c_str(), 0);
   const bool isRoot = ::geteuid() == 0;
-  // Permissions do not hold root back.
+  // Permissions do not stop root.
   ASSERT_TRUE(!isRoot || ::seteuid(65534) == 0);
   CaptureStderr();
   IniUserDefaults defaults(fPath);
@@ -563,7 +563,7 @@ TEST_F(IniUserDefaultsTest, LosesNothingButTheWritingInAReadOnlyFolder) {
   ::chmod(fPath.parent_path().c_str(), 0555);
   ::chmod(fPath.c_str(), 0644);
   const bool isRoot = ::geteuid() == 0;
-  // Permissions do not hold root back.
+  // Permissions do not stop root.
   ASSERT_TRUE(!isRoot || ::seteuid(65534) == 0);
   CaptureStderr();
   IniUserDefaults defaults(fPath);
@@ -589,7 +589,7 @@ TEST_F(IniUserDefaultsTest, LeavesTheFileWholeWhenTheDiskIsFull) {
   ::signal(SIGXFSZ, SIG_IGN);
   IniUserDefaults defaults(fPath);
   rlimit full = old;
-  full.rlim_cur = 2048;  // writing beyond it fails, as on a disk that is full
+  full.rlim_cur = 2048;  // writing beyond it fails, as on a full disk
   CaptureStderr();
   ASSERT_EQ(::setrlimit(RLIMIT_FSIZE, &full), 0);
   defaults.SetString("long", std::string(100000, 'x'));

@@ -1,6 +1,5 @@
-// Another process at the same settings file: settings-writer PATH PREFIX COUNT
-// stores the arrays PREFIX0, PREFIX1, ... one by one and prints each number
-// once its entry is saved.
+// Another process with the same settings file: settings-writer PATH PREFIX COUNT stores the arrays PREFIX0,
+// PREFIX1, ... one by one and prints each number when its entry is saved.
 
 #include <cstdio>
 #include <cstdlib>
