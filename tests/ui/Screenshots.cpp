@@ -39,6 +39,13 @@ List Studio() {
   return list;
 }
 
+// Whether the window is there, with all that was posted to it handled.
+bool isShown(QWidget* window) {
+  if (!QTest::qWaitForWindowExposed(window)) return false;
+  QCoreApplication::processEvents();
+  return true;
+}
+
 class Photographer {
  public:
   explicit Photographer(QDir folder, QString look) : fFolder(std::move(folder)), fLook(std::move(look)) {}
@@ -48,14 +55,14 @@ class Photographer {
     owner.fList = list;
     owner.setPanelVisible(true);
     owner.fController->setHint(hint);
-    QTest::qWait(50);
+    if (!isShown(owner.fController->panel())) return false;
     ReturnIsDoubleClickTableView* table = owner.table();
     if (pressed) {
       const QPoint place = table->visualRect(table->model()->index(1, 0)).center();
       QTest::mouseMove(table->viewport(), place);
       QTest::mousePress(table->viewport(), Qt::LeftButton, {}, place);
     }
-    QTest::qWait(20);
+    QCoreApplication::processEvents();
     return save(name, owner.fController->panel()->grab());
   }
 
@@ -69,11 +76,11 @@ class Photographer {
     entity.setMenu(&interfaces);
     settings.insertAction(settings.actions().at(3), &entity);
     settings.popup({50, 50});
-    QTest::qWait(50);
+    if (!isShown(&settings)) return false;
     StatusMenu status(owner);
     status.updateDeviceList(Studio());
     status.contextMenu()->popup({80, 80});
-    QTest::qWait(50);
+    if (!isShown(status.contextMenu())) return false;
     return save("menu-settings", settings.grab()) && save("menu-status", status.contextMenu()->grab());
   }
 

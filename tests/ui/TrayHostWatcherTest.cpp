@@ -2,9 +2,11 @@
 
 #include <QDBusConnection>
 #include <QDBusMessage>
+#include <QDBusPendingCallWatcher>
 #include <QProcess>
 #include <QSignalSpy>
 #include <QTest>
+#include <QTimer>
 #include <atomic>
 #include <memory>
 
@@ -39,6 +41,16 @@ class ScriptedNotifierWatcher : public QObject {
  signals:
   void StatusNotifierHostRegistered();
 };
+
+// Waits until a timer fires that is started now, and so after every timer of the same interval that runs
+// already.
+void awaitTimer(std::chrono::milliseconds interval) {
+  QTimer timer;
+  QSignalSpy fired(&timer, &QTimer::timeout);
+  timer.setSingleShot(true);
+  timer.start(interval);
+  ASSERT_TRUE(QTest::qWaitFor([&] { return !fired.empty(); }, kDeadline));
+}
 
 /// A bus of the test's own, with a desktop side and a program side.
 class TrayHostWatcherTest : public testing::Test {
@@ -76,6 +88,14 @@ class TrayHostWatcherTest : public testing::Test {
                      [this](TrayForm form) { fFound.push_back(form); });
     return made;
   }
+  // Waits until the program has handled all that was sent to it before: answers of one connection keep their
+  // order.
+  void awaitAnswer(const QString& service) {
+    const QDBusPendingCallWatcher ping(fProgram->asyncCall(
+        QDBusMessage::createMethodCall(service, "/", "org.freedesktop.DBus.Peer", "Ping")));
+    QSignalSpy finished(&ping, &QDBusPendingCallWatcher::finished);
+    ASSERT_TRUE(QTest::qWaitFor([&] { return !finished.empty(); }, kDeadline));
+  }
   bool findsHost() {
     return QTest::qWaitFor([this] { return !fFound.empty(); }, kDeadline);
   }
@@ -100,7 +120,7 @@ TEST_F(TrayHostWatcherTest, FindsAHostThatIsThereAlready) {
 TEST_F(TrayHostWatcherTest, FindsAHostThatComesWithItsWatcherLater) {
   const auto tested = watcher();
   tested->start();
-  QTest::qWait(50);
+  awaitAnswer("org.freedesktop.DBus");
   fNotifierWatcher.fHost = true;
   startDesktop();
   ASSERT_TRUE(findsHost());
@@ -112,7 +132,7 @@ TEST_F(TrayHostWatcherTest, AWatcherWithoutAHostIsNotEnough) {
   const auto tested = watcher();
   tested->start();
   ASSERT_TRUE(QTest::qWaitFor([this] { return fNotifierWatcher.fAsked > 0; }, kDeadline));
-  QTest::qWait(50);
+  awaitAnswer("org.kde.StatusNotifierWatcher");
   EXPECT_TRUE(fFound.empty());
   fNotifierWatcher.registerHost();
   ASSERT_TRUE(findsHost());
@@ -127,7 +147,8 @@ TEST_F(TrayHostWatcherTest, SpeaksOnce) {
   tested->start();
   ASSERT_TRUE(findsHost());
   fNotifierWatcher.registerHost();
-  QTest::qWait(100);
+  awaitAnswer("org.kde.StatusNotifierWatcher");
+  awaitTimer(1ms);
   EXPECT_EQ(fFound.size(), 1U);
 }
 
@@ -177,7 +198,7 @@ TEST(TrayHostWatcherWithoutBus, WithoutX11FindsNothingAndDoesNotPoll) {
   TrayHostWatcher tested(QDBusConnection("no such connection"), nullptr, {1ms, 1ms});
   QSignalSpy found(&tested, &TrayHostWatcher::hostFound);
   tested.start();
-  QTest::qWait(30);
+  awaitTimer(1ms);
   EXPECT_EQ(found.count(), 0);
 }
 
