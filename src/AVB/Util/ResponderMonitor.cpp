@@ -1,14 +1,13 @@
 #include "AVB/Util/ResponderMonitor.h"
 
-#include <dbus/dbus.h>
-#include <poll.h>
-
 #include <algorithm>
+#include <cstdint>
 #include <cstring>
 #include <memory>
 #include <utility>
 
 #include "foundation/Clock.h"
+#include "foundation/bus/SystemBus.h"
 
 namespace vorn {
 namespace {
@@ -20,65 +19,41 @@ constexpr char kOwnerRule[] =
     "type='signal',sender='org.freedesktop.DBus',interface='org.freedesktop.DBus',"
     "member='NameOwnerChanged',arg0='org.freedesktop.Avahi'";
 
-struct MessageDeleter {
-  void operator()(DBusMessage* message) const { ::dbus_message_unref(message); }
-};
-using Message = std::unique_ptr<DBusMessage, MessageDeleter>;
-
-struct ConnectionDeleter {
-  void operator()(DBusConnection* connection) const {
-    ::dbus_connection_close(connection);
-    ::dbus_connection_unref(connection);
-  }
-};
+// How long a new connection waits for the bus. A bus that hangs counts as missing.
+constexpr std::chrono::seconds kBusPatience{1};
 
 }  // namespace
 
 // One connection to the system bus, and what it shows about the responder.
 class ResponderMonitor::Connection {
  public:
-  explicit Connection(ResponderMonitor& monitor) : fMonitor(monitor) {
-    fBus.reset(::dbus_bus_get_private(DBUS_BUS_SYSTEM, nullptr));
+  explicit Connection(ResponderMonitor& monitor)
+      : fMonitor(monitor),
+        fBus(SystemBus::Connect(SystemBus::DefaultAddress(), Clock::now() + kBusPatience)) {
     if (!fBus) return;
-    ::dbus_connection_set_exit_on_disconnect(fBus.get(), FALSE);
-    ::dbus_bus_add_match(fBus.get(), kOwnerRule, nullptr);  // without an error to fill, it does not wait
-    Send("org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus", "GetNameOwner",
-         fOwnerSerial);
+    fBus->AddMatch(kOwnerRule);
+    fOwnerSerial = fBus->Send(SystemBus::Itself(), "GetNameOwner", kResponderName);
   }
 
   explicit operator bool() const { return fBus != nullptr; }
 
   // Serves the bus until it is lost or the monitor stops.
   void Serve() {
-    while (!fMonitor.fThread.MustStop() && ::dbus_connection_get_is_connected(fBus.get()) != FALSE) {
-      ::dbus_connection_read_write(fBus.get(), 0);
-      while (Message message{::dbus_connection_pop_message(fBus.get())}) Handle(message.get());
+    while (!fMonitor.fThread.MustStop() && fBus->IsConnected()) {
+      while (const auto message = fBus->Next()) Handle(message.get());
       Probe();
-      WaitForTraffic();
+      fBus->Await(fMonitor.fThread.StopDescriptor(), TimeToProbe());
     }
   }
 
  private:
-  void Send(const char* destination, const char* path, const char* interface, const char* method,
-            dbus_uint32_t& serial) {
-    const Message call(::dbus_message_new_method_call(destination, path, interface, method));
-    if (!call) return;
-    ::dbus_message_set_auto_start(call.get(), FALSE);
-    if (std::strcmp(method, "GetNameOwner") == 0) {
-      const char* name = kResponderName;
-      ::dbus_message_append_args(call.get(), DBUS_TYPE_STRING, &name, DBUS_TYPE_INVALID);
-    }
-    ::dbus_connection_send(fBus.get(), call.get(), &serial);
-    ::dbus_connection_flush(fBus.get());
-  }
-
   void Handle(DBusMessage* message) {
     if (::dbus_message_is_signal(message, "org.freedesktop.DBus", "NameOwnerChanged") != FALSE) {
       // Any client of the bus can send us such a signal.
       if (::dbus_message_has_sender(message, "org.freedesktop.DBus") != FALSE) HandleOwnerChange(message);
       return;
     }
-    const dbus_uint32_t serial = ::dbus_message_get_reply_serial(message);
+    const std::uint32_t serial = ::dbus_message_get_reply_serial(message);
     if (serial == 0) return;
     const bool isError = ::dbus_message_get_type(message) == DBUS_MESSAGE_TYPE_ERROR;
     if (serial == fOwnerSerial) {
@@ -114,29 +89,21 @@ class ResponderMonitor::Connection {
   void Probe() {
     if (!fOwned || Clock::now() < fNextProbe) return;
     if (fProbeSerial != 0) fMonitor.Report(State::kSilent);
-    Send(kResponderName, "/", "org.freedesktop.Avahi.Server", "GetState", fProbeSerial);
+    fProbeSerial = fBus->Send({kResponderName, "/", "org.freedesktop.Avahi.Server"}, "GetState");
     fNextProbe = Clock::now() + fMonitor.fTiming.probeTimeout;
   }
 
-  void WaitForTraffic() const {
-    // Sending may have read messages, and then the descriptor does not report them any more.
-    if (::dbus_connection_get_dispatch_status(fBus.get()) == DBUS_DISPATCH_DATA_REMAINS) return;
-    int descriptor = -1;
-    if (::dbus_connection_get_unix_fd(fBus.get(), &descriptor) == FALSE) return;
-    pollfd descriptors[] = {{descriptor, POLLIN, 0}, {fMonitor.fThread.StopDescriptor(), POLLIN, 0}};
-    int timeout = -1;
-    if (fOwned) {
-      const auto left = std::chrono::ceil<milliseconds>(fNextProbe - Clock::now());
-      timeout = static_cast<int>(std::max<milliseconds::rep>(left.count(), 0));
-    }
-    ::poll(descriptors, 2, timeout);
+  // Negative while nothing is to be probed.
+  [[nodiscard]] milliseconds TimeToProbe() const {
+    if (!fOwned) return milliseconds(-1);
+    return std::max(std::chrono::ceil<milliseconds>(fNextProbe - Clock::now()), milliseconds(0));
   }
 
   ResponderMonitor& fMonitor;
-  std::unique_ptr<DBusConnection, ConnectionDeleter> fBus;
+  const std::unique_ptr<SystemBus> fBus;  // null: there is none
   bool fOwned = false;
-  dbus_uint32_t fOwnerSerial = 0;
-  dbus_uint32_t fProbeSerial = 0;  // serial number of the open probe; 0: none
+  std::uint32_t fOwnerSerial = 0;
+  std::uint32_t fProbeSerial = 0;  // serial number of the open probe; 0: none
   Clock::time_point fNextProbe;    // when to send the next probe, or to give up the open one
 };
 

@@ -16,8 +16,8 @@ namespace vorn {
 ///   kAnswering --(probe unanswered)---------> kSilent --(answered)--> kAnswering
 ///
 /// It never starts the responder and never waits for it: all calls are sent without waiting for the reply.
-/// Only a new connection waits for the bus. A hung bus holds the monitor's thread, and its destructor, for
-/// libdbus's 25 seconds. If there is no bus, the monitor tries again every second.
+/// Only a new connection waits for the bus, at most a second. If there is no bus, or a hung one, the monitor
+/// tries again every second.
 class ResponderMonitor {
  public:
   enum class State {

@@ -1,6 +1,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <signal.h>
+#include <sys/socket.h>
+#include <sys/un.h>
 
 #include <atomic>
 #include <condition_variable>
@@ -10,9 +12,12 @@
 
 #include "AVB/Util/ResponderMonitor.h"
 #include "foundation/Clock.h"
+#include "foundation/FileDescriptor.h"
 #include "tests/AVB/Util/FakeResponder.h"
 #include "tests/AVB/Util/SystemBus.h"
 #include "tests/support/Eventually.h"
+#include "tests/support/ScopedEnvironment.h"
+#include "tests/support/TemporaryFolder.h"
 
 namespace vorn {
 namespace {
@@ -90,6 +95,21 @@ TEST_F(ResponderMonitorTest, SaysAbsentWithoutAResponderAndFindsItWhenItComes) {
   ASSERT_TRUE(WaitFor(State::kAbsent, 1));
   FakeResponder responder;
   EXPECT_TRUE(WaitFor(State::kAnswering, 2));
+}
+
+TEST_F(ResponderMonitorTest, TakesABusThatHangsForAMissingOne) {
+  const testing::TemporaryFolder folder;
+  sockaddr_un address{};
+  address.sun_family = AF_UNIX;
+  const std::string path = (folder.Path() / "bus").string();
+  path.copy(address.sun_path, sizeof address.sun_path - 1);
+  const FileDescriptor bus(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));  // takes clients, answers none
+  ASSERT_EQ(::bind(bus.Get(), reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
+  ASSERT_EQ(::listen(bus.Get(), 16), 0);
+  const testing::ScopedEnvironment named("DBUS_SYSTEM_BUS_ADDRESS", "unix:path=" + path);
+  Watch();
+  EXPECT_TRUE(WaitFor(State::kAbsent, 1));
+  fMonitor.reset();  // before the environment changes
 }
 
 TEST_F(ResponderMonitorTest, FindsAResponderThatWasThereBefore) {

@@ -3,7 +3,7 @@
 #include <chrono>
 #include <utility>
 
-#include "platform/linux/network/SystemBus.h"
+#include "foundation/bus/SystemBus.h"
 
 namespace vorn {
 namespace {

@@ -1,7 +1,11 @@
-#include "platform/linux/network/SystemBus.h"
+#include "foundation/bus/SystemBus.h"
+
+#include <poll.h>
 
 #include <algorithm>
+#include <array>
 #include <cstdlib>
+#include <limits>
 #include <utility>
 
 #include "foundation/Clock.h"
@@ -14,13 +18,29 @@ using std::chrono::milliseconds;
 constexpr milliseconds kCallTimeout{1000};
 constexpr long kMaximumMessage = 1024L * 1024;
 
-const SystemBus::Object kBus{DBUS_SERVICE_DBUS, DBUS_PATH_DBUS, DBUS_INTERFACE_DBUS};
-
-SystemBus::Message NewCall(const SystemBus::Object& object, const char* interface, const char* method) {
+// A call with these texts as its arguments; null without the memory for it.
+template <typename... Texts>
+SystemBus::Message NewCall(const SystemBus::Object& object, const char* interface, const char* method,
+                           const Texts*... texts) {
   SystemBus::Message message(
       ::dbus_message_new_method_call(object.service.c_str(), object.path.c_str(), interface, method));
-  if (message) ::dbus_message_set_auto_start(message.get(), FALSE);
-  return message;
+  if (!message) return nullptr;
+  ::dbus_message_set_auto_start(message.get(), FALSE);
+  DBusMessageIter arguments;
+  ::dbus_message_iter_init_append(message.get(), &arguments);
+  const bool isWhole = (... && ::dbus_message_iter_append_basic(&arguments, DBUS_TYPE_STRING,
+                                                                static_cast<const void*>(&texts)));
+  return isWhole ? std::move(message) : nullptr;
+}
+
+// Whether the bus lets us in before the deadline. The library would wait for that without limit.
+bool IsLetIn(DBusConnection* connection, Clock::time_point deadline) {
+  while (::dbus_connection_get_is_authenticated(connection) == FALSE) {
+    const auto left = std::chrono::floor<milliseconds>(deadline - Clock::now());
+    if (left <= milliseconds(0)) return false;
+    if (::dbus_connection_read_write(connection, static_cast<int>(left.count())) == FALSE) return false;
+  }
+  return true;
 }
 
 }  // namespace
@@ -37,24 +57,59 @@ std::string SystemBus::DefaultAddress() {
 
 std::unique_ptr<SystemBus> SystemBus::Connect(const std::string& address, Clock::time_point deadline) {
   Connection connection(::dbus_connection_open_private(address.c_str(), nullptr));
-  if (!connection) return nullptr;
+  if (!connection || !IsLetIn(connection.get(), deadline)) return nullptr;
   ::dbus_connection_set_exit_on_disconnect(connection.get(), FALSE);
   ::dbus_connection_set_max_message_size(connection.get(), kMaximumMessage);
   std::unique_ptr<SystemBus> bus(new SystemBus(std::move(connection), deadline));
-  // Sends our Hello by hand, because the library's own way may wait half a minute.
-  return bus->Call(kBus, "Hello") ? std::move(bus) : nullptr;
+  // Introduces us by hand: the library's own way may wait half a minute.
+  return bus->Call(Itself(), "Hello") ? std::move(bus) : nullptr;
 }
 
 SystemBus::SystemBus(Connection connection, Clock::time_point deadline)
     : fConnection(std::move(connection)), fDeadline(deadline) {}
 
+const SystemBus::Object& SystemBus::Itself() {
+  static const Object itself{DBUS_SERVICE_DBUS, DBUS_PATH_DBUS, DBUS_INTERFACE_DBUS};
+  return itself;
+}
+
+std::uint32_t SystemBus::Send(const Object& object, const char* method, const char* text) {
+  const char* interface = object.interface.c_str();
+  const Message call = text ? NewCall(object, interface, method, text) : NewCall(object, interface, method);
+  dbus_uint32_t serial = 0;
+  if (!call || ::dbus_connection_send(fConnection.get(), call.get(), &serial) == FALSE) return 0;
+  ::dbus_connection_flush(fConnection.get());
+  return serial;
+}
+
+void SystemBus::AddMatch(const char* rule) {
+  ::dbus_bus_add_match(fConnection.get(), rule, nullptr);  // without an error to fill, it does not wait
+}
+
+SystemBus::Message SystemBus::Next() {
+  Message message(::dbus_connection_pop_message(fConnection.get()));
+  if (message) return message;
+  ::dbus_connection_read_write(fConnection.get(), 0);
+  return Message(::dbus_connection_pop_message(fConnection.get()));
+}
+
+bool SystemBus::IsConnected() const {
+  return ::dbus_connection_get_is_connected(fConnection.get()) != FALSE;
+}
+
+void SystemBus::Await(int otherDescriptor, milliseconds time) const {
+  // Sending may have read messages, which the descriptor no longer shows.
+  if (::dbus_connection_get_dispatch_status(fConnection.get()) == DBUS_DISPATCH_DATA_REMAINS) return;
+  int descriptor = -1;
+  if (::dbus_connection_get_unix_fd(fConnection.get(), &descriptor) == FALSE) return;
+  std::array<pollfd, 2> descriptors{{{descriptor, POLLIN, 0}, {otherDescriptor, POLLIN, 0}}};
+  const auto limit = std::clamp<milliseconds::rep>(time.count(), -1, std::numeric_limits<int>::max());
+  ::poll(descriptors.data(), descriptors.size(), static_cast<int>(limit));
+}
+
 bool SystemBus::HasOwner(const std::string& service) {
-  Message question = NewCall(kBus, kBus.interface.c_str(), "NameHasOwner");
-  const char* name = service.c_str();
-  if (!question || !::dbus_message_append_args(question.get(), DBUS_TYPE_STRING, &name, DBUS_TYPE_INVALID)) {
-    return false;
-  }
-  const Message answer = Ask(std::move(question));
+  const Object& bus = Itself();
+  const Message answer = Ask(NewCall(bus, bus.interface.c_str(), "NameHasOwner", service.c_str()));
   dbus_bool_t owned = FALSE;
   return answer &&
          ::dbus_message_get_args(answer.get(), nullptr, DBUS_TYPE_BOOLEAN, &owned, DBUS_TYPE_INVALID) &&
@@ -118,13 +173,7 @@ SystemBus::Message SystemBus::Ask(Message question) {
 }
 
 SystemBus::Message SystemBus::GetProperty(const Object& object, const char* property) {
-  Message question = NewCall(object, DBUS_INTERFACE_PROPERTIES, "Get");
-  const char* interface = object.interface.c_str();
-  if (!question || !::dbus_message_append_args(question.get(), DBUS_TYPE_STRING, &interface, DBUS_TYPE_STRING,
-                                               &property, DBUS_TYPE_INVALID)) {
-    return nullptr;
-  }
-  return Ask(std::move(question));
+  return Ask(NewCall(object, DBUS_INTERFACE_PROPERTIES, "Get", object.interface.c_str(), property));
 }
 
 }  // namespace vorn
