@@ -9,7 +9,7 @@
 #include "devicelist/Entry.h"
 #include "foundation/Console.h"
 #include "foundation/Strings.h"
-#include "ui/DeviceListListener.h"
+#include "ui/PanelOwner.h"
 
 namespace vorn::app {
 namespace {

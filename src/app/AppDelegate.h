@@ -5,8 +5,8 @@
 #include <string>
 #include <vector>
 
-#include "app/ActivationRequest.h"
 #include "app/AppDelegateEnvironment.h"
+#include "app/ApplicationService.h"
 #include "devicelist/ExtendedDeviceInfo.h"
 #include "foundation/FirmwareVersion.h"
 #include "foundation/Optional.h"

@@ -105,7 +105,7 @@ void ApplicationService::giveNameBack() {
 
 // What the bus has sent before it answers a call is with the toolkit's thread by
 // then. That may still keep it back for a moment, or show it to a listener on
-// this thread first (HandedOverPlace.h); each step is over by a later answer.
+// this thread first (TrayPress.h); each step is over by a later answer.
 void ApplicationService::takeInWhatWasSent() {
   auto bus = QDBusConnection::sessionBus();
   for (int i = 0; i < 4; ++i) {

@@ -12,11 +12,9 @@
 #include "app/AppDelegate.h"
 #include "app/ApplicationService.h"
 #include "app/DesktopEnvironment.h"
-#include "app/Display.h"
 #include "app/Identity.h"
 #include "app/QtRunLoop.h"
-#include "app/StartReason.h"
-#include "app/TerminationSignals.h"
+#include "app/StartConditions.h"
 #include "foundation/Console.h"
 #include "foundation/Process.h"
 

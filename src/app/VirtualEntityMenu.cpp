@@ -5,7 +5,6 @@
 #include <utility>
 
 #include "ui/DisplayText.h"
-#include "ui/MenuText.h"
 #include "virtualentity/ActionSender.h"
 #include "virtualentity/MenuDescription.h"
 

@@ -1,14 +1,18 @@
+#include <malloc.h>
 #include <unistd.h>
 
+#include <csignal>
+#include <cstdio>
 #include <cstdlib>
 #include <exception>
 #include <string>
 
 #include "AVB/Util/SystemDNSSD.h"
 #include "app/Identity.h"
-#include "app/ProcessSetup.h"
 #include "app/Startup.h"
+#include "devicelist/http/CurlTransfer.h"
 #include "foundation/Console.h"
+#include "foundation/Log.h"
 #include "foundation/Process.h"
 
 namespace {
@@ -43,6 +47,32 @@ int AnswerArguments(int argc, char** argv) {
   return kBadUsage;
 }
 
+// A handler, where ignoring would do for us, since programs that we start
+// inherit what is ignored.
+void SurviveClosedPipes() {
+  struct sigaction action {};
+  action.sa_handler = [](int) {};
+  ::sigaction(SIGPIPE, &action, nullptr);
+}
+
+// The threads are many and nearly always asleep: a heap of its own for each
+// would cost more than waiting for one another ever could.
+void ShareOneHeap() {
+  ::mallopt(M_ARENA_MAX, 1);
+}
+
+/// First thing, before any other thread: as many descriptors as the system allows (units need three each), a
+/// logger to standard error, a quiet DNS-SD library, no death by a closed pipe, HTTP ready.
+void PrepareProcess() {
+  ShareOneHeap();
+  vorn::RaiseDescriptorLimit();
+  SurviveClosedPipes();
+  Log::details::gFile = stderr;
+  Log::details::s_use_color = ::isatty(STDERR_FILENO) == 1;
+  vorn::SystemDNSSD::Instance();
+  DeviceList::InitHTTP();
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -50,7 +80,7 @@ int main(int argc, char** argv) {
   if (argc > 1) return AnswerArguments(argc, argv);
   int status = EXIT_FAILURE;
   try {
-    vorn::app::PrepareProcess();
+    PrepareProcess();
     status = vorn::app::RunProgram(argc, argv);
   } catch (const std::exception& error) {
     vorn::WriteToConsole(error.what());

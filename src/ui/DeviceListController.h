@@ -3,9 +3,9 @@
 #include <QObject>
 
 #include "devicelist/DiscoveryStatus.h"
-#include "ui/DeviceListListener.h"
 #include "ui/DeviceListModel.h"
-#include "ui/ExtendedTableViewDelegate.h"
+#include "ui/PanelOwner.h"
+#include "ui/ReturnIsDoubleClickTableView.h"
 
 class QLabel;
 class QToolButton;

@@ -5,7 +5,7 @@
 #include "ui/ClickablePanel.h"
 #include "ui/DeviceListController.h"
 #include "ui/PanelOwner.h"
-#include "ui/PanelSurroundings.h"
+#include "ui/PanelPlacement.h"
 #include "ui/TemplateImage.h"
 #include "ui_DeviceListPanel.h"
 

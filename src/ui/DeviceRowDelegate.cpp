@@ -1,8 +1,123 @@
 #include "ui/DeviceRowDelegate.h"
 
+#include <QApplication>
+#include <QFontMetrics>
+#include <QPainter>
+#include <QPainterPath>
+#include <QPalette>
+#include <QStyle>
+#include <QStyleOptionViewItem>
+
+#include "ui/DeviceListModel.h"
 #include "ui/ReturnIsDoubleClickTableView.h"
+#include "ui/TemplateImage.h"
 
 namespace vorn::ui {
+namespace {
+
+QColor highlight(qreal alpha) {
+  QColor color(0, 161, 240);
+  color.setAlphaF(static_cast<float>(alpha));
+  return color;
+}
+
+}  // namespace
+
+QColor CustomHighlightRowView::normalColor() {
+  return highlight(0.15);
+}
+
+QColor CustomHighlightRowView::pressedColor() {
+  return highlight(0.3);
+}
+
+void CustomHighlightRowView::drawSelectionInRect(QPainter& painter, const QRect& rect,
+                                                 const QPalette& palette) const {
+  if (fStyle != SelectionStyle::Regular) return;
+  painter.save();
+  painter.setCompositionMode(QPainter::CompositionMode_SourceOver);
+  painter.fillRect(rect, palette.base());
+  painter.fillRect(rect, fHighlightColor);
+  painter.restore();
+}
+
+namespace {
+
+constexpr int kMargin = 10;
+constexpr int kImage = 24;
+constexpr int kGap = 8;
+constexpr int kBadgeArrow = 10;
+
+const QColor kBadgeColor(0, 94, 158);  // white text on it keeps a contrast above 6:1, light or dark
+
+}  // namespace
+
+void TableCellView::fill(const QModelIndex& row) {
+  fRow = row;
+  fText = row.data(Qt::DisplayRole).toString();
+  fImageName = row.data(DeviceListModel::ImageNameRole).toString();
+  fUpdateBadge = row.data(DeviceListModel::UpdateRole).toBool();
+}
+
+void TableCellView::draw(QPainter& painter, const QStyleOptionViewItem& option) const {
+  painter.save();
+  painter.setClipRect(option.rect);
+  QRect area = option.rect.adjusted(kMargin, 0, -kMargin, 0);
+  if (!fImageName.isEmpty()) {
+    const QRect image(area.left(), area.center().y() - kImage / 2 + 1, kImage, kImage);
+    TemplateImage(fImageName, image.size())
+        .draw(painter, image, 0.85, Tint{option.palette.color(QPalette::Text), {}});
+  }
+  // Names stand in one column, with or without an image; the placeholder is no name.
+  if (isDevice()) area.setLeft(area.left() + kImage + kGap);
+  if (fUpdateBadge) area = drawBadge(painter, option, area);
+  drawName(painter, option, area);
+  painter.restore();
+}
+
+bool TableCellView::isDevice() const {
+  return fRow.flags().testFlag(Qt::ItemIsSelectable);
+}
+
+// Returns what is left of the area.
+QRect TableCellView::drawBadge(QPainter& painter, const QStyleOptionViewItem& option, QRect area) const {
+  QFont font = option.font;
+  font.setPointSizeF(font.pointSizeF() * 0.85);
+  font.setBold(true);
+  const QFontMetrics metrics(font);
+  const QString word = QStringLiteral("Update");
+  const int height = metrics.height() + 4;
+  const int width = height / 2 + kBadgeArrow + 3 + metrics.horizontalAdvance(word) + height / 2;
+  const QRect badge(area.right() - width + 1, area.center().y() - height / 2 + 1, width, height);
+
+  painter.save();
+  painter.setRenderHint(QPainter::Antialiasing);
+  QPainterPath pill;
+  pill.addRoundedRect(badge, height / 2.0, height / 2.0);
+  painter.fillPath(pill, kBadgeColor);
+  const QRect arrow(badge.left() + height / 2 - 2, badge.center().y() - kBadgeArrow / 2 + 1, kBadgeArrow,
+                    kBadgeArrow);
+  TemplateImage(QStringLiteral("badge"), arrow.size()).draw(painter, arrow, 1.0, Tint{Qt::white, {}});
+  painter.setFont(font);
+  painter.setPen(Qt::white);
+  painter.drawText(badge.adjusted(height / 2 + kBadgeArrow + 1, 0, 0, 0),
+                   Qt::AlignLeft | Qt::AlignAbsolute | Qt::AlignVCenter, word);
+  painter.restore();
+  return area.adjusted(0, 0, -width - kGap, 0);
+}
+
+void TableCellView::drawName(QPainter& painter, const QStyleOptionViewItem& option, const QRect& area) const {
+  painter.setFont(option.font);
+  QColor color = option.palette.color(QPalette::Text);
+  if (!isDevice()) color.setAlphaF(0.65F);  // quieter than a name, and still easy to read
+  painter.setPen(color);
+  const QString shown = option.fontMetrics.elidedText(fText, Qt::ElideRight, area.width());
+  painter.drawText(area, Qt::AlignLeft | Qt::AlignAbsolute | Qt::AlignVCenter | Qt::TextSingleLine, shown);
+}
+
+void TableCellView::mouseEntered() const {
+  if (fTable && fRow.isValid()) fTable->selectRow(fRow.row());
+}
 
 DeviceRowDelegate::DeviceRowDelegate(ReturnIsDoubleClickTableView* table)
     : QStyledItemDelegate(table), fTable(table) {}
@@ -16,7 +131,6 @@ void DeviceRowDelegate::setPressedRow(const QModelIndex& row) {
 
 void DeviceRowDelegate::paint(QPainter* painter, const QStyleOptionViewItem& option,
                               const QModelIndex& index) const {
-  emit rowPainted(index.row());
   if (option.state & QStyle::State_Selected) {
     CustomHighlightRowView rowView;
     if (fPressed.isValid() && fPressed == index)

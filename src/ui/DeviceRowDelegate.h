@@ -1,12 +1,82 @@
 #pragma once
 
+#include <QColor>
+#include <QModelIndex>
 #include <QPersistentModelIndex>
+#include <QRect>
+#include <QString>
 #include <QStyledItemDelegate>
 
-#include "ui/CustomHighlightRowView.h"
-#include "ui/TableCellView.h"
+class QPainter;
+class QPalette;
+class QStyleOptionViewItem;
 
 namespace vorn::ui {
+
+/// Draws the background of one row (identifier "RowView"). The table draws all
+/// its rows through one of these, with the row's own colour set before.
+class CustomHighlightRowView {
+ public:
+  enum class SelectionStyle {
+    None,     ///< selected rows are not marked
+    Regular,  ///< selected rows carry the highlight
+  };
+
+  static constexpr char kIdentifier[] = "RowView";
+
+  /// Highlight of a selected row, and of a row on which the button is down.
+  [[nodiscard]] static QColor normalColor();
+  [[nodiscard]] static QColor pressedColor();
+
+  void setHighlightColor(const QColor& color) { fHighlightColor = color; }
+  [[nodiscard]] const QColor& highlightColor() const { return fHighlightColor; }
+  void setSelectionStyle(SelectionStyle style) { fStyle = style; }
+
+  /// With the regular style: the row's background, covering the style's own
+  /// selection, then the highlight colour over it. With any other nothing.
+  void drawSelectionInRect(QPainter& painter, const QRect& rect, const QPalette& palette) const;
+
+ private:
+  QColor fHighlightColor = normalColor();
+  SelectionStyle fStyle = SelectionStyle::Regular;
+};
+
+class ReturnIsDoubleClickTableView;
+
+/// The content of one row (identifier "DeviceListEntryView"): the image of the
+/// kind, the name, and the update badge. The table shows all its rows through
+/// one of these, filled for the row in question. Main thread only.
+class TableCellView {
+ public:
+  static constexpr char kIdentifier[] = "DeviceListEntryView";
+  static constexpr int kHeight = 38;  ///< of a row, in points
+
+  /// Takes text, image and badge from the row.
+  void fill(const QModelIndex& row);
+  void setTable(ReturnIsDoubleClickTableView* table) { fTable = table; }
+
+  [[nodiscard]] const QString& text() const { return fText; }
+  [[nodiscard]] const QString& imageName() const { return fImageName; }
+  [[nodiscard]] bool updateBadgeShown() const { return fUpdateBadge; }
+
+  /// Draws the content into the option's rectangle. The name is plain text,
+  /// starts at the image whatever its own direction, and is elided.
+  void draw(QPainter& painter, const QStyleOptionViewItem& option) const;
+
+  /// The pointer has come to this row: selects it, if it belongs to a table.
+  void mouseEntered() const;
+
+ private:
+  [[nodiscard]] bool isDevice() const;
+  [[nodiscard]] QRect drawBadge(QPainter& painter, const QStyleOptionViewItem& option, QRect area) const;
+  void drawName(QPainter& painter, const QStyleOptionViewItem& option, const QRect& area) const;
+
+  QModelIndex fRow;
+  ReturnIsDoubleClickTableView* fTable = nullptr;  // not owned
+  QString fText;
+  QString fImageName;
+  bool fUpdateBadge = false;
+};
 
 /// Draws the table's rows: a CustomHighlightRowView below a TableCellView, one
 /// of each for all rows. Knows which row the button is down on. Main thread only.
@@ -24,10 +94,6 @@ class DeviceRowDelegate : public QStyledItemDelegate {
 
   void paint(QPainter* painter, const QStyleOptionViewItem& option, const QModelIndex& index) const override;
   [[nodiscard]] QSize sizeHint(const QStyleOptionViewItem& option, const QModelIndex& index) const override;
-
- signals:
-  /// A row is being drawn.
-  void rowPainted(int row) const;
 
  private:
   ReturnIsDoubleClickTableView* fTable;  // our parent

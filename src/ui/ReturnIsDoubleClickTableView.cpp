@@ -7,8 +7,7 @@
 #include <QScrollBar>
 #include <QWheelEvent>
 
-#include "ui/ExtendedTableViewDelegate.h"
-#include "ui/TableCellView.h"
+#include "ui/DeviceRowDelegate.h"
 
 namespace vorn::ui {
 

@@ -5,7 +5,21 @@
 
 namespace vorn::ui {
 
-class ExtendedTableViewDelegate;
+class ReturnIsDoubleClickTableView;
+
+/// Hears what a ReturnIsDoubleClickTableView tells beyond the toolkit's own
+/// signals. The table may be hidden, not destroyed, from inside.
+class ExtendedTableViewDelegate {
+ public:
+  virtual ~ExtendedTableViewDelegate() = default;
+
+  /// The button went down on `row`, which becomes selected after this call.
+  virtual void tableViewMouseDownOnRow(ReturnIsDoubleClickTableView* table, int row) = 0;
+  /// The button went up again on the same device, which is at `row` now.
+  virtual void tableViewDidClickRow(ReturnIsDoubleClickTableView* table, int row) = 0;
+  /// The button went up elsewhere, or the device under it has changed or gone.
+  virtual void tableViewDidCancelClick(ReturnIsDoubleClickTableView* table) = 0;
+};
 
 /// The panel's one-column table. Return and Enter do what a double click is
 /// bound to, Escape cancels, hovering selects, and the delegate is told of

@@ -4,7 +4,7 @@
 #include <QPointer>
 #include <cstdint>
 
-#include "ui/MenuText.h"
+#include "ui/DisplayText.h"
 
 namespace vorn::ui {
 

@@ -8,8 +8,8 @@
 #include <vector>
 
 #include "devicelist/DiscoveryStatus.h"
-#include "ui/DeviceListListener.h"
-#include "ui/MenuText.h"
+#include "ui/DisplayText.h"
+#include "ui/PanelOwner.h"
 
 namespace vorn::ui {
 

@@ -6,11 +6,15 @@
 #include <chrono>
 #include <functional>
 
-#include "ui/TrayForm.h"
-
 class QDBusServiceWatcher;
 
 namespace vorn::ui {
+
+/// What kind of host shows our status item.
+enum class TrayForm {
+  Button,  ///< a StatusNotifierItem host: it draws a button from the icon we name
+  View,    ///< the older tray of X11: it hosts what StatusView draws
+};
 
 /// Tells when there is a host for a status item, and of which form. The toolkit
 /// decides between the forms once, at the first icon, and never again, so no

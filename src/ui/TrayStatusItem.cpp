@@ -9,10 +9,9 @@
 #include <algorithm>
 #include <utility>
 
-#include "ui/HandedOverPlace.h"
 #include "ui/StatusView.h"
 #include "ui/TemplateImage.h"
-#include "ui/TrayIconEngine.h"
+#include "ui/TrayPress.h"
 
 namespace vorn::ui {
 namespace {

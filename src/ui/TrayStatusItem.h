@@ -5,10 +5,9 @@
 #include <functional>
 #include <memory>
 
-#include "ui/HandedOverPlace.h"
 #include "ui/StatusItem.h"
-#include "ui/TrayForm.h"
-#include "ui/TriggerFilter.h"
+#include "ui/TrayHostWatcher.h"
+#include "ui/TrayPress.h"
 
 namespace vorn::ui {
 

@@ -11,7 +11,7 @@
 #include "app/ApplicationService.h"
 #include "tests/support/PrivateBus.h"
 #include "tests/support/ScopedEnvironment.h"
-#include "ui/HandedOverPlace.h"
+#include "ui/TrayPress.h"
 
 namespace vorn::app {
 namespace {

@@ -5,6 +5,8 @@
 #include <QEventLoop>
 #include <QTimer>
 #include <chrono>
+#include <csignal>
+#include <cstdlib>
 #include <functional>
 #include <memory>
 #include <stdexcept>
@@ -21,6 +23,15 @@ namespace {
 
 using namespace std::chrono_literals;
 
+/// One application object for one test.
+class Application {
+ private:
+  int fArgc = 1;
+  char fName[5] = "test";
+  char* fArgv[2] = {fName, nullptr};
+  QCoreApplication fApplication{fArgc, fArgv};
+};
+
 class QtRunLoopTest : public testing::Test {
  protected:
   void SetUp() override { vorn::RunLoop::SetCurrent(std::make_shared<QtRunLoop>()); }
@@ -36,10 +47,7 @@ class QtRunLoopTest : public testing::Test {
     return true;
   }
 
-  int fArgc = 1;
-  char fName[5] = "test";
-  char* fArgv[2] = {fName, nullptr};
-  QCoreApplication fApplication{fArgc, fArgv};
+  const Application fApplication;
   vorn::FileDescriptor fReadable{::eventfd(1, EFD_CLOEXEC)};
 };
 
@@ -140,6 +148,53 @@ TEST_F(QtRunLoopTest, KeepsExceptionsOutOfTheToolkit) {
     throw std::runtime_error("from a handler");
   });
   EXPECT_TRUE(TurnUntil([&] { return calls == 1; }));
+}
+
+class TerminationSignalsTest : public testing::Test {
+  const Application fApplication;
+};
+using TerminationSignalsDeathTest = TerminationSignalsTest;
+
+TEST_F(TerminationSignalsTest, CallsOnTheMainThreadOnce) {
+  for (const int number : {SIGTERM, SIGINT, SIGHUP}) {
+    int calls = 0;
+    const TerminationSignals termination([&calls] {
+      ++calls;
+      QCoreApplication::exit(0);
+    });
+    ::raise(number);
+    EXPECT_EQ(calls, 0);
+    QCoreApplication::exec();
+    EXPECT_EQ(calls, 1) << number;
+  }
+}
+
+TEST_F(TerminationSignalsTest, AHangUpThatIsIgnoredFromTheStartStaysSo) {
+  ::signal(SIGHUP, SIG_IGN);
+  int calls = 0;
+  {
+    const TerminationSignals termination([&calls] {
+      ++calls;
+      QCoreApplication::exit(0);
+    });
+    ::raise(SIGHUP);
+    ::raise(SIGTERM);
+    QCoreApplication::exec();
+    ::raise(SIGHUP);  // when the first has come, too
+  }
+  EXPECT_EQ(calls, 1);
+  EXPECT_EQ(::signal(SIGHUP, SIG_DFL), SIG_IGN);
+}
+
+TEST_F(TerminationSignalsDeathTest, ASecondOneOfAnyKindEndsTheProcess) {
+  EXPECT_EXIT(
+      {
+        const TerminationSignals termination([] {});
+        ::raise(SIGHUP);
+        ::raise(SIGTERM);
+        std::exit(EXIT_SUCCESS);
+      },
+      ::testing::KilledBySignal(SIGTERM), "");
 }
 
 }  // namespace

@@ -13,7 +13,7 @@
 
 #include "app/AppDelegate.h"
 #include "app/AppDelegateEnvironment.h"
-#include "ui/DeviceListListener.h"
+#include "ui/PanelOwner.h"
 
 namespace vorn::app::testing {
 

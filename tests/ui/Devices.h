@@ -30,6 +30,8 @@ inline DeviceList::ExtendedDeviceInfo Device(const std::string& name, FirmwareVe
   return info;
 }
 
+inline const List kThree{Device("anna"), Device("berta"), Device("clara")};
+
 /// Devices "unit0000", "unit0001", ... in order.
 inline List Devices(int count) {
   List list;

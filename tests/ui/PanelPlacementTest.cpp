@@ -4,7 +4,6 @@
 #include <string>
 
 #include "ui/PanelPlacement.h"
-#include "ui/PanelSurroundings.h"
 
 namespace vorn::ui {
 namespace {

@@ -10,7 +10,6 @@
 #include "tests/ui/Devices.h"
 #include "ui/ClickablePanel.h"
 #include "ui/DeviceListController.h"
-#include "ui/DeviceListListener.h"
 #include "ui/DeviceListWindowController.h"
 #include "ui/PanelOwner.h"
 

@@ -4,123 +4,16 @@
 #include <QTest>
 #include <algorithm>
 
-#include "tests/ui/PanelFixture.h"
-#include "ui/SettingsMenu.h"
+#include "tests/ui/Menus.h"
+#include "tests/ui/ScriptedOwner.h"
 #include "ui/StatusMenu.h"
 
 namespace vorn::ui {
 namespace {
 
 using testing::ElementsAre;
-using testing::IsEmpty;
 
 constexpr int kDeadline = 10000;
-
-std::vector<std::string> Titles(const QMenu& menu) {
-  std::vector<std::string> titles;
-  for (const QAction* action : menu.actions()) {
-    if (action->isVisible()) titles.push_back(action->isSeparator() ? "-" : action->text().toStdString());
-  }
-  return titles;
-}
-
-// Chooses an entry as a user does.
-void Choose(QMenu& menu, QAction* action) {
-  menu.popup(QPoint(10, 10));
-  QTest::mouseClick(&menu, Qt::LeftButton, {}, menu.actionGeometry(action).center());
-}
-
-TEST(SettingsMenu, HoldsThreeCheckMarksAndQuit) {
-  ScriptedOwner owner;
-  const SettingsMenu menu(owner, SettingsMenu::Quit::Offered);
-  EXPECT_THAT(Titles(menu), ElementsAre("Launch at Login", "Show Switches", "Notify About Updates", "-",
-                                        "Quit Vorn Device Finder"));
-}
-
-TEST(SettingsMenu, CheckMarksAreReadAnewEachTimeItOpens) {
-  ScriptedOwner owner;
-  SettingsMenu menu(owner, SettingsMenu::Quit::Offered);
-  EXPECT_FALSE(menu.launchOnStart()->isChecked());
-  EXPECT_FALSE(menu.showSwitches()->isChecked());
-  EXPECT_TRUE(menu.shouldNotify()->isChecked());
-  owner.fLaunch = true;
-  owner.fSwitches = true;
-  owner.fNotify = false;
-  menu.popup(QPoint(0, 0));
-  EXPECT_TRUE(menu.launchOnStart()->isChecked());
-  EXPECT_TRUE(menu.showSwitches()->isChecked());
-  EXPECT_FALSE(menu.shouldNotify()->isChecked());
-  menu.close();
-}
-
-TEST(SettingsMenu, EachEntrySetsTheOppositeOfWhatTheOwnerSays) {
-  ScriptedOwner owner;
-  SettingsMenu menu(owner, SettingsMenu::Quit::Offered);
-  Choose(menu, menu.launchOnStart());
-  EXPECT_TRUE(owner.fLaunch);
-  Choose(menu, menu.showSwitches());
-  EXPECT_TRUE(owner.fSwitches);
-  Choose(menu, menu.shouldNotify());
-  EXPECT_FALSE(owner.fNotify);
-  EXPECT_FALSE(menu.shouldNotify()->isChecked());
-  Choose(menu, menu.shouldNotify());
-  EXPECT_TRUE(owner.fNotify);
-}
-
-TEST(SettingsMenu, ASettingThatDidNotTakeIsNotShownAsSet) {
-  class StubbornOwner : public ScriptedOwner {
-   public:
-    void setLaunchOnLogin(bool) override {}
-  } owner;
-  SettingsMenu menu(owner, SettingsMenu::Quit::Offered);
-  Choose(menu, menu.launchOnStart());
-  EXPECT_FALSE(menu.launchOnStart()->isChecked());
-}
-
-TEST(SettingsMenu, QuitAsksTheOwner) {
-  ScriptedOwner owner;
-  SettingsMenu menu(owner, SettingsMenu::Quit::Offered);
-  Choose(menu, menu.actions().last());
-  EXPECT_EQ(owner.fQuits, 1);
-}
-
-TEST(SettingsMenu, EntriesOfAnInsertedSubmenuGoToTheVirtualEntity) {
-  ScriptedOwner owner;
-  SettingsMenu menu(owner, SettingsMenu::Quit::Offered);
-  QAction entry("Launch Mac Virtual Entity");
-  QMenu submenu;
-  QAction* ethernet = submenu.addAction("Ethernet:en0");
-  ethernet->setCheckable(true);
-  ethernet->setChecked(true);
-  entry.setMenu(&submenu);
-  menu.insertAction(menu.actions().at(3), &entry);
-  EXPECT_EQ(Titles(menu)[3], "Launch Mac Virtual Entity");
-  Choose(submenu, ethernet);
-  EXPECT_THAT(owner.fToggledEntities, ElementsAre("Ethernet:en0 was on"));
-  EXPECT_TRUE(ethernet->isChecked());
-}
-
-TEST(SettingsMenu, ASubmenuThatComesLaterOrAgainIsHeardOnce) {
-  ScriptedOwner owner;
-  SettingsMenu menu(owner, SettingsMenu::Quit::Offered);
-  QAction entry("Launch Mac Virtual Entity");
-  menu.insertAction(menu.actions().at(3), &entry);
-  QMenu submenu;
-  QAction* ethernet = submenu.addAction("Ethernet:en0");
-  entry.setMenu(&submenu);
-  entry.setText("Launch Mac Virtual Entity ");
-  Choose(submenu, ethernet);
-  EXPECT_THAT(owner.fToggledEntities, ElementsAre("Ethernet:en0 was off"));
-}
-
-TEST(SettingsMenu, AnInsertedEntryWithoutSubmenuDoesNothing) {
-  ScriptedOwner owner;
-  SettingsMenu menu(owner, SettingsMenu::Quit::Offered);
-  QAction entry("Launch Mac Virtual Entity");
-  menu.insertAction(menu.actions().at(3), &entry);
-  Choose(menu, &entry);
-  EXPECT_THAT(owner.fToggledEntities, IsEmpty());
-}
 
 class StatusMenuTest : public testing::Test {
  protected:

@@ -1,4 +1,4 @@
-#include "ui/HandedOverPlace.h"
+#include "ui/TrayPress.h"
 
 #include <QDBusConnection>
 #include <QDBusMessage>
@@ -64,6 +64,30 @@ void HandedOverPlace::onceDelivered(QObject* context, std::function<void()> then
 
 std::optional<QPoint> HandedOverPlace::take() {
   return std::exchange(gLatest, std::nullopt);
+}
+
+TriggerFilter::TriggerFilter(std::chrono::milliseconds doubleClickInterval, Now now)
+    : fDoubleClickInterval(doubleClickInterval), fNow(std::move(now)) {}
+
+bool TriggerFilter::accept() {
+  if (fHandling) return false;
+  const Clock::time_point now = fNow();
+  // The interval runs from the first activation and is not prolonged, so that
+  // steady clicking is never swallowed for good.
+  if (fClick && now - *fClick < fDoubleClickInterval) return false;
+  fClick = now;
+  const bool closedThePanel = fHidden && now - *fHidden < kDeactivationWindow;
+  fHidden.reset();
+  fHandling = !closedThePanel;
+  return fHandling;
+}
+
+void TriggerFilter::noteHandled() {
+  fHandling = false;
+}
+
+void TriggerFilter::noteHiddenByDeactivation() {
+  fHidden = fNow();
 }
 
 }  // namespace vorn::ui

@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include "ui/TriggerFilter.h"
+#include "ui/TrayPress.h"
 
 namespace vorn::ui {
 namespace {

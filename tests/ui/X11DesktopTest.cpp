@@ -1,7 +1,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "ui/StrutAreas.h"
+#include "ui/X11Desktop.h"
 
 namespace vorn::ui {
 namespace {

@@ -3,7 +3,7 @@
 
 #include <cstdlib>
 
-#include "app/StartReason.h"
+#include "app/StartConditions.h"
 
 namespace vorn::app {
 namespace {
