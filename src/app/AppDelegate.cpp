@@ -1,7 +1,5 @@
 #include "app/AppDelegate.h"
 
-#include <QAction>
-#include <QMenu>
 #include <algorithm>
 #include <utility>
 
@@ -9,7 +7,6 @@
 #include "devicelist/Entry.h"
 #include "foundation/Console.h"
 #include "foundation/Strings.h"
-#include "ui/PanelOwner.h"
 
 namespace vorn::app {
 namespace {
@@ -24,72 +21,51 @@ constexpr char kDriverModel[] = "driver";
 constexpr char kDriverName[] = "Vorn AVB Driver";
 constexpr char kReleaseChannel[] = "release";
 
-constexpr char kLoginItemFailed[] = "Launch On Login failed";
-
-constexpr int kVirtualEntityIndex = 3;
 constexpr int kItemLength = 19;
 
 }  // namespace
 
-AppDelegate::AppDelegate(AppDelegateEnvironment& environment)
-    : fEnvironment(environment), fAlive(std::make_shared<AppDelegate*>(this)) {}
+AppDelegate::AppDelegate(Makers makers)
+    : LaunchAtLogin(makers.loginItems),
+      fMakers(std::move(makers)),
+      fAlive(std::make_shared<AppDelegate*>(this)) {}
 
 AppDelegate::~AppDelegate() {
   fAlive.reset();
   fDeviceList.reset();
-  fController.reset();  // before what it calls on its way out
-  fStatusMenu.reset();
-  if (!fVirtualEntity) return;
-  // A job may still hold the entity; what belongs to the main thread stays here.
-  fVirtualEntity->setFVirtualEntityMenuItem(nullptr);
-  fVirtualEntity->stopEnumerations();
+  fStatusBar.reset();  // before what its panel and its menu call on their way out
 }
 
-void AppDelegate::applicationDidFinishLaunching(const ActivationRequest* launchNotification) {
-  if (launchNotification) {
-    fEnvironment.handleNotificationActivation(launchNotification->address,
-                                              launchNotification->activationToken);
-    fEnvironment.terminate();
-    return;
-  }
-  fLogic = fEnvironment.makeNotificationLogic();
-  fAppVersion = SlowConvertFromStringAllowRemainder<FirmwareVersion>(fEnvironment.bundleVersion());
+void AppDelegate::applicationDidFinishLaunching() {
+  fDispatch = &fMakers.dispatch();
+  fDefaults = &fMakers.userDefaults();
+  fLogic.emplace(*fDefaults, fMakers.notificationCenter(), fMakers.urlOpener);
+  fAppVersion = SlowConvertFromStringAllowRemainder<FirmwareVersion>(fMakers.bundleVersion);
   makeFirmwarePoller();
-  fVirtualEntity = fEnvironment.makeVirtualEntity();
-  fDefaults = &fEnvironment.standardUserDefaults();
+  fVirtualEntity = std::make_unique<ui::VirtualEntityMenu>(fMakers.virtualEntity(), *fDispatch);
   fDefaults->RegisterBool(kShowSwitches, false);
   fDefaults->RegisterBool(kNotify, true);
   if (!notify()) fLogic->WithdrawAll();  // what an earlier run left
-  fListeners.clear();
   makeDeviceList();
-  makeStatusItem();
+  fStatusBar = fMakers.statusBar(kItemLength);
+  fStatusBar->setAction([this] { togglePanel(); });
   prepareLoginItem();
-  fController.reset();
-  fStatusMenu = fEnvironment.makeStatusMenu(*this, *fItem);
+  fStatusBar->offerMenu(*this);
 }
 
 void AppDelegate::makeFirmwarePoller() {
-  auto checkDriver = onMain([](AppDelegate& self) { self.maybeNotifyDriver(); });
-  auto& queues = fEnvironment.dispatch();
-  fAppPoller = fEnvironment.makeFirmwarePoller(
-      kDriverModel, kReleaseChannel, [&queues, check = std::move(checkDriver)] { queues.AsyncMain(check); });
+  fAppPoller = fMakers.firmwarePoller(kDriverModel, kReleaseChannel,
+                                      [&queues = *fDispatch, check = onMain([](AppDelegate& self) {
+                                                               self.maybeNotifyDriver();
+                                                             })] { queues.AsyncMain(check); });
 }
 
 void AppDelegate::makeDeviceList() {
-  auto& queues = fEnvironment.dispatch();
-  const std::weak_ptr<AppDelegate*> alive = fAlive;
-  auto publish = [&queues, alive](std::vector<ExtendedDeviceInfo> list) {
+  fDeviceList = fMakers.deviceList([&queues = *fDispatch, alive = std::weak_ptr(fAlive)](List list) {
     queues.AsyncMain([alive, list = std::move(list)]() mutable {
       if (const auto self = alive.lock()) (*self)->takeList(std::move(list));
     });
-  };
-  fDeviceList = fEnvironment.makeDeviceList(std::move(publish));
-}
-
-void AppDelegate::makeStatusItem() {
-  fItem = fEnvironment.makeStatusItem(kItemLength);
-  fStatusView = fEnvironment.makeStatusView(*fItem);
-  fStatusView->setAction([this] { togglePanel(); });
+  });
 }
 
 void AppDelegate::prepareLoginItem() {
@@ -100,12 +76,8 @@ void AppDelegate::prepareLoginItem() {
     return;
   }
   if (!hasRun) assumeEarlierChoices();
+  // An entry that was written from a build tree, or by another installation, may outlive it.
   repairLoginItem();
-}
-
-// An entry that was written from a build tree, or by another installation, may outlive it.
-void AppDelegate::repairLoginItem() {
-  if (!fEnvironment.loginItems().Repair(getLauncherName())) WriteToConsole(kLoginItemFailed);
 }
 
 // The program has run before, and the user may have switched off what a first run switches on.
@@ -126,13 +98,13 @@ std::function<void()> AppDelegate::onMain(std::function<void(AppDelegate&)> work
   };
 }
 
-void AppDelegate::takeList(std::vector<ExtendedDeviceInfo> list) {
+void AppDelegate::takeList(List list) {
   fCurrList = std::move(list);
   if (notify()) fLogic->MaybeNotify(fCurrList);
   updateClients();
 }
 
-std::vector<ExtendedDeviceInfo> AppDelegate::currList() {
+AppDelegate::List AppDelegate::currList() {
   auto list = fCurrList;
   if (!showSwitches()) {
     std::erase_if(list, [](const ExtendedDeviceInfo& unit) { return unit.type == DeviceList::kTypeSwitch; });
@@ -142,48 +114,21 @@ std::vector<ExtendedDeviceInfo> AppDelegate::currList() {
 
 void AppDelegate::updateClients() {
   const auto list = currList();
-  fStatusView->setActive(!list.empty());
+  fStatusBar->setActive(!list.empty());
   // By index, with the count read anew: a listener may come or go meanwhile.
-  for (std::size_t i = 0; i < fListeners.size(); ++i) fListeners[i].listener->updateDeviceList(list);
+  for (std::size_t i = 0; i < fListeners.size(); ++i) fListeners[i]->updateDeviceList(list);
 }
 
 void AppDelegate::addListener(ui::DeviceListListener* listener) {
   listener->updateDeviceList(currList());
-  const auto isThis = [listener](const Registration& other) { return other.listener == listener; };
-  if (std::any_of(fListeners.begin(), fListeners.end(), isThis)) return;
-  auto item = std::make_shared<QAction>(QString::fromLatin1(VirtualEntity::kMenuItemTitle));
-  fListeners.push_back({listener, std::move(item)});
-  offerVirtualEntity(fListeners.back());
-}
-
-void AppDelegate::offerVirtualEntity(Registration& registration) {
-  fVirtualEntity->setFVirtualEntityMenuItem(registration.menuItem);
-  auto show = onMain([](AppDelegate& self) { self.showVirtualEntityItems(); });
-  auto& queues = fEnvironment.dispatch();
-  queues.AsyncBackground(Dispatch::Priority::kDefault,
-                         [&queues, entity = fVirtualEntity, showItems = std::move(show)] {
-                           entity->EnumerateAVBInterfaces();
-                           queues.AsyncMain(showItems);
-                         });
-}
-
-// The latest answer counts for every menu, whichever it was asked for: that of the status item is asked about
-// once only, at the start, when the tool may be slow or an interface not there yet.
-void AppDelegate::showVirtualEntityItems() {
-  const bool offered = fVirtualEntity->installSubmenus();
-  for (const auto& [listener, item] : fListeners) {
-    QMenu* menu = listener->menu();
-    if (!menu || menu->actions().contains(item.get()) == offered) continue;
-    if (offered) {
-      menu->insertAction(menu->actions().value(kVirtualEntityIndex), item.get());
-    } else {
-      menu->removeAction(item.get());
-    }
-  }
+  if (std::find(fListeners.begin(), fListeners.end(), listener) != fListeners.end()) return;
+  fListeners.push_back(listener);
+  if (QMenu* menu = listener->menu()) fVirtualEntity->addTo(*menu);
 }
 
 void AppDelegate::removeListener(ui::DeviceListListener* listener) {
-  std::erase_if(fListeners, [listener](const Registration& other) { return other.listener == listener; });
+  if (std::erase(fListeners, listener) == 0) return;
+  if (const QMenu* menu = listener->menu()) fVirtualEntity->removeFrom(*menu);
 }
 
 bool AppDelegate::showSwitches() {
@@ -192,7 +137,7 @@ bool AppDelegate::showSwitches() {
 
 void AppDelegate::setShowSwitches(bool shown) {
   fDefaults->SetBool(kShowSwitches, shown);
-  fEnvironment.dispatch().AsyncMain(onMain([](AppDelegate& self) { self.updateClients(); }));
+  fDispatch->AsyncMain(onMain([](AppDelegate& self) { self.updateClients(); }));
 }
 
 bool AppDelegate::notify() {
@@ -201,7 +146,7 @@ bool AppDelegate::notify() {
 
 void AppDelegate::setNotify(bool enabled) {
   fDefaults->SetBool(kNotify, enabled);
-  fEnvironment.dispatch().AsyncMain(onMain([](AppDelegate& self) { self.notifyOfKnownUpdates(); }));
+  fDispatch->AsyncMain(onMain([](AppDelegate& self) { self.notifyOfKnownUpdates(); }));
 }
 
 void AppDelegate::notifyOfKnownUpdates() {
@@ -214,28 +159,18 @@ void AppDelegate::notifyOfKnownUpdates() {
 }
 
 void AppDelegate::setPanelVisible(bool visible) {
-  if (visible == panelVisible()) return;
+  if (visible == fPanelVisible) return;
+  fPanelVisible = visible;  // from here on, for whoever asks while the panel opens or closes
+  fStatusBar->setHighlight(visible);
   if (visible) {
-    showPanel();
+    fStatusBar->showPanel(*this);
   } else {
-    hidePanel();
+    fStatusBar->closePanel();
   }
 }
 
-void AppDelegate::showPanel() {
-  fStatusView->setHighlight(true);
-  fController = fEnvironment.makePanel(*this, *fItem);
-  fController->show();
-}
-
-void AppDelegate::hidePanel() {
-  fStatusView->setHighlight(false);
-  const auto closing = std::move(fController);  // hidden from here on, for whoever asks while it closes
-  closing->close();
-}
-
 void AppDelegate::togglePanel() {
-  setPanelVisible(!panelVisible());
+  setPanelVisible(!fPanelVisible);
 }
 
 void AppDelegate::maybeNotifyDriver() {
@@ -252,43 +187,12 @@ void AppDelegate::maybeNotifyDriver() {
   fLogic->MaybeNotify({driver});
 }
 
-std::string AppDelegate::getLauncherName() {
-  return Identity::kLauncherIdentifier;
-}
-
-void AppDelegate::setLaunchOnLogin(bool enabled) {
-  if (!fEnvironment.loginItems().SetEnabled(getLauncherName(), enabled)) {
-    WriteToConsole(kLoginItemFailed);
-  }
-}
-
-bool AppDelegate::launchOnLogin() {
-  const auto job = fEnvironment.loginItems().JobLabelled(getLauncherName());
-  return job && job->onDemand;
-}
-
-bool AppDelegate::appInLoginItems() {
-  return fEnvironment.loginItems().JobLabelled(getLauncherName()).has_value();
-}
-
-void AppDelegate::toggleMacVirtualEntity(QAction* sender) {
-  fVirtualEntity->EnableDisableVirtualAudio(sender);
-}
-
 void AppDelegate::openUrl(const std::string& url) {
-  fEnvironment.openUrl(url, {});
+  fMakers.urlOpener.Open(url, {});
 }
 
 void AppDelegate::quit() {
-  fEnvironment.terminate();
-}
-
-void AppDelegate::handleActivation(const ActivationRequest& request) {
-  if (request.kind == ActivationRequest::Kind::OpenPage) {
-    fEnvironment.handleNotificationActivation(request.address, request.activationToken);
-  } else {
-    setPanelVisible(true);
-  }
+  fMakers.terminate();
 }
 
 }  // namespace vorn::app

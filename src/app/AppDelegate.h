@@ -2,17 +2,23 @@
 
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
-#include "app/AppDelegateEnvironment.h"
-#include "app/ApplicationService.h"
+#include "app/LaunchAtLogin.h"
 #include "devicelist/ExtendedDeviceInfo.h"
+#include "devicelist/FirmwarePoller.h"
+#include "devicelist/SupervisedDeviceList.h"
 #include "foundation/FirmwareVersion.h"
 #include "foundation/Optional.h"
-#include "ui/PanelOwner.h"
-
-class QAction;
+#include "notification/Logic.h"
+#include "platform/Dispatch.h"
+#include "platform/NotificationCenter.h"
+#include "platform/UrlOpener.h"
+#include "platform/UserDefaults.h"
+#include "ui/StatusBar.h"
+#include "ui/VirtualEntityMenu.h"
 
 namespace vorn::app {
 
@@ -20,28 +26,51 @@ namespace vorn::app {
 /// long-lived object, keeps the current list and gives it out, keeps the
 /// settings, shows and hides the panel.
 ///
-/// Panel: hidden (no controller, status view not highlighted) <-> shown
-/// (controller present, status view highlighted).
+/// Panel: hidden (status item not highlighted) <-> shown (status item highlighted).
 ///
 /// Main thread only. What other threads report is handed to the main queue
 /// first; what is still queued when this object goes is dropped. The setters
 /// of "showSwitches" and "notify" work through the main queue too, so their
 /// effects come after the current event.
-class AppDelegate final : public ui::PanelOwner {
+class AppDelegate final : public LaunchAtLogin {
  public:
-  explicit AppDelegate(AppDelegateEnvironment& environment);
+  using List = std::vector<DeviceList::ExtendedDeviceInfo>;
+
+  /// How the collaborators are made, or where the system's own are. Each
+  /// function is called once, by the start-up. What is given as a reference
+  /// outlives the controller.
+  struct Makers {
+    UrlOpener& urlOpener;
+    LoginItems& loginItems;
+    std::function<void()> terminate;  ///< ends the program once the current event has been handled
+    std::string bundleVersion;
+    std::function<Dispatch&()> dispatch;
+    std::function<UserDefaults&()> userDefaults;
+    std::function<NotificationCenter&()> notificationCenter;
+    /// `onChanged` comes on the poller's own thread.
+    std::function<std::unique_ptr<DeviceList::FirmwarePoller>(std::string model, std::string channel,
+                                                              std::function<void()> onChanged)>
+        firmwarePoller;
+    std::function<std::shared_ptr<MacVirtualEntity>()> virtualEntity;
+    /// `publish` may be called on any thread.
+    std::function<std::unique_ptr<DeviceList::SupervisedDeviceList>(std::function<void(List)> publish)>
+        deviceList;
+    /// `length`: the item's width in points.
+    std::function<std::unique_ptr<ui::StatusBar>(int length)> statusBar;
+  };
+
+  explicit AppDelegate(Makers makers);
   ~AppDelegate() override;
   AppDelegate(const AppDelegate&) = delete;
   AppDelegate& operator=(const AppDelegate&) = delete;
 
-  /// Starts everything, once. Launched by a click on a notice: opens its page
-  /// and ends the program, nothing is created.
-  void applicationDidFinishLaunching(const ActivationRequest* launchNotification = nullptr);
+  /// Starts everything, once.
+  void applicationDidFinishLaunching();
 
   /// A copy of the list as published to the user: without switches unless they
   /// are to be shown.
-  [[nodiscard]] std::vector<DeviceList::ExtendedDeviceInfo> currList();
-  /// Gives the list to the status view and every listener.
+  [[nodiscard]] List currList();
+  /// Gives the list to the status item and every listener.
   void updateClients();
 
   void addListener(ui::DeviceListListener* listener) override;
@@ -54,59 +83,36 @@ class AppDelegate final : public ui::PanelOwner {
 
   void setPanelVisible(bool visible) override;
   void togglePanel();
-  [[nodiscard]] bool panelVisible() const { return fController != nullptr; }
 
   /// Has the notices decide about the maker's driver package.
   void maybeNotifyDriver();
-  /// Identifier of the login launcher.
-  [[nodiscard]] static std::string getLauncherName();
-  void setLaunchOnLogin(bool enabled) override;
-  bool launchOnLogin() override;
-  /// Whether the login item exists at all, switched on or not.
-  [[nodiscard]] bool appInLoginItems();
 
-  void toggleMacVirtualEntity(QAction* sender) override;
   void openUrl(const std::string& url) override;
   void quit() override;
 
-  /// Somebody on the session bus asks the running program for something.
-  void handleActivation(const ActivationRequest& request);
-
  private:
-  struct Registration {
-    ui::DeviceListListener* listener;   ///< not owned
-    std::shared_ptr<QAction> menuItem;  ///< its entry for the virtual entity
-  };
-
   void makeFirmwarePoller();
   void makeDeviceList();
-  void makeStatusItem();
   void prepareLoginItem();
-  void repairLoginItem();
   void assumeEarlierChoices();
-  void takeList(std::vector<DeviceList::ExtendedDeviceInfo> list);
+  void takeList(List list);
   void notifyOfKnownUpdates();
-  void showPanel();
-  void hidePanel();
-  void offerVirtualEntity(Registration& registration);
-  void showVirtualEntityItems();
   /// `work` as a job of the main queue that does nothing once this object is gone.
   std::function<void()> onMain(std::function<void(AppDelegate&)> work);
 
-  AppDelegateEnvironment& fEnvironment;
+  const Makers fMakers;
   std::shared_ptr<AppDelegate*> fAlive;  ///< queued jobs hold it weakly
-  std::unique_ptr<ReleaseNotices> fLogic;
+  Dispatch* fDispatch = nullptr;         ///< these two are set by the start-up
+  UserDefaults* fDefaults = nullptr;
+  std::optional<Notification::Logic> fLogic;
   optional<FirmwareVersion> fAppVersion;
-  std::unique_ptr<LatestVersionSource> fAppPoller;
-  std::shared_ptr<VirtualEntity> fVirtualEntity;
-  UserDefaults* fDefaults = nullptr;  ///< the environment's
-  std::vector<DeviceList::ExtendedDeviceInfo> fCurrList;
-  std::vector<Registration> fListeners;
-  std::unique_ptr<StatusBarItem> fItem;
-  std::unique_ptr<StatusBarView> fStatusView;
-  std::unique_ptr<StatusBarMenu> fStatusMenu;
-  std::unique_ptr<PanelWindow> fController;       ///< of the open panel; null while it is hidden
-  std::unique_ptr<DeviceListSource> fDeviceList;  ///< last: goes first and publishes no more
+  std::unique_ptr<DeviceList::FirmwarePoller> fAppPoller;
+  std::unique_ptr<ui::VirtualEntityMenu> fVirtualEntity;
+  List fCurrList;
+  std::vector<ui::DeviceListListener*> fListeners;  ///< not owned
+  std::unique_ptr<ui::StatusBar> fStatusBar;
+  bool fPanelVisible = false;
+  std::unique_ptr<DeviceList::SupervisedDeviceList> fDeviceList;  ///< last: goes first and publishes no more
 };
 
 }  // namespace vorn::app

@@ -2,6 +2,7 @@
 
 #include <QApplication>
 #include <QSessionManager>
+#include <QTimer>
 #include <chrono>
 #include <cstdlib>
 #include <memory>
@@ -11,12 +12,13 @@
 
 #include "app/AppDelegate.h"
 #include "app/ApplicationService.h"
-#include "app/DesktopEnvironment.h"
+#include "app/Desktop.h"
 #include "app/Identity.h"
 #include "app/QtRunLoop.h"
 #include "app/StartConditions.h"
 #include "foundation/Console.h"
 #include "foundation/Process.h"
+#include "notification/Notifier.h"
 
 namespace vorn::app {
 namespace {
@@ -46,23 +48,29 @@ Claim ClaimOrAskTheOther(ApplicationService& service, const StartReason& reason)
   return again;
 }
 
-void OpenPage(const ActivationRequest& notice) {
-  DesktopEnvironment environment;
-  AppDelegate delegate(environment);
-  delegate.applicationDidFinishLaunching(&notice);
+void OpenPage(Desktop& desktop, const ActivationRequest& request) {
+  Notification::HandleNotificationActivation(request.address, request.activationToken, desktop.UrlOpener());
+}
+
+/// Turns the event loop until each page is opened or has failed, so that a failure goes to the console.
+void AwaitPages(XdgUrlOpener& opener) {
+  QTimer look;  // nothing else ends the wait for a browser that goes on running
+  look.start(1s);
+  while (opener.IsOpening()) QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
 }
 
 /// Opens the page that the bus started us for, and those that were asked for
 /// meanwhile. Empty when that was all; otherwise what somebody wants of the
 /// program itself, the panel before anything else.
-std::optional<ActivationRequest> OpenPages(ApplicationService& service, const ActivationRequest& first) {
+std::optional<ActivationRequest> OpenPages(ApplicationService& service, Desktop& desktop,
+                                           const ActivationRequest& first) {
   // Without the name, so that a start from now on becomes the program.
   const auto others = service.releaseAndTakeWaiting();
-  OpenPage(first);
+  OpenPage(desktop, first);
   std::optional<ActivationRequest> more;
   for (const ActivationRequest& other : others) {
     if (other.kind == ActivationRequest::Kind::OpenPage) {
-      OpenPage(other);
+      OpenPage(desktop, other);
     } else if (!more || other.kind == ActivationRequest::Kind::ShowDevices) {
       more = other;
     }
@@ -99,24 +107,24 @@ void UseActivationToken(const std::string& token) {
   qputenv(kActivationTokenVariable, QByteArray::fromStdString(token));
 }
 
-void HandleRequest(AppDelegate& delegate, const ActivationRequest& request) {
+void HandleRequest(Desktop& desktop, AppDelegate& delegate, const ActivationRequest& request) {
   if (request.kind == ActivationRequest::Kind::OpenPage) {
-    delegate.handleActivation(request);
+    OpenPage(desktop, request);
     return;
   }
   UseActivationToken(request.activationToken);
-  delegate.handleActivation(request);
+  delegate.setPanelVisible(true);
   qunsetenv(kActivationTokenVariable);  // good for one use
 }
 
-int RunStatusItem(ApplicationService& service, const std::optional<ActivationRequest>& first) {
-  const MainRunLoop mainRunLoop;
-  DesktopEnvironment environment;
-  AppDelegate delegate(environment);
-  const TerminationSignals termination([&environment] { environment.terminate(); });
+int RunStatusItem(ApplicationService& service, Desktop& desktop,
+                  const std::optional<ActivationRequest>& first) {
+  AppDelegate delegate(desktop.Makers());
+  const TerminationSignals termination([&desktop] { desktop.Terminate(); });
   delegate.applicationDidFinishLaunching();
-  if (first && first->kind == ActivationRequest::Kind::ShowDevices) HandleRequest(delegate, *first);
-  service.setHandler([&delegate](const ActivationRequest& request) { HandleRequest(delegate, request); });
+  const auto handle = [&](const ActivationRequest& request) { HandleRequest(desktop, delegate, request); };
+  if (first && first->kind == ActivationRequest::Kind::ShowDevices) handle(*first);
+  service.setHandler(handle);
 
   // Without the bus there is no icon, no notice, and a second start becomes a second program.
   service.watchBus([] {
@@ -126,7 +134,7 @@ int RunStatusItem(ApplicationService& service, const std::optional<ActivationReq
 
   const int status = QApplication::exec();
   service.release();  // whoever starts now is to be the program, not to ask us
-  environment.standardUserDefaults().Synchronize();
+  desktop.Settings().Synchronize();
   EndProcessAfter(kTeardownLimit, status);
   return status;
 }
@@ -139,26 +147,34 @@ int RunWithDisplay(int& argc, char** argv, const StartReason& reason, std::optio
   const QApplication application(argc, argv);
   display.reset();  // the toolkit has its own connection
   SetUpToolkit();
+  const MainRunLoop mainRunLoop;
+  Desktop desktop;
   auto service = MakeService(ApplicationService::Offer::Everything);
   auto claim = ClaimOrAskTheOther(service, reason);
   auto first = FirstRequest(service, claim, reason);
   if (first && first->kind == ActivationRequest::Kind::OpenPage) {
-    first = OpenPages(service, *first);
-    if (!first) return 0;
+    first = OpenPages(service, desktop, *first);
+    if (!first) {
+      AwaitPages(desktop.UrlOpener());
+      return 0;
+    }
     claim = ClaimOrAskTheOther(service, reason);
   }
   if (claim == Claim::AnotherRuns) return 0;
-  return RunStatusItem(service, first);
+  return RunStatusItem(service, desktop, first);
 }
 
 /// What can be done without a display: ask the one that runs, and open pages.
 int RunWithoutDisplay(int& argc, char** argv, const StartReason& reason) {
   const QCoreApplication application(argc, argv);
+  const MainRunLoop mainRunLoop;
   auto service = MakeService(ApplicationService::Offer::Pages);
   const auto claim = ClaimOrAskTheOther(service, reason);
   if (claim == Claim::AnotherRuns) return 0;
   if (const auto first = FirstRequest(service, claim, reason)) {
-    OpenPages(service, *first);
+    Desktop desktop;
+    OpenPages(service, desktop, *first);
+    AwaitPages(desktop.UrlOpener());
     return 0;
   }
   WriteToConsole("There is no display to show the status item on");

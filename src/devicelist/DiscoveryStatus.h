@@ -7,15 +7,13 @@
 
 namespace DeviceList {
 
-/// What a list says below its units: why nothing may be listed, or what became
-/// of the last click.
+/// What a list says below its units: why nothing may be listed.
 enum class DiscoveryHint {
   kNone,             ///< there is nothing to say
   kStillLooking,     ///< discovery has just begun; of interest only while nothing is listed
   kResponderAbsent,  ///< the DNS-SD responder is not running, so nothing can be found
   kResponderSilent,  ///< the DNS-SD responder is running but does not answer
   kNoNetwork,        ///< no network interface is up
-  kPageNotOpened,    ///< a page was asked for, and could not be opened
 };
 
 /// Whether a hint says that nothing can be found as things are.

@@ -101,7 +101,7 @@ void DeviceListController::launchMenuFor(QWidget* sender) {
   fMenu->popup(place);
 }
 
-void DeviceListController::setHint(DeviceList::DiscoveryHint hint) {
+void DeviceListController::setHint(const PanelHint& hint) {
   fHint = hint;
   showHint();
 }

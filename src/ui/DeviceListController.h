@@ -2,8 +2,8 @@
 
 #include <QObject>
 
-#include "devicelist/DiscoveryStatus.h"
 #include "ui/DeviceListModel.h"
+#include "ui/DeviceWords.h"
 #include "ui/PanelOwner.h"
 #include "ui/ReturnIsDoubleClickTableView.h"
 
@@ -60,7 +60,7 @@ class DeviceListController : public QObject, public DeviceListListener, public E
   /// Pops the settings menu up below the middle of `sender`; null: at (0, 0).
   void launchMenuFor(QWidget* sender);
 
-  void setHint(DeviceList::DiscoveryHint hint);
+  void setHint(const PanelHint& hint);
 
   [[nodiscard]] const DeviceListModel& model() const { return fModel; }
   [[nodiscard]] ReturnIsDoubleClickTableView* table() const { return fOutlets.table; }
@@ -75,7 +75,7 @@ class DeviceListController : public QObject, public DeviceListListener, public E
   DeviceListModel fModel;
   DeviceRowDelegate* fRows;  // child of the table
   SettingsMenu* fMenu;       // child of the panel
-  DeviceList::DiscoveryHint fHint = DeviceList::DiscoveryHint::kNone;
+  PanelHint fHint;
   bool fPressedRowWasSelected = false;
 };
 

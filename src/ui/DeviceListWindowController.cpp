@@ -66,7 +66,7 @@ void DeviceListWindowController::close() {
   if (fPanel) fPanel->close();
 }
 
-void DeviceListWindowController::setHint(DeviceList::DiscoveryHint hint) {
+void DeviceListWindowController::setHint(const PanelHint& hint) {
   fHint = hint;
   if (fController && !fClosed) fController->setHint(hint);
 }

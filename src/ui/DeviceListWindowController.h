@@ -3,7 +3,7 @@
 #include <QObject>
 #include <QPointer>
 
-#include "devicelist/DiscoveryStatus.h"
+#include "ui/DeviceWords.h"
 
 namespace vorn::ui {
 
@@ -45,7 +45,7 @@ class DeviceListWindowController : public QObject {
   void close();
 
   /// What the quiet line below the list says.
-  void setHint(DeviceList::DiscoveryHint hint);
+  void setHint(const PanelHint& hint);
 
   [[nodiscard]] PanelOwner* appDelegate() const { return fAppDelegate; }
 
@@ -62,7 +62,7 @@ class DeviceListWindowController : public QObject {
   PanelOwner* fAppDelegate;
   QPointer<ClickablePanel> fPanel;
   QPointer<DeviceListController> fController;  // child of the panel
-  DeviceList::DiscoveryHint fHint = DeviceList::DiscoveryHint::kNone;
+  PanelHint fHint;
   bool fClosed = false;
 };
 

@@ -50,12 +50,15 @@ QString hintWords(DeviceList::DiscoveryHint hint, bool nothingListed) {
       return QStringLiteral("The discovery service (Avahi) does not answer.");
     case Hint::kNoNetwork:
       return QStringLiteral("There is no network connection.");
-    case Hint::kPageNotOpened:
-      return QStringLiteral("The page could not be opened in a browser.");
     case Hint::kNone:
       break;
   }
   return {};
+}
+
+QString hintWords(const PanelHint& hint, bool nothingListed) {
+  if (hint.pageNotOpened) return QStringLiteral("The page could not be opened in a browser.");
+  return hintWords(hint.discovery, nothingListed);
 }
 
 QString rowSentence(const DeviceList::ExtendedDeviceInfo& info) {

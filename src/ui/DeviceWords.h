@@ -26,6 +26,13 @@ namespace vorn::ui {
 /// Why nothing, or nothing new, may be listed; empty where there is nothing to say.
 [[nodiscard]] QString hintWords(DeviceList::DiscoveryHint hint, bool nothingListed);
 
+/// What the quiet line below the panel's list is about.
+struct PanelHint {
+  DeviceList::DiscoveryHint discovery = DeviceList::DiscoveryHint::kNone;
+  bool pageNotOpened = false;  ///< the page that was asked for last could not be opened; comes first
+};
+[[nodiscard]] QString hintWords(const PanelHint& hint, bool nothingListed);
+
 /// The whole row as one sentence: name, kind, firmware, update, as far as known.
 [[nodiscard]] QString rowSentence(const DeviceList::ExtendedDeviceInfo& info);
 

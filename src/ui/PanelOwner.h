@@ -6,7 +6,6 @@
 #include "devicelist/ExtendedDeviceInfo.h"
 
 class QMenu;
-class QAction;
 
 namespace vorn::ui {
 
@@ -20,10 +19,8 @@ class DeviceListListener {
   /// Takes over a copy of the whole current list, in the order to be shown.
   virtual void updateDeviceList(std::vector<DeviceList::ExtendedDeviceInfo> list) = 0;
 
-  /// The listener's settings menu, where the virtual-entity entry is inserted
-  /// at index 3. It lives as long as the listener. An entry inserted into it
-  /// stays the property of whoever made it; what the user chooses in a submenu
-  /// of that entry is handed to PanelOwner::toggleMacVirtualEntity.
+  /// The listener's settings menu, where the entry of the virtual entity is
+  /// inserted at index 3 (VirtualEntityMenu.h). It lives as long as the listener.
   virtual QMenu* menu() = 0;
 };
 
@@ -50,11 +47,6 @@ class PanelOwner {
   virtual void setShowSwitches(bool shown) = 0;
   virtual bool notify() = 0;
   virtual void setNotify(bool enabled) = 0;
-
-  /// The user chose an entry of the virtual-entity submenu. Its check mark
-  /// still shows the state from before the choice: the toolkit's own flip of a
-  /// checkable entry has been undone, so that the receiver alone decides.
-  virtual void toggleMacVirtualEntity(QAction* sender) = 0;
 
   /// Opens a unit's page in the user's browser. `url` is the unit's base
   /// address, byte for byte as it was listed.

@@ -60,11 +60,6 @@ void SettingsMenu::toggleNotify() {
   menuNeedsUpdate();
 }
 
-void SettingsMenu::toggleMacVirtualEntity(QAction* sender) {
-  if (sender->isCheckable()) sender->setChecked(!sender->isChecked());  // undoes the toolkit's flip
-  fOwner.toggleMacVirtualEntity(sender);
-}
-
 void SettingsMenu::quit() {
   fOwner.quit();
 }
@@ -72,11 +67,8 @@ void SettingsMenu::quit() {
 // Submenus come with entries that others insert, and may be replaced later.
 void SettingsMenu::actionEvent(QActionEvent* event) {
   QMenu::actionEvent(event);
-  const bool gone = event->type() == QEvent::ActionRemoved;
-  if (QMenu* submenu = gone ? nullptr : event->action()->menu()) {
-    connect(submenu, &QMenu::triggered, this, &SettingsMenu::toggleMacVirtualEntity, Qt::UniqueConnection);
-    showIn(fForm, *submenu);
-  }
+  if (event->type() == QEvent::ActionRemoved) return;
+  if (const QMenu* submenu = event->action()->menu()) showIn(fForm, *submenu);
 }
 
 }  // namespace vorn::ui

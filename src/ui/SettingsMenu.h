@@ -13,8 +13,7 @@ class PanelOwner;
 /// The settings as a menu: three check marks, and on request quit below a
 /// separator. The check marks show what the owner says, read anew each time the
 /// menu opens and after each change made through it. An entry that somebody
-/// else inserts may carry a submenu; what is chosen there goes to the owner's
-/// toggleMacVirtualEntity. Main thread only.
+/// else inserts may carry a submenu. Main thread only.
 class SettingsMenu : public QMenu {
   Q_OBJECT
 
@@ -37,7 +36,6 @@ class SettingsMenu : public QMenu {
   void toggleLaunch();
   void toggleShowSwitches();
   void toggleNotify();
-  void toggleMacVirtualEntity(QAction* sender);
   void quit();
 
   [[nodiscard]] QAction* launchOnStart() const { return fLaunchOnStart; }

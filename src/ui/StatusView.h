@@ -16,6 +16,10 @@ namespace vorn::ui {
 /// disabled look are passed on to the button and the view is never installed.
 /// In the view form the item shows what drawRect draws. Every method asks the
 /// item which form it has. Main thread only. The item is referred to weakly.
+///
+/// A view that a status bar can host, with its painting and its press, because
+/// the rules of status items fix it so. No bar of ours hosts it: the older tray
+/// takes its pixels from drawRect.
 class StatusView : public QWidget {
   Q_OBJECT
 

@@ -9,100 +9,118 @@
 #include "app/AppDelegate.h"
 #include "app/Identity.h"
 #include "foundation/Strings.h"
-#include "tests/app/ScriptedEnvironment.h"
+#include "tests/app/Collaborators.h"
+#include "tests/support/Eventually.h"
 
 namespace vorn::app {
 namespace {
 
-using ::testing::Contains;
+using testing::Collaborators;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
-using testing::NamesOf;
+using testing::Outdated;
 using testing::RecordingListener;
-using testing::ScriptedDispatch;
-using testing::ScriptedEnvironment;
 using testing::Unit;
+using vorn::testing::Eventually;
+
+std::vector<std::string> NamesOf(const AppDelegate::List& list) {
+  std::vector<std::string> names;
+  for (const auto& unit : list) names.push_back(unit.name ? *unit.name : "");
+  return names;
+}
 
 class AppDelegateTest : public ::testing::Test {
  protected:
   void Launch() {
-    fDelegate = std::make_unique<AppDelegate>(fEnvironment);
+    fDelegate = std::make_unique<AppDelegate>(fAround.Makers());
     fDelegate->applicationDidFinishLaunching();
     RunMain();
   }
-  void RunMain() { ScriptedDispatch::Run(fEnvironment.queues.main); }
-  void RunBackground() { ScriptedDispatch::Run(fEnvironment.queues.background); }
+  void RunMain() { fAround.fQueues.RunMain(); }
+  /// An enumeration, with its answer.
+  void RunAll() {
+    fAround.fQueues.RunBackground();
+    RunMain();
+  }
+  [[nodiscard]] std::vector<std::string> Announced() const {
+    std::vector<std::string> titles;
+    for (const auto& notification : fAround.fCenter.fDelivered) titles.push_back(notification.title);
+    return titles;
+  }
+  [[nodiscard]] static std::string Announcement(const std::string& name) {
+    return "Update Available for " + name;
+  }
 
-  ScriptedEnvironment fEnvironment;
+  Collaborators fAround;
   std::unique_ptr<AppDelegate> fDelegate;
 };
 
-TEST_F(AppDelegateTest, StartsEverythingInOrder) {
+TEST_F(AppDelegateTest, StartsWithItsItemInTheStatusBarAndThePanelHidden) {
   Launch();
-  EXPECT_THAT(fEnvironment.journal,
-              ElementsAre("read version", "make poller driver release", "make virtual entity",
-                          "take defaults", "register showSwitches false", "register notify true",
-                          "make device list", "make status item 19", "make status view",
-                          std::string("enable ") + Identity::kLauncherIdentifier, "set AlreadyRun true",
-                          "make status menu"));
-  EXPECT_FALSE(fDelegate->panelVisible());
+  EXPECT_EQ(fAround.fStatusBar.length, 19);
+  EXPECT_TRUE(fAround.fStatusBar.press);
+  EXPECT_FALSE(fAround.fStatusBar.active);
+  EXPECT_FALSE(fAround.fStatusBar.highlighted);
+  EXPECT_EQ(fAround.fStatusBar.panel, nullptr);
+  ASSERT_NE(fAround.fStatusBar.menu, nullptr);
+  EXPECT_EQ(fAround.fStatusBar.menu->fLists.size(), 1U);
+  EXPECT_TRUE(fAround.fPublish);
+  EXPECT_TRUE(fAround.fUpdateServer.WaitForRequests(1));
+  EXPECT_THAT(fAround.fUpdateServer.Targets(), ElementsAre("/api/device/driver/firmware"));
 }
 
-TEST_F(AppDelegateTest, OnlyOpensThePageWhenANoticeLaunchedIt) {
-  AppDelegate delegate(fEnvironment);
-  const ActivationRequest notice{ActivationRequest::Kind::OpenPage, "http://unit.local/#device", "token"};
-  delegate.applicationDidFinishLaunching(&notice);
-  EXPECT_THAT(fEnvironment.journal,
-              ElementsAre("activate notice http://unit.local/#device token", "terminate"));
+TEST_F(AppDelegateTest, EnablesTheLoginItemOnTheVeryFirstRun) {
+  Launch();
+  EXPECT_TRUE(fAround.fLoginItems.fJobs.at(Identity::kLauncherIdentifier));
+  EXPECT_TRUE(fAround.fDefaults.fBools.at("AlreadyRun"));
 }
 
 TEST_F(AppDelegateTest, OnlyRepairsTheLoginItemOnLaterRuns) {
-  fEnvironment.defaults.bools["AlreadyRun"] = true;
+  fAround.fDefaults.fBools["AlreadyRun"] = true;
   Launch();
-  EXPECT_EQ(fEnvironment.Count(std::string("enable ") + Identity::kLauncherIdentifier), 0U);
-  EXPECT_EQ(fEnvironment.Count(std::string("repair ") + Identity::kLauncherIdentifier), 1U);
-  EXPECT_EQ(fEnvironment.Count("set AlreadyRun true"), 0U);
+  EXPECT_THAT(fAround.fLoginItems.fJobs, IsEmpty());
+  EXPECT_THAT(fAround.fLoginItems.fRepaired, ElementsAre(Identity::kLauncherIdentifier));
 }
 
 TEST_F(AppDelegateTest, RemembersTheFirstRunEvenWhenTheLoginItemFails) {
-  fEnvironment.items.succeeds = false;
+  fAround.fLoginItems.fSucceeds = false;
   ::testing::internal::CaptureStderr();
   Launch();
   EXPECT_THAT(::testing::internal::GetCapturedStderr(), HasSubstr("Launch On Login failed"));
-  EXPECT_TRUE(fEnvironment.defaults.bools["AlreadyRun"]);
-  fEnvironment.defaults.bools["AlreadyRun"] = true;
+  EXPECT_TRUE(fAround.fDefaults.fBools.at("AlreadyRun"));
+  fDelegate.reset();
   ::testing::internal::CaptureStderr();
   Launch();
   EXPECT_THAT(::testing::internal::GetCapturedStderr(), HasSubstr("Launch On Login failed"));
 }
 
 TEST_F(AppDelegateTest, LostSettingsAreNoFirstRunAndLeaveOffWhatMayHaveBeenOff) {
-  fEnvironment.defaults.condition = UserDefaults::Condition::kDamaged;
+  fAround.fDefaults.fCondition = UserDefaults::Condition::kDamaged;
   Launch();
-  EXPECT_EQ(fEnvironment.Count(std::string("enable ") + Identity::kLauncherIdentifier), 0U);
-  EXPECT_TRUE(fEnvironment.defaults.bools.at("AlreadyRun"));
-  EXPECT_FALSE(fEnvironment.defaults.bools.at("notify"));
+  EXPECT_THAT(fAround.fLoginItems.fJobs, IsEmpty());
+  EXPECT_TRUE(fAround.fDefaults.fBools.at("AlreadyRun"));
+  EXPECT_FALSE(fAround.fDefaults.fBools.at("notify"));
 }
 
 TEST_F(AppDelegateTest, LostSettingsKeepAChoiceThatIsStillKnown) {
-  fEnvironment.defaults.condition = UserDefaults::Condition::kDamaged;
-  fEnvironment.defaults.bools["notify"] = true;
+  fAround.fDefaults.fCondition = UserDefaults::Condition::kDamaged;
+  fAround.fDefaults.fBools["notify"] = true;
   Launch();
   EXPECT_TRUE(fDelegate->notify());
-  EXPECT_TRUE(fEnvironment.defaults.bools.at("AlreadyRun"));
+  EXPECT_TRUE(fAround.fDefaults.fBools.at("AlreadyRun"));
 }
 
 TEST_F(AppDelegateTest, SettingsThatCannotBeReadYetLeaveNothingStored) {
-  fEnvironment.defaults.condition = UserDefaults::Condition::kUnread;
+  fAround.fDefaults.fCondition = UserDefaults::Condition::kUnread;
   Launch();
-  EXPECT_EQ(fEnvironment.Count(std::string("enable ") + Identity::kLauncherIdentifier), 0U);
+  EXPECT_THAT(fAround.fLoginItems.fJobs, IsEmpty());
   EXPECT_FALSE(fDelegate->notify());
-  EXPECT_TRUE(fEnvironment.defaults.bools.empty());
+  EXPECT_THAT(fAround.fDefaults.fBools, IsEmpty());
 }
 
 TEST_F(AppDelegateTest, KeepsTheStoredSettingsAgainstTheRegisteredDefaults) {
-  fEnvironment.defaults.bools = {{"showSwitches", true}, {"notify", false}};
+  fAround.fDefaults.fBools = {{"showSwitches", true}, {"notify", false}};
   Launch();
   EXPECT_TRUE(fDelegate->showSwitches());
   EXPECT_FALSE(fDelegate->notify());
@@ -118,7 +136,7 @@ TEST_F(AppDelegateTest, HasItsDefaultsWhereNothingIsStored) {
 
 TEST_F(AppDelegateTest, TakesAListOverOnTheMainQueueOnly) {
   Launch();
-  fEnvironment.publish({Unit("a", "plexadevice")});
+  fAround.fPublish({Unit("a", "plexadevice")});
   EXPECT_THAT(fDelegate->currList(), IsEmpty());
   RunMain();
   EXPECT_THAT(NamesOf(fDelegate->currList()), ElementsAre("a"));
@@ -126,81 +144,77 @@ TEST_F(AppDelegateTest, TakesAListOverOnTheMainQueueOnly) {
 
 TEST_F(AppDelegateTest, LeavesSwitchesOutKeepingTheOrderOfTheRest) {
   Launch();
-  fEnvironment.Publish({Unit("d", "plexadevice"), Unit("s", "plexaswitch"), Unit("b", "plexahost"),
-                        Unit("t", "plexaswitch"), Unit("x", "other")});
+  fAround.Publish({Unit("d", "plexadevice"), Unit("s", "plexaswitch"), Unit("b", "plexahost"),
+                   Unit("t", "plexaswitch"), Unit("x", "other")});
   EXPECT_THAT(NamesOf(fDelegate->currList()), ElementsAre("d", "b", "x"));
 }
 
 TEST_F(AppDelegateTest, IsActiveOnlyWhileSomethingIsVisible) {
   Launch();
-  fEnvironment.Publish({Unit("s", "plexaswitch")});
-  EXPECT_FALSE(fEnvironment.active);
+  fAround.Publish({Unit("s", "plexaswitch")});
+  EXPECT_FALSE(fAround.fStatusBar.active);
   fDelegate->setShowSwitches(true);
   RunMain();
-  EXPECT_TRUE(fEnvironment.active);
-  fEnvironment.Publish({});
-  EXPECT_FALSE(fEnvironment.active);
+  EXPECT_TRUE(fAround.fStatusBar.active);
+  fAround.Publish({});
+  EXPECT_FALSE(fAround.fStatusBar.active);
 }
 
-TEST_F(AppDelegateTest, NotifiesOfTheWholeListWhateverIsShown) {
+TEST_F(AppDelegateTest, AnnouncesUpdatesOfTheWholeListWhateverIsShown) {
   Launch();
-  fEnvironment.Publish({Unit("s", "plexaswitch"), Unit("d", "plexadevice")});
-  ASSERT_EQ(fEnvironment.notified.size(), 1U);
-  EXPECT_THAT(NamesOf(fEnvironment.notified[0]), ElementsAre("s", "d"));
+  fAround.Publish({Outdated("s", "plexaswitch"), Outdated("d", "plexadevice")});
+  EXPECT_THAT(Announced(), ElementsAre(Announcement("s"), Announcement("d")));
 }
 
-TEST_F(AppDelegateTest, NotifiesBeforeItTellsTheListeners) {
+TEST_F(AppDelegateTest, AnnouncesBeforeItTellsTheListeners) {
   Launch();
   RecordingListener listener;
   fDelegate->addListener(&listener);
-  listener.onUpdate = [this] { fEnvironment.journal.push_back("told"); };
-  fEnvironment.journal.clear();
-  fEnvironment.Publish({Unit("d", "plexadevice")});
-  EXPECT_THAT(fEnvironment.journal, ElementsAre("maybe notify", "told"));
+  std::size_t announcedBefore = 0;
+  listener.fOnUpdate = [&] { announcedBefore = fAround.fCenter.fDelivered.size(); };
+  fAround.Publish({Outdated("d", "plexadevice")});
+  EXPECT_EQ(announcedBefore, 1U);
 }
 
-TEST_F(AppDelegateTest, DoesNotNotifyWhileThatIsOff) {
-  fEnvironment.defaults.bools["notify"] = false;
+TEST_F(AppDelegateTest, AnnouncesNothingWhileThatIsOff) {
+  fAround.fDefaults.fBools["notify"] = false;
   Launch();
-  fEnvironment.Publish({Unit("d", "plexadevice")});
-  EXPECT_THAT(fEnvironment.notified, IsEmpty());
+  fAround.Publish({Outdated("d", "plexadevice")});
+  EXPECT_THAT(Announced(), IsEmpty());
 }
 
 TEST_F(AppDelegateTest, DropsWhatIsStillQueuedWhenItIsGone) {
   Launch();
-  fEnvironment.publish({Unit("d", "plexadevice")});
-  fEnvironment.driverChanged();
+  fAround.fPublish({Outdated("d", "plexadevice")});
   fDelegate->setNotify(true);
   fDelegate->setShowSwitches(true);
   fDelegate.reset();
   RunMain();
-  EXPECT_THAT(fEnvironment.notified, IsEmpty());
+  EXPECT_THAT(Announced(), IsEmpty());
 }
 
 // --- listeners ------------------------------------------------------------
 
 TEST_F(AppDelegateTest, SendsANewListenerTheListAtOnce) {
   Launch();
-  fEnvironment.Publish({Unit("s", "plexaswitch"), Unit("d", "plexadevice")});
+  fAround.Publish({Unit("s", "plexaswitch"), Unit("d", "plexadevice")});
   RecordingListener listener;
   fDelegate->addListener(&listener);
-  ASSERT_EQ(listener.lists.size(), 1U);
-  EXPECT_THAT(NamesOf(listener.lists[0]), ElementsAre("d"));
+  ASSERT_EQ(listener.fLists.size(), 1U);
+  EXPECT_THAT(NamesOf(listener.fLists[0]), ElementsAre("d"));
 }
 
 TEST_F(AppDelegateTest, RegistersAListenerOnceThoughItIsSentTheListTwice) {
-  fEnvironment.hasAVBInterfaces = true;
+  fAround.HaveAVBInterface();
   Launch();
   RecordingListener listener;
   fDelegate->addListener(&listener);
   fDelegate->addListener(&listener);
-  EXPECT_EQ(listener.lists.size(), 2U);
-  RunBackground();
-  RunMain();
-  EXPECT_EQ(listener.settings.actions().size(), 1);
-  EXPECT_EQ(fEnvironment.Count("enumerate"), 1U);
-  fEnvironment.Publish({Unit("d", "plexadevice")});
-  EXPECT_EQ(listener.lists.size(), 3U);
+  EXPECT_EQ(listener.fLists.size(), 2U);
+  RunAll();
+  EXPECT_EQ(listener.fMenu.actions().size(), 1);
+  fAround.Publish({Unit("d", "plexadevice")});
+  EXPECT_EQ(listener.fLists.size(), 3U);
 }
 
 TEST_F(AppDelegateTest, GivesEachListenerACopyOfItsOwn) {
@@ -209,9 +223,9 @@ TEST_F(AppDelegateTest, GivesEachListenerACopyOfItsOwn) {
   RecordingListener second;
   fDelegate->addListener(&first);
   fDelegate->addListener(&second);
-  first.onUpdate = [&first] { first.lists.back().clear(); };
-  fEnvironment.Publish({Unit("d", "plexadevice")});
-  EXPECT_THAT(NamesOf(second.lists.back()), ElementsAre("d"));
+  first.fOnUpdate = [&first] { first.fLists.back().clear(); };
+  fAround.Publish({Unit("d", "plexadevice")});
+  EXPECT_THAT(NamesOf(second.fLists.back()), ElementsAre("d"));
 }
 
 TEST_F(AppDelegateTest, TellsARemovedListenerNothingMore) {
@@ -220,8 +234,8 @@ TEST_F(AppDelegateTest, TellsARemovedListenerNothingMore) {
   fDelegate->addListener(&listener);
   fDelegate->removeListener(&listener);
   fDelegate->removeListener(&listener);
-  fEnvironment.Publish({Unit("d", "plexadevice")});
-  EXPECT_EQ(listener.lists.size(), 1U);
+  fAround.Publish({Unit("d", "plexadevice")});
+  EXPECT_EQ(listener.fLists.size(), 1U);
 }
 
 TEST_F(AppDelegateTest, LetsListenersComeAndGoWhileTheListIsGivenOut) {
@@ -229,313 +243,244 @@ TEST_F(AppDelegateTest, LetsListenersComeAndGoWhileTheListIsGivenOut) {
   RecordingListener leaving;
   RecordingListener coming;
   fDelegate->addListener(&leaving);
-  leaving.onUpdate = [&] {
-    if (leaving.lists.size() != 2) return;
+  leaving.fOnUpdate = [&] {
+    if (leaving.fLists.size() != 2) return;
     fDelegate->removeListener(&leaving);
     fDelegate->addListener(&coming);
   };
-  fEnvironment.Publish({Unit("d", "plexadevice")});
-  EXPECT_EQ(leaving.lists.size(), 2U);
-  fEnvironment.Publish({});
-  EXPECT_EQ(leaving.lists.size(), 2U);
-  EXPECT_THAT(coming.lists.back(), IsEmpty());
+  fAround.Publish({Unit("d", "plexadevice")});
+  EXPECT_EQ(leaving.fLists.size(), 2U);
+  fAround.Publish({});
+  EXPECT_EQ(leaving.fLists.size(), 2U);
+  EXPECT_THAT(coming.fLists.back(), IsEmpty());
 }
 
 // --- the virtual entity's entry -------------------------------------------
 
-TEST_F(AppDelegateTest, InsertsTheVirtualEntityAtIndexThree) {
-  fEnvironment.hasAVBInterfaces = true;
+TEST_F(AppDelegateTest, OffersTheVirtualEntityAtIndexThreeOfEveryMenu) {
+  fAround.HaveAVBInterface();
   Launch();
   RecordingListener listener;
-  for (const char* title : {"0", "1", "2", "3"}) listener.settings.addAction(title);
+  for (const char* title : {"0", "1", "2", "3"}) listener.fMenu.addAction(title);
   fDelegate->addListener(&listener);
-  EXPECT_EQ(listener.settings.actions().size(), 4);
-  EXPECT_THAT(fEnvironment.queues.priorities, ElementsAre(Dispatch::Priority::kDefault));
-  RunBackground();
-  EXPECT_EQ(listener.settings.actions().size(), 4) << "the menu belongs to the main thread";
-  RunMain();
-  ASSERT_EQ(listener.settings.actions().size(), 5);
-  QAction* const entry = listener.settings.actions().at(3);
+  EXPECT_EQ(listener.fMenu.actions().size(), 4);
+  RunAll();
+  ASSERT_EQ(listener.fMenu.actions().size(), 5);
+  const QAction* const entry = listener.fMenu.actions().at(3);
   EXPECT_EQ(entry->text(), "Launch Mac Virtual Entity");
   EXPECT_TRUE(entry->shortcut().isEmpty());
-  EXPECT_EQ(entry, fEnvironment.entityItem.get());
-  EXPECT_EQ(fEnvironment.Count("install submenus"), 1U);
-}
-
-TEST_F(AppDelegateTest, InsertsNothingWithoutCapableInterfaces) {
-  Launch();
-  RecordingListener listener;
-  fDelegate->addListener(&listener);
-  RunBackground();
-  RunMain();
-  EXPECT_THAT(listener.settings.actions(), IsEmpty());
-}
-
-TEST_F(AppDelegateTest, DoesNotTouchAMenuThatClosedDuringTheEnumeration) {
-  fEnvironment.hasAVBInterfaces = true;
-  Launch();
-  auto closing = std::make_unique<RecordingListener>();
-  RecordingListener staying;
-  fDelegate->addListener(closing.get());
-  fDelegate->addListener(&staying);
-  RunBackground();
-  fDelegate->removeListener(closing.get());
-  closing.reset();
-  RunMain();
-  EXPECT_EQ(staying.settings.actions().size(), 1) << "once, though two enumerations found interfaces";
-}
-
-TEST_F(AppDelegateTest, InsertsInMenusForWhichNothingWasFoundBefore) {
-  Launch();
-  RecordingListener early;
-  fDelegate->addListener(&early);
-  RunBackground();
-  RunMain();
-  ASSERT_THAT(early.settings.actions(), IsEmpty());
-
-  fEnvironment.hasAVBInterfaces = true;
-  RecordingListener late;
-  fDelegate->addListener(&late);
-  RunBackground();
-  RunMain();
-  ASSERT_EQ(early.settings.actions().size(), 1);
-  ASSERT_EQ(late.settings.actions().size(), 1);
-  EXPECT_NE(early.settings.actions().at(0), late.settings.actions().at(0));
-}
-
-TEST_F(AppDelegateTest, TakesTheEntryOutOfEveryMenuWhenALaterAnswerHasNone) {
-  fEnvironment.hasAVBInterfaces = true;
-  Launch();
-  RecordingListener early;
-  fDelegate->addListener(&early);
-  RunBackground();
-  RunMain();
-  ASSERT_EQ(early.settings.actions().size(), 1);
-
-  fEnvironment.hasAVBInterfaces = false;
-  RecordingListener late;
-  fDelegate->addListener(&late);
-  RunBackground();
-  RunMain();
-  EXPECT_THAT(early.settings.actions(), IsEmpty());
-  EXPECT_THAT(late.settings.actions(), IsEmpty());
-
-  fEnvironment.hasAVBInterfaces = true;
-  RecordingListener last;
-  fDelegate->addListener(&last);
-  RunBackground();
-  RunMain();
-  EXPECT_EQ(early.settings.actions().size(), 1);
-  EXPECT_EQ(late.settings.actions().size(), 1);
-}
-
-TEST_F(AppDelegateTest, ShowsInTheOtherMenusWhatWasFoundForOneThatClosed) {
-  fEnvironment.hasAVBInterfaces = true;
-  Launch();
-  RecordingListener closing;
-  fDelegate->addListener(&closing);
-  RunBackground();
-  fDelegate->removeListener(&closing);
-  RunMain();
-  EXPECT_EQ(fEnvironment.Count("install submenus"), 1U);
-  EXPECT_THAT(closing.settings.actions(), IsEmpty());
-}
-
-TEST_F(AppDelegateTest, DoesNotMistakeANewListenerForAnOldOneAtTheSameAddress) {
-  fEnvironment.hasAVBInterfaces = true;
-  Launch();
-  RecordingListener listener;
-  fDelegate->addListener(&listener);
-  RunBackground();
+  EXPECT_EQ(fAround.fStatusBar.menu->fMenu.actions().size(), 1);
   fDelegate->removeListener(&listener);
+  EXPECT_EQ(listener.fMenu.actions().size(), 4);
+}
+
+TEST_F(AppDelegateTest, OffersNoVirtualEntityWithoutCapableInterfaces) {
+  Launch();
+  RecordingListener listener;
   fDelegate->addListener(&listener);
-  RunMain();  // the first one's result
-  EXPECT_THAT(listener.settings.actions(), ElementsAre(fEnvironment.entityItem.get()))
-      << "the new one's entry";
-  RunBackground();
-  RunMain();
-  EXPECT_THAT(listener.settings.actions(), ElementsAre(fEnvironment.entityItem.get()));
+  RunAll();
+  EXPECT_THAT(listener.fMenu.actions(), IsEmpty());
+}
+
+TEST_F(AppDelegateTest, SwitchesTheVirtualEntityOfTheChosenInterface) {
+  fAround.HaveAVBInterface();
+  Launch();
+  RunAll();
+  QMenu& menu = fAround.fStatusBar.menu->fMenu;
+  ASSERT_EQ(menu.actions().size(), 1);
+  menu.actions().at(0)->menu()->actions().at(0)->trigger();
+  fAround.fQueues.RunBackground();
+  EXPECT_THAT(fAround.fLauncher.Requests().back().arguments,
+              ElementsAre("--virtual-audio", "enable", "eth1"));
 }
 
 TEST_F(AppDelegateTest, SurvivesItsEndDuringTheEnumeration) {
-  fEnvironment.hasAVBInterfaces = true;
+  fAround.HaveAVBInterface();
   Launch();
   RecordingListener listener;
   fDelegate->addListener(&listener);
   fDelegate.reset();
-  EXPECT_EQ(fEnvironment.entityItem, nullptr) << "menu items stay on the main thread";
-  EXPECT_EQ(fEnvironment.Count("stop enumerations"), 1U) << "nobody waits for its result";
-  RunBackground();
-  RunMain();
-  EXPECT_THAT(listener.settings.actions(), IsEmpty());
-}
-
-TEST_F(AppDelegateTest, HandsAToggledEntryToTheVirtualEntity) {
-  Launch();
-  QAction entry;
-  fDelegate->toggleMacVirtualEntity(&entry);
-  EXPECT_EQ(fEnvironment.toggled, &entry);
+  RunAll();
+  EXPECT_THAT(listener.fMenu.actions(), IsEmpty());
 }
 
 // --- settings -------------------------------------------------------------
 
 TEST_F(AppDelegateTest, RefiltersOpenPanelsAfterTheCurrentEvent) {
   Launch();
-  fEnvironment.Publish({Unit("s", "plexaswitch")});
+  fAround.Publish({Unit("s", "plexaswitch")});
   RecordingListener listener;
   fDelegate->addListener(&listener);
-  ASSERT_EQ(listener.lists.size(), 1U);
-  EXPECT_THAT(listener.lists[0], IsEmpty()) << "nothing but switches is listed";
+  ASSERT_EQ(listener.fLists.size(), 1U);
+  EXPECT_THAT(listener.fLists[0], IsEmpty()) << "nothing but switches is listed";
   fDelegate->setShowSwitches(true);
-  EXPECT_TRUE(fEnvironment.defaults.bools["showSwitches"]);
-  EXPECT_EQ(listener.lists.size(), 1U);
+  EXPECT_TRUE(fAround.fDefaults.fBools.at("showSwitches"));
+  EXPECT_EQ(listener.fLists.size(), 1U);
   RunMain();
-  ASSERT_EQ(listener.lists.size(), 2U);
-  EXPECT_THAT(NamesOf(listener.lists[1]), ElementsAre("s"));
+  ASSERT_EQ(listener.fLists.size(), 2U);
+  EXPECT_THAT(NamesOf(listener.fLists[1]), ElementsAre("s"));
   fDelegate->setShowSwitches(false);
   RunMain();
-  ASSERT_EQ(listener.lists.size(), 3U);
-  EXPECT_THAT(listener.lists[2], IsEmpty());
+  ASSERT_EQ(listener.fLists.size(), 3U);
+  EXPECT_THAT(listener.fLists[2], IsEmpty());
 }
 
 TEST_F(AppDelegateTest, AnnouncesKnownUpdatesWhenNotifyingIsSwitchedOn) {
-  fEnvironment.defaults.bools["notify"] = false;
+  fAround.fDefaults.fBools["notify"] = false;
   Launch();
-  fEnvironment.Publish({Unit("s", "plexaswitch")});
+  fAround.Publish({Outdated("s", "plexaswitch")});
   fDelegate->setNotify(true);
-  EXPECT_THAT(fEnvironment.notified, IsEmpty()) << "only after the current event";
+  EXPECT_THAT(Announced(), IsEmpty()) << "only after the current event";
   RunMain();
-  ASSERT_EQ(fEnvironment.notified.size(), 2U);
-  EXPECT_THAT(NamesOf(fEnvironment.notified[0]), ElementsAre("s"));
-  EXPECT_THAT(NamesOf(fEnvironment.notified[1]), ElementsAre("Vorn AVB Driver"));
+  EXPECT_THAT(Announced(), ElementsAre(Announcement("s")));
 }
 
 TEST_F(AppDelegateTest, WithdrawsWhatNobodyHasSeenWhenNotifyingIsSwitchedOff) {
   Launch();
   fDelegate->setNotify(false);
-  EXPECT_EQ(fEnvironment.Count("withdraw all"), 0U) << "only after the current event";
+  EXPECT_THAT(fAround.fCenter.fForgotten, IsEmpty()) << "only after the current event";
   RunMain();
-  EXPECT_EQ(fEnvironment.Count("withdraw all"), 1U);
-  EXPECT_THAT(fEnvironment.notified, IsEmpty());
+  EXPECT_THAT(fAround.fCenter.fForgotten, ElementsAre("(all)"));
 }
 
 TEST_F(AppDelegateTest, WithdrawsWhatAnEarlierRunLeftWhereNotifyingIsOff) {
-  fEnvironment.defaults.bools["notify"] = false;
+  fAround.fDefaults.fBools["notify"] = false;
   Launch();
-  EXPECT_EQ(fEnvironment.Count("withdraw all"), 1U);
+  EXPECT_THAT(fAround.fCenter.fForgotten, ElementsAre("(all)"));
 }
 
 TEST_F(AppDelegateTest, GoesByTheSettingOfTheMomentWhenTheEffectRuns) {
+  fAround.fDefaults.fBools["notify"] = false;
   Launch();
+  fAround.Publish({Outdated("d", "plexadevice")});
   fDelegate->setNotify(true);
   fDelegate->setNotify(false);
   RunMain();
-  EXPECT_THAT(fEnvironment.notified, IsEmpty());
+  EXPECT_THAT(Announced(), IsEmpty());
 }
 
 // --- the panel ------------------------------------------------------------
 
-TEST_F(AppDelegateTest, ShowsThePanelHighlightedAndInOrder) {
+TEST_F(AppDelegateTest, ShowsThePanelWithTheListAndTheItemHighlighted) {
   Launch();
-  fEnvironment.journal.clear();
+  fAround.Publish({Unit("d", "plexadevice")});
   fDelegate->setPanelVisible(true);
-  EXPECT_THAT(fEnvironment.journal, ElementsAre("highlight", "make panel", "panel shown"));
-  EXPECT_TRUE(fDelegate->panelVisible());
+  EXPECT_TRUE(fAround.fStatusBar.highlighted);
+  ASSERT_NE(fAround.fStatusBar.panel, nullptr);
+  EXPECT_THAT(NamesOf(fAround.fStatusBar.panel->fLists.back()), ElementsAre("d"));
 }
 
 TEST_F(AppDelegateTest, HidesThePanelAndItsHighlight) {
   Launch();
   fDelegate->setPanelVisible(true);
-  fEnvironment.journal.clear();
   fDelegate->setPanelVisible(false);
-  EXPECT_THAT(fEnvironment.journal, ElementsAre("no highlight", "panel closed", "panel gone"));
-  EXPECT_FALSE(fDelegate->panelVisible());
+  EXPECT_FALSE(fAround.fStatusBar.highlighted);
+  EXPECT_EQ(fAround.fStatusBar.panel, nullptr);
 }
 
 TEST_F(AppDelegateTest, DoesNothingWhenAskedForTheStateItHas) {
   Launch();
-  fEnvironment.journal.clear();
   fDelegate->setPanelVisible(false);
-  EXPECT_THAT(fEnvironment.journal, IsEmpty());
+  EXPECT_EQ(fAround.fStatusBar.panelsShown, 0);
   fDelegate->setPanelVisible(true);
   fDelegate->setPanelVisible(true);
-  EXPECT_EQ(fEnvironment.Count("make panel"), 1U);
+  EXPECT_EQ(fAround.fStatusBar.panelsShown, 1);
 }
 
 TEST_F(AppDelegateTest, TogglesThePanelAtEachPressOfTheItem) {
   Launch();
-  fEnvironment.pressItem();
-  EXPECT_TRUE(fDelegate->panelVisible());
-  fEnvironment.pressItem();
-  EXPECT_FALSE(fDelegate->panelVisible());
+  for (int showing = 1; showing <= 3; ++showing) {
+    fAround.fStatusBar.press();
+    EXPECT_NE(fAround.fStatusBar.panel, nullptr);
+    EXPECT_EQ(fAround.fStatusBar.panelsShown, showing) << "each showing has a fresh panel";
+    fAround.fStatusBar.press();
+    EXPECT_EQ(fAround.fStatusBar.panel, nullptr);
+  }
 }
 
 TEST_F(AppDelegateTest, CountsAsHiddenForWhoeverAsksWhileThePanelCloses) {
   Launch();
   fDelegate->setPanelVisible(true);
-  bool visibleInside = true;
-  fEnvironment.onPanelClose = [&] {
-    visibleInside = fDelegate->panelVisible();
+  int closings = 0;
+  fAround.fStatusBar.onPanelClose = [&] {
+    ++closings;
+    EXPECT_FALSE(fAround.fStatusBar.highlighted);
     fDelegate->setPanelVisible(false);
   };
   fDelegate->setPanelVisible(false);
-  EXPECT_FALSE(visibleInside);
-  EXPECT_EQ(fEnvironment.Count("panel closed"), 1U);
+  EXPECT_EQ(closings, 1);
+  fAround.fStatusBar.onPanelClose = {};
+  fDelegate->setPanelVisible(true);
+  EXPECT_NE(fAround.fStatusBar.panel, nullptr);
 }
 
-TEST_F(AppDelegateTest, MakesAFreshPanelAtEachShowing) {
+TEST_F(AppDelegateTest, ClosesAnOpenPanelAtItsEnd) {
   Launch();
-  for (int i = 0; i < 3; ++i) {
-    fDelegate->togglePanel();
-    fDelegate->togglePanel();
-  }
-  EXPECT_EQ(fEnvironment.Count("make panel"), 3U);
-  EXPECT_EQ(fEnvironment.Count("panel gone"), 3U);
+  fDelegate->setPanelVisible(true);
+  fDelegate.reset();
+  EXPECT_EQ(fAround.fStatusBar.panel, nullptr);
+  EXPECT_EQ(fAround.fStatusBar.menu, nullptr);
 }
 
 TEST_F(AppDelegateTest, OpensAUnitsBareAddressAndQuits) {
   Launch();
   fDelegate->openUrl("http://unit.local/");
+  EXPECT_THAT(fAround.fOpener.fUrls, ElementsAre("http://unit.local/"));
+  EXPECT_THAT(fAround.fOpener.fTokens, ElementsAre(""));
+  EXPECT_EQ(fAround.fTerminated, 0);
   fDelegate->quit();
-  EXPECT_THAT(fEnvironment.journal, Contains("open http://unit.local/"));
-  EXPECT_THAT(fEnvironment.journal, Contains("terminate"));
+  EXPECT_EQ(fAround.fTerminated, 1);
+}
+
+TEST_F(AppDelegateTest, OpensThePageOfANotificationThatIsClicked) {
+  Launch();
+  fAround.Publish({Outdated("d", "plexadevice")});
+  ASSERT_EQ(fAround.fCenter.fDelivered.size(), 1U);
+  EXPECT_TRUE(fAround.fCenter.Activate(fAround.fCenter.fDelivered[0]));
+  EXPECT_THAT(fAround.fOpener.fUrls, ElementsAre("http://d.local/#device"));
 }
 
 // --- login item -----------------------------------------------------------
 
-TEST_F(AppDelegateTest, NamesTheLauncherByItsIdentifier) {
+class LoginItemTest : public AppDelegateTest {
+ protected:
+  LoginItemTest() {
+    fAround.fDefaults.fBools["AlreadyRun"] = true;
+    Launch();
+  }
+  std::map<std::string, bool>& Jobs() { return fAround.fLoginItems.fJobs; }
+};
+
+TEST_F(LoginItemTest, IsNamedByTheLaunchersIdentifier) {
   EXPECT_EQ(AppDelegate::getLauncherName(), Identity::kLauncherIdentifier);
 }
 
-TEST_F(AppDelegateTest, ReadsTheLoginItemFromTheSystemEachTime) {
-  Launch();
+TEST_F(LoginItemTest, IsReadFromTheSystemEachTime) {
   EXPECT_FALSE(fDelegate->launchOnLogin());
   EXPECT_FALSE(fDelegate->appInLoginItems());
-  fEnvironment.items.jobs[Identity::kLauncherIdentifier] = true;
+  Jobs()[Identity::kLauncherIdentifier] = true;
   EXPECT_TRUE(fDelegate->launchOnLogin());
   EXPECT_TRUE(fDelegate->appInLoginItems());
 }
 
-TEST_F(AppDelegateTest, ReadsAJobThatIsSwitchedOffAsOffThoughItExists) {
-  Launch();
-  fEnvironment.items.jobs[Identity::kLauncherIdentifier] = false;
+TEST_F(LoginItemTest, ReadsAsOffWhereItExistsSwitchedOff) {
+  Jobs()[Identity::kLauncherIdentifier] = false;
   EXPECT_FALSE(fDelegate->launchOnLogin());
   EXPECT_TRUE(fDelegate->appInLoginItems());
 }
 
-TEST_F(AppDelegateTest, IgnoresJobsOfOthers) {
-  Launch();
-  fEnvironment.items.jobs["example.other.Launcher"] = true;
+TEST_F(LoginItemTest, IsNoneOfTheJobsOfOthers) {
+  Jobs()["example.other.Launcher"] = true;
   EXPECT_FALSE(fDelegate->launchOnLogin());
   EXPECT_FALSE(fDelegate->appInLoginItems());
 }
 
-TEST_F(AppDelegateTest, SwitchesTheLoginItemAndTellsAFailureToTheConsoleOnly) {
-  fEnvironment.defaults.bools["AlreadyRun"] = true;
-  Launch();
+TEST_F(LoginItemTest, IsSwitchedAndAFailureGoesToTheConsoleOnly) {
+  fDelegate->setLaunchOnLogin(true);
+  EXPECT_TRUE(Jobs().at(Identity::kLauncherIdentifier));
   fDelegate->setLaunchOnLogin(false);
-  EXPECT_THAT(fEnvironment.journal, Contains(std::string("disable ") + Identity::kLauncherIdentifier));
-  fEnvironment.items.succeeds = false;
+  EXPECT_FALSE(Jobs().at(Identity::kLauncherIdentifier));
+  fAround.fLoginItems.fSucceeds = false;
   ::testing::internal::CaptureStderr();
   fDelegate->setLaunchOnLogin(true);
   EXPECT_THAT(::testing::internal::GetCapturedStderr(), HasSubstr("Launch On Login failed"));
@@ -546,79 +491,76 @@ TEST_F(AppDelegateTest, SwitchesTheLoginItemAndTellsAFailureToTheConsoleOnly) {
 
 class DriverNoticeTest : public AppDelegateTest {
  protected:
-  const DeviceList::ExtendedDeviceInfo& Entry() const { return fEnvironment.notified.back().at(0); }
+  void Release(const std::string& version) {
+    fAround.fUpdateServer.Reply("/api/device/driver/firmware", 200, R"([{"version":")" + version + R"("}])");
+  }
+  /// Has the poller's answer handed to the main queue.
+  [[nodiscard]] bool AwaitAnswer() const {
+    return Eventually([this] { return fAround.fDriverChanges > 0; });
+  }
 };
 
-TEST_F(DriverNoticeTest, BuildsTheDriversEntry) {
-  fEnvironment.latestDriver = std::string("1.3.0+7");
+TEST_F(DriverNoticeTest, AnnouncesANewerDriverOnTheMainQueue) {
+  Release("1.3.0+7");
   Launch();
+  ASSERT_TRUE(AwaitAnswer());
+  RunMain();
+  ASSERT_THAT(Announced(), ElementsAre("Update Available for Vorn AVB Driver"));
+  const auto& notification = fAround.fCenter.fDelivered[0];
+  EXPECT_EQ(notification.informativeText, "1.3.0");
+  EXPECT_EQ(notification.subject, "driver");
+  EXPECT_EQ(notification.userInfo.at("URL"), Identity::kAVBPage);
+}
+
+TEST_F(DriverNoticeTest, IsSilentAboutTheVersionThatIsInstalled) {
+  Release("1.2.3+4");
+  Launch();
+  ASSERT_TRUE(AwaitAnswer());
+  RunMain();
   fDelegate->maybeNotifyDriver();
-  ASSERT_EQ(fEnvironment.notified.size(), 1U);
-  ASSERT_EQ(fEnvironment.notified[0].size(), 1U);
-  EXPECT_EQ(*Entry().name, "Vorn AVB Driver");
-  EXPECT_EQ(Entry().type, "driver");
-  EXPECT_EQ(Entry().uid, "driver");
-  EXPECT_EQ(Entry().url, Identity::kAVBPage);
-  EXPECT_FALSE(Entry().modelID);
-  EXPECT_EQ(*Entry().firmwareVersion, (FirmwareVersion{1, 2, 3, 4}));
-  EXPECT_EQ(*Entry().latestVersion, (FirmwareVersion{1, 3, 0, 7}));
+  EXPECT_THAT(Announced(), IsEmpty());
 }
 
-TEST_F(DriverNoticeTest, ChecksOnTheMainQueueWhenThePollersAnswerChanges) {
+TEST_F(DriverNoticeTest, IsSilentWithNoticesOffUntilTheyAreSwitchedOn) {
+  fAround.fDefaults.fBools["notify"] = false;
+  Release("9.0.0+0");
   Launch();
-  fEnvironment.driverChanged();
-  EXPECT_THAT(fEnvironment.notified, IsEmpty());
+  ASSERT_TRUE(AwaitAnswer());
   RunMain();
-  EXPECT_EQ(fEnvironment.notified.size(), 1U);
-}
-
-TEST_F(DriverNoticeTest, StaysSilentWithNoticesOffUntilTheyAreSwitchedOn) {
-  fEnvironment.defaults.bools["notify"] = false;
-  fEnvironment.latestDriver = std::string("9.0.0+0");
-  Launch();
-  fEnvironment.driverChanged();
-  RunMain();
-  EXPECT_THAT(fEnvironment.notified, IsEmpty());
+  EXPECT_THAT(Announced(), IsEmpty());
   fDelegate->setNotify(true);
   RunMain();
-  EXPECT_EQ(*Entry().latestVersion, (FirmwareVersion{9, 0, 0, 0}));
+  ASSERT_EQ(fAround.fCenter.fDelivered.size(), 1U);
+  EXPECT_EQ(fAround.fCenter.fDelivered[0].informativeText, "9.0.0");
 }
 
-TEST_F(DriverNoticeTest, LeavesOutVersionsThatCannotBeRead) {
-  fEnvironment.version = "1.2.3";
-  fEnvironment.latestDriver = std::string("newest");
+TEST_F(DriverNoticeTest, IsSilentAboutVersionsThatCannotBeRead) {
+  Release("newest");
   Launch();
+  ASSERT_TRUE(AwaitAnswer());
+  RunMain();
   fDelegate->maybeNotifyDriver();
-  EXPECT_FALSE(Entry().firmwareVersion);
-  EXPECT_FALSE(Entry().latestVersion);
+  EXPECT_THAT(Announced(), IsEmpty());
 }
 
-TEST_F(DriverNoticeTest, LeavesOutTheNewestVersionWhileItIsUnknown) {
+TEST_F(DriverNoticeTest, IsSilentWhereItsOwnVersionCannotBeRead) {
+  fAround.fBundleVersion = "1.2.3";
+  Release("9.0.0+0");
+  Launch();
+  ASSERT_TRUE(AwaitAnswer());
+  RunMain();
+  fDelegate->maybeNotifyDriver();
+  EXPECT_THAT(Announced(), IsEmpty());
+}
+
+TEST_F(DriverNoticeTest, IsSilentWhileTheNewestVersionIsUnknown) {
   Launch();
   fDelegate->maybeNotifyDriver();
-  EXPECT_FALSE(Entry().latestVersion);
+  EXPECT_THAT(Announced(), IsEmpty());
 }
 
 TEST_F(DriverNoticeTest, ReadsTheVersionThatTheBuildGives) {
   EXPECT_TRUE(SlowConvertFromStringAllowRemainder<FirmwareVersion>(Identity::kBundleVersion));
-}
-
-// --- requests from the session bus ----------------------------------------
-
-TEST_F(AppDelegateTest, ShowsThePanelWhenItIsStartedAgain) {
-  Launch();
-  fDelegate->handleActivation({ActivationRequest::Kind::Activate, {}, {}});
-  fDelegate->handleActivation({ActivationRequest::Kind::ShowDevices, {}, {}});
-  EXPECT_TRUE(fDelegate->panelVisible());
-  EXPECT_EQ(fEnvironment.Count("make panel"), 1U);
-}
-
-TEST_F(AppDelegateTest, OnlyOpensThePageWhenItRunsAlready) {
-  Launch();
-  fEnvironment.journal.clear();
-  fDelegate->handleActivation({ActivationRequest::Kind::OpenPage, "http://unit.local/#device", "t"});
-  EXPECT_THAT(fEnvironment.journal, ElementsAre("activate notice http://unit.local/#device t"));
-  EXPECT_FALSE(fDelegate->panelVisible());
 }
 
 }  // namespace

@@ -52,7 +52,7 @@ class Desktop:
         self.errors = folder / "errors"
         for name in ("home", "run", "bin", "services"):
             (folder / name).mkdir(mode=0o700)
-        self._write_browser()
+        self.write_browser(f'printf "%s\\n" "$1" >> {self.opened}')
         self.environment = {
             "HOME": str(self.home),
             "XDG_RUNTIME_DIR": str(folder / "run"),
@@ -68,9 +68,10 @@ class Desktop:
             self._start_screen()
         self._start_bus()
 
-    def _write_browser(self):
+    def write_browser(self, script):
+        """What opens pages from now on."""
         browser = self.folder / "bin" / "xdg-open"
-        browser.write_text(f'#!/bin/sh\nprintf "%s\\n" "$1" >> {self.opened}\n')
+        browser.write_text(f"#!/bin/sh\n{script}\n")
         browser.chmod(0o755)
 
     def _start_screen(self):
@@ -134,6 +135,9 @@ class Desktop:
 
     def is_running(self):
         return self.bus.name_has_owner(NAME)
+
+    def pid(self):
+        return int(self.call_bus("GetConnectionUnixProcessID", NAME, signature="s"))
 
     def call(self, method, *arguments, signature=None):
         return self.bus.call_blocking(NAME, PATH, INTERFACE, method, signature, arguments)

@@ -12,7 +12,6 @@ import dbus
 import pytest
 
 from desktop import DEADLINE, LAUNCHER, NAME, PROGRAM, Desktop, eventually
-from vorndesktop import stays
 
 PAGE = "http://192.0.2.1:8080/#device"
 OTHER_PAGE = "http://192.0.2.2/#device"
@@ -71,7 +70,9 @@ def test_the_launcher_never_shows_the_panel(desktop):
     assert desktop.start(LAUNCHER).wait(10) == 0
     assert desktop.start(LAUNCHER).wait(10) == 0
     assert desktop.start(PROGRAM, DISPLAY=None, VORN_DEVICE_FINDER_AT_LOGIN="1").wait(10) == 0
-    assert stays(lambda: not desktop.panel_is_visible(), 0.5)
+    desktop.activate_action("open-page", PAGE)  # requests are taken up in order
+    assert eventually(lambda: desktop.pages() == [PAGE]), desktop.console()
+    assert not desktop.panel_is_visible()
     assert first.poll() is None
 
 
@@ -201,6 +202,52 @@ def test_a_page_and_the_program_asked_for_at_once_are_both_had(desktop):
     end_by_bus(desktop)
 
 
+# --- pages that fail to open --------------------------------------------------
+
+
+@pytest.fixture(params=["with-display", "without-display"])
+def either(request):
+    yield from made(with_display=request.param == "with-display")
+
+
+def test_a_page_that_fails_to_open_at_a_start_by_the_bus_is_told_to_the_console(either):
+    either.write_browser("exit 4")
+    either.activate_action("open-page", PAGE)
+    assert eventually(lambda: "xdg-open exited with 4" in either.console()), either.console()
+    wait_until_it_has_left(either)
+
+
+def test_a_start_for_one_page_ends_once_the_page_is_open(either):
+    either.write_browser('printf "%s\\n" $PPID > $0.parent; until test -e $0.go; do sleep 0.01; done')
+    either.activate_action("open-page", PAGE)
+    parent = either.folder / "bin" / "xdg-open.parent"
+    assert eventually(lambda: parent.exists() and parent.read_text().strip()), either.console()
+    program = pathlib.Path("/proc") / parent.read_text().strip()
+    assert program.exists(), "it learns what becomes of the page"
+    (either.folder / "bin" / "xdg-open.go").touch()
+    assert eventually(lambda: not program.exists() or is_dead(program))
+
+
+def test_a_page_opened_before_the_program_leaves_no_dead_child(desktop):
+    desktop.write_browser("exit 4")
+    desktop.activate_actions_at_once(("open-page", PAGE), ("show-devices",))
+    assert eventually(desktop.panel_is_visible), desktop.console()
+    assert eventually(lambda: "xdg-open exited with 4" in desktop.console()), desktop.console()
+    assert eventually(lambda: children(desktop.pid()) == []), "none that runs, none that waits for its parent"
+    end_by_bus(desktop)
+
+
+def is_dead(process):
+    try:
+        return "\nState:\tZ" in (process / "status").read_text()
+    except (FileNotFoundError, ProcessLookupError):
+        return True
+
+
+def children(pid):
+    return subprocess.run(["ps", "-o", "pid=", "--ppid", str(pid)], capture_output=True, text=True).stdout.split()
+
+
 def test_a_display_that_has_gone_counts_as_none(bare):
     program = bare.start(DISPLAY=":4242")
     assert program.wait(10) == 1
@@ -244,12 +291,7 @@ def test_the_marks_of_a_start_by_the_bus_are_not_inherited_twice(desktop):
 
 def end_by_bus(desktop):
     """The bus started it, so it is not a child of this process."""
-    pid = desktop.bus.get_unix_process_id(NAME) if hasattr(desktop.bus, "get_unix_process_id") else None
-    if pid is None:
-        pid = desktop.bus.call_blocking(
-            "org.freedesktop.DBus", "/", "org.freedesktop.DBus", "GetConnectionUnixProcessID", "s", (NAME,)
-        )
-    os.kill(int(pid), signal.SIGTERM)
+    os.kill(desktop.pid(), signal.SIGTERM)
     wait_until_it_has_left(desktop)
 
 

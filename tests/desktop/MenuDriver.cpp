@@ -7,14 +7,12 @@
 #include <memory>
 #include <string>
 
-#include "app/DesktopStatusItem.h"
-#include "app/DesktopStatusMenu.h"
-#include "app/DesktopStatusView.h"
 #include "app/Identity.h"
-#include "app/VirtualEntityMenu.h"
+#include "tests/platform/ManualDispatch.h"
 #include "tests/ui/ScriptedOwner.h"
 #include "tests/virtualentity/Scripted.h"
-#include "ui/AccessibleApplication.h"
+#include "ui/TrayStatusBar.h"
+#include "ui/VirtualEntityMenu.h"
 
 namespace {
 
@@ -45,7 +43,6 @@ int main(int argc, char** argv) {
   QApplication::setApplicationName(Identity::kProgram);
   QApplication::setApplicationDisplayName(Identity::kName);
   QApplication::setQuitOnLastWindowClosed(false);
-  vorn::ui::AccessibleApplication::install();
 
   ScriptedLauncher launcher;
   ScriptedServices services;
@@ -54,21 +51,21 @@ int main(int argc, char** argv) {
   for (const auto& service : names.services) {
     capability.fAnswers[service.interfaceName] = vorn::AVBCapability::Answer::kCapable;
   }
-  ScriptedDispatch dispatch;
-  vorn::app::VirtualEntityMenu entity(dispatch, launcher, services, capability,
-                                      {"/bin/sh", "/usr/bin/avbutil", {}, std::chrono::milliseconds(1)});
+  vorn::testing::ManualDispatch queues;
+  const vorn::AVBTool tool{"/bin/sh", "/usr/bin/avbutil", {}, std::chrono::milliseconds(1)};
+  vorn::ui::VirtualEntityMenu entity(
+      std::make_shared<vorn::MacVirtualEntity>(queues, launcher, services, capability, tool), queues);
 
   vorn::ui::ScriptedOwner owner;
   owner.publish(names.units);
-  vorn::app::DesktopStatusItem item(19);
-  const vorn::app::DesktopStatusView view(item);
-  const vorn::app::DesktopStatusMenu menu(owner, item, [] { return DeviceList::DiscoveryHint::kNone; });
-  const auto entry = std::make_shared<QAction>(QLatin1String(vorn::app::VirtualEntity::kMenuItemTitle));
-  entity.setFVirtualEntityMenuItem(entry);
-  entity.EnumerateAVBInterfaces();
-  entity.installSubmenus();
-  owner.fListeners.front()->menu()->addAction(entry.get());
-  const int status = QApplication::exec();
-  entity.setFVirtualEntityMenuItem(nullptr);
-  return status;
+  const auto identifier = QString::fromLatin1(Identity::kIdentifier);
+  vorn::ui::TrayStatusBar bar(
+      {{identifier + "-symbolic", identifier + "-inactive-symbolic", QString::fromUtf8(Identity::kName)},
+       identifier},
+      19, {[] { return DeviceList::DiscoveryHint::kNone; }, [] { return false; }});
+  bar.offerMenu(owner);
+  entity.addTo(*owner.fListeners.front()->menu());
+  queues.RunBackground();
+  queues.RunMain();
+  return QApplication::exec();
 }

@@ -243,18 +243,20 @@ TEST_F(DeviceListControllerTest, OpensTheBareUrlByteForByte) {
 TEST_F(DeviceListControllerTest, SaysBelowTheListWhyItMayBeEmpty) {
   open({});
   EXPECT_EQ(hint(), "");
-  fOwner.fController->setHint(DeviceList::DiscoveryHint::kStillLooking);
+  fOwner.fController->setHint({DeviceList::DiscoveryHint::kStillLooking});
   EXPECT_TRUE(hint().startsWith("Still looking"));
   fOwner.publish(kThree);
   EXPECT_EQ(hint(), "");
-  fOwner.fController->setHint(DeviceList::DiscoveryHint::kResponderAbsent);
+  fOwner.fController->setHint({DeviceList::DiscoveryHint::kResponderAbsent});
   EXPECT_EQ(hint(), "The discovery service (Avahi) is not running.");
-  fOwner.fController->setHint(DeviceList::DiscoveryHint::kResponderSilent);
+  fOwner.fController->setHint({DeviceList::DiscoveryHint::kResponderSilent});
   EXPECT_EQ(hint(), "The discovery service (Avahi) does not answer.");
-  fOwner.fController->setHint(DeviceList::DiscoveryHint::kNoNetwork);
+  fOwner.fController->setHint({DeviceList::DiscoveryHint::kNoNetwork});
   EXPECT_EQ(hint(), "There is no network connection.");
   EXPECT_EQ(table()->model()->rowCount(), 3);
-  fOwner.fController->setHint(DeviceList::DiscoveryHint::kNone);
+  fOwner.fController->setHint({DeviceList::DiscoveryHint::kNoNetwork, true});
+  EXPECT_EQ(hint(), "The page could not be opened in a browser.");
+  fOwner.fController->setHint({});
   EXPECT_EQ(hint(), "");
 }
 

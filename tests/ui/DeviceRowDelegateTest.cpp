@@ -42,7 +42,7 @@ void ExpectNear(const QColor& a, const QColor& b) {
   EXPECT_EQ(a.alpha(), 255);
 }
 
-TEST(CustomHighlightRowView, HasItsIdentifierAndTheNormalColour) {
+TEST(CustomHighlightRowViewTest, HasItsIdentifierAndTheNormalColour) {
   EXPECT_STREQ(CustomHighlightRowView::kIdentifier, "RowView");
   const CustomHighlightRowView view;
   EXPECT_EQ(view.highlightColor(), CustomHighlightRowView::normalColor());
@@ -53,14 +53,14 @@ TEST(CustomHighlightRowView, HasItsIdentifierAndTheNormalColour) {
   EXPECT_NEAR(CustomHighlightRowView::pressedColor().alphaF(), 0.3, 1e-4);
 }
 
-TEST(CustomHighlightRowView, DrawsTheRowsBackgroundAndItsColourOverTheSelection) {
+TEST(CustomHighlightRowViewTest, DrawsTheRowsBackgroundAndItsColourOverTheSelection) {
   CustomHighlightRowView view;
   ExpectNear(Drawn(view), Over(0.15));
   view.setHighlightColor(CustomHighlightRowView::pressedColor());
   ExpectNear(Drawn(view), Over(0.3));
 }
 
-TEST(CustomHighlightRowView, DrawsNothingWithoutTheRegularStyle) {
+TEST(CustomHighlightRowViewTest, DrawsNothingWithoutTheRegularStyle) {
   CustomHighlightRowView view;
   view.setSelectionStyle(CustomHighlightRowView::SelectionStyle::None);
   EXPECT_EQ(Drawn(view), kStyles);

@@ -6,12 +6,12 @@
 namespace vorn::ui {
 namespace {
 
-TEST(DeviceWords, LeavesOutABuildNumberOfZeroOnly) {
+TEST(DeviceWordsTest, LeavesOutABuildNumberOfZeroOnly) {
   EXPECT_EQ(versionWords({1, 4, 2, 0}), "1.4.2");
   EXPECT_EQ(versionWords({1, 4, 2, 7}), "1.4.2+7");
 }
 
-TEST(DeviceWords, MakeOneSentenceOfWhatIsKnown) {
+TEST(DeviceWordsTest, MakeOneSentenceOfWhatIsKnown) {
   EXPECT_EQ(rowSentence(Device("Studio A", {1, 3, 0, 0}, {1, 4, 2, 0})),
             "Studio A, audio interface, firmware 1.3.0, update 1.4.2 available");
   EXPECT_EQ(rowSentence(Device("Studio A", {1, 4, 2, 0}, {1, 4, 2, 0})),
@@ -24,13 +24,13 @@ TEST(DeviceWords, MakeOneSentenceOfWhatIsKnown) {
   EXPECT_EQ(rowSentence(nameless), "(unnamed), audio interface");
 }
 
-TEST(DeviceWords, NameAnUpdateWithoutItsBuildNumber) {
+TEST(DeviceWordsTest, NameAnUpdateWithoutItsBuildNumber) {
   const DeviceList::ExtendedDeviceInfo info = Device("Studio A", {1, 4, 0, 290}, {1, 4, 2, 311});
   EXPECT_EQ(updateWords(info), "update 1.4.2 available");
   EXPECT_EQ(rowSentence(info), "Studio A, audio interface, firmware 1.4.0+290, update 1.4.2 available");
 }
 
-TEST(DeviceWords, SayNoUpdateWhileAVersionIsMissing) {
+TEST(DeviceWordsTest, SayNoUpdateWhileAVersionIsMissing) {
   DeviceList::ExtendedDeviceInfo info = Device("a", {1, 0, 0, 0}, {2, 0, 0, 0});
   EXPECT_EQ(updateWords(info), "update 2.0.0 available");
   info.firmwareVersion.reset();

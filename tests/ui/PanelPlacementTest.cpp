@@ -27,9 +27,9 @@ std::ostream& operator<<(std::ostream& stream, const Case& c) {
   return stream << c.name;
 }
 
-class PanelPlacement : public testing::TestWithParam<Case> {};
+class PanelPlacementTest : public testing::TestWithParam<Case> {};
 
-TEST_P(PanelPlacement, PutsThePanelThere) {
+TEST_P(PanelPlacementTest, PutsThePanelThere) {
   const QPoint origin = panelOrigin(GetParam().request);
   EXPECT_EQ(origin.x(), GetParam().expected.x());
   EXPECT_EQ(origin.y(), GetParam().expected.y());
@@ -97,14 +97,14 @@ const std::vector<Case> kCases{
     {"NoScreenAtAll", {kPanel, {1000, 4, 22, 22}, {}, {}}, {0, 0}},
 };
 
-INSTANTIATE_TEST_SUITE_P(Table, PanelPlacement, testing::ValuesIn(kCases),
+INSTANTIATE_TEST_SUITE_P(Table, PanelPlacementTest, testing::ValuesIn(kCases),
                          [](const auto& tested) { return tested.param.name; });
 
 QRect Free(const QRect& screen, const std::vector<ReservedArea>& areas, qreal ratio = 1) {
   return withoutReservedAreas({screen, screen}, ratio, areas);
 }
 
-TEST(ReservedAreas, AreTakenOffTheEdgeTheyHangOn) {
+TEST(ReservedAreasTest, AreTakenOffTheEdgeTheyHangOn) {
   EXPECT_EQ(Free(kScreen, {{Qt::TopEdge, {0, 0, 1920, 30}}}), QRect(0, 30, 1920, 1050));
   EXPECT_EQ(Free(kScreen, {{Qt::BottomEdge, {0, 1050, 1920, 30}}}), QRect(0, 0, 1920, 1050));
   EXPECT_EQ(Free(kScreen, {{Qt::LeftEdge, {0, 0, 48, 1080}}}), QRect(48, 0, 1872, 1080));
@@ -113,20 +113,20 @@ TEST(ReservedAreas, AreTakenOffTheEdgeTheyHangOn) {
       << "whatever their shape";
 }
 
-TEST(ReservedAreas, AddUpOnSeveralEdgesAndNotOnOne) {
+TEST(ReservedAreasTest, AddUpOnSeveralEdgesAndNotOnOne) {
   EXPECT_EQ(Free(kScreen, {{Qt::TopEdge, {0, 0, 1920, 30}}, {Qt::TopEdge, {0, 0, 1920, 20}}}),
             QRect(0, 30, 1920, 1050));
   EXPECT_EQ(Free(kScreen, {{Qt::TopEdge, {0, 0, 1920, 30}}, {Qt::LeftEdge, {0, 30, 48, 1050}}}),
             QRect(48, 30, 1872, 1050));
 }
 
-TEST(ReservedAreas, TheToolkitKnowsOfAreNotTakenOffTwice) {
+TEST(ReservedAreasTest, TheToolkitKnowsOfAreNotTakenOffTwice) {
   const QRect usable(0, 30, 1920, 1050);
   EXPECT_EQ(withoutReservedAreas({kScreen, usable}, 1, {{Qt::TopEdge, {0, 0, 1920, 30}}}), usable);
   EXPECT_EQ(withoutReservedAreas({kScreen, usable}, 1, {}), usable);
 }
 
-TEST(ReservedAreas, OfOtherScreensDoNotCount) {
+TEST(ReservedAreasTest, OfOtherScreensDoNotCount) {
   EXPECT_EQ(Free(kScreen, {{Qt::TopEdge, {1920, 0, 1280, 30}}}), kScreen);
   // A bar at the foot of the upper of two screens reserves everything below it.
   const QRect lower(0, 1080, 1920, 1080);
@@ -135,7 +135,7 @@ TEST(ReservedAreas, OfOtherScreensDoNotCount) {
   EXPECT_EQ(Free(lower, {foot}), lower);
 }
 
-TEST(ReservedAreas, OfADockBetweenTwoScreensAreTakenOffItsOwn) {
+TEST(ReservedAreasTest, OfADockBetweenTwoScreensAreTakenOffItsOwn) {
   const QRect lower(1920, 0, 1280, 1024);
   const ReservedArea dockOnTheRight{Qt::LeftEdge, {0, 0, 1968, 1024}};
   EXPECT_EQ(Free(kScreen, {dockOnTheRight}), kScreen) << "shorter than the screen that it crosses";
@@ -147,7 +147,7 @@ TEST(ReservedAreas, OfADockBetweenTwoScreensAreTakenOffItsOwn) {
   EXPECT_EQ(Free(left, {dockOnTheLeft}), QRect(0, 0, 1232, 1024));
 }
 
-TEST(ReservedAreas, OnAScaledScreenAreRoundedUp) {
+TEST(ReservedAreasTest, OnAScaledScreenAreRoundedUp) {
   const QRect twice(0, 0, 960, 540);
   EXPECT_EQ(Free(twice, {{Qt::TopEdge, {0, 0, 1920, 60}}}, 2), QRect(0, 30, 960, 510));
   EXPECT_EQ(Free(twice, {{Qt::BottomEdge, {0, 1019, 1920, 61}}}, 2), QRect(0, 0, 960, 509));
@@ -155,7 +155,7 @@ TEST(ReservedAreas, OnAScaledScreenAreRoundedUp) {
             QRect(1920, 21, 1280, 699));
 }
 
-TEST(ReservedAreas, ThatLeaveNothingAreIgnored) {
+TEST(ReservedAreasTest, ThatLeaveNothingAreIgnored) {
   EXPECT_EQ(Free(kScreen, {{Qt::TopEdge, {0, 0, 1920, 700}}, {Qt::BottomEdge, {0, 600, 1920, 480}}}),
             QRect(0, 700, 1920, 380));
 }

@@ -181,7 +181,7 @@ class NotedRows : public DeviceRowDelegate {
   std::multiset<int>& fPainted;
 };
 
-class PanelRepaint : public PanelFixture {
+class RowRepaintTest : public PanelFixture {
  protected:
   void watch() {
     table()->setItemDelegate(new NotedRows(table(), fPainted));
@@ -192,7 +192,7 @@ class PanelRepaint : public PanelFixture {
   std::multiset<int> fPainted;
 };
 
-TEST_F(PanelRepaint, OneChangedDeviceRepaintsItsRowOnly) {
+TEST_F(RowRepaintTest, OneChangedDeviceRepaintsItsRowOnly) {
   open(Devices(30));
   watch();
   List list = Devices(30);
@@ -202,7 +202,7 @@ TEST_F(PanelRepaint, OneChangedDeviceRepaintsItsRowOnly) {
   EXPECT_THAT(fPainted, ElementsAre(4));
 }
 
-TEST_F(PanelRepaint, ChangedSpansRepaintTheirRowsOnly) {
+TEST_F(RowRepaintTest, ChangedSpansRepaintTheirRowsOnly) {
   open(Devices(30));
   watch();
   List list = Devices(30);
@@ -212,7 +212,7 @@ TEST_F(PanelRepaint, ChangedSpansRepaintTheirRowsOnly) {
   EXPECT_THAT(fPainted, ElementsAre(1, 2, 6));
 }
 
-TEST_F(PanelRepaint, TheSameListRepaintsNothing) {
+TEST_F(RowRepaintTest, TheSameListRepaintsNothing) {
   open(Devices(30));
   watch();
   for (int i = 0; i < 20; ++i) {
@@ -222,7 +222,7 @@ TEST_F(PanelRepaint, TheSameListRepaintsNothing) {
   EXPECT_THAT(fPainted, IsEmpty());
 }
 
-TEST_F(PanelRepaint, AChangeOutsideTheViewportRepaintsNothing) {
+TEST_F(RowRepaintTest, AChangeOutsideTheViewportRepaintsNothing) {
   open(Devices(1000));
   watch();
   List list = Devices(1000);
@@ -233,7 +233,7 @@ TEST_F(PanelRepaint, AChangeOutsideTheViewportRepaintsNothing) {
 }
 
 // Twenty lists a second for three seconds, as one unit's firmware flaps.
-TEST_F(PanelRepaint, FrequentListsKeepHoverSelectionAndScrollPositionWithoutFlicker) {
+TEST_F(RowRepaintTest, FrequentListsKeepHoverSelectionAndScrollPositionWithoutFlicker) {
   open(Devices(1000));
   table()->verticalScrollBar()->setValue(5000);
   settle();
@@ -255,7 +255,7 @@ TEST_F(PanelRepaint, FrequentListsKeepHoverSelectionAndScrollPositionWithoutFlic
 }
 
 // A device that comes and goes above the viewport moves neither the rows that are seen nor the hover.
-TEST_F(PanelRepaint, FlappingAboveTheViewportMovesNothing) {
+TEST_F(RowRepaintTest, FlappingAboveTheViewportMovesNothing) {
   open(Devices(300));
   table()->verticalScrollBar()->setValue(4000);
   settle();
@@ -272,7 +272,7 @@ TEST_F(PanelRepaint, FlappingAboveTheViewportMovesNothing) {
   }
 }
 
-TEST_F(PanelRepaint, AThousandRowsPaintOnlyWhatIsSeen) {
+TEST_F(RowRepaintTest, AThousandRowsPaintOnlyWhatIsSeen) {
   open(Devices(1000));
   watch();
   for (int value = 0; value < 36000; value += 600) {

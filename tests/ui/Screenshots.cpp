@@ -54,7 +54,7 @@ class Photographer {
     ScriptedOwner owner;
     owner.fList = list;
     owner.setPanelVisible(true);
-    owner.fController->setHint(hint);
+    owner.fController->setHint({hint});
     if (!isShown(owner.fController->panel())) return false;
     ReturnIsDoubleClickTableView* table = owner.table();
     if (pressed) {

@@ -1,7 +1,5 @@
 #pragma once
 
-#include <QAction>
-#include <QMenu>
 #include <algorithm>
 #include <memory>
 #include <string>
@@ -50,9 +48,6 @@ class ScriptedOwner : public PanelOwner {
   void setShowSwitches(bool shown) override { fSwitches = shown; }
   bool notify() override { return fNotify; }
   void setNotify(bool enabled) override { fNotify = enabled; }
-  void toggleMacVirtualEntity(QAction* sender) override {
-    fToggledEntities.push_back(sender->text().toStdString() + (sender->isChecked() ? " was on" : " was off"));
-  }
   void openUrl(const std::string& url) override { fOpened.push_back(url); }
   void quit() override { ++fQuits; }
 
@@ -69,7 +64,6 @@ class ScriptedOwner : public PanelOwner {
   std::unique_ptr<DeviceListWindowController> fController;
   std::vector<bool> fVisibleRequests;
   std::vector<std::string> fOpened;
-  std::vector<std::string> fToggledEntities;
   int fDeactivations = 0;
   int fQuits = 0;
   int fSettingsRead = 0;

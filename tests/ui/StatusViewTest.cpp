@@ -58,7 +58,7 @@ QImage Drawn(StatusView& view, qreal ratio = 1) {
   return image;
 }
 
-TEST(StatusView, IsAsWideAsTheItemAndAsHighAsTheBar) {
+TEST(StatusViewTest, IsAsWideAsTheItemAndAsHighAsTheBar) {
   ScriptedItem item(false);
   const StatusView view(&item);
   EXPECT_EQ(view.geometry(), QRect(0, 0, 19, 22));
@@ -68,7 +68,7 @@ TEST(StatusView, IsAsWideAsTheItemAndAsHighAsTheBar) {
   EXPECT_FALSE(view.active());
 }
 
-TEST(StatusView, IsInstalledInTheViewForm) {
+TEST(StatusViewTest, IsInstalledInTheViewForm) {
   ScriptedItem item(false);
   StatusView view(&item);
   EXPECT_EQ(item.fView, &view);
@@ -81,7 +81,7 @@ TEST(StatusView, IsInstalledInTheViewForm) {
   EXPECT_FALSE(item.fAction);
 }
 
-TEST(StatusView, PassesEverythingToTheButtonAndIsNeverInstalledThere) {
+TEST(StatusViewTest, PassesEverythingToTheButtonAndIsNeverInstalledThere) {
   ScriptedItem item(true);
   StatusView view(&item);
   EXPECT_EQ(item.fImage, "MenuIcon");
@@ -102,7 +102,7 @@ TEST(StatusView, PassesEverythingToTheButtonAndIsNeverInstalledThere) {
   EXPECT_EQ(view.statusWindow(), nullptr);
 }
 
-TEST(StatusView, MovesToTheViewFormWhenTheHostTurnsOutToBeOne) {
+TEST(StatusViewTest, MovesToTheViewFormWhenTheHostTurnsOutToBeOne) {
   ScriptedItem item(true);
   StatusView view(&item);
   EXPECT_EQ(item.fView, nullptr);
@@ -110,7 +110,7 @@ TEST(StatusView, MovesToTheViewFormWhenTheHostTurnsOutToBeOne) {
   EXPECT_EQ(item.fView, &view);
 }
 
-TEST(StatusView, PressSendsTheActionOnceTargetAndActionAreSet) {
+TEST(StatusViewTest, PressSendsTheActionOnceTargetAndActionAreSet) {
   ScriptedItem item(false);
   StatusView view(&item);
   int presses = 0;
@@ -128,7 +128,7 @@ TEST(StatusView, PressSendsTheActionOnceTargetAndActionAreSet) {
   EXPECT_EQ(presses, 2);
 }
 
-TEST(StatusView, OnlyTheLeftButtonPresses) {
+TEST(StatusViewTest, OnlyTheLeftButtonPresses) {
   ScriptedItem item(false);
   StatusView view(&item);
   QObject target;
@@ -143,7 +143,7 @@ TEST(StatusView, OnlyTheLeftButtonPresses) {
   EXPECT_EQ(presses, 1);
 }
 
-TEST(StatusView, PressDoesNothingOnceTheTargetIsGone) {
+TEST(StatusViewTest, PressDoesNothingOnceTheTargetIsGone) {
   ScriptedItem item(false);
   StatusView view(&item);
   int presses = 0;
@@ -155,7 +155,7 @@ TEST(StatusView, PressDoesNothingOnceTheTargetIsGone) {
   EXPECT_EQ(presses, 0);
 }
 
-TEST(StatusView, KeepsWhatItWasGiven) {
+TEST(StatusViewTest, KeepsWhatItWasGiven) {
   ScriptedItem item(true);
   StatusView view(&item);
   QObject target;
@@ -169,7 +169,7 @@ TEST(StatusView, KeepsWhatItWasGiven) {
   EXPECT_EQ(item.fImage, "badge");
 }
 
-TEST(StatusView, IsInItsOwnWindowInTheViewForm) {
+TEST(StatusViewTest, IsInItsOwnWindowInTheViewForm) {
   ScriptedItem item(false);
   StatusView view(&item);
   EXPECT_EQ(view.statusWindow(), nullptr);
@@ -178,7 +178,7 @@ TEST(StatusView, IsInItsOwnWindowInTheViewForm) {
   EXPECT_EQ(view.statusWindow(), view.windowHandle());
 }
 
-TEST(StatusView, SurvivesItsItem) {
+TEST(StatusViewTest, SurvivesItsItem) {
   auto item = std::make_unique<ScriptedItem>(false);
   StatusView view(item.get());
   item.reset();
@@ -188,7 +188,7 @@ TEST(StatusView, SurvivesItsItem) {
   EXPECT_FALSE(Drawn(view).isNull());
 }
 
-TEST(StatusView, TellsWhenItsLookChanges) {
+TEST(StatusViewTest, TellsWhenItsLookChanges) {
   ScriptedItem item(false);
   StatusView view(&item);
   QSignalSpy changes(&view, &StatusView::needsDisplay);
@@ -203,7 +203,7 @@ TEST(StatusView, TellsWhenItsLookChanges) {
   EXPECT_EQ(changes.count(), 4);
 }
 
-TEST(StatusView, DrawsTheBarsBackgroundBelowTheImage) {
+TEST(StatusViewTest, DrawsTheBarsBackgroundBelowTheImage) {
   ScriptedItem item(false);
   StatusView view(&item);
   EXPECT_EQ(Drawn(view).pixelColor(0, 0), kBar);
@@ -212,7 +212,7 @@ TEST(StatusView, DrawsTheBarsBackgroundBelowTheImage) {
   EXPECT_EQ(Drawn(view).pixelColor(18, 21), kBarHighlighted);
 }
 
-TEST(StatusView, CentresTheImageWithoutRounding) {
+TEST(StatusViewTest, CentresTheImageWithoutRounding) {
   ScriptedItem item(false);
   StatusView view(&item);
   view.setActive(true);
@@ -237,7 +237,7 @@ TEST(StatusView, CentresTheImageWithoutRounding) {
   EXPECT_LE(right, 34);
 }
 
-TEST(StatusView, DrawsAtHalfOpacityWhileNotActive) {
+TEST(StatusViewTest, DrawsAtHalfOpacityWhileNotActive) {
   ScriptedItem item(false);
   StatusView view(&item);
   view.setActive(true);
@@ -259,7 +259,7 @@ TEST(StatusView, DrawsAtHalfOpacityWhileNotActive) {
   EXPECT_GT(compared, 500);
 }
 
-TEST(StatusView, ImageCanBeReadOnLightAndDarkBars) {
+TEST(StatusViewTest, ImageCanBeReadOnLightAndDarkBars) {
   for (const QColor bar : {QColor(Qt::white), QColor(Qt::black)}) {
     QImage image(24, 24, QImage::Format_ARGB32_Premultiplied);
     image.fill(bar);
@@ -276,7 +276,7 @@ TEST(StatusView, ImageCanBeReadOnLightAndDarkBars) {
   }
 }
 
-TEST(TemplateImage, ResourcesHoldEveryImageUnderItsName) {
+TEST(TemplateImageTest, ResourcesHoldEveryImageUnderItsName) {
   for (const char* name : {"MenuIcon", "plexadevice", "plexahost", "plexaswitch", "badge", "settings"}) {
     const TemplateImage image(name, {24, 24});
     ASSERT_TRUE(image.exists()) << name;

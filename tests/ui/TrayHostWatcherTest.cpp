@@ -186,7 +186,7 @@ TEST_F(TrayHostWatcherTest, StillTakesTheNewerHostAfterTheGracePeriod) {
   EXPECT_EQ(fFound.front(), TrayForm::Button);
 }
 
-TEST(TrayHostWatcherWithoutBus, LooksForTheOlderTrayAtOnce) {
+TEST(TrayHostWatcherWithoutBusTest, LooksForTheOlderTrayAtOnce) {
   TrayHostWatcher tested(QDBusConnection("no such connection"), [] { return true; }, {60s, 60s});
   QSignalSpy found(&tested, &TrayHostWatcher::hostFound);
   tested.start();
@@ -194,7 +194,7 @@ TEST(TrayHostWatcherWithoutBus, LooksForTheOlderTrayAtOnce) {
   EXPECT_TRUE(QTest::qWaitFor([&] { return found.count() == 1; }, kDeadline));
 }
 
-TEST(TrayHostWatcherWithoutBus, WithoutX11FindsNothingAndDoesNotPoll) {
+TEST(TrayHostWatcherWithoutBusTest, WithoutX11FindsNothingAndDoesNotPoll) {
   TrayHostWatcher tested(QDBusConnection("no such connection"), nullptr, {1ms, 1ms});
   QSignalSpy found(&tested, &TrayHostWatcher::hostFound);
   tested.start();

@@ -63,26 +63,26 @@ TEST_F(TrayStatusItemTest, IsAsLongAsItIsTold) {
 }
 
 /// What holds in both forms.
-class TrayStatusItemForms : public TrayStatusItemTest, public testing::WithParamInterface<TrayForm> {
+class TrayStatusItemFormsTest : public TrayStatusItemTest, public testing::WithParamInterface<TrayForm> {
  protected:
-  TrayStatusItemForms() { fItem.attach(GetParam()); }
+  TrayStatusItemFormsTest() { fItem.attach(GetParam()); }
 };
 
-INSTANTIATE_TEST_SUITE_P(Both, TrayStatusItemForms, testing::Values(TrayForm::Button, TrayForm::View));
+INSTANTIATE_TEST_SUITE_P(Both, TrayStatusItemFormsTest, testing::Values(TrayForm::Button, TrayForm::View));
 
-TEST_P(TrayStatusItemForms, SendAPressToTheAction) {
+TEST_P(TrayStatusItemFormsTest, SendAPressToTheAction) {
   EXPECT_EQ(fItem.hasButton(), GetParam() == TrayForm::Button);
   activate(QSystemTrayIcon::Trigger);
   EXPECT_EQ(fPresses, 1);
 }
 
-TEST_P(TrayStatusItemForms, SendNothingWithoutATarget) {
+TEST_P(TrayStatusItemFormsTest, SendNothingWithoutATarget) {
   fView.setTarget(nullptr);
   activate(QSystemTrayIcon::Trigger);
   EXPECT_EQ(fPresses, 0);
 }
 
-TEST_P(TrayStatusItemForms, KnowThePressOnlyWhileItIsHandled) {
+TEST_P(TrayStatusItemFormsTest, KnowThePressOnlyWhileItIsHandled) {
   PressPlace seen;
   fView.setAction([&] { seen = fItem.press(); });
   fPlace = {QPoint(300, 5), QPoint(900, 10)};

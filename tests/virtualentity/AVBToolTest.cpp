@@ -1,289 +1,75 @@
-// The control against a real tool: scripts in a folder that leads the PATH.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
-#include <chrono>
-#include <filesystem>
-#include <fstream>
-#include <future>
-#include <iterator>
-
-#include "foundation/RunLoop.h"
-#include "platform/linux/dispatch/DispatchLinux.h"
-#include "platform/linux/processes/ChildProcessLauncherLinux.h"
-#include "tests/support/Eventually.h"
-#include "tests/support/OpenDescriptors.h"
-#include "tests/support/Processes.h"
-#include "tests/support/TemporaryFolder.h"
-#include "tests/virtualentity/Scripted.h"
-#include "virtualentity/MacVirtualEntity.h"
+#include "virtualentity/AVBTool.h"
 
 namespace {
 
-using namespace std::chrono_literals;
-using vorn::testing::Eventually;
-using Clock = std::chrono::steady_clock;
 using testing::ElementsAre;
 using testing::IsEmpty;
-using vorn::testing::Eventually;
-using Items = std::vector<vorn::MenuDescription::Item>;
+using vorn::ChildOutput;
+using vorn::ReadActiveInterfaces;
+using Names = std::vector<std::string>;
 
-// Whether the process that a script wrote down, if it came so far, is gone.
-bool IsGone(const std::string& process) {
-  return process.empty() || Eventually([&] { return !IsAlive(std::stoi(process)); });
+Names Read(const std::string& output) {
+  const auto names = ReadActiveInterfaces({output, "", false, false});
+  EXPECT_TRUE(names);
+  return names ? *names : Names{"not usable"};
 }
 
-class AVBToolTest : public testing::Test {
- protected:
-  AVBToolTest() {
-    fTool.path = fFolder.Path() / "avbutil";
-    fTool.environment["PATH"] = fFolder.Path().string() + ":/usr/bin:/bin";
-    fTool.environment["FOLDER"] = fFolder.Path().string();
-    fTool.patience = 3s;  // for loaded machines; where the tool is late anyway, tests shorten it
-    fServices.fServices = std::vector<vorn::NetworkService>{{"Ethernet", "en0"}, {"Stage", "en5"}};
-    fCapability.fAnswers = {{"en0", vorn::AVBCapability::Answer::kCapable},
-                            {"en5", vorn::AVBCapability::Answer::kCapable}};
-  }
-  ~AVBToolTest() override {
-    fDispatch.reset();
-    EXPECT_FALSE(HasAnyChild());
-  }
-
-  void Script(const std::string& body) {
-    std::ofstream(fTool.path) << "#!/bin/sh\n" << body << "\n";
-    std::filesystem::permissions(fTool.path, std::filesystem::perms::owner_all);
-  }
-
-  std::unique_ptr<vorn::MacVirtualEntity> Make() {
-    auto entity =
-        std::make_unique<vorn::MacVirtualEntity>(*fDispatch, fLauncher, fServices, fCapability, fTool);
-    entity->SetVirtualEntityMenuItem(fItem);
-    return entity;
-  }
-
-  std::string Read(const std::string& name) {
-    std::ifstream file(fFolder.Path() / name);
-    return {std::istreambuf_iterator<char>(file), {}};
-  }
-
-  vorn::testing::TemporaryFolder fFolder;
-  vorn::AVBTool fTool;
-  vorn::ChildProcessLauncherLinux fLauncher;
-  ScriptedServices fServices;
-  ScriptedCapability fCapability;
-  std::unique_ptr<vorn::DispatchLinux> fDispatch =
-      std::make_unique<vorn::DispatchLinux>(vorn::PollRunLoop::Current());
-  std::shared_ptr<vorn::MenuItemDescription> fItem = std::make_shared<vorn::MenuItemDescription>("Launch");
-};
-
-TEST_F(AVBToolTest, ShowsWhatTheToolLists) {
-  Script(R"([ "$*" = "--virtual-audio list" ] || exit 9
-printf 'AVB tool 1.0\nEnabled on interface\n\ten0\n\n en7 \n')");
-  const auto entity = Make();
-  EXPECT_TRUE(entity->EnumerateAVBInterfaces());
-  EXPECT_THAT(entity->EnabledAVBInterfaces(), ElementsAre("en0", "", "en7"));
-  ASSERT_TRUE(fItem->Submenu());
-  EXPECT_EQ(fItem->Submenu()->items, (Items{{"Ethernet:en0", true}, {"Stage:en5", false}}));
+TEST(AVBToolTest, AsksTheShellForTheLinesAfterTheHeading) {
+  const auto request = vorn::ActiveInterfacesRequest({});
+  EXPECT_EQ(request.program, "/bin/sh");
+  EXPECT_THAT(request.arguments,
+              ElementsAre("-c", "avbutil --virtual-audio list | awk 'f;/interface/{f=1}'"));
+  EXPECT_EQ(request.streams, vorn::ChildProcessRequest::Streams::kCollect);
 }
 
-TEST_F(AVBToolTest, TakesAnAnswerWithoutAHeadingForAnEmptyOne) {
-  Script("echo en0");
-  const auto entity = Make();
-  EXPECT_TRUE(entity->EnumerateAVBInterfaces());
-  EXPECT_THAT(entity->EnabledAVBInterfaces(), IsEmpty());
+TEST(AVBToolTest, ReadsOneNameALine) {
+  EXPECT_THAT(Read("en0\nen5\n"), ElementsAre("en0", "en5"));
 }
 
-TEST_F(AVBToolTest, RefusesAnAnswerWithAComplaint) {
-  Script("printf 'interface\\nen0\\n'; echo warning >&2");
-  EXPECT_FALSE(Make()->EnumerateAVBInterfaces());
-  EXPECT_FALSE(fItem->Submenu());
+TEST(AVBToolTest, ReadsNothingFromNothing) {
+  EXPECT_THAT(Read(""), IsEmpty());
 }
 
-TEST_F(AVBToolTest, RefusesAMissingTool) {
-  EXPECT_FALSE(Make()->EnumerateAVBInterfaces());
+TEST(AVBToolTest, KeepsBlankLinesAsEmptyNames) {
+  EXPECT_THAT(Read("en0\n\n \t\nen5\n"), ElementsAre("en0", "", "", "en5"));
+  EXPECT_THAT(Read("\n"), ElementsAre(""));
+  EXPECT_THAT(Read("en0\n\n"), ElementsAre("en0", ""));
 }
 
-TEST_F(AVBToolTest, RefusesAMissingShellAtOnce) {
-  fTool.shell = "/nonexistent/sh";
-  fTool.patience = 1h;
-  EXPECT_FALSE(Make()->EnumerateAVBInterfaces());
+TEST(AVBToolTest, TrimsSpacesAndTabsAndNothingElse) {
+  EXPECT_THAT(Read("\t en0 \t\n  en 5\nen6\r\n"), ElementsAre("en0", "en 5", "en6\r"));
 }
 
-TEST_F(AVBToolTest, EndsAToolThatHangs) {
-  Script("echo $$ >$FOLDER/pid; printf 'interface\\nen0\\n'; sleep 1000");
-  fTool.patience = 1s;
-  EXPECT_FALSE(Make()->EnumerateAVBInterfaces());
-  EXPECT_TRUE(IsGone(Read("pid")));
+TEST(AVBToolTest, DropsTheLastCharacterWhateverItIs) {
+  EXPECT_THAT(Read("en0\nen5"), ElementsAre("en0", "en"));
+  EXPECT_THAT(Read("en0\u00e9"), ElementsAre("en0"));
+  EXPECT_THAT(Read("x"), ElementsAre(""));
 }
 
-TEST_F(AVBToolTest, EndsAToolThatClosedItsOutputButLivesOn) {
-  Script("printf 'interface\\nen0\\n'; exec >&- 2>&-; exec sleep 1000");
-  fTool.patience = 1s;
-  EXPECT_FALSE(Make()->EnumerateAVBInterfaces());
+TEST(AVBToolTest, IsNotUsableWithAnythingOnStandardError) {
+  EXPECT_FALSE(ReadActiveInterfaces({"en0\n", "warning\n", false, false}));
+  EXPECT_FALSE(ReadActiveInterfaces({"en0\n", "\xff", false, false}));
 }
 
-TEST_F(AVBToolTest, EndsAToolWhoseOffspringHoldsItsOutput) {
-  Script("printf 'interface\\nen0\\n'; sleep 1000 2>/dev/null & echo $! >$FOLDER/pid");
-  fTool.patience = 1s;
-  EXPECT_FALSE(Make()->EnumerateAVBInterfaces());
-  EXPECT_TRUE(IsGone(Read("pid")));
+TEST(AVBToolTest, IsNotUsableWhenLateOrCut) {
+  EXPECT_FALSE(ReadActiveInterfaces({"en0\n", "", true, false}));
+  EXPECT_FALSE(ReadActiveInterfaces({"en0\n", "", false, true}));
 }
 
-TEST_F(AVBToolTest, TakesTheAnswerOfAToolWhoseOffspringHoldsItsErrorStream) {
-  Script("printf 'interface\\nen0\\n'; sleep 1000 >/dev/null &");
-  const auto entity = Make();
-  EXPECT_TRUE(entity->EnumerateAVBInterfaces());
-  EXPECT_THAT(entity->EnabledAVBInterfaces(), ElementsAre("en0"));
+TEST(AVBToolTest, IsNotUsableWhenItIsNoText) {
+  EXPECT_FALSE(ReadActiveInterfaces({"en0\xff\n", "", false, false}));
 }
 
-TEST_F(AVBToolTest, RefusesAFlood) {
-  Script("echo interface; exec yes en0");
-  const auto start = Clock::now();
-  EXPECT_FALSE(Make()->EnumerateAVBInterfaces());
-  EXPECT_GE(Clock::now() - start, fTool.patience);
-}
-
-TEST_F(AVBToolTest, RunsTwoTogglesAtOnce) {
-  // Each waits until both have begun.
-  Script(R"(echo "$*" >>$FOLDER/calls
-while [ $(wc -l <$FOLDER/calls) -lt 2 ]; do sleep 0.01; done
-echo done >>$FOLDER/ends)");
-  const auto entity = Make();
-  ScriptedMenuItem first("Ethernet:en0", false);
-  ScriptedMenuItem second("Stage:en5", true);
-  entity->EnableDisableVirtualAudio(&first);
-  entity->EnableDisableVirtualAudio(&second);
-  EXPECT_TRUE(first.fOn);
-  EXPECT_FALSE(second.fOn);
-  EXPECT_TRUE(Eventually([&] { return Read("ends") == "done\ndone\n"; }));
-  const std::string calls = Read("calls");
-  EXPECT_NE(calls.find("--virtual-audio enable en0\n"), std::string::npos) << calls;
-  EXPECT_NE(calls.find("--virtual-audio disable en5\n"), std::string::npos) << calls;
-}
-
-TEST_F(AVBToolTest, TogglesWithoutATimeLimitWhateverTheToolWrites) {
-  Script("head -c 3000000 /dev/zero; sleep 0.5; echo done >$FOLDER/end");
-  auto entity = Make();
-  ScriptedMenuItem item("Ethernet:en0", false);
-  entity->EnableDisableVirtualAudio(&item);
-  EXPECT_TRUE(Eventually([&] { return Read("end") == "done\n"; }));
-}
-
-// Waits to be let go, writes more than a pipe holds, and only then takes effect.
-constexpr const char* kSlowTool = R"(echo $$ >$FOLDER/pid
-while ! [ -e $FOLDER/go ]; do sleep 0.01; done
-head -c 300000 /dev/zero && echo "$*" >$FOLDER/end)";
-
-TEST_F(AVBToolTest, LeavesAToggleUnderWayToFinishByItself) {
-  Script(kSlowTool);
-  auto entity = Make();
-  const auto before = CountOpenDescriptors();
-  ScriptedMenuItem item("Ethernet:en0", false);
-  entity->EnableDisableVirtualAudio(&item);
-  ASSERT_TRUE(Eventually([&] { return Read("pid").ends_with('\n'); }));
-  entity.reset();  // neither waits for the tool nor ends it
-  EXPECT_TRUE(IsAlive(std::stoi(Read("pid"))));
-  EXPECT_EQ(CountOpenDescriptors(), before);
-  std::ofstream(fFolder.Path() / "go") << "go";
-  EXPECT_TRUE(Eventually([&] { return Read("end") == "--virtual-audio enable en0\n"; }));
-  EXPECT_TRUE(IsGone(Read("pid")));
-  fLauncher.Launch({"/bin/true", {}, {}, {}}).reset();  // a launch reaps those that were left
-}
-
-TEST_F(AVBToolTest, AToggleUnderWayOutlivesTheProgram) {
-  Script(kSlowTool);
-  const pid_t program = ::fork();
-  if (program == 0) {
-    auto entity = Make();
-    ScriptedMenuItem item("Ethernet:en0", false);
-    entity->EnableDisableVirtualAudio(&item);
-    const bool begun = Eventually([&] { return Read("pid").ends_with('\n'); });
-    entity.reset();
-    fDispatch.reset();
-    ::_exit(begun ? 0 : 1);
-  }
-  int status = -1;
-  ASSERT_EQ(::waitpid(program, &status, 0), program);
-  ASSERT_EQ(status, 0);
-  EXPECT_TRUE(IsAlive(std::stoi(Read("pid"))));
-  std::ofstream(fFolder.Path() / "go") << "go";
-  EXPECT_TRUE(Eventually([&] { return Read("end") == "--virtual-audio enable en0\n"; }));
-  EXPECT_TRUE(IsGone(Read("pid")));
-}
-
-TEST_F(AVBToolTest, AMarkStaysAsChosenWhileTheToolIsStillAtIt) {
-  // en0 is on until a toggle, which takes as long as it is told to, has taken effect.
-  Script(R"(if [ $2 = list ]; then echo interface; [ -e $FOLDER/off ] || echo en0; exit; fi
-echo begun >$FOLDER/begun
-while ! [ -e $FOLDER/go ]; do sleep 0.01; done
-[ -e $FOLDER/fail ] || echo off >$FOLDER/off
-echo end >>$FOLDER/end)");
-  const Items on{{"Ethernet:en0", true}, {"Stage:en5", false}};
-  const Items off{{"Ethernet:en0", false}, {"Stage:en5", false}};
-  const auto entity = Make();
-  const auto items = [&] {
-    EXPECT_TRUE(entity->EnumerateAVBInterfaces());
-    return fItem->Submenu() ? fItem->Submenu()->items : Items{};
-  };
-  EXPECT_EQ(items(), on);
-  ScriptedMenuItem item("Ethernet:en0", true);
-  entity->EnableDisableVirtualAudio(&item);
-  EXPECT_TRUE(Eventually([&] { return Read("begun") == "begun\n"; }));
-  EXPECT_EQ(items(), off) << "the tool lists what was before";
-  std::ofstream(fFolder.Path() / "fail") << "fail";
-  std::ofstream(fFolder.Path() / "go") << "go";
-  EXPECT_TRUE(Eventually([&] { return Read("end") == "end\n"; }));
-  EXPECT_TRUE(Eventually([&] { return items() == on; })) << "the tool has failed, and says so now";
-  std::filesystem::remove(fFolder.Path() / "fail");
-  item.fOn = true;
-  entity->EnableDisableVirtualAudio(&item);
-  EXPECT_TRUE(Eventually([&] { return Read("end") == "end\nend\n"; }));
-  EXPECT_EQ(items(), off);
-}
-
-TEST_F(AVBToolTest, EndsAListingThatHangsWhenListingsAreStopped) {
-  Script("echo $$ >$FOLDER/pid; exec sleep 1000");
-  fTool.patience = 1h;
-  const auto entity = Make();
-  auto listing = std::async(std::launch::async, [&] { return entity->EnumerateAVBInterfaces(); });
-  EXPECT_TRUE(Eventually([&] { return Read("pid").ends_with('\n'); }));
-  entity->StopListings();
-  EXPECT_FALSE(listing.get());
-  EXPECT_TRUE(IsGone(Read("pid")));
-}
-
-TEST_F(AVBToolTest, AToggleOfAMissingToolFlipsTheItemAlone) {
-  const auto entity = Make();
-  ScriptedMenuItem item("Ethernet:en0", false);
-  entity->EnableDisableVirtualAudio(&item);
-  EXPECT_TRUE(item.fOn);
-}
-
-// Half of them give the tool a moment to answer, half end it right away.
-TEST_F(AVBToolTest, LeaksNoDescriptorAndNoProcessOverAThousandEnumerations) {
-  Script("printf 'interface\\nen0\\n'");
-  const auto patient = Make();  // whose enumeration is surely answered
-  std::vector<std::unique_ptr<vorn::MacVirtualEntity>> entities;
-  for (const auto patience : {100ms, 0ms}) {
-    fTool.patience = patience;
-    entities.push_back(Make());
-  }
-  entities[0]->EnumerateAVBInterfaces();  // starts the threads
-  const auto before = CountOpenDescriptors();
-  std::vector<std::future<void>> callers;
-  for (int caller = 0; caller < 8; ++caller) {
-    callers.push_back(std::async(std::launch::async, [&] {
-      for (int i = 0; i < 125; ++i) {
-        entities[static_cast<std::size_t>(i % 2)]->EnumerateAVBInterfaces();
-      }
-    }));
-  }
-  for (auto& caller : callers) caller.get();
-  EXPECT_TRUE(patient->EnumerateAVBInterfaces());
-  EXPECT_FALSE(HasAnyChild());
-  EXPECT_EQ(CountOpenDescriptors(), before);
+TEST(AVBToolTest, TogglesAnInterfaceAsItStands) {
+  const auto request = vorn::ToggleRequest({}, "$(reboot); en 5", true);
+  EXPECT_EQ(request.program, "/usr/bin/avbutil");
+  EXPECT_THAT(request.arguments, ElementsAre("--virtual-audio", "enable", "$(reboot); en 5"));
+  EXPECT_EQ(request.streams, vorn::ChildProcessRequest::Streams::kDiscard);
+  EXPECT_THAT(vorn::ToggleRequest({}, "en5", false).arguments,
+              ElementsAre("--virtual-audio", "disable", "en5"));
 }
 
 }  // namespace

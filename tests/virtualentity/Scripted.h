@@ -17,7 +17,6 @@
 #include "platform/ChildProcess.h"
 #include "platform/Dispatch.h"
 #include "platform/NetworkServices.h"
-#include "virtualentity/ActionSender.h"
 
 /// Runs each background job on a thread of its own and keeps its priority;
 /// jobs can be held back, or dropped.
@@ -52,14 +51,6 @@ class ScriptedDispatch final : public vorn::Dispatch {
 
   void RunHeld() {
     for (auto& job : std::exchange(fHeld, {})) job();
-  }
-
-  // The last of those that are held, in their order.
-  void RunLastHeld(std::size_t count) {
-    const auto first = fHeld.end() - static_cast<std::ptrdiff_t>(count);
-    const std::vector<Job> last(first, fHeld.end());
-    fHeld.erase(first, fHeld.end());
-    for (const auto& job : last) job();
   }
 
   std::vector<Priority> Priorities() {
@@ -165,18 +156,4 @@ class ScriptedCapability final : public vorn::AVBCapability {
   }
 
   std::map<std::string, Answer> fAnswers;
-};
-
-class ScriptedMenuItem final : public vorn::MenuItem {
- public:
-  ScriptedMenuItem(std::string title, bool on) : fOn(on), fTitle(std::move(title)) {}
-
-  std::string Title() const override { return fTitle; }
-  bool IsOn() const override { return fOn; }
-  void SetOn(bool on) override { fOn = on; }
-
-  bool fOn;
-
- private:
-  std::string fTitle;
 };

@@ -6,7 +6,6 @@
 
 #include "foundation/Clock.h"
 #include "foundation/Console.h"
-#include "virtualentity/ActiveInterfaces.h"
 #include "vorn-device-list/ListForms.h"
 #include "vorn-device-list/ListProgram.h"
 

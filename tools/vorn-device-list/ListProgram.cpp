@@ -37,7 +37,6 @@ const char* ReasonText(DiscoveryHint hint) {
       return "there is no network connection";
     case DiscoveryHint::kNone:
     case DiscoveryHint::kStillLooking:
-    case DiscoveryHint::kPageNotOpened:
       break;
   }
   return "";

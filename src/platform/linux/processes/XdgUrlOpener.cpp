@@ -86,7 +86,7 @@ void XdgUrlOpener::Open(const std::string& url, const std::string& activationTok
     WriteToConsole("Not an address, not opened: " + Excerpt(url));
     return;
   }
-  for (auto child = fChildren.begin(); child != fChildren.end();) OnEnded((child++)->first);
+  TakeEnded();
   fHasFailed = false;  // what the user is told concerns the page asked for last
   pid_t process = 0;
   const int error = StartProgram(BrowserStart(url, activationToken), process);
@@ -106,6 +106,16 @@ void XdgUrlOpener::OnEnded(pid_t process) {
   const bool wasOpening = found->second->IsOpening();
   fChildren.erase(found);
   if (ended == process && status != 0 && wasOpening) Fail(Reason(status));
+}
+
+void XdgUrlOpener::TakeEnded() {
+  for (auto child = fChildren.begin(); child != fChildren.end();) OnEnded((child++)->first);
+}
+
+bool XdgUrlOpener::IsOpening() {
+  TakeEnded();
+  return std::any_of(fChildren.begin(), fChildren.end(),
+                     [](const auto& child) { return child.second->IsOpening(); });
 }
 
 void XdgUrlOpener::Fail(const std::string& reason) {

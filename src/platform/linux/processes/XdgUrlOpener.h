@@ -33,9 +33,14 @@ class XdgUrlOpener final : public UrlOpener {
   /// after its start is a browser that had opened the page.
   [[nodiscard]] bool TakeFailure() { return std::exchange(fHasFailed, false); }
 
+  /// Whether a program that was started may still end with a failure to open
+  /// its page. False for each once it has ended, or has run for half a minute.
+  [[nodiscard]] bool IsOpening();
+
  private:
   class Child;
 
+  void TakeEnded();
   void OnEnded(pid_t process);
   void Fail(const std::string& reason);
 

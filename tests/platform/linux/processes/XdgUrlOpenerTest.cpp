@@ -132,6 +132,20 @@ TEST_F(XdgUrlOpenerTest, SaysNothingWhereThePageWasOpened) {
   EXPECT_FALSE(fOpener.TakeFailure());
 }
 
+TEST_F(XdgUrlOpenerTest, IsOpeningUntilTheProgramHasEnded) {
+  EXPECT_FALSE(fOpener.IsOpening());
+  std::ofstream(fFolder.Path() / "xdg-open")
+      << "#!/bin/sh\ntouch $0.called\nwhile ! test -e $0.go; do sleep 0.01; done\nexit 4\n";
+  CaptureStderr();
+  fOpener.Open("http://a/", "");
+  static_cast<void>(Called());
+  EXPECT_TRUE(fOpener.IsOpening());
+  std::ofstream(fFolder.Path() / "xdg-open.go") << "now";
+  EXPECT_TRUE(Eventually([this] { return !fOpener.IsOpening(); })) << "without an event loop too";
+  EXPECT_TRUE(fOpener.TakeFailure());
+  EXPECT_THAT(GetCapturedStderr(), HasSubstr("no program could open"));
+}
+
 TEST_F(XdgUrlOpenerTest, LeavesTheBrowserRunningAtItsEnd) {
   const auto mark = fFolder.Path() / "went-on";
   std::ofstream(fFolder.Path() / "xdg-open")

@@ -4,7 +4,7 @@
 
 #include "ui/ClickablePanel.h"
 
-namespace vorn::app::testing {
+namespace vorn::ui {
 
 /// The panel that is shown now; null: none is.
 inline ui::ClickablePanel* OpenPanel() {
@@ -15,4 +15,4 @@ inline ui::ClickablePanel* OpenPanel() {
   return nullptr;
 }
 
-}  // namespace vorn::app::testing
+}  // namespace vorn::ui

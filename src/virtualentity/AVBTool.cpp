@@ -1,4 +1,4 @@
-#include "virtualentity/ActiveInterfaces.h"
+#include "virtualentity/AVBTool.h"
 
 #include <cstddef>
 #include <string_view>
@@ -27,6 +27,13 @@ optional<std::vector<std::string>> ReadActiveInterfaces(const ChildOutput& answe
     start = end == std::string::npos ? end : end + 1;
   }
   return names;
+}
+
+ChildProcessRequest ToggleRequest(const AVBTool& tool, const std::string& interfaceName, bool enable) {
+  return {tool.path,
+          {"--virtual-audio", enable ? "enable" : "disable", interfaceName},
+          tool.environment,
+          ChildProcessRequest::Streams::kDiscard};
 }
 
 }  // namespace vorn

@@ -1,0 +1,72 @@
+#pragma once
+
+#include <QObject>
+#include <QTimer>
+#include <chrono>
+#include <functional>
+#include <memory>
+
+#include "devicelist/DiscoveryStatus.h"
+#include "ui/StatusBar.h"
+#include "ui/StatusView.h"
+#include "ui/TrayHostWatcher.h"
+#include "ui/TrayStatusItem.h"
+
+namespace vorn::ui {
+
+class DeviceListWindowController;
+class StatusMenu;
+
+/// The status bar of a real desktop: an item in its tray, which appears as soon
+/// as there is a host. What it leaves to the event loop for deletion belongs to
+/// the owner's last turn of that loop. Main thread only.
+class TrayStatusBar final : public StatusBar {
+ public:
+  struct Look {
+    TrayStatusItem::Look item;
+    QString windowIconName;  ///< in the theme, for windows that show one
+  };
+
+  /// What the menu and the panel say below the list; asked while they are there.
+  struct Hints {
+    std::function<DeviceList::DiscoveryHint()> discovery;  ///< why nothing may be listed
+    /// Whether the page that was asked for last could not be opened; says so
+    /// once, so the panel says it for the whole of one showing.
+    std::function<bool()> takePageFailure;
+    std::chrono::milliseconds period{1000};  ///< between two questions of an open panel
+  };
+
+  /// Has assistive tools see the program under its name from here on.
+  /// `length`: the width in points of what our own view draws; a host that draws
+  /// a button by itself makes it as wide as its bar is high.
+  TrayStatusBar(Look look, int length, Hints hints);
+  /// Closes the panel and unregisters the menu.
+  ~TrayStatusBar() override;
+  TrayStatusBar(const TrayStatusBar&) = delete;
+  TrayStatusBar& operator=(const TrayStatusBar&) = delete;
+
+  void setAction(std::function<void()> action) override;
+  void setHighlight(bool highlight) override;
+  void setActive(bool active) override;
+  void showPanel(PanelOwner& owner) override;
+  void closePanel() override;
+  void offerMenu(PanelOwner& owner) override;
+
+ private:
+  void setWindowIcon() const;
+  void updateHint();
+
+  const Look fLook;
+  const Hints fHints;
+  TrayStatusItem fItem;
+  TrayHostWatcher fHosts;
+  StatusView fView;
+  QObject fTarget;  ///< of presses
+  PanelOwner* fMenuOwner = nullptr;
+  std::unique_ptr<StatusMenu> fMenu;
+  bool fPageNotOpened = false;  ///< what the open panel says of the last page
+  QTimer fHintTimer;            ///< runs while the panel is open
+  std::unique_ptr<DeviceListWindowController> fPanel;
+};
+
+}  // namespace vorn::ui

@@ -1,0 +1,86 @@
+#pragma once
+
+#include <QPointer>
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "virtualentity/MacVirtualEntity.h"
+
+class QAction;
+class QMenu;
+
+namespace vorn::ui {
+
+/// The workstation's own AVB entity in the menus: an entry with a submenu that
+/// has one check mark for each capable interface. Owns entries, submenus and
+/// marks of all menus, which show the same state.
+///
+/// What was found comes in by takeAnswer, what was chosen goes out to the entity.
+/// A mark changes when its item is chosen, before the tool has run. The answer
+/// to the latest question counts. One that was asked for before the latest
+/// choice, or before the tool had finished what was chosen, changes nothing;
+/// while the tool is still running, a later answer leaves the mark that was chosen.
+///
+/// Main thread only.
+class VirtualEntityMenu {
+ public:
+  static constexpr char kTitle[] = "Launch Mac Virtual Entity";
+  static constexpr int kIndex = 3;  ///< of the entry in each menu
+
+  /// The dispatch outlives this object.
+  VirtualEntityMenu(std::shared_ptr<MacVirtualEntity> entity, Dispatch& dispatch);
+  /// Takes the entry out of every menu and ends an enumeration in progress.
+  ~VirtualEntityMenu();
+  VirtualEntityMenu(const VirtualEntityMenu&) = delete;
+  VirtualEntityMenu& operator=(const VirtualEntityMenu&) = delete;
+
+  /// Asks in one background job of high priority which interfaces there are.
+  /// From its answer on `menu` has the entry for as long as the latest answer
+  /// has interfaces. Every menu follows that answer.
+  void addTo(QMenu& menu);
+  /// To be called before `menu` goes. One that was not added is ignored.
+  void removeFrom(const QMenu& menu);
+
+ private:
+  /// Orders questions, choices and ends of tools; a later one is greater.
+  using Moment = std::uint64_t;
+  using Items = MacVirtualEntity::Items;
+
+  struct Place {
+    QPointer<QMenu> menu;
+    std::unique_ptr<QAction> entry;
+    QPointer<QMenu> submenu;  ///< child of the menu
+  };
+  struct Choice {
+    bool on = false;
+    int tools = 0;  ///< that run for this choice
+  };
+
+  void ask();
+  void takeAnswer(Moment asked, optional<Items> found);
+  void toggleMacVirtualEntity(const QAction& sender);
+  void toolEnded(const std::string& title);
+  void mark(const std::string& title, bool on);
+  void show(Place& place);
+  QMenu* makeSubmenu(QMenu& parent);
+  void showMarks(const QMenu& submenu) const;
+  static void close(Place& place);
+  /// `work` as a job of the main queue that does nothing once this object has gone.
+  std::function<void()> onMain(std::function<void(VirtualEntityMenu&)> work);
+
+  const std::shared_ptr<MacVirtualEntity> fEntity;
+  Dispatch& fDispatch;
+  std::shared_ptr<VirtualEntityMenu*> fAlive;  ///< queued jobs hold it weakly
+  std::vector<Place> fPlaces;
+  optional<Items> fItems;  ///< the latest answer, with the choices since; empty: no menu has the entry
+  Moment fNow = 0;
+  Moment fAnswered = 0;                     ///< when the latest answer was asked for
+  Moment fChosen = 0;                       ///< of the latest choice, or of a tool's end
+  std::map<std::string, Choice> fUnderWay;  ///< by the item's title
+};
+
+}  // namespace vorn::ui
