@@ -20,30 +20,27 @@ enum class Readers {
   kAll,    ///< everybody, as far as the process's mask allows
 };
 
-/// Replaces the file at `path` as a whole: a reader, and the disk after a
-/// crash, sees the old content or the new, never a part. The new file is
-/// written beside it as "<name>.new", synced, then renamed. What a writer that
-/// was killed left under that name is removed; two that write at once take
-/// turns. A symbolic link at `path` is replaced and never followed: who wants
-/// it to stay names the file behind it (FileBehindLinks). False, with
-/// everything as it was, when any step fails.
+/// Replaces the file at `path` as a whole. A reader sees the old content or the new content, never a part,
+/// and so does the disk after a crash. The new file is written beside the old one as "<name>.new", synced,
+/// then renamed. If a killed writer left a file of that name, it is removed; two writers at the same time
+/// take turns.
+///
+/// A symbolic link at `path` is replaced and never followed. A caller that wants to keep the link passes the
+/// file behind it (FileBehindLinks). Returns false, and leaves everything as it was, if a step fails.
 [[nodiscard]] bool ReplaceFile(const std::filesystem::path& path, std::string_view content, Readers readers);
 
-/// Where the symbolic links at `path` lead, whether or not there is a file;
-/// `path` itself where it is no link.
+/// Where the symbolic links at `path` lead, whether or not there is a file. `path` itself if it is no link.
 [[nodiscard]] std::filesystem::path FileBehindLinks(std::filesystem::path path);
 
-/// The content of a regular file that is no longer than `maximum`, with links
-/// followed. Empty where there is none: errno is EFBIG for one that is longer,
-/// EINVAL for what is no regular file. A pipe of that name does not block.
+/// The content of a regular file that is not longer than `maximum`; links are followed. Empty if it cannot be
+/// read: errno is EFBIG if the file is longer, and EINVAL if it is no regular file. A pipe does not block.
 [[nodiscard]] std::optional<std::string> ReadFile(const std::filesystem::path& path, std::size_t maximum);
 
-/// Makes the folder for its owner alone, with the folders above it that are
-/// missing likewise. True where it is there already.
+/// Makes the folder, and the missing folders above it, for their owner alone. True if it exists already.
 [[nodiscard]] bool MakePrivateFolder(const std::filesystem::path& folder);
 
-/// Takes the lock of an open file, which ends with the descriptor. Waits so
-/// long for another holder; false, with EWOULDBLOCK, where that one keeps it.
+/// Locks an open file until the descriptor is closed. Waits this long for another holder of the lock. Returns
+/// false with EWOULDBLOCK if the other one keeps it.
 [[nodiscard]] bool LockFile(const FileDescriptor& file, std::chrono::milliseconds patience);
 
 }  // namespace vorn

@@ -12,13 +12,12 @@
 
 namespace vorn {
 
-/// How a program is started. Whatever is said here, the child leads a session
-/// of its own, so that neither our end nor that of a terminal reaches it. It
-/// has no blocked or ignored signal, /dev/null to read from, and no descriptor
-/// of ours but the standard ones.
+/// How a program is started. In every case the child leads a separate session, so it goes on when we or our
+/// terminal end. It has no blocked or ignored signals, it reads from /dev/null, and it gets none of our
+/// descriptors except the standard ones.
 struct ProgramStart {
-  /// Where an output of the child goes, unless it goes to a descriptor of ours,
-  /// which must lie beyond the standard ones.
+  /// Where an output of the child goes: one of these, or the number of a descriptor of ours above the
+  /// standard ones.
   enum Output : int {
     kNowhere = -1,  ///< to /dev/null
     kToOurs = -2,   ///< to where ours goes
@@ -32,19 +31,17 @@ struct ProgramStart {
   std::filesystem::path folder;          ///< where the child works; empty: where we do
 };
 
-/// Starts the program. 0, and its process in `child`; else the number of the
-/// error. Blocks until the child has replaced itself by the program, which
-/// takes some milliseconds. Reads the environment (PATH) where it is to look
-/// the program up. Any thread.
+/// Starts the program. Returns 0 and puts its process into `child`; otherwise returns the number of the
+/// error. Blocks for some milliseconds, until the child has become the program. Reads PATH if `onSearchPath`.
+/// Any thread.
 [[nodiscard]] int StartProgram(const ProgramStart& start, pid_t& child);
 
-/// A descriptor of the process, readable once that has ended. None where the
-/// kernel has no such descriptors. Any thread.
+/// A descriptor of the process that becomes readable when the process ends. None if the kernel has no such
+/// descriptors. Any thread.
 [[nodiscard]] FileDescriptor OpenProcess(pid_t process);
 
-/// Our environment, with the variables of `changes` set to the value that
-/// stands there, or left out where there is none. While no other thread changes
-/// the environment.
+/// Our environment with these changes: each variable gets the new value, or is left out if there is no value.
+/// Call it only while no other thread changes the environment.
 [[nodiscard]] std::vector<std::string> ChangedEnvironment(
     const std::map<std::string, std::optional<std::string>>& changes);
 

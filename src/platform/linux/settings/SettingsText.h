@@ -6,13 +6,12 @@
 
 #include "foundation/Optional.h"
 
-// How keys and values are spelled in the settings file: so that ordinary ones
-// can be read and edited by hand, and any bytes come back as they went in. Any
-// thread.
+// How keys and values are written in the settings file. People can read and edit the ordinary ones, and any
+// bytes are read back as they were written. Any thread.
 
 namespace vorn {
 
-/// What counts for nothing at the ends of a line, a key and a text.
+/// Blanks that are ignored at the ends of a line, a key and a text.
 inline constexpr std::string_view kSettingsBlanks = " \t\r";
 
 /// A settings key as it stands in the file: letters, digits, "-" and "_" as
