@@ -1,4 +1,4 @@
-"""Fails if a source includes what its layer must not know, or if the compiler would let it.
+"""Fails if a source includes what its layer must not know, if the compiler would let it, or if a test mirrors no source.
 
 Usage: check_layers.py SOURCE_FOLDER BUILD_FOLDER
 """
@@ -36,6 +36,9 @@ QT_NOT_GUI = re.compile(
     r"Q(String|Byte|Char|Core|Object|Settings|File|Dir|Standard|Timer|Variant|List|Map|Hash|Set|Lock|Save|Temp"
     r"|DBus|Meta|Socket|Process|Url$|Pointer|Scope|Mutex|Thread|Date|Elapsed|Global|Debug|Loggin|Json|Event)"
 )
+
+# Tests against a real or a hung thing outside, and of whole programs.
+OUTSIDE_TEST = re.compile(r"^(Real|Hung)|ProgramTest$")
 
 INCLUDE = re.compile(r'^\s*#include\s+([<"])([^>"]+)[>"]', re.MULTILINE)
 
@@ -109,6 +112,17 @@ def sight_faults(source_root: pathlib.Path, build: pathlib.Path):
                     yield f"{relative}: finds {other} in {folder}"
 
 
+def stray_tests(source_root: pathlib.Path):
+    """Every test file that does not mirror a source file by its folder and the beginning of its name, as text."""
+    tests = source_root.parent / "tests"
+    for path in sorted(tests.rglob("*Test.cpp")):
+        folder = path.parent.relative_to(tests)
+        places = [source_root / folder] if folder != pathlib.Path("tools") else (source_root.parent / folder).iterdir()
+        names = {file.stem for place in places if place.is_dir() for file in place.iterdir() if file.is_file()}
+        if not OUTSIDE_TEST.search(path.stem) and not any(path.stem.startswith(name) for name in names):
+            yield f"{path.relative_to(tests.parent)}: tests no file of {folder}"
+
+
 def self_test() -> None:
     """The rules must catch what they are for."""
     assert qt_fault("devicelist", "QString")
@@ -127,7 +141,7 @@ def main() -> int:
     if not (root / "foundation").is_dir():
         print(f"{root} is not the source folder")
         return 2
-    found = [*faults(root), *sight_faults(root, build)]
+    found = [*faults(root), *sight_faults(root, build), *stray_tests(root)]
     print("\n".join(found) or "every include keeps to its layer, and no compiler finds more")
     return 1 if found else 0
 
