@@ -22,27 +22,24 @@
 
 namespace vorn::app {
 
-/// The application's controller: starts everything in order, owns every
-/// long-lived object, keeps the current list and gives it out, keeps the
-/// settings, shows and hides the panel.
+/// The application's controller: starts everything in order, owns every long-lived object, keeps the current
+/// list and passes it on, keeps the settings, shows and hides the panel.
 ///
 /// Panel: hidden (status item not highlighted) <-> shown (status item highlighted).
 ///
-/// Main thread only. What other threads report is handed to the main queue
-/// first; what is still queued when this object goes is dropped. The setters
-/// of "showSwitches" and "notify" work through the main queue too, so their
-/// effects come after the current event.
+/// Main thread only. Reports from other threads go through the main queue first. Reports that are still
+/// queued when this object is destroyed are dropped. The setters of "showSwitches" and "notify" use the main
+/// queue too, so their effects come after the current event.
 class AppDelegate final : public LaunchAtLogin {
  public:
   using List = std::vector<DeviceList::ExtendedDeviceInfo>;
 
-  /// How the collaborators are made, or where the system's own are. Each
-  /// function is called once, by the start-up. What is given as a reference
-  /// outlives the controller.
+  /// How the collaborators are made, or where the system's own are. The start-up calls each function once.
+  /// References must live longer than the controller.
   struct Makers {
     UrlOpener& urlOpener;
     LoginItems& loginItems;
-    std::function<void()> terminate;  ///< ends the program once the current event has been handled
+    std::function<void()> terminate;  ///< ends the program after the current event
     std::string bundleVersion;
     std::function<Dispatch&()> dispatch;
     std::function<UserDefaults&()> userDefaults;
@@ -67,8 +64,7 @@ class AppDelegate final : public LaunchAtLogin {
   /// Starts everything, once.
   void applicationDidFinishLaunching();
 
-  /// A copy of the list as published to the user: without switches unless they
-  /// are to be shown.
+  /// A copy of the list as published to the user: without switches, unless the user wants to see them.
   [[nodiscard]] List currList();
   /// Gives the list to the status item and every listener.
   void updateClients();
@@ -84,7 +80,7 @@ class AppDelegate final : public LaunchAtLogin {
   void setPanelVisible(bool visible) override;
   void togglePanel();
 
-  /// Has the notices decide about the maker's driver package.
+  /// Lets the notifications decide about the maker's driver package.
   void maybeNotifyDriver();
 
   void openUrl(const std::string& url) override;
@@ -97,7 +93,7 @@ class AppDelegate final : public LaunchAtLogin {
   void assumeEarlierChoices();
   void takeList(List list);
   void notifyOfKnownUpdates();
-  /// `work` as a job of the main queue that does nothing once this object is gone.
+  /// `work` as a job of the main queue that does nothing after this object is destroyed.
   std::function<void()> onMain(std::function<void(AppDelegate&)> work);
 
   const Makers fMakers;
@@ -112,7 +108,7 @@ class AppDelegate final : public LaunchAtLogin {
   std::vector<ui::DeviceListListener*> fListeners;  ///< not owned
   std::unique_ptr<ui::StatusBar> fStatusBar;
   bool fPanelVisible = false;
-  std::unique_ptr<DeviceList::SupervisedDeviceList> fDeviceList;  ///< last: goes first and publishes no more
+  std::unique_ptr<DeviceList::SupervisedDeviceList> fDeviceList;  ///< last: destroyed before all others
 };
 
 }  // namespace vorn::app

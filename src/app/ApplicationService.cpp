@@ -16,10 +16,10 @@ constexpr char kBus[] = "org.freedesktop.DBus";
 constexpr char kBusPath[] = "/org/freedesktop/DBus";
 constexpr int kAskTimeoutMilliseconds = 3000;
 constexpr std::size_t kMostWaiting = 64;
-constexpr qsizetype kLongestToken = 1000;     // it goes into an environment
+constexpr qsizetype kLongestToken = 1000;     // it becomes an environment variable
 constexpr qsizetype kLongestAddress = 10000;  // longer than any that is opened
 
-/// What another start passes on so that our window may take its focus.
+/// What another start sends so that our window may take its focus.
 QVariantMap PlatformData(const std::string& activationToken) {
   if (activationToken.empty()) return {};
   const auto token = QString::fromStdString(activationToken);
@@ -37,7 +37,7 @@ std::string TokenOf(const QVariant& platformData) {
   return {};
 }
 
-/// The address that an action came with; empty when it is anything else.
+/// The address in an action; empty if it is anything else.
 std::string AddressIn(const QVariant& parameters) {
   const auto list = qdbus_cast<QVariantList>(parameters);
   if (list.size() != 1) return {};
@@ -47,7 +47,7 @@ std::string AddressIn(const QVariant& parameters) {
                                                 : std::string();
 }
 
-/// The request that a method call stands for; empty for one that we do not offer.
+/// The request of a method call; empty for a method that we do not offer.
 std::optional<ActivationRequest> RequestOf(const QDBusMessage& message) {
   const auto member = message.member();
   const auto signature = message.signature();
@@ -103,9 +103,9 @@ void ApplicationService::giveNameBack() {
   bus.unregisterObject(fObjectPath);
 }
 
-// What the bus has sent before it answers a call is with the toolkit's thread by
-// then. That may still keep it back for a moment, or show it to a listener on
-// this thread first (TrayPress.h); each step is over by a later answer.
+// Everything that the bus has sent before it answers a call has reached the toolkit's thread by then. The
+// toolkit may keep it back for a moment, or first show it to a listener on this thread (TrayPress.h). A later
+// answer shows that each step is over.
 void ApplicationService::takeInWhatWasSent() {
   auto bus = QDBusConnection::sessionBus();
   for (int i = 0; i < 4; ++i) {
@@ -135,13 +135,13 @@ bool ApplicationService::askOwnerToShow(const std::string& activationToken) {
   auto call = QDBusMessage::createMethodCall(fName, fObjectPath, QLatin1String(kInterface),
                                              QStringLiteral("Activate"));
   call << PlatformData(activationToken);
-  call.setAutoStartService(false);  // should it have gone, we take its place
+  call.setAutoStartService(false);  // if it has gone, we take its place
   const auto reply = QDBusConnection::sessionBus().call(call, QDBus::Block, kAskTimeoutMilliseconds);
   return reply.type() == QDBusMessage::ReplyMessage;
 }
 
 std::optional<ActivationRequest> ApplicationService::takeFirstRequest() {
-  // Until the event loop has turned once the toolkit keeps back what comes.
+  // The toolkit keeps incoming calls back until the event loop has turned once.
   QCoreApplication::processEvents();
   takeInWhatWasSent();
   if (fWaiting.empty()) return {};
@@ -204,7 +204,7 @@ bool ApplicationService::handleMessage(const QDBusMessage& message, const QDBusC
 void ApplicationService::deliver() {
   while (fHandler && !fWaiting.empty()) {
     const auto request = takeOldest();
-    const auto handler = fHandler;  // it may be exchanged from inside
+    const auto handler = fHandler;  // it may be replaced inside the call
     handler(request);
   }
 }

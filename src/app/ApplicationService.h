@@ -11,7 +11,7 @@
 
 namespace vorn::app {
 
-/// What somebody on the session bus asks of the running program.
+/// A request from the session bus to the running program.
 struct ActivationRequest {
   enum class Kind {
     Activate,     ///< the program was started (again): show what there is to show
@@ -20,38 +20,36 @@ struct ActivationRequest {
   };
 
   Kind kind = Kind::Activate;
-  std::string address;          ///< of the page; whoever is on the bus chose it
-  std::string activationToken;  ///< the asker's leave to take the focus; may be empty
+  std::string address;          ///< of the page; the sender on the bus chose it
+  std::string activationToken;  ///< the sender's permission to take the focus; may be empty
 };
 
-/// The program as others on the session bus see it (org.freedesktop.Application),
-/// and the means by which there is only one of it.
+/// The program on the session bus (org.freedesktop.Application). It also ensures that the program runs only
+/// once.
 ///
-/// The object stands on the bus before the name is asked for, so a message that
-/// waits for the name finds it. Requests are kept in order until a handler is
-/// set, and answered when they are taken up: whoever asked a program that ended
-/// before it could do so gets an error, and may start another. Messages that do
-/// not fit, or are too many, are answered with an error too; nothing that
-/// arrives can block, throw or grow without bound.
+/// The object is on the bus before the name is requested, so a message that waits for the name finds it.
+/// Requests are kept in order until a handler is set, and answered when they are handled. If the program ends
+/// before that, the sender gets an error and may start another program. Messages that do not fit, or are too
+/// many, get an error too. No message can block, throw or grow without bound.
 ///
-/// Main thread, while one application object exists: with it goes what the bus
-/// has sent and nobody has looked at.
+/// Main thread, while one application object exists. When that object goes, calls from the bus that nobody
+/// has read are lost.
 class ApplicationService final : public QDBusVirtualObject {
   Q_OBJECT
 
  public:
   enum class Claim {
     Owner,        ///< we are the program now
-    AnotherRuns,  ///< somebody else is
-    NoBus,        ///< there is no session bus, so nobody can tell
+    AnotherRuns,  ///< another process is the program
+    NoBus,        ///< there is no session bus, so nobody can know
   };
   using Handler = std::function<void(const ActivationRequest&)>;
 
-  /// The parameterised action that opens a page, and the one that shows the panel.
+  /// The action with a parameter that opens a page, and the one that shows the panel.
   static constexpr char kOpenPageAction[] = "open-page";
   static constexpr char kShowDevicesAction[] = "show-devices";
 
-  /// What can be done for those who ask; the rest is refused.
+  /// Which requests can be served; the others are refused.
   enum class Offer {
     Everything,
     Pages,  ///< there is no display
@@ -60,32 +58,31 @@ class ApplicationService final : public QDBusVirtualObject {
   ApplicationService(QString name, QString objectPath, Offer offer);
   ~ApplicationService() override;
 
-  /// Asks the bus for the name; blocks for its answer. Once ours, it stays so.
+  /// Asks the bus for the name; blocks for its answer. Once ours, it stays ours.
   [[nodiscard]] Claim claimName();
 
-  /// Gives the name back: from here on another start becomes the program, and
-  /// another message starts one. What was sent before and waits is refused.
+  /// Gives the name back: from now on another start becomes the program, and another message starts one.
+  /// Earlier messages that still wait are refused.
   void release();
 
-  /// The same, but what waits is taken up by the caller.
+  /// The same, but the caller handles the waiting messages.
   [[nodiscard]] std::vector<ActivationRequest> releaseAndTakeWaiting();
 
-  /// Asks whoever owns the name to show its panel; blocks for the answer, a
-  /// few seconds at most. False when none came, or a refusal.
+  /// Asks the owner of the name to show its panel. Blocks for the answer, a few seconds at most. False if
+  /// none came, or a refusal.
   bool askOwnerToShow(const std::string& activationToken);
 
-  /// The request for whose sake the bus started us; empty when there is none.
-  /// Once, after the name has become ours, while no handler is set; turns the
-  /// event loop, blocks for the bus's answers, a few seconds at most.
+  /// The request for which the bus started us; empty if there is none. Call it once, after the name has
+  /// become ours, while no handler is set. Turns the event loop and blocks for the bus's answers, a few
+  /// seconds at most.
   [[nodiscard]] std::optional<ActivationRequest> takeFirstRequest();
 
-  /// From now on requests go to `handler`, those that wait first; from the
-  /// event loop. An empty one lets them wait again.
+  /// From now on requests go to `handler`, waiting ones first, from the event loop. An empty handler lets
+  /// them wait again.
   void setHandler(Handler handler);
 
-  /// Calls `onEnd` once, from the event loop, when the bus that claimName met has
-  /// ended: the toolkit never connects to one again, so nobody can reach us
-  /// from then on. Never where claimName met none.
+  /// Calls `onEnd` once, from the event loop, when the bus of claimName has ended. The toolkit never connects
+  /// to a bus again, so nobody can reach us from then on. Never called if claimName found no bus.
   void watchBus(std::function<void()> onEnd);
 
   QString introspect(const QString& path) const override;
@@ -95,7 +92,7 @@ class ApplicationService final : public QDBusVirtualObject {
   void busEnded();
 
  private:
-  /// A request and the call that asks for it, which waits for its answer.
+  /// A request and its call, which waits for the answer.
   struct Waiting {
     ActivationRequest request;
     QDBusMessage call;

@@ -60,7 +60,7 @@ AppDelegate::Makers Desktop::Makers() {
   };
 }
 
-// exit() and not quit(), which would ask windows for their consent.
+// exit() and not quit(), because quit() would ask windows for their consent.
 void Desktop::Terminate() {
   QMetaObject::invokeMethod(
       &fLifetime, [] { QCoreApplication::exit(0); }, Qt::QueuedConnection);

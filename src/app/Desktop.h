@@ -17,11 +17,10 @@
 
 namespace vorn::app {
 
-/// What the program has of a real desktop. What needs the event loop or the
-/// session bus is made when it is first asked for, so that a start for the sake
-/// of one page makes nothing else. Main thread, with an application object and
-/// the core's run loop set. Outlives the controller and the event loop; what the
-/// panel has left to the loop for deletion goes with this object at the latest.
+/// The program's parts of a real desktop. Objects that need the event loop or the session bus are made when
+/// they are first needed, so a start for one page makes nothing else. Main thread, with an application object
+/// and the core's run loop set. Lives longer than the controller and the event loop. What the panel has left
+/// to the loop for deletion is destroyed with this object at the latest.
 class Desktop {
  public:
   Desktop();
@@ -34,8 +33,7 @@ class Desktop {
 
   [[nodiscard]] XdgUrlOpener& UrlOpener() { return fOpener; }
   [[nodiscard]] IniUserDefaults& Settings();
-  /// Ends the event loop, also one that has not begun yet, unless this object
-  /// goes first.
+  /// Ends the event loop, also one that has not started yet, unless this object is destroyed first.
   void Terminate();
 
  private:
@@ -50,11 +48,11 @@ class Desktop {
   DeviceList::DiscoveryStatus fDiscovery;
   std::unique_ptr<NotificationState> fNotificationState;
   std::unique_ptr<Notification::Center> fCenter;
-  std::unique_ptr<IniUserDefaults> fSettings;  ///< goes before the centre, which has a say in its last save
+  std::unique_ptr<IniUserDefaults> fSettings;  ///< destroyed before the centre, for its last save
   ChildProcessLauncherLinux fLauncher;
   NetworkServicesLinux fServices;
   AVBCapabilityLinux fCapability;
-  std::unique_ptr<DispatchLinux> fQueues;  ///< last: its jobs use what stands above
+  std::unique_ptr<DispatchLinux> fQueues;  ///< last: its jobs use the members above
 };
 
 }  // namespace vorn::app

@@ -7,10 +7,9 @@
 
 namespace vorn::app {
 
-/// The application's controller as far as it is about the login item: whether
-/// the login launcher starts the program. Nothing is kept: every answer is the
-/// system's own. A failed change goes to the console and changes nothing.
-/// Main thread only.
+/// The part of the application's controller for the login item: whether the login launcher starts the
+/// program. Nothing is kept: every answer comes from the system. A failed change writes a console message and
+/// changes nothing. Main thread only.
 class LaunchAtLogin : public ui::PanelOwner {
  public:
   /// Identifier of the login launcher.
@@ -18,15 +17,15 @@ class LaunchAtLogin : public ui::PanelOwner {
 
   void setLaunchOnLogin(bool enabled) override;
   bool launchOnLogin() override;
-  /// Whether the login item exists at all, switched on or not. Part of the
-  /// rules of this interface, though nothing in the program asks.
+  /// Whether the login item exists, switched on or off. Nothing in the program asks; it belongs to this
+  /// interface.
   [[nodiscard]] bool appInLoginItems();
 
  protected:
-  /// `items` outlives this object.
+  /// `items` must live longer than this object.
   explicit LaunchAtLogin(LoginItems& items) : fItems(items) {}
 
-  /// Has an item that is switched on, but starts nothing any more, start this program.
+  /// If an item is on but its program no longer exists, makes it start this program.
   void repairLoginItem();
 
  private:

@@ -17,7 +17,7 @@ namespace vorn::app {
 RunLoop::SourceId QtRunLoop::AddSource(int descriptor, std::function<void()> handler) {
   const SourceId id = fNextId++;
   auto notifier = std::make_unique<QSocketNotifier>(descriptor, QSocketNotifier::Read);
-  // The connection owns the handler and outlives a removal from inside it.
+  // The connection owns the handler, which so survives its own removal.
   QObject::connect(notifier.get(), &QSocketNotifier::activated, notifier.get(),
                    [call = std::move(handler)] { RunGuarded(call); });
   fSources.emplace(id, std::move(notifier));
@@ -29,7 +29,7 @@ void QtRunLoop::RemoveSource(SourceId source) {
   if (found == fSources.end()) return;
   QSocketNotifier* notifier = found->second.release();
   fSources.erase(found);
-  notifier->setEnabled(false);  // the descriptor may be closed from here on
+  notifier->setEnabled(false);  // the descriptor may be closed from now on
   notifier->setParent(&fRetired);
   notifier->deleteLater();
 }
@@ -38,13 +38,13 @@ namespace {
 
 constexpr int kSignals[] = {SIGTERM, SIGINT, SIGHUP};
 
-// Whoever started us with nohup wants us to outlive the terminal.
+// With nohup, the program must survive the end of the terminal.
 bool IsHangUpToIgnore(int signal) {
   struct sigaction action {};
   return signal == SIGHUP && ::sigaction(signal, nullptr, &action) == 0 && action.sa_handler == SIG_IGN;
 }
 
-// Any thread may be the one that takes a signal.
+// Any thread may take a signal.
 std::atomic<int> gWakeup = -1;
 static_assert(std::atomic<int>::is_always_lock_free);
 
@@ -64,7 +64,7 @@ extern "C" void OnSignal(int) {
   errno = savedError;
 }
 
-// Never closed: another thread may still be about to write to it.
+// Never closed, because another thread may still be about to write to it.
 int Wakeup() {
   if (gWakeup < 0) gWakeup = ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
   if (gWakeup < 0) throw std::system_error(errno, std::generic_category(), "eventfd");

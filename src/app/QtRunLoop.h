@@ -10,13 +10,12 @@
 
 namespace vorn::app {
 
-/// The toolkit's event loop as a run loop of the core, so that timers and
-/// descriptors of the main thread are served by it, in open menus and modal
-/// dialogs too.
+/// The toolkit's event loop as a run loop of the core. So it serves the timers and descriptors of the main
+/// thread, also in open menus and modal dialogs.
 ///
-/// Made and used on the thread of the application object, and gone, with all
-/// that was watched, before that object is. Exceptions of handlers are logged
-/// and end there, since none may pass through the toolkit.
+/// Make and use it on the thread of the application object. Destroy it, and everything that it watches,
+/// before that object. Exceptions of handlers are logged and end there, because none may pass through the
+/// toolkit.
 class QtRunLoop final : public vorn::RunLoop {
  public:
   QtRunLoop() = default;
@@ -25,18 +24,18 @@ class QtRunLoop final : public vorn::RunLoop {
   void RemoveSource(SourceId source) override;
 
  private:
-  QObject fRetired;  ///< parent of notifiers that ended while they may still be on the stack
+  QObject fRetired;  ///< parent of ended notifiers that may still be on the stack
   std::map<SourceId, std::unique_ptr<QSocketNotifier>> fSources;
   SourceId fNextId = 1;
 };
 
-/// Turns SIGTERM, SIGINT and SIGHUP into a call on the main thread. A second
-/// one of the three, should the first lead nowhere, ends the process by its
-/// default action. SIGHUP stays ignored where it is from the start. One object at a time; main thread, made
-/// after the application object and gone before it. Programs that we start are not affected.
+/// Turns SIGTERM, SIGINT and SIGHUP into a call on the main thread. If the first one has no effect, a second
+/// one of the three ends the process by its default action. SIGHUP stays ignored if it is ignored at the
+/// start. One object at a time; main thread; make it after the application object and destroy it before that.
+/// Programs that we start are not affected.
 class TerminationSignals {
  public:
-  /// Throws std::system_error when no descriptor is left.
+  /// Throws std::system_error if no descriptor is left.
   explicit TerminationSignals(std::function<void()> onTerminate);
   ~TerminationSignals();
   TerminationSignals(const TerminationSignals&) = delete;

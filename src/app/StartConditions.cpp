@@ -21,8 +21,8 @@ std::string Take(const char* variable) {
   return taken;
 }
 
-// Later tokens come while other threads read the environment. The C library
-// moves its table of variables only to make it longer than it ever was.
+// Later tokens come while other threads read the environment. The C library moves its table of variables only
+// to make it longer than ever before.
 void MakeRoomForActivationToken() {
   ::setenv(kActivationTokenVariable, "", 1);
   ::unsetenv(kActivationTokenVariable);
@@ -50,7 +50,7 @@ std::string Variable(const char* name) {
 }
 
 bool CompositorAnswers() {
-  if (!Variable("WAYLAND_SOCKET").empty()) return true;  // a connection that somebody made for us
+  if (!Variable("WAYLAND_SOCKET").empty()) return true;  // a connection that another program made for us
   std::string path = Variable("WAYLAND_DISPLAY");
   if (path.empty()) return false;
   if (path.front() != '/') path = Variable("XDG_RUNTIME_DIR") + "/" + path;
@@ -62,7 +62,7 @@ bool CompositorAnswers() {
   return socket && ::connect(socket.Get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
 }
 
-/// Whether a platform was chosen by hand that needs no server.
+/// Whether the user has chosen a platform that needs no server.
 bool DrawsIntoMemory() {
   const std::string platform = Variable("QT_QPA_PLATFORM");
   return !platform.empty() && platform.find("xcb") == std::string::npos &&

@@ -26,7 +26,7 @@ namespace {
 using Claim = ApplicationService::Claim;
 using namespace std::chrono_literals;
 
-// A little before the second is over, for the system's own part of the exit.
+// A little less than a second, because the system needs some time for the exit.
 constexpr auto kTeardownLimit = 900ms;
 
 /// Makes the toolkit's loop the main thread's run loop for a while.
@@ -38,12 +38,12 @@ class MainRunLoop {
   MainRunLoop& operator=(const MainRunLoop&) = delete;
 };
 
-/// Asks for the name, and where another has it, for that one's panel.
+/// Asks for the name. If another process has it, asks that one for its panel.
 Claim ClaimOrAskTheOther(ApplicationService& service, const StartReason& reason) {
   const auto claim = service.claimName();
   if (claim != Claim::AnotherRuns || reason.atLogin) return claim;
   if (service.askOwnerToShow(reason.activationToken)) return claim;
-  const auto again = service.claimName();  // the other may have been about to end
+  const auto again = service.claimName();  // the other one may have been about to end
   if (again == Claim::AnotherRuns) WriteToConsole("Another one is running but does not answer");
   return again;
 }
@@ -54,14 +54,13 @@ void OpenPage(Desktop& desktop, const ActivationRequest& request) {
 
 /// Turns the event loop until each page is opened or has failed, so that a failure goes to the console.
 void AwaitPages(XdgUrlOpener& opener) {
-  QTimer look;  // nothing else ends the wait for a browser that goes on running
+  QTimer look;  // nothing else ends the wait for a browser that continues to run
   look.start(1s);
   while (opener.IsOpening()) QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
 }
 
-/// Opens the page that the bus started us for, and those that were asked for
-/// meanwhile. Empty when that was all; otherwise what somebody wants of the
-/// program itself, the panel before anything else.
+/// Opens the page for which the bus started us, and pages that were requested in the meantime. Empty if that
+/// was all. Otherwise the request for the program itself, the panel first.
 std::optional<ActivationRequest> OpenPages(ApplicationService& service, Desktop& desktop,
                                            const ActivationRequest& first) {
   // Without the name, so that a start from now on becomes the program.
@@ -78,8 +77,8 @@ std::optional<ActivationRequest> OpenPages(ApplicationService& service, Desktop&
   return more;
 }
 
-/// The request for whose sake the bus started us; empty where it did not, and
-/// where we merely inherited the bus's mark from our terminal.
+/// The request for which the bus started us. Empty if the bus did not start us, or if we only inherited the
+/// bus's mark from our terminal.
 std::optional<ActivationRequest> FirstRequest(ApplicationService& service, Claim claim,
                                               const StartReason& reason) {
   if (claim != Claim::Owner || !reason.byBus) return {};
@@ -92,16 +91,16 @@ void SetUpToolkit() {
   QApplication::setApplicationVersion(QString::fromLatin1(Identity::kBundleVersion));
   QApplication::setDesktopFileName(QString::fromLatin1(Identity::kIdentifier));
   QApplication::setQuitOnLastWindowClosed(false);  // the panel comes and goes
-  // The login item starts us; a session that restores us too would start us
-  // twice, and the second start would look like a person's.
+  // The login item starts us. If a session restored us too, we would start twice, and the second start would
+  // look like a person's.
   QObject::connect(
       qApp, &QGuiApplication::saveStateRequest, qApp,
       [](QSessionManager& session) { session.setRestartHint(QSessionManager::RestartNever); },
       Qt::DirectConnection);
 }
 
-/// Lets the panel take the focus on the asker's behalf, where focus is given
-/// by token: the toolkit looks for it in the environment when a window shows.
+/// Lets the panel take the focus for the program that asked, if the desktop gives focus by token: the toolkit
+/// looks for the token in the environment when a window shows.
 void UseActivationToken(const std::string& token) {
   if (token.empty() || !QGuiApplication::platformName().startsWith(QLatin1String("wayland"))) return;
   qputenv(kActivationTokenVariable, QByteArray::fromStdString(token));
@@ -126,14 +125,14 @@ int RunStatusItem(ApplicationService& service, Desktop& desktop,
   if (first && first->kind == ActivationRequest::Kind::ShowDevices) handle(*first);
   service.setHandler(handle);
 
-  // Without the bus there is no icon, no notice, and a second start becomes a second program.
+  // Without the bus there is no icon and no notification, and a second start becomes a second program.
   service.watchBus([] {
     WriteToConsole("The session bus has ended");
     QApplication::exit(EXIT_FAILURE);
   });
 
   const int status = QApplication::exec();
-  service.release();  // whoever starts now is to be the program, not to ask us
+  service.release();  // a start from now on must become the program, and not ask us
   desktop.Settings().Synchronize();
   EndProcessAfter(kTeardownLimit, status);
   return status;
@@ -164,7 +163,7 @@ int RunWithDisplay(int& argc, char** argv, const StartReason& reason, std::optio
   return RunStatusItem(service, desktop, first);
 }
 
-/// What can be done without a display: ask the one that runs, and open pages.
+/// What can be done without a display: ask the running program, and open pages.
 int RunWithoutDisplay(int& argc, char** argv, const StartReason& reason) {
   const QCoreApplication application(argc, argv);
   const MainRunLoop mainRunLoop;

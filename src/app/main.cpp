@@ -34,8 +34,7 @@ int Print(const std::string& text) {
   return vorn::WriteToStandardOutput(text) == vorn::OutputResult::kFailed ? EXIT_FAILURE : EXIT_SUCCESS;
 }
 
-/// The exit status for arguments, all of which ask for something else than the
-/// program itself.
+/// The exit status for arguments that ask for something else than the program itself.
 int AnswerArguments(int argc, char** argv) {
   const std::string first = argv[1];
   const bool isHelp = first == "--help" || first == "-h";
@@ -47,21 +46,20 @@ int AnswerArguments(int argc, char** argv) {
   return kBadUsage;
 }
 
-// A handler, where ignoring would do for us, since programs that we start
-// inherit what is ignored.
+// We use a handler and do not ignore the signal, because programs that we start inherit ignored signals.
 void SurviveClosedPipes() {
   struct sigaction action {};
   action.sa_handler = [](int) {};
   ::sigaction(SIGPIPE, &action, nullptr);
 }
 
-// The threads are many and nearly always asleep: a heap of its own for each
-// would cost more than waiting for one another ever could.
+// There are many threads, and they sleep nearly always. A separate heap for each would cost more than the
+// rare waits for one another.
 void ShareOneHeap() {
   ::mallopt(M_ARENA_MAX, 1);
 }
 
-/// First thing, before any other thread: as many descriptors as the system allows (units need three each), a
+/// First of all, before any other thread: as many descriptors as the system allows (units need three each), a
 /// logger to standard error, a quiet DNS-SD library, no death by a closed pipe, HTTP ready.
 void PrepareProcess() {
   ShareOneHeap();

@@ -86,7 +86,7 @@ void DeviceListController::tableViewDidCancelClick(ReturnIsDoubleClickTableView*
 void DeviceListController::openIndex(int row) {
   const DeviceList::ExtendedDeviceInfo* device = fModel.deviceAt(row);
   if (!device || !fOwner) return;
-  const std::string url = device->url;  // the owner may publish a new list meanwhile
+  const std::string url = device->url;  // the owner may publish a new list in the meantime
   fOwner->openUrl(url);
   if (fOwner) fOwner->setPanelVisible(false);
 }

@@ -19,15 +19,14 @@ class PanelOwner;
 class ReturnIsDoubleClickTableView;
 class SettingsMenu;
 
-/// The panel's controller: fills the table from the lists it is given, answers
-/// clicks, keys and the settings menu, and asks the owner to open pages and to
-/// hide the panel. A child of the panel; speaks to the owner until the panel
-/// has closed, and never afterwards. Main thread only.
+/// The panel's controller: fills the table from the lists that it gets, handles clicks, keys and the settings
+/// menu, and asks the owner to open pages and to hide the panel. A child of the panel. It uses the owner
+/// until the panel has closed, and never afterwards. Main thread only.
 class DeviceListController : public QObject, public DeviceListListener, public ExtendedTableViewDelegate {
   Q_OBJECT
 
  public:
-  /// The panel's parts, as its interface file names them; not owned.
+  /// The panel's parts, with the names of its interface file; not owned.
   struct Outlets {
     ClickablePanel* panel;
     ReturnIsDoubleClickTableView* table;
@@ -42,14 +41,13 @@ class DeviceListController : public QObject, public DeviceListListener, public E
   /// Registers as a listener, which delivers the current list at once.
   void awakeFromNib();
 
-  /// The selection follows its device by url. A list after none selects its
-  /// first row; when the selected device has gone, its row stays selected as
-  /// long as there is one.
+  /// The selection follows its device by url. After an empty list, a list selects its first row. If the
+  /// selected device has gone, its row number stays selected as long as there is such a row.
   void updateDeviceList(std::vector<DeviceList::ExtendedDeviceInfo> list) override;
   QMenu* menu() override;
 
   void tableViewMouseDownOnRow(ReturnIsDoubleClickTableView* table, int row) override;
-  /// Opens the device only if its row was selected when the button went down.
+  /// Opens the device only if its row was already selected when the button went down.
   void tableViewDidClickRow(ReturnIsDoubleClickTableView* table, int row) override;
   void tableViewDidCancelClick(ReturnIsDoubleClickTableView* table) override;
 
@@ -57,7 +55,7 @@ class DeviceListController : public QObject, public DeviceListListener, public E
   void openIndex(int row);
   void openSelectedRow();
 
-  /// Pops the settings menu up below the middle of `sender`; null: at (0, 0).
+  /// Opens the settings menu below the middle of `sender`; null: at (0, 0).
   void launchMenuFor(QWidget* sender);
 
   void setHint(const PanelHint& hint);
@@ -70,7 +68,7 @@ class DeviceListController : public QObject, public DeviceListListener, public E
   void windowWillClose();
   void showHint();
 
-  PanelOwner* fOwner;  // null once the panel has closed
+  PanelOwner* fOwner;  // null after the panel has closed
   Outlets fOutlets;
   DeviceListModel fModel;
   DeviceRowDelegate* fRows;  // child of the table

@@ -18,7 +18,7 @@ DeviceListWindowController::~DeviceListWindowController() {
   close();
   if (!fPanel) return;
   fPanel->disconnect(this);
-  fPanel->deleteLater();  // one of its own events may still be under way
+  fPanel->deleteLater();  // one of its own events may still be running
 }
 
 void DeviceListWindowController::load() {
@@ -75,7 +75,7 @@ void DeviceListWindowController::cancelOperation() {
   fAppDelegate->setPanelVisible(false);
 }
 
-// The window system may close the panel too; then the owner does not know yet.
+// The window system may close the panel too, and then the owner does not know it yet.
 void DeviceListWindowController::panelWillClose() {
   if (!fClosed) fAppDelegate->setPanelVisible(false);
 }

@@ -68,7 +68,7 @@ void TableCellView::draw(QPainter& painter, const QStyleOptionViewItem& option) 
     TemplateImage(fImageName, image.size())
         .draw(painter, image, 0.85, Tint{option.palette.color(QPalette::Text), {}});
   }
-  // Names stand in one column, with or without an image; the placeholder is no name.
+  // Names stand in one column, with or without an image. The placeholder is no name.
   if (isDevice()) area.setLeft(area.left() + kImage + kGap);
   if (fUpdateBadge) area = drawBadge(painter, option, area);
   drawName(painter, option, area);
@@ -79,7 +79,7 @@ bool TableCellView::isDevice() const {
   return fRow.flags().testFlag(Qt::ItemIsSelectable);
 }
 
-// Returns what is left of the area.
+// Returns the rest of the area.
 QRect TableCellView::drawBadge(QPainter& painter, const QStyleOptionViewItem& option, QRect area) const {
   QFont font = option.font;
   font.setPointSizeF(font.pointSizeF() * 0.85);
@@ -109,7 +109,7 @@ QRect TableCellView::drawBadge(QPainter& painter, const QStyleOptionViewItem& op
 void TableCellView::drawName(QPainter& painter, const QStyleOptionViewItem& option, const QRect& area) const {
   painter.setFont(option.font);
   QColor color = option.palette.color(QPalette::Text);
-  if (!isDevice()) color.setAlphaF(0.65F);  // quieter than a name, and still easy to read
+  if (!isDevice()) color.setAlphaF(0.65F);  // less prominent than a name, and still easy to read
   painter.setPen(color);
   const QString shown = option.fontMetrics.elidedText(fText, Qt::ElideRight, area.width());
   painter.drawText(area, Qt::AlignLeft | Qt::AlignAbsolute | Qt::AlignVCenter | Qt::TextSingleLine, shown);

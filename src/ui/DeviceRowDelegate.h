@@ -13,18 +13,18 @@ class QStyleOptionViewItem;
 
 namespace vorn::ui {
 
-/// Draws the background of one row (identifier "RowView"). The table draws all
-/// its rows through one of these, with the row's own colour set before.
+/// Draws the background of one row (identifier "RowView"). The table draws all its rows with one of these and
+/// sets the row's own colour before.
 class CustomHighlightRowView {
  public:
   enum class SelectionStyle {
     None,     ///< selected rows are not marked
-    Regular,  ///< selected rows carry the highlight
+    Regular,  ///< selected rows show the highlight
   };
 
   static constexpr char kIdentifier[] = "RowView";
 
-  /// Highlight of a selected row, and of a row on which the button is down.
+  /// The highlight of a selected row, and of a row with the button down.
   [[nodiscard]] static QColor normalColor();
   [[nodiscard]] static QColor pressedColor();
 
@@ -32,8 +32,8 @@ class CustomHighlightRowView {
   [[nodiscard]] const QColor& highlightColor() const { return fHighlightColor; }
   void setSelectionStyle(SelectionStyle style) { fStyle = style; }
 
-  /// With the regular style: the row's background, covering the style's own
-  /// selection, then the highlight colour over it. With any other nothing.
+  /// With the regular style: the row's background, which covers the style's own selection, then the highlight
+  /// colour over it. With any other style: nothing.
   void drawSelectionInRect(QPainter& painter, const QRect& rect, const QPalette& palette) const;
 
  private:
@@ -43,9 +43,8 @@ class CustomHighlightRowView {
 
 class ReturnIsDoubleClickTableView;
 
-/// The content of one row (identifier "DeviceListEntryView"): the image of the
-/// kind, the name, and the update badge. The table shows all its rows through
-/// one of these, filled for the row in question. Main thread only.
+/// The content of one row (identifier "DeviceListEntryView"): the image of the kind, the name, and the update
+/// badge. The table shows all its rows with one of these and fills it for each row. Main thread only.
 class TableCellView {
  public:
   static constexpr char kIdentifier[] = "DeviceListEntryView";
@@ -59,11 +58,11 @@ class TableCellView {
   [[nodiscard]] const QString& imageName() const { return fImageName; }
   [[nodiscard]] bool updateBadgeShown() const { return fUpdateBadge; }
 
-  /// Draws the content into the option's rectangle. The name is plain text,
-  /// starts at the image whatever its own direction, and is elided.
+  /// Draws the content into the option's rectangle. The name is plain text, starts at the image whatever its
+  /// own direction is, and is elided.
   void draw(QPainter& painter, const QStyleOptionViewItem& option) const;
 
-  /// The pointer has come to this row: selects it, if it belongs to a table.
+  /// The pointer has reached this row: selects it, if it belongs to a table.
   void mouseEntered() const;
 
  private:
@@ -78,8 +77,8 @@ class TableCellView {
   bool fUpdateBadge = false;
 };
 
-/// Draws the table's rows: a CustomHighlightRowView below a TableCellView, one
-/// of each for all rows. Knows which row the button is down on. Main thread only.
+/// Draws the table's rows: a CustomHighlightRowView below a TableCellView, one of each for all rows. Knows on
+/// which row the button is down. Main thread only.
 class DeviceRowDelegate : public QStyledItemDelegate {
   Q_OBJECT
 
@@ -88,8 +87,7 @@ class DeviceRowDelegate : public QStyledItemDelegate {
   ~DeviceRowDelegate() override = default;
   Q_DISABLE_COPY_MOVE(DeviceRowDelegate)
 
-  /// The row that carries the pressed highlight; an invalid index: none. It
-  /// stays with its device when rows move.
+  /// The row with the pressed highlight; an invalid index: none. It stays with its device when rows move.
   void setPressedRow(const QModelIndex& row);
 
   void paint(QPainter* painter, const QStyleOptionViewItem& option, const QModelIndex& index) const override;

@@ -7,7 +7,7 @@
 
 namespace vorn::ui {
 
-/// "1.4.2", or "1.4.2+7" where the build number tells versions apart.
+/// "1.4.2", or "1.4.2+7" if the build number distinguishes versions.
 [[nodiscard]] QString versionWords(const FirmwareVersion& version);
 
 /// The kind of device in words; empty for an unknown type.
@@ -16,20 +16,20 @@ namespace vorn::ui {
 /// The name as it is shown; never empty.
 [[nodiscard]] QString nameWords(const DeviceList::ExtendedDeviceInfo& info);
 
-/// "update 1.4.2 available", as the notifications name the release: without its build
-/// number. Empty when no update is known.
+/// "update 1.4.2 available": the release without its build number, as in notifications. Empty if no update is
+/// known.
 [[nodiscard]] QString updateWords(const DeviceList::ExtendedDeviceInfo& info);
 
-/// What stands in the place of the list while it is empty.
+/// The text in place of the list while it is empty.
 [[nodiscard]] QString nothingListedWords();
 
-/// Why nothing, or nothing new, may be listed; empty where there is nothing to say.
+/// Why nothing, or nothing new, may be listed; empty if there is nothing to say.
 [[nodiscard]] QString hintWords(DeviceList::DiscoveryHint hint, bool nothingListed);
 
-/// What the quiet line below the panel's list is about.
+/// The subject of the quiet line below the panel's list.
 struct PanelHint {
   DeviceList::DiscoveryHint discovery = DeviceList::DiscoveryHint::kNone;
-  bool pageNotOpened = false;  ///< the page that was asked for last could not be opened; comes first
+  bool pageNotOpened = false;  ///< the page that was requested last could not be opened; comes first
 };
 [[nodiscard]] QString hintWords(const PanelHint& hint, bool nothingListed);
 

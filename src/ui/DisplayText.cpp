@@ -13,7 +13,7 @@ namespace vorn::ui {
 namespace {
 
 constexpr qsizetype kLongestText = 256;    // UTF-16 units; more than any row or tool tip can show
-constexpr qsizetype kLongestBytes = 1024;  // no need to look at more of a hostile name
+constexpr qsizetype kLongestBytes = 1024;  // no need to read more of a hostile name
 constexpr qsizetype kLongestMenuText = 60;
 
 bool isSeen(char32_t c) {
@@ -69,10 +69,10 @@ constexpr char kLiteralText[] = "vornLiteralText";
 
 constexpr QChar kLowMacron(0x02CD);  // looks like "_"
 
-// On its way to the bus the toolkit turns the first "&" into "_", unless it is the last character, and leaves
-// every other. Hosts show "__" as "_" and hide a "_" that stands alone, but one library that most bars use
-// loses the former beside the latter. So the first "&" becomes half of a pair where a "_" comes before it, or
-// else a mark that stands alone, beside which no "_" is sent.
+// On the way to the bus, the toolkit turns the first "&" into "_", unless it is the last character, and
+// leaves the others. Hosts show "__" as "_" and hide a single "_", but one library that most bars use loses
+// the first beside the second. So the first "&" becomes half of a pair if a "_" comes before it. Otherwise it
+// becomes a single mark, and no "_" is sent beside it.
 QString exportedText(QString text) {
   const qsizetype ampersand = text.indexOf(u'&');
   const qsizetype underscore = text.indexOf(u'_');
@@ -92,7 +92,7 @@ QString menuText(const QString& text, MenuForm form) {
 
 void setLiteralText(QAction& entry, const QString& text, MenuForm form) {
   entry.setProperty(kLiteralText, text);
-  // Unchanged texts are not set again: each change travels to the host.
+  // Unchanged texts are not set again, because each change travels to the host.
   if (const QString written = menuText(text, form); entry.text() != written) entry.setText(written);
 }
 

@@ -9,14 +9,13 @@ class QMenu;
 
 namespace vorn::ui {
 
-/// Receives every list that is published to the user, already filtered by the
-/// user's settings. Called on the main thread only; the caller may publish
-/// again from inside, and the listener may unregister itself from inside.
+/// Gets every list that is published to the user, already filtered by the user's settings. Called on the main
+/// thread only. The caller may publish again inside the call, and the listener may unregister itself.
 class DeviceListListener {
  public:
   virtual ~DeviceListListener() = default;
 
-  /// Takes over a copy of the whole current list, in the order to be shown.
+  /// Takes a copy of the whole current list, in the order to show.
   virtual void updateDeviceList(std::vector<DeviceList::ExtendedDeviceInfo> list) = 0;
 
   /// The listener's settings menu, where the entry of the virtual entity is
@@ -24,21 +23,20 @@ class DeviceListListener {
   virtual QMenu* menu() = 0;
 };
 
-/// What the panel and the status item's menu ask of the application
-/// controller. Main thread only. Every call is made from inside an event of
-/// the asking widget, as the last thing it does there or guarded, so the
-/// implementation may destroy the asking DeviceListWindowController at once.
+/// What the panel and the status item's menu ask of the application controller. Main thread only. Every call
+/// comes from inside an event of the asking widget, guarded or as the last thing in it. So the implementation
+/// may destroy the asking DeviceListWindowController at once.
 class PanelOwner {
  public:
   virtual ~PanelOwner() = default;
 
-  /// Delivers the current list at once (also to a listener that is already
-  /// registered) and every later one until removeListener. Not owned.
+  /// Delivers the current list at once (also to a listener that is already registered) and every later one
+  /// until removeListener. Not owned.
   virtual void addListener(DeviceListListener* listener) = 0;
-  /// After this call the listener is not touched again. Unknown ones are ignored.
+  /// After this call the listener is not used again. Unknown listeners are ignored.
   virtual void removeListener(DeviceListListener* listener) = 0;
 
-  /// Shows or hides the panel; asking for the state it already has does nothing.
+  /// Shows or hides the panel; a request for the present state does nothing.
   virtual void setPanelVisible(bool visible) = 0;
 
   virtual bool launchOnLogin() = 0;
@@ -48,11 +46,11 @@ class PanelOwner {
   virtual bool notify() = 0;
   virtual void setNotify(bool enabled) = 0;
 
-  /// Opens a unit's page in the user's browser. `url` is the unit's base
-  /// address, byte for byte as it was listed.
+  /// Opens a unit's page in the user's browser. `url` is the unit's base address, byte for byte as it was
+  /// listed.
   virtual void openUrl(const std::string& url) = 0;
 
-  /// Ends the program once the current event has been handled.
+  /// Ends the program after the current event.
   virtual void quit() = 0;
 };
 

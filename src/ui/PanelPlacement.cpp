@@ -15,7 +15,7 @@ enum class Edge { Top, Bottom };
 
 constexpr int kDepthOfBars = 64;  // more than most have
 
-// The edges are half open here: right() is the first column that is no longer inside.
+// The edges are half open here: right() is the first column that is outside.
 int right(const QRect& r) {
   return r.x() + r.width();
 }
@@ -29,28 +29,28 @@ int squaredDistance(const QRect& area, const QPoint& point) {
   return x * x + y * y;
 }
 
-// The screen that holds the point, else the nearest one.
+// The screen that contains the point, otherwise the nearest one.
 const PlacementScreen& screenOf(const std::vector<PlacementScreen>& screens, const QPoint& point) {
   return *std::min_element(screens.begin(), screens.end(), [&](const auto& a, const auto& b) {
     return squaredDistance(a.geometry, point) < squaredDistance(b.geometry, point);
   });
 }
 
-// Where the bar is, seen from the usable area; an anchor inside of it tells by the nearer edge.
+// Where the bar is, seen from the usable area. For an anchor inside the area, the nearer edge decides.
 Edge edgeOf(const PlacementScreen& screen, const QPoint& anchor) {
   if (anchor.y() < screen.usable.y()) return Edge::Top;
   if (anchor.y() >= bottom(screen.usable)) return Edge::Bottom;
   return anchor.y() < screen.geometry.y() + screen.geometry.height() / 2 ? Edge::Top : Edge::Bottom;
 }
 
-// The bar is where more of the screen is taken; the top where nothing is.
+// The bar is where more of the screen is taken; at the top if nothing is taken.
 Edge edgeOfBar(const PlacementScreen& screen) {
   const int above = screen.usable.y() - screen.geometry.y();
   const int below = bottom(screen.geometry) - bottom(screen.usable);
   return below > above ? Edge::Bottom : Edge::Top;
 }
 
-// Ends the usable area at the item where the platform has not taken the bar off it.
+// Ends the usable area at the item if the platform has not excluded the bar from it.
 QRect withoutItem(const QRect& usable, const QRect& item, Edge edge) {
   if (!usable.intersects(item)) return usable;
   QRect rest = usable;
@@ -66,7 +66,7 @@ bool liesOnABar(const std::vector<PlacementScreen>& screens, const QPoint& point
   });
 }
 
-// Where the item was pressed, for all that is known.
+// The best known place of the press on the item.
 std::optional<QPoint> placeOfPress(const PlacementRequest& request) {
   if (!request.handedOver) return request.pointer;
   if (!request.handedOver->isNull() && liesOnABar(request.screens, *request.handedOver)) {
@@ -104,7 +104,7 @@ namespace {
 QRect withoutReservedArea(const QRect& screen, const QRect& usable, const ReservedArea& reserved) {
   const QRect taken = reserved.area.intersected(screen);
   const bool fromTheSide = reserved.edge == Qt::LeftEdge || reserved.edge == Qt::RightEdge;
-  // One that crosses the whole screen on its way from the desktop's edge belongs to a screen behind it.
+  // A bar that crosses the whole screen from the desktop's edge belongs to a screen behind it.
   const bool crosses = fromTheSide ? taken.width() == screen.width() : taken.height() == screen.height();
   if (taken.isEmpty() || crosses) return usable;
   QRect rest = usable;
@@ -161,7 +161,7 @@ std::vector<PlacementScreen> currentScreens() {
   std::vector<PlacementScreen> screens;
   for (const QScreen* screen : QGuiApplication::screens()) {
     PlacementScreen place{screen->geometry(), screen->availableGeometry()};
-    // With several X11 screens the toolkit says that all of each is usable.
+    // With several X11 screens, the toolkit reports that all of each is usable.
     place.usable = withoutReservedAreas(place, screen->devicePixelRatio(), reserved);
     const bool primary = screen == QGuiApplication::primaryScreen();
     screens.insert(primary ? screens.begin() : screens.end(), place);

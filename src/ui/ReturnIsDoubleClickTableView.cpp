@@ -70,8 +70,8 @@ void ReturnIsDoubleClickTableView::mouseReleaseEvent(QMouseEvent* event) {
 }
 
 void ReturnIsDoubleClickTableView::mouseMoveEvent(QMouseEvent* event) {
-  // While a button is down the pointer enters nothing: leaving the row and
-  // letting go is how a press is taken back.
+  // While a button is down, the pointer enters nothing: users take a press back by leaving the row and
+  // releasing the button.
   if (event->buttons() == Qt::NoButton) pointerAt(event->position().toPoint());
 }
 
@@ -117,9 +117,9 @@ void ReturnIsDoubleClickTableView::keyboardSearch(const QString& search) {
   if (currentIndex().isValid()) scrollTo(currentIndex());
 }
 
-// QListView would lay all rows out again, which repaints the whole viewport,
-// and the base class repaints all of it for a span of rows. All rows have one
-// height, so each changed row is announced by itself and to the base class only.
+// QListView would lay all rows out again, which repaints the whole viewport, and the base class repaints all
+// of it for a span of rows. All rows have one height, so each changed row is announced separately, and only
+// to the base class.
 void ReturnIsDoubleClickTableView::dataChanged(const QModelIndex& topLeft, const QModelIndex& bottomRight,
                                                const QList<int>& roles) {
   for (int row = topLeft.row(); row <= bottomRight.row(); ++row) {
@@ -128,7 +128,7 @@ void ReturnIsDoubleClickTableView::dataChanged(const QModelIndex& topLeft, const
   }
 }
 
-// QListView draws every row between the first and the last one to be drawn.
+// QListView draws every row between the first and the last one that needs drawing.
 void ReturnIsDoubleClickTableView::paintEvent(QPaintEvent* event) {
   for (const QRect& rect : event->region()) {
     QPaintEvent part(rect);

@@ -7,26 +7,24 @@ namespace vorn::ui {
 
 class ReturnIsDoubleClickTableView;
 
-/// Hears what a ReturnIsDoubleClickTableView tells beyond the toolkit's own
-/// signals. The table may be hidden, not destroyed, from inside.
+/// Gets the events of a ReturnIsDoubleClickTableView beyond the toolkit's own signals. Inside a call, the
+/// table may be hidden, but not destroyed.
 class ExtendedTableViewDelegate {
  public:
   virtual ~ExtendedTableViewDelegate() = default;
 
   /// The button went down on `row`, which becomes selected after this call.
   virtual void tableViewMouseDownOnRow(ReturnIsDoubleClickTableView* table, int row) = 0;
-  /// The button went up again on the same device, which is at `row` now.
+  /// The button went up again on the same device, which is now at `row`.
   virtual void tableViewDidClickRow(ReturnIsDoubleClickTableView* table, int row) = 0;
   /// The button went up elsewhere, or the device under it has changed or gone.
   virtual void tableViewDidCancelClick(ReturnIsDoubleClickTableView* table) = 0;
 };
 
-/// The panel's one-column table. Return and Enter do what a double click is
-/// bound to, Escape cancels, hovering selects, and the delegate is told of
-/// presses and clicks. Its rows change by themselves at any time, so a click
-/// counts for the device that was under the pointer at the press, and a change
-/// neither scrolls the table nor repaints rows that have not changed.
-/// Main thread only.
+/// The panel's one-column table. Return and Enter act like a double click, Escape cancels, hovering selects,
+/// and the delegate gets presses and clicks. Its rows change by themselves at any time. So a click counts for
+/// the device that was under the pointer at the press, and a change neither scrolls the table nor repaints
+/// unchanged rows. Main thread only.
 class ReturnIsDoubleClickTableView : public QListView {
   Q_OBJECT
 
@@ -35,22 +33,21 @@ class ReturnIsDoubleClickTableView : public QListView {
   ~ReturnIsDoubleClickTableView() override = default;
   Q_DISABLE_COPY_MOVE(ReturnIsDoubleClickTableView)
 
-  /// Not owned; null: nobody is told.
+  /// Not owned; null: nobody gets the events.
   void setExtendedDelegate(ExtendedTableViewDelegate* delegate) { fExtendedDelegate = delegate; }
 
   /// The selected row; -1: none.
   [[nodiscard]] int selectedRow() const;
-  /// Selects one row without scrolling to it; a row that does not exist or
-  /// cannot be selected is ignored.
+  /// Selects one row without scrolling to it. A row that does not exist or cannot be selected is ignored.
   void selectRow(int row);
   void deselectAll();
 
-  /// What is at the top of the viewport, to be put there again after a change.
+  /// What is at the top of the viewport, to restore it after a change.
   class ScrollPosition {
    public:
     explicit ScrollPosition(ReturnIsDoubleClickTableView& table);
-    /// A table that stood at its very top stays there; else the device at the
-    /// top of the viewport keeps its place, as long as it is listed.
+    /// A table that was at its very top stays there. Otherwise the device at the top of the viewport keeps
+    /// its place, as long as it is listed.
     void restore();
 
    private:
@@ -62,9 +59,9 @@ class ReturnIsDoubleClickTableView : public QListView {
   void keyboardSearch(const QString& search) override;
 
  signals:
-  /// The double-click binding: Return or Enter has been pressed.
+  /// The double-click binding: Return or Enter was pressed.
   void doubleAction();
-  /// Escape has been pressed.
+  /// Escape was pressed.
   void cancelOperation();
 
  protected:
@@ -85,7 +82,7 @@ class ReturnIsDoubleClickTableView : public QListView {
   ExtendedTableViewDelegate* fExtendedDelegate = nullptr;
   QPersistentModelIndex fPressed;  // the device under the button while it is down
   bool fButtonDown = false;
-  QPersistentModelIndex fHovered;  // the device that the pointer has come to last
+  QPersistentModelIndex fHovered;  // the device that the pointer reached last
 };
 
 }  // namespace vorn::ui

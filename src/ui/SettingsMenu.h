@@ -10,10 +10,9 @@ namespace vorn::ui {
 
 class PanelOwner;
 
-/// The settings as a menu: three check marks, and on request quit below a
-/// separator. The check marks show what the owner says, read anew each time the
-/// menu opens and after each change made through it. An entry that somebody
-/// else inserts may carry a submenu. Main thread only.
+/// The settings as a menu: three check marks, and on request quit below a separator. The check marks show the
+/// owner's answers, read again each time the menu opens and after each change through it. An entry that
+/// somebody else inserts may have a submenu. Main thread only.
 class SettingsMenu : public QMenu {
   Q_OBJECT
 

@@ -19,12 +19,12 @@ class StatusBar {
   /// True: at least one device is listed.
   virtual void setActive(bool active) = 0;
 
-  /// Shows a fresh panel in front, with the focus, where it belongs for the
-  /// item. While it is open, it is a listener of `owner`, which is asked for
-  /// what the user chooses and is told when the panel wants to be closed.
+  /// Shows a new panel in front, with the focus, at its place for the item. While it is open, it is a
+  /// listener of `owner`. It asks `owner` to do what the user chooses, and tells it when it wants to be
+  /// closed.
   virtual void showPanel(PanelOwner& owner) = 0;
-  /// Closes the panel and unregisters its listener; may be called from inside
-  /// the panel's own events. Without a panel nothing happens.
+  /// Closes the panel and unregisters its listener. May be called inside the panel's own events. Without a
+  /// panel it does nothing.
   virtual void closePanel() = 0;
 
   /// Gives the item its menu, a listener of `owner` as long as this object

@@ -16,17 +16,14 @@ namespace vorn::ui {
 class PanelOwner;
 class SettingsMenu;
 
-/// The status item's context menu, for hosts that offer nothing else: "Show
-/// Devices", one entry per listed device with the update mark in words, the
-/// settings as a submenu, and quit. Registered with the owner like any
-/// listener, by whoever creates it.
+/// The status item's context menu, for hosts that offer nothing else: "Show Devices", one entry for each
+/// listed device with the update mark in words, the settings as a submenu, and quit. Its creator registers it
+/// with the owner like any listener.
 ///
-/// An entry belongs to one device for its whole life and is never reused for
-/// another, so what the user chooses is what the user saw. Lists are taken over
-/// a little later and together, because every change travels to the host. The
-/// settings are read anew when the menu opens, and every now and then for hosts
-/// that never tell of opening it.
-/// Main thread only.
+/// An entry belongs to one device for its whole life and is never reused, so the user's choice is always what
+/// the user saw. Several lists are applied together a little later, because every change travels to the host.
+/// The settings are read again when the menu opens. They are also read at intervals, because some hosts never
+/// report that they open it. Main thread only.
 class StatusMenu : public QObject, public DeviceListListener {
   Q_OBJECT
 
@@ -41,12 +38,11 @@ class StatusMenu : public QObject, public DeviceListListener {
   /// For StatusItem::setContextMenu.
   [[nodiscard]] QMenu* contextMenu() { return &fMenu; }
 
-  /// Exported, unless this is called: the older kind of tray has the toolkit
-  /// draw the menu.
+  /// Exported, unless this is called: with the older kind of tray, the toolkit draws the menu.
   void setForm(MenuForm form);
 
-  /// Has the menu say why nothing may be listed, as the panel does. `hint` is
-  /// asked whenever the list changes, when the menu opens, and every now and then.
+  /// Makes the menu say why nothing may be listed, like the panel. `hint` is asked whenever the list changes,
+  /// when the menu opens, and at intervals.
   void setHintSource(std::function<DeviceList::DiscoveryHint()> hint);
 
   void updateDeviceList(std::vector<DeviceList::ExtendedDeviceInfo> list) override;

@@ -8,18 +8,15 @@
 
 namespace vorn::ui {
 
-/// Stands for the program in the status bar: shows the image "MenuIcon", the
-/// bar's highlighted background while the panel is open, and half the opacity
-/// while no device is listed; a press sends the action.
+/// Represents the program in the status bar. Shows the image "MenuIcon", the bar's highlighted background
+/// while the panel is open, and half the opacity while no device is listed. A press sends the action.
 ///
-/// In the item's button form the host draws, so image, target, action and the
-/// disabled look are passed on to the button and the view is never installed.
-/// In the view form the item shows what drawRect draws. Every method asks the
-/// item which form it has. Main thread only. The item is referred to weakly.
+/// In the item's button form the host draws. So image, target, action and the disabled look go to the button,
+/// and the view is never installed. In the view form the item shows what drawRect draws. Every method asks
+/// the item for its form. Main thread only. Refers to the item weakly.
 ///
-/// A view that a status bar can host, with its painting and its press, because
-/// the rules of status items fix it so. No bar of ours hosts it: the older tray
-/// takes its pixels from drawRect.
+/// A view that a status bar can host, with its painting and its press. No bar of ours hosts it, but its
+/// interface is fixed; the older tray takes its pixels from drawRect.
 class StatusView : public QWidget {
   Q_OBJECT
 
@@ -29,7 +26,7 @@ class StatusView : public QWidget {
   ~StatusView() override = default;
   Q_DISABLE_COPY_MOVE(StatusView)
 
-  /// Held weakly: a press does nothing once the target has been destroyed.
+  /// Held weakly: a press does nothing after the target was destroyed.
   void setTarget(QObject* target);
   /// Called for each press while a target is set.
   void setAction(StatusItem::Action action);
@@ -48,20 +45,20 @@ class StatusView : public QWidget {
   [[nodiscard]] QObject* target() const { return fTarget; }
   [[nodiscard]] const StatusItem::Action& action() const { return fAction; }
 
-  /// The window that the item is in: the button's in the button form, else the
-  /// view's own; null where there is none.
+  /// The window of the item: the button's in the button form, otherwise the view's own; null if there is
+  /// none.
   [[nodiscard]] QWindow* statusWindow() const;
 
-  /// A press of the left button: sends the action when both action and target are set. Every press
-  /// counts; what a host sends twice is filtered by the item.
+  /// A press of the left button: sends the action if both action and target are set. Every press counts; the
+  /// item filters what a host sends twice.
   void mouseDown();
 
   /// View form: the bar's background, then the image centred without rounding.
   void drawRect(QPainter& painter, const QRectF& dirtyRect);
 
  signals:
-  /// What drawRect draws has changed. Not sent for a value that was there
-  /// before: lists come often, and a tray is given a new icon each time.
+  /// The result of drawRect has changed. Not sent if the value stays the same, because lists come often and a
+  /// tray gets a new icon each time.
   void needsDisplay();
 
  protected:

@@ -11,15 +11,14 @@
 namespace vorn::ui {
 namespace {
 
-/// Read by its format alone, or every picture plugin of the toolkit would be
-/// loaded and asked for it.
+/// Names the format, because otherwise every picture plugin of the toolkit would be loaded and asked for it.
 QImage mask(const QString& path) {
   QImageReader reader(path, "pgm");
   reader.setAutoDetectImageFormat(false);
   return reader.read();
 }
 
-/// The mask's opacity at the size, in the middle of it where the sides differ.
+/// The mask's opacity at the size, centred if the sides differ.
 QImage fitted(const QImage& mask, QSize pixels) {
   const QImage grey = mask.scaled(pixels, Qt::KeepAspectRatio, Qt::SmoothTransformation)
                           .convertToFormat(QImage::Format_Grayscale8);

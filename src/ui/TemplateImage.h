@@ -11,19 +11,18 @@ class QPainter;
 
 namespace vorn::ui {
 
-/// The colours that a template image is drawn in.
+/// The colours of a template image.
 struct Tint {
   QColor fill;
   QColor outline;  ///< a thin line around the shape; invalid: none
 
-  /// Readable on a bar whose colour nobody tells us: light with a dark outline.
+  /// Readable on a bar of unknown colour: light with a dark outline.
   [[nodiscard]] static Tint forUnknownBar();
 };
 
-/// A drawing of ours by its resource name ("MenuIcon", "plexadevice", ...) of
-/// which only the shape counts; it is drawn in the tint that fits the place.
-/// A plain value; an unknown name draws nothing. Main thread only: the rendered
-/// pixels are kept in the toolkit's pixmap cache.
+/// A drawing of ours by its resource name ("MenuIcon", "plexadevice", ...). Only its shape counts, and it is
+/// drawn in the tint that fits the place. A plain value; an unknown name draws nothing. Main thread only,
+/// because the toolkit's pixmap cache keeps the rendered pixels.
 class TemplateImage {
  public:
   TemplateImage() = default;
@@ -32,11 +31,10 @@ class TemplateImage {
 
   [[nodiscard]] const QString& name() const { return fName; }
   [[nodiscard]] QSize size() const { return fSize; }
-  /// True when the resources hold an image of this name.
+  /// True if the resources contain an image of this name.
   [[nodiscard]] bool exists() const;
 
-  /// Draws the whole image into `target` over what is there, sharp on any
-  /// device pixel ratio.
+  /// Draws the whole image into `target` over the existing pixels, sharp on any device pixel ratio.
   void draw(QPainter& painter, const QRectF& target, qreal opacity, const Tint& tint) const;
 
   /// The image in device pixels.
@@ -49,9 +47,8 @@ class TemplateImage {
   QSize fSize;
 };
 
-/// An icon that travels to the host by theme name with a drawing of our own
-/// beside it. The toolkit's own themed icon would send the theme's drawing as
-/// pixels, which is dark and nearly invisible on a dark bar.
+/// An icon that travels to the host by theme name, together with our own drawing. The toolkit's own themed
+/// icon would send the theme's drawing as pixels, which is dark and nearly invisible on a dark bar.
 class TrayIconEngine : public QIconEngine {
  public:
   /// Draws the icon into a square of this size, in device pixels.

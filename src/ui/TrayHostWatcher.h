@@ -10,30 +10,27 @@ class QDBusServiceWatcher;
 
 namespace vorn::ui {
 
-/// What kind of host shows our status item.
+/// The kind of host that shows our status item.
 enum class TrayForm {
-  Button,  ///< a StatusNotifierItem host: it draws a button from the icon we name
+  Button,  ///< a StatusNotifierItem host: it draws a button from the icon that we name
   View,    ///< the older tray of X11: it hosts what StatusView draws
 };
 
-/// Tells when there is a host for a status item, and of which form. The toolkit
-/// decides between the forms once, at the first icon, and never again, so no
-/// icon may exist before this has spoken.
+/// Reports when there is a host for a status item, and its form. The toolkit chooses the form once, at the
+/// first icon, and never again. So no icon may exist before this has reported.
 ///
-/// A StatusNotifierItem host is preferred: a registered host at
-/// org.kde.StatusNotifierWatcher, whenever it comes. The older tray is looked
-/// for where there is X11, from the end of a grace period on (at once where
-/// there is no session bus). All D-Bus calls are asynchronous and never start
-/// the watcher's service. Main thread only.
+/// A StatusNotifierItem host is preferred: a registered host at org.kde.StatusNotifierWatcher, at any time.
+/// On X11, the older tray is used too, after a grace period (at once without a session bus). All D-Bus calls
+/// are asynchronous and never start the watcher's service. Main thread only.
 class TrayHostWatcher : public QObject {
   Q_OBJECT
 
  public:
   struct Timing {
     std::chrono::milliseconds grace{5000};  ///< how long the newer host has precedence
-    std::chrono::milliseconds retry{2000};  ///< between two looks for the older tray
+    std::chrono::milliseconds retry{2000};  ///< between two checks for the older tray
   };
-  /// True when the older tray has an owner; empty function: there is no X11.
+  /// True if the older tray has an owner; empty function: there is no X11.
   using OlderTrayProbe = std::function<bool()>;
 
   TrayHostWatcher(QDBusConnection sessionBus, OlderTrayProbe olderTray, Timing timing,
@@ -43,7 +40,7 @@ class TrayHostWatcher : public QObject {
   ~TrayHostWatcher() override = default;
   Q_DISABLE_COPY_MOVE(TrayHostWatcher)
 
-  /// Begins to look; a second call does nothing. Never emits from inside.
+  /// Starts to look; a second call does nothing. Never emits inside the call.
   void start();
 
  signals:

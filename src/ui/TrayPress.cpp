@@ -8,16 +8,17 @@
 #include <utility>
 
 QT_BEGIN_NAMESPACE
-// Exported by the toolkit for programs, but declared in none of its headers. The
-// function gets each call that comes in, on the main thread, before its object.
+// The toolkit exports this for programs, but no header of it declares it. The function gets each incoming
+// call, on the main thread, before the call's object.
 extern Q_DBUS_EXPORT void qDBusAddSpyHook(void (*function)(const QDBusMessage&));
 QT_END_NAMESPACE
 
 namespace vorn::ui {
 namespace {
 
-// The toolkit hands a call to the main thread, back to the thread that reads the bus, and to the main thread
-// again. An answer of the bus is read behind the calls before it; the second answer, behind their way back.
+// The toolkit passes a call to the main thread, back to the thread that reads the bus, and to the main thread
+// again. An answer of the bus is read after the calls before it. The second answer comes after their way
+// back.
 constexpr int kRounds = 2;
 
 std::optional<QPoint> gLatest;
@@ -72,8 +73,8 @@ TriggerFilter::TriggerFilter(std::chrono::milliseconds doubleClickInterval, Now 
 bool TriggerFilter::accept() {
   if (fHandling) return false;
   const Clock::time_point now = fNow();
-  // The interval runs from the first activation and is not prolonged, so that
-  // steady clicking is never swallowed for good.
+  // The interval starts at the first activation and is not extended, so steady clicks are never swallowed for
+  // good.
   if (fClick && now - *fClick < fDoubleClickInterval) return false;
   fClick = now;
   const bool closedThePanel = fHidden && now - *fHidden < kDeactivationWindow;

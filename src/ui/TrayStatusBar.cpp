@@ -12,8 +12,8 @@
 namespace vorn::ui {
 namespace {
 
-/// The program as assistive tools see it: under the name that people read. The
-/// toolkit by itself gives the name that files and windows are known by.
+/// The program as assistive tools see it: under the name that people read. By default the toolkit gives the
+/// name of files and windows.
 class AccessibleApplication : public QAccessibleApplication {
  public:
   [[nodiscard]] QString text(QAccessible::Text kind) const override {
@@ -83,8 +83,8 @@ void TrayStatusBar::offerMenu(PanelOwner& owner) {
   fItem.setContextMenu(fMenu->contextMenu());
 }
 
-// Not before there is a window that has it: looking it up takes the icon themes
-// into memory, which the status item alone does without.
+// Not before a window needs it: the look-up loads the icon themes into memory, and the status item alone does
+// not need them.
 void TrayStatusBar::setWindowIcon() const {
   if (!QApplication::windowIcon().isNull()) return;
   QApplication::setWindowIcon(QIcon::fromTheme(fLook.windowIconName));

@@ -17,9 +17,9 @@ namespace vorn::ui {
 class DeviceListWindowController;
 class StatusMenu;
 
-/// The status bar of a real desktop: an item in its tray, which appears as soon
-/// as there is a host. What it leaves to the event loop for deletion belongs to
-/// the owner's last turn of that loop. Main thread only.
+/// The status bar of a real desktop: an item in its tray, which appears when there is a host. Some parts are
+/// left to the event loop for deletion, so the owner must turn that loop once more at the end. Main thread
+/// only.
 class TrayStatusBar final : public StatusBar {
  public:
   struct Look {
@@ -27,18 +27,17 @@ class TrayStatusBar final : public StatusBar {
     QString windowIconName;  ///< in the theme, for windows that show one
   };
 
-  /// What the menu and the panel say below the list; asked while they are there.
+  /// What the menu and the panel show below the list; asked while they exist.
   struct Hints {
     std::function<DeviceList::DiscoveryHint()> discovery;  ///< why nothing may be listed
-    /// Whether the page that was asked for last could not be opened; says so
-    /// once, so the panel says it for the whole of one showing.
+    /// Whether the page that was requested last could not be opened. Says so once, so the panel shows it
+    /// until it closes.
     std::function<bool()> takePageFailure;
     std::chrono::milliseconds period{1000};  ///< between two questions of an open panel
   };
 
-  /// Has assistive tools see the program under its name from here on.
-  /// `length`: the width in points of what our own view draws; a host that draws
-  /// a button by itself makes it as wide as its bar is high.
+  /// From now on, assistive tools see the program under its name. `length`: the width in points of what our
+  /// own view draws. A host that draws a button makes it as wide as its bar is high.
   TrayStatusBar(Look look, int length, Hints hints);
   /// Closes the panel and unregisters the menu.
   ~TrayStatusBar() override;
@@ -64,7 +63,7 @@ class TrayStatusBar final : public StatusBar {
   QObject fTarget;  ///< of presses
   PanelOwner* fMenuOwner = nullptr;
   std::unique_ptr<StatusMenu> fMenu;
-  bool fPageNotOpened = false;  ///< what the open panel says of the last page
+  bool fPageNotOpened = false;  ///< what the open panel says about the last page
   QTimer fHintTimer;            ///< runs while the panel is open
   std::unique_ptr<DeviceListWindowController> fPanel;
 };

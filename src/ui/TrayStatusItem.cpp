@@ -18,7 +18,7 @@ namespace {
 
 constexpr int kThickness = 22;
 
-// The host looks a name up in the theme, so one that is not installed must not travel.
+// The host looks the name up in the theme, so an uninstalled name must not travel.
 QString installedName(const QString& name) {
   const QString file = QStringLiteral("icons/hicolor/symbolic/apps/%1.svg").arg(name);
   return QStandardPaths::locate(QStandardPaths::GenericDataLocation, file).isEmpty() ? QString() : name;
@@ -129,7 +129,7 @@ QIcon TrayStatusItem::buttonIcon() const {
   return QIcon(new TrayIconEngine(name, draw));
 }
 
-// What the view draws, scaled to the place that the tray has for it.
+// What the view draws, scaled to the tray's place for it.
 QIcon TrayStatusItem::viewIcon() const {
   const auto draw = [view = fView](QPainter& painter, QSize size) {
     if (!view) return;
@@ -149,14 +149,14 @@ void TrayStatusItem::updateIcon() {
 void TrayStatusItem::activated(QSystemTrayIcon::ActivationReason reason) {
   const bool isPress = reason == QSystemTrayIcon::Trigger || reason == QSystemTrayIcon::DoubleClick;
   if (!isPress || !fFilter.accept()) return;
-  // What waits already belongs to this click, however long a busy program takes for it.
+  // Calls that wait already belong to this click, even if a busy program takes long for it.
   const auto handled = qScopeGuard([this] { fDelivered(this, [this] { fFilter.noteHandled(); }); });
   fPress = fPlace();
   sendPress();
-  fPress = {};  // what is asked for later has nothing to do with it
+  fPress = {};  // later requests have nothing to do with it
 }
 
-// Elsewhere nobody knows where on the desktop a place lies.
+// On other platforms nobody knows the place of a point on the desktop.
 PressPlace TrayStatusItem::placeOfPlatform() {
   if (QGuiApplication::platformName() != QStringLiteral("xcb")) return {};
   return {HandedOverPlace::take(), QCursor::pos()};

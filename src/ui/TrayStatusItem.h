@@ -11,25 +11,23 @@
 
 namespace vorn::ui {
 
-/// The status item in the desktop's tray. Exists from the start, shows nothing
-/// until attach() says that a host is there, and keeps what was set meanwhile.
-/// What a host sends twice for one double click, and the activation that
-/// belongs to a click which has already closed the panel, are dropped here.
-/// Main thread only.
+/// The status item in the desktop's tray. It exists from the start, shows nothing until attach() reports a
+/// host, and keeps all settings from before. It drops the second activation that a host sends for one double
+/// click. It also drops the activation of a click that has already closed the panel. Main thread only.
 class TrayStatusItem : public StatusItem {
   Q_OBJECT
 
  public:
   struct Look {
     QString activeIconName;    ///< symbolic icon in the theme while devices are listed
-    QString inactiveIconName;  ///< the same, dimmed
+    QString inactiveIconName;  ///< the same icon, dim
     QString toolTip;
   };
 
-  /// What is known of where a press is.
+  /// What is known about the place of a press.
   using Place = std::function<PressPlace()>;
 
-  /// Calls back once all activations that hosts have sent by now have been delivered.
+  /// Calls back after all activations that hosts have sent until now have been delivered.
   using Delivered = std::function<void(QObject* context, std::function<void()> then)>;
 
   /// `length`: the item's width in points. `now` and `place` are asked at each press.
@@ -38,10 +36,10 @@ class TrayStatusItem : public StatusItem {
   ~TrayStatusItem() override;
   Q_DISABLE_COPY_MOVE(TrayStatusItem)
 
-  /// A host of this form is there: the icon is created. Later calls do nothing.
+  /// There is a host of this form: the icon is created. Later calls do nothing.
   void attach(TrayForm form);
 
-  /// To be told when the panel was hidden because it lost the focus.
+  /// Call when the panel was hidden because it lost the focus.
   void noteHiddenByDeactivation();
 
   [[nodiscard]] bool hasButton() const override;
@@ -58,8 +56,7 @@ class TrayStatusItem : public StatusItem {
   [[nodiscard]] PressPlace press() const override;
   void setContextMenu(QMenu* menu) override;
 
-  /// The icon as the host gets it: by theme name where the theme has it, with
-  /// pixels beside it that can be read on any bar.
+  /// The icon for the host: by theme name if the theme has it, with pixels that are readable on any bar.
   [[nodiscard]] QIcon icon() const;
   /// One activation by the host, as the tray icon reports it.
   void activated(QSystemTrayIcon::ActivationReason reason);
@@ -84,7 +81,7 @@ class TrayStatusItem : public StatusItem {
   QPointer<StatusView> fView;
   QPointer<QMenu> fContextMenu;
   PressPlace fPress;                       // of the press that is being handled
-  std::unique_ptr<QSystemTrayIcon> fTray;  // null until a host is there
+  std::unique_ptr<QSystemTrayIcon> fTray;  // null until there is a host
 };
 
 }  // namespace vorn::ui

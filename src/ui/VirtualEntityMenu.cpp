@@ -12,7 +12,7 @@ namespace {
 
 using Items = MacVirtualEntity::Items;
 
-// The title is kept beside the text, into which toolkits and styles write marks of their own.
+// The title is kept beside the text, because toolkits and styles write their own marks into the text.
 std::string titleOf(const QAction& entry) {
   return entry.data().toByteArray().toStdString();
 }
@@ -25,7 +25,7 @@ bool hasSameTitles(const QMenu& menu, const Items& items) {
                     });
 }
 
-// The interface's name is never cut: it tells services of the same name apart.
+// The interface's name is never cut, because it distinguishes services of the same name.
 QString entryText(const std::string& title) {
   const auto colon = title.rfind(':');
   const std::string service = title.substr(0, colon);
@@ -113,7 +113,7 @@ void VirtualEntityMenu::show(Place& place) {
     place.menu->removeAction(place.entry.get());
     return;
   }
-  // The one that stands may be open, so it is kept where it fits.
+  // The present one may be open, so it is kept if it fits.
   if (!place.submenu || !hasSameTitles(*place.submenu, *fItems)) {
     const QPointer<QMenu> old = std::exchange(place.submenu, makeSubmenu(*place.menu));
     place.entry->setMenu(place.submenu.data());
@@ -149,7 +149,7 @@ void VirtualEntityMenu::showMarks(const QMenu& submenu) const {
   }
 }
 
-// The submenu may be the one that is being answered.
+// The submenu may be the one whose event is handled now.
 void VirtualEntityMenu::close(Place& place) {
   place.entry.reset();
   if (!place.submenu) return;

@@ -19,11 +19,10 @@ namespace vorn::ui {
 /// has one check mark for each capable interface. Owns entries, submenus and
 /// marks of all menus, which show the same state.
 ///
-/// What was found comes in by takeAnswer, what was chosen goes out to the entity.
-/// A mark changes when its item is chosen, before the tool has run. The answer
-/// to the latest question counts. One that was asked for before the latest
-/// choice, or before the tool had finished what was chosen, changes nothing;
-/// while the tool is still running, a later answer leaves the mark that was chosen.
+/// takeAnswer brings in what was found, and the user's choice goes to the entity. A mark changes when its
+/// item is chosen, before the tool has run. The answer to the latest question counts. An answer changes
+/// nothing if its question is older than the latest choice, or older than the tool's end for that choice.
+/// While the tool runs, a later answer keeps the chosen mark.
 ///
 /// Main thread only.
 class VirtualEntityMenu {
@@ -31,18 +30,17 @@ class VirtualEntityMenu {
   static constexpr char kTitle[] = "Launch Mac Virtual Entity";
   static constexpr int kIndex = 3;  ///< of the entry in each menu
 
-  /// The dispatch outlives this object.
+  /// The dispatch must live longer than this object.
   VirtualEntityMenu(std::shared_ptr<MacVirtualEntity> entity, Dispatch& dispatch);
-  /// Takes the entry out of every menu and ends an enumeration in progress.
+  /// Removes the entry from every menu and ends the current enumeration.
   ~VirtualEntityMenu();
   VirtualEntityMenu(const VirtualEntityMenu&) = delete;
   VirtualEntityMenu& operator=(const VirtualEntityMenu&) = delete;
 
-  /// Asks in one background job of high priority which interfaces there are.
-  /// From its answer on `menu` has the entry for as long as the latest answer
-  /// has interfaces. Every menu follows that answer.
+  /// Asks for the interfaces in one background job of high priority. From its answer on, `menu` has the entry
+  /// as long as the latest answer has interfaces. Every menu follows that answer.
   void addTo(QMenu& menu);
-  /// To be called before `menu` goes. One that was not added is ignored.
+  /// Call it before `menu` is destroyed. A menu that was not added is ignored.
   void removeFrom(const QMenu& menu);
 
  private:
@@ -57,7 +55,7 @@ class VirtualEntityMenu {
   };
   struct Choice {
     bool on = false;
-    int tools = 0;  ///< that run for this choice
+    int tools = 0;  ///< the tool that runs for this choice
   };
 
   void ask();
@@ -69,16 +67,16 @@ class VirtualEntityMenu {
   QMenu* makeSubmenu(QMenu& parent);
   void showMarks(const QMenu& submenu) const;
   static void close(Place& place);
-  /// `work` as a job of the main queue that does nothing once this object has gone.
+  /// `work` as a job of the main queue that does nothing after this object is destroyed.
   std::function<void()> onMain(std::function<void(VirtualEntityMenu&)> work);
 
   const std::shared_ptr<MacVirtualEntity> fEntity;
   Dispatch& fDispatch;
   std::shared_ptr<VirtualEntityMenu*> fAlive;  ///< queued jobs hold it weakly
   std::vector<Place> fPlaces;
-  optional<Items> fItems;  ///< the latest answer, with the choices since; empty: no menu has the entry
+  optional<Items> fItems;  ///< the latest answer, with the later choices; empty: no menu has the entry
   Moment fNow = 0;
-  Moment fAnswered = 0;                     ///< when the latest answer was asked for
+  Moment fAnswered = 0;                     ///< when the question of the latest answer was asked
   Moment fChosen = 0;                       ///< of the latest choice, or of a tool's end
   std::map<std::string, Choice> fUnderWay;  ///< by the item's title
 };

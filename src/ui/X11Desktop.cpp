@@ -19,8 +19,8 @@ constexpr std::uint32_t kFarthest = 65535;  // coordinates of an X11 desktop hav
 
 }  // namespace
 
-// Widths at the left, right, top and bottom edge, then the first and the last
-// pixel of each along its edge, in the same order.
+// Widths at the left, right, top and bottom edge, then the first and the last pixel of each along its edge,
+// in the same order.
 std::vector<ReservedArea> strutAreas(const std::vector<std::uint32_t>& words, const QSize& desktop) {
   if (words.size() < kWords || desktop.isEmpty()) return {};
   std::array<int, kWords> v{};
@@ -35,7 +35,7 @@ std::vector<ReservedArea> strutAreas(const std::vector<std::uint32_t>& words, co
   };
   std::vector<ReservedArea> areas;
   for (const auto& [edge, rectangle] : edges) {
-    // Only what is valid may be intersected: the toolkit turns the other ones round.
+    // Only valid rectangles may be intersected, because the toolkit turns the others round.
     const QRect area = rectangle.isValid() ? rectangle.intersected(QRect(QPoint(0, 0), desktop)) : QRect();
     if (!area.isEmpty()) areas.push_back({edge, area});
   }
@@ -67,7 +67,7 @@ xcb_atom_t atom(xcb_connection_t* display, const char* name) {
   return reply ? reply->atom : static_cast<xcb_atom_t>(XCB_ATOM_NONE);
 }
 
-// A property of 32-bit words; empty when it is missing or of another type.
+// A property of 32-bit words; empty if it is missing or of another type.
 std::vector<std::uint32_t> words(xcb_connection_t* display, xcb_window_t window, const char* name,
                                  xcb_atom_t type) {
   const auto cookie = xcb_get_property(display, 0, window, atom(display, name), type, 0, kMostPropertyWords);

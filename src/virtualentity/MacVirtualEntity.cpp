@@ -7,7 +7,7 @@
 namespace vorn {
 namespace {
 
-// The pieces between all ":" of a title, empty ones included.
+// The pieces between all ":" of a title, including empty ones.
 std::vector<std::string> SplitTitle(const std::string& title) {
   std::vector<std::string> parts(1);
   for (const char c : title) {
@@ -68,7 +68,7 @@ void MacVirtualEntity::StopListings() {
 
 void MacVirtualEntity::EnableDisableVirtualAudio(const std::string& title, bool enable,
                                                  std::function<void()> onEnd) {
-  // Goes with the job, whether it was run, failed or was dropped.
+  // Destroyed with the job, whether it was run, failed or was dropped.
   const std::shared_ptr<const void> end(nullptr, [&queues = fDispatch, onEnd](const void*) {
     if (onEnd) queues.AsyncMain(onEnd);
   });

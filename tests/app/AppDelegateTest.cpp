@@ -494,7 +494,7 @@ class DriverNoticeTest : public AppDelegateTest {
   void Release(const std::string& version) {
     fAround.fUpdateServer.Reply("/api/device/driver/firmware", 200, R"([{"version":")" + version + R"("}])");
   }
-  /// Has the poller's answer handed to the main queue.
+  /// Passes the poller's answer to the main queue.
   [[nodiscard]] bool AwaitAnswer() const {
     return Eventually([this] { return fAround.fDriverChanges > 0; });
   }

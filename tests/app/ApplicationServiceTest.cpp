@@ -22,7 +22,7 @@ constexpr char kName[] = "example.vorn.Test";
 constexpr char kPath[] = "/example/vorn/Test";
 constexpr int kDeadlineMilliseconds = 30000;
 
-/// The service on a bus of its own, and somebody else on that bus.
+/// The service on a private bus, and another program on that bus.
 class ApplicationServiceTest : public ::testing::Test {
  protected:
   static void SetUpTestSuite() {
@@ -33,8 +33,8 @@ class ApplicationServiceTest : public ::testing::Test {
     static char* arguments[] = {program, nullptr};
     gApplication = std::make_unique<QCoreApplication>(count, arguments);
     ui::HandedOverPlace::listen();  // as with a status item; each call then takes longer inside the toolkit
-    // A new connection keeps back what comes until the event loop turns, and
-    // what comes at that moment may overtake it: not what the order is about.
+    // A new connection keeps incoming calls back until the event loop turns, and a call at that moment may
+    // come first. These tests are not about that order.
     (void)QDBusConnection::sessionBus();
     QCoreApplication::processEvents();
   }
@@ -63,11 +63,11 @@ class ApplicationServiceTest : public ::testing::Test {
                {QLatin1String(ApplicationService::kOpenPageAction), QVariantList{address}, QVariantMap{}});
   }
 
-  /// Whether what was asked before has reached the service: it looks at what
-  /// comes in order, and refuses this at once.
+  /// Whether earlier requests have reached the service: it reads calls in order, and refuses this one at
+  /// once.
   bool ReachedTheService() { return IsRefused(Ask("NoSuchMethod", {}), QDBusError::InvalidArgs); }
 
-  /// Whether what was asked before has reached the bus, whose answer this waits for.
+  /// Whether earlier requests have reached the bus, whose answer this waits for.
   bool ReachedTheBus() {
     return fAsker
                .call(QDBusMessage::createMethodCall(

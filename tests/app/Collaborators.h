@@ -59,11 +59,11 @@ class RecordingListener final : public ui::DeviceListListener {
   QMenu fMenu;
 };
 
-/// What a user sees in the status bar and can do there. Panel and menu are
-/// listeners of their owner, as on a real desktop.
+/// What a user sees in the status bar and can do there. Panel and menu are listeners of their owner, as on a
+/// real desktop.
 class FakeStatusBar final : public ui::StatusBar {
  public:
-  /// Outlives the status bar, which goes with the controller.
+  /// Lives longer than the status bar, which the controller owns.
   struct Seen {
     int length = 0;
     bool highlighted = false;
@@ -108,8 +108,8 @@ class FakeStatusBar final : public ui::StatusBar {
   ui::PanelOwner* fOwner = nullptr;
 };
 
-/// What the controller works with: the core's own classes over fakes of the
-/// system, a local update server, and a status bar in memory.
+/// What the controller works with: the core's own classes over fakes of the system, a local update server,
+/// and a status bar in memory.
 class Collaborators {
  public:
   Collaborators() { EXPECT_TRUE(DeviceList::SetUpdateServerRoot(fUpdateServer.Url("/api/"))); }
@@ -154,7 +154,7 @@ class Collaborators {
     fCapability.fAnswers = {{"eth1", AVBCapability::Answer::kCapable}};
   }
 
-  /// Has the device list publish, and the main queue take it over.
+  /// Makes the device list publish, and the main queue take the list over.
   void Publish(AppDelegate::List list) {
     fPublish(std::move(list));
     fQueues.RunMain();
@@ -170,14 +170,14 @@ class Collaborators {
   FakeStatusBar::Seen fStatusBar;
   std::function<void(AppDelegate::List)> fPublish;  ///< of the device list
   int fTerminated = 0;
-  std::atomic<int> fDriverChanges{0};  ///< of the poller's answer, handed to the main queue
+  std::atomic<int> fDriverChanges{0};  ///< of the poller's answer, passed to the main queue
   ScriptedLauncher fLauncher;
   ScriptedServices fServices;
   ScriptedCapability fCapability;
-  vorn::testing::ManualDispatch fQueues;  ///< last: its jobs use what stands above
+  vorn::testing::ManualDispatch fQueues;  ///< last: its jobs use the members above
 };
 
-/// A unit with a name and a type, at an address of its own.
+/// A unit with a name and a type, at its own address.
 inline DeviceList::ExtendedDeviceInfo Unit(const std::string& name, const std::string& type) {
   DeviceList::ExtendedDeviceInfo unit;
   unit.name = name;

@@ -78,8 +78,7 @@ TEST(DesktopTest, SavesNoReleaseAsAnnouncedWhoseWaitingNoticeCannotBeSaved) {
   EXPECT_TRUE(IniUserDefaults::ReadOnly(UserNotificationsPath()).GetStringArray("notices"));
 }
 
-// As at the end of the program: the event loop has ended, then its owner lets
-// go of a panel that is still open.
+// As at the end of the program: the event loop has ended, then its owner drops a panel that is still open.
 TEST(DesktopTest, DestroysThePanelThatWasOpenAtTheEnd) {
   ui::ScriptedOwner owner;
   auto desktop = std::make_unique<Desktop>();

@@ -37,7 +37,7 @@ class QtRunLoopTest : public testing::Test {
   void SetUp() override { vorn::RunLoop::SetCurrent(std::make_shared<QtRunLoop>()); }
   void TearDown() override { vorn::RunLoop::SetCurrent(nullptr); }
 
-  /// Turns the toolkit's loop until the condition holds; false after ten seconds.
+  /// Turns the toolkit's loop until the condition is true; false after ten seconds.
   static bool TurnUntil(const std::function<bool()>& holds) {
     const auto deadline = std::chrono::steady_clock::now() + 10s;
     while (!holds()) {
@@ -110,7 +110,7 @@ TEST_F(QtRunLoopTest, LetsAHandlerRemoveItsOwnSource) {
   source = vorn::RunLoop::Current()->AddSource(fReadable.Get(), [&] {
     ++calls;
     vorn::RunLoop::Current()->RemoveSource(source);
-    ++calls;  // what the handler holds lives until it returns
+    ++calls;  // the handler's contents live until it returns
   });
   EXPECT_TRUE(TurnUntil([&] { return calls == 2; }));
   bool turned = false;

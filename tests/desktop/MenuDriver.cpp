@@ -1,5 +1,4 @@
-// The status item with its menu, for units and interfaces named on the command line: --unit NAME, --service
-// NAME.
+// The status item with its menu, for units and interfaces on the command line: --unit NAME, --service NAME.
 #include <QAction>
 #include <QApplication>
 #include <QMenu>

@@ -23,7 +23,7 @@ QColor Drawn(const CustomHighlightRowView& view) {
   QPalette palette;
   palette.setColor(QPalette::Base, kBase);
   QPainter painter(&image);
-  painter.setCompositionMode(QPainter::CompositionMode_Clear);  // of no concern to the row
+  painter.setCompositionMode(QPainter::CompositionMode_Clear);  // not relevant for the row
   view.drawSelectionInRect(painter, image.rect(), palette);
   return image.pixelColor(1, 1);
 }
@@ -131,7 +131,7 @@ class DeviceRowDelegateTest : public PanelFixture {
   }
 };
 
-// What a stranger calls a unit changes no pixel of the rows beside it.
+// A unit's name from the network changes no pixel of the rows beside it.
 TEST_F(DeviceRowDelegateTest, HostileNamesDoNotDisturbTheirNeighbours) {
   const std::vector<std::string> hostile{"\xE2\x80\xAEgnirts desrever",
                                          "<b>bold</b><img src=x>",

@@ -128,7 +128,7 @@ TEST(ReservedAreasTest, TheToolkitKnowsOfAreNotTakenOffTwice) {
 
 TEST(ReservedAreasTest, OfOtherScreensDoNotCount) {
   EXPECT_EQ(Free(kScreen, {{Qt::TopEdge, {1920, 0, 1280, 30}}}), kScreen);
-  // A bar at the foot of the upper of two screens reserves everything below it.
+  // A bar at the bottom of the upper of two screens reserves everything below it.
   const QRect lower(0, 1080, 1920, 1080);
   const ReservedArea foot{Qt::BottomEdge, {0, 1050, 1920, 1110}};
   EXPECT_EQ(Free(kScreen, {foot}), QRect(0, 0, 1920, 1050));

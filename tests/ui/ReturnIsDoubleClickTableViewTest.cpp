@@ -167,7 +167,7 @@ TEST_F(ReturnIsDoubleClickTableViewTest, HoveringARowAtTheEdgeDoesNotScroll) {
 
 // --- repainting -----------------------------------------------------------
 
-/// Draws the rows as the panel does, and notes which.
+/// Draws the rows like the panel, and records which.
 class NotedRows : public DeviceRowDelegate {
  public:
   NotedRows(ReturnIsDoubleClickTableView* table, std::multiset<int>& painted)
@@ -254,7 +254,7 @@ TEST_F(RowRepaintTest, FrequentListsKeepHoverSelectionAndScrollPositionWithoutFl
   EXPECT_EQ(std::set<int>(fPainted.begin(), fPainted.end()).size(), 1U);
 }
 
-// A device that comes and goes above the viewport moves neither the rows that are seen nor the hover.
+// A device that comes and goes above the viewport moves neither the visible rows nor the hover.
 TEST_F(RowRepaintTest, FlappingAboveTheViewportMovesNothing) {
   open(Devices(300));
   table()->verticalScrollBar()->setValue(4000);

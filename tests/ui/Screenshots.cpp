@@ -1,5 +1,5 @@
-// Draws the panel, its menu and the status item in every look into PNG files,
-// to be looked at: Screenshots FOLDER [dark]. QT_SCALE_FACTOR=2 doubles.
+// Draws the panel, its menu and the status item in every look into PNG files, to look at them: Screenshots
+// FOLDER [dark]. QT_SCALE_FACTOR=2 doubles.
 
 #include <QApplication>
 #include <QDir>
@@ -39,7 +39,7 @@ List Studio() {
   return list;
 }
 
-// Whether the window is there, with all that was posted to it handled.
+// Whether the window is there and has handled everything that was posted to it.
 bool isShown(QWidget* window) {
   if (!QTest::qWaitForWindowExposed(window)) return false;
   QCoreApplication::processEvents();

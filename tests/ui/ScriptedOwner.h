@@ -13,9 +13,8 @@
 
 namespace vorn::ui {
 
-/// An owner that does what the application does with a panel, among other
-/// things destroys its controller inside the very event that asks for it, and
-/// remembers what it was asked.
+/// An owner that acts like the application with a panel. For example, it destroys its controller inside the
+/// very event that asks for it. It records the requests.
 class ScriptedOwner : public PanelOwner {
  public:
   ~ScriptedOwner() override { setPanelVisible(false); }

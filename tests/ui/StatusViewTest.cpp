@@ -15,7 +15,7 @@ namespace {
 const QColor kBar(200, 40, 40);
 const QColor kBarHighlighted(40, 40, 200);
 
-/// An item of either form that remembers what it was told.
+/// An item of either form that records its calls.
 class ScriptedItem : public StatusItem {
  public:
   explicit ScriptedItem(bool hasButton) : fHasButton(hasButton) {}
@@ -216,7 +216,7 @@ TEST(StatusViewTest, CentresTheImageWithoutRounding) {
   ScriptedItem item(false);
   StatusView view(&item);
   view.setActive(true);
-  // 19 points hold a 16 point image from 1.5 to 17.5: at twice the resolution from pixel 3 to 34.
+  // 19 points contain a 16 point image from 1.5 to 17.5: at twice the resolution from pixel 3 to 34.
   const QImage image = Drawn(view, 2);
   int left = image.width();
   int right = -1;

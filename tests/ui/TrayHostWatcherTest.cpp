@@ -42,8 +42,7 @@ class ScriptedNotifierWatcher : public QObject {
   void StatusNotifierHostRegistered();
 };
 
-// Waits until a timer fires that is started now, and so after every timer of the same interval that runs
-// already.
+// Waits until a timer fires that starts now, and so after every running timer of the same interval.
 void awaitTimer(std::chrono::milliseconds interval) {
   QTimer timer;
   QSignalSpy fired(&timer, &QTimer::timeout);
@@ -52,7 +51,7 @@ void awaitTimer(std::chrono::milliseconds interval) {
   ASSERT_TRUE(QTest::qWaitFor([&] { return !fired.empty(); }, kDeadline));
 }
 
-/// A bus of the test's own, with a desktop side and a program side.
+/// A private bus for a test, with a desktop side and a program side.
 class TrayHostWatcherTest : public testing::Test {
  protected:
   void SetUp() override {
@@ -88,8 +87,8 @@ class TrayHostWatcherTest : public testing::Test {
                      [this](TrayForm form) { fFound.push_back(form); });
     return made;
   }
-  // Waits until the program has handled all that was sent to it before: answers of one connection keep their
-  // order.
+  // Waits until the program has handled everything that was sent to it before: answers of one connection keep
+  // their order.
   void awaitAnswer(const QString& service) {
     const QDBusPendingCallWatcher ping(fProgram->asyncCall(
         QDBusMessage::createMethodCall(service, "/", "org.freedesktop.DBus.Peer", "Ping")));

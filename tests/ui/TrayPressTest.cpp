@@ -10,7 +10,7 @@ using namespace std::chrono_literals;
 class TriggerFilterTest : public testing::Test {
  protected:
   void pass(std::chrono::milliseconds time) { fNow += time; }
-  // Whether an activation is accepted; if so, it is acted upon at once.
+  // Whether an activation is accepted; if so, its action runs at once.
   bool press() {
     const bool accepted = fFilter.accept();
     if (accepted) fFilter.noteHandled();
@@ -66,7 +66,7 @@ TEST_F(TriggerFilterTest, DropsBothHalvesOfADoubleClickThatClosesThePanel) {
   fFilter.noteHiddenByDeactivation();
   pass(100ms);
   EXPECT_FALSE(press());
-  pass(250ms);  // beyond the window of the hide, within the double click
+  pass(250ms);  // after the hide's time, within the double click
   EXPECT_FALSE(press());
   pass(150ms);
   EXPECT_TRUE(press());

@@ -116,8 +116,8 @@ TEST_F(TrayStatusBarTest, HasAssistiveToolsNameTheProgramAsPeopleDo) {
   EXPECT_EQ(QAccessible::queryAccessibleInterface(OpenPanel())->parent(), program);
 }
 
-// As at the end of the program: the event loop has ended, then the owner lets
-// go of a status bar whose panel is still open.
+// As at the end of the program: the event loop has ended, then the owner destroys a status bar whose panel is
+// still open.
 TEST_F(TrayStatusBarTest, LeavesNothingOfAPanelThatWasOpenAtItsEnd) {
   fBar->showPanel(fOwner);
   const QPointer<ClickablePanel> panel(OpenPanel());

@@ -16,7 +16,7 @@ using namespace std::chrono_literals;
 
 class TrayStatusItemTest : public testing::Test {
  protected:
-  // An activation by the host, and what is left to do after it.
+  // An activation by the host, and the rest of the work after it.
   void activate(QSystemTrayIcon::ActivationReason reason) {
     fItem.activated(reason);
     for (int turn = 0; turn < 3; ++turn) QCoreApplication::sendPostedEvents(&fItem);
@@ -62,7 +62,7 @@ TEST_F(TrayStatusItemTest, IsAsLongAsItIsTold) {
   EXPECT_EQ(fView.width(), 19);
 }
 
-/// What holds in both forms.
+/// What is true in both forms.
 class TrayStatusItemFormsTest : public TrayStatusItemTest, public testing::WithParamInterface<TrayForm> {
  protected:
   TrayStatusItemFormsTest() { fItem.attach(GetParam()); }
@@ -102,7 +102,7 @@ TEST_F(TrayStatusItemTest, FormDoesNotChangeOnceAttached) {
   EXPECT_FALSE(fItem.hasButton());
 }
 
-// A host's call takes two turns of the event loop here until it is an activation.
+// Here a host's call takes two turns of the event loop to become an activation.
 TEST_F(TrayStatusItemTest, WhatWaitsBehindASlowPressBelongsToIt) {
   fItem.attach(TrayForm::Button);
   const auto inNextTurn = [this](auto call) {

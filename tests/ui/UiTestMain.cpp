@@ -10,7 +10,7 @@ int main(int argc, char** argv) {
   QApplication::setStyle(QStringLiteral("Fusion"));
   QApplication::setApplicationDisplayName(QStringLiteral("Vorn Device Finder"));
   QApplication::setQuitOnLastWindowClosed(false);
-  // One has been there before the toolkit is asked how assistive tools see the program.
+  // There must be one before the toolkit is asked how assistive tools see the program.
   vorn::ui::TrayStatusBar({}, 19, {});
   testing::InitGoogleTest(&argc, argv);
   const int result = RUN_ALL_TESTS();

@@ -41,14 +41,14 @@ class VirtualEntityMenuTest : public ::testing::Test {
     fQueues.RunBackground();
     fQueues.RunMain();
   }
-  /// A menu that has been added, with the answer to its question.
+  /// A menu that was added, with the answer to its question.
   QMenu& Offer() {
     QMenu& menu = fMenus.emplace_back();
     fEntity->addTo(menu);
     RunAll();
     return menu;
   }
-  /// What the menu's submenu shows, "+" for a mark; "(none)" where the menu has no entry.
+  /// What the menu's submenu shows, "+" for a mark; "(none)" if the menu has no entry.
   static std::vector<std::string> EntriesOf(const QMenu& menu) {
     if (menu.actions().isEmpty()) return {"(none)"};
     std::vector<std::string> entries;
@@ -216,7 +216,7 @@ TEST_F(VirtualEntityMenuTest, KeepsAChoiceThatAnOlderAnswerDoesNotKnow) {
   EXPECT_THAT(fLauncher.Requests().back().arguments, ElementsAre("--virtual-audio", "enable", "eth1"));
 }
 
-// As above, while the tool runs: its job is at work, and an answer comes with what was before.
+// As above, while the tool runs: its job is running, and an answer from before comes.
 TEST_F(VirtualEntityMenuTest, KeepsAChoiceWhileTheToolIsStillRunning) {
   const QMenu& menu = Offer();
   Choose(menu, 1);
@@ -236,7 +236,7 @@ TEST_F(VirtualEntityMenuTest, KeepsAChoiceAgainstAnAnswerFromBeforeTheToolsEnd) 
   fQueues.RunDefault();
   fQueues.RunMain();  // the tool has ended
   fQueues.RunBackground();
-  fQueues.RunMain();  // what was asked for while it ran
+  fQueues.RunMain();  // what was requested while it ran
   EXPECT_THAT(EntriesOf(menu), ElementsAre("-Desk && Stage:eth0", "-Rack:eth1"));
 }
 

@@ -214,7 +214,7 @@ TEST_F(MacVirtualEntityTest, RunsTogglesBesideEachOtherAndLeavesThemRunningAtIts
 TEST_F(MacVirtualEntityTest, EndsAnEnumerationAtOnceWhenListingsAreStopped) {
   vorn::AVBTool tool;
   tool.patience = 1h;
-  for (const bool hang : {true, false}) {  // still running, or ended and only waited out
+  for (const bool hang : {true, false}) {  // still running, or ended and only waiting for its time
     Remake(tool);
     fLauncher.fHang = hang;
     const auto requests = fLauncher.Requests().size();

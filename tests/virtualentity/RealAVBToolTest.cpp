@@ -1,4 +1,4 @@
-// The control against a real tool: scripts in a folder that leads the PATH.
+// The control with a real tool: scripts in a folder at the front of the PATH.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/wait.h>
@@ -28,7 +28,7 @@ using Clock = std::chrono::steady_clock;
 using testing::ElementsAre;
 using Items = vorn::MacVirtualEntity::Items;
 
-// Whether the process that a script wrote down, if it came so far, is gone.
+// Whether the process whose id a script wrote down, if it came so far, has gone.
 bool IsGone(const std::string& process) {
   return process.empty() || Eventually([&] { return !IsAlive(std::stoi(process)); });
 }
@@ -39,7 +39,7 @@ class RealAVBToolTest : public testing::Test {
     fTool.path = fFolder.Path() / "avbutil";
     fTool.environment["PATH"] = fFolder.Path().string() + ":/usr/bin:/bin";
     fTool.environment["FOLDER"] = fFolder.Path().string();
-    fTool.patience = 3s;  // for loaded machines; where the tool is late anyway, tests shorten it
+    fTool.patience = 3s;  // for busy machines; if the tool is late anyway, tests shorten it
     fServices.fServices = std::vector<vorn::NetworkService>{{"Ethernet", "en0"}, {"Stage", "en5"}};
     fCapability.fAnswers = {{"en0", vorn::AVBCapability::Answer::kCapable},
                             {"en5", vorn::AVBCapability::Answer::kCapable}};
@@ -161,7 +161,7 @@ TEST_F(RealAVBToolTest, TogglesWithoutATimeLimitWhateverTheToolWrites) {
   EXPECT_TRUE(Eventually([&] { return Read("end") == "done\n"; }));
 }
 
-// Waits to be let go, writes more than a pipe holds, and only then takes effect.
+// Waits for permission, writes more than a pipe holds, and only then takes effect.
 constexpr const char* kSlowTool = R"(echo $$ >$FOLDER/pid
 while ! [ -e $FOLDER/go ]; do sleep 0.01; done
 head -c 300000 /dev/zero && echo "$*" >$FOLDER/end)";
@@ -215,7 +215,7 @@ TEST_F(RealAVBToolTest, EndsAListingThatHangsWhenListingsAreStopped) {
 // Half of them give the tool a moment to answer, half end it right away.
 TEST_F(RealAVBToolTest, LeaksNoDescriptorAndNoProcessOverAThousandEnumerations) {
   Script("printf 'interface\\nen0\\n'");
-  const auto patient = Make();  // whose enumeration is surely answered
+  const auto patient = Make();  // whose enumeration is certainly answered
   std::vector<std::unique_ptr<vorn::MacVirtualEntity>> entities;
   for (const auto patience : {100ms, 0ms}) {
     fTool.patience = patience;

@@ -18,8 +18,7 @@
 #include "platform/Dispatch.h"
 #include "platform/NetworkServices.h"
 
-/// Runs each background job on a thread of its own and keeps its priority;
-/// jobs can be held back, or dropped.
+/// Runs each background job on a separate thread and keeps its priority. Jobs can be held back, or dropped.
 class ScriptedDispatch final : public vorn::Dispatch {
  public:
   ~ScriptedDispatch() override { Join(); }
@@ -68,8 +67,8 @@ class ScriptedDispatch final : public vorn::Dispatch {
   std::vector<std::thread> fThreads;
 };
 
-/// Answers every launch with the same output, at once; or with a child that
-/// runs until it is terminated or released.
+/// Answers every launch with the same output, at once; or with a child that runs until it is terminated or
+/// released.
 class ScriptedLauncher final : public vorn::ChildProcessLauncher {
  public:
   bool IsExecutableFile(const std::string& path) override { return !fMissing.contains(path); }

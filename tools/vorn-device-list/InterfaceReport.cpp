@@ -16,7 +16,7 @@ using Answer = AVBCapability::Answer;
 using Entity = Interface::Entity;
 using Names = std::vector<std::string>;
 
-// The tool's listing, without the menu's rule that it takes a whole second.
+// The tool's listing, but without the menu's rule that it takes a whole second.
 optional<Names> AskTool(ChildProcessLauncher& launcher, const AVBTool& tool) {
   if (!launcher.IsExecutableFile(tool.shell)) return {};
   const auto child = launcher.Launch(ActiveInterfacesRequest(tool));

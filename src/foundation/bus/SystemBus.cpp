@@ -61,7 +61,7 @@ std::unique_ptr<SystemBus> SystemBus::Connect(const std::string& address, Clock:
   ::dbus_connection_set_exit_on_disconnect(connection.get(), FALSE);
   ::dbus_connection_set_max_message_size(connection.get(), kMaximumMessage);
   std::unique_ptr<SystemBus> bus(new SystemBus(std::move(connection), deadline));
-  // Introduces us by hand: the library's own way may wait half a minute.
+  // Sends our Hello by hand, because the library's own way may wait half a minute.
   return bus->Call(Itself(), "Hello") ? std::move(bus) : nullptr;
 }
 

@@ -4,8 +4,8 @@
 
 namespace vorn {
 
-/// HOME where that is an absolute path, else what the system's list of users
-/// says. Empty when nobody knows a home. Reads the environment: main thread.
+/// HOME if that is an absolute path, otherwise the folder in the system's list of users. Empty if there is no
+/// home folder. Reads the environment: main thread.
 [[nodiscard]] std::filesystem::path UserHomeFolder();
 
 /// The user's folder for settings: XDG_CONFIG_HOME if that is an absolute path, otherwise .config in the home

@@ -18,7 +18,7 @@ namespace {
 using namespace std::chrono_literals;
 
 constexpr auto kLockRetry = 2ms;
-constexpr auto kTurn = 5s;  // how long another writer of the same file is waited for
+constexpr auto kTurn = 5s;  // how long to wait for another writer of the same file
 constexpr int kMaxLinks = 40;
 
 bool Fail(int error) {
@@ -26,8 +26,8 @@ bool Fail(int error) {
   return false;
 }
 
-// Whether the name still leads to the open file: another writer may have
-// renamed or removed it before we had its lock.
+// Whether the name still leads to the open file. Another writer may have renamed or removed it before we had
+// its lock.
 bool IsStillAt(const FileDescriptor& file, const std::string& name) {
   struct stat open {};
   struct stat named {};
@@ -35,8 +35,8 @@ bool IsStillAt(const FileDescriptor& file, const std::string& name) {
          open.st_ino == named.st_ino && open.st_dev == named.st_dev;
 }
 
-// Removes the file of a writer that is gone; one that still writes is waited
-// for. False, with errno, where that one takes too long.
+// Removes the file of a writer that has gone, and waits for one that still writes. False, with errno, if that
+// takes too long.
 bool RemoveLeftover(const std::string& name) {
   const FileDescriptor leftover(::open(name.c_str(), O_RDWR | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK));
   if (!leftover) return errno == ENOENT || (errno == ELOOP && ::unlink(name.c_str()) == 0);
@@ -44,7 +44,7 @@ bool RemoveLeftover(const std::string& name) {
   return !IsStillAt(leftover, name) || ::unlink(name.c_str()) == 0;
 }
 
-// A file of our own under that name, locked. None, with errno, where that fails.
+// A file of our own with that name, locked. None, with errno, on failure.
 FileDescriptor MakeFile(const std::string& name, ::mode_t mode) {
   const auto end = Clock::now() + kTurn;
   for (;;) {

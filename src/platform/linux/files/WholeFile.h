@@ -9,14 +9,14 @@
 
 #include "foundation/FileDescriptor.h"
 
-// What the stores of this program do with files. Every call blocks on the disk;
-// any thread. A call that fails leaves the reason in errno.
+// What the stores of this program do with files. Every call blocks on the disk; any thread. A call that fails
+// leaves the reason in errno.
 
 namespace vorn {
 
 /// Who may read a file that is written.
 enum class Readers {
-  kOwner,  ///< its owner alone, who may write it too
+  kOwner,  ///< only its owner, who may write it too
   kAll,    ///< everybody, as far as the process's mask allows
 };
 
@@ -32,11 +32,11 @@ enum class Readers {
 /// Where the symbolic links at `path` lead, whether or not there is a file. `path` itself if it is no link.
 [[nodiscard]] std::filesystem::path FileBehindLinks(std::filesystem::path path);
 
-/// The content of a regular file that is not longer than `maximum`; links are followed. Empty if it cannot be
+/// The content of a regular file that is not longer than `maximum`. Links are followed. Empty if it cannot be
 /// read: errno is EFBIG if the file is longer, and EINVAL if it is no regular file. A pipe does not block.
 [[nodiscard]] std::optional<std::string> ReadFile(const std::filesystem::path& path, std::size_t maximum);
 
-/// Makes the folder, and the missing folders above it, for their owner alone. True if it exists already.
+/// Makes the folder, and the missing folders above it, only for their owner. True if it exists already.
 [[nodiscard]] bool MakePrivateFolder(const std::filesystem::path& folder);
 
 /// Locks an open file until the descriptor is closed. Waits this long for another holder of the lock. Returns

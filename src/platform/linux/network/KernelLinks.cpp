@@ -67,7 +67,7 @@ std::string Cleaned(std::string_view value) {
   return isSeen ? ToUTF8(words) : std::string();
 }
 
-// Empty where the file is missing or holds no name.
+// Empty if the file is missing or contains no name.
 std::string ReadDescription(const std::filesystem::path& file) {
   const std::string text = ReadBounded(file);
   for (const std::string_view property : kProperties) {

@@ -28,9 +28,8 @@ class KernelLinks {
   /// Whether there is a device behind the interface. The loopback, bridges, tunnels and pairs have none.
   [[nodiscard]] bool HasHardware(const std::string& name) const;
 
-  /// What udev calls the hardware, from the file that it keeps about it: the
-  /// board's own label, else the model, else the maker. Empty where it knows
-  /// none of them.
+  /// The name of the hardware from udev's file about it: the board's own label, otherwise the model,
+  /// otherwise the maker. Empty if it knows none of them.
   ///
   /// Label and names come from the hardware or from a list, so they are strangers' text. The result is UTF-8
   /// on one line, of at most 64 characters, with single spaces between words. A ":" becomes a space, because

@@ -11,14 +11,14 @@ namespace {
 const std::string kNetworkManager = "org.freedesktop.NetworkManager";
 const std::string kNetworkd = "org.freedesktop.network1";
 
-// For all questions to the bus together: a daemon that hangs counts as absent.
+// For all questions to the bus together: a hung service counts as absent.
 constexpr std::chrono::seconds kBusPatience{3};
 
 SystemBus::Object ObjectAt(const std::string& path, const char* interface) {
   return {kNetworkManager, path, kNetworkManager + interface};
 }
 
-// What a{sa{sv}} holds under these two keys.
+// The values of these two keys in an a{sa{sv}}.
 optional<std::string> FindSetting(DBusMessage* settings, const std::string& group, const std::string& key) {
   DBusMessageIter outer;
   if (!::dbus_message_iter_init(settings, &outer)) return {};
@@ -54,17 +54,16 @@ optional<std::string> ProfileName(SystemBus& bus, const SystemBus::Object& devic
   return FindSetting(settings.get(), "connection", "id");
 }
 
-// Empty where there is no profile.
+// Empty if there is no profile.
 std::string UserVisibleName(SystemBus& bus, const SystemBus::Object& device) {
   if (const auto name = ActiveConnectionName(bus, device)) return *name;
   if (const auto name = ProfileName(bus, device)) return *name;
   return {};
 }
 
-// NetworkManager's devices in its order, each under the name of the connection
-// that is active on it, else of the first profile that fits it, else without a
-// name. Empty optional where NetworkManager does not run or does not answer in
-// time; that is no fault and is quick.
+// NetworkManager's devices in its order. Each has the name of its active connection, otherwise of the first
+// profile that fits it, otherwise no name. Empty optional if NetworkManager does not run or does not answer
+// in time; that is no fault and is quick.
 optional<std::vector<NetworkService>> CopyNetworkManagerServices(SystemBus& bus) {
   if (!bus.HasOwner(kNetworkManager)) return {};
   const auto answer = bus.Call(ObjectAt("/org/freedesktop/NetworkManager", ""), "GetDevices");
@@ -91,8 +90,8 @@ optional<std::string> LinkName(DBusMessageIter& link) {
   return SystemBus::ReadText(field);
 }
 
-// systemd-networkd's links in its order, without names: it knows none but their
-// interfaces'. Empty optional where it does not run or does not answer.
+// systemd-networkd's links in its order, without names, because it only knows their interfaces' names. Empty
+// optional if it does not run or does not answer.
 optional<std::vector<NetworkService>> CopyNetworkdServices(SystemBus& bus) {
   if (!bus.HasOwner(kNetworkd)) return {};
   const auto answer = bus.Call({kNetworkd, "/org/freedesktop/network1", kNetworkd + ".Manager"}, "ListLinks");

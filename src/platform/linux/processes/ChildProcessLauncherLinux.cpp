@@ -37,7 +37,7 @@ Pipe OpenPipe() {
   return pipe;
 }
 
-// None where no descriptor is left.
+// None if no descriptor is left.
 std::optional<Wakeup> MakeWakeup() {
   try {
     return Wakeup();

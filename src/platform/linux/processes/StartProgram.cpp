@@ -9,7 +9,7 @@
 namespace vorn {
 namespace {
 
-// The null pointer behind the last is the kernel's way to mark the end.
+// The null pointer after the last one is the kernel's mark for the end.
 std::vector<char*> Pointers(std::vector<std::string>& texts) {
   std::vector<char*> pointers;
   pointers.reserve(texts.size() + 1);
@@ -40,7 +40,7 @@ class SetUp {
     ::posix_spawnattr_destroy(&fAttributes);
   }
 
-  /// Of the first step that could not be noted down; 0: none.
+  /// The error of the first step that failed; 0: none.
   [[nodiscard]] int Error() const { return fError; }
 
   [[nodiscard]] int Spawn(const ProgramStart& start, pid_t& child) const {

@@ -23,7 +23,7 @@ struct ProgramStart {
     kToOurs = -2,   ///< to where ours goes
   };
 
-  std::vector<std::string> words;        ///< the program and its arguments; no shell reads them
+  std::vector<std::string> words;        ///< the program and its arguments, without a shell
   std::vector<std::string> environment;  ///< the whole of it, as NAME=value
   bool onSearchPath = false;             ///< a program without "/" is looked up in PATH
   int output = kNowhere;                 ///< standard output

@@ -19,7 +19,7 @@ namespace vorn {
 namespace {
 
 constexpr char kProgram[] = "xdg-open";
-constexpr std::chrono::seconds kOpening{30};  // what ends later had opened the page
+constexpr std::chrono::seconds kOpening{30};  // if it ends later, it had opened the page
 
 bool IsSafeArgument(const std::string& text) {
   const auto isControl = [](char c) { return static_cast<unsigned char>(c) < 0x20 || c == 0x7f; };
@@ -33,7 +33,7 @@ ProgramStart BrowserStart(const std::string& url, const std::string& activationT
   start.words = {kProgram, url};
   start.onSearchPath = true;
   start.environment = ChangedEnvironment({{"XDG_ACTIVATION_TOKEN", token},
-                                          {"DESKTOP_STARTUP_ID", token},  // the same thing to X11 programs
+                                          {"DESKTOP_STARTUP_ID", token},  // the same for X11 programs
                                           {"DBUS_STARTER_ADDRESS", {}},
                                           {"DBUS_STARTER_BUS_TYPE", {}}});
   std::error_code none;
@@ -42,7 +42,7 @@ ProgramStart BrowserStart(const std::string& url, const std::string& activationT
   return start;
 }
 
-// What the program's own manual says of its exit status.
+// The meaning of its exit status, from the program's own manual.
 std::string Reason(int status) {
   if (!WIFEXITED(status)) return "ended by signal " + std::to_string(WTERMSIG(status));
   const int code = WEXITSTATUS(status);
@@ -54,7 +54,7 @@ std::string Reason(int status) {
 
 }  // namespace
 
-/// One that was started, watched by the run loop as long as this lives.
+/// A started program, which the run loop watches as long as this lives.
 class XdgUrlOpener::Child {
  public:
   Child(pid_t process, std::function<void()> onEnded) : fProcess(OpenProcess(process)) {
@@ -87,7 +87,7 @@ void XdgUrlOpener::Open(const std::string& url, const std::string& activationTok
     return;
   }
   TakeEnded();
-  fHasFailed = false;  // what the user is told concerns the page asked for last
+  fHasFailed = false;  // the user only hears about the page that was requested last
   pid_t process = 0;
   const int error = StartProgram(BrowserStart(url, activationToken), process);
   if (error != 0) {

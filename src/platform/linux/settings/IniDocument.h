@@ -9,16 +9,16 @@
 
 namespace vorn {
 
-/// An INI text, kept line by line: what is not ours (comments, other groups,
-/// keys that SettingsText.h never spells) stays byte for byte where it is.
+/// An INI text, kept line by line. What is not ours stays unchanged in its place: comments, other groups,
+/// keys that SettingsText.h never spells.
 ///
 /// An unreadable line is skipped and stays too. A line is unreadable if it contains a NUL, or if it is
 /// neither blank, comment, group nor "key=value", or if it is ours and its quotes are wrong. A group without
 /// its closing bracket begins no other group, unless it names [General]. A byte-order mark, and lines that
 /// end in CR and LF, are read and kept.
 ///
-/// Ours are the "key=value" lines of the group [General] (or before any
-/// group), keys and values spelled as SettingsText.h says.
+/// Ours are the "key=value" lines of the group [General] (or before any group), with keys and values spelled
+/// as in SettingsText.h.
 ///
 /// @threadsafety One object, one thread.
 class IniDocument {

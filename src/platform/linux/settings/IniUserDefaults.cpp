@@ -124,7 +124,7 @@ class IniUserDefaults::Impl {
   SettingsFile fFile;
   SettingsFile::Values fValues;        ///< what is read: the file's values under the unsaved ones
   SettingsFile::Values fUnsaved;       ///< changes that the file does not have yet
-  AbsoluteTime fLastSave = 0;          ///< long ago: the first change need not wait
+  AbsoluteTime fLastSave = 0;          ///< long ago, so that the first change need not wait
   AbsoluteTime fDue = kNever;          ///< of the next save
   bool fFailureTold = false;           ///< until the next success
   std::optional<RunLoopTimer> fTimer;  ///< last: saves when a save is due; none without a run loop

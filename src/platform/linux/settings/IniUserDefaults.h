@@ -18,11 +18,10 @@ namespace vorn {
 
 /// User defaults in an INI file (SettingsFile.h). Memory holds the whole file.
 ///
-/// With a run loop, a change is saved at the loop's next turn, and no more often
-/// than once in `pause`, and what cannot be saved is tried again after
-/// `retryAfter`. Without one a change is saved at once. Either way what is not
-/// saved yet is tried again at the next change and at the end. Values that
-/// other processes save are seen from the next save or Synchronize on.
+/// With a run loop, a change is saved at the loop's next turn, but at most once in `pause`, and a failed save
+/// is repeated after `retryAfter`. Without one, a change is saved at once. In both cases unsaved changes are
+/// tried again at the next change and at the end. Values from other processes are seen after the next save or
+/// Synchronize.
 class IniUserDefaults final : public UserDefaults {
  public:
   struct Timing {
@@ -30,12 +29,12 @@ class IniUserDefaults final : public UserDefaults {
     std::chrono::milliseconds retryAfter{30000};
   };
 
-  /// Saves each change at once. Reads the file; a missing one is an empty one
-  /// and is not made before the first change.
+  /// Saves each change at once. Reads the file. A missing file counts as an empty one, and the first change
+  /// makes it.
   explicit IniUserDefaults(const std::filesystem::path& path);
 
-  /// Likewise, but saves from the run loop of the calling thread. Throws
-  /// std::system_error when no descriptor is left for its timer.
+  /// The same, but saves from the run loop of the calling thread. Throws std::system_error if no descriptor
+  /// is left for its timer.
   IniUserDefaults(const std::filesystem::path& path, std::shared_ptr<RunLoop> loop)
       : IniUserDefaults(path, std::move(loop), Timing()) {}
   IniUserDefaults(const std::filesystem::path& path, std::shared_ptr<RunLoop> loop, Timing timing);

@@ -21,9 +21,8 @@ using namespace std::chrono_literals;
 constexpr auto kLockPatience = 200ms;
 constexpr int kMaxAside = 1000;
 
-// Why the file counts as damaged; empty where the failure says nothing of it
-// and may pass by itself. No permission, a circle of links, a socket and a dead
-// device are the file's own fault.
+// Why the file counts as damaged. Empty if the failure says nothing about the file and may pass by itself. No
+// permission, a circle of links, a socket and a dead device are the file's own fault.
 std::string FaultOfTheFile(int error) {
   switch (error) {
     case EINVAL:
@@ -190,7 +189,7 @@ SettingsFile::Outcome SettingsFile::Lock(FileDescriptor& lock) {
   return Outcome::kFailed;
 }
 
-// Under the lock. The user may keep the file elsewhere: a symbolic link stays one.
+// Under the lock. The user may keep the file elsewhere, so a symbolic link stays one.
 bool SettingsFile::Replace(const std::string& content) {
   if (content.size() > kMaxSize) return Fail("it would be too large to be read");
   return ReplaceFile(FileBehindLinks(fPath), content, Readers::kOwner) || Fail(std::strerror(errno));

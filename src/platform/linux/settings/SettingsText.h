@@ -14,10 +14,9 @@ namespace vorn {
 /// Blanks that are ignored at the ends of a line, a key and a text.
 inline constexpr std::string_view kSettingsBlanks = " \t\r";
 
-/// A settings key as it stands in the file: letters, digits, "-" and "_" as
-/// they are; any other byte as "." and two upper-case hexadecimal digits; the
-/// empty key as ".". The result means nothing to an INI reader, and distinct
-/// keys have distinct results.
+/// The spelling of a settings key in the file: letters, digits, "-" and "_" stay as they are. Any other byte
+/// is "." and two upper-case hexadecimal digits. The empty key is ".". The result has no special meaning to
+/// an INI reader, and different keys have different results.
 [[nodiscard]] std::string EncodeSettingsKey(const std::string& key);
 
 /// The key that EncodeSettingsKey turned into `text`; empty if there is no such key.
@@ -28,8 +27,7 @@ inline constexpr std::string_view kSettingsBlanks = " \t\r";
 /// array without elements is an empty value; an empty text is "".
 [[nodiscard]] std::string EncodeSettingsValue(const std::vector<std::string>& value);
 
-/// The texts that stand in a value; blanks around each are not part of it.
-/// Empty where its quotes or escapes are faulty.
+/// The texts in a value, without the blanks around each. Empty if its quotes or escapes are wrong.
 [[nodiscard]] optional<std::vector<std::string>> DecodeSettingsValue(std::string_view text);
 
 }  // namespace vorn

@@ -36,12 +36,12 @@ class XdgUrlOpenerTest : public ::testing::Test {
     ::chmod(program.c_str(), 0755);
   }
 
-  // An opener that goes leaves its children to the end of the program.
+  // An opener that is destroyed leaves its children to the end of the program.
   void TearDown() override {
     while (::waitpid(-1, nullptr, 0) > 0) continue;
   }
 
-  /// What the stand-in for the browser saw.
+  /// What the replacement for the browser got.
   std::string Called() {
     const auto mark = fFolder.Path() / "xdg-open.called";
     EXPECT_TRUE(Eventually([&] { return std::filesystem::exists(mark); }));
