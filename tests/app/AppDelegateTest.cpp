@@ -228,7 +228,7 @@ TEST_F(AppDelegateTest, GivesEachListenerACopyOfItsOwn) {
   EXPECT_THAT(NamesOf(second.fLists.back()), ElementsAre("d"));
 }
 
-TEST_F(AppDelegateTest, TellsARemovedListenerNothingMore) {
+TEST_F(AppDelegateTest, DoesNotUpdateARemovedListener) {
   Launch();
   RecordingListener listener;
   fDelegate->addListener(&listener);
@@ -398,7 +398,7 @@ TEST_F(AppDelegateTest, TogglesThePanelAtEachPressOfTheItem) {
   }
 }
 
-TEST_F(AppDelegateTest, CountsAsHiddenForWhoeverAsksWhileThePanelCloses) {
+TEST_F(AppDelegateTest, CountsAsHiddenWhileThePanelCloses) {
   Launch();
   fDelegate->setPanelVisible(true);
   int closings = 0;

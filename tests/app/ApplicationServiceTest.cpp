@@ -119,7 +119,7 @@ TEST_F(ApplicationServiceTest, SixtyFourRequestsWaitInOrderAndTheNextIsRefused) 
   EXPECT_TRUE(IsAnswered(Activate({})));
 }
 
-TEST_F(ApplicationServiceTest, WhatWaitsWhenTheProgramEndsIsRefused) {
+TEST_F(ApplicationServiceTest, WaitingRequestsAreRefusedWhenTheProgramEnds) {
   const auto one = Activate({});
   const auto other = OpenPage(QStringLiteral("http://192.0.2.1/"));
   ASSERT_TRUE(ReachedTheService());
@@ -128,14 +128,14 @@ TEST_F(ApplicationServiceTest, WhatWaitsWhenTheProgramEndsIsRefused) {
   EXPECT_TRUE(IsRefused(other, QDBusError::ServiceUnknown));
 }
 
-TEST_F(ApplicationServiceTest, WhatNobodyHasLookedAtWhenTheProgramEndsIsRefused) {
+TEST_F(ApplicationServiceTest, UnreadRequestsAreRefusedWhenTheProgramEnds) {
   const auto call = Activate({});
   ASSERT_TRUE(ReachedTheBus());
   fService.release();
   EXPECT_TRUE(IsRefused(call, QDBusError::ServiceUnknown));
 }
 
-TEST_F(ApplicationServiceTest, WhatWaitsCanBeTakenUpByWhoGivesTheNameBack) {
+TEST_F(ApplicationServiceTest, WaitingRequestsCanBeHandledWhenTheNameIsGivenBack) {
   const auto call = OpenPage(QStringLiteral("http://192.0.2.1/"));
   ASSERT_TRUE(ReachedTheBus());
   const auto taken = fService.releaseAndTakeWaiting();
@@ -145,7 +145,7 @@ TEST_F(ApplicationServiceTest, WhatWaitsCanBeTakenUpByWhoGivesTheNameBack) {
   EXPECT_EQ(taken[0].address, "http://192.0.2.1/");
 }
 
-TEST_F(ApplicationServiceTest, TheFirstRequestIsFoundWhereItIsThere) {
+TEST_F(ApplicationServiceTest, TheFirstRequestIsFoundIfThereIsOne) {
   EXPECT_FALSE(fService.takeFirstRequest());
   const auto one = OpenPage(QStringLiteral("http://192.0.2.1/"));
   const auto other = Activate({});

@@ -80,7 +80,7 @@ FileDescriptor Listen(const std::string& path) {
   return socket;
 }
 
-TEST_F(DisplayTest, NothingAnswersWhereNothingIsNamed) {
+TEST_F(DisplayTest, NothingAnswersIfNothingIsNamed) {
   EXPECT_FALSE(Display().Answers());
   ::setenv("DISPLAY", "", 1);
   ::setenv("WAYLAND_DISPLAY", "", 1);

@@ -37,7 +37,7 @@ def bare():
 # --- one instance -----------------------------------------------------------
 
 
-def test_a_second_start_shows_the_panel_of_the_first_and_leaves(desktop):
+def test_a_second_start_shows_the_panel_of_the_first_and_exits(desktop):
     first = desktop.start_and_wait_until_it_runs()
     assert not desktop.panel_is_visible()
     assert desktop.start().wait(10) == 0
@@ -51,7 +51,7 @@ def test_a_second_start_without_a_display_does_so_too(desktop):
     assert eventually(desktop.panel_is_visible), desktop.console()
 
 
-def test_a_second_start_beside_a_hung_program_leaves_within_seconds(desktop):
+def test_a_second_start_beside_a_hung_program_exits_within_seconds(desktop):
     first = desktop.start_and_wait_until_it_runs()
     first.send_signal(signal.SIGSTOP)
     assert desktop.start().wait(10) == 0
@@ -182,20 +182,20 @@ def test_the_bus_starts_it_with_the_panel_when_that_is_asked_for(desktop):
     end_by_bus(desktop)
 
 
-def test_two_pages_asked_for_at_once_are_both_opened(bare):
+def test_two_pages_requested_at_once_are_both_opened(bare):
     bare.activate_actions_at_once(("open-page", PAGE), ("open-page", OTHER_PAGE))
     assert eventually(lambda: sorted(bare.pages()) == sorted([PAGE, OTHER_PAGE])), bare.console()
     wait_until_it_has_left(bare)
 
 
-def test_two_pages_asked_for_at_once_are_both_opened_on_a_display(desktop):
+def test_two_pages_requested_at_once_are_both_opened_on_a_display(desktop):
     desktop.activate_actions_at_once(("open-page", PAGE), ("open-page", OTHER_PAGE))
     assert eventually(lambda: sorted(desktop.pages()) == sorted([PAGE, OTHER_PAGE])), desktop.console()
     wait_until_it_has_left(desktop)
     assert not desktop.settings().exists(), "nothing else was begun"
 
 
-def test_a_page_and_the_program_asked_for_at_once_are_both_had(desktop):
+def test_a_page_and_the_program_requested_at_once_both_appear(desktop):
     desktop.activate_actions_at_once(("open-page", PAGE), ("show-devices",))
     assert eventually(lambda: desktop.pages() == [PAGE]), desktop.console()
     assert eventually(desktop.panel_is_visible), desktop.console()
@@ -261,7 +261,7 @@ def test_the_bus_starts_it_for_one_page_with_a_display_that_has_gone(bare):
     wait_until_it_has_left(bare)
 
 
-def test_whoever_asks_for_the_panel_where_there_is_no_display_gets_an_error(bare):
+def test_a_request_for_the_panel_without_a_display_gets_an_error(bare):
     with pytest.raises(dbus.DBusException, match="no display"):
         bare.activate()
     wait_until_it_has_left(bare)
@@ -333,7 +333,7 @@ def test_the_first_run_enables_the_login_item_and_no_later_one_does(desktop):
     assert not desktop.login_item().exists()
 
 
-def test_a_login_item_that_cannot_be_written_is_told_to_the_console(desktop):
+def test_a_login_item_that_cannot_be_written_is_reported_on_the_console(desktop):
     (desktop.home / ".config").mkdir()
     (desktop.home / ".config" / "autostart").write_text("in the way")
     desktop.start_and_wait_until_it_runs()
@@ -465,7 +465,7 @@ def test_it_ends_with_the_session_bus_while_its_panel_is_open(desktop):
     assert program.wait(DEADLINE) == 1, desktop.console()
 
 
-def test_an_update_server_that_is_none_is_refused_on_the_console(desktop):
+def test_an_unusable_update_server_is_refused_on_the_console(desktop):
     desktop.settings().parent.mkdir(parents=True)
     desktop.settings().write_text("[General]\nupdateServerRoot=ftp://updates.example/api/\n")
     desktop.start()
@@ -479,7 +479,7 @@ def test_help_and_version(program):
     assert "Usage" in subprocess.run([program, "--help"], capture_output=True, text=True, check=True).stdout
 
 
-def test_arguments_that_mean_nothing_are_refused(desktop):
+def test_unknown_arguments_are_refused(desktop):
     for arguments in (["--nonsense"], ["--nonsense", "--version"], ["--version", "--nonsense"]):
         assert desktop.start(PROGRAM, arguments).wait(10) == 2
     assert desktop.console().count("Unknown argument '--nonsense'; see --help") == 3

@@ -16,7 +16,7 @@ def check_mark(finder, title):
     return next(entry["checked"] for entry in finder.menu() if entry["title"] == title)
 
 
-def test_a_click_on_a_notice_opens_the_units_page(finder):
+def test_a_click_on_a_notification_opens_the_units_page(finder):
     finder.desktop.start_notices()
     finder.start()
     finder.wait(lambda: finder.desktop.notices_shown() == 1, "the notice")
@@ -24,7 +24,7 @@ def test_a_click_on_a_notice_opens_the_units_page(finder):
     finder.wait_for_page("http://live-room.local/#device")
 
 
-def test_an_update_is_told_of_once(finder):
+def test_an_update_is_announced_once(finder):
     finder.desktop.start_notices()
     finder.start()
     finder.wait(lambda: finder.desktop.notices_shown() == 1, "the notice")
@@ -74,7 +74,7 @@ def test_the_login_entry_is_written_on_the_first_run_only(finder):
     finder.wait(lambda: check_mark(finder, "Launch at Login"), "its check mark")
 
 
-def test_a_second_start_shows_the_panel_and_leaves(finder):
+def test_a_second_start_shows_the_panel_and_exits(finder):
     finder.desktop.start_xfce_panel()
     finder.start_and_find()
     assert finder.launch().wait(20) == 0

@@ -76,7 +76,7 @@ def test_the_icon_stands_out_from_a_dark_bar_that_does_not_recolour_it(finder):
     finder.wait(lambda: finder.desktop.bar_strip().greatest_difference(empty) > 60, "a visible icon", 10)
 
 
-def test_the_panel_shows_by_leave_of_whoever_asked_for_it(finder, tmp_path):
+def test_the_panel_shows_with_the_permission_of_the_program_that_asked(finder, tmp_path):
     finder.desktop.start_waybar()
     said = tmp_path / "said"
     with said.open("w", encoding="utf-8") as console:

@@ -59,7 +59,7 @@ def test_a_server_that_starts_late_gets_the_notification(desktop):
     assert desktop.close_all() == [("Update Available for Studio A", "1.4.2")]
 
 
-def test_what_found_no_server_comes_at_the_next_start(desktop):
+def test_a_notification_without_a_server_comes_at_the_next_start(desktop):
     desktop.start_driver()
     desktop.publish(at(STUDIO_A, "1.4.2+311"))
     desktop.stop_driver()

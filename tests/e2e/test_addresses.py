@@ -113,7 +113,7 @@ def test_moves_are_followed_after_restarts_of_the_responder(studio):
                 assert await_polls(studio, program, "desk", since=place)[0]["t"] < told + FOLLOWED
 
 
-def test_a_move_that_is_not_told_is_noticed_when_the_record_ends(studio):
+def test_an_unannounced_move_is_noticed_when_the_record_ends(studio):
     record = 120.0
     with ListProgram(studio) as program:
         program.wait_for_names(*NAMES)

@@ -64,7 +64,7 @@ def test_one_json_object_is_printed_without_watching(make_studio):
     assert "plexaswitch" not in result.stdout
 
 
-def test_an_empty_network_is_told_and_leaves_with_1(studio):
+def test_an_empty_network_is_reported_and_exits_with_1(studio):
     started = time.monotonic()
     result = studio.run([BINARY, "--wait", "1"])
     assert (result.returncode, result.stdout) == (1, "No Local Devices Found.\n")
@@ -100,7 +100,7 @@ REASONS = {"absent": "no DNS-SD responder is running", "silent": "does not answe
 
 @pytest.mark.parametrize("wait", ["1", "7"])
 @pytest.mark.parametrize("why", REASONS)
-def test_what_keeps_it_from_looking_is_told_and_exits_with_3(make_studio, why, wait):
+def test_the_reason_why_it_cannot_look_is_printed_and_it_exits_with_3(make_studio, why, wait):
     studio = make_studio(UNITS)
     if why == "no network":
         studio.do("near-link", op="down")
@@ -183,7 +183,7 @@ def test_a_closed_pipe_ends_it_quietly(make_studio):
 
 
 @pytest.mark.parametrize("options", [["--watch"], ["--watch", "--json"], ["--json", "--wait", "1"]])
-def test_output_that_cannot_be_written_is_told_and_leaves_with_1(make_studio, options):
+def test_unwritable_output_is_reported_and_exits_with_1(make_studio, options):
     studio = make_studio(UNITS)
     with open("/dev/full", "wb") as full:
         process = studio.popen([BINARY, *options], stdout=full, stderr=subprocess.PIPE)
@@ -203,7 +203,7 @@ def ended_before_the_pipe_was_full(studio, process, writing):
     return process.poll() is not None
 
 
-def test_a_reader_that_is_slow_on_a_pipe_that_does_not_block_gets_it_all(make_studio):
+def test_a_slow_reader_of_a_nonblocking_pipe_gets_everything(make_studio):
     many = {"unit": [{"name": f"{number:03} " + "x" * 40} for number in range(60)]}
     studio = make_studio(many)
     reading, writing = os.pipe()
@@ -251,7 +251,7 @@ def test_nothing_is_written_into_the_users_folders(make_studio):
     assert found == ["./.config/vorn-device-finder/settings.conf"]
 
 
-def test_damaged_settings_are_told_and_left_as_they_are(make_studio):
+def test_damaged_settings_are_reported_and_stay_as_they_are(make_studio):
     studio = make_studio(UNITS)
     damage = "updateServerRoot: http://nowhere.example/api/\n[cut"
     settings = '"$HOME/.config/vorn-device-finder/settings.conf"'

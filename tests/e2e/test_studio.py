@@ -273,7 +273,7 @@ def test_a_socket_of_the_desktop_stays_reachable(make_studio):
         shutil.rmtree(folder)
 
 
-def test_the_stand_in_for_the_browser_fetches_and_tells(make_studio):
+def test_the_replacement_for_the_browser_fetches_and_reports(make_studio):
     studio = make_studio({"unit": [{"name": "Desk & Co"}]})
     url = studio.units()[0]["url"] + "#device"
     assert studio.run(["xdg-open", url]).returncode == 0
@@ -307,7 +307,7 @@ for host in sys.argv[1:]:
     assert get(studio, hosts[list(FAULTS).index("silence")], ("/apiversion", {}))[0][0] == 200
 
 
-def test_two_studios_stand_side_by_side(make_studio):
+def test_two_studios_run_side_by_side(make_studio):
     one = make_studio({"unit": [{"name": "One"}]})
     two = make_studio({"unit": [{"name": "Two"}]})
     assert wait_for_names(one, ["One"])["One"][1] == wait_for_names(two, ["Two"])["Two"][1]
@@ -415,7 +415,7 @@ def test_a_user_without_privileges_gets_a_studio(public_studio):
     assert result.stdout.split() == [str(user), "6", "CapEff:", "0" * 16]
 
 
-def test_a_machine_without_namespaces_is_told_what_is_missing():
+def test_missing_namespaces_are_reported():
     command = [
         "unshare", "--user", "--map-root-user", "setpriv", "--bounding-set=-sys_admin", "--inh-caps=-all", "--",
         "/usr/bin/python3", str(STUDIO), "--", "true",

@@ -103,7 +103,7 @@ def test_a_full_window_is_drawn_in_place_and_leaves_nothing_in_the_scroll_back(w
     assert terminal.history() == before
 
 
-def test_at_the_end_the_whole_table_stands_once_on_the_normal_screen(window):
+def test_at_the_end_the_whole_table_is_once_on_the_normal_screen(window):
     _, terminal = window(MANY, 80, 10)
     terminal.start()
     terminal.wait_for(lambda: is_whole_window(terminal, 80, 10, len(MANY)), "the table")

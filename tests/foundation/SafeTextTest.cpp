@@ -59,7 +59,7 @@ TEST_F(SafeTextTest, CharactersThatShapeTheirNeighboursStay) {
   }
 }
 
-TEST_F(SafeTextTest, TellsWhatACharacterDoes) {
+TEST_F(SafeTextTest, ClassifiesCharacters) {
   EXPECT_EQ(ShowingOf(U' '), Showing::kDrawn);
   EXPECT_EQ(ShowingOf(0x10FFFF), Showing::kDrawn);
   EXPECT_EQ(ShowingOf(0x1F), Showing::kBreaks);

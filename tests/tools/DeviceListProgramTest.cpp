@@ -66,7 +66,7 @@ TEST(DeviceListProgramTest, VersionGoesToStandardOutput) {
   EXPECT_EQ(result.output, "vorn-device-list " VORN_BUNDLE_VERSION "\n");
 }
 
-TEST(DeviceListProgramTest, BadUsageLeavesWithTwoAndWritesToStandardErrorOnly) {
+TEST(DeviceListProgramTest, BadUsageExitsWithTwoAndWritesToStandardErrorOnly) {
   for (const Arguments& arguments :
        {Arguments{"--frobnicate"}, Arguments{"--wait"}, Arguments{"--wait", "soon"}, Arguments{"unit"}}) {
     const Result result = RunToTheEnd(arguments);
@@ -112,7 +112,7 @@ TEST(DeviceListProgramTest, SignalEndsAWatchPromptlyWithZero) {
   }
 }
 
-TEST(DeviceListProgramTest, SignalBeforeTheTimeIsUpLeavesWithItsNumber) {
+TEST(DeviceListProgramTest, SignalBeforeTheEndOfTheTimeExitsWithItsNumber) {
   for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
     Program program(VORN_DEVICE_LIST, {"--wait", "600"}, WithoutResponder());
     EXPECT_TRUE(program.WaitForErrorText(kNoResponder));
@@ -122,7 +122,7 @@ TEST(DeviceListProgramTest, SignalBeforeTheTimeIsUpLeavesWithItsNumber) {
   }
 }
 
-TEST(DeviceListProgramTest, HangUpIsIgnoredWhereItWasToBe) {
+TEST(DeviceListProgramTest, HangUpStaysIgnoredIfItWasIgnoredAtTheStart) {
   auto setup = WithoutResponder();
   setup.beforeExec = [] { ::signal(SIGHUP, SIG_IGN); };
   Program program(VORN_DEVICE_LIST, {"--wait", "1"}, setup);
@@ -206,7 +206,7 @@ void ExpectFailedOutput(const Arguments& arguments, const Program::Setup& setup,
   EXPECT_EQ(said, "vorn-device-list: cannot write to standard output: " + why + "\n") << arguments[0];
 }
 
-TEST(DeviceListProgramTest, OutputThatCannotBeWrittenIsToldAndLeavesWithOne) {
+TEST(DeviceListProgramTest, UnwritableOutputIsReportedAndExitsWithOne) {
   const FileDescriptor full(::open("/dev/full", O_WRONLY | O_CLOEXEC));
   auto setup = WithoutResponder();
   setup.output = full.Get();
@@ -215,7 +215,7 @@ TEST(DeviceListProgramTest, OutputThatCannotBeWrittenIsToldAndLeavesWithOne) {
   }
 }
 
-TEST(DeviceListProgramTest, ClosedOutputIsToldAndLeavesWithOne) {
+TEST(DeviceListProgramTest, ClosedOutputIsReportedAndExitsWithOne) {
   auto setup = WithoutResponder();
   setup.beforeExec = [] { ::close(STDOUT_FILENO); };
   for (const Arguments& arguments : kEveryForm) ExpectFailedOutput(arguments, setup, "Bad file descriptor");

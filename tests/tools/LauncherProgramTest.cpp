@@ -24,14 +24,14 @@ TEST(LauncherProgramTest, VersionAndHelpGoToStandardOutput) {
   EXPECT_THAT(help.Output(), StartsWith("Usage: vorn-device-finder-launcher"));
 }
 
-TEST(LauncherProgramTest, BadUsageLeavesWithTwoAndWritesToStandardErrorOnly) {
+TEST(LauncherProgramTest, BadUsageExitsWithTwoAndWritesToStandardErrorOnly) {
   Program program(VORN_LAUNCHER, {"--version", "--help"}, {});
   EXPECT_EQ(program.Wait(), 2);
   EXPECT_EQ(program.Output(), "");
   EXPECT_THAT(program.ErrorOutput(), StartsWith("Usage: "));
 }
 
-TEST(LauncherProgramTest, OutputThatCannotBeWrittenIsToldAndLeavesWithOne) {
+TEST(LauncherProgramTest, UnwritableOutputIsReportedAndExitsWithOne) {
   const FileDescriptor full(::open("/dev/full", O_WRONLY | O_CLOEXEC));
   Program::Setup toFull;
   toFull.output = full.Get();

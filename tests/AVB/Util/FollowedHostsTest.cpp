@@ -52,7 +52,7 @@ TEST_F(FollowedHostsTest, AsksForAllInterfacesAndTheNameWithItsDot) {
   EXPECT_EQ(fDnssd.Calls().back(), "address 0 | 0 | 1 | desk.local.");
 }
 
-TEST_F(FollowedHostsTest, AddressLastToldComesFirstAndOneThatIsGoneIsLeftOut) {
+TEST_F(FollowedHostsTest, NewestAddressComesFirstAndAGoneOneIsLeftOut) {
   EXPECT_THAT(Addresses(), IsEmpty());
   Tell("192.168.1.1");
   EXPECT_THAT(Addresses(), ElementsAre("192.168.1.1"));
@@ -145,7 +145,7 @@ TEST_F(FollowedHostsTest, HostsThatAreFollowedAlreadyComeBeforeOthersAtTheLimit)
   EXPECT_THAT(fDnssd.Begun(), Not(Contains("follow " + hosts[FollowedHosts::kMaxHosts - 1] + ".")));
 }
 
-TEST_F(FollowedHostsTest, LookUpThatEndsWithAnErrorIsBegunAgainLaterAndWhatIsKnownStays) {
+TEST_F(FollowedHostsTest, LookUpThatEndsWithAnErrorStartsAgainLaterAndKnownAddressesStay) {
   Tell("192.168.1.1");
   fDnssd.ReplyFollowed("desk.local.", "", kAdded, 7, kDNSServiceErr_Unknown);
   ASSERT_TRUE(fDnssd.WaitForReleased("follow desk.local."));

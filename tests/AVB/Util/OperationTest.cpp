@@ -62,7 +62,7 @@ TEST_F(OperationTest, DeliversOneReplyAtATimeInOrderAndIsReadableUntilTheLast) {
   EXPECT_FALSE(HasReply());
 }
 
-TEST_F(OperationTest, TellsItsFailureOnceBehindAllReplies) {
+TEST_F(OperationTest, ReportsItsFailureOnceAfterAllReplies) {
   fOperation.Tell(1);
   fOperation.Fail();
   fOperation.Fail();

@@ -124,7 +124,7 @@ TEST_F(ResponderMonitorTest, FindsAResponderThatWasThereBefore) {
   }
 }
 
-TEST_F(ResponderMonitorTest, TellsThatTheResponderWentAndCameBack) {
+TEST_F(ResponderMonitorTest, ReportsThatTheResponderWentAndCameBack) {
   gBus->Start();
   auto responder = std::make_unique<FakeResponder>();
   Watch();
@@ -135,7 +135,7 @@ TEST_F(ResponderMonitorTest, TellsThatTheResponderWentAndCameBack) {
   EXPECT_TRUE(WaitFor(State::kAnswering, 3));
 }
 
-TEST_F(ResponderMonitorTest, TellsThatTheBusWentAndCameBack) {
+TEST_F(ResponderMonitorTest, ReportsThatTheBusWentAndCameBack) {
   gBus->Start();
   auto responder = std::make_unique<FakeResponder>();
   Watch();
@@ -148,7 +148,7 @@ TEST_F(ResponderMonitorTest, TellsThatTheBusWentAndCameBack) {
   EXPECT_TRUE(WaitFor(State::kAnswering, 3));
 }
 
-TEST_F(ResponderMonitorTest, TellsThatAnotherResponderHasTakenOver) {
+TEST_F(ResponderMonitorTest, ReportsThatAnotherResponderHasTakenOver) {
   gBus->Start();
   const FakeResponder first;
   Watch();
@@ -159,7 +159,7 @@ TEST_F(ResponderMonitorTest, TellsThatAnotherResponderHasTakenOver) {
   EXPECT_GT(second.Calls("GetState"), 0);
 }
 
-TEST_F(ResponderMonitorTest, TellsASilentResponderFromAnAnsweringOne) {
+TEST_F(ResponderMonitorTest, DistinguishesASilentResponderFromAnAnsweringOne) {
   gBus->Start();
   FakeResponder responder;
   Watch(milliseconds(50), kImpatient);

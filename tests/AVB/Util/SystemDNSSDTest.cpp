@@ -194,7 +194,7 @@ TEST_F(SystemDNSSDTest, SilencesTheCompatibilityLibrarysAdvice) {
   EXPECT_STREQ(std::getenv("AVAHI_COMPAT_NOWARN"), "1");
 }
 
-TEST_F(SystemDNSSDTest, BrowsesEverywhereAndTellsInstances) {
+TEST_F(SystemDNSSDTest, BrowsesEverywhereAndReportsInstances) {
   const DNSServiceRef ref = Browse();
   ASSERT_NE(ref, nullptr);
   EXPECT_EQ(fError, kDNSServiceErr_NoError);
@@ -230,7 +230,7 @@ TEST_F(SystemDNSSDTest, ABrowseWithoutAResponderIsAnErrorUntilOneIsThere) {
   EXPECT_NE(Browse(), nullptr);
 }
 
-TEST_F(SystemDNSSDTest, ABrowseThatHasFailedFailsBehindWhatItHasToTell) {
+TEST_F(SystemDNSSDTest, ABrowseThatHasFailedFailsAfterItsLastReports) {
   const DNSServiceRef ref = Browse();
   const auto question = QuestionFor("_http._tcp");
   fResponder->TellInstance(question, "ItemNew", "Desk");
@@ -271,7 +271,7 @@ TEST_F(SystemDNSSDTest, AThreadThatIsLeftBehindInABrowseIsCountedUntilItEnds) {
   EXPECT_NE(Browse(), nullptr);
 }
 
-TEST_F(SystemDNSSDTest, ResolvesWithoutTheAddressAndTellsTheServiceInTheFormsOfTheInterface) {
+TEST_F(SystemDNSSDTest, ResolvesWithoutTheAddressAndReportsTheServiceInTheFormsOfTheInterface) {
   const DNSServiceRef ref = Resolve("Studio A.1\\");
   const auto question = QuestionFor("Studio A.1\\");
   EXPECT_EQ(question.method, "ServiceResolverNew");
@@ -321,7 +321,7 @@ TEST_F(SystemDNSSDTest, AResolveThatFailsOrIsRefusedIsOneReplyWithAnError) {
   EXPECT_FALSE(HasReply(failing));
 }
 
-TEST_F(SystemDNSSDTest, TellsEachChangeOfAHostsAddresses) {
+TEST_F(SystemDNSSDTest, ReportsEachChangeOfAHostsAddresses) {
   const DNSServiceRef ref = LookUp("box.local.");
   const auto question = QuestionFor("box.local.");
   EXPECT_EQ(question.method, "RecordBrowserNew");

@@ -261,7 +261,7 @@ Clock::time_point PassedNow() {
   return Clock::time_point(gPassed.load());
 }
 
-TEST(FollowedHostsOutOfMemoryTest, AddressThatFoundNoMemoryIsToldByAFreshLookUp) {
+TEST(FollowedHostsOutOfMemoryTest, AddressWithoutMemoryIsReportedByANewLookUp) {
   bool failed = true;
   int nth = 0;
   while (failed) {
@@ -293,7 +293,7 @@ TEST(FollowedHostsOutOfMemoryTest, AddressThatFoundNoMemoryIsToldByAFreshLookUp)
   EXPECT_GT(nth, 2);
 }
 
-TEST(FollowedHostsOutOfMemoryTest, ThatAllAddressesAreKnownIsPublishedInALaterCycleWhereMemoryWasLacking) {
+TEST(FollowedHostsOutOfMemoryTest, ThatAllAddressesAreKnownIsPublishedInALaterCycleIfMemoryWasMissing) {
   bool failed = true;
   int nth = 0;
   while (failed) {

@@ -179,7 +179,7 @@ TEST_F(HTTPPollerTest, KeepsOneConnectionFromRequestToRequest) {
   EXPECT_EQ(fServer.ConnectionCount(), 1);
 }
 
-TEST_F(HTTPPollerTest, NobodyNoticesAKeptConnectionThatWasClosedMeanwhile) {
+TEST_F(HTTPPollerTest, HidesThatAKeptConnectionWasClosed) {
   fServer.Handle("/x", [](Exchange& exchange) {
     exchange.Reply(200, "x");
     exchange.Close();

@@ -277,7 +277,7 @@ TEST_F(ChildProcessLinuxTest, AnswersNullWhenTheProgramCannotBeStarted) {
   EXPECT_EQ(fLauncher.Launch({"/etc/passwd", {}, {}, {}}), nullptr);
 }
 
-TEST_F(ChildProcessLinuxTest, TellsExecutableFilesFromOthers) {
+TEST_F(ChildProcessLinuxTest, DistinguishesExecutableFilesFromOthers) {
   EXPECT_TRUE(fLauncher.IsExecutableFile("/bin/sh"));
   EXPECT_FALSE(fLauncher.IsExecutableFile("/etc/passwd"));
   EXPECT_FALSE(fLauncher.IsExecutableFile("/bin"));
