@@ -3,7 +3,7 @@
 #include <string>
 #include <string_view>
 
-#include "devicelist/http/BodyDecoder.h"
+#include "devicelist/http/ResponseCollector.h"
 #include "fuzz/Bytes.h"
 #include "fuzz/Require.h"
 

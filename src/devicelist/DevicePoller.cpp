@@ -114,7 +114,7 @@ DevicePoller::Impl::CheckResponse DevicePoller::Impl::PollForName(Text& etag) {
   const auto& [body, response] = *answer;
   if (response.statusCode == kNotFound) return RevertToOriginalName();
   if (response.statusCode != kOK) return CheckResponse::Retry;  // 304: as it was
-  if (auto tag = response.allHeaderFields.Find("ETag")) etag = std::move(tag);
+  if (auto tag = response.allHeaderFields.Find("ETag")) etag = std::move(*tag);
   if (auto name = GetDatastoreValue(body)) SetName(std::move(name));
   return CheckResponse::Retry;
 }

@@ -8,7 +8,7 @@
 #include "devicelist/UpdateServer.h"
 #include "devicelist/ValueBound.h"
 #include "devicelist/http/HTTPPoller.h"
-#include "devicelist/http/URLEncode.h"
+#include "devicelist/http/Url.h"
 
 namespace DeviceList {
 

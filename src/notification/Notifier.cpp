@@ -1,9 +1,9 @@
 #include "notification/Notifier.h"
 
 #include "devicelist/Entry.h"
+#include "devicelist/http/Url.h"
 #include "foundation/Console.h"
 #include "foundation/Strings.h"
-#include "notification/WebAddress.h"
 
 namespace Notification {
 namespace {
@@ -64,7 +64,7 @@ void HandleNotificationActivation(const vorn::UserNotification& notification,
 
 void HandleNotificationActivation(const std::string& address, const std::string& activationToken,
                                   vorn::UrlOpener& opener) {
-  if (!IsWebAddress(address)) {
+  if (!DeviceList::IsWebAddress(address)) {
     vorn::WriteToConsole("Not a web address, not opened: " + vorn::Excerpt(address));
     return;
   }

@@ -44,8 +44,8 @@ class Notifier {
 };
 
 /// Handles the click on a notification: always removes it from the centre, and opens its web address. One
-/// without an address opens nothing. If the address is no web address (WebAddress.h), nothing opens, and the
-/// console says so. Main thread; does not block.
+/// without an address opens nothing. If the address is no web address (DeviceList::IsWebAddress), nothing
+/// opens, and the console says so. Main thread; does not block.
 void HandleNotificationActivation(const vorn::UserNotification& notification,
                                   vorn::NotificationCenter& center, vorn::UrlOpener& opener);
 

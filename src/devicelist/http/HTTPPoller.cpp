@@ -77,7 +77,7 @@ vorn::optional<HTTPAnswer> HTTPPoller::DoRequest(const std::string& url,
   }
 }
 
-const vorn::optional<Url>& HTTPPoller::ParseFirst(const std::string& url) {
+const std::optional<Url>& HTTPPoller::ParseFirst(const std::string& url) {
   if (!fParsedUrl || url != fParsedText) {
     fParsedUrl.reset();
     fParsedText = url;
@@ -118,7 +118,7 @@ vorn::optional<HTTPAnswer> HTTPPoller::FollowRedirects(const Url& first,
                                                        const vorn::optional<std::string>& etag,
                                                        Deadline deadline) {
   auto answer = RequestOnce(first, first, etag, deadline);
-  vorn::optional<Url> current;
+  std::optional<Url> current;
   for (int redirects = 0; answer && IsRedirect(answer->second.statusCode); ++redirects) {
     const auto location = answer->second.allHeaderFields.Find("Location");
     if (!location) break;  // says nothing to follow: an answer like any other

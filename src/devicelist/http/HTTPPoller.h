@@ -5,6 +5,7 @@
 #include <condition_variable>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -95,7 +96,7 @@ class HTTPPoller {
                                              Deadline deadline);
   vorn::optional<HTTPAnswer> RequestOnce(const Url& url, const Url& first,
                                          const vorn::optional<std::string>& etag, Deadline deadline);
-  [[nodiscard]] const vorn::optional<Url>& ParseFirst(const std::string& url);
+  [[nodiscard]] const std::optional<Url>& ParseFirst(const std::string& url);
   [[nodiscard]] bool MayLeadTo(const Url& url, const Url& first) const;
   [[nodiscard]] std::vector<std::string> AddressesOf(const Url& url) const;
   [[nodiscard]] bool IsGivenUp(const Url& first, const std::string& address, bool isSent);
@@ -117,7 +118,7 @@ class HTTPPoller {
   std::vector<std::string> fAddresses;                      ///< the host's when the request was made
   std::vector<std::string> fAnsweredAmong;                  ///< what they were at the last answer
   std::string fParsedText;                                  ///< pollers ask for the same URL again and again
-  vorn::optional<Url> fParsedUrl;                           ///< what it was parsed into
+  std::optional<Url> fParsedUrl;                            ///< what it was parsed into
   std::string fListensTo;                                   ///< the host of fSubscription
   std::unique_ptr<LocalHosts::Subscription> fSubscription;  ///< wakes fTransfer, so it goes first
 };

@@ -5,6 +5,9 @@
 #include <algorithm>
 #include <memory>
 #include <new>
+#include <string_view>
+
+#include <string_view>
 
 #include "foundation/Strings.h"
 
@@ -22,7 +25,7 @@ UrlHandle MakeHandle() {
   return handle;
 }
 
-vorn::optional<std::string> GetPart(const UrlHandle& handle, CURLUPart part, unsigned flags = 0) {
+std::optional<std::string> GetPart(const UrlHandle& handle, CURLUPart part, unsigned flags = 0) {
   char* text = nullptr;
   if (curl_url_get(handle.get(), part, &text, flags) != CURLUE_OK) return {};
   const std::unique_ptr<char, void (*)(void*)> owner(text, curl_free);
@@ -43,19 +46,22 @@ bool HasAuthority(const std::string& text) {
          text[colon + 3] != '/';
 }
 
-/// True when the authority (what stands between "//" and the path) holds an
-/// "@" or a "%": even an empty user name in front of it has no business here,
-/// and an escape would make the host another one than is written.
-bool HasUserOrEscape(const std::string& text) {
+/// What stands between "//" and the path: the host, with a port behind it and a
+/// user in front of it. Empty where the text has none.
+std::string_view AuthorityOf(std::string_view text) {
   const auto slashes = text.find("//");
-  if (slashes == std::string::npos || (slashes > 0 && text[slashes - 1] != ':')) return false;
-  const auto begin = slashes + 2;
-  const auto end = text.find_first_of("/?#\\", begin);
-  const auto length = end == std::string::npos ? end : end - begin;
-  return text.substr(begin, length).find_first_of("@%") != std::string::npos;
+  if (slashes == std::string_view::npos || (slashes > 0 && text[slashes - 1] != ':')) return {};
+  const auto rest = text.substr(slashes + 2);
+  return rest.substr(0, rest.find_first_of("/?#\\"));
 }
 
-vorn::optional<Url> Read(const UrlHandle& handle) {
+/// Even an empty user name in front of the host has no business in a request,
+/// and an escape would make the host another one than is written.
+bool HasUserOrEscape(std::string_view text) {
+  return AuthorityOf(text).find_first_of("@%") != std::string_view::npos;
+}
+
+std::optional<Url> Read(const UrlHandle& handle) {
   curl_url_set(handle.get(), CURLUPART_FRAGMENT, nullptr, 0);
   auto text = GetPart(handle, CURLUPART_URL);
   auto scheme = GetPart(handle, CURLUPART_SCHEME);
@@ -65,7 +71,6 @@ vorn::optional<Url> Read(const UrlHandle& handle) {
   if (!text || !scheme || !host || !port || !path || host->empty()) return {};
   // Escapes in the host have become the bytes that they stand for.
   if (HoldsForbidden(*text)) return {};
-  if (GetPart(handle, CURLUPART_USER) || GetPart(handle, CURLUPART_PASSWORD)) return {};
   Url url{std::move(*text), vorn::LowerASCII(*scheme), vorn::LowerASCII(*host), std::move(*port),
           std::move(*path)};
   if (url.scheme != "http" && url.scheme != "https") return {};
@@ -76,16 +81,26 @@ vorn::optional<Url> Read(const UrlHandle& handle) {
 /// model, and the path without them would be another resource's.
 constexpr unsigned kAsWritten = CURLU_PATH_AS_IS | CURLU_DISALLOW_USER;
 
-}  // namespace
-
-vorn::optional<Url> ParseUrl(const std::string& text) {
-  if (HoldsForbidden(text) || !HasAuthority(text) || HasUserOrEscape(text)) return {};
+std::optional<Url> Parse(const std::string& text, unsigned flags) {
+  if (HoldsForbidden(text) || !HasAuthority(text)) return {};
   const auto handle = MakeHandle();
-  if (curl_url_set(handle.get(), CURLUPART_URL, text.c_str(), kAsWritten) != CURLUE_OK) return {};
+  if (curl_url_set(handle.get(), CURLUPART_URL, text.c_str(), flags) != CURLUE_OK) return {};
   return Read(handle);
 }
 
-vorn::optional<Url> ResolveUrl(const Url& base, const std::string& reference) {
+bool StaysAsItIs(char c) {
+  constexpr std::string_view kPunctuation = "!$&'()*+,-.;=_~";
+  return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') ||
+         kPunctuation.find(c) != std::string_view::npos;
+}
+
+}  // namespace
+
+std::optional<Url> ParseUrl(const std::string& text) {
+  return HasUserOrEscape(text) ? std::optional<Url>() : Parse(text, kAsWritten);
+}
+
+std::optional<Url> ResolveUrl(const Url& base, const std::string& reference) {
   // The parser takes a reference to the base itself for one to its folder.
   if (reference.empty() || reference.front() == '#') return base;
   const auto handle = MakeHandle();
@@ -98,6 +113,28 @@ vorn::optional<Url> ResolveUrl(const Url& base, const std::string& reference) {
   auto resolved = Read(handle);
   if (!resolved) return {};
   return ParseUrl(resolved->text);
+}
+
+bool IsWebAddress(const std::string& text) {
+  constexpr std::size_t kMaxLength = 8192;
+  if (text.size() > kMaxLength || text.find_first_of("\"<>\\") != std::string::npos) return false;
+  const auto authority = AuthorityOf(text);
+  const auto host = authority.substr(authority.rfind('@') + 1);  // all of it where there is no user
+  return host.find_first_of("%|") == std::string_view::npos && Parse(text, CURLU_PATH_AS_IS);
+}
+
+std::string URLEncode(const std::string& text) {
+  std::string encoded;
+  encoded.reserve(text.size());
+  for (const char c : text) {
+    if (StaysAsItIs(c)) {
+      encoded += c;
+      continue;
+    }
+    encoded += '%';
+    vorn::AppendHex(encoded, c, vorn::kSmallHexDigits);
+  }
+  return encoded;
 }
 
 }  // namespace DeviceList

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <cstdio>
 #include <string>
 
 #include "devicelist/http/Url.h"
@@ -97,6 +98,84 @@ TEST(Url, RefusesReferencesThatLeaveHTTPOrNameAUser) {
   for (const char* reference : {"ftp://a/", "file:///etc/passwd", "http://u:p@a/", "//@a/", "http://"}) {
     EXPECT_FALSE(ResolveUrl(*base, reference)) << reference;
   }
+}
+
+TEST(WebAddress, IsHttpOrHttpsWithAHost) {
+  for (const char* text :
+       {"http://a", "HTTPS://a/", "http://a:80/", "http://a:/", "http://10.0.0.1/x?y#device",
+        "http://a#device", "http://[fe80::1]:80/", "http://[::1]", "http://user:word@a:1/", "http://a?x",
+        "http://studio\xc3\xa9.local/", "http://a:65535/", "hTTp://a/%20"}) {
+    EXPECT_TRUE(IsWebAddress(text)) << text;
+  }
+}
+
+TEST(WebAddress, IsNothingElse) {
+  for (const char* text : {"",
+                           "http:",
+                           "http://",
+                           "http:///path",
+                           "http://:80/",
+                           "http://@/",
+                           "http://a:65536/",
+                           "http://a:x/",
+                           "http://a:-1/",
+                           "http://[]/",
+                           "http://[::1",
+                           "http://[::1]x/",
+                           "ftp://a/",
+                           "file:///etc/passwd",
+                           "//a/",
+                           "a",
+                           "javascript:alert(1)",
+                           "-http://a/",
+                           " http://a/",
+                           "http://a/ b",
+                           "http://a/\n",
+                           "http://a\\@b/",
+                           "http://a/\"",
+                           "http://a/<b>",
+                           "http://?x",
+                           "http://#x",
+                           "https:/a",
+                           "httpx://a",
+                           "http://a%00/",
+                           "http://{a}/",
+                           "http://a|b/"}) {
+    EXPECT_FALSE(IsWebAddress(text)) << text;
+  }
+  EXPECT_FALSE(IsWebAddress(std::string("http://a/\0b", 11)));
+}
+
+TEST(WebAddress, IsOfBoundedLength) {
+  const std::string prefix = "http://a/";
+  EXPECT_TRUE(IsWebAddress(prefix + std::string(8192 - prefix.size(), 'x')));
+  EXPECT_FALSE(IsWebAddress(prefix + std::string(8193 - prefix.size(), 'x')));
+}
+
+TEST(URLEncode, EncodesASegment) {
+  EXPECT_EQ(URLEncode("My Device/1"), "My%20Device%2f1");
+  EXPECT_EQ(URLEncode("a-b_c.d~e"), "a-b_c.d~e");
+  EXPECT_EQ(URLEncode("a:b"), "a%3ab");
+  EXPECT_EQ(URLEncode(""), "");
+}
+
+TEST(URLEncode, LeavesLettersDigitsAndFifteenMarks) {
+  const std::string kept = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789!$&'()*+,-.;=_~";
+  EXPECT_EQ(URLEncode(kept), kept);
+  int encoded = 0;
+  for (int byte = 0; byte < 256; ++byte) {
+    const std::string text(1, static_cast<char>(byte));
+    const auto result = URLEncode(text);
+    if (kept.find(text) != std::string::npos) {
+      EXPECT_EQ(result, text);
+      continue;
+    }
+    char expected[4];
+    std::snprintf(expected, sizeof(expected), "%%%02x", static_cast<unsigned>(byte));
+    EXPECT_EQ(result, expected);
+    ++encoded;
+  }
+  EXPECT_EQ(encoded, 256 - 26 - 26 - 10 - 15);
 }
 
 }  // namespace

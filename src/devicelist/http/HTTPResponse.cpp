@@ -1,4 +1,4 @@
-#include "devicelist/http/HeaderFields.h"
+#include "devicelist/http/HTTPResponse.h"
 
 #include <algorithm>
 
@@ -28,7 +28,7 @@ bool IsValueByte(char c) {
 
 }  // namespace
 
-vorn::optional<HeaderFields::Field> HeaderFields::Parse(std::string_view line) {
+std::optional<HeaderFields::Field> HeaderFields::Parse(std::string_view line) {
   line = WithoutLineEnd(line);
   const auto colon = line.find(':');
   if (colon == std::string_view::npos || colon == 0) return {};
@@ -53,8 +53,8 @@ void HeaderFields::AddLine(std::string_view line) {
   if (field) fFields.push_back(std::move(*field));
 }
 
-vorn::optional<std::string> HeaderFields::Find(std::string_view name) const {
-  vorn::optional<std::string> found;
+std::optional<std::string> HeaderFields::Find(std::string_view name) const {
+  std::optional<std::string> found;
   for (const auto& field : fFields) {
     if (!vorn::EqualIgnoringASCIICase(field.name, name)) continue;
     if (found) {
