@@ -18,7 +18,6 @@
 #include "bench/UnitServer.h"
 #include "devicelist/Datastore.h"
 #include "devicelist/PollingDeviceList.h"
-#include "devicelist/UpdateServer.h"
 #include "foundation/RunLoop.h"
 
 namespace {
@@ -84,14 +83,13 @@ int main(int argc, char** argv) {
   const auto units = static_cast<std::size_t>(std::atoi(argv[1]));
   const double seconds = std::atof(argv[2]);
   const UnitServer server(UnitServer::Names::kChanging, 4);
-  if (!DeviceList::SetUpdateServerRoot("http://127.0.0.1:" + std::to_string(server.Port()) + "/api/"))
-    return 1;
   const auto bare = MeasureBare(server.Port(), kBarePolls);
   vorn::bench::AnnouncedUnits network(units, server.Port());
   Watch watch;
+  DeviceList::PollingDeviceList::Makers makers;
+  makers.firmwarePoller = DeviceList::PollingDeviceList::FirmwarePollersOf(server.Updates());
   DeviceList::PollingDeviceList list(
-      [&](const std::vector<ExtendedDeviceInfo>& published) { watch.Take(published); }, network,
-      DeviceList::PollingDeviceList::Makers{});
+      [&](const std::vector<ExtendedDeviceInfo>& published) { watch.Take(published); }, network, makers);
   const auto loop = vorn::PollRunLoop::Current();
   for (const double end = Now() + seconds; Now() < end;) loop->RunOnce(50ms);
   constexpr double kMilli = 1e3;

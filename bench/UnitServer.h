@@ -5,6 +5,8 @@
 #include <cstdint>
 #include <string>
 
+#include "devicelist/FirmwarePoller.h"
+
 namespace vorn::bench {
 
 /// All units of a measurement and their update server behind one port of
@@ -24,6 +26,11 @@ class UnitServer {
   UnitServer& operator=(const UnitServer&) = delete;
 
   [[nodiscard]] std::uint16_t Port() const { return fPort; }
+
+  /// The update server behind the port.
+  [[nodiscard]] DeviceList::UpdateServer Updates() const {
+    return DeviceList::UpdateServer::At("http://127.0.0.1:" + std::to_string(fPort) + "/api/").value();
+  }
 
   /// Requests answered so far.
   [[nodiscard]] std::uint64_t Requests() const;

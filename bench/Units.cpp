@@ -15,7 +15,6 @@
 #include "bench/Statistics.h"
 #include "bench/UnitServer.h"
 #include "devicelist/PollingDeviceList.h"
-#include "devicelist/UpdateServer.h"
 #include "foundation/RunLoop.h"
 
 namespace {
@@ -48,19 +47,19 @@ int main(int argc, char** argv) {
   const auto models = static_cast<unsigned>(std::atoi(argv[2]));
   const double seconds = std::atof(argv[3]);
   const vorn::bench::UnitServer server(vorn::bench::UnitServer::Names::kSteady, models);
-  if (!DeviceList::SetUpdateServerRoot("http://127.0.0.1:" + std::to_string(server.Port()) + "/api/"))
-    return 1;
   vorn::bench::AnnouncedUnits network(units, server.Port());
   const ProcessFigures before = ProcessFigures::Read();
   const double start = Now();
   std::size_t complete = 0;
   std::size_t lists = 0;
+  DeviceList::PollingDeviceList::Makers makers;
+  makers.firmwarePoller = DeviceList::PollingDeviceList::FirmwarePollersOf(server.Updates());
   auto list = std::make_unique<DeviceList::PollingDeviceList>(
       [&](const std::vector<ExtendedDeviceInfo>& published) {
         complete = static_cast<std::size_t>(std::count_if(published.begin(), published.end(), IsComplete));
         ++lists;
       },
-      network, DeviceList::PollingDeviceList::Makers{});
+      network, makers);
   const auto loop = vorn::PollRunLoop::Current();
   while (complete < units && Now() < start + kPatience) loop->RunOnce(50ms);
   const double completeAfter = Now() - start;

@@ -19,7 +19,6 @@
 #include "devicelist/PollerImpl.h"
 #include "devicelist/PollingDeviceList.h"
 #include "devicelist/PublishedList.h"
-#include "devicelist/UpdateServer.h"
 #include "foundation/RunLoop.h"
 
 namespace {
@@ -63,10 +62,11 @@ nlohmann::json Row(std::size_t units, const std::vector<double>& times) {
   return row;
 }
 
-nlohmann::json MeasureUpdateList(std::size_t units, std::uint16_t port, int repetitions) {
-  vorn::bench::AnnouncedUnits network(units, port);
+nlohmann::json MeasureUpdateList(std::size_t units, const vorn::bench::UnitServer& server, int repetitions) {
+  vorn::bench::AnnouncedUnits network(units, server.Port());
   std::size_t published = 0;
   DeviceList::PollingDeviceList::Makers makers;
+  makers.firmwarePoller = DeviceList::PollingDeviceList::FirmwarePollersOf(server.Updates());
   makers.poller = [](Entry entry, const auto&) { return std::make_unique<KnownUnit>(std::move(entry)); };
   DeviceList::PollingDeviceList list(
       [&](const std::vector<ExtendedDeviceInfo>& publishedUnits) { published = publishedUnits.size(); },
@@ -123,12 +123,10 @@ int main(int argc, char** argv) {
   }
   const int repetitions = std::atoi(argv[1]);
   const vorn::bench::UnitServer server(vorn::bench::UnitServer::Names::kSteady, kModels);
-  if (!DeviceList::SetUpdateServerRoot("http://127.0.0.1:" + std::to_string(server.Port()) + "/api/"))
-    return 1;
   nlohmann::json result{{"updateList", nlohmann::json::array()}, {"filterAndSort", nlohmann::json::array()}};
   for (const std::size_t units :
        {std::size_t{10}, std::size_t{100}, std::size_t{1000}, DeviceList::PollingDeviceList::kMaxUnits}) {
-    result["updateList"].push_back(MeasureUpdateList(units, server.Port(), repetitions));
+    result["updateList"].push_back(MeasureUpdateList(units, server, repetitions));
   }
   for (const std::size_t units : {10U, 100U, 1000U, 10000U}) {
     result["filterAndSort"].push_back(MeasureFilterAndSort(units, repetitions));

@@ -5,6 +5,7 @@
 
 #include "app/Identity.h"
 #include "devicelist/Entry.h"
+#include "devicelist/FirmwarePoller.h"
 #include "foundation/Console.h"
 #include "foundation/Strings.h"
 
@@ -19,7 +20,6 @@ constexpr char kAlreadyRun[] = "AlreadyRun";
 
 constexpr char kDriverModel[] = "driver";
 constexpr char kDriverName[] = "Vorn AVB Driver";
-constexpr char kReleaseChannel[] = "release";
 
 constexpr int kItemLength = 19;
 
@@ -54,7 +54,7 @@ void AppDelegate::applicationDidFinishLaunching() {
 }
 
 void AppDelegate::makeFirmwarePoller() {
-  fAppPoller = fMakers.firmwarePoller(kDriverModel, kReleaseChannel,
+  fAppPoller = fMakers.firmwarePoller(kDriverModel, DeviceList::kReleaseChannel,
                                       [&queues = *fDispatch, check = onMain([](AppDelegate& self) {
                                                                self.maybeNotifyDriver();
                                                              })] { queues.AsyncMain(check); });

@@ -5,7 +5,7 @@
 #include <utility>
 
 #include "app/Identity.h"
-#include "devicelist/UpdateServerSetting.h"
+#include "devicelist/FirmwarePoller.h"
 #include "platform/linux/files/UserFolders.h"
 #include "platform/linux/notifications/FreedesktopNotificationServer.h"
 #include "ui/TrayStatusBar.h"
@@ -45,16 +45,15 @@ AppDelegate::Makers Desktop::Makers() {
       .notificationCenter = [this]() -> NotificationCenter& { return Notifications(); },
       .firmwarePoller =
           [this](std::string model, std::string channel, std::function<void()> onChanged) {
-            DeviceList::ApplyUpdateServerSetting(Settings());
             return std::make_unique<DeviceList::FirmwarePoller>(std::move(model), std::move(channel),
-                                                                std::move(onChanged));
+                                                                std::move(onChanged), Updates());
           },
       .virtualEntity = [this] { return MakeVirtualEntity(); },
       .deviceList =
           [this](DeviceList::SupervisedDeviceList::Publish publish) {
             return std::make_unique<DeviceList::SupervisedDeviceList>(
                 std::move(publish),
-                [this](ResponderMonitor::State state) { fDiscovery.SetResponderState(state); });
+                [this](ResponderMonitor::State state) { fDiscovery.SetResponderState(state); }, Updates());
           },
       .statusBar = [this](int length) { return MakeStatusBar(length); },
   };
@@ -69,6 +68,12 @@ void Desktop::Terminate() {
 IniUserDefaults& Desktop::Settings() {
   if (!fSettings) fSettings = std::make_unique<IniUserDefaults>(UserSettingsPath(), RunLoop::Current());
   return *fSettings;
+}
+
+// Read once, so a wrong setting is reported once.
+const DeviceList::UpdateServer& Desktop::Updates() {
+  if (!fUpdates) fUpdates = DeviceList::UpdateServer::FromSettings(Settings());
+  return *fUpdates;
 }
 
 NotificationCenter& Desktop::Notifications() {

@@ -2,9 +2,11 @@
 
 #include <QObject>
 #include <memory>
+#include <optional>
 
 #include "app/AppDelegate.h"
 #include "devicelist/DiscoveryStatus.h"
+#include "devicelist/FirmwarePoller.h"
 #include "notification/Center.h"
 #include "platform/linux/dispatch/DispatchLinux.h"
 #include "platform/linux/login/AutostartLoginItems.h"
@@ -37,6 +39,7 @@ class Desktop {
   void Terminate();
 
  private:
+  const DeviceList::UpdateServer& Updates();
   NotificationCenter& Notifications();
   Dispatch& Queues();
   std::shared_ptr<MacVirtualEntity> MakeVirtualEntity();
@@ -46,6 +49,7 @@ class Desktop {
   XdgUrlOpener fOpener;
   AutostartLoginItems fLoginItems;
   DeviceList::DiscoveryStatus fDiscovery;
+  std::optional<DeviceList::UpdateServer> fUpdates;  ///< none before it is asked for
   std::unique_ptr<NotificationState> fNotificationState;
   std::unique_ptr<Notification::Center> fCenter;
   std::unique_ptr<IniUserDefaults> fSettings;  ///< destroyed before the centre, for its last save

@@ -1,20 +1,63 @@
 #include "devicelist/FirmwarePoller.h"
 
 #include <mutex>
+#include <string_view>
 #include <utility>
 
 #include "devicelist/Datastore.h"
 #include "devicelist/PollerInternals.h"
-#include "devicelist/UpdateServer.h"
 #include "devicelist/ValueBound.h"
 #include "devicelist/http/HTTPPoller.h"
 #include "devicelist/http/Url.h"
+#include "foundation/Console.h"
 
 namespace DeviceList {
+namespace {
+
+constexpr std::string_view kScheme = "http://";
+constexpr std::string_view kPathEnd = "/api/";
+constexpr char kServerSetting[] = "updateServerRoot";
+
+bool IsAPIRoot(const std::string& text) {
+  if (!text.starts_with(kScheme)) return false;
+  // The request's path is appended to the text, so the text itself has to end
+  // so, not only the path in it.
+  if (!text.ends_with(kPathEnd) || text.find_first_of("?#") != std::string::npos) return false;
+  const auto url = ParseUrl(text);
+  return url && url->path.ends_with(kPathEnd);
+}
+
+}  // namespace
+
+UpdateServer::UpdateServer() : fRoot(VORN_UPDATE_SERVER_ROOT) {}
+
+std::optional<UpdateServer> UpdateServer::At(std::string root) {
+  if (!IsAPIRoot(root)) return {};
+  UpdateServer server;
+  server.fRoot = std::move(root);
+  return server;
+}
+
+UpdateServer UpdateServer::FromSettings(const vorn::UserDefaults& defaults) {
+  const UpdateServer own;
+  const auto root = defaults.GetString(kServerSetting);
+  if (!root) return own;
+  if (auto server = At(*root)) return *std::move(server);
+  vorn::WriteToConsole(
+      "The setting updateServerRoot is refused, since it is no http address that ends in /api/: " +
+      vorn::Excerpt(*root) + "; asking " + own.Root() + " instead");
+  return own;
+}
+
+std::string UpdateServer::FirmwareUrl(const std::string& model, const std::string& channel) const {
+  std::string url = fRoot;
+  if (!channel.empty() && channel != kReleaseChannel) url += URLEncode(channel) + "/";
+  return url + "device/" + URLEncode(model) + "/firmware";
+}
 
 class FirmwarePoller::Impl final {
  public:
-  Impl(std::string model, std::string channel, std::function<void()> onChanged,
+  Impl(std::string model, std::string channel, std::function<void()> onChanged, UpdateServer server,
        std::chrono::milliseconds period);
   ~Impl();
   Impl(const Impl&) = delete;
@@ -26,20 +69,23 @@ class FirmwarePoller::Impl final {
   using CheckResponse = PollerInternals::CheckResponse;
 
   CheckResponse CheckFirmwareVersion();
-  [[nodiscard]] std::string MakeURL() const;
 
   mutable std::mutex fMutex;
   vorn::optional<std::string> fLatestVersion;  ///< guarded by fMutex; written by the polling thread alone
   const std::string fChannel;
   const std::string fModel;
+  const UpdateServer fServer;
   const std::function<void()> fOnChanged;
   std::unique_ptr<PollerInternals> fInternals;
   HTTPPoller fHTTP{nullptr, kRequestTimeout, HTTPPoller::Redirects::kAnywhere};
 };
 
 FirmwarePoller::Impl::Impl(std::string model, std::string channel, std::function<void()> onChanged,
-                           std::chrono::milliseconds period)
-    : fChannel(std::move(channel)), fModel(std::move(model)), fOnChanged(std::move(onChanged)) {
+                           UpdateServer server, std::chrono::milliseconds period)
+    : fChannel(std::move(channel)),
+      fModel(std::move(model)),
+      fServer(std::move(server)),
+      fOnChanged(std::move(onChanged)) {
   std::vector<PollerInternals::Check> checks;
   checks.emplace_back([this](vorn::optional<std::string>&) { return CheckFirmwareVersion(); });
   fInternals = std::make_unique<PollerInternals>(period, std::move(checks));
@@ -57,15 +103,9 @@ vorn::optional<std::string> FirmwarePoller::Impl::GetLatestVersion() const {
   return fLatestVersion;
 }
 
-std::string FirmwarePoller::Impl::MakeURL() const {
-  std::string url = UpdateServerRoot();
-  if (!fChannel.empty() && fChannel != "release") url += URLEncode(fChannel) + "/";
-  return url + "device/" + URLEncode(fModel) + "/firmware";
-}
-
 FirmwarePoller::Impl::CheckResponse FirmwarePoller::Impl::CheckFirmwareVersion() {
   constexpr long kOK = 200;
-  const auto answer = fHTTP.DoRequest(MakeURL(), {});
+  const auto answer = fHTTP.DoRequest(fServer.FirmwareUrl(fModel, fChannel), {});
   if (!answer || answer->second.statusCode != kOK) return CheckResponse::Restart;
   auto version = GetFirstReleaseVersion(answer->first);
   if (!version) return CheckResponse::Restart;
@@ -80,8 +120,9 @@ FirmwarePoller::Impl::CheckResponse FirmwarePoller::Impl::CheckFirmwareVersion()
 }
 
 FirmwarePoller::FirmwarePoller(std::string model, std::string channel, std::function<void()> onChanged,
-                               std::chrono::milliseconds period)
-    : fImpl(std::make_unique<Impl>(std::move(model), std::move(channel), std::move(onChanged), period)) {}
+                               UpdateServer server, std::chrono::milliseconds period)
+    : fImpl(std::make_unique<Impl>(std::move(model), std::move(channel), std::move(onChanged),
+                                   std::move(server), period)) {}
 
 FirmwarePoller::~FirmwarePoller() = default;
 FirmwarePoller::FirmwarePoller(FirmwarePoller&& other) noexcept = default;

@@ -3,14 +3,45 @@
 #include <chrono>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "foundation/Optional.h"
+#include "platform/UserDefaults.h"
 
 namespace DeviceList {
 
 /// The pause between two queries of the update server.
 inline constexpr std::chrono::seconds kFirmwarePollPeriod{600};
+
+/// The update server's main channel, which everybody asks.
+inline constexpr char kReleaseChannel[] = "release";
+
+/// The update server that firmware pollers ask: an API root that has been
+/// checked. A plain value; any thread.
+class UpdateServer {
+ public:
+  /// The build's own server (VORN_UPDATE_SERVER_ROOT).
+  UpdateServer();
+
+  /// The server at this root: an http URL with a host, whose path ends in
+  /// "/api/", without query, fragment, user name or password. Empty when the
+  /// text is none.
+  static std::optional<UpdateServer> At(std::string root);
+
+  /// The server that the user set under "updateServerRoot", where one is set.
+  /// One that cannot be an API root is refused on the console, and the build's
+  /// own stays. Belongs to the thread of the settings.
+  static UpdateServer FromSettings(const vorn::UserDefaults& defaults);
+
+  [[nodiscard]] const std::string& Root() const noexcept { return fRoot; }
+
+  /// Where the newest firmware of a model on a channel is asked for. Any bytes.
+  [[nodiscard]] std::string FirmwareUrl(const std::string& model, const std::string& channel) const;
+
+ private:
+  std::string fRoot;
+};
 
 /// Asks the update server on a thread of its own for the newest firmware of
 /// one model on one release channel, and keeps the last good answer: a failed
@@ -21,13 +52,13 @@ inline constexpr std::chrono::seconds kFirmwarePollPeriod{600};
 /// it takes no time worth speaking of, and joins the thread.
 class FirmwarePoller {
  public:
-  /// Starts at once with the first query. `channel` empty or "release" is the
-  /// server's main channel. `onChanged`, where not empty, is called on the
+  /// Starts at once with the first query. `channel` empty or kReleaseChannel is
+  /// the server's main channel. `onChanged`, where not empty, is called on the
   /// polling thread, with no lock held, after each change of the version; it
-  /// must neither block nor destroy the poller. Throws when there is no thread
-  /// or HTTP client to be had.
+  /// must neither block nor destroy the poller. Throws when no thread or HTTP
+  /// client can be made.
   FirmwarePoller(std::string model, std::string channel, std::function<void()> onChanged,
-                 std::chrono::milliseconds period = kFirmwarePollPeriod);
+                 UpdateServer server = {}, std::chrono::milliseconds period = kFirmwarePollPeriod);
   ~FirmwarePoller();
   FirmwarePoller(FirmwarePoller&& other) noexcept;
   FirmwarePoller& operator=(FirmwarePoller&& other) noexcept;

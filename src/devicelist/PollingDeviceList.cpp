@@ -15,8 +15,6 @@
 namespace DeviceList {
 namespace {
 
-constexpr char kReleaseChannel[] = "release";
-
 vorn::optional<vorn::FirmwareVersion> VersionOf(const vorn::optional<std::string>& text) {
   if (!text) return {};
   return vorn::SlowConvertFromStringAllowRemainder<vorn::FirmwareVersion>(*text);
@@ -24,8 +22,9 @@ vorn::optional<vorn::FirmwareVersion> VersionOf(const vorn::optional<std::string
 
 }  // namespace
 
-PollingDeviceList::PollingDeviceList(Publish publish)
-    : PollingDeviceList(std::move(publish), vorn::SystemDNSSD::Instance(), Makers{}) {}
+PollingDeviceList::PollingDeviceList(Publish publish, UpdateServer server)
+    : PollingDeviceList(std::move(publish), vorn::SystemDNSSD::Instance(),
+                        Makers{.firmwarePoller = FirmwarePollersOf(std::move(server))}) {}
 
 PollingDeviceList::PollingDeviceList(Publish publish, vorn::DNSSD& dnssd, Makers makers)
     : Watcher(dnssd, makers.now),
@@ -45,9 +44,11 @@ std::unique_ptr<Poller> PollingDeviceList::MakePoller(Entry entry, std::shared_p
   return nullptr;
 }
 
-FirmwarePoller PollingDeviceList::MakeFirmwarePoller(std::string model, std::string channel,
-                                                     std::function<void()> onChanged) {
-  return {std::move(model), std::move(channel), std::move(onChanged)};
+PollingDeviceList::FirmwarePollerMaker PollingDeviceList::FirmwarePollersOf(UpdateServer server) {
+  return
+      [server = std::move(server)](std::string model, std::string channel, std::function<void()> onChanged) {
+        return FirmwarePoller(std::move(model), std::move(channel), std::move(onChanged), server);
+      };
 }
 
 // Builds the new set of pollers beside the old one and swaps last, so that a

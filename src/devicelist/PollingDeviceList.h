@@ -32,16 +32,19 @@ class PollingDeviceList : public Watcher {
   static constexpr std::size_t kMaxUnits = 2048;
   static constexpr std::size_t kMaxModels = 512;
 
+  using FirmwarePollerMaker =
+      std::function<FirmwarePoller(std::string model, std::string channel, std::function<void()> onChanged)>;
+
   /// How pollers are made, and the clock of the hold time; what programs use is
   /// the default.
   struct Makers {
     std::function<std::unique_ptr<Poller>(Entry, std::shared_ptr<const LocalHosts>)> poller = MakePoller;
-    std::function<FirmwarePoller(std::string model, std::string channel, std::function<void()> onChanged)>
-        firmwarePoller = MakeFirmwarePoller;
+    FirmwarePollerMaker firmwarePoller = FirmwarePollersOf(UpdateServer());
     Clock now = vorn::AbsoluteTimeGetCurrent;
   };
 
-  explicit PollingDeviceList(Publish publish);
+  /// `server` is asked for the newest firmware.
+  explicit PollingDeviceList(Publish publish, UpdateServer server = {});
   PollingDeviceList(Publish publish, vorn::DNSSD& dnssd, Makers makers);
   ~PollingDeviceList() override;
 
@@ -52,8 +55,9 @@ class PollingDeviceList : public Watcher {
   /// std::system_error when its thread cannot be started, std::runtime_error or
   /// std::bad_alloc when there is no HTTP client to be had.
   static std::unique_ptr<Poller> MakePoller(Entry entry, std::shared_ptr<const LocalHosts> hosts);
-  static FirmwarePoller MakeFirmwarePoller(std::string model, std::string channel,
-                                           std::function<void()> onChanged);
+
+  /// Makes firmware pollers that ask this server.
+  static FirmwarePollerMaker FirmwarePollersOf(UpdateServer server);
 
  private:
   void TakeEntries(std::vector<Entry> entries);

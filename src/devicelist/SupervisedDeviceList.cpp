@@ -8,8 +8,16 @@
 
 namespace DeviceList {
 
-SupervisedDeviceList::SupervisedDeviceList(Publish publish, StateChanged stateChanged)
-    : SupervisedDeviceList(std::move(publish), std::move(stateChanged), Makers{}) {}
+std::function<std::unique_ptr<PollingDeviceList>(SupervisedDeviceList::Publish)>
+SupervisedDeviceList::ListsAsking(UpdateServer server) {
+  return [server = std::move(server)](Publish publish) {
+    return std::make_unique<PollingDeviceList>(std::move(publish), server);
+  };
+}
+
+SupervisedDeviceList::SupervisedDeviceList(Publish publish, StateChanged stateChanged, UpdateServer server)
+    : SupervisedDeviceList(std::move(publish), std::move(stateChanged),
+                           Makers{.list = ListsAsking(std::move(server))}) {}
 
 SupervisedDeviceList::SupervisedDeviceList(Publish publish, StateChanged stateChanged, Makers makers)
     : fPublish(std::move(publish)),

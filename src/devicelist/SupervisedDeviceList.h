@@ -37,9 +37,7 @@ class SupervisedDeviceList : private vorn::WorkLoop {
   /// How the parts are made, and the time between two tries; what programs use
   /// is the default.
   struct Makers {
-    std::function<std::unique_ptr<PollingDeviceList>(Publish)> list = [](Publish publish) {
-      return std::make_unique<PollingDeviceList>(std::move(publish));
-    };
+    std::function<std::unique_ptr<PollingDeviceList>(Publish)> list = ListsAsking(UpdateServer());
     std::function<std::unique_ptr<vorn::ResponderMonitor>(vorn::ResponderMonitor::Callback)> monitor =
         [](vorn::ResponderMonitor::Callback onChange) {
           return std::make_unique<vorn::ResponderMonitor>(std::move(onChange));
@@ -48,12 +46,14 @@ class SupervisedDeviceList : private vorn::WorkLoop {
   };
 
   /// `publish` gets every list; `stateChanged`, which may be empty, whether a
-  /// responder can be talked to. Neither may destroy this object.
-  explicit SupervisedDeviceList(Publish publish, StateChanged stateChanged = {});
+  /// responder can be talked to. Neither may destroy this object. `server` is
+  /// asked for the newest firmware.
+  explicit SupervisedDeviceList(Publish publish, StateChanged stateChanged = {}, UpdateServer server = {});
   SupervisedDeviceList(Publish publish, StateChanged stateChanged, Makers makers);
   ~SupervisedDeviceList() override;
 
  private:
+  static std::function<std::unique_ptr<PollingDeviceList>(Publish)> ListsAsking(UpdateServer server);
   bool HandleResponder();
   void Browse();
   void CheckBrowsing();

@@ -11,7 +11,6 @@
 #include <vector>
 
 #include "devicelist/FirmwarePoller.h"
-#include "devicelist/UpdateServer.h"
 #include "devicelist/ValueBound.h"
 #include "tests/support/Eventually.h"
 #include "tests/support/LoopbackServer.h"
@@ -43,23 +42,25 @@ std::string Releases(const std::string& version) {
 
 class FirmwarePollerTest : public ::testing::Test {
  protected:
-  FirmwarePollerTest() { EXPECT_TRUE(SetUpdateServerRoot(fServer.Url("/api/"))); }
-  ~FirmwarePollerTest() override { EXPECT_TRUE(SetUpdateServerRoot(fRootBefore)); }
+  /// A poller that asks the test's server.
+  [[nodiscard]] FirmwarePoller Ask(std::chrono::milliseconds period, std::function<void()> onChanged = {},
+                                   const std::string& model = "ab12",
+                                   const std::string& channel = "release") const {
+    return {model, channel, std::move(onChanged), *UpdateServer::At(fServer.Url("/api/")), period};
+  }
 
   [[nodiscard]] static std::string LatestOf(const FirmwarePoller& poller) {
     const auto version = poller.GetLatestVersion();
     return version ? *version : "(none)";
   }
 
-  const std::string fRootBefore = UpdateServerRoot();
   LoopbackServer fServer;
 };
 
 TEST_F(FirmwarePollerTest, AsksAtOnceAndKeepsTheFirstVersion) {
   fServer.Reply(kPath, 200, Releases("1.4.2+311"), {"ETag: t"});
   std::atomic<int> calls{0};
-  const FirmwarePoller poller(
-      "ab12", "release", [&] { ++calls; }, kOnce);
+  const FirmwarePoller poller = Ask(kOnce, [&] { ++calls; });
   ASSERT_TRUE(Eventually([&] { return calls == 1; }));
   EXPECT_EQ(LatestOf(poller), "1.4.2+311");
   EXPECT_THAT(fServer.Targets(), ElementsAre(kPath));
@@ -68,7 +69,7 @@ TEST_F(FirmwarePollerTest, AsksAtOnceAndKeepsTheFirstVersion) {
 TEST_F(FirmwarePollerTest, PutsTheChannelAndTheEncodedModelIntoThePath) {
   const auto targetOf = [this](const std::string& model, const std::string& channel) {
     const auto before = fServer.RequestCount();
-    const FirmwarePoller poller(model, channel, {}, kOnce);
+    const FirmwarePoller poller = Ask(kOnce, {}, model, channel);
     return fServer.WaitForRequests(before + 1) ? fServer.Targets().back() : "(none)";
   };
   EXPECT_EQ(targetOf("ab12", "release"), "/api/device/ab12/firmware");
@@ -91,8 +92,7 @@ TEST_F(FirmwarePollerTest, CallsBackOnlyForADifferentVersionAndSendsNoTag) {
     exchange.Reply(200, Releases(query <= 3 ? "1" : "2"), {"ETag: t"});
   });
   std::atomic<int> calls{0};
-  const FirmwarePoller poller(
-      "ab12", "release", [&] { ++calls; }, kQuick);
+  const FirmwarePoller poller = Ask(kQuick, [&] { ++calls; });
   ASSERT_TRUE(fServer.WaitForRequests(7));
   EXPECT_EQ(calls, 2);
   EXPECT_EQ(LatestOf(poller), "2");
@@ -101,7 +101,7 @@ TEST_F(FirmwarePollerTest, CallsBackOnlyForADifferentVersionAndSendsNoTag) {
 
 TEST_F(FirmwarePollerTest, CutsAVersionBeyondTheBound) {
   fServer.Reply(kPath, 200, Releases(std::string(1'000'000, '1')));
-  const FirmwarePoller poller("ab12", "release", {}, kOnce);
+  const FirmwarePoller poller = Ask(kOnce);
   EXPECT_TRUE(Eventually([&] { return poller.GetLatestVersion().has_value(); }));
   EXPECT_EQ(LatestOf(poller), std::string(kMaxValueBytes, '1'));
 }
@@ -134,8 +134,7 @@ TEST_F(FirmwarePollerTest, KeepsTheLastGoodAnswerThroughEveryFailure) {
     exchange.Reply(status, body);
   });
   std::atomic<int> calls{0};
-  const FirmwarePoller poller(
-      "ab12", "release", [&] { ++calls; }, kQuick);
+  const FirmwarePoller poller = Ask(kQuick, [&] { ++calls; });
   ASSERT_TRUE(fServer.WaitForRequests(failures.size() + 2));
   EXPECT_EQ(calls, 1);
   EXPECT_EQ(LatestOf(poller), "1");
@@ -144,7 +143,7 @@ TEST_F(FirmwarePollerTest, KeepsTheLastGoodAnswerThroughEveryFailure) {
 TEST_F(FirmwarePollerTest, PausesAWholePeriodAfterAFailureToo) {
   fServer.Reply(kPath, 500);
   const auto begin = std::chrono::steady_clock::now();
-  const FirmwarePoller poller("ab12", "release", {}, 60ms);
+  const FirmwarePoller poller = Ask(60ms);
   ASSERT_TRUE(fServer.WaitForRequests(4));
   EXPECT_GE(std::chrono::steady_clock::now() - begin, 3 * 60ms);
 }
@@ -153,42 +152,37 @@ TEST_F(FirmwarePollerTest, CallsBackWithNoLockHeldAndNeedsNoCallback) {
   fServer.Reply(kPath, 200, Releases("1"));
   std::atomic<bool> seen{false};
   std::atomic<const FirmwarePoller*> self{nullptr};
-  const FirmwarePoller poller(
-      "ab12", "release",
-      [&] {
-        while (self == nullptr) std::this_thread::yield();
-        seen = self.load()->GetLatestVersion().has_value();
-      },
-      kOnce);
+  const FirmwarePoller poller = Ask(kOnce, [&] {
+    while (self == nullptr) std::this_thread::yield();
+    seen = self.load()->GetLatestVersion().has_value();
+  });
   self = &poller;
   EXPECT_TRUE(Eventually([&] { return seen.load(); }));
-  const FirmwarePoller silent("ab12", "release", {}, kOnce);
+  const FirmwarePoller silent = Ask(kOnce);
   EXPECT_TRUE(Eventually([&] { return LatestOf(silent) == "1"; }));
 }
 
-TEST_F(FirmwarePollerTest, AsksTheRootInForceAtEachQuery) {
+TEST_F(FirmwarePollerTest, EachAsksItsOwnServer) {
   LoopbackServer other;
   fServer.Reply(kPath, 200, Releases("1"));
   other.Reply("/v2/api/device/ab12/firmware", 200, Releases("2"));
-  const FirmwarePoller poller("ab12", "release", {}, kQuick);
-  ASSERT_TRUE(Eventually([&] { return LatestOf(poller) == "1"; }));
-  ASSERT_TRUE(SetUpdateServerRoot(other.Url("/v2/api/")));
-  EXPECT_TRUE(Eventually([&] { return LatestOf(poller) == "2"; }));
+  const FirmwarePoller first = Ask(kOnce);
+  const FirmwarePoller second("ab12", "release", {}, *UpdateServer::At(other.Url("/v2/api/")), kOnce);
+  EXPECT_TRUE(Eventually([&] { return LatestOf(first) == "1" && LatestOf(second) == "2"; }));
 }
 
 TEST_F(FirmwarePollerTest, FollowsRedirectsToAnyHost) {
   LoopbackServer other("127.0.0.2", 0);
   other.Reply("/new", 200, Releases("1"));
   fServer.Reply(kPath, 302, {}, {"Location: " + other.Url("/new")});
-  const FirmwarePoller poller("ab12", "release", {}, kQuick);
+  const FirmwarePoller poller = Ask(kQuick);
   EXPECT_TRUE(Eventually([&] { return LatestOf(poller) == "1"; }));
 }
 
 TEST_F(FirmwarePollerTest, CanBeMovedWhileItPolls) {
   fServer.Reply(kPath, 200, Releases("1"));
   std::atomic<int> calls{0};
-  FirmwarePoller first(
-      "ab12", "release", [&] { ++calls; }, kQuick);
+  FirmwarePoller first = Ask(kQuick, [&] { ++calls; });
   FirmwarePoller second(std::move(first));
   EXPECT_TRUE(Eventually([&] { return LatestOf(second) == "1"; }));
   EXPECT_EQ(LatestOf(first), "(none)");  // NOLINT(bugprone-use-after-move): defined to know nothing
@@ -201,7 +195,7 @@ TEST_F(FirmwarePollerTest, CanBeMovedWhileItPolls) {
 
 TEST_F(FirmwarePollerTest, AMovedFromOneOwnsNoThread) {
   fServer.Reply(kPath, 200, Releases("1"));
-  auto first = std::make_unique<FirmwarePoller>("ab12", "release", std::function<void()>(), kQuick);
+  auto first = std::make_unique<FirmwarePoller>(Ask(kQuick));
   {
     const FirmwarePoller second(std::move(*first));
     ASSERT_TRUE(fServer.WaitForRequests(2));
@@ -214,9 +208,9 @@ TEST_F(FirmwarePollerTest, AMovedFromOneOwnsNoThread) {
 }
 
 TEST_F(FirmwarePollerTest, AssigningToOneEndsWhatItDidBefore) {
-  FirmwarePoller poller("ab12", "release", {}, kOnce);
+  FirmwarePoller poller = Ask(kOnce);
   ASSERT_TRUE(fServer.WaitForRequests(1));
-  poller = FirmwarePoller("cd34", "release", {}, kOnce);
+  poller = Ask(kOnce, {}, "cd34");
   ASSERT_TRUE(fServer.WaitForRequests(2));
   EXPECT_TRUE(Eventually([&] { return fServer.OpenConnections() == 1; }));
 }
@@ -224,17 +218,58 @@ TEST_F(FirmwarePollerTest, AssigningToOneEndsWhatItDidBefore) {
 TEST_F(FirmwarePollerTest, LivesInAMap) {
   fServer.Reply(kPath, 200, Releases("1"));
   std::map<std::string, FirmwarePoller> pollers;
-  pollers.emplace("ab12", FirmwarePoller("ab12", "release", {}, kOnce));
+  pollers.emplace("ab12", Ask(kOnce));
   EXPECT_TRUE(Eventually([&] { return LatestOf(pollers.at("ab12")) == "1"; }));
 }
 
 TEST_F(FirmwarePollerTest, GoesAtOnceWhileTheServerHangs) {
   fServer.Handle(kPath, [](Exchange& exchange) { exchange.Hang(); });
-  auto poller = std::make_unique<FirmwarePoller>("ab12", "release", std::function<void()>(), kOnce);
+  auto poller = std::make_unique<FirmwarePoller>(Ask(kOnce));
   ASSERT_TRUE(fServer.WaitForRequests(1));
   const auto begin = std::chrono::steady_clock::now();
   poller.reset();
   EXPECT_LT(std::chrono::steady_clock::now() - begin, 10s);
+}
+
+TEST(UpdateServer, IsTheBuildsOwnByDefault) {
+  EXPECT_TRUE(UpdateServer::At(UpdateServer().Root()));
+}
+
+TEST(UpdateServer, TakesHttpUrlsThatEndInApi) {
+  for (const char* root : {"http://updates.example/api/", "http://127.0.0.1:8080/api/", "http://h/v1/api/",
+                           "http://[::1]:80/api/"}) {
+    const auto server = UpdateServer::At(root);
+    ASSERT_TRUE(server) << root;
+    EXPECT_EQ(server->Root(), root);
+  }
+}
+
+TEST(UpdateServer, RefusesAllElse) {
+  for (const auto& root : {""s,
+                           "https://h/api/"s,
+                           "HTTP://h/api/"s,
+                           "ftp://h/api/"s,
+                           "h/api/"s,
+                           "/api/"s,
+                           "http:///api/"s,
+                           "http://h/api"s,
+                           "http://h/"s,
+                           "http://h/apis/"s,
+                           "http://h/myapi/"s,
+                           "http://h/api/?x=/api/"s,
+                           "http://h/?/api/"s,
+                           "http://h/#/api/"s,
+                           "http://u:p@h/api/"s,
+                           "http://@h/api/"s,
+                           "http://h h/api/"s,
+                           "http://h/a b/api/"s,
+                           "http://h:x/api/"s,
+                           "http://h\n/api/"s,
+                           "http://h/\0/api/"s,
+                           " http://h/api/"s,
+                           "http://h/api/ "s}) {
+    EXPECT_FALSE(UpdateServer::At(root)) << root;
+  }
 }
 
 }  // namespace

@@ -12,7 +12,6 @@
 #include "devicelist/DevicePoller.h"
 #include "devicelist/PollingDeviceList.h"
 #include "devicelist/SwitchPoller.h"
-#include "devicelist/UpdateServer.h"
 #include "devicelist/http/CurlTransfer.h"
 #include "foundation/Process.h"
 #include "tests/devicelist/Announcements.h"
@@ -38,7 +37,7 @@ using testing::Withdraw;
 using List = std::vector<ExtendedDeviceInfo>;
 using Text = vorn::optional<std::string>;
 
-std::string LoopbackURLOfNobody() {
+std::string LoopbackUrlOfNobody() {
   return "http://127.0.0.1:" + std::to_string(vorn::testing::UnusedPort()) + "/";
 }
 
@@ -46,8 +45,7 @@ std::string LoopbackURLOfNobody() {
 // asked this computer alone.
 FirmwarePoller SilentFirmwarePoller() {
   static FirmwarePoller silent = [] {
-    EXPECT_TRUE(SetUpdateServerRoot(LoopbackURLOfNobody() + "api/"));
-    FirmwarePoller poller("model", "", {}, std::chrono::hours(1));
+    FirmwarePoller poller("model", "", {}, *UpdateServer::At(LoopbackUrlOfNobody() + "api/"));
     const FirmwarePoller taken(std::move(poller));
     return poller;
   }();
@@ -505,7 +503,7 @@ TEST_F(PollingDeviceListTest, WorkOfAnUpdateGrowsNoFasterThanTheUnits) {
 
 TEST(PollingDeviceListMakersTest, EachKindHasItsPollerAndAnUnknownOneHasNone) {
   InitHTTP();
-  const std::string url = LoopbackURLOfNobody();
+  const std::string url = LoopbackUrlOfNobody();
   const auto make = [&](const std::string& type) {
     return PollingDeviceList::MakePoller({std::string("n"), type, url, "1"}, nullptr);
   };
@@ -521,9 +519,8 @@ TEST(PollingDeviceListWithPollersTest, SwitchIsPublishedWithFirmwareModelAndNewe
   vorn::testing::LoopbackServer server;
   server.Reply("/firmware_version", 200, "1.2.3+4");
   server.Reply("/api/device/avbswitch/firmware", 200, R"([{"version":"1.2.4+0"}])");
-  const std::string rootBefore = UpdateServerRoot();
-  ASSERT_TRUE(SetUpdateServerRoot(server.Url("/api/")));
-
+  PollingDeviceList::Makers makers;
+  makers.firmwarePoller = PollingDeviceList::FirmwarePollersOf(*UpdateServer::At(server.Url("/api/")));
   vorn::testing::ScriptedDNSSD network;
   List last;
   std::thread::id publishedOn;
@@ -533,13 +530,12 @@ TEST(PollingDeviceListWithPollersTest, SwitchIsPublishedWithFirmwareModelAndNewe
           last = std::move(published);
           publishedOn = std::this_thread::get_id();
         },
-        network, {});
+        network, makers);
     Announce(network,
              {"Rack", {"vorn.mdns.type=plexaswitch", "uid=7"}, "127.0.0.1", server.Port(), "127.0.0.1"});
     EXPECT_TRUE(
         TurnLoopUntil([&] { return last.size() == 1 && last[0].latestVersion && last[0].firmwareVersion; }));
   }
-  EXPECT_TRUE(SetUpdateServerRoot(rootBefore));
 
   EXPECT_EQ(publishedOn, std::this_thread::get_id());
   ASSERT_EQ(last.size(), 1U);

@@ -64,8 +64,9 @@ class WatchedDescriptor {
 // One run of the program, from the first look to the decision to leave.
 class ListRun {
  public:
-  explicit ListRun(const Options& options)
+  ListRun(const Options& options, DeviceList::UpdateServer server)
       : fOptions(options),
+        fServer(std::move(server)),
         fInPlace(ListOutput::DrawsInPlace(options)),
         fOutput(options),
         fLoop(PollRunLoop::Current()),
@@ -91,7 +92,7 @@ class ListRun {
       waitTimer.FireAfter(fOptions.wait);
     }
     DeviceList::SupervisedDeviceList list([this](Units units) { HandleList(std::move(units)); },
-                                          [this](auto state) { HandleResponder(state); });
+                                          [this](auto state) { HandleResponder(state); }, fServer);
     HandleDue();
     if (fInPlace) HandleSurroundings();
     fLoop->Run();
@@ -184,6 +185,7 @@ class ListRun {
   [[nodiscard]] int ExitCodeOf(int signal) const { return fOptions.watch ? kListed : kInterrupted + signal; }
 
   const Options fOptions;
+  const DeviceList::UpdateServer fServer;
   const bool fInPlace;
   ListOutput fOutput;
   DeviceList::DiscoveryStatus fStatus;
@@ -201,8 +203,8 @@ int Print(std::string_view text) {
   return WriteToStandardOutput(text) == OutputResult::kFailed ? kFailed : kListed;
 }
 
-int RunList(const Options& options) {
-  return ListRun(options).Run();
+int RunList(const Options& options, DeviceList::UpdateServer server) {
+  return ListRun(options, std::move(server)).Run();
 }
 
 }  // namespace vorn::devicelisttool

@@ -2,6 +2,7 @@
 
 #include <string_view>
 
+#include "devicelist/FirmwarePoller.h"
 #include "vorn-device-list/Options.h"
 
 namespace vorn::devicelisttool {
@@ -19,10 +20,9 @@ enum ExitCode : int {
 /// Writes the text to standard output; returns the exit code.
 [[nodiscard]] int Print(std::string_view text);
 
-/// Looks for units and prints them as asked; returns the exit code. Needs the
-/// signals blocked. Runs the calling thread's PollRunLoop. By the time it
-/// returns, the process is bound to end within a second, whatever its threads
-/// are stuck in.
-int RunList(const Options& options);
+/// Looks for units, asks the server for their newest firmware, and prints them
+/// as asked; returns the exit code. Needs the signals blocked. Runs the calling thread's PollRunLoop. By the
+/// time it returns, the process is bound to end within a second, whatever its threads are stuck in.
+int RunList(const Options& options, DeviceList::UpdateServer server);
 
 }  // namespace vorn::devicelisttool

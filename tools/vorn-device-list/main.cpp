@@ -9,7 +9,7 @@
 
 #include "AVB/Util/SystemDNSSD.h"
 #include "app/Identity.h"
-#include "devicelist/UpdateServerSetting.h"
+#include "devicelist/FirmwarePoller.h"
 #include "devicelist/http/CurlTransfer.h"
 #include "foundation/Console.h"
 #include "foundation/Log.h"
@@ -55,8 +55,8 @@ int ListInterfaces(bool json) {
 
 int ListUnits(const Options& options) {
   PrepareProcess(options);
-  DeviceList::ApplyUpdateServerSetting(vorn::IniUserDefaults::ReadOnly(vorn::UserSettingsPath()));
-  return vorn::devicelisttool::RunList(options);
+  const auto settings = vorn::IniUserDefaults::ReadOnly(vorn::UserSettingsPath());
+  return vorn::devicelisttool::RunList(options, DeviceList::UpdateServer::FromSettings(settings));
 }
 
 int RunAction(const Options& options) {

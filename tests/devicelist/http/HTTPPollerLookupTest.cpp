@@ -22,8 +22,6 @@
 #include <string>
 #include <utility>
 
-#include "devicelist/FirmwarePoller.h"
-#include "devicelist/UpdateServer.h"
 #include "devicelist/http/HTTPPoller.h"
 #include "foundation/FileDescriptor.h"
 #include "tests/support/LoopbackServer.h"
@@ -115,10 +113,15 @@ TEST(HTTPLookup, CancellingEndsARequestWhoseNameServerIsSilent) {
 
 TEST(HTTPLookup, DestructionEndsARequestWhoseNameServerIsSilent) {
   const NameServer server;
-  auto poller = std::make_unique<FirmwarePoller>("ab12", "release", std::function<void()>());
+  auto poller = std::make_unique<HTTPPoller>();
+  auto request = std::async(std::launch::async, [&client = *poller] {
+    return client.DoRequest("http://unit.vorn.example/", {}).has_value();
+  });
   ASSERT_TRUE(server.WaitForQuery());
   auto destruction = std::async(std::launch::async, [&] { poller.reset(); });
-  EXPECT_EQ(destruction.wait_for(kPrompt), std::future_status::ready);
+  ASSERT_EQ(destruction.wait_for(kPrompt), std::future_status::ready);
+  ASSERT_EQ(request.wait_for(kPrompt), std::future_status::ready);
+  EXPECT_FALSE(request.get());
 }
 
 TEST(HTTPLookup, TheDeadlineCoversTheLookup) {
