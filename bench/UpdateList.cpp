@@ -16,9 +16,9 @@
 #include "bench/AnnouncedUnits.h"
 #include "bench/Statistics.h"
 #include "bench/UnitServer.h"
+#include "devicelist/ExtendedDeviceInfo.h"
 #include "devicelist/PollerImpl.h"
 #include "devicelist/PollingDeviceList.h"
-#include "devicelist/PublishedList.h"
 #include "foundation/RunLoop.h"
 
 namespace {

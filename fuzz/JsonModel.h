@@ -23,7 +23,7 @@ namespace vorn::fuzzing {
     return true;
   };
   auto document = nlohmann::json::parse(body.begin(), body.end(), measure, false);
-  if (deepest > DeviceList::kMaxJSONDepth) return nlohmann::json(nlohmann::json::value_t::discarded);
+  if (deepest > DeviceList::kMaxJsonDepth) return nlohmann::json(nlohmann::json::value_t::discarded);
   return document;
 }
 

@@ -9,7 +9,7 @@
 
 #include "AVB/Util/ServiceData.h"
 #include "AVB/Util/TxtRecord.h"
-#include "devicelist/ServiceEntries.h"
+#include "devicelist/Watcher.h"
 #include "devicelist/http/LocalHosts.h"
 #include "fuzz/Bytes.h"
 #include "fuzz/Require.h"
@@ -41,8 +41,7 @@ ServiceInfo ReadService(ByteReader& reader) {
 
 void CheckEntry(const DeviceList::Entry& entry) {
   const bool host = entry.type == DeviceList::kTypeHost;
-  Require(host || entry.type == DeviceList::kTypeDevice || entry.type == DeviceList::kTypeSwitch,
-          "the kind is known");
+  Require(DeviceList::KindOf(entry.type) != nullptr, "the kind is known");
   Require(entry.url.starts_with("http://") && entry.url.ends_with("/"), "the URL is a base URL");
   Require(entry.name.has_value() != host, "all but a host's units have their announced name");
   Require(!host || entry.url.ends_with("/" + entry.uid + "/"), "a host's unit has its uid in its URL");

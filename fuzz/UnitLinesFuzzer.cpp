@@ -11,7 +11,7 @@
 #include <vector>
 
 #include "devicelist/Entry.h"
-#include "devicelist/PublishedList.h"
+#include "devicelist/ExtendedDeviceInfo.h"
 #include "foundation/Strings.h"
 #include "fuzz/Bytes.h"
 #include "fuzz/Require.h"

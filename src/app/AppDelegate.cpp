@@ -4,7 +4,6 @@
 #include <utility>
 
 #include "app/Identity.h"
-#include "devicelist/Entry.h"
 #include "devicelist/FirmwarePoller.h"
 #include "foundation/Console.h"
 #include "foundation/Strings.h"
@@ -105,11 +104,7 @@ void AppDelegate::takeList(List list) {
 }
 
 AppDelegate::List AppDelegate::currList() {
-  auto list = fCurrList;
-  if (!showSwitches()) {
-    std::erase_if(list, [](const ExtendedDeviceInfo& unit) { return unit.type == DeviceList::kTypeSwitch; });
-  }
-  return list;
+  return DeviceList::UnitsToShow(fCurrList, showSwitches());
 }
 
 void AppDelegate::updateClients() {

@@ -73,7 +73,7 @@ class MemberPicker {
     fWantedNext = false;
     // The top-level container itself is no element of anything.
     if (fDepth > 0) fElementSeen = true;
-    return ++fDepth <= kMaxJSONDepth;
+    return ++fDepth <= kMaxJsonDepth;
   }
 
   bool Leave() {
@@ -100,6 +100,12 @@ vorn::optional<std::string> Pick(std::string_view body, MemberPicker::Place plac
   return picker.TakeText();
 }
 
+constexpr std::size_t kLongestCharacter = 4;  // of UTF-8, in bytes
+
+bool IsContinuation(char byte) {
+  return (static_cast<unsigned char>(byte) & 0xC0U) == 0x80;
+}
+
 }  // namespace
 
 vorn::optional<std::string> GetDatastoreValue(std::string_view body) {
@@ -108,6 +114,13 @@ vorn::optional<std::string> GetDatastoreValue(std::string_view body) {
 
 vorn::optional<std::string> GetFirstReleaseVersion(std::string_view body) {
   return Pick(body, MemberPicker::Place::kFirstElement, "version");
+}
+
+void CutToBound(std::string& value) {
+  if (value.size() <= kMaxValueBytes) return;
+  std::size_t end = kMaxValueBytes;
+  while (end > kMaxValueBytes - kLongestCharacter && IsContinuation(value[end])) --end;
+  value = value.substr(0, end);
 }
 
 }  // namespace DeviceList

@@ -6,7 +6,6 @@
 
 #include "devicelist/Datastore.h"
 #include "devicelist/PollerInternals.h"
-#include "devicelist/ValueBound.h"
 #include "devicelist/http/HTTPPoller.h"
 #include "devicelist/http/Url.h"
 #include "foundation/Console.h"

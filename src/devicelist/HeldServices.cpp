@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <utility>
 
-#include "devicelist/ServiceEntries.h"
+#include "devicelist/Entry.h"
 
 namespace DeviceList {
 namespace {
@@ -25,9 +25,11 @@ std::string NameKey(const Service& service) {
 
 // By the unit's uid, or those of a host's units; empty for a service without.
 std::string UIDKey(const Service& service) {
-  const std::string kind = vorn::GetValue(service.txt, kKeyKind);
-  const std::string uid = vorn::GetValue(service.txt, kind == kTypeHost ? kKeyUIDList : kKeyUID);
-  return uid.empty() ? uid : kind + '\0' + uid;
+  const std::string type = vorn::GetValue(service.txt, kKeyKind);
+  const UnitKind* kind = KindOf(type);
+  const bool isList = kind != nullptr && kind->announced == UnitKind::Announced::kUIDList;
+  const std::string uid = vorn::GetValue(service.txt, isList ? kKeyUIDList : kKeyUID);
+  return uid.empty() ? uid : type + '\0' + uid;
 }
 
 }  // namespace

@@ -6,9 +6,6 @@
 #include <unordered_map>
 #include <utility>
 
-#include "devicelist/DevicePoller.h"
-#include "devicelist/PublishedList.h"
-#include "devicelist/SwitchPoller.h"
 #include "foundation/Console.h"
 #include "foundation/Strings.h"
 
@@ -37,11 +34,8 @@ PollingDeviceList::PollingDeviceList(Publish publish, vorn::DNSSD& dnssd, Makers
 PollingDeviceList::~PollingDeviceList() = default;
 
 std::unique_ptr<Poller> PollingDeviceList::MakePoller(Entry entry, std::shared_ptr<const LocalHosts> hosts) {
-  if (entry.type == kTypeSwitch) return std::make_unique<SwitchPoller>(std::move(entry), std::move(hosts));
-  if (entry.type == kTypeDevice || entry.type == kTypeHost) {
-    return std::make_unique<DevicePoller>(std::move(entry), std::move(hosts));
-  }
-  return nullptr;
+  const UnitKind* kind = KindOf(entry.type);
+  return kind != nullptr ? kind->makePoller(std::move(entry), std::move(hosts)) : nullptr;
 }
 
 PollingDeviceList::FirmwarePollerMaker PollingDeviceList::FirmwarePollersOf(UpdateServer server) {

@@ -1,13 +1,37 @@
 #include "devicelist/Watcher.h"
 
 #include <string>
+#include <unordered_set>
 #include <utility>
 
-#include "devicelist/ServiceEntries.h"
 #include "foundation/Strings.h"
 
 namespace DeviceList {
 namespace {
+
+using ServiceInfo = vorn::ZeroConfEngine::ServiceInfo;
+
+constexpr std::uint16_t kDefaultPort = 80;
+
+// By the host's name, not its address: the name is what the user's browser and
+// the unit's own links know.
+std::string BaseUrl(const ServiceInfo& service) {
+  std::string url = "http://" + service.host;
+  if (service.port != kDefaultPort) url += ":" + std::to_string(service.port);
+  return url + "/";
+}
+
+std::vector<Entry> EntriesOfService(const ServiceInfo& service) {
+  const std::string type = vorn::GetValue(service.txt, kKeyKind);
+  const UnitKind* kind = KindOf(type);
+  if (kind == nullptr) return {};
+  if (kind->announced == UnitKind::Announced::kOne)
+    return {{service.name, type, BaseUrl(service), vorn::GetValue(service.txt, kKeyUID)}};
+  std::vector<Entry> entries;
+  for (const std::string& uid : vorn::GetEmbeddedValues(vorn::GetValue(service.txt, kKeyUIDList)))
+    entries.push_back({{}, type, BaseUrl(service) + uid + "/", uid});
+  return entries;
+}
 
 // The engine leaves the last dot where ".local." is written in another case.
 std::string HostKey(const std::string& host) {
@@ -17,6 +41,21 @@ std::string HostKey(const std::string& host) {
 }
 
 }  // namespace
+
+bool AnnouncesUnits(const ServiceInfo& service) {
+  return KindOf(vorn::GetValue(service.txt, kKeyKind)) != nullptr;
+}
+
+std::vector<Entry> EntriesOfServices(const std::vector<ServiceInfo>& services) {
+  std::vector<Entry> entries;
+  std::unordered_set<std::string> urls;
+  for (const ServiceInfo& service : services) {
+    for (Entry& entry : EntriesOfService(service)) {
+      if (urls.insert(entry.url).second) entries.push_back(std::move(entry));
+    }
+  }
+  return entries;
+}
 
 Watcher::Watcher(vorn::DNSSD& dnssd, Clock now)
     : fDnssd(dnssd),

@@ -15,6 +15,15 @@
 
 namespace DeviceList {
 
+/// Whether the service announces units: its kind is one of those of Entry.h.
+[[nodiscard]] bool AnnouncesUnits(const vorn::ZeroConfEngine::ServiceInfo& service);
+
+/// The units that the services announce, in service order, as their kinds say.
+/// Services of no kind are skipped. Of several entries with one URL the first
+/// stays, so a unit announced on two interfaces is listed once.
+[[nodiscard]] std::vector<Entry> EntriesOfServices(
+    const std::vector<vorn::ZeroConfEngine::ServiceInfo>& services);
+
 /// Turns the "_http._tcp" services of the network into the list of discovered
 /// units and hands the whole list to one callback whenever the resolved
 /// services may have changed.

@@ -31,9 +31,9 @@ std::string VersionText(const vorn::FirmwareVersion& version) {
 
 // A device's page opens at the section about the device itself.
 std::string PageAddress(const DeviceList::ExtendedDeviceInfo& device) {
-  const bool hasDeviceSection =
-      device.type == DeviceList::kTypeHost || device.type == DeviceList::kTypeDevice;
-  return hasDeviceSection ? device.url + "#device" : device.url;
+  const DeviceList::UnitKind* kind = DeviceList::KindOf(device.type);
+  const bool hasSection = kind != nullptr && kind->page == DeviceList::UnitKind::Page::kDeviceSection;
+  return hasSection ? device.url + "#device" : device.url;
 }
 
 }  // namespace

@@ -23,9 +23,8 @@ bool sameContent(const ExtendedDeviceInfo& a, const ExtendedDeviceInfo& b) {
 }
 
 QString imageName(const std::string& type) {
-  const bool known =
-      type == DeviceList::kTypeDevice || type == DeviceList::kTypeSwitch || type == DeviceList::kTypeHost;
-  return known ? QString::fromStdString(type) : QString();
+  const DeviceList::UnitKind* kind = DeviceList::KindOf(type);
+  return kind ? QString::fromUtf8(kind->image) : QString();
 }
 
 QString toolTip(const ExtendedDeviceInfo& info, const QString& name) {

@@ -20,10 +20,8 @@ QString versionWords(const FirmwareVersion& version) {
 }
 
 QString kindWords(const std::string& type) {
-  if (type == DeviceList::kTypeDevice) return QStringLiteral("audio interface");
-  if (type == DeviceList::kTypeHost) return QStringLiteral("host");
-  if (type == DeviceList::kTypeSwitch) return QStringLiteral("AVB switch");
-  return {};
+  const DeviceList::UnitKind* kind = DeviceList::KindOf(type);
+  return kind ? QString::fromUtf8(kind->words) : QString();
 }
 
 QString nameWords(const DeviceList::ExtendedDeviceInfo& info) {
@@ -36,7 +34,7 @@ QString updateWords(const DeviceList::ExtendedDeviceInfo& info) {
 }
 
 QString nothingListedWords() {
-  return QStringLiteral("No Local Devices Found.");
+  return QString::fromUtf8(DeviceList::kNoUnitsText);
 }
 
 QString hintWords(DeviceList::DiscoveryHint hint, bool nothingListed) {

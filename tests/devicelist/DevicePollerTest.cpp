@@ -11,8 +11,8 @@
 #include <utility>
 #include <vector>
 
+#include "devicelist/Datastore.h"
 #include "devicelist/DevicePoller.h"
-#include "devicelist/ValueBound.h"
 #include "tests/devicelist/PollerState.h"
 #include "tests/support/Eventually.h"
 #include "tests/support/LoopbackServer.h"

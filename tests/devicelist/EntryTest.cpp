@@ -48,5 +48,22 @@ TEST(EntryTest, BytesThatAreNoTextKeepUnitsApart) {
   EXPECT_FALSE(a == b);
 }
 
+TEST(UnitKindTest, IsFoundByItsExactTypeText) {
+  for (const char* type : {kTypeDevice, kTypeHost, kTypeSwitch}) {
+    const UnitKind* kind = KindOf(type);
+    ASSERT_NE(kind, nullptr) << type;
+    EXPECT_EQ(kind->type, type);
+    EXPECT_EQ(kind->image, type);
+  }
+  for (const char* type : {"", "plexa", "Plexadevice", "plexadevice ", "driver"})
+    EXPECT_EQ(KindOf(type), nullptr) << type;
+}
+
+TEST(UnitKindTest, HasWordsOfItsOwn) {
+  EXPECT_EQ(KindOf(kTypeDevice)->words, "audio interface");
+  EXPECT_EQ(KindOf(kTypeHost)->words, "host");
+  EXPECT_EQ(KindOf(kTypeSwitch)->words, "AVB switch");
+}
+
 }  // namespace
 }  // namespace DeviceList

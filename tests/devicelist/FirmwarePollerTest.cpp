@@ -10,8 +10,8 @@
 #include <utility>
 #include <vector>
 
+#include "devicelist/Datastore.h"
 #include "devicelist/FirmwarePoller.h"
-#include "devicelist/ValueBound.h"
 #include "tests/support/Eventually.h"
 #include "tests/support/LoopbackServer.h"
 

@@ -9,8 +9,8 @@
 #include <thread>
 #include <vector>
 
+#include "devicelist/Datastore.h"
 #include "devicelist/SwitchPoller.h"
-#include "devicelist/ValueBound.h"
 #include "tests/devicelist/PollerState.h"
 #include "tests/support/Eventually.h"
 #include "tests/support/LoopbackServer.h"

@@ -24,10 +24,8 @@ const std::vector<TextTable::Concession> kConcessions{{kURL, 12},     {kName, 12
                                                       {kFirmware, 0}, {kName, 1},  {kName, 0}};
 
 std::string KindWord(const std::string& type) {
-  if (type == DeviceList::kTypeDevice) return "device";
-  if (type == DeviceList::kTypeHost) return "host";
-  if (type == DeviceList::kTypeSwitch) return "switch";
-  return type;
+  const DeviceList::UnitKind* kind = DeviceList::KindOf(type);
+  return kind ? std::string(kind->column) : type;
 }
 
 template <typename T>
@@ -80,7 +78,7 @@ const char* EntityText(Interface::Entity entity) {
 }  // namespace
 
 std::string UnitTable(const Units& units, const TableStyle& style) {
-  if (units.empty()) return FittingLine("No Local Devices Found.", style.width);
+  if (units.empty()) return FittingLine(DeviceList::kNoUnitsText, style.width);
   TextTable table(kColumns, kConcessions);
   for (const auto& unit : units) {
     const bool outdated = DeviceList::UpdateAvailable(unit);

@@ -7,7 +7,7 @@
 #include <utility>
 #include <vector>
 
-#include "devicelist/Entry.h"
+#include "devicelist/ExtendedDeviceInfo.h"
 
 namespace vorn::devicelisttool {
 namespace {
@@ -40,10 +40,7 @@ ListOutput::ListOutput(const Options& options, Now now)
       fFirstWaitEnds(fNow() + options.wait) {}
 
 OutputResult ListOutput::Publish(Units units) {
-  if (!fOptions.showSwitches) {
-    std::erase_if(units, [](const auto& unit) { return unit.type == DeviceList::kTypeSwitch; });
-  }
-  fUnits = std::move(units);
+  fUnits = DeviceList::UnitsToShow(std::move(units), fOptions.showSwitches);
   fHasList = true;
   fHadUnits |= !fUnits.empty();
   return WriteDue();

@@ -7,8 +7,6 @@
 #include <new>
 #include <string_view>
 
-#include <string_view>
-
 #include "foundation/Strings.h"
 
 namespace DeviceList {

@@ -3,7 +3,7 @@
 #include <string>
 #include <vector>
 
-#include "devicelist/ServiceEntries.h"
+#include "devicelist/Watcher.h"
 
 namespace DeviceList {
 namespace {
@@ -34,20 +34,20 @@ std::vector<std::string> UrlsOf(const std::vector<Entry>& entries) {
 
 using Urls = std::vector<std::string>;
 
-TEST(ServiceEntriesTest, DeviceIsNamedByItsServiceAndHasItsUid) {
+TEST(WatcherEntriesTest, DeviceIsNamedByItsServiceAndHasItsUid) {
   const auto entries = EntriesOfServices({Service("Desk", Device("42"))});
   ASSERT_EQ(entries.size(), 1U);
   EXPECT_TRUE((entries[0] == Entry{std::string("Desk"), "plexadevice", "http://unit.local/", "42"}));
 }
 
-TEST(ServiceEntriesTest, SwitchIsNamedByItsServiceAndHasItsUid) {
+TEST(WatcherEntriesTest, SwitchIsNamedByItsServiceAndHasItsUid) {
   const auto entries =
       EntriesOfServices({Service("Rack", {{"vorn.mdns.type", "plexaswitch"}, {"uid", "7"}})});
   ASSERT_EQ(entries.size(), 1U);
   EXPECT_TRUE((entries[0] == Entry{std::string("Rack"), "plexaswitch", "http://unit.local/", "7"}));
 }
 
-TEST(ServiceEntriesTest, HostGivesANamelessEntryForEachUidInOrder) {
+TEST(WatcherEntriesTest, HostGivesANamelessEntryForEachUidInOrder) {
   const auto entries = EntriesOfServices(
       {Service("Host", {{"vorn.mdns.type", "plexahost"}, {"uid_list", "b1:a2"}, {"uid", "9"}})});
   ASSERT_EQ(entries.size(), 2U);
@@ -55,7 +55,7 @@ TEST(ServiceEntriesTest, HostGivesANamelessEntryForEachUidInOrder) {
   EXPECT_TRUE((entries[1] == Entry{{}, "plexahost", "http://unit.local/a2/", "a2"}));
 }
 
-TEST(ServiceEntriesTest, UrlNamesAnyPortButTheDefaultOne) {
+TEST(WatcherEntriesTest, UrlNamesAnyPortButTheDefaultOne) {
   EXPECT_EQ(UrlsOf(EntriesOfServices({Service("a", Device("1"), "a.local", 8080)})),
             Urls{"http://a.local:8080/"});
   EXPECT_EQ(UrlsOf(EntriesOfServices({Service("a", Device("1"), "a.local", 0)})), Urls{"http://a.local:0/"});
@@ -65,25 +65,25 @@ TEST(ServiceEntriesTest, UrlNamesAnyPortButTheDefaultOne) {
             Urls{"http://h.local:65535/1/"});
 }
 
-TEST(ServiceEntriesTest, HostWithoutUidsContributesNothing) {
+TEST(WatcherEntriesTest, HostWithoutUidsContributesNothing) {
   EXPECT_TRUE(EntriesOfServices({Service("h", {{"vorn.mdns.type", "plexahost"}})}).empty());
   EXPECT_TRUE(EntriesOfServices({Service("h", {{"vorn.mdns.type", "plexahost"}, {"uid_list", ""}})}).empty());
 }
 
-TEST(ServiceEntriesTest, EmptyElementOfAUidListIsKept) {
+TEST(WatcherEntriesTest, EmptyElementOfAUidListIsKept) {
   const auto entries =
       EntriesOfServices({Service("h", {{"vorn.mdns.type", "plexahost"}, {"uid_list", "1::2:"}})});
   EXPECT_EQ(UrlsOf(entries), (Urls{"http://unit.local/1/", "http://unit.local//", "http://unit.local/2/"}));
   EXPECT_EQ(entries[1].uid, "");
 }
 
-TEST(ServiceEntriesTest, MissingUidIsEmpty) {
+TEST(WatcherEntriesTest, MissingUidIsEmpty) {
   const auto entries = EntriesOfServices({Service("Desk", {{"vorn.mdns.type", "plexadevice"}})});
   ASSERT_EQ(entries.size(), 1U);
   EXPECT_EQ(entries[0].uid, "");
 }
 
-TEST(ServiceEntriesTest, ServicesOfNoOrAnotherKindAreSkipped) {
+TEST(WatcherEntriesTest, ServicesOfNoOrAnotherKindAreSkipped) {
   EXPECT_TRUE(EntriesOfServices({
                                     Service("printer", {}),
                                     Service("empty", {{"vorn.mdns.type", ""}, {"uid", "1"}}),
@@ -95,7 +95,7 @@ TEST(ServiceEntriesTest, ServicesOfNoOrAnotherKindAreSkipped) {
                   .empty());
 }
 
-TEST(ServiceEntriesTest, FirstItemWithAKeyCounts) {
+TEST(WatcherEntriesTest, FirstItemWithAKeyCounts) {
   const auto entries = EntriesOfServices({Service(
       "a",
       {{"vorn.mdns.type", "plexaswitch"}, {"vorn.mdns.type", "plexadevice"}, {"uid", "1"}, {"uid", "2"}})});
@@ -104,7 +104,7 @@ TEST(ServiceEntriesTest, FirstItemWithAKeyCounts) {
   EXPECT_EQ(entries[0].uid, "1");
 }
 
-TEST(ServiceEntriesTest, FirstServiceOfAUrlWins) {
+TEST(WatcherEntriesTest, FirstServiceOfAUrlWins) {
   const auto entries =
       EntriesOfServices({Service("first", Device("1")), Service("other", Device("2"), "other.local"),
                          Service("second", Device("3"))});
@@ -112,13 +112,13 @@ TEST(ServiceEntriesTest, FirstServiceOfAUrlWins) {
   EXPECT_EQ(*entries[0].name, "first");
 }
 
-TEST(ServiceEntriesTest, UrlsThatDifferInCaseOnlyAreTwo) {
+TEST(WatcherEntriesTest, UrlsThatDifferInCaseOnlyAreTwo) {
   EXPECT_EQ(
       EntriesOfServices({Service("a", Device("1"), "a.local"), Service("b", Device("1"), "A.local")}).size(),
       2U);
 }
 
-TEST(ServiceEntriesTest, BytesThatAreNoTextStayAsTheyCame) {
+TEST(WatcherEntriesTest, BytesThatAreNoTextStayAsTheyCame) {
   const std::string bytes("\xff\xc3\0x", 4);
   const auto entries = EntriesOfServices({Service(bytes, Device(bytes))});
   ASSERT_EQ(entries.size(), 1U);
