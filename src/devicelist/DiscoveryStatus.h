@@ -4,6 +4,7 @@
 #include <functional>
 
 #include "AVB/Util/ResponderMonitor.h"
+#include "foundation/Clock.h"
 
 namespace DeviceList {
 
@@ -23,11 +24,9 @@ enum class DiscoveryHint {
 /// network. Belongs to one thread; does not block.
 class DiscoveryStatus {
  public:
-  using Clock = std::chrono::steady_clock;
-
   /// What the status asks; what programs use is the default.
   struct Sources {
-    std::function<Clock::time_point()> now = &Clock::now;
+    vorn::Now now = vorn::Clock::now;
     std::function<bool()> hasNetwork;  ///< empty: the system's interfaces
   };
 
@@ -51,7 +50,7 @@ class DiscoveryStatus {
  private:
   const Sources fSources;
   vorn::ResponderMonitor::State fState = vorn::ResponderMonitor::State::kUnknown;
-  Clock::time_point fSince;  ///< when the state was last set
+  vorn::Clock::time_point fSince;  ///< when the state was last set
 };
 
 }  // namespace DeviceList

@@ -10,8 +10,6 @@ namespace {
 
 using Service = HeldServices::Service;
 
-constexpr double kHoldSeconds = std::chrono::duration<double>(HeldServices::kHoldTime).count();
-
 // Whether both make the same entries. The host's address may differ.
 bool AreEqual(const Service& a, const Service& b) {
   const auto equalItems = [](const auto& x, const auto& y) { return x.key == y.key && x.value == y.value; };
@@ -34,12 +32,12 @@ std::string UIDKey(const Service& service) {
 
 }  // namespace
 
-void HeldServices::Hold(Services services, vorn::AbsoluteTime now) {
+void HeldServices::Hold(Services services, Time now) {
   HeldServices fresh;
-  fresh.fCounted = Clock(now);
+  fresh.fCounted = CountedAt(now);
   for (Service& service : services) {
     if (fresh.Knows(service)) continue;  // a service has a record on each interface and by each protocol
-    double until = fresh.fCounted + kHoldSeconds;
+    Duration until = fresh.fCounted + kHoldTime;
     for (const std::size_t index : SameUnit(service)) {
       const Held& before = fHeld[index];
       if (before.isHeld && AreEqual(before.service, service)) until = before.until;
@@ -52,31 +50,31 @@ void HeldServices::Hold(Services services, vorn::AbsoluteTime now) {
   *this = std::move(fresh);
 }
 
-double HeldServices::Clock(vorn::AbsoluteTime now) const {
+HeldServices::Duration HeldServices::CountedAt(Time now) const {
   return fRunsFrom ? fCounted + (now - *fRunsFrom) : fCounted;
 }
 
-void HeldServices::Run(vorn::AbsoluteTime now) {
+void HeldServices::Run(Time now) {
   if (!fRunsFrom) fRunsFrom = now;
 }
 
-void HeldServices::Pause(vorn::AbsoluteTime now) {
-  fCounted = Clock(now);
+void HeldServices::Pause(Time now) {
+  fCounted = CountedAt(now);
   fRunsFrom = {};
 }
 
-bool HeldServices::ReleaseDue(vorn::AbsoluteTime now) {
+bool HeldServices::ReleaseDue(Time now) {
   const std::size_t before = fCount;
-  const double clock = Clock(now);
+  const Duration counted = CountedAt(now);
   for (Held& held : fHeld) {
-    if (held.until <= clock) LetGo(held);
+    if (held.until <= counted) LetGo(held);
   }
   return fCount != before;
 }
 
-vorn::optional<vorn::AbsoluteTime> HeldServices::NextDue() const {
+std::optional<HeldServices::Time> HeldServices::NextDue() const {
   if (!fRunsFrom || fCount == 0) return {};
-  double first = fCounted + kHoldSeconds;  // no time ends later
+  Duration first = fCounted + kHoldTime;  // no time ends later
   for (const Held& held : fHeld) {
     if (held.isHeld) first = std::min(first, held.until);
   }

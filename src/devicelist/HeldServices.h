@@ -2,13 +2,13 @@
 
 #include <chrono>
 #include <cstddef>
+#include <optional>
 #include <string>
 #include <unordered_map>
 #include <vector>
 
 #include "AVB/Util/ZeroConf.h"
 #include "foundation/Clock.h"
-#include "foundation/Optional.h"
 
 namespace DeviceList {
 
@@ -23,36 +23,39 @@ class HeldServices {
  public:
   using Service = vorn::ZeroConfEngine::ServiceInfo;
   using Services = std::vector<Service>;
+  using Time = vorn::Clock::time_point;
 
   /// How long the clock runs for a service that is not named.
   static constexpr std::chrono::seconds kHoldTime{5};
 
   /// Holds `services` in the place of what was held. What was held already, and
   /// not named since, keeps the time that it had. The clock stands until Run.
-  void Hold(Services services, vorn::AbsoluteTime now);
+  void Hold(Services services, Time now);
 
-  void Run(vorn::AbsoluteTime now);
-  void Pause(vorn::AbsoluteTime now);
+  void Run(Time now);
+  void Pause(Time now);
 
   /// Lets go of the services whose time is over; returns whether there was one.
-  bool ReleaseDue(vorn::AbsoluteTime now);
+  bool ReleaseDue(Time now);
 
   /// When the first service's time is over; empty while the clock stands or
   /// nothing is held.
-  [[nodiscard]] vorn::optional<vorn::AbsoluteTime> NextDue() const;
+  [[nodiscard]] std::optional<Time> NextDue() const;
 
   /// Lets go of what `fresh` names, and returns `fresh` with what is still held
   /// behind it.
   [[nodiscard]] Services Merge(Services fresh);
 
  private:
+  using Duration = vorn::Clock::duration;
+
   struct Held {
     Service service;
-    double until = 0;    // by the clock, in seconds
+    Duration until{};    // as CountedAt counts
     bool isHeld = true;  // false: let go for good, but known as one of before
   };
 
-  [[nodiscard]] double Clock(vorn::AbsoluteTime now) const;
+  [[nodiscard]] Duration CountedAt(Time now) const;
   [[nodiscard]] std::vector<std::size_t> SameUnit(const Service& service) const;
   [[nodiscard]] bool Knows(const Service& service) const;
   void LetGoOf(const Service& named);
@@ -62,8 +65,8 @@ class HeldServices {
   std::size_t fCount = 0;  // how many are still held
   std::unordered_multimap<std::string, std::size_t> fByName;
   std::unordered_map<std::string, std::size_t> fByUID;  // the first of those that share one
-  double fCounted = 0;                                  // what the clock showed when it was last stopped
-  vorn::optional<vorn::AbsoluteTime> fRunsFrom;         // empty: the clock stands
+  Duration fCounted{};            // what had been counted when the clock was last stopped
+  std::optional<Time> fRunsFrom;  // empty: the clock stands
 };
 
 }  // namespace DeviceList

@@ -19,7 +19,8 @@ PollerInternals::CheckResponse RunCheck(const PollerInternals::Check& check,
 
 }  // namespace
 
-PollerInternals::PollerInternals(std::chrono::milliseconds period, std::vector<Check> checks) {
+PollerInternals::PollerInternals(std::chrono::milliseconds period, std::vector<Check> checks, vorn::Now now)
+    : fNow(std::move(now)) {
   fThread = vorn::StartThread("poller", [this, period, own = std::move(checks)] { Loop(period, own); });
 }
 
@@ -69,8 +70,13 @@ PollerInternals::CheckResponse PollerInternals::RunCycle(std::chrono::millisecon
 /// True after a whole period, false when stopped before or in it.
 bool PollerInternals::PauseUnlessStopped(std::chrono::milliseconds period) {
   std::unique_lock lock(fMutex);
-  const auto deadline = std::chrono::steady_clock::now() + period;
-  return !fWakeup.wait_until(lock, deadline, [this] { return fStop; });
+  const auto deadline = fNow() + period;
+  while (!fStop) {
+    const auto left = deadline - fNow();
+    if (left <= left.zero()) return true;
+    fWakeup.wait_for(lock, left);
+  }
+  return false;
 }
 
 bool PollerInternals::IsStopped() {

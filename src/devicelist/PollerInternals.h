@@ -8,6 +8,7 @@
 #include <thread>
 #include <vector>
 
+#include "foundation/Clock.h"
 #include "foundation/Optional.h"
 
 namespace DeviceList {
@@ -21,7 +22,7 @@ namespace DeviceList {
 ///       ^ |             ^ |                           ^ |
 ///       +-+             +-+  Retry: pause, then again +-+      Stop: end
 ///
-/// A pause lasts one period of the steady clock; only destruction shortens it.
+/// A pause lasts one period of the clock; only destruction shortens it.
 class PollerInternals {
  public:
   /// What a check wants to happen next.
@@ -41,7 +42,8 @@ class PollerInternals {
   /// Starts the thread; the first check runs at once. Throws std::system_error
   /// ("thread constructor failed") when there is no thread to be had. The
   /// thread takes no signals: those are the business of the program's own.
-  PollerInternals(std::chrono::milliseconds period, std::vector<Check> checks);
+  PollerInternals(std::chrono::milliseconds period, std::vector<Check> checks,
+                  vorn::Now now = vorn::Clock::now);
 
   /// Ends a pause at once, waits for a running check to return (whoever gave
   /// it has to see that it does) and joins the thread; no further check runs.
@@ -53,7 +55,7 @@ class PollerInternals {
 
  protected:
   std::mutex fMutex;                ///< guards fStop
-  std::condition_variable fWakeup;  ///< the thread pauses here
+  std::condition_variable fWakeup;  ///< the thread pauses here, and looks at the clock when woken
   bool fStop = false;               ///< true from the begin of destruction
 
  private:
@@ -62,6 +64,7 @@ class PollerInternals {
   [[nodiscard]] bool PauseUnlessStopped(std::chrono::milliseconds period);
   [[nodiscard]] bool IsStopped();
 
+  const vorn::Now fNow;
   std::thread fThread;  ///< last: uses all of the above
 };
 

@@ -40,7 +40,7 @@ class PollingDeviceList : public Watcher {
   struct Makers {
     std::function<std::unique_ptr<Poller>(Entry, std::shared_ptr<const LocalHosts>)> poller = MakePoller;
     FirmwarePollerMaker firmwarePoller = FirmwarePollersOf(UpdateServer());
-    Clock now = vorn::AbsoluteTimeGetCurrent;
+    vorn::Now now = vorn::Clock::now;
   };
 
   /// `server` is asked for the newest firmware.

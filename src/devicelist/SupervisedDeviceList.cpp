@@ -72,8 +72,7 @@ void SupervisedDeviceList::CheckBrowsing() {
 }
 
 void SupervisedDeviceList::ArmRetryTimer() {
-  const std::chrono::duration<double> time = fMakers.retryTime;
-  fRetryTimer.SetNextFireDate(vorn::AbsoluteTimeGetCurrent() + time.count());
+  fRetryTimer.SetNextFireDate(vorn::AbsoluteTimeAt(fMakers.now() + fMakers.retryTime));
 }
 
 void SupervisedDeviceList::ReportFailure(const std::string& message) {

@@ -8,6 +8,7 @@
 
 #include "AVB/Util/ResponderMonitor.h"
 #include "devicelist/PollingDeviceList.h"
+#include "foundation/Clock.h"
 #include "foundation/RunLoopTimer.h"
 #include "foundation/WorkLoop.h"
 
@@ -34,8 +35,8 @@ class SupervisedDeviceList : private vorn::WorkLoop {
   /// How often it is looked whether browsing goes on, and tried again if not.
   static constexpr std::chrono::seconds kRetryTime{5};
 
-  /// How the parts are made, and the time between two tries; what programs use
-  /// is the default.
+  /// How the parts are made, the time between two tries and its clock; what
+  /// programs use is the default.
   struct Makers {
     std::function<std::unique_ptr<PollingDeviceList>(Publish)> list = ListsAsking(UpdateServer());
     std::function<std::unique_ptr<vorn::ResponderMonitor>(vorn::ResponderMonitor::Callback)> monitor =
@@ -43,6 +44,7 @@ class SupervisedDeviceList : private vorn::WorkLoop {
           return std::make_unique<vorn::ResponderMonitor>(std::move(onChange));
         };
     std::chrono::milliseconds retryTime = kRetryTime;
+    vorn::Now now = vorn::Clock::now;
   };
 
   /// `publish` gets every list; `stateChanged`, which may be empty, whether a

@@ -57,7 +57,7 @@ std::vector<Entry> EntriesOfServices(const std::vector<ServiceInfo>& services) {
   return entries;
 }
 
-Watcher::Watcher(vorn::DNSSD& dnssd, Clock now)
+Watcher::Watcher(vorn::DNSSD& dnssd, vorn::Now now)
     : fDnssd(dnssd),
       fNow(std::move(now)),
       fHoldTimer(vorn::RunLoop::Current(), vorn::kNever, [this] { EndHold(); }),
@@ -183,7 +183,9 @@ void Watcher::EndHold() {
 
 void Watcher::ArmHoldTimer() {
   const auto due = fHeld.NextDue();
-  fHoldTimer.SetNextFireDate(due ? vorn::AbsoluteTimeGetCurrent() + (*due - fNow()) : vorn::kNever);
+  if (!due) return fHoldTimer.SetNextFireDate(vorn::kNever);
+  const std::chrono::duration<double> left = *due - fNow();
+  fHoldTimer.SetNextFireDate(vorn::AbsoluteTimeGetCurrent() + left.count());
 }
 
 }  // namespace DeviceList

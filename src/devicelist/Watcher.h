@@ -36,13 +36,11 @@ namespace DeviceList {
 /// it what HeldServices keeps of before.
 class Watcher : public vorn::WorkLoop {
  public:
-  using Clock = std::function<vorn::AbsoluteTime()>;
-
   /// Starts browsing. Whether that succeeded is not examined: without a
   /// responder the list stays empty. Waits no more than a moment for a
-  /// responder that is there but does not answer. `now` is the clock of the hold time.
-  explicit Watcher(vorn::DNSSD& dnssd = vorn::SystemDNSSD::Instance(),
-                   Clock now = vorn::AbsoluteTimeGetCurrent);
+  /// responder that is there but does not answer. `now` is the clock of the hold
+  /// time.
+  explicit Watcher(vorn::DNSSD& dnssd = vorn::SystemDNSSD::Instance(), vorn::Now now = vorn::Clock::now);
   ~Watcher() override;
 
   /// Installs the callback; a full list, possibly empty, is delivered soon
@@ -84,7 +82,7 @@ class Watcher : public vorn::WorkLoop {
   void ArmHoldTimer();
 
   vorn::DNSSD& fDnssd;
-  const Clock fNow;
+  const vorn::Now fNow;
   const std::shared_ptr<LocalHosts> fHosts = std::make_shared<LocalHosts>();
   // The units' hosts, by lower-case name without the last dot, with the addresses that are known
   // beside those that the engine follows.

@@ -4,7 +4,9 @@
 #include <string>
 #include <vector>
 
+#include "foundation/Clock.h"
 #include "foundation/RunLoop.h"
+#include "foundation/RunLoopTimer.h"
 #include "tests/AVB/Util/ScriptedDNSSD.h"
 #include "tests/support/Eventually.h"
 
@@ -47,17 +49,20 @@ template <typename Condition>
   return true;
 }
 
-/// Turns the calling thread's run loop for so long, in which something must not
-/// happen.
-inline void TurnLoopFor(std::chrono::milliseconds time) {
-  const auto end = std::chrono::steady_clock::now() + time;
-  (void)TurnLoopUntil([&] { return std::chrono::steady_clock::now() >= end; });
-}
-
 /// Serves what is waiting on the calling thread's run loop.
 inline void TurnLoop() {
   while (vorn::PollRunLoop::Current()->RunOnce(std::chrono::milliseconds(0))) {
   }
+}
+
+/// Turns the calling thread's run loop until a timer of that time has fired and
+/// with it all timers that were due before.
+inline void TurnLoopFor(std::chrono::milliseconds time) {
+  bool hasFired = false;
+  const vorn::RunLoopTimer timer(vorn::RunLoop::Current(), vorn::AbsoluteTimeAt(vorn::Clock::now() + time),
+                                 [&] { hasFired = true; });
+  (void)TurnLoopUntil([&] { return hasFired; });
+  TurnLoop();
 }
 
 }  // namespace DeviceList::testing

@@ -30,6 +30,7 @@ using vorn::testing::Eventually;
 using vorn::testing::Exchange;
 using vorn::testing::LoopbackServer;
 using vorn::testing::StopsServer;
+using vorn::testing::Yield;
 
 using Text = vorn::optional<std::string>;
 
@@ -471,9 +472,11 @@ TEST_F(DevicePollerTest, BeginsNoRequestOnceItGoes) {
 
 TEST_F(DevicePollerTest, MayGoAtAnyMoment) {
   for (int round = 0; round < 150; ++round) {
+    const auto before = fUnit.RequestCount();
     DevicePoller poller(MakeEntry(), nullptr, 0ms);
     poller.OnNameOrFirmwareChanged([&poller] { static_cast<void>(poller.GetName()); });
-    std::this_thread::sleep_for(std::chrono::microseconds(round * 20));
+    ASSERT_TRUE(fUnit.WaitForRequests(before + static_cast<std::size_t>(round % 12)));
+    Yield(round);
   }
 }
 

@@ -19,7 +19,7 @@ using namespace std::chrono_literals;
 
 class DiscoveryStatusTest : public ::testing::Test {
  protected:
-  DiscoveryStatus::Clock::time_point fNow{};
+  vorn::Clock::time_point fNow{};
   bool fHasNetwork = true;
   DiscoveryStatus fStatus{{[this] { return fNow; }, [this] { return fHasNetwork; }}};
 };

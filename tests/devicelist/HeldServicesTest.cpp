@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <string>
 #include <utility>
 #include <vector>
@@ -12,8 +13,10 @@ namespace {
 using Service = HeldServices::Service;
 using Names = std::vector<std::string>;
 
-constexpr vorn::AbsoluteTime kBegin = 1'000;
-constexpr double kTime = std::chrono::duration<double>(HeldServices::kHoldTime).count();
+using namespace std::chrono_literals;
+
+constexpr HeldServices::Time kBegin(1000s);
+constexpr auto kTime = HeldServices::kHoldTime;
 
 Service Device(const std::string& name, const std::string& uid, const std::string& host = "unit.local") {
   Service service;
@@ -146,7 +149,7 @@ TEST(HeldServicesTest, LetsGoOfAServiceWhenItsTimeIsOverAndNotBefore) {
   HeldServices held = Holding({kDesk});
   ASSERT_TRUE(held.NextDue());
   EXPECT_EQ(*held.NextDue(), kBegin + kTime);
-  EXPECT_FALSE(held.ReleaseDue(kBegin + kTime - 0.001));
+  EXPECT_FALSE(held.ReleaseDue(kBegin + kTime - 1ms));
   EXPECT_EQ(Merged(held, {}).size(), 1U);
   EXPECT_TRUE(held.ReleaseDue(kBegin + kTime));
   EXPECT_FALSE(held.ReleaseDue(kBegin + kTime));
@@ -158,28 +161,28 @@ TEST(HeldServicesTest, TimeCountsOnlyWhileTheClockRuns) {
   HeldServices held;
   held.Hold({kDesk}, kBegin);
   EXPECT_FALSE(held.NextDue());
-  EXPECT_FALSE(held.ReleaseDue(kBegin + 100));
-  held.Run(kBegin + 100);
-  held.Run(kBegin + 101);  // it does already
-  held.Pause(kBegin + 102);
-  held.Pause(kBegin + 200);
+  EXPECT_FALSE(held.ReleaseDue(kBegin + 100s));
+  held.Run(kBegin + 100s);
+  held.Run(kBegin + 101s);  // it does already
+  held.Pause(kBegin + 102s);
+  held.Pause(kBegin + 200s);
   EXPECT_FALSE(held.NextDue());
-  EXPECT_FALSE(held.ReleaseDue(kBegin + 300));
-  held.Run(kBegin + 300);
-  EXPECT_EQ(*held.NextDue(), kBegin + 300 + kTime - 2);
-  EXPECT_TRUE(held.ReleaseDue(kBegin + 300 + kTime - 2));
+  EXPECT_FALSE(held.ReleaseDue(kBegin + 300s));
+  held.Run(kBegin + 300s);
+  EXPECT_EQ(*held.NextDue(), kBegin + 300s + kTime - 2s);
+  EXPECT_TRUE(held.ReleaseDue(kBegin + 300s + kTime - 2s));
 }
 
 TEST(HeldServicesTest, ServiceHeldAgainKeepsTheTimeThatItHasLeft) {
   HeldServices held = Holding({kDesk, kRack});
   for (int restart = 1; restart <= 4; ++restart) {
-    held.Hold(held.Merge({kRack}), kBegin + restart);
-    held.Run(kBegin + restart);
+    held.Hold(held.Merge({kRack}), kBegin + std::chrono::seconds(restart));
+    held.Run(kBegin + std::chrono::seconds(restart));
   }
   EXPECT_EQ(*held.NextDue(), kBegin + kTime);
   EXPECT_TRUE(held.ReleaseDue(kBegin + kTime));
   EXPECT_EQ(Merged(held, {}), Names{"Rack rack.local:80"});
-  EXPECT_EQ(*held.NextDue(), kBegin + 4 + kTime);
+  EXPECT_EQ(*held.NextDue(), kBegin + 4s + kTime);
 }
 
 TEST(HeldServicesTest, HoldReplacesWhatWasHeld) {

@@ -7,6 +7,7 @@
 #include <atomic>
 #include <chrono>
 #include <functional>
+#include <future>
 #include <memory>
 #include <mutex>
 #include <new>
@@ -28,7 +29,6 @@ using ::testing::ElementsAreArray;
 using vorn::testing::Eventually;
 using vorn::testing::NoThreadsLeft;
 
-using Clock = std::chrono::steady_clock;
 using State = vorn::optional<std::string>;
 using Response = PollerInternals::CheckResponse;
 using Checks = std::vector<PollerInternals::Check>;
@@ -45,15 +45,10 @@ class Diary {
   void Write(const std::string& line) {
     const std::lock_guard lock(fMutex);
     fLines.push_back(line);
-    fTimes.push_back(Clock::now());
   }
   [[nodiscard]] std::vector<std::string> Lines() const {
     const std::lock_guard lock(fMutex);
     return fLines;
-  }
-  [[nodiscard]] std::vector<Clock::time_point> Times() const {
-    const std::lock_guard lock(fMutex);
-    return fTimes;
   }
   [[nodiscard]] std::size_t Count() const {
     const std::lock_guard lock(fMutex);
@@ -66,7 +61,6 @@ class Diary {
  private:
   mutable std::mutex fMutex;
   std::vector<std::string> fLines;
-  std::vector<Clock::time_point> fTimes;
 };
 
 /// A check that writes its name and gives its answers in turn, then the last.
@@ -77,25 +71,88 @@ PollerInternals::Check Scripted(Diary& diary, const std::string& name, std::vect
   };
 }
 
-TEST(PollerInternals, RunsTheFirstCheckAtOnceAndPausesAWholePeriodBetween) {
-  Diary diary;
-  const auto begin = Clock::now();
-  {
-    const PollerInternals internals(100ms, {Scripted(diary, "a", {Response::Retry})});
-    ASSERT_TRUE(diary.WaitFor(4));
+/// A clock that only the test moves. It counts how often it is read.
+struct TestClock {
+  std::atomic<vorn::Clock::duration> time{};
+  std::atomic<int> reads{0};
+  std::atomic<int> readsAtLastCheck{0};
+};
+
+/// Polls by a clock that the test moves.
+class PollerInternalsByTestClock : public PollerInternals {
+ public:
+  PollerInternalsByTestClock(TestClock& clock, std::chrono::milliseconds period, Checks checks)
+      : PollerInternals(period, Noting(clock, std::move(checks)), ReadingOf(clock)), fClock(clock) {}
+
+  /// Waits until the thread has begun the pause after its last check.
+  [[nodiscard]] bool AwaitPause() const {
+    return Eventually([&] { return fClock.reads >= fClock.readsAtLastCheck + 2; });
   }
-  const auto times = diary.Times();
-  EXPECT_LT(times[0] - begin, 10s);
-  for (std::size_t i = 1; i < times.size(); ++i) EXPECT_GE(times[i] - times[i - 1], 100ms);
+
+  /// Moves the clock and wakes the thread in its pause; true once it has looked
+  /// at the clock again.
+  [[nodiscard]] bool Move(std::chrono::milliseconds time) {
+    int reads = 0;
+    {
+      // The pausing thread gives the mutex up only while it waits to be woken.
+      const std::lock_guard lock(fMutex);
+      fClock.time = fClock.time.load() + time;
+      reads = fClock.reads;
+      fWakeup.notify_all();
+    }
+    return Eventually([&] { return fClock.reads > reads; });
+  }
+
+ private:
+  static vorn::Now ReadingOf(TestClock& clock) {
+    return [&clock] {
+      ++clock.reads;
+      return vorn::Clock::time_point(clock.time.load());
+    };
+  }
+
+  static Checks Noting(TestClock& clock, Checks checks) {
+    for (auto& check : checks) {
+      check = [&clock, own = std::move(check)](State& state) {
+        clock.readsAtLastCheck = clock.reads.load();
+        return own(state);
+      };
+    }
+    return checks;
+  }
+
+  TestClock& fClock;
+};
+
+TEST(PollerInternalsTest, RunsTheFirstCheckAtOnceAndPausesAWholePeriodBetween) {
+  Diary diary;
+  TestClock clock;
+  PollerInternalsByTestClock internals(clock, 3s, {Scripted(diary, "a", {Response::Retry})});
+  for (std::size_t run = 1; run <= 4; ++run) {
+    ASSERT_TRUE(diary.WaitFor(run));
+    ASSERT_TRUE(internals.AwaitPause());
+    ASSERT_TRUE(internals.Move(3s - 1ms));
+    EXPECT_EQ(diary.Count(), run);
+    ASSERT_TRUE(internals.Move(1ms));
+  }
+  EXPECT_TRUE(diary.WaitFor(5));
 }
 
-TEST(PollerInternals, RunsTheFirstCheckWithoutAPause) {
+TEST(PollerInternalsTest, GoesByTheSteadyClockByDefault) {
+  Diary diary;
+  const auto begin = vorn::Clock::now();
+  const PollerInternals internals(20ms, {Scripted(diary, "a", {Response::Retry})});
+  ASSERT_TRUE(diary.WaitFor(3));
+  EXPECT_GE(vorn::Clock::now() - begin, 2 * 20ms);
+}
+
+TEST(PollerInternalsTest, RunsTheFirstCheckWithoutAPause) {
   Diary diary;
   const PollerInternals internals(kEndless, {Scripted(diary, "a", {Response::Retry})});
   EXPECT_TRUE(diary.WaitFor(1));
 }
 
-TEST(PollerInternals, GoesOnWithoutAPauseWhenDoneAndBeginsAgainAfterTheLast) {
+TEST(PollerInternalsTest, GoesOnWithoutAPauseWhenDoneAndBeginsAgainAfterTheLast) {
   Diary diary;
   const PollerInternals internals(
       kEndless, {Scripted(diary, "a", {Response::Done}), Scripted(diary, "b", {Response::Done}),
@@ -104,7 +161,7 @@ TEST(PollerInternals, GoesOnWithoutAPauseWhenDoneAndBeginsAgainAfterTheLast) {
   EXPECT_THAT(diary.Lines(), ElementsAre("a", "b", "c", "a", "b", "c"));
 }
 
-TEST(PollerInternals, RepeatsTheSameCheckAfterRetryAndTheFirstAfterRestart) {
+TEST(PollerInternalsTest, RepeatsTheSameCheckAfterRetryAndTheFirstAfterRestart) {
   Diary diary;
   const PollerInternals internals(
       kNoPause,
@@ -116,22 +173,22 @@ TEST(PollerInternals, RepeatsTheSameCheckAfterRetryAndTheFirstAfterRestart) {
   EXPECT_THAT(diary.Lines(), ElementsAreArray(expected));
 }
 
-TEST(PollerInternals, PausesOnceBeforeARestart) {
-  constexpr auto kPeriod = 500ms;
+TEST(PollerInternalsTest, PausesOnceBeforeARestart) {
   Diary diary;
-  const PollerInternals internals(
-      kPeriod, {Scripted(diary, "a", {Response::Done}), Scripted(diary, "b", {Response::Restart})});
-  ASSERT_TRUE(diary.WaitFor(8));
-  const auto times = diary.Times();
-  // The shortest of three, which a machine that is busy for a moment leaves alone.
-  auto shortest = times[2] - times[1];
-  for (const std::size_t restart : {4U, 6U})
-    shortest = std::min(shortest, times[restart] - times[restart - 1]);
-  EXPECT_GE(shortest, kPeriod);
-  EXPECT_LT(shortest, 2 * kPeriod);
+  TestClock clock;
+  PollerInternalsByTestClock internals(
+      clock, 3s, {Scripted(diary, "a", {Response::Done}), Scripted(diary, "b", {Response::Restart})});
+  for (std::size_t round = 1; round <= 3; ++round) {
+    ASSERT_TRUE(diary.WaitFor(2 * round));
+    ASSERT_TRUE(internals.AwaitPause());
+    ASSERT_TRUE(internals.Move(3s - 1ms));
+    EXPECT_EQ(diary.Count(), 2 * round);
+    ASSERT_TRUE(internals.Move(1ms));
+  }
+  EXPECT_TRUE(diary.WaitFor(8));
 }
 
-TEST(PollerInternals, KeepsTheStateThroughRetriesAndDropsItOtherwise) {
+TEST(PollerInternalsTest, KeepsTheStateThroughRetriesAndDropsItOtherwise) {
   Diary diary;
   const auto remember = [&diary](std::vector<Response> answers, const std::string& name) {
     return [&diary, name, answers = std::move(answers), turn = std::size_t{0}](State& state) mutable {
@@ -149,16 +206,33 @@ TEST(PollerInternals, KeepsTheStateThroughRetriesAndDropsItOtherwise) {
   EXPECT_THAT(diary.Lines(), ElementsAreArray(expected));
 }
 
-TEST(PollerInternals, EndsTheThreadOnStop) {
+/// Sets a flag when the calling thread ends.
+struct ThreadEnd {
+  ~ThreadEnd() {
+    if (flag != nullptr) *flag = true;
+  }
+  std::atomic<bool>* flag = nullptr;
+};
+
+ThreadEnd& EndOfThisThread() {
+  thread_local ThreadEnd end;
+  return end;
+}
+
+TEST(PollerInternalsTest, EndsTheThreadOnStop) {
+  std::atomic<bool> hasEnded{false};
   Diary diary;
-  const PollerInternals internals(
-      kNoPause, {Scripted(diary, "a", {Response::Stop}), Scripted(diary, "b", {Response::Done})});
-  ASSERT_TRUE(diary.WaitFor(1));
-  std::this_thread::sleep_for(50ms);  // nothing more may come
+  const auto stop = [&](State&) {
+    EndOfThisThread().flag = &hasEnded;
+    diary.Write("a");
+    return Response::Stop;
+  };
+  const PollerInternals internals(kNoPause, {stop, Scripted(diary, "b", {Response::Done})});
+  ASSERT_TRUE(Eventually([&] { return hasEnded.load(); }));
   EXPECT_THAT(diary.Lines(), ElementsAre("a"));
 }
 
-TEST(PollerInternals, TakesAnExceptionForRestart) {
+TEST(PollerInternalsTest, TakesAnExceptionForRestart) {
   Diary diary;
   const auto throwing = [&diary, turn = 0](State& state) mutable -> Response {
     diary.Write(state ? "kept" : "b");
@@ -172,64 +246,67 @@ TEST(PollerInternals, TakesAnExceptionForRestart) {
   EXPECT_THAT(diary.Lines(), ElementsAre("a", "b", "a", "b", "a", "b"));
 }
 
-TEST(PollerInternals, EndsAPauseAtOnceWhenDestroyedAndRunsNoFurtherCheck) {
+TEST(PollerInternalsTest, EndsAPauseAtOnceWhenDestroyedAndRunsNoFurtherCheck) {
   for (const auto response : {Response::Retry, Response::Restart}) {
     Diary diary;
-    auto internals = std::make_unique<PollerInternals>(kEndless, Checks{Scripted(diary, "a", {response})});
+    TestClock clock;
+    auto internals = std::make_unique<PollerInternalsByTestClock>(clock, kEndless,
+                                                                  Checks{Scripted(diary, "a", {response})});
     ASSERT_TRUE(diary.WaitFor(1));
-    const auto begin = Clock::now();
-    internals.reset();
-    EXPECT_LT(Clock::now() - begin, 10s);
+    ASSERT_TRUE(internals->AwaitPause());
+    internals.reset();  // the clock stands, so nothing else ends the pause
     EXPECT_EQ(diary.Count(), 1U);
   }
 }
 
-TEST(PollerInternals, WaitsForARunningCheckAndGoesNoFurther) {
+TEST(PollerInternalsTest, WaitsForARunningCheckAndGoesNoFurther) {
   Diary diary;
   std::atomic<bool> inside{false};
-  std::atomic<bool> mayLeave{false};
+  std::promise<void> mayLeave;
   const auto slow = [&](State&) {
     inside = true;
-    while (!mayLeave) std::this_thread::sleep_for(1ms);
+    mayLeave.get_future().wait();
     diary.Write("slow");
     return Response::Done;
   };
   auto internals =
       std::make_unique<PollerInternals>(kNoPause, Checks{slow, Scripted(diary, "next", {Response::Done})});
   ASSERT_TRUE(Eventually([&] { return inside.load(); }));
-  std::thread release([&] {
-    std::this_thread::sleep_for(500ms);  // well into the destructor
-    mayLeave = true;
+  std::promise<pid_t> destroyer;
+  std::thread destruction([&] {
+    destroyer.set_value(vorn::testing::OwnThread());
+    internals.reset();
   });
-  internals.reset();
-  release.join();
+  const pid_t thread = destroyer.get_future().get();
+  EXPECT_TRUE(Eventually([&] { return vorn::testing::IsWaiting(thread); }));
+  EXPECT_EQ(diary.Count(), 0U);
+  mayLeave.set_value();
+  destruction.join();
   EXPECT_THAT(diary.Lines(), ElementsAre("slow"));
 }
 
-TEST(PollerInternals, PausesAWholePeriodHoweverOftenItIsWoken) {
-  class Nudged : public PollerInternals {
-   public:
-    using PollerInternals::PollerInternals;
-    void Nudge() { fWakeup.notify_all(); }
-  };
+TEST(PollerInternalsTest, PausesAWholePeriodHoweverOftenItIsWoken) {
   Diary diary;
-  Nudged internals(200ms, {Scripted(diary, "a", {Response::Retry})});
-  while (diary.Count() < 3) {
-    internals.Nudge();
-    std::this_thread::sleep_for(1ms);
+  TestClock clock;
+  PollerInternalsByTestClock internals(clock, 3s, {Scripted(diary, "a", {Response::Retry})});
+  ASSERT_TRUE(diary.WaitFor(1));
+  ASSERT_TRUE(internals.AwaitPause());
+  for (int second = 0; second < 2; ++second) {
+    for (int i = 0; i < 5; ++i) ASSERT_TRUE(internals.Move(0ms));
+    ASSERT_TRUE(internals.Move(1s));
+    EXPECT_EQ(diary.Count(), 1U);
   }
-  const auto times = diary.Times();
-  EXPECT_GE(times[1] - times[0], 200ms);
-  EXPECT_GE(times[2] - times[1], 200ms);
+  ASSERT_TRUE(internals.Move(1s));
+  EXPECT_TRUE(diary.WaitFor(2));
 }
 
-TEST(PollerInternals, CanBeDestroyedEvenWithNothingToCheck) {
+TEST(PollerInternalsTest, CanBeDestroyedEvenWithNothingToCheck) {
   auto internals = std::make_unique<PollerInternals>(kNoPause, Checks{});
   internals.reset();
   EXPECT_EQ(internals, nullptr);
 }
 
-TEST(PollerInternals, OwnsItsChecks) {
+TEST(PollerInternalsTest, OwnsItsChecks) {
   Diary diary;
   Checks checks{Scripted(diary, "a", {Response::Retry})};
   const PollerInternals internals(1ms, checks);
@@ -237,7 +314,7 @@ TEST(PollerInternals, OwnsItsChecks) {
   EXPECT_TRUE(diary.WaitFor(3));
 }
 
-TEST(PollerInternals, TakesNoSignalsAndLeavesTheCallersMaskAlone) {
+TEST(PollerInternalsTest, TakesNoSignalsAndLeavesTheCallersMaskAlone) {
   sigset_t before;
   pthread_sigmask(SIG_SETMASK, nullptr, &before);
   std::atomic<int> blocked{-1};
@@ -253,27 +330,27 @@ TEST(PollerInternals, TakesNoSignalsAndLeavesTheCallersMaskAlone) {
   sigset_t after;
   pthread_sigmask(SIG_SETMASK, nullptr, &after);
   for (int signal = 1; signal < 32; ++signal)
-    EXPECT_EQ(sigismember(&before, signal), sigismember(&after, signal));
+    EXPECT_EQ(sigismember(&after, signal), sigismember(&before, signal));
 }
 
-TEST(PollerInternals, SaysSoWhenThereIsNoThreadToBeHad) {
+TEST(PollerInternalsTest, SaysSoWhenNoThreadIsLeft) {
   Diary diary;
   Checks checks{Scripted(diary, "a", {Response::Retry})};
   const NoThreadsLeft none;
   try {
     const PollerInternals internals(kNoPause, checks);
-    FAIL() << "a thread was to be had";
+    FAIL() << "there was a thread";
   } catch (const std::system_error& error) {
     EXPECT_THAT(error.what(), ::testing::StartsWith("thread constructor failed"));
   }
   EXPECT_EQ(diary.Count(), 0U);
 }
 
-TEST(PollerInternals, StartsAndEndsManyTimesOver) {
-  for (int round = 0; round < 300; ++round) {
+TEST(PollerInternalsTest, StartsAndEndsManyTimesOver) {
+  for (std::size_t round = 0; round < 300; ++round) {
     Diary diary;
     const PollerInternals internals(kNoPause, {Scripted(diary, "a", {Response::Retry})});
-    if (round % 2 == 0) std::this_thread::sleep_for(std::chrono::microseconds(round));
+    ASSERT_TRUE(diary.WaitFor(round % 3));
   }
 }
 

@@ -29,6 +29,7 @@ using vorn::testing::Eventually;
 using vorn::testing::Exchange;
 using vorn::testing::LoopbackServer;
 using vorn::testing::StopsServer;
+using vorn::testing::Yield;
 
 using Text = vorn::optional<std::string>;
 
@@ -176,8 +177,10 @@ TEST_F(SwitchPollerTest, GoesAtOnceWhileTheUnitHangs) {
 TEST_F(SwitchPollerTest, MayGoAtAnyMoment) {
   fUnit.Reply("/firmware_version", 200, "1.0.2");
   for (int round = 0; round < 150; ++round) {
+    const auto before = fUnit.RequestCount();
     const SwitchPoller poller(MakeEntry(), nullptr, 0ms);
-    std::this_thread::sleep_for(std::chrono::microseconds(round * 10));
+    ASSERT_TRUE(fUnit.WaitForRequests(before + static_cast<std::size_t>(round % 4)));
+    Yield(round);
   }
 }
 

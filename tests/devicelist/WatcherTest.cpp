@@ -14,6 +14,7 @@
 namespace DeviceList {
 namespace {
 
+using namespace std::chrono_literals;
 using testing::Announce;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
@@ -23,7 +24,6 @@ using testing::TurnLoopUntil;
 using testing::Withdraw;
 
 const std::vector<std::string> kDevice{"vorn.mdns.type=plexadevice", "uid=1"};
-constexpr double kHoldSeconds = std::chrono::duration<double>(HeldServices::kHoldTime).count();
 
 class OpenWatcher : public Watcher {
  public:
@@ -63,7 +63,7 @@ class WatcherTest : public ::testing::Test {
   }
 
   vorn::testing::ScriptedDNSSD fNetwork;
-  vorn::AbsoluteTime fNow = 1'000;  // the hold's clock
+  vorn::Clock::time_point fNow{};  // the hold's clock
   OpenWatcher fWatcher{fNetwork, [this] { return fNow; }};
   std::vector<std::vector<Entry>> fLists;
 };
@@ -323,30 +323,30 @@ TEST_F(WatcherAnewTest, HostsOfHeldUnitsKeepTheirAddresses) {
 
 TEST_F(WatcherAnewTest, WhatIsNotNamedGoesWhenTheHoldTimeIsOver) {
   Announce(fNetwork, kRack);
-  fNow += kHoldSeconds - 0.1;
+  fNow += HeldServices::kHoldTime - 100ms;
   fWatcher.PauseHold();
   fWatcher.BrowseAnew();
   TurnLoop();
   EXPECT_EQ(fLists.back().size(), 2U);
-  fNow += 0.1;
+  fNow += 100ms;
   fWatcher.BrowseAnew();
   EXPECT_TRUE(TurnLoopUntil([&] { return LastUrls() == std::vector<std::string>{"http://rack.local/2/"}; }));
 }
 
 TEST_F(WatcherAnewTest, NoTimeCountsWhileNobodyBrowses) {
   EndBrowsing();
-  fNow += 100;
+  fNow += 100s;
   fNetwork.browseError = kDNSServiceErr_Unknown;
   fWatcher.BrowseAnew();
   EXPECT_FALSE(fWatcher.IsBrowsing());
-  fNow += 100;
+  fNow += 100s;
   {
     const vorn::testing::NoThreadsLeft none;
     fNetwork.browseError = kDNSServiceErr_NoError;
     EXPECT_THROW(fWatcher.BrowseAnew(), std::system_error);
   }
   EXPECT_FALSE(fWatcher.IsBrowsing());
-  fNow += 100;
+  fNow += 100s;
   EXPECT_EQ(Deliver().size(), 2U);
   fWatcher.BrowseAnew();
   EXPECT_TRUE(fWatcher.IsBrowsing());
@@ -357,12 +357,12 @@ TEST_F(WatcherAnewTest, TimeCountsOnceASlowResponderHasAcceptedTheBrowse) {
   fNetwork.browseHasBegun = false;
   fWatcher.BrowseAnew();
   EXPECT_FALSE(fWatcher.IsBrowsing());
-  fNow += 100;
+  fNow += 100s;
   EXPECT_EQ(Deliver().size(), 2U);
   fNetwork.browseHasBegun = true;
   EXPECT_TRUE(TurnLoopUntil([&] { return fWatcher.IsBrowsing(); }));
   EXPECT_EQ(Deliver().size(), 2U);
-  fNow += kHoldSeconds;
+  fNow += HeldServices::kHoldTime;
   Announce(fNetwork, kRack);
   EXPECT_TRUE(TurnLoopUntil([&] { return LastUrls() == std::vector<std::string>{"http://rack.local/2/"}; }));
 }

@@ -19,4 +19,10 @@ template <typename Condition>
   return true;
 }
 
+/// Lets the other threads run so many times over. After an event, ever more of
+/// it spreads what comes next over the moments that follow the event.
+inline void Yield(int times) {
+  for (int i = 0; i < times; ++i) std::this_thread::yield();
+}
+
 }  // namespace vorn::testing

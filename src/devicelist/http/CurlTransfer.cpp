@@ -126,8 +126,8 @@ std::string_view AuthorityIn(const std::string& url) {
   return rest.substr(0, rest.find_first_of("/?#"));
 }
 
-long MillisecondsUntil(CurlTransfer::Clock::time_point deadline) {
-  const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - CurlTransfer::Clock::now());
+long MillisecondsUntil(vorn::Clock::time_point deadline) {
+  const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - vorn::Clock::now());
   return static_cast<long>(std::max<std::chrono::milliseconds::rep>(left.count(), 0));
 }
 

@@ -9,6 +9,7 @@
 #include "devicelist/http/HTTPResponse.h"
 #include "devicelist/http/ResponseCollector.h"
 #include "devicelist/http/Url.h"
+#include "foundation/Clock.h"
 #include "foundation/Optional.h"
 
 namespace DeviceList {
@@ -32,8 +33,6 @@ inline constexpr std::chrono::seconds kAddressTimeout{2};
 /// Perform belongs to one thread at a time; Wake may be called from any.
 class CurlTransfer {
  public:
-  using Clock = std::chrono::steady_clock;
-
   /// Throws std::runtime_error when the client cannot be set up, as without
   /// free descriptors.
   CurlTransfer();
@@ -48,9 +47,9 @@ class CurlTransfer {
     /// Where the host is: tried in turn until one accepts the connection, and
     /// again where one was silent. None: the system resolves the host.
     const std::vector<std::string>& addresses;
-    bool prefersLast = false;    ///< the address that answered last is tried first
-    bool direct = false;         ///< never through a proxy; else as the environment says
-    Clock::time_point deadline;  ///< covers everything, the name look-up included
+    bool prefersLast = false;          ///< the address that answered last is tried first
+    bool direct = false;               ///< never through a proxy; else as the environment says
+    vorn::Clock::time_point deadline;  ///< covers everything, the name look-up included
     /// Asked before each wait: true ends the request. Gets the address that
     /// the request is at, empty where the system resolves the host, and whether
     /// it has been sent there and can still have its answer.

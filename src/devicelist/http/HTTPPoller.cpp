@@ -102,7 +102,7 @@ void HTTPPoller::ListenTo(const std::string& host) {
 
 vorn::optional<HTTPAnswer> HTTPPoller::Request(const std::string& url,
                                                const vorn::optional<std::string>& etag) {
-  const auto deadline = CurlTransfer::Clock::now() + fTimeout;
+  const auto deadline = vorn::Clock::now() + fTimeout;
   const auto& first = ParseFirst(url);
   if (!first) return {};
   ListenTo(first->host);

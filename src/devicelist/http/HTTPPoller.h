@@ -89,7 +89,7 @@ class HTTPPoller {
  private:
   class Turn;
 
-  using Deadline = CurlTransfer::Clock::time_point;
+  using Deadline = vorn::Clock::time_point;
 
   vorn::optional<HTTPAnswer> Request(const std::string& url, const vorn::optional<std::string>& etag);
   vorn::optional<HTTPAnswer> FollowRedirects(const Url& first, const vorn::optional<std::string>& etag,

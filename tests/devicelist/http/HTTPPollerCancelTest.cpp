@@ -20,6 +20,7 @@ using vorn::testing::Eventually;
 using vorn::testing::Exchange;
 using vorn::testing::FullListener;
 using vorn::testing::LoopbackServer;
+using vorn::testing::Yield;
 
 /// Far below the request's own 30 s and far above any scheduling delay.
 constexpr auto kPrompt = 10s;
@@ -147,12 +148,14 @@ TEST(HTTPCancel, MayComeAtAnyMomentFromAnyThread) {
   LoopbackServer server;
   server.Reply("/", 200, "x");
   for (int round = 0; round < 200; ++round) {
+    const auto before = server.RequestCount();
     HTTPPoller poller;
     std::thread requests([&] {
       while (poller.DoRequest(server.Url(), {})) {
       }
     });
-    std::this_thread::sleep_for(std::chrono::microseconds(round * 20));
+    EXPECT_TRUE(server.WaitForRequests(before + static_cast<std::size_t>(round % 4)));
+    Yield(round);
     std::thread other([&] { poller.Cancel(); });
     poller.Cancel();
     requests.join();  // ends only when a request gave no answer
