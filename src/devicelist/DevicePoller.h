@@ -21,7 +21,7 @@ namespace DeviceList {
 class DevicePoller final : public Poller {
  public:
   /// Starts polling. `hosts` holds the addresses of ".local" hosts. Throws when
-  /// there is no thread or HTTP client to be had.
+  /// no thread or HTTP client can be made.
   explicit DevicePoller(Entry entry, std::shared_ptr<const LocalHosts> hosts = nullptr,
                         std::chrono::milliseconds period = kPollPeriod);
 

@@ -40,8 +40,9 @@ class PollerInternals {
   using Check = std::function<CheckResponse(vorn::optional<std::string>& state)>;
 
   /// Starts the thread; the first check runs at once. Throws std::system_error
-  /// ("thread constructor failed") when there is no thread to be had. The
-  /// thread takes no signals: those are the business of the program's own.
+  /// ("thread constructor failed") when no thread is left. The thread takes no
+  /// signals: those are for the program's own threads. `now` is read on the
+  /// thread, under fMutex.
   PollerInternals(std::chrono::milliseconds period, std::vector<Check> checks,
                   vorn::Now now = vorn::Clock::now);
 

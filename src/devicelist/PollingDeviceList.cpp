@@ -68,14 +68,14 @@ void PollingDeviceList::TakeEntries(std::vector<Entry> entries) {
 // The pollers whose entry is still announced, in order; takes those entries
 // out of `entries`.
 std::vector<std::size_t> PollingDeviceList::KeptPollers(std::vector<Entry>& entries) const {
-  std::unordered_multimap<std::string_view, std::size_t> byURL;
-  for (std::size_t i = entries.size(); i-- > 0;) byURL.emplace(entries[i].url, i);
+  std::unordered_multimap<std::string_view, std::size_t> byUrl;
+  for (std::size_t i = entries.size(); i-- > 0;) byUrl.emplace(entries[i].url, i);
   std::vector<bool> taken(entries.size(), false);
   std::vector<std::size_t> kept;
   for (std::size_t i = 0; i < fPollers.size(); ++i) {
     const Entry& known = fPollers[i]->GetEntry();
     std::size_t first = entries.size();
-    const auto [begin, end] = byURL.equal_range(known.url);
+    const auto [begin, end] = byUrl.equal_range(known.url);
     for (auto it = begin; it != end; ++it) {
       if (it->second < first && !taken[it->second] && entries[it->second] == known) first = it->second;
     }
@@ -87,7 +87,7 @@ std::vector<std::size_t> PollingDeviceList::KeptPollers(std::vector<Entry>& entr
   for (std::size_t i = 0; i < entries.size(); ++i) {
     if (!taken[i]) remaining.push_back(std::move(entries[i]));
   }
-  byURL.clear();
+  byUrl.clear();
   entries.swap(remaining);
   return kept;
 }

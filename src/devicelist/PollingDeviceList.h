@@ -53,7 +53,7 @@ class PollingDeviceList : public Watcher {
 
   /// The poller for the entry's kind, or null for an unknown kind. Throws
   /// std::system_error when its thread cannot be started, std::runtime_error or
-  /// std::bad_alloc when there is no HTTP client to be had.
+  /// std::bad_alloc when no HTTP client can be made.
   static std::unique_ptr<Poller> MakePoller(Entry entry, std::shared_ptr<const LocalHosts> hosts);
 
   /// Makes firmware pollers that ask this server.

@@ -26,7 +26,7 @@ SupervisedDeviceList::SupervisedDeviceList(Publish publish, StateChanged stateCh
       fResponderItem(this, [this] { return HandleResponder(); }),
       fRetryTimer(vorn::RunLoop::Current(), vorn::kNever, [this] { CheckBrowsing(); }) {
   fMonitor = fMakers.monitor([this](State state) {
-    if (state == State::kAnswering) ++fGeneration;
+    if (state == State::kAnswering) fMustBrowse = true;
     fReportedState = state;
     fResponderItem.Queue();
   });
@@ -39,7 +39,7 @@ bool SupervisedDeviceList::HandleResponder() {
   const bool changed = state != std::exchange(fState, state);
   if (state != State::kAnswering) {
     if (fList) fList->PauseHold();
-  } else if (fBrowsedGeneration != fGeneration) {
+  } else if (fMustBrowse) {
     Browse();
   }
   if (changed && fStateChanged) fStateChanged(state);
@@ -47,7 +47,7 @@ bool SupervisedDeviceList::HandleResponder() {
 }
 
 void SupervisedDeviceList::Browse() {
-  fBrowsedGeneration = fGeneration;
+  fMustBrowse = false;
   try {
     if (fList) {
       fList->BrowseAnew();

@@ -66,10 +66,9 @@ class SupervisedDeviceList : private vorn::WorkLoop {
   const StateChanged fStateChanged;
   const Makers fMakers;
   State fState = State::kUnknown;
-  unsigned fBrowsedGeneration = 0;
   bool fReportedFailure = false;  // since browsing last went well
   std::atomic<State> fReportedState{State::kUnknown};
-  std::atomic<unsigned> fGeneration{0};  // how often a responder was found answering
+  std::atomic<bool> fMustBrowse{false};  // a responder was found answering since browsing last began
   vorn::CppWorkItem fResponderItem;
   vorn::RunLoopTimer fRetryTimer;
   std::unique_ptr<PollingDeviceList> fList;          // none before a responder has answered

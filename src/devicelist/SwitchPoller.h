@@ -19,7 +19,7 @@ inline constexpr char kSwitchModelID[] = "avbswitch";
 class SwitchPoller final : public Poller {
  public:
   /// Starts polling. `hosts` holds the addresses of ".local" hosts. Throws when
-  /// there is no thread or HTTP client to be had.
+  /// no thread or HTTP client can be made.
   explicit SwitchPoller(Entry entry, std::shared_ptr<const LocalHosts> hosts = nullptr,
                         std::chrono::milliseconds period = kPollPeriod);
 

@@ -33,13 +33,6 @@ std::vector<Entry> EntriesOfService(const ServiceInfo& service) {
   return entries;
 }
 
-// The engine leaves the last dot where ".local." is written in another case.
-std::string HostKey(const std::string& host) {
-  std::string key = vorn::LowerASCII(host);
-  if (!key.empty() && key.back() == '.') key.pop_back();
-  return key;
-}
-
 }  // namespace
 
 bool AnnouncesUnits(const ServiceInfo& service) {
@@ -127,8 +120,8 @@ bool Watcher::UpdateDeviceList() {
 // until the following knows better: a fresh engine has not followed yet.
 void Watcher::TakeHosts(const HeldServices::Services& resolved, const HeldServices::Services& listed) {
   LocalHosts::Table hosts;
-  for (const auto& service : resolved) hosts[HostKey(service.host)].push_back(service.address);
-  for (const auto& service : listed) hosts.try_emplace(HostKey(service.host));
+  for (const auto& service : resolved) hosts[LocalHosts::KeyOf(service.host)].push_back(service.address);
+  for (const auto& service : listed) hosts.try_emplace(LocalHosts::KeyOf(service.host));
   std::vector<std::string> followed;
   for (auto& [host, addresses] : hosts) {
     const auto before = fHosts->AddressesOf(host);

@@ -47,7 +47,7 @@ TEST(DatastoreValue, IsEmptyForAnotherTypeThanString) {
     EXPECT_EQ(ValueIn(body), "(none)") << body;
 }
 
-TEST(DatastoreValue, IsEmptyForABodyThatIsNoJSON) {
+TEST(DatastoreValue, IsEmptyForABodyThatIsNoJson) {
   for (const auto& body :
        {""s, "garbage"s, "{"s, R"({"value":"x")"s, R"({"value":"x"}})"s, R"({"value":"x"} x)"s,
         R"({'value':'x'})"s, R"({"value":"x",})"s, R"({value:"x"})"s, "\0"s, "{\"value\":\"x\"}\0"s,

@@ -17,10 +17,6 @@ std::string_view WithoutFinalDot(std::string_view host) {
   return host;
 }
 
-std::string KeyOf(std::string_view host) {
-  return vorn::LowerASCII(WithoutFinalDot(host));
-}
-
 bool IsAddress(const std::string& text) {
   in_addr address{};
   return text.find('\0') == std::string::npos && inet_pton(AF_INET, text.c_str(), &address) == 1;
@@ -46,6 +42,10 @@ bool LocalHosts::IsLocal(std::string_view host) {
   host = WithoutFinalDot(host);
   return host.size() > kLocalSuffix.size() &&
          vorn::EqualIgnoringASCIICase(host.substr(host.size() - kLocalSuffix.size()), kLocalSuffix);
+}
+
+std::string LocalHosts::KeyOf(std::string_view host) {
+  return vorn::LowerASCII(WithoutFinalDot(host));
 }
 
 bool LocalHosts::IsSameName(std::string_view one, std::string_view other) {

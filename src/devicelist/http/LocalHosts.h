@@ -35,6 +35,10 @@ class LocalHosts {
   /// the final dot, and something stands before it.
   [[nodiscard]] static bool IsLocal(std::string_view host);
 
+  /// The name by which a host is known, however it is written: in lower case,
+  /// without the final dot.
+  [[nodiscard]] static std::string KeyOf(std::string_view host);
+
   /// True for two names that differ in nothing but case and the final dot.
   [[nodiscard]] static bool IsSameName(std::string_view one, std::string_view other);
 
