@@ -231,11 +231,11 @@ TEST_F(FirmwarePollerTest, GoesAtOnceWhileTheServerHangs) {
   EXPECT_LT(std::chrono::steady_clock::now() - begin, 10s);
 }
 
-TEST(UpdateServer, IsTheBuildsOwnByDefault) {
+TEST(UpdateServerTest, IsTheBuildsOwnByDefault) {
   EXPECT_TRUE(UpdateServer::At(UpdateServer().Root()));
 }
 
-TEST(UpdateServer, TakesHttpUrlsThatEndInApi) {
+TEST(UpdateServerTest, TakesHttpUrlsThatEndInApi) {
   for (const char* root : {"http://updates.example/api/", "http://127.0.0.1:8080/api/", "http://h/v1/api/",
                            "http://[::1]:80/api/"}) {
     const auto server = UpdateServer::At(root);
@@ -244,7 +244,7 @@ TEST(UpdateServer, TakesHttpUrlsThatEndInApi) {
   }
 }
 
-TEST(UpdateServer, RefusesAllElse) {
+TEST(UpdateServerTest, RefusesAllElse) {
   for (const auto& root : {""s,
                            "https://h/api/"s,
                            "HTTP://h/api/"s,

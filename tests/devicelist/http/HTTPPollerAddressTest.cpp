@@ -40,7 +40,7 @@ constexpr char kThird[] = "127.0.0.3";
 constexpr auto kPrompt = 10s;
 
 /// Where a host is, as discovery says, and what its client makes of it.
-class HTTPAddressTest : public ::testing::Test {
+class HTTPPollerAddressTest : public ::testing::Test {
  protected:
   void Move(std::vector<std::string> addresses) { fHosts->Replace({{kHost, std::move(addresses)}}); }
 
@@ -55,7 +55,7 @@ class HTTPAddressTest : public ::testing::Test {
   HTTPPoller fPoller{fHosts};
 };
 
-TEST_F(HTTPAddressTest, AsksThePinnedAddressAndKeepsTheNameInTheHostField) {
+TEST_F(HTTPPollerAddressTest, AsksThePinnedAddressAndKeepsTheNameInTheHostField) {
   LoopbackServer server;
   server.Reply("/x", 200, "pinned");
   Move({kFirst});
@@ -68,7 +68,7 @@ TEST_F(HTTPAddressTest, AsksThePinnedAddressAndKeepsTheNameInTheHostField) {
   }
 }
 
-TEST_F(HTTPAddressTest, AsksThePinnedAddressWhateverBytesTheNameHolds) {
+TEST_F(HTTPPollerAddressTest, AsksThePinnedAddressWhateverBytesTheNameHolds) {
   LoopbackServer server;
   server.Reply("/x?y", 200, "pinned");
   for (const std::string host : {"b\u00FChne.local", "\xFF.local", "-a.local"}) {
@@ -81,7 +81,7 @@ TEST_F(HTTPAddressTest, AsksThePinnedAddressWhateverBytesTheNameHolds) {
   }
 }
 
-TEST_F(HTTPAddressTest, AsksTheAddressOnTheOtherPortsOfARedirectToo) {
+TEST_F(HTTPPollerAddressTest, AsksTheAddressOnTheOtherPortsOfARedirectToo) {
   LoopbackServer server;
   LoopbackServer other;
   other.Reply("/end", 200, "other");
@@ -114,14 +114,14 @@ class TwoServers {
   std::unique_ptr<LoopbackServer> second;
 };
 
-TEST_F(HTTPAddressTest, AsksTheNextAddressWhereOneRefuses) {
+TEST_F(HTTPPollerAddressTest, AsksTheNextAddressWhereOneRefuses) {
   TwoServers servers;
   servers.first.reset();
   Move({kFirst, kSecond});
   EXPECT_EQ(Get(servers.second->Port()), "second");
 }
 
-TEST_F(HTTPAddressTest, AsksTheNextAddressWhereOneIsSilent) {
+TEST_F(HTTPPollerAddressTest, AsksTheNextAddressWhereOneIsSilent) {
   const FullListener silent;
   LoopbackServer good(kSecond, silent.Port());
   good.Reply("/x", 200, "second");
@@ -131,7 +131,7 @@ TEST_F(HTTPAddressTest, AsksTheNextAddressWhereOneIsSilent) {
   EXPECT_LT(std::chrono::steady_clock::now() - begin, kPrompt);
 }
 
-TEST_F(HTTPAddressTest, GoesOnAtTheAddressThatAnsweredLast) {
+TEST_F(HTTPPollerAddressTest, GoesOnAtTheAddressThatAnsweredLast) {
   TwoServers servers;
   const auto port = servers.Port();
   servers.first.reset();
@@ -147,7 +147,7 @@ TEST_F(HTTPAddressTest, GoesOnAtTheAddressThatAnsweredLast) {
   EXPECT_EQ(Get(port), "first");
 }
 
-TEST_F(HTTPAddressTest, GivesNoAnswerInTimeWhereAllAreSilent) {
+TEST_F(HTTPPollerAddressTest, GivesNoAnswerInTimeWhereAllAreSilent) {
   const FullListener silent;
   HTTPPoller poller(fHosts, 300ms);
   fHosts->Replace({{kHost, {kFirst, kFirst}}});
@@ -158,7 +158,7 @@ TEST_F(HTTPAddressTest, GivesNoAnswerInTimeWhereAllAreSilent) {
 
 // ---- No memory ----
 
-TEST_F(HTTPAddressTest, AnswersAgainAfterEachRequestThatMemoryLackedFor) {
+TEST_F(HTTPPollerAddressTest, AnswersAgainAfterEachRequestThatMemoryLackedFor) {
   LoopbackServer server;
   server.Reply("/x", 200, "answer");
   const std::string url = "http://studio-a.local:" + server.PortText() + "/x";
@@ -177,7 +177,7 @@ TEST_F(HTTPAddressTest, AnswersAgainAfterEachRequestThatMemoryLackedFor) {
 
 // ---- A host that moves between requests ----
 
-TEST_F(HTTPAddressTest, FollowsAHostToItsNewAddressAtTheNextRequest) {
+TEST_F(HTTPPollerAddressTest, FollowsAHostToItsNewAddressAtTheNextRequest) {
   TwoServers servers;
   Move({kFirst});
   EXPECT_EQ(Get(servers.Port()), "first");
@@ -186,7 +186,7 @@ TEST_F(HTTPAddressTest, FollowsAHostToItsNewAddressAtTheNextRequest) {
   EXPECT_EQ(servers.first->ConnectionCount(), 1);
 }
 
-TEST_F(HTTPAddressTest, AsksFirstAtAnAddressThatWasToldSinceTheLastAnswer) {
+TEST_F(HTTPPollerAddressTest, AsksFirstAtAnAddressThatWasToldSinceTheLastAnswer) {
   TwoServers servers;
   Move({kFirst});
   EXPECT_EQ(Get(servers.Port()), "first");
@@ -198,7 +198,7 @@ TEST_F(HTTPAddressTest, AsksFirstAtAnAddressThatWasToldSinceTheLastAnswer) {
 }
 
 /// A unit that redirects to its own address has a silent one too.
-TEST_F(HTTPAddressTest, GoesOnAtTheAddressThatAnsweredBehindARedirect) {
+TEST_F(HTTPPollerAddressTest, GoesOnAtTheAddressThatAnsweredBehindARedirect) {
   TwoServers servers;
   servers.second->Reply("/x", 302, {}, {"Location: " + servers.second->Url("/y")});
   servers.second->Reply("/y", 200, "second");
@@ -211,7 +211,7 @@ TEST_F(HTTPAddressTest, GoesOnAtTheAddressThatAnsweredBehindARedirect) {
   EXPECT_EQ(servers.first->ConnectionCount(), 0);
 }
 
-TEST_F(HTTPAddressTest, FollowsTwoHostsThatExchangeTheirAddresses) {
+TEST_F(HTTPPollerAddressTest, FollowsTwoHostsThatExchangeTheirAddresses) {
   TwoServers servers;
   HTTPPoller other(fHosts);
   const auto otherUrl = "http://studio-b.local:" + std::to_string(servers.Port()) + "/x";
@@ -242,7 +242,7 @@ class RunningRequest {
   std::future<std::string> fBody;
 };
 
-TEST_F(HTTPAddressTest, GivesUpAConnectionToAnAddressThatTheHostHasLeft) {
+TEST_F(HTTPPollerAddressTest, GivesUpAConnectionToAnAddressThatTheHostHasLeft) {
   const FullListener silent;
   LoopbackServer good(kSecond, silent.Port());
   good.Reply("/x", 200, "second");
@@ -256,7 +256,7 @@ TEST_F(HTTPAddressTest, GivesUpAConnectionToAnAddressThatTheHostHasLeft) {
 }
 
 /// A request that is at the first address, where nobody answers.
-class HTTPSilenceTest : public HTTPAddressTest, public ::testing::WithParamInterface<bool> {
+class HTTPSilenceTest : public HTTPPollerAddressTest, public ::testing::WithParamInterface<bool> {
  protected:
   [[nodiscard]] std::unique_ptr<RunningRequest> AskInSilence(HTTPPoller& poller) {
     const int before = CountConnecting(fSilent.Port());
@@ -300,7 +300,7 @@ TEST_F(HTTPSilenceTest, IsNotFollowedByAnAddressThatTheHostHasLeftMeanwhile) {
   EXPECT_EQ(left.ConnectionCount(), 0);
 }
 
-TEST_F(HTTPAddressTest, AsksAtANewAddressWhereTheRequestFailsAtTheOldOne) {
+TEST_F(HTTPPollerAddressTest, AsksAtANewAddressWhereTheRequestFailsAtTheOldOne) {
   TwoServers servers;
   servers.first->Handle("/x", [this](Exchange& exchange) {
     exchange.Send("HTTP/1.1 200 OK\r\nContent-Length: 5\r\n\r\nfi");
@@ -313,7 +313,7 @@ TEST_F(HTTPAddressTest, AsksAtANewAddressWhereTheRequestFailsAtTheOldOne) {
 }
 
 /// What the unit has sent from its old address when it moves.
-class HTTPMoveTest : public HTTPAddressTest, public ::testing::WithParamInterface<const char*> {
+class HTTPMoveTest : public HTTPPollerAddressTest, public ::testing::WithParamInterface<const char*> {
  protected:
   HTTPMoveTest() { Move({kFirst}); }
 
@@ -350,7 +350,7 @@ INSTANTIATE_TEST_SUITE_P(, HTTPMoveTest,
                          ::testing::Values("", "HT", "HTTP/1.1 200 OK\r\nContent-Length: 5\r\n",
                                            "HTTP/1.1 200 OK\r\nContent-Length: 5\r\n\r\nfi"));
 
-TEST_F(HTTPAddressTest, BeginsAtTheNameAgainWhenAHostMovesUnderARedirect) {
+TEST_F(HTTPPollerAddressTest, BeginsAtTheNameAgainWhenAHostMovesUnderARedirect) {
   TwoServers servers;
   LoopbackServer target;
   target.Handle("/y", [](Exchange& exchange) { exchange.Hang(); });
@@ -364,7 +364,7 @@ TEST_F(HTTPAddressTest, BeginsAtTheNameAgainWhenAHostMovesUnderARedirect) {
 }
 
 /// What leaves a request alone: more addresses, other hosts, no host any more.
-TEST_F(HTTPAddressTest, LeavesARequestAloneWhileItsAddressStands) {
+TEST_F(HTTPPollerAddressTest, LeavesARequestAloneWhileItsAddressStands) {
   TwoServers servers;
   std::promise<void> arrived;
   std::promise<void> changed;
@@ -387,7 +387,7 @@ TEST_F(HTTPAddressTest, LeavesARequestAloneWhileItsAddressStands) {
   EXPECT_EQ(servers.second->ConnectionCount(), 0);
 }
 
-TEST_F(HTTPAddressTest, EndsCancelledEvenWhereTheHostMoves) {
+TEST_F(HTTPPollerAddressTest, EndsCancelledEvenWhereTheHostMoves) {
   TwoServers servers;
   servers.first->Handle("/x", [](Exchange& exchange) { exchange.Hang(); });
   servers.second->Handle("/x", [](Exchange& exchange) { exchange.Hang(); });
@@ -402,7 +402,7 @@ TEST_F(HTTPAddressTest, EndsCancelledEvenWhereTheHostMoves) {
   EXPECT_EQ(request.Body(), "no answer");
 }
 
-TEST_F(HTTPAddressTest, AnswersEachRequestHoweverOftenTheHostMoves) {
+TEST_F(HTTPPollerAddressTest, AnswersEachRequestHoweverOftenTheHostMoves) {
   TwoServers servers;
   Move({kFirst});
   constexpr int kRequests = 200;

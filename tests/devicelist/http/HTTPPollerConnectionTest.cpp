@@ -19,7 +19,7 @@ using vorn::testing::StopsServer;
 
 /// What stands on a connection before and behind the answers: half answers,
 /// and bytes that belong to none.
-class HTTPConnectionTest : public ::testing::Test {
+class HTTPPollerConnectionTest : public ::testing::Test {
  protected:
   vorn::optional<HTTPAnswer> Get(const std::string& target) {
     return fPoller.DoRequest(fServer.Url(target), {});
@@ -31,7 +31,8 @@ class HTTPConnectionTest : public ::testing::Test {
 
 // ---- An answer that ends within its header ----
 
-class HTTPCutHeaderTest : public HTTPConnectionTest, public ::testing::WithParamInterface<const char*> {};
+class HTTPCutHeaderTest : public HTTPPollerConnectionTest,
+                          public ::testing::WithParamInterface<const char*> {};
 
 TEST_P(HTTPCutHeaderTest, IsNoAnswer) {
   const auto endBy = [this](void (Exchange::*end)()) {
@@ -72,7 +73,7 @@ struct Stray {
   const char* behind;
 };
 
-class HTTPStrayBytesTest : public HTTPConnectionTest, public ::testing::WithParamInterface<Stray> {};
+class HTTPStrayBytesTest : public HTTPPollerConnectionTest, public ::testing::WithParamInterface<Stray> {};
 
 /// The bytes reach the computer between two requests.
 TEST_P(HTTPStrayBytesTest, SpoilNoLaterRequestWhenTheyWaitOnTheConnection) {
@@ -123,7 +124,7 @@ INSTANTIATE_TEST_SUITE_P(
         Stray{"HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n1\r\nx\r\n0\r\n\r\n", "\r\n"}));
 
 /// The bytes come between the next request and its answer.
-TEST_F(HTTPConnectionTest, AsksOnceMoreOverAFreshConnectionWhereNoAnswerBeginsOnTheKeptOne) {
+TEST_F(HTTPPollerConnectionTest, AsksOnceMoreOverAFreshConnectionWhereNoAnswerBeginsOnTheKeptOne) {
   for (const auto* bytes : {"\r\nHTTP/1.1 200 OK\r\nContent-Length: 1\r\n\r\nx", "garbage\r\n\r\n", "\r\n",
                             "{\"value\":\"x\"}HTTP/1.1 200 OK\r\n\r\n", "HTTP/9.9 200 OK\r\n\r\n"}) {
     LoopbackServer server;
@@ -146,7 +147,7 @@ TEST_F(HTTPConnectionTest, AsksOnceMoreOverAFreshConnectionWhereNoAnswerBeginsOn
   }
 }
 
-TEST_F(HTTPConnectionTest, AsksOnceMoreAndNotTwice) {
+TEST_F(HTTPPollerConnectionTest, AsksOnceMoreAndNotTwice) {
   fServer.Reply("/good", 200, "good");
   fServer.Handle("/bad", [](Exchange& exchange) {
     exchange.Send("garbage\r\n\r\n");
@@ -159,7 +160,7 @@ TEST_F(HTTPConnectionTest, AsksOnceMoreAndNotTwice) {
   EXPECT_EQ(fServer.RequestCount(), 4U);
 }
 
-TEST_F(HTTPConnectionTest, DoesNotAskAgainWhereAnAnswerHadBegun) {
+TEST_F(HTTPPollerConnectionTest, DoesNotAskAgainWhereAnAnswerHadBegun) {
   for (const auto& bytes : {"HTTP/1.1 200 " + std::string(70'000, 'x') + "\r\n\r\n",
                             "HTTP/1.1 200 OK\r\nContent-Length: 5\r\n\r\nx"s}) {
     LoopbackServer server;

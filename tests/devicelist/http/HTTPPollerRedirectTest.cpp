@@ -26,7 +26,7 @@ using vorn::testing::ScopedEnvironment;
 
 using Tag = vorn::optional<std::string>;
 
-class HTTPRedirectTest : public ::testing::Test {
+class HTTPPollerRedirectTest : public ::testing::Test {
  protected:
   vorn::optional<HTTPAnswer> Get(const std::string& target, const Tag& etag = {}) {
     return fPoller.DoRequest(fServer.Url(target), etag);
@@ -40,7 +40,7 @@ class HTTPRedirectTest : public ::testing::Test {
   HTTPPoller fPoller;
 };
 
-TEST_F(HTTPRedirectTest, FollowsEachKindToTheSameHost) {
+TEST_F(HTTPPollerRedirectTest, FollowsEachKindToTheSameHost) {
   fServer.Reply("/end", 200, "end");
   for (const int status : {301, 302, 303, 307, 308}) {
     Redirect("/x", "/end", status);
@@ -52,7 +52,7 @@ TEST_F(HTTPRedirectTest, FollowsEachKindToTheSameHost) {
   }
 }
 
-TEST_F(HTTPRedirectTest, FollowsRelativeAndWholeLocationsAndAnotherPort) {
+TEST_F(HTTPPollerRedirectTest, FollowsRelativeAndWholeLocationsAndAnotherPort) {
   LoopbackServer other;
   other.Reply("/end", 200, "other");
   fServer.Reply("/a/end", 200, "end");
@@ -64,7 +64,7 @@ TEST_F(HTTPRedirectTest, FollowsRelativeAndWholeLocationsAndAnotherPort) {
   EXPECT_EQ(Get("/port")->first, "other");
 }
 
-TEST_F(HTTPRedirectTest, NeverGoesToAnotherHost) {
+TEST_F(HTTPPollerRedirectTest, NeverGoesToAnotherHost) {
   LoopbackServer other("127.0.0.2", 0);
   for (const auto& location :
        {other.Url("/"), "//127.0.0.2:" + other.PortText() + "/",
@@ -90,13 +90,13 @@ bool BeginsTLS(HTTPPoller& poller, const std::string& url, const LoopbackServer&
   return begun;
 }
 
-TEST_F(HTTPRedirectTest, GoesToHTTPSOnTheSameHost) {
+TEST_F(HTTPPollerRedirectTest, GoesToHTTPSOnTheSameHost) {
   LoopbackServer tls;
   Redirect("/x", "https://127.0.0.1:" + tls.PortText() + "/");
   EXPECT_TRUE(BeginsTLS(fPoller, fServer.Url("/x"), tls));
 }
 
-TEST_F(HTTPRedirectTest, FollowsAReferenceToTheSameResource) {
+TEST_F(HTTPPollerRedirectTest, FollowsAReferenceToTheSameResource) {
   for (const char* location : {"", "#", "#top"}) {
     LoopbackServer server;
     bool asked = false;  // by the server's one connection alone
@@ -113,7 +113,7 @@ TEST_F(HTTPRedirectTest, FollowsAReferenceToTheSameResource) {
 
 // ---- A unit that discovery knows the addresses of ----
 
-class HTTPUnitRedirectTest : public HTTPRedirectTest {
+class HTTPUnitRedirectTest : public HTTPPollerRedirectTest {
  protected:
   HTTPUnitRedirectTest() {
     fHosts->Replace({{"studio-a.local", {"127.0.0.1", "127.0.0.2"}}, {"studio-b.local", {"127.0.0.3"}}});
@@ -180,7 +180,7 @@ TEST_F(HTTPUnitRedirectTest, UsesNoProxyOnTheWay) {
 
 // ---- The update server ----
 
-class HTTPServerRedirectTest : public HTTPRedirectTest {
+class HTTPServerRedirectTest : public HTTPPollerRedirectTest {
  protected:
   std::string BodyBehind(const std::string& location) {
     Redirect("/x", location);
@@ -218,7 +218,7 @@ TEST_F(HTTPServerRedirectTest, FollowsNothingButHTTPAndFiveTimes) {
   EXPECT_EQ(other.RequestCount(), 5U);
 }
 
-TEST_F(HTTPRedirectTest, FollowsFiveAndNotASixth) {
+TEST_F(HTTPPollerRedirectTest, FollowsFiveAndNotASixth) {
   for (int i = 0; i < 6; ++i) Redirect("/" + std::to_string(i), "/" + std::to_string(i + 1));
   fServer.Reply("/6", 200, "end");
   EXPECT_EQ(Get("/1")->first, "end");
@@ -230,7 +230,7 @@ TEST_F(HTTPRedirectTest, FollowsFiveAndNotASixth) {
   EXPECT_THAT(fServer.Targets(), SizeIs(18));
 }
 
-TEST_F(HTTPRedirectTest, PutsAllHopsUnderOneDeadline) {
+TEST_F(HTTPPollerRedirectTest, PutsAllHopsUnderOneDeadline) {
   fServer.Handle("/loop", [](Exchange& exchange) {
     exchange.Pause(150ms);
     exchange.Reply(302, {}, {"Location: /loop"});
@@ -240,7 +240,7 @@ TEST_F(HTTPRedirectTest, PutsAllHopsUnderOneDeadline) {
   EXPECT_LE(fServer.RequestCount(), 3U);
 }
 
-TEST_F(HTTPRedirectTest, TakesAStatusWithNothingToFollowForAnAnswer) {
+TEST_F(HTTPPollerRedirectTest, TakesAStatusWithNothingToFollowForAnAnswer) {
   fServer.Reply("/x", 302, "nowhere");
   EXPECT_EQ(Get("/x")->second.statusCode, 302);
   Redirect("/x", "/other", 304);

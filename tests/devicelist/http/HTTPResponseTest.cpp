@@ -18,7 +18,7 @@ HeaderFields FieldsOf(std::initializer_list<std::string> lines) {
   return fields;
 }
 
-TEST(HeaderFields, FindsAFieldWhateverTheCaseOfItsName) {
+TEST(HeaderFieldsTest, FindsAFieldWhateverTheCaseOfItsName) {
   for (const char* spelled : {"ETag", "etag", "ETAG", "eTaG"}) {
     const auto fields = FieldsOf({spelled + ": \"a1\"\r\n"s});
     ASSERT_TRUE(fields.Find("ETag")) << spelled;
@@ -26,39 +26,39 @@ TEST(HeaderFields, FindsAFieldWhateverTheCaseOfItsName) {
   }
 }
 
-TEST(HeaderFields, HasNothingUnderANameThatIsOnlyAPartOfAnother) {
+TEST(HeaderFieldsTest, HasNothingUnderANameThatIsOnlyAPartOfAnother) {
   const auto fields = FieldsOf({"ETags: x\r\n", "X-ETag: y\r\n"});
   EXPECT_FALSE(fields.Find("ETag"));
   EXPECT_FALSE(fields.Find(""));
 }
 
-TEST(HeaderFields, TakesBlanksOffTheEndsOfAValueAndKeepsThoseWithin) {
+TEST(HeaderFieldsTest, TakesBlanksOffTheEndsOfAValueAndKeepsThoseWithin) {
   EXPECT_EQ(*FieldsOf({"A: \t b  c \t\r\n"}).Find("a"), "b  c");
   EXPECT_EQ(*FieldsOf({"A:b"}).Find("a"), "b");
   EXPECT_EQ(*FieldsOf({"A: b:c\n"}).Find("a"), "b:c");
 }
 
-TEST(HeaderFields, KeepsAnEmptyValue) {
+TEST(HeaderFieldsTest, KeepsAnEmptyValue) {
   const auto fields = FieldsOf({"ETag:\r\n"});
   ASSERT_TRUE(fields.Find("ETag"));
   EXPECT_EQ(*fields.Find("ETag"), "");
 }
 
-TEST(HeaderFields, JoinsFieldsOfOneNameInOrder) {
+TEST(HeaderFieldsTest, JoinsFieldsOfOneNameInOrder) {
   EXPECT_EQ(*FieldsOf({"A: 1\r\n", "B: x\r\n", "a: 2\r\n"}).Find("A"), "1, 2");
 }
 
-TEST(HeaderFields, GoesOnWithAFoldedLine) {
+TEST(HeaderFieldsTest, GoesOnWithAFoldedLine) {
   EXPECT_EQ(*FieldsOf({"A: 1\r\n", "  2\r\n", "\t3\r\n"}).Find("A"), "1 2 3");
   EXPECT_EQ(*FieldsOf({"A:\r\n", " 2\r\n"}).Find("A"), "2");
 }
 
-TEST(HeaderFields, LeavesOutAFoldedLineThatFollowsNoField) {
+TEST(HeaderFieldsTest, LeavesOutAFoldedLineThatFollowsNoField) {
   EXPECT_FALSE(FieldsOf({" A: 1\r\n"}).Find("A"));
   EXPECT_EQ(*FieldsOf({"A: 1\r\n", "garbage\r\n", " 2\r\n"}).Find("A"), "1");
 }
 
-TEST(HeaderFields, LeavesOutWhatIsNoField) {
+TEST(HeaderFieldsTest, LeavesOutWhatIsNoField) {
   for (const auto& line :
        {""s, "\r\n"s, "HTTP/1.1 200 OK\r\n"s, "no colon\r\n"s, ": no name\r\n"s, "a b: c\r\n"s, "a : c\r\n"s,
         "a\0b: c\r\n"s, "a: b\0c\r\n"s, "a: b\rc\r\n"s, "a: b\nc\r\n"s}) {
@@ -69,11 +69,11 @@ TEST(HeaderFields, LeavesOutWhatIsNoField) {
   }
 }
 
-TEST(HeaderFields, KeepsBytesBeyondASCIIAsTheyCame) {
+TEST(HeaderFieldsTest, KeepsBytesBeyondASCIIAsTheyCame) {
   EXPECT_EQ(*FieldsOf({"A: \xc3\xff\x80\r\n"}).Find("A"), "\xc3\xff\x80");
 }
 
-TEST(HeaderFields, ForgetsEverythingWhenCleared) {
+TEST(HeaderFieldsTest, ForgetsEverythingWhenCleared) {
   auto fields = FieldsOf({"A: 1\r\n"});
   fields.Clear();
   fields.AddLine(" 2\r\n");

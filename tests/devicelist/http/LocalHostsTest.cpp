@@ -18,7 +18,7 @@ using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 using ::testing::SizeIs;
 
-TEST(LocalHosts, KnowsALocalHostByItsLastLabel) {
+TEST(LocalHostsTest, KnowsALocalHostByItsLastLabel) {
   for (const char* host : {"a.local", "A.LOCAL", "a.local.", "a.b.Local"})
     EXPECT_TRUE(LocalHosts::IsLocal(host)) << host;
   for (const char* host :
@@ -26,7 +26,7 @@ TEST(LocalHosts, KnowsALocalHostByItsLastLabel) {
     EXPECT_FALSE(LocalHosts::IsLocal(host)) << host;
 }
 
-TEST(LocalHosts, GivesTheAddressesOfAHostInAnySpelling) {
+TEST(LocalHostsTest, GivesTheAddressesOfAHostInAnySpelling) {
   LocalHosts hosts;
   hosts.Replace({{"Studio-A.local", {"192.0.2.1", "192.0.2.2"}}});
   EXPECT_THAT(hosts.AddressesOf("studio-a.LOCAL"), ElementsAre("192.0.2.1", "192.0.2.2"));
@@ -34,7 +34,7 @@ TEST(LocalHosts, GivesTheAddressesOfAHostInAnySpelling) {
   EXPECT_THAT(hosts.AddressesOf("studio-b.local"), IsEmpty());
 }
 
-TEST(LocalHosts, NeverTakesAnotherKindOfHost) {
+TEST(LocalHostsTest, NeverTakesAnotherKindOfHost) {
   LocalHosts hosts;
   hosts.Replace({{"updates.vorn.example", {"192.0.2.1"}}, {"localhost", {"192.0.2.1"}}, {"", {"192.0.2.1"}}});
   EXPECT_THAT(hosts.AddressesOf("updates.vorn.example"), IsEmpty());
@@ -42,14 +42,14 @@ TEST(LocalHosts, NeverTakesAnotherKindOfHost) {
   EXPECT_THAT(hosts.AddressesOf(""), IsEmpty());
 }
 
-TEST(LocalHosts, LeavesOutWhatIsNoAddress) {
+TEST(LocalHostsTest, LeavesOutWhatIsNoAddress) {
   LocalHosts hosts;
   hosts.Replace(
       {{"a.local", {"", "x", "1.2.3", "1.2.3.4,5.6.7.8", "1.2.3.4\0"s, "::1", "256.1.1.1", "192.0.2.9"}}});
   EXPECT_THAT(hosts.AddressesOf("a.local"), ElementsAre("192.0.2.9"));
 }
 
-TEST(LocalHosts, PutsSpellingsOfOneHostTogetherAndKeepsAFew) {
+TEST(LocalHostsTest, PutsSpellingsOfOneHostTogetherAndKeepsAFew) {
   LocalHosts hosts;
   hosts.Replace({{"A.local", {"192.0.2.1", "192.0.2.2"}}, {"a.local", {"192.0.2.2", "192.0.2.3"}}});
   EXPECT_THAT(hosts.AddressesOf("a.local"), ElementsAre("192.0.2.1", "192.0.2.2", "192.0.2.3"));
@@ -59,7 +59,7 @@ TEST(LocalHosts, PutsSpellingsOfOneHostTogetherAndKeepsAFew) {
   EXPECT_THAT(hosts.AddressesOf("a.local"), SizeIs(LocalHosts::kMaxAddresses));
 }
 
-TEST(LocalHosts, ForgetsHostsThatTheNewTableLacks) {
+TEST(LocalHostsTest, ForgetsHostsThatTheNewTableLacks) {
   LocalHosts hosts;
   hosts.Replace({{"a.local", {"192.0.2.1"}}});
   hosts.Replace({{"b.local", {"192.0.2.2"}}});
@@ -67,7 +67,7 @@ TEST(LocalHosts, ForgetsHostsThatTheNewTableLacks) {
   EXPECT_THAT(hosts.AddressesOf("b.local"), ElementsAre("192.0.2.2"));
 }
 
-TEST(LocalHosts, TellsNamesApartByMoreThanCaseAndFinalDot) {
+TEST(LocalHostsTest, TellsNamesApartByMoreThanCaseAndFinalDot) {
   EXPECT_TRUE(LocalHosts::IsSameName("Studio-A.local", "studio-a.LOCAL."));
   EXPECT_FALSE(LocalHosts::IsSameName("studio-a.local", "studio-b.local"));
   EXPECT_FALSE(LocalHosts::IsSameName("studio-a.local", "studio-a.local.."));

@@ -98,7 +98,7 @@ INSTANTIATE_TEST_SUITE_P(, EncodedBodyTest,
                          ::testing::Values(Packed{Coding::kGzip, Gzip}, Packed{Coding::kDeflate, Deflate},
                                            Packed{Coding::kDeflate, DeflateWithoutHeader}));
 
-TEST(ResponseCollector, GathersFieldsAndBody) {
+TEST(ResponseCollectorTest, GathersFieldsAndBody) {
   ResponseCollector collector;
   EXPECT_TRUE(collector.AddHeaderLine("HTTP/1.1 200 OK\r\n"));
   EXPECT_TRUE(collector.AddHeaderLine("ETag: 1\r\n"));
@@ -110,7 +110,7 @@ TEST(ResponseCollector, GathersFieldsAndBody) {
   EXPECT_EQ(*answer.second.allHeaderFields.Find("etag"), "1");
 }
 
-TEST(ResponseCollector, BeginsAfreshWithEachResponseOfARequest) {
+TEST(ResponseCollectorTest, BeginsAfreshWithEachResponseOfARequest) {
   ResponseCollector collector;
   EXPECT_TRUE(collector.AddHeaderLine("HTTP/1.1 103 Early Hints\r\n"));
   EXPECT_TRUE(collector.AddHeaderLine("ETag: early\r\n"));
@@ -124,7 +124,7 @@ TEST(ResponseCollector, BeginsAfreshWithEachResponseOfARequest) {
   EXPECT_TRUE(answer.second.allHeaderFields.Find("A"));
 }
 
-TEST(ResponseCollector, TakesNoFieldsFromTrailers) {
+TEST(ResponseCollectorTest, TakesNoFieldsFromTrailers) {
   ResponseCollector collector;
   EXPECT_TRUE(collector.AddHeaderLine("HTTP/1.1 200 OK\r\n"));
   EXPECT_TRUE(collector.AddHeaderLine("\r\n"));
@@ -132,7 +132,7 @@ TEST(ResponseCollector, TakesNoFieldsFromTrailers) {
   EXPECT_FALSE(collector.TakeAnswer().second.allHeaderFields.Find("ETag"));
 }
 
-TEST(ResponseCollector, TakesABodyOfExactlyTheBoundAndNotOneByteMore) {
+TEST(ResponseCollectorTest, TakesABodyOfExactlyTheBoundAndNotOneByteMore) {
   ResponseCollector collector;
   EXPECT_TRUE(collector.AddBody(std::string(ResponseCollector::kMaxBodyBytes, 'x')));
   EXPECT_FALSE(collector.AddBody("x"));
@@ -140,7 +140,7 @@ TEST(ResponseCollector, TakesABodyOfExactlyTheBoundAndNotOneByteMore) {
   EXPECT_FALSE(collector.AddBody(std::string(ResponseCollector::kMaxBodyBytes + 1, 'x')));
 }
 
-TEST(ResponseCollector, TakesAHeaderOfExactlyTheBoundAndNotOneByteMore) {
+TEST(ResponseCollectorTest, TakesAHeaderOfExactlyTheBoundAndNotOneByteMore) {
   ResponseCollector collector;
   const std::string half = "A: " + std::string(ResponseCollector::kMaxHeaderBytes / 2 - 5, 'x') + "\r\n";
   EXPECT_TRUE(collector.AddHeaderLine(half));
@@ -148,7 +148,7 @@ TEST(ResponseCollector, TakesAHeaderOfExactlyTheBoundAndNotOneByteMore) {
   EXPECT_FALSE(collector.AddHeaderLine("\n"));
 }
 
-TEST(ResponseCollector, CountsInterimResponsesAndTrailersAsHeader) {
+TEST(ResponseCollectorTest, CountsInterimResponsesAndTrailersAsHeader) {
   ResponseCollector collector;
   bool taken = true;
   std::size_t bytes = 0;
@@ -162,7 +162,7 @@ TEST(ResponseCollector, CountsInterimResponsesAndTrailersAsHeader) {
   EXPECT_LE(bytes, ResponseCollector::kMaxHeaderBytes + line.size() + 8);
 }
 
-TEST(ResponseCollector, AcceptsOnlyEncodingsThatItCanUndoOrThatAreNone) {
+TEST(ResponseCollectorTest, AcceptsOnlyEncodingsThatItCanUndoOrThatAreNone) {
   for (const char* line :
        {"Content-Encoding: gzip", "content-encoding: X-GZIP", "Content-Encoding: deflate",
         "Content-Encoding: identity", "Content-Encoding:", "Content-Encoding: identity, gzip",
@@ -180,13 +180,13 @@ TEST(ResponseCollector, AcceptsOnlyEncodingsThatItCanUndoOrThatAreNone) {
   }
 }
 
-TEST(ResponseCollector, RefusesEncodingsUponEncodingsOverSeveralLines) {
+TEST(ResponseCollectorTest, RefusesEncodingsUponEncodingsOverSeveralLines) {
   ResponseCollector collector;
   EXPECT_TRUE(collector.AddHeaderLine("Content-Encoding: gzip\r\n"));
   EXPECT_FALSE(collector.AddHeaderLine("Content-Encoding: gzip\r\n"));
 }
 
-TEST(ResponseCollector, DecodesTheBodyOfTheLastResponseOnly) {
+TEST(ResponseCollectorTest, DecodesTheBodyOfTheLastResponseOnly) {
   ResponseCollector collector;
   EXPECT_TRUE(collector.AddHeaderLine("HTTP/1.1 103 Early Hints\r\n"));
   EXPECT_TRUE(collector.AddHeaderLine("Content-Encoding: gzip\r\n"));
@@ -197,7 +197,7 @@ TEST(ResponseCollector, DecodesTheBodyOfTheLastResponseOnly) {
   EXPECT_EQ(collector.TakeAnswer().first, "plain");
 }
 
-TEST(ResponseCollector, IsCompleteWithTheBlankLineAndTheWholeEncodedBody) {
+TEST(ResponseCollectorTest, IsCompleteWithTheBlankLineAndTheWholeEncodedBody) {
   ResponseCollector collector;
   EXPECT_FALSE(collector.IsComplete());
   EXPECT_TRUE(collector.AddHeaderLine("HTTP/1.1 200 OK\r\n"));
@@ -212,7 +212,7 @@ TEST(ResponseCollector, IsCompleteWithTheBlankLineAndTheWholeEncodedBody) {
   EXPECT_TRUE(collector.IsComplete());
 }
 
-TEST(ResponseCollector, BoundsAnEncodedBodyThatGivesOutNothing) {
+TEST(ResponseCollectorTest, BoundsAnEncodedBodyThatGivesOutNothing) {
   ResponseCollector collector;
   EXPECT_TRUE(collector.AddHeaderLine("Content-Encoding: gzip\r\n"));
   // A gzip header whose file name does not end.

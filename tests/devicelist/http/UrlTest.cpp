@@ -10,7 +10,7 @@ namespace {
 
 using namespace std::string_literals;
 
-TEST(Url, KnowsItsPieces) {
+TEST(UrlTest, KnowsItsPieces) {
   const auto url = ParseUrl("http://Studio-A.local:8080/datastore/x?y=1#z");
   ASSERT_TRUE(url);
   EXPECT_EQ(url->scheme, "http");
@@ -20,33 +20,33 @@ TEST(Url, KnowsItsPieces) {
   EXPECT_EQ(url->text.find('#'), std::string::npos);
 }
 
-TEST(Url, HasTheSchemesOwnPortByDefault) {
+TEST(UrlTest, HasTheSchemesOwnPortByDefault) {
   EXPECT_EQ(ParseUrl("http://a/")->port, "80");
   EXPECT_EQ(ParseUrl("https://a/")->port, "443");
 }
 
-TEST(Url, RefusesWhatIsNoHTTPUrl) {
+TEST(UrlTest, RefusesWhatIsNoHTTPUrl) {
   for (const auto& text : {""s, "a"s, "a/b"s, "/a"s, "ftp://a/"s, "file:///etc/passwd"s, "gopher://a/"s,
                            "http:///x"s, "http://"s, "http://a:99999/"s, "http://a:x/"s, "javascript:1"s}) {
     EXPECT_FALSE(ParseUrl(text)) << text;
   }
 }
 
-TEST(Url, RefusesCredentials) {
+TEST(UrlTest, RefusesCredentials) {
   for (const char* text : {"http://u:p@a/", "http://u@a/", "http://@a/", "http://:@a/", "http://a@b@c/"}) {
     EXPECT_FALSE(ParseUrl(text)) << text;
   }
   EXPECT_TRUE(ParseUrl("http://a/u@b"));
 }
 
-TEST(Url, RefusesWhiteSpaceAndControlCharacters) {
+TEST(UrlTest, RefusesWhiteSpaceAndControlCharacters) {
   for (const auto& text : {"http://a/b c"s, " http://a/"s, "http://a/\r\nX: y"s, "http://a/\tb"s,
                            "http://a/\x7f"s, "http://a/b\0c"s, "http://a b/"s}) {
     EXPECT_FALSE(ParseUrl(text)) << text;
   }
 }
 
-TEST(Url, RefusesControlCharactersEscapedInTheHost) {
+TEST(UrlTest, RefusesControlCharactersEscapedInTheHost) {
   for (const char* text :
        {"http://.%7f.1/", "http://a%7F/", "http://a%0a/", "http://a%20b/", "http://a%00/"}) {
     EXPECT_FALSE(ParseUrl(text)) << text;
@@ -61,7 +61,7 @@ TEST(Url, RefusesControlCharactersEscapedInTheHost) {
   EXPECT_FALSE(ParseUrl("http:/2%36://a/"));
 }
 
-TEST(Url, ResolvesReferences) {
+TEST(UrlTest, ResolvesReferences) {
   const auto base = ParseUrl("http://a:81/b/c?d");
   ASSERT_TRUE(base);
   EXPECT_EQ(ResolveUrl(*base, "/x")->text, "http://a:81/x");
@@ -72,7 +72,7 @@ TEST(Url, ResolvesReferences) {
   EXPECT_EQ(ResolveUrl(*base, "/with blank")->text, "http://a:81/with%20blank");
 }
 
-TEST(Url, ResolvesReferencesToTheSameResource) {
+TEST(UrlTest, ResolvesReferencesToTheSameResource) {
   const auto base = ParseUrl("http://a:81/b/../c?d");
   ASSERT_TRUE(base);
   for (const char* reference : {"", "#", "#x", "#/y"})
@@ -81,7 +81,7 @@ TEST(Url, ResolvesReferencesToTheSameResource) {
   EXPECT_EQ(ResolveUrl(*base, "?e#x")->text, "http://a:81/c?e");
 }
 
-TEST(Url, KeepsDotsInItsPathAndFollowsThoseOfAReference) {
+TEST(UrlTest, KeepsDotsInItsPathAndFollowsThoseOfAReference) {
   EXPECT_EQ(ParseUrl("http://a/b/../c/./d")->text, "http://a/b/../c/./d");
   EXPECT_EQ(ParseUrl("http://a/b/../c")->path, "/b/../c");
   const auto base = ParseUrl("http://a/b/../c/d");
@@ -92,7 +92,7 @@ TEST(Url, KeepsDotsInItsPathAndFollowsThoseOfAReference) {
   EXPECT_EQ(ResolveUrl(*ParseUrl("http://a/b/.."), "x")->text, "http://a/b/x");
 }
 
-TEST(Url, RefusesReferencesThatLeaveHTTPOrNameAUser) {
+TEST(UrlTest, RefusesReferencesThatLeaveHTTPOrNameAUser) {
   const auto base = ParseUrl("http://a/");
   ASSERT_TRUE(base);
   for (const char* reference : {"ftp://a/", "file:///etc/passwd", "http://u:p@a/", "//@a/", "http://"}) {
@@ -100,7 +100,7 @@ TEST(Url, RefusesReferencesThatLeaveHTTPOrNameAUser) {
   }
 }
 
-TEST(WebAddress, IsHttpOrHttpsWithAHost) {
+TEST(WebAddressTest, IsHttpOrHttpsWithAHost) {
   for (const char* text :
        {"http://a", "HTTPS://a/", "http://a:80/", "http://a:/", "http://10.0.0.1/x?y#device",
         "http://a#device", "http://[fe80::1]:80/", "http://[::1]", "http://user:word@a:1/", "http://a?x",
@@ -109,7 +109,7 @@ TEST(WebAddress, IsHttpOrHttpsWithAHost) {
   }
 }
 
-TEST(WebAddress, IsNothingElse) {
+TEST(WebAddressTest, IsNothingElse) {
   for (const char* text : {"",
                            "http:",
                            "http://",
@@ -146,20 +146,20 @@ TEST(WebAddress, IsNothingElse) {
   EXPECT_FALSE(IsWebAddress(std::string("http://a/\0b", 11)));
 }
 
-TEST(WebAddress, IsOfBoundedLength) {
+TEST(WebAddressTest, IsOfBoundedLength) {
   const std::string prefix = "http://a/";
   EXPECT_TRUE(IsWebAddress(prefix + std::string(8192 - prefix.size(), 'x')));
   EXPECT_FALSE(IsWebAddress(prefix + std::string(8193 - prefix.size(), 'x')));
 }
 
-TEST(URLEncode, EncodesASegment) {
+TEST(URLEncodeTest, EncodesASegment) {
   EXPECT_EQ(URLEncode("My Device/1"), "My%20Device%2f1");
   EXPECT_EQ(URLEncode("a-b_c.d~e"), "a-b_c.d~e");
   EXPECT_EQ(URLEncode("a:b"), "a%3ab");
   EXPECT_EQ(URLEncode(""), "");
 }
 
-TEST(URLEncode, LeavesLettersDigitsAndFifteenMarks) {
+TEST(URLEncodeTest, LeavesLettersDigitsAndFifteenMarks) {
   const std::string kept = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789!$&'()*+,-.;=_~";
   EXPECT_EQ(URLEncode(kept), kept);
   int encoded = 0;
