@@ -21,8 +21,9 @@ enum ExitCode : int {
 [[nodiscard]] int Print(std::string_view text);
 
 /// Looks for units, asks the server for their newest firmware, and prints them
-/// as asked; returns the exit code. Needs the signals blocked. Runs the calling thread's PollRunLoop. By the
-/// time it returns, the process is bound to end within a second, whatever its threads are stuck in.
+/// as asked; returns the exit code. Needs the signals blocked. Runs the calling
+/// thread's PollRunLoop. By the time it returns, the process is bound to end
+/// within a second, whatever its threads are stuck in.
 int RunList(const Options& options, DeviceList::UpdateServer server);
 
 }  // namespace vorn::devicelisttool
