@@ -1,6 +1,6 @@
-// The time from a unit's changed answer to the list in which it is published:
-// every answer carries the time of its sending in the unit's name. Beside it,
-// the time until a bare libcurl easy handle has the same kind of answer.
+// The time from a unit's changed answer to the list that publishes it: the unit's name in every answer
+// contains the time of its sending. The reference is the time until a bare libcurl easy handle has such an
+// answer.
 //
 // bench_change UNITS SECONDS
 
@@ -27,7 +27,7 @@ using DeviceList::ExtendedDeviceInfo;
 using vorn::bench::Now;
 using vorn::bench::UnitServer;
 
-/// Looks for names that were not there before, in every published list.
+/// Looks for new names in every published list.
 class Watch {
  public:
   void Take(const std::vector<ExtendedDeviceInfo>& published) {
@@ -36,7 +36,7 @@ class Watch {
       const double sent = UnitServer::SentAt(*unit.name);
       double& last = fLastSent[unit.url];
       if (sent < 0 || sent == last) continue;
-      // A unit's first name comes in the rush of the start and is no change.
+      // A unit's first name comes during the busy start and is no change.
       if (last != 0) fLatencies.push_back(now - sent);
       last = sent;
     }

@@ -10,8 +10,8 @@
 namespace vorn::bench {
 
 /// All units of a measurement and their update server behind one port of
-/// 127.0.0.1, in a process of its own so that its work is not counted. The
-/// unit's number stands in the path as its uid.
+/// 127.0.0.1, in a separate process so that its work is not counted. The path contains the unit's number as
+///     its uid.
 class UnitServer {
  public:
   enum class Names {
@@ -35,7 +35,7 @@ class UnitServer {
   /// Requests answered so far.
   [[nodiscard]] std::uint64_t Requests() const;
 
-  /// The time that a changing name carries; negative when it carries none.
+  /// The time in a changing name; negative if it contains none.
   static double SentAt(const std::string& name);
 
  private:

@@ -1,5 +1,5 @@
-// What a list of polled units takes: threads, memory, descriptors, and
-// processor time once every unit is known and answers 304.
+// What a list of polled units costs: threads, memory, descriptors, and processor time when every unit is
+// known and answers 304.
 //
 // bench_units UNITS MODELS SECONDS
 
@@ -25,7 +25,7 @@ using vorn::bench::Now;
 using vorn::bench::ProcessFigures;
 
 constexpr double kPatience = 120;
-constexpr double kSettle = 7;  // two polls of every unit, so that all have come to 304
+constexpr double kSettle = 7;  // two polls of every unit, so that all answer 304
 
 bool IsComplete(const ExtendedDeviceInfo& unit) {
   return unit.name && unit.firmwareVersion && unit.modelID && unit.latestVersion;

@@ -1,6 +1,5 @@
-// The processor time that rebuilding and publishing the list takes, by number of units:
-// the whole of UpdateList up to as many units as are polled at all, and its
-// filtering and sorting beyond.
+// The processor time to rebuild and publish the list, by number of units: the whole UpdateList up to the most
+// polled units, and only its filtering and sorting beyond that.
 //
 // bench_update_list REPETITIONS
 
@@ -32,7 +31,7 @@ using vorn::bench::ThreadCpu;
 constexpr std::size_t kModels = 12;
 
 std::string NameOf(std::size_t number) {
-  // A fixed mixing of the numbers, so that the list comes unsorted.
+  // A fixed mix of the numbers, so that the list comes unsorted.
   const std::size_t mixed = number * 2654435761U % 1000003U;
   return "Studio " + std::to_string(mixed % 7) + " Rack " + std::to_string(mixed);
 }
@@ -90,7 +89,7 @@ std::vector<ExtendedDeviceInfo> Collected(std::size_t units) {
   for (std::size_t i = 0; i < units; ++i) {
     ExtendedDeviceInfo& unit = collected[i];
     unit.name = NameOf(i);
-    // Every third is named by a host as well.
+    // A host names every third unit too.
     unit.type = i % 3 == 0 ? DeviceList::kTypeHost : DeviceList::kTypeDevice;
     unit.uid = "0001f2fffe" + std::to_string(i % 3 == 0 ? i + 1 : i);
     unit.url = "http://" + unit.uid + ".local/";

@@ -1,4 +1,4 @@
-// The header of an answer, line by line as the HTTP client hands it on.
+// The header of an answer, line by line as the HTTP client passes it on.
 
 #include <string>
 #include <string_view>
@@ -50,7 +50,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     header.AddLine(line);
     static_cast<void>(collector.AddHeaderLine(line));
   }
-  std::size_t checked = 0;  // finding is linear, so that checking every field of a long header is not
+  std::size_t checked = 0;  // finding is linear, so checking every field of a long header is not
   for (const auto& line : lines) {
     const bool folded = line.front() == ' ' || line.front() == '\t';
     const auto field = HeaderFields::Parse(line);

@@ -11,10 +11,10 @@
 
 namespace vorn::fuzzing {
 
-/// The whole document, built in memory by the library itself; discarded when it
-/// is not well formed or nested too deeply.
+/// The whole document, built in memory by the library itself. Discarded if it is not well formed or nested
+/// too deeply.
 [[nodiscard]] inline nlohmann::json ParseWhole(std::string_view body) {
-  // The library takes a NUL for the end of the text; in JSON it is nowhere allowed.
+  // The library takes a NUL for the end of the text, but JSON allows none.
   if (body.find('\0') != std::string_view::npos) return nlohmann::json(nlohmann::json::value_t::discarded);
   int deepest = 0;
   const auto measure = [&](int depth, nlohmann::json::parse_event_t event, nlohmann::json&) {
@@ -27,8 +27,8 @@ namespace vorn::fuzzing {
   return document;
 }
 
-/// The member's text up to its first NUL, where the value is an object that has
-/// such a text: the slow and plain way to what the readers under test give.
+/// The member's text up to its first NUL, if the value is an object with such a text: the slow and plain way
+/// to the result of the readers under test.
 [[nodiscard]] inline optional<std::string> TextMember(const nlohmann::json& value, const char* name) {
   if (!value.is_object()) return {};
   const auto member = value.find(name);

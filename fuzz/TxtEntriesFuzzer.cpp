@@ -1,6 +1,6 @@
-// From the bytes of TXT records to the units that they announce. The input is a
-// row of services: port (two bytes), name and host (a length byte and the text
-// each), length of the TXT record (two bytes) and the record as on the network.
+// From the bytes of TXT records to the units that they announce. The input is a row of services: port (two
+// bytes), name and host (a length byte and the text each), length of the TXT record (two bytes) and the
+// record as on the network.
 
 #include <algorithm>
 #include <set>

@@ -1,8 +1,6 @@
-// From units as their pollers know them to the published list and the lines
-// that the terminal program writes. The input is two bytes for the table's
-// width and height, then a row of units: a byte of flags (kind, what is known),
-// then name, uid, model, firmware version and newest version, each with a
-// length byte.
+// From units as their pollers know them to the published list and the lines of the terminal program. The
+// input is two bytes for the table's width and height, then a row of units: a byte of flags (kind, what is
+// known), then name, uid, model, firmware version and newest version, each with a length byte.
 
 #include <nlohmann/json.hpp>
 

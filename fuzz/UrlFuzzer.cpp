@@ -1,5 +1,4 @@
-// Strangers' text on its way into URLs: models as path segments, whole URLs,
-// and the places that redirects point to.
+// Strangers' text on its way into URLs: models as path segments, whole URLs, and the targets of redirects.
 
 #include <string>
 

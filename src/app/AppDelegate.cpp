@@ -44,7 +44,7 @@ void AppDelegate::applicationDidFinishLaunching() {
   fVirtualEntity = std::make_unique<ui::VirtualEntityMenu>(fMakers.virtualEntity(), *fDispatch);
   fDefaults->RegisterBool(kShowSwitches, false);
   fDefaults->RegisterBool(kNotify, true);
-  if (!notify()) fLogic->WithdrawAll();  // what an earlier run left
+  if (!notify()) fLogic->WithdrawAll();  // left by an earlier run
   makeDeviceList();
   fStatusBar = fMakers.statusBar(kItemLength);
   fStatusBar->setAction([this] { togglePanel(); });
@@ -75,7 +75,7 @@ void AppDelegate::prepareLoginItem() {
     return;
   }
   if (!hasRun) assumeEarlierChoices();
-  // An entry that was written from a build tree, or by another installation, may outlive it.
+  // An entry from a build tree, or from another installation, may live longer than its program.
   repairLoginItem();
 }
 
@@ -110,7 +110,7 @@ AppDelegate::List AppDelegate::currList() {
 void AppDelegate::updateClients() {
   const auto list = currList();
   fStatusBar->setActive(!list.empty());
-  // By index, with the count read anew: a listener may come or go meanwhile.
+  // By index, and the count is read again each time, because a listener may come or go in between.
   for (std::size_t i = 0; i < fListeners.size(); ++i) fListeners[i]->updateDeviceList(list);
 }
 
@@ -155,7 +155,7 @@ void AppDelegate::notifyOfKnownUpdates() {
 
 void AppDelegate::setPanelVisible(bool visible) {
   if (visible == fPanelVisible) return;
-  fPanelVisible = visible;  // from here on, for whoever asks while the panel opens or closes
+  fPanelVisible = visible;  // from now on, also while the panel opens or closes
   fStatusBar->setHighlight(visible);
   if (visible) {
     fStatusBar->showPanel(*this);

@@ -7,9 +7,8 @@
 namespace DeviceList {
 namespace {
 
-/// Follows the events of a JSON text and picks one member's text out of one
-/// object: the top-level one, or the first element of the top-level array.
-/// The names of the event functions are the parser's.
+/// Follows the events of a JSON text and takes one member's text from one object: the top-level one, or the
+/// first element of the top-level array. The parser defines the names of the event functions.
 class MemberPicker {
  public:
   enum class Place { kTopLevel, kFirstElement };
@@ -71,7 +70,7 @@ class MemberPicker {
   bool Enter() {
     if (IsWanted()) fText.reset();
     fWantedNext = false;
-    // The top-level container itself is no element of anything.
+    // The top-level container itself is not an element.
     if (fDepth > 0) fElementSeen = true;
     return ++fDepth <= kMaxJsonDepth;
   }
@@ -86,14 +85,14 @@ class MemberPicker {
   const std::string_view fMember;
   vorn::optional<std::string> fText;
   int fDepth = 0;               ///< containers open
-  int fObjectDepth = kNowhere;  ///< fDepth directly inside the object looked for
+  int fObjectDepth = kNowhere;  ///< fDepth directly inside the object that is searched
   bool fTopIsArray = false;
   bool fElementSeen = false;  ///< the top-level container has had an element
-  bool fWantedNext = false;   ///< the last key was the one looked for
+  bool fWantedNext = false;   ///< the last key was the one that is searched
 };
 
 vorn::optional<std::string> Pick(std::string_view body, MemberPicker::Place place, std::string_view member) {
-  // A NUL is nowhere allowed in JSON, but ends it for the parser.
+  // JSON allows no NUL, but for the parser it is the end of the text.
   if (body.find('\0') != std::string_view::npos) return {};
   MemberPicker picker(place, member);
   if (!nlohmann::json::sax_parse(body.begin(), body.end(), &picker)) return {};

@@ -10,7 +10,7 @@
 namespace DeviceList {
 namespace {
 
-/// How the versions of a compatible unit begin.
+/// The versions of a compatible unit begin with these.
 constexpr std::string_view kAcceptableAPIPrefix = "0.";
 constexpr std::string_view kAcceptableAVBPrefix = "0.";
 static_assert(!kAcceptableAPIPrefix.empty() && !kAcceptableAVBPrefix.empty(), "would accept every version");
@@ -62,7 +62,7 @@ DevicePoller::Impl::CheckResponse DevicePoller::Impl::HideDevice() {
   return CheckResponse::Restart;
 }
 
-/// For a unit whose answer does not fit: shown all the same.
+/// For a unit whose answer is not as expected: it is shown all the same.
 DevicePoller::Impl::CheckResponse DevicePoller::Impl::RevertToOriginalName() {
   SetName(GetEntry().name);
   SetFirmwareVersion({});

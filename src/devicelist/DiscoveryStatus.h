@@ -11,28 +11,27 @@ namespace DeviceList {
 /// What a list says below its units: why nothing may be listed.
 enum class DiscoveryHint {
   kNone,             ///< there is nothing to say
-  kStillLooking,     ///< discovery has just begun; of interest only while nothing is listed
+  kStillLooking,     ///< discovery has just started; only interesting while nothing is listed
   kResponderAbsent,  ///< the DNS-SD responder is not running, so nothing can be found
   kResponderSilent,  ///< the DNS-SD responder is running but does not answer
   kNoNetwork,        ///< no network interface is up
 };
 
-/// Whether a hint says that nothing can be found as things are.
+/// Whether a hint says that nothing can be found at present.
 [[nodiscard]] bool CannotLook(DiscoveryHint hint);
 
-/// Tells why nothing may be listed, from what is known of the responder and the
-/// network. Belongs to one thread; does not block.
+/// Says why nothing may be listed, from the state of the responder and of the network. Belongs to one thread;
+/// does not block.
 class DiscoveryStatus {
  public:
-  /// What the status asks; what programs use is the default.
+  /// The sources of the status; programs use the default.
   struct Sources {
     vorn::Now now = vorn::Clock::now;
     std::function<bool()> hasNetwork;  ///< empty: the system's interfaces
   };
 
-  /// How long after discovery began (again) it still counts as looking. Units
-  /// answer within a second or two; a responder repeats its question for some
-  /// seconds more.
+  /// How long after its start, or a new start, discovery still counts as looking. Units answer within a
+  /// second or two. A responder repeats its question for some seconds more.
   static constexpr std::chrono::seconds kLooking{10};
 
   DiscoveryStatus();
@@ -40,11 +39,11 @@ class DiscoveryStatus {
 
   void SetResponderState(vorn::ResponderMonitor::State state);
 
-  /// As of now.
+  /// The hint for now.
   [[nodiscard]] DiscoveryHint Hint() const;
 
-  /// As of now, for whoever will not look any longer: a responder that has not
-  /// answered yet counts as one that does not answer.
+  /// The hint for now, if nobody will look any longer. A responder that has not answered yet counts as one
+  /// that does not answer.
   [[nodiscard]] DiscoveryHint FinalHint() const;
 
  private:

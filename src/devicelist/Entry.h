@@ -11,11 +11,10 @@ namespace DeviceList {
 class LocalHosts;
 class Poller;
 
-/// One discovered unit: the record that pollers and the shown list are keyed
-/// on. A plain value, made by the Watcher from DNS-SD data and never changed.
-/// All strings are bytes as the network gave them, not necessarily UTF-8.
+/// One discovered unit: pollers and the shown list use this record as their key. A plain value, made by the
+/// Watcher from DNS-SD data and never changed. All strings are bytes from the network, not necessarily UTF-8.
 struct Entry {
-  vorn::optional<std::string> name;  ///< service instance name; empty for a unit named by a host's uid list
+  vorn::optional<std::string> name;  ///< service instance name; empty for a unit from a host's uid list
   std::string type;                  ///< the type text of a kind of unit
   std::string url;                   ///< base URL of the unit's web interface, ends in "/"
   std::string uid;                   ///< the unit's unique identifier; may be empty
@@ -24,31 +23,31 @@ struct Entry {
 /// True when all four fields are equal, byte for byte.
 [[nodiscard]] bool operator==(const Entry& a, const Entry& b);
 
-/// The TXT keys that tell units from other services.
+/// The TXT keys that distinguish units from other services.
 inline constexpr char kKeyKind[] = "vorn.mdns.type";
 inline constexpr char kKeyUID[] = "uid";
 inline constexpr char kKeyUIDList[] = "uid_list";
 
 /// The kinds of unit, as kKeyKind spells them.
 inline constexpr char kTypeDevice[] = "plexadevice";  ///< an audio interface
-inline constexpr char kTypeHost[] = "plexahost";      ///< a host that fronts several interfaces
+inline constexpr char kTypeHost[] = "plexahost";      ///< a host that stands for several interfaces
 inline constexpr char kTypeSwitch[] = "plexaswitch";  ///< an AVB switch
 
-/// Everything that belongs to one kind of unit. A new kind is a row in the
-/// table of Entry.cpp and a poller; a row that leaves a part out does not
-/// compile. No enumerator is zero, so that a forgotten one shows.
+/// Everything that belongs to one kind of unit. A new kind is a row in the table of Entry.cpp and a poller. A
+/// row without one of these parts does not compile. No enumerator is zero, so that a forgotten one is
+/// detected.
 struct UnitKind {
   /// Which units a service of this kind announces.
   enum class Announced {
-    kOne = 1,  ///< itself, by the instance name and kKeyUID
-    kUIDList,  ///< one without a name for each element of kKeyUIDList, each with a page of its own
+    kOne = 1,  ///< itself, with the instance name and kKeyUID
+    kUIDList,  ///< one without a name for each element of kKeyUIDList, each with a separate page
   };
 
   /// When a unit is listed.
   enum class Listed {
     kAlways = 1,
-    kUnlessAnnouncedItself,  ///< not where a unit of kTypeDevice has the same uid
-    kWithSwitches,           ///< only where the user wants switches too
+    kUnlessAnnouncedItself,  ///< not if a unit of kTypeDevice has the same uid
+    kWithSwitches,           ///< only if the user wants switches too
   };
 
   /// Where a notification opens the unit's web page.

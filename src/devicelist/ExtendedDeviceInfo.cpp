@@ -9,8 +9,7 @@
 namespace DeviceList {
 namespace {
 
-// Not the C library's tolower: that one answers a negative byte with a
-// positive number here.
+// Not the C library's tolower: for a negative byte, that one returns a positive number here.
 int Fold(char c) {
   return static_cast<signed char>(vorn::ToLowerASCII(c));
 }

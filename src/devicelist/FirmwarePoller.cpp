@@ -19,8 +19,8 @@ constexpr char kServerSetting[] = "updateServerRoot";
 
 bool IsAPIRoot(const std::string& text) {
   if (!text.starts_with(kScheme)) return false;
-  // The request's path is appended to the text, so the text itself has to end
-  // so, not only the path in it.
+  // The request's path is appended to the text, so the text itself must end in this way, and not only its
+  // path.
   if (!text.ends_with(kPathEnd) || text.find_first_of("?#") != std::string::npos) return false;
   const auto url = ParseUrl(text);
   return url && url->path.ends_with(kPathEnd);
@@ -70,7 +70,7 @@ class FirmwarePoller::Impl final {
   CheckResponse CheckFirmwareVersion();
 
   mutable std::mutex fMutex;
-  vorn::optional<std::string> fLatestVersion;  ///< guarded by fMutex; written by the polling thread alone
+  vorn::optional<std::string> fLatestVersion;  ///< guarded by fMutex; only the polling thread writes it
   const std::string fChannel;
   const std::string fModel;
   const UpdateServer fServer;
@@ -90,8 +90,8 @@ FirmwarePoller::Impl::Impl(std::string model, std::string channel, std::function
   fInternals = std::make_unique<PollerInternals>(period, std::move(checks));
 }
 
-/// The client goes first, for good, so that the thread does not wait for an
-/// answer; both before any member does.
+/// The client ends first and for good, so that the thread does not wait for an answer. Both end before any
+/// member.
 FirmwarePoller::Impl::~Impl() {
   fHTTP.Cancel();
   fInternals.reset();

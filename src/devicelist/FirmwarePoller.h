@@ -17,46 +17,40 @@ inline constexpr std::chrono::seconds kFirmwarePollPeriod{600};
 /// The update server's main channel, which everybody asks.
 inline constexpr char kReleaseChannel[] = "release";
 
-/// The update server that firmware pollers ask: an API root that has been
-/// checked. A plain value; any thread.
+/// The update server for firmware pollers: a checked API root. A plain value; any thread.
 class UpdateServer {
  public:
   /// The build's own server (VORN_UPDATE_SERVER_ROOT).
   UpdateServer();
 
-  /// The server at this root: an http URL with a host, whose path ends in
-  /// "/api/", without query, fragment, user name or password. Empty when the
-  /// text is none.
+  /// The server at this root: an http URL with a host, whose path ends in "/api/", without query, fragment,
+  /// user name or password. Empty if the text is no such URL.
   static std::optional<UpdateServer> At(std::string root);
 
-  /// The server that the user set under "updateServerRoot", where one is set.
-  /// One that cannot be an API root is refused on the console, and the build's
-  /// own stays. Belongs to the thread of the settings.
+  /// The server of the user's setting "updateServerRoot", if there is one. A setting that cannot be an API
+  /// root is refused on the console, and the build's own server stays. Belongs to the thread of the settings.
   static UpdateServer FromSettings(const vorn::UserDefaults& defaults);
 
   [[nodiscard]] const std::string& Root() const noexcept { return fRoot; }
 
-  /// Where the newest firmware of a model on a channel is asked for. Any bytes.
+  /// The address of the newest firmware of a model on a channel. Any bytes.
   [[nodiscard]] std::string FirmwareUrl(const std::string& model, const std::string& channel) const;
 
  private:
   std::string fRoot;
 };
 
-/// Asks the update server on a thread of its own for the newest firmware of
-/// one model on one release channel, and keeps the last good answer: a failed
-/// query changes nothing. Uses no addresses from announcements.
+/// Asks the update server, on a separate thread, for the newest firmware of one model on one release channel.
+/// Keeps the last good answer: a failed query changes nothing. Uses no addresses from announcements.
 ///
-/// Can be moved; a moved-from one owns nothing, knows no version and may be
-/// destroyed or assigned to. Destruction cancels the query in flight, so that
-/// it takes no time worth speaking of, and joins the thread.
+/// Can be moved. A moved-from one owns nothing, knows no version and may be destroyed or assigned to. The
+/// destructor cancels the open query, so that it is fast, and joins the thread.
 class FirmwarePoller {
  public:
-  /// Starts at once with the first query. `channel` empty or kReleaseChannel is
-  /// the server's main channel. `onChanged`, where not empty, is called on the
-  /// polling thread, with no lock held, after each change of the version; it
-  /// must neither block nor destroy the poller. Throws when no thread or HTTP
-  /// client can be made.
+  /// Starts the first query at once. `channel` empty or kReleaseChannel is the server's main channel.
+  /// `onChanged`, if not empty, is called after each change of the version, on the polling thread, without
+  /// any lock. It must neither block nor destroy the poller. Throws if no thread or no HTTP client can be
+  /// made.
   FirmwarePoller(std::string model, std::string channel, std::function<void()> onChanged,
                  UpdateServer server = {}, std::chrono::milliseconds period = kFirmwarePollPeriod);
   ~FirmwarePoller();
@@ -65,8 +59,8 @@ class FirmwarePoller {
   FirmwarePoller(const FirmwarePoller&) = delete;
   FirmwarePoller& operator=(const FirmwarePoller&) = delete;
 
-  /// The newest version as the server writes it, cut at kMaxValueBytes; empty:
-  /// not known yet. A copy. Any thread.
+  /// The newest version as the server writes it, cut at kMaxValueBytes; empty: not known yet. A copy. Any
+  /// thread.
   [[nodiscard]] vorn::optional<std::string> GetLatestVersion() const;
 
  private:

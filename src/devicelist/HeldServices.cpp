@@ -21,7 +21,7 @@ std::string NameKey(const Service& service) {
   return service.name + '\0' + service.type + '\0' + service.domain;
 }
 
-// By the unit's uid, or those of a host's units; empty for a service without.
+// The key by the unit's uid, or by the uids of a host's units; empty for a service without uid.
 std::string UIDKey(const Service& service) {
   const std::string type = vorn::GetValue(service.txt, kKeyKind);
   const UnitKind* kind = KindOf(type);
@@ -36,7 +36,7 @@ void HeldServices::Hold(Services services, Time now) {
   HeldServices fresh;
   fresh.fCounted = CountedAt(now);
   for (Service& service : services) {
-    if (fresh.Knows(service)) continue;  // a service has a record on each interface and by each protocol
+    if (fresh.Knows(service)) continue;  // a service has one record for each interface and each protocol
     Duration until = fresh.fCounted + kHoldTime;
     for (const std::size_t index : SameUnit(service)) {
       const Held& before = fHeld[index];
@@ -90,7 +90,7 @@ HeldServices::Services HeldServices::Merge(Services fresh) {
   return fresh;
 }
 
-// The services of before that may be this one.
+// The earlier services that may be this one.
 std::vector<std::size_t> HeldServices::SameUnit(const Service& service) const {
   std::vector<std::size_t> found;
   const auto [begin, end] = fByName.equal_range(NameKey(service));
@@ -100,7 +100,7 @@ std::vector<std::size_t> HeldServices::SameUnit(const Service& service) const {
   return found;
 }
 
-// Whether the service itself is one of before.
+// Whether the service itself is an earlier one.
 bool HeldServices::Knows(const Service& service) const {
   const std::vector<std::size_t> same = SameUnit(service);
   return std::any_of(same.begin(), same.end(),

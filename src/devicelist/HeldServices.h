@@ -12,13 +12,12 @@
 
 namespace DeviceList {
 
-/// The services that were known when browsing began anew, each kept until the
-/// fresh engine names it, or the hold time is over. A service that is new, and
-/// has the instance name of a held one, or its kind and uid (a host's uids), is
-/// that one with another port, host, uid or name, and takes its place.
+/// The services that were known when browsing started again. Each is kept until the new engine names it, or
+/// until the hold time is over. A new service replaces a held one if it has the same instance name, or the
+/// same kind and uid (for a host: uids). Then it is the same unit with another port, host, uid or name.
 ///
-/// The hold time is counted while somebody looks for the services: from Run to
-/// Pause. A plain value of one thread; `now` never goes back.
+/// The hold time counts while somebody looks for the services: from Run to Pause. A plain value of one
+/// thread; `now` never goes back.
 class HeldServices {
  public:
   using Service = vorn::ZeroConfEngine::ServiceInfo;
@@ -28,22 +27,20 @@ class HeldServices {
   /// How long the clock runs for a service that is not named.
   static constexpr std::chrono::seconds kHoldTime{5};
 
-  /// Holds `services` in the place of what was held. What was held already, and
-  /// not named since, keeps the time that it had. The clock stands until Run.
+  /// Holds `services` instead of the earlier ones. A service that was held already, and not named since,
+  /// keeps its remaining time. The clock stops until Run.
   void Hold(Services services, Time now);
 
   void Run(Time now);
   void Pause(Time now);
 
-  /// Lets go of the services whose time is over; returns whether there was one.
+  /// Drops the services whose time is over. Returns whether there was one.
   bool ReleaseDue(Time now);
 
-  /// When the first service's time is over; empty while the clock stands or
-  /// nothing is held.
+  /// When the first service's time is over; empty while the clock stops or nothing is held.
   [[nodiscard]] std::optional<Time> NextDue() const;
 
-  /// Lets go of what `fresh` names, and returns `fresh` with what is still held
-  /// behind it.
+  /// Drops the services that `fresh` names, and returns `fresh` followed by the services that are still held.
   [[nodiscard]] Services Merge(Services fresh);
 
  private:
@@ -52,7 +49,7 @@ class HeldServices {
   struct Held {
     Service service;
     Duration until{};    // as CountedAt counts
-    bool isHeld = true;  // false: let go for good, but known as one of before
+    bool isHeld = true;  // false: dropped for good, but still known as an earlier one
   };
 
   [[nodiscard]] Duration CountedAt(Time now) const;
@@ -65,8 +62,8 @@ class HeldServices {
   std::size_t fCount = 0;  // how many are still held
   std::unordered_multimap<std::string, std::size_t> fByName;
   std::unordered_map<std::string, std::size_t> fByUID;  // the first of those that share one
-  Duration fCounted{};            // what had been counted when the clock was last stopped
-  std::optional<Time> fRunsFrom;  // empty: the clock stands
+  Duration fCounted{};            // the time that was counted when the clock last stopped
+  std::optional<Time> fRunsFrom;  // empty: the clock stops
 };
 
 }  // namespace DeviceList

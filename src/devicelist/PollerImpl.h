@@ -20,9 +20,9 @@ namespace DeviceList {
 /// the HTTP client and the thread. A kind of poller adds its checks, which are its members and run on the
 /// thread. A check must never see an object that is not complete. So:
 ///
-///  - the kind's class is final; its constructor calls Init as the last thing
-///    that can fail, or calls StopPolling before it lets a failure out;
-///  - its destructor calls StopPolling as the first thing.
+/// - the kind's class is final. Its constructor calls Init as the last thing that can fail, or calls
+///   StopPolling before it lets a failure out;
+/// - its destructor calls StopPolling first.
 class Poller::Impl {
  public:
   Impl(const Impl&) = delete;

@@ -54,7 +54,7 @@ void PollerInternals::Loop(std::chrono::milliseconds period, const std::vector<C
   }
 }
 
-/// One check with its own state, until it is done with: never gives Retry.
+/// Runs one check with its own state until it is finished. Never returns Retry.
 PollerInternals::CheckResponse PollerInternals::RunCycle(std::chrono::milliseconds period,
                                                          const Check& check) {
   vorn::optional<std::string> state;
@@ -67,7 +67,7 @@ PollerInternals::CheckResponse PollerInternals::RunCycle(std::chrono::millisecon
   }
 }
 
-/// True after a whole period, false when stopped before or in it.
+/// True after a whole period, false if stopped before or during it.
 bool PollerInternals::PauseUnlessStopped(std::chrono::milliseconds period) {
   std::unique_lock lock(fMutex);
   const auto deadline = fNow() + period;

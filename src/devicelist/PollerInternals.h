@@ -13,8 +13,7 @@
 
 namespace DeviceList {
 
-/// A thread that runs an ordered list of checks again and again until this
-/// object is destroyed:
+/// A thread that runs an ordered list of checks again and again until this object is destroyed:
 ///
 ///       +--------------------- Restart: pause, then from the first ----+
 ///       v                                                              |
@@ -22,33 +21,30 @@ namespace DeviceList {
 ///       ^ |             ^ |                           ^ |
 ///       +-+             +-+  Retry: pause, then again +-+      Stop: end
 ///
-/// A pause lasts one period of the clock; only destruction shortens it.
+/// A pause lasts one period of the clock. Only destruction makes it shorter.
 class PollerInternals {
  public:
-  /// What a check wants to happen next.
+  /// What must happen after a check.
   enum class CheckResponse {
-    Done,     ///< go on at once with the next check
+    Done,     ///< continue at once with the next check
     Retry,    ///< pause, then run the same check again, with its state
     Restart,  ///< pause, then start again from the first check
     Stop,     ///< end the thread
   };
 
-  /// One check. Runs on the object's own thread, without any lock held.
-  /// `state` is the loop's: empty whenever the loop comes to the check, and
-  /// what the check left in it when the check is repeated after Retry. An
-  /// exception out of a check counts as Restart.
+  /// One check. Runs on the object's own thread, without any lock. `state` belongs to the loop. It is empty
+  /// whenever the loop comes to the check. If the check is repeated after Retry, it has the contents from the
+  /// last time. An exception from a check counts as Restart.
   using Check = std::function<CheckResponse(vorn::optional<std::string>& state)>;
 
-  /// Starts the thread; the first check runs at once. Throws std::system_error
-  /// ("thread constructor failed") when no thread is left. The thread takes no
-  /// signals: those are for the program's own threads. `now` is read on the
-  /// thread, under fMutex.
+  /// Starts the thread. The first check runs at once. Throws std::system_error ("thread constructor failed")
+  /// if no thread is left. The thread takes no signals, because only the program's own threads handle them.
+  /// The thread calls `now` under fMutex.
   PollerInternals(std::chrono::milliseconds period, std::vector<Check> checks,
                   vorn::Now now = vorn::Clock::now);
 
-  /// Ends a pause at once, waits for a running check to return (whoever gave
-  /// it has to see that it does) and joins the thread; no further check runs.
-  /// Not to be called from a check.
+  /// Ends a pause at once, waits until a running check returns, and joins the thread. No further check runs.
+  /// The owner of the check must make sure that it returns. Do not call it from a check.
   ~PollerInternals();
 
   PollerInternals(const PollerInternals&) = delete;
@@ -56,8 +52,8 @@ class PollerInternals {
 
  protected:
   std::mutex fMutex;                ///< guards fStop
-  std::condition_variable fWakeup;  ///< the thread pauses here, and looks at the clock when woken
-  bool fStop = false;               ///< true from the begin of destruction
+  std::condition_variable fWakeup;  ///< the thread pauses here, and reads the clock when it wakes
+  bool fStop = false;               ///< true from the start of destruction
 
  private:
   void Loop(std::chrono::milliseconds period, const std::vector<Check>& checks);
@@ -66,7 +62,7 @@ class PollerInternals {
   [[nodiscard]] bool IsStopped();
 
   const vorn::Now fNow;
-  std::thread fThread;  ///< last: uses all of the above
+  std::thread fThread;  ///< last: uses all members above
 };
 
 }  // namespace DeviceList

@@ -45,8 +45,8 @@ PollingDeviceList::FirmwarePollerMaker PollingDeviceList::FirmwarePollersOf(Upda
       };
 }
 
-// Builds the new set of pollers beside the old one and swaps last, so that a
-// failure on the way leaves the old one whole.
+// Builds the new set of pollers beside the old one and swaps at the end. So a failure in between leaves the
+// old set complete.
 void PollingDeviceList::TakeEntries(std::vector<Entry> entries) {
   const std::vector<std::size_t> kept = KeptPollers(entries);
   std::vector<std::unique_ptr<Poller>> created;
@@ -65,8 +65,7 @@ void PollingDeviceList::TakeEntries(std::vector<Entry> entries) {
   fUpdateItem.Queue();
 }
 
-// The pollers whose entry is still announced, in order; takes those entries
-// out of `entries`.
+// The pollers whose entry is still announced, in order. Removes those entries from `entries`.
 std::vector<std::size_t> PollingDeviceList::KeptPollers(std::vector<Entry>& entries) const {
   std::unordered_multimap<std::string_view, std::size_t> byUrl;
   for (std::size_t i = entries.size(); i-- > 0;) byUrl.emplace(entries[i].url, i);

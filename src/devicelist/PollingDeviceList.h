@@ -14,46 +14,41 @@
 
 namespace DeviceList {
 
-/// The list that the user sees: one poller a discovered unit, one firmware
-/// poller a model, and after every change of any of them the whole sorted list
-/// handed to one callback.
+/// The list that the user sees: one poller for each discovered unit and one firmware poller for each model.
+/// After every change of any of them, one callback gets the whole sorted list.
 ///
-/// Lives on the thread that constructs it, where the callback runs too, from
-/// the run loop, at every update whether or not the content changed. The
-/// destructor stops and joins every poller's thread, cancelling what it waits
-/// for.
+/// Lives on the thread that constructs it. The callback runs there too, from the run loop, at every update,
+/// also if the content has not changed. The destructor cancels the requests of all pollers and joins their
+/// threads.
 class PollingDeviceList : public Watcher {
  public:
   using Publish = std::function<void(std::vector<ExtendedDeviceInfo>)>;
 
-  /// At most so many units are polled and so many models asked about, because
-  /// each takes a thread and anybody on the network can announce more. What is
-  /// beyond gets no poller, and one console message.
+  /// The most units and models that are polled. Each takes a thread, and anybody on the network can announce
+  /// more. Those beyond the bound get no poller, and there is one console message.
   static constexpr std::size_t kMaxUnits = 2048;
   static constexpr std::size_t kMaxModels = 512;
 
   using FirmwarePollerMaker =
       std::function<FirmwarePoller(std::string model, std::string channel, std::function<void()> onChanged)>;
 
-  /// How pollers are made, and the clock of the hold time; what programs use is
-  /// the default.
+  /// How pollers are made, and the clock of the hold time; programs use the default.
   struct Makers {
     std::function<std::unique_ptr<Poller>(Entry, std::shared_ptr<const LocalHosts>)> poller = MakePoller;
     FirmwarePollerMaker firmwarePoller = FirmwarePollersOf(UpdateServer());
     vorn::Now now = vorn::Clock::now;
   };
 
-  /// `server` is asked for the newest firmware.
+  /// Firmware pollers ask `server`.
   explicit PollingDeviceList(Publish publish, UpdateServer server = {});
   PollingDeviceList(Publish publish, vorn::DNSSD& dnssd, Makers makers);
   ~PollingDeviceList() override;
 
-  /// Rebuilds and publishes the list; the work item's function. Returns true.
+  /// Rebuilds and publishes the list. This is the function of the work item. Returns true.
   bool UpdateList();
 
-  /// The poller for the entry's kind, or null for an unknown kind. Throws
-  /// std::system_error when its thread cannot be started, std::runtime_error or
-  /// std::bad_alloc when no HTTP client can be made.
+  /// The poller for the entry's kind, or null for an unknown kind. Throws std::system_error if its thread
+  /// cannot be started, and std::runtime_error or std::bad_alloc if no HTTP client can be made.
   static std::unique_ptr<Poller> MakePoller(Entry entry, std::shared_ptr<const LocalHosts> hosts);
 
   /// Makes firmware pollers that ask this server.
@@ -73,7 +68,7 @@ class PollingDeviceList : public Watcher {
   bool fReportedThreads = false;
   vorn::CppWorkItem fUpdateItem;
   Publish fPublish;
-  std::vector<std::unique_ptr<Poller>> fPollers;           // one an entry of known kind
+  std::vector<std::unique_ptr<Poller>> fPollers;           // one for each entry of a known kind
   std::map<std::string, FirmwarePoller> fFirmwarePollers;  // by model; only grows
 };
 

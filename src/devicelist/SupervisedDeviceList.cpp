@@ -57,11 +57,11 @@ void SupervisedDeviceList::Browse() {
   } catch (const std::exception& error) {  // no thread or no descriptor left
     ReportFailure(std::string("the network cannot be browsed, trying again: ") + error.what());
   }
-  ArmRetryTimer();  // only now: an attempt may take as long, and the loop must turn in between
+  ArmRetryTimer();  // only now: an attempt may take this long too, and the loop must turn in between
 }
 
 void SupervisedDeviceList::CheckBrowsing() {
-  if (fState == State::kAnswering) {  // otherwise it browses anew once it answers
+  if (fState == State::kAnswering) {  // otherwise it browses again when the responder answers
     if (!fList || !fList->IsBrowsing()) {
       ReportFailure("the network is not browsed any more, beginning anew");
       return Browse();

@@ -14,29 +14,25 @@
 
 namespace DeviceList {
 
-/// Has a polling device list browse whenever there is a DNS-SD responder to
-/// browse with.
+/// Makes a polling device list browse whenever there is a DNS-SD responder.
 ///
-/// The list is made when the responder has answered for the first time and
-/// lives as long as this object. It browses anew whenever the responder is found
-/// answering again, be it another one or one that was silent for a while, and
-/// within five seconds where browsing was refused or has ended although the
-/// responder answers; the console is told then, once until browsing goes well.
-/// What is listed stays meanwhile, as the Watcher says.
+/// The list is made when the responder answers for the first time, and lives as long as this object. It
+/// browses again in two cases: the responder answers again (another one, or one that was silent for a while),
+/// or, within five seconds, browsing was refused or ended although the responder answers. The second case
+/// writes one console message until browsing succeeds. The listed units stay in the meantime, as described in
+/// Watcher.
 ///
-/// Lives on the thread that constructs it; both callbacks run there, from its
-/// run loop.
+/// Lives on the thread that constructs it. Both callbacks run there, from its run loop.
 class SupervisedDeviceList : private vorn::WorkLoop {
  public:
   using Publish = PollingDeviceList::Publish;
   using State = vorn::ResponderMonitor::State;
   using StateChanged = std::function<void(State)>;
 
-  /// How often it is looked whether browsing goes on, and tried again if not.
+  /// How often it checks that browsing continues, and tries again if not.
   static constexpr std::chrono::seconds kRetryTime{5};
 
-  /// How the parts are made, the time between two tries and its clock; what
-  /// programs use is the default.
+  /// How the parts are made, the time between two tries and its clock; programs use the default.
   struct Makers {
     std::function<std::unique_ptr<PollingDeviceList>(Publish)> list = ListsAsking(UpdateServer());
     std::function<std::unique_ptr<vorn::ResponderMonitor>(vorn::ResponderMonitor::Callback)> monitor =
@@ -47,9 +43,8 @@ class SupervisedDeviceList : private vorn::WorkLoop {
     vorn::Now now = vorn::Clock::now;
   };
 
-  /// `publish` gets every list; `stateChanged`, which may be empty, whether a
-  /// responder can be talked to. Neither may destroy this object. `server` is
-  /// asked for the newest firmware.
+  /// `publish` gets every list. `stateChanged`, which may be empty, gets the responder's state. Neither may
+  /// destroy this object. Firmware pollers ask `server`.
   explicit SupervisedDeviceList(Publish publish, StateChanged stateChanged = {}, UpdateServer server = {});
   SupervisedDeviceList(Publish publish, StateChanged stateChanged, Makers makers);
   ~SupervisedDeviceList() override;
@@ -66,13 +61,13 @@ class SupervisedDeviceList : private vorn::WorkLoop {
   const StateChanged fStateChanged;
   const Makers fMakers;
   State fState = State::kUnknown;
-  bool fReportedFailure = false;  // since browsing last went well
+  bool fReportedFailure = false;  // since browsing last succeeded
   std::atomic<State> fReportedState{State::kUnknown};
-  std::atomic<bool> fMustBrowse{false};  // a responder was found answering since browsing last began
+  std::atomic<bool> fMustBrowse{false};  // a responder has answered since browsing last started
   vorn::CppWorkItem fResponderItem;
   vorn::RunLoopTimer fRetryTimer;
   std::unique_ptr<PollingDeviceList> fList;          // none before a responder has answered
-  std::unique_ptr<vorn::ResponderMonitor> fMonitor;  // last: its thread uses what stands above
+  std::unique_ptr<vorn::ResponderMonitor> fMonitor;  // last: its thread uses the members above
 };
 
 }  // namespace DeviceList

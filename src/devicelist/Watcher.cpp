@@ -13,8 +13,7 @@ using ServiceInfo = vorn::ZeroConfEngine::ServiceInfo;
 
 constexpr std::uint16_t kDefaultPort = 80;
 
-// By the host's name, not its address: the name is what the user's browser and
-// the unit's own links know.
+// Uses the host's name, not its address, because the user's browser and the unit's own links know the name.
 std::string BaseUrl(const ServiceInfo& service) {
   std::string url = "http://" + service.host;
   if (service.port != kDefaultPort) url += ":" + std::to_string(service.port);
@@ -78,8 +77,8 @@ void Watcher::Browse() {
 void Watcher::BrowseAnew() {
   fHeld.Hold(fHeld.Merge(Resolved()), fNow());
   KeepHosts();
-  ForceUpdate();    // the old engine may know of a change that was not delivered
-  fEngine.reset();  // first, so that the fresh one finds its descriptors free
+  ForceUpdate();    // the old engine may know a change that was not delivered
+  fEngine.reset();  // first, so that the new one finds its descriptors free
   fResponderAnswers = true;
   Browse();
   RunOrPauseHold();
@@ -116,8 +115,8 @@ bool Watcher::UpdateDeviceList() {
   return true;
 }
 
-// An address that was just resolved comes before those of before. These stay
-// until the following knows better: a fresh engine has not followed yet.
+// A newly resolved address comes before the earlier ones. The earlier ones stay until the following knows
+// better, because a new engine has not followed yet.
 void Watcher::TakeHosts(const HeldServices::Services& resolved, const HeldServices::Services& listed) {
   LocalHosts::Table hosts;
   for (const auto& service : resolved) hosts[LocalHosts::KeyOf(service.host)].push_back(service.address);
@@ -159,7 +158,7 @@ void Watcher::ForceUpdate() {
   fUpdateItem.Queue();
 }
 
-// Time counts against what is held only while somebody looks for it.
+// Time counts against held services only while somebody looks for them.
 void Watcher::RunOrPauseHold() {
   if (fResponderAnswers && IsBrowsing()) {
     fHeld.Run(fNow());

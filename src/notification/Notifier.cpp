@@ -8,7 +8,7 @@
 namespace Notification {
 namespace {
 
-/// Holds nothing but the collaborators of the Notifier that made it.
+/// Its only state are the collaborators of its Notifier.
 class NotificationDelegate final : public vorn::NotificationCenter::Delegate {
  public:
   NotificationDelegate(vorn::NotificationCenter& center, vorn::UrlOpener& opener)

@@ -122,8 +122,8 @@ void DeviceListModel::orderRemainingRows(const std::vector<Row>& rows) {
 }
 
 void DeviceListModel::insertNewRows(std::vector<Row>& rows) {
-  // Rows that remain are in the order of `rows` here: where the keys differ, a span of new ones begins,
-  // and it ends at the next remaining one.
+  // Here the remaining rows are in the order of `rows`. Where the keys differ, a span of new rows begins, and
+  // it ends at the next remaining one.
   for (std::size_t at = 0; at < rows.size(); ++at) {
     if (at < fRows.size() && fRows[at].key == rows[at].key) continue;
     std::size_t end = rows.size();

@@ -21,8 +21,8 @@ struct Service {
   std::string address = "192.168.1.20";
 };
 
-/// Announces the service on the scripted library, to the last reply. When this
-/// returns the engine knows it; the watcher's thread has still to turn its loop.
+/// Announces the service on the scripted library, including the last reply. When this returns, the engine
+/// knows it, but the watcher's thread must still turn its loop.
 inline void Announce(vorn::testing::ScriptedDNSSD& network, const Service& service) {
   network.ReplyAdd(service.name);
   network.ReplyResolve(service.name, service.host.c_str(), service.port,
@@ -36,8 +36,7 @@ inline void Withdraw(vorn::testing::ScriptedDNSSD& network, const std::string& n
   network.WaitUntilIdle();
 }
 
-/// Turns the calling thread's run loop until the condition holds; false when it
-/// did not within the deadline.
+/// Turns the calling thread's run loop until the condition is true; false if the deadline comes first.
 template <typename Condition>
 [[nodiscard]] bool TurnLoopUntil(Condition condition) {
   const auto loop = vorn::PollRunLoop::Current();
@@ -49,14 +48,14 @@ template <typename Condition>
   return true;
 }
 
-/// Serves what is waiting on the calling thread's run loop.
+/// Serves what waits on the calling thread's run loop.
 inline void TurnLoop() {
   while (vorn::PollRunLoop::Current()->RunOnce(std::chrono::milliseconds(0))) {
   }
 }
 
-/// Turns the calling thread's run loop until a timer of that time has fired and
-/// with it all timers that were due before.
+/// Turns the calling thread's run loop until a timer of that time has fired, and all timers that were due
+/// before.
 inline void TurnLoopFor(std::chrono::milliseconds time) {
   bool hasFired = false;
   const vorn::RunLoopTimer timer(vorn::RunLoop::Current(), vorn::AbsoluteTimeAt(vorn::Clock::now() + time),

@@ -67,7 +67,7 @@ TEST(DatastoreValueTest, IsEmptyForInvalidUTF8AnywhereInTheBody) {
 TEST(DatastoreValueTest, EndsAtTheFirstNUL) {
   EXPECT_EQ(ValueIn(R"({"value":"ab\u0000cd"})"), "ab");
   EXPECT_EQ(ValueIn(R"({"value":"\u0000"})"), "");
-  EXPECT_EQ(ValueIn("{\"value\":\"a\0b\"}"s), "(none)");  // a raw one is no JSON
+  EXPECT_EQ(ValueIn("{\"value\":\"a\0b\"}"s), "(none)");  // a raw one is not JSON
   EXPECT_EQ(ValueIn(R"({"value\u0000":"x"})"), "(none)");
 }
 

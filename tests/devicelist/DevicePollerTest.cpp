@@ -38,7 +38,7 @@ static_assert(!std::is_copy_constructible_v<DevicePoller>);
 static_assert(kPollPeriod == 3s);
 
 constexpr auto kQuick = 5ms;
-constexpr auto kOnce = 1h;  // one pass, then a pause that outlasts the test
+constexpr auto kOnce = 1h;  // one pass, then a pause longer than the test
 const std::string kUid = "0001f2fffe012345";
 
 std::string Json(const std::string& value) {
@@ -48,12 +48,12 @@ std::string PathOf(const std::string& what) {
   return "/datastore/avb/" + kUid + "/" + what;
 }
 
-/// A unit as it should be; each test spoils what it is about.
+/// A healthy unit; each test changes what it is about.
 class DevicePollerTest : public ::testing::Test {
  protected:
   DevicePollerTest() { Serve(fUnit, "ETag: \"t1\""); }
 
-  /// Has the server answer as the unit, with this header line.
+  /// Makes the server answer like the unit, with this header line.
   static void Serve(LoopbackServer& unit, const std::string& headerLine) {
     unit.Reply("/apiversion", 200, "0.1", {headerLine});
     unit.Reply("/datastore/ext/caps/avb", 200, Json("0.2"), {headerLine});
@@ -116,7 +116,7 @@ TEST_F(DevicePollerTest, PollsTheNameAloneWithTheTagOfTheLast200) {
       case 5:
         return exchange.Reply(200, Json("three"), {"ETAG: \"t2\""});
       case 6:
-        return exchange.Reply(200, "{}", {"ETag: \"t3\""});  // no value: the tag counts all the same
+        return exchange.Reply(200, "{}", {"ETag: \"t3\""});  // no value: the tag counts anyway
       default:
         return exchange.Reply(304);
     }
@@ -139,8 +139,7 @@ TEST_F(DevicePollerTest, PollsTheNameAloneWithTheTagOfTheLast200) {
   EXPECT_EQ(fUnit.ConnectionCount(), 1);
 }
 
-/// What the poller shows at each call while the unit gives the scripted answers
-/// to its name polls.
+/// What the poller shows at each call while the unit gives the scripted answers to its name polls.
 class DevicePollerCallbackTest : public DevicePollerTest {
  protected:
   using Answer = std::function<void(Exchange&)>;
@@ -155,8 +154,8 @@ class DevicePollerCallbackTest : public DevicePollerTest {
   }
   static void Break(Exchange& exchange) { exchange.Reset(); }
 
-  /// The name polls' answers: held back until the callback is set; after the
-  /// last one the unit is silent on this path.
+  /// The name polls' answers: held back until the callback is set. After the last one the unit is silent on
+  /// this path.
   void Script(std::vector<Answer> answers) {
     fUnit.Handle(PathOf("entity_name"), [this, answers = std::move(answers)](Exchange& exchange) {
       while (!fGo && exchange.Pause(1ms)) {
@@ -166,7 +165,7 @@ class DevicePollerCallbackTest : public DevicePollerTest {
       exchange.Hang();
     });
   }
-  /// The states at the calls made for the answers, once all are worked off.
+  /// The states at the calls for the answers, after all answers.
   [[nodiscard]] std::vector<std::string> StatesAtCalls(std::size_t requests) {
     DevicePoller poller(MakeEntry(), nullptr, kQuick);
     if (!fUnit.WaitForRequests(5)) return {"no name poll"};
@@ -210,7 +209,7 @@ TEST_F(DevicePollerCallbackTest, RevertsTheNameThenTheFirmwareThenTheModel) {
 
 TEST_F(DevicePollerCallbackTest, HidesTheNameThenTheFirmwareThenTheModel) {
   Script({Named("a"), Break, Break});
-  // The kept connection's break is tried again once on a fresh one.
+  // After the break of the kept connection, the request is tried once more on a new one.
   EXPECT_THAT(StatesAtCalls(5 + 1 + 1 + 5), ElementsAre("a ab12 1.2.3+4", "(none) ab12 1.2.3+4",
                                                         "(none) ab12 (none)", "(none) (none) (none)",
                                                         // the new round
@@ -235,7 +234,7 @@ TEST_F(DevicePollerTest, RevertsAndRestartsWhenTheNameIsNotFound) {
   EXPECT_EQ(StateOf(poller), "announced ab12 1.2.3+4");
 }
 
-/// Which request is spoilt, how, and whether the unit is hidden for it.
+/// Which request fails, how, and whether the unit is hidden then.
 struct Fault {
   const char* what;
   std::string target;
@@ -249,7 +248,7 @@ std::vector<Fault> Faults() {
   const auto reply = [](int status, const std::string& body) {
     return [=](Exchange& exchange) { exchange.Reply(status, body); };
   };
-  // Not tried again, whatever the connection: something has come.
+  // Not tried again on any connection, because something has come.
   const auto broken = [](Exchange& exchange) {
     exchange.Send("HTTP/1.1 200 OK\r\nContent-Length: 9\r\n\r\n0.1");
     exchange.Close();
@@ -286,7 +285,7 @@ std::vector<Fault> Faults() {
   };
 }
 
-/// What a unit as it should be is asked for, in order, and what it answers.
+/// The requests to a healthy unit, in order, and its answers.
 const std::vector<std::pair<std::string, std::string>> kGoodAnswers = {
     {"/apiversion", "0.1"},
     {kCaps, Json("0.2")},
@@ -319,7 +318,7 @@ TEST_F(DevicePollerTest, HidesAUnitWithoutAnAnswerAndRevertsForOneThatDoesNotFit
       unit.Handle(target, [&, target = target, body = body](Exchange& exchange) {
         const int round = target == kGoodAnswers.front().first ? ++rounds : rounds.load();
         if (round <= 2 && target == fault.target) return fault.answer(exchange);
-        // The third round waits, so that what the second has left can be seen.
+        // The third round waits, so that the state after the second can be seen.
         while (round == 3 && !go && exchange.Pause(1ms)) {
         }
         exchange.Reply(200, body);
@@ -457,7 +456,7 @@ TEST_F(DevicePollerTest, GoesAtOnceWhileTheUnitHangs) {
     const auto begin = std::chrono::steady_clock::now();
     poller.reset();
     EXPECT_LT(std::chrono::steady_clock::now() - begin, 10s);
-    EXPECT_EQ(calls, 3);  // a request ended by the teardown hides the unit like any other
+    EXPECT_EQ(calls, 3);  // a request that the teardown ends hides the unit like any other
     EXPECT_EQ(unit.RequestCount(), i + 1);
   }
 }
@@ -481,7 +480,7 @@ TEST_F(DevicePollerTest, MayGoAtAnyMoment) {
 }
 
 TEST_F(DevicePollerTest, KeepsBytesThatAreNoTextAsTheyCame) {
-  // JSON must be UTF-8, so such bytes come from announcements alone.
+  // JSON must be UTF-8, so such bytes only come from announcements.
   fUnit.Reply("/apiversion", 404);
   auto entry = MakeEntry();
   entry.name = "\xff\xc3 name"s;
@@ -534,7 +533,7 @@ TEST_F(DevicePollerTest, ReachesALocalHostByItsPinnedAddress) {
   EXPECT_TRUE(Becomes(poller, "Stage Left ab12 1.2.3+4"));
 }
 
-/// A unit that closes each connection makes the silent address hurt most.
+/// A silent address costs most if the unit closes each connection.
 TEST_F(DevicePollerTest, ShowsAUnitInTimeWhoseFirstAddressIsSilent) {
   const vorn::testing::FullListener silent;
   LoopbackServer unit("127.0.0.2", silent.Port());

@@ -77,7 +77,7 @@ TEST(PublishedListTest, BytesBeyondAsciiAreNotFolded) {
 }
 
 TEST(PublishedListTest, OnlyLettersAreFolded) {
-  // Between the two cases stand [ \ ] ^ _ `, next to them @ and {.
+  // Between the two cases are [ \ ] ^ _ `, next to them @ and {.
   EXPECT_TRUE(NamePrecedes("_", "A"));
   EXPECT_TRUE(NamePrecedes("@", "a"));
   EXPECT_TRUE(NamePrecedes("Z", "{"));
@@ -114,8 +114,8 @@ TEST(PublishedListTest, OrderIsOneThatCanBeSortedBy) {
   }
 }
 
-/// Locales made for the test: their own tolower takes bytes beyond ASCII for
-/// letters, or the capital I for another letter's.
+/// Locales made for the test: their own tolower takes bytes beyond ASCII for letters, or the capital I for
+/// another letter's.
 class MadeLocales {
  public:
   MadeLocales() : fSearched("LOCPATH", fFolder.Path().string()) {
@@ -137,7 +137,7 @@ class MadeLocales {
   const vorn::testing::ScopedEnvironment fSearched;
 };
 
-// The program's own locale must have no say.
+// The program's own locale must have no effect.
 TEST(PublishedListTest, OrderIgnoresTheLocale) {
   const Names names{"\xe4", "\xc4", "\xdd", "I", "i", "\xc3\x84", "b", "A"};
   const Names expected = SortedNames(names);
@@ -147,7 +147,7 @@ TEST(PublishedListTest, OrderIgnoresTheLocale) {
     EXPECT_EQ(SortedNames(names), expected) << locale;
   }
   ASSERT_NE(std::setlocale(LC_ALL, "de_DE.ISO-8859-1"), nullptr);
-  const volatile int capital = 0xc4;  // the compiler would answer for the locale "C"
+  const volatile int capital = 0xc4;  // otherwise the compiler would answer for the locale "C"
   EXPECT_EQ(std::tolower(capital), 0xe4) << "a locale that folds nothing beyond ASCII tells nothing";
 }
 
@@ -193,8 +193,7 @@ double SecondsToSort(std::size_t count) {
   return least;
 }
 
-// Sixteen times the units take some twenty times the work, and would take 256
-// times with a quadratic step.
+// Sixteen times the units take about twenty times the work. A quadratic step would take 256 times.
 TEST(PublishedListTest, WorkGrowsFarSlowerThanTheSquareOfTheUnits) {
   EXPECT_LT(SecondsToSort(16'000), 80 * SecondsToSort(1'000));
 }

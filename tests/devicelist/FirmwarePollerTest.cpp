@@ -200,7 +200,7 @@ TEST_F(FirmwarePollerTest, AMovedFromOneOwnsNoThread) {
     const FirmwarePoller second(std::move(*first));
     ASSERT_TRUE(fServer.WaitForRequests(2));
   }
-  // The thread has gone with the one that took it over.
+  // The thread moved to the one that took it over.
   ASSERT_TRUE(Eventually([&] { return fServer.OpenConnections() == 0; }));
   const auto requests = fServer.RequestCount();
   first.reset();

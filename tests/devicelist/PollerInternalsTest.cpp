@@ -39,7 +39,7 @@ static_assert(static_cast<int>(Response::Done) == 0 && static_cast<int>(Response
 constexpr auto kNoPause = 0ms;
 constexpr auto kEndless = 1h;
 
-/// What checks did, put down from their thread.
+/// What checks did, recorded on their thread.
 class Diary {
  public:
   void Write(const std::string& line) {
@@ -63,7 +63,7 @@ class Diary {
   std::vector<std::string> fLines;
 };
 
-/// A check that writes its name and gives its answers in turn, then the last.
+/// A check that records its name and gives its answers in turn, then the last one again.
 PollerInternals::Check Scripted(Diary& diary, const std::string& name, std::vector<Response> answers) {
   return [&diary, name, answers = std::move(answers), turn = std::size_t{0}](State&) mutable {
     diary.Write(name);
@@ -78,7 +78,7 @@ struct TestClock {
   std::atomic<int> readsAtLastCheck{0};
 };
 
-/// Polls by a clock that the test moves.
+/// Polls with a clock that the test moves.
 class PollerInternalsByTestClock : public PollerInternals {
  public:
   PollerInternalsByTestClock(TestClock& clock, std::chrono::milliseconds period, Checks checks)
@@ -89,12 +89,11 @@ class PollerInternalsByTestClock : public PollerInternals {
     return Eventually([&] { return fClock.reads >= fClock.readsAtLastCheck + 2; });
   }
 
-  /// Moves the clock and wakes the thread in its pause; true once it has looked
-  /// at the clock again.
+  /// Moves the clock and wakes the thread in its pause; true after it has read the clock again.
   [[nodiscard]] bool Move(std::chrono::milliseconds time) {
     int reads = 0;
     {
-      // The pausing thread gives the mutex up only while it waits to be woken.
+      // The pausing thread releases the mutex only while it waits for a wake-up.
       const std::lock_guard lock(fMutex);
       fClock.time = fClock.time.load() + time;
       reads = fClock.reads;
@@ -254,7 +253,7 @@ TEST(PollerInternalsTest, EndsAPauseAtOnceWhenDestroyedAndRunsNoFurtherCheck) {
                                                                   Checks{Scripted(diary, "a", {response})});
     ASSERT_TRUE(diary.WaitFor(1));
     ASSERT_TRUE(internals->AwaitPause());
-    internals.reset();  // the clock stands, so nothing else ends the pause
+    internals.reset();  // the clock does not run, so nothing else ends the pause
     EXPECT_EQ(diary.Count(), 1U);
   }
 }

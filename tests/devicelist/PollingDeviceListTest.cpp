@@ -41,8 +41,7 @@ std::string LoopbackUrlOfNobody() {
   return "http://127.0.0.1:" + std::to_string(vorn::testing::UnusedPort()) + "/";
 }
 
-// A firmware poller that asks nobody: a moved-from one. What it was before
-// asked this computer alone.
+// A firmware poller that asks nobody: a moved-from one. Before the move it only asked this computer.
 FirmwarePoller SilentFirmwarePoller() {
   static FirmwarePoller silent = [] {
     FirmwarePoller poller("model", "", {}, *UpdateServer::At(LoopbackUrlOfNobody() + "api/"));
@@ -418,7 +417,7 @@ TEST_F(PollingDeviceListTest, BytesThatAreNoTextNeitherThrowNorMergeUnits) {
   EXPECT_THAT(NamesOf(fLast), ElementsAre("\x80\xfd", "\xff\xff", std::string("\0x", 2)));
 }
 
-// Hosts whose uid lists name so many units in all.
+// Hosts whose uid lists name this many units together.
 std::vector<Service> ManyUnits(std::size_t count) {
   constexpr std::size_t kUnitsOfAHost = 32;
   std::vector<Service> services;
@@ -547,7 +546,7 @@ TEST(PollingDeviceListWithPollersTest, SwitchIsPublishedWithFirmwareModelAndNewe
   EXPECT_TRUE(UpdateAvailable(last[0]));
 }
 
-// The unit never answers; the destructor is there to cancel it.
+// The unit never answers; the destructor must cancel it.
 TEST(PollingDeviceListWithPollersTest, EndsWhileItsUnitsHang) {
   InitHTTP();
   vorn::testing::LoopbackServer server;

@@ -33,7 +33,7 @@ using State = SupervisedDeviceList::State;
 using List = std::vector<ExtendedDeviceInfo>;
 using namespace std::chrono_literals;
 
-// A supervised list on a scripted network, whose monitor is the test.
+// A supervised list on a scripted network; the test acts as its monitor.
 class SupervisedDeviceListTest : public ::testing::Test {
  protected:
   explicit SupervisedDeviceListTest(std::chrono::milliseconds retryTime = SupervisedDeviceList::kRetryTime) {
@@ -56,7 +56,7 @@ class SupervisedDeviceListTest : public ::testing::Test {
 
   ~SupervisedDeviceListTest() override { fList.reset(); }
 
-  // Pollers that show each unit by the name that it announces.
+  // Pollers that show each unit by its announced name.
   PollingDeviceList::Makers FakePollers() {
     PollingDeviceList::Makers makers;
     makers.now = [this] { return fNow; };
@@ -68,7 +68,7 @@ class SupervisedDeviceListTest : public ::testing::Test {
     return makers;
   }
 
-  // What the monitor reports, and its coming through to the list's thread.
+  // A report of the monitor that reaches the list's thread.
   void Report(State state) {
     std::thread([&] { fReport(state); }).join();
     TurnLoop();
@@ -226,7 +226,7 @@ TEST_F(SupervisedDeviceListRetryTest, RefusalToBrowseIsTriedAgainAndReportedOnce
 
   fNetwork.browseError = kDNSServiceErr_NoError;
   EXPECT_TRUE(TurnLoopUntil([&] { return Browses() == 1; }));
-  TurnLoopFor(4 * kShortRetry);  // it went well
+  TurnLoopFor(4 * kShortRetry);  // it succeeded
   ::testing::internal::CaptureStderr();
   EndBrowsing();
   EXPECT_TRUE(TurnLoopUntil([&] { return Browses() == 2; }));
@@ -235,7 +235,7 @@ TEST_F(SupervisedDeviceListRetryTest, RefusalToBrowseIsTriedAgainAndReportedOnce
 
 TEST_F(SupervisedDeviceListRetryTest, TheTimeToTheNextAttemptCountsFromTheEndOfTheLast) {
   fRefuse = true;
-  fOnBuild = [&] { fAhead += 1h; };  // as at a responder that does not answer
+  fOnBuild = [&] { fAhead += 1h; };  // as with a responder that does not answer
   ::testing::internal::CaptureStderr();
   Report(State::kAnswering);
   TurnLoopFor(4 * kShortRetry);

@@ -105,7 +105,7 @@ TEST_F(SwitchPollerTest, CallsBackTwiceAPollWhateverTheAnswer) {
       while (!go && exchange.Pause(1ms)) {
       }
       if (++polls > 5) return exchange.Hang();
-      // Without an answer: on fresh connections, so that nothing is tried again.
+      // Without an answer: on new connections, so that nothing is tried again.
       status == 0 ? exchange.Close() : exchange.Reply(status, "1.0.2");
     });
     SwitchPoller poller(Entry{Text("Switch 1"), kTypeSwitch, unit.Url("/"), "u1"}, nullptr, kQuick);

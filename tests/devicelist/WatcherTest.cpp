@@ -45,7 +45,7 @@ class WatcherTest : public ::testing::Test {
     return urls;
   }
 
-  // Delivers what is to be delivered and returns the URLs of the last list.
+  // Delivers what is due and returns the URLs of the last list.
   std::vector<std::string> Deliver() {
     TurnLoop();
     return LastUrls();
@@ -149,7 +149,7 @@ TEST_F(WatcherTest, EmptyCallbackEndsTheDeliveries) {
 TEST_F(WatcherTest, CallbackThatThrowsLeavesTheWatcherUsable) {
   fWatcher.OnDeviceListChange([](std::vector<Entry>) { throw std::runtime_error("callback"); });
   TurnLoop();
-  Listen();  // would wait for ever for a mutex left locked
+  Listen();  // would wait for ever if a mutex were still locked
   EXPECT_TRUE(TurnLoopUntil([&] { return !fLists.empty(); }));
 }
 
@@ -273,7 +273,7 @@ TEST_F(WatcherAddressTest, OnlyLocalHostsOfUnitsAreFollowed) {
   }
 }
 
-// A watcher that has listed two units and has begun to browse anew.
+// A watcher that has listed two units and has started to browse again.
 class WatcherAnewTest : public WatcherTest {
  protected:
   WatcherAnewTest() {

@@ -5,10 +5,10 @@
 
 namespace vorn::testing {
 
-/// How long a test waits for what has to come before it calls it missing.
+/// How long a test waits for an event before it counts as missing.
 inline constexpr std::chrono::seconds kGenerousDeadline{30};
 
-/// Waits until the condition holds; false when it did not within the deadline.
+/// Waits until the condition is true; false if the deadline comes first.
 template <typename Condition>
 [[nodiscard]] bool Eventually(Condition condition, std::chrono::milliseconds deadline = kGenerousDeadline) {
   const auto end = std::chrono::steady_clock::now() + deadline;

@@ -17,8 +17,8 @@ enum Column : std::size_t { kName, kKind, kModel, kFirmware, kNewest, kURL, kUpd
 const std::vector<TextTable::Column> kColumns{{"NAME", 40},   {"KIND", 8}, {"MODEL", 24}, {"FIRMWARE", 24},
                                               {"NEWEST", 24}, {"URL", 80}, {"UPDATE", 6}};
 
-// What gives way on a narrow terminal, in this order. The address is the longest and tells least, the newest
-// version is what the mark stands for; the mark itself stays, alone if need be.
+// What becomes shorter on a narrow terminal, in this order. The address is the longest and says least. The
+// mark stands for the newest version. The mark itself stays, if necessary as the only column.
 const std::vector<TextTable::Concession> kConcessions{{kURL, 12},     {kName, 12}, {kURL, 0},
                                                       {kNewest, 0},   {kKind, 0},  {kModel, 0},
                                                       {kFirmware, 0}, {kName, 1},  {kName, 0}};
@@ -45,7 +45,7 @@ std::string JsonLine(const char* member, Json list) {
   return object.dump(kOneLine, ' ', true, Json::error_handler_t::replace);
 }
 
-// Why an interface cannot carry AVB; null where it can.
+// Why an interface cannot carry AVB; null if it can.
 const char* ReasonText(AVBCapability::Answer answer) {
   using Answer = AVBCapability::Answer;
   switch (answer) {

@@ -84,7 +84,7 @@ OutputResult ListOutput::Finish() {
   return WriteToStandardOutput(UnitTable(fUnits, {fColor, TerminalScreen::CurrentSize().columns, 0}));
 }
 
-// Whether an empty list means that there is nothing to be found.
+// Whether an empty list means that nothing can be found.
 bool ListOutput::IsSettled() const {
   return fHadUnits || fNow() >= fFirstWaitEnds;
 }

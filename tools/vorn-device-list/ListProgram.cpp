@@ -25,7 +25,7 @@ using DeviceList::DiscoveryHint;
 
 constexpr std::chrono::milliseconds kTeardownLimit{700};
 
-constexpr std::chrono::seconds kSurroundingsPace{1};  // between two looks at them
+constexpr std::chrono::seconds kSurroundingsPace{1};  // between two checks
 
 const char* ReasonText(DiscoveryHint hint) {
   switch (hint) {
@@ -47,7 +47,7 @@ bool IsPipe(int descriptor) {
   return ::fstat(descriptor, &status) == 0 && S_ISFIFO(status.st_mode);
 }
 
-// A descriptor watched by the thread's run loop, for as long as this lives.
+// A descriptor that the thread's run loop watches while this lives.
 class WatchedDescriptor {
  public:
   WatchedDescriptor(int descriptor, std::function<void()> handler)
@@ -61,7 +61,7 @@ class WatchedDescriptor {
   RunLoop::SourceId fSource;
 };
 
-// One run of the program, from the first look to the decision to leave.
+// One run of the program, from the first look to the decision to exit.
 class ListRun {
  public:
   ListRun(const Options& options, DeviceList::UpdateServer server)
@@ -84,7 +84,7 @@ class ListRun {
     }
     std::unique_ptr<WatchedDescriptor> readerWatch;
     if (IsPipe(STDOUT_FILENO)) {
-      // Readable only in the sense of an error: the reader has gone.
+      // It only becomes readable with an error: nobody reads any more.
       readerWatch = std::make_unique<WatchedDescriptor>(STDOUT_FILENO, [this] { Leave(kListed); });
     }
     RunLoopTimer waitTimer(fLoop, kNever, [this] { HandleTimeUp(); });
@@ -102,15 +102,15 @@ class ListRun {
   }
 
  private:
-  // What is still to be handled once it is decided to leave changes nothing.
+  // After the decision to exit, open events change nothing.
   void Leave(int exitCode) {
     if (std::exchange(fLeaves, true)) return;
     fExitCode = exitCode;
     fLoop->Stop();
   }
 
-  // After whatever may have written: leaves where there is no use in writing
-  // more, and looks when there is more to write.
+  // Call after anything that may have written: exits if there is no use in writing more, and plans the next
+  // write.
   void Continue(OutputResult result) {
     if (result == OutputResult::kNobodyReads) Leave(kListed);
     if (result == OutputResult::kFailed) Leave(kFailed);
@@ -126,7 +126,7 @@ class ListRun {
     if (!fLeaves) Continue(fOutput.WriteDue());
   }
 
-  // Nothing reports that the network came or went, nor that the program was brought to the foreground.
+  // Nothing reports that the network came or went, or that the program came to the foreground.
   void HandleSurroundings() {
     if (fLeaves) return;
     TellHint(fStatus.Hint());
@@ -144,7 +144,7 @@ class ListRun {
     TellHint(fStatus.Hint());
   }
 
-  // On a terminal that is drawn on for as long as it holds, else each reason once.
+  // On a terminal that is drawn on, as long as the reason is true; otherwise each reason once.
   void TellHint(DiscoveryHint hint) {
     if (fLeaves) return;
     if (fInPlace) {
@@ -173,7 +173,8 @@ class ListRun {
     if (!fLeaves) Continue(fOutput.WriteLast());
   }
 
-  // What has not been written yet, and on a terminal the reason, whose line goes with the picture.
+  // Writes what was not written yet. On a terminal, also the reason, because its line disappears with the
+  // page.
   void EndWatch() {
     if (fLeaves || !fOptions.watch) return;
     (void)fOutput.Finish();
@@ -189,12 +190,12 @@ class ListRun {
   const bool fInPlace;
   ListOutput fOutput;
   DeviceList::DiscoveryStatus fStatus;
-  std::set<DiscoveryHint> fTold;  ///< reasons that the console has been told
+  std::set<DiscoveryHint> fTold;  ///< reasons that the console has already shown
   std::shared_ptr<PollRunLoop> fLoop;
   RunLoopTimer fDueTimer;
-  RunLoopTimer fSurroundingsTimer;  ///< runs where the picture is drawn in place
+  RunLoopTimer fSurroundingsTimer;  ///< runs if the page is drawn in place
   int fExitCode = kListed;
-  bool fLeaves = false;  ///< the exit code stands
+  bool fLeaves = false;  ///< the exit status is decided
 };
 
 }  // namespace

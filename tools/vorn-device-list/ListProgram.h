@@ -7,17 +7,18 @@
 
 namespace vorn::devicelisttool {
 
-/// Exit codes of the program.
+/// Exit statuses of the program.
 enum ExitCode : int {
-  kListed = 0,         ///< units were listed, a watch was ended, or the reader has gone
-  kNoneFound = 1,      ///< no unit was found in the time given
-  kFailed = 1,         ///< the output could not be written, or not be made; the console knows
-  kBadUsage = 2,       ///< the command line is not understood
-  kCouldNotLook = 3,   ///< no unit was found since the responder or the network is missing; the console knows
-  kInterrupted = 128,  ///< plus the signal's number: ended before the time was up
+  kListed = 0,     ///< units were listed, a watch was ended, or nobody reads any more
+  kNoneFound = 1,  ///< no unit was found in the given time
+  kFailed = 1,     ///< the output could not be written, or not be made; the console knows
+  kBadUsage = 2,   ///< the program does not understand the command line
+  kCouldNotLook =
+      3,  ///< no unit was found because the responder or the network is missing; the console knows
+  kInterrupted = 128,  ///< plus the signal's number: it came before the time was over
 };
 
-/// Writes the text to standard output; returns the exit code.
+/// Writes the text to standard output; returns the exit status.
 [[nodiscard]] int Print(std::string_view text);
 
 /// Looks for units, asks the server for their newest firmware, and prints them

@@ -32,8 +32,8 @@ using vorn::devicelisttool::Print;
 // What every form of output needs.
 void PrepareOutput() {
   vorn::OccupyClosedStandardDescriptors();
-  std::setlocale(LC_CTYPE, "C.UTF-8");  // for the width of characters, whatever the user's own
-  ::signal(SIGPIPE, SIG_IGN);           // a reader that has gone shows as a failed write
+  std::setlocale(LC_CTYPE, "C.UTF-8");  // for the width of characters, whatever the user's own locale is
+  ::signal(SIGPIPE, SIG_IGN);           // if nobody reads any more, a write fails
 }
 
 // What must happen before any thread starts.

@@ -16,16 +16,16 @@
 namespace DeviceList {
 namespace {
 
-constexpr long kReceiveBufferBytes = 4096;  // answers are small, and every unit has its own
-constexpr long kSendBufferBytes = 16384;    // the smallest there is
+constexpr long kReceiveBufferBytes = 4096;  // answers are small, and every unit has its own buffer
+constexpr long kSendBufferBytes = 16384;    // the smallest possible
 constexpr std::chrono::milliseconds kLongestWait{1000};
-constexpr char kAcceptEncoding[] = "Accept-Encoding: gzip, deflate";  // decoded by ResponseCollector
+constexpr char kAcceptEncoding[] = "Accept-Encoding: gzip, deflate";  // ResponseCollector decodes
 constexpr long kFirstFinalStatus = 200;
-/// A kept connection on which the peer has acknowledged nothing for so long is
-/// dead: the peer has gone, or the address that it knows us by is no longer ours.
+/// If the peer acknowledges nothing on a kept connection for this time, the connection is dead. The peer has
+/// gone, or it sends to a former address of this computer.
 constexpr std::chrono::milliseconds kSilentTime{5000};
-/// Stands in for a host's name beyond ASCII, which the client would take for an
-/// internationalised one and look up in another spelling.
+/// Replaces a host's name with bytes beyond ASCII. The client would take such a name for an internationalised
+/// one and look up another spelling.
 constexpr char kPlainName[] = "host.local";
 
 struct EasyCleanup {
@@ -39,8 +39,7 @@ struct ListCleanup {
 };
 using StringList = std::unique_ptr<curl_slist, ListCleanup>;
 
-/// A transfer among those of the multi handle. One that is still under way at
-/// the end is dropped with its connection.
+/// A transfer of the multi handle. If it is still running at the end, it is dropped with its connection.
 class Running {
  public:
   Running(CURLM* multi, CURL* easy) : fMulti(multi), fEasy(easy) {
@@ -62,8 +61,8 @@ void Append(StringList& list, const std::string& text) {
   list.reset(longer);
 }
 
-/// The callbacks are called from C, so nothing may be thrown out of them;
-/// taking fewer bytes than offered makes the transfer fail.
+/// C code calls the callbacks, so they must not throw. If they take fewer bytes than offered, the transfer
+/// fails.
 std::size_t TakeHeader(char* bytes, std::size_t size, std::size_t count, void* collector) noexcept {
   const std::size_t length = size * count;
   try {
@@ -76,7 +75,7 @@ std::size_t TakeHeader(char* bytes, std::size_t size, std::size_t count, void* c
 std::size_t TakeBody(char* bytes, std::size_t size, std::size_t count, void* collector) noexcept {
   const std::size_t length = size * count;
   try {
-    // An empty piece is no failure, and taking none of it tells that.
+    // An empty piece is no failure, although a result of 0 bytes would mean one.
     return static_cast<ResponseCollector*>(collector)->AddBody({bytes, length}) ? length : length + 1;
   } catch (...) {
     return length + 1;
@@ -100,17 +99,16 @@ void Set(CURL* handle, CURLoption option, T value) {
   if ((curl_easy_setopt)(handle, option, value) != CURLE_OK) throw std::runtime_error("HTTP option refused");
 }
 
-/// True once a part of the request has been sent over a connection.
+/// True after a part of the request was sent over a connection.
 bool HasSent(CURL* handle) {
   long bytes = 0;
   return curl_easy_getinfo(handle, CURLINFO_REQUEST_SIZE, &bytes) == CURLE_OK && bytes > 0;
 }
 
-/// The line that sends the tag; empty for none. A tag with a byte that would
-/// end the line is not sent.
+/// The line that sends the tag; empty for none. A tag with a byte that would end the line is not sent.
 std::string TagField(const vorn::optional<std::string>& etag) {
   if (!etag || etag->find_first_of(std::string_view("\0\r\n", 3)) != std::string::npos) return {};
-  // A field without a text is written this way, or it would be left out.
+  // A field without a text needs this form. Otherwise the client would leave it out.
   const bool blank = etag->find_first_not_of(" \t") == std::string::npos;
   return blank ? "If-None-Match;" : "If-None-Match: " + *etag;
 }
@@ -119,7 +117,7 @@ bool IsASCII(const std::string& text) {
   return std::all_of(text.begin(), text.end(), [](char c) { return static_cast<unsigned char>(c) < 0x80; });
 }
 
-/// Where in the URL's text its host and port stand.
+/// The place of host and port in the URL's text.
 std::string_view AuthorityIn(const std::string& url) {
   const auto begin = url.find("://") + 3;
   const std::string_view rest = std::string_view(url).substr(begin);
@@ -140,8 +138,8 @@ void InitHTTP() {
   });
 }
 
-/// The order matters: what the client points to outlives it, and the easy
-/// handle goes before the multi handle it was used with.
+/// The order matters: what the client points to must live longer than the client, and the easy handle must go
+/// before its multi handle.
 struct CurlTransfer::Handles {
   StringList header;
   StringList destination;
@@ -149,8 +147,8 @@ struct CurlTransfer::Handles {
   std::unique_ptr<CURLM, MultiCleanup> multi;
   std::unique_ptr<CURL, EasyCleanup> easy;
 
-  /// True when there is something to read from the kept connection: its end,
-  /// or bytes that belong to no answer and would spoil the next one.
+  /// True if there is something to read from the kept connection: its end, or bytes that belong to no answer
+  /// and would spoil the next one.
   [[nodiscard]] bool HasUnreadBytes() const {
     pollfd wait{keptSocket, POLLIN, 0};
     return keptSocket != CURL_SOCKET_BAD && ::poll(&wait, 1, 0) != 0;
@@ -161,7 +159,7 @@ CurlTransfer::CurlTransfer() : fHandles(std::make_unique<Handles>()) {
   InitHTTP();
   fHandles->multi.reset(curl_multi_init());
   fHandles->easy.reset(curl_easy_init());
-  // Without descriptors the multi handle comes, but cannot be woken.
+  // Without descriptors, the multi handle is made but cannot be woken.
   if (!fHandles->multi || !fHandles->easy || curl_multi_wakeup(fHandles->multi.get()) != CURLM_OK)
     throw std::runtime_error("no HTTP client");
   curl_multi_setopt(fHandles->multi.get(), CURLMOPT_MAXCONNECTS, 1L);
@@ -173,7 +171,7 @@ CurlTransfer::CurlTransfer() : fHandles(std::make_unique<Handles>()) {
   Set(easy, CURLOPT_FOLLOWLOCATION, 0L);
   Set(easy, CURLOPT_PATH_AS_IS, 1L);
   Set(easy, CURLOPT_NETRC, static_cast<long>(CURL_NETRC_IGNORED));
-  Set(easy, CURLOPT_QUICK_EXIT, 1L);  // never waits for a look-up that is given up
+  Set(easy, CURLOPT_QUICK_EXIT, 1L);  // never waits for a look-up that was given up
   Set(easy, CURLOPT_SUPPRESS_CONNECT_HEADERS, 1L);
   Set(easy, CURLOPT_BUFFERSIZE, kReceiveBufferBytes);
   Set(easy, CURLOPT_UPLOAD_BUFFERSIZE, kSendBufferBytes);
@@ -226,7 +224,7 @@ CurlTransfer::End CurlTransfer::RunInTurn(const Request& request, const std::vec
 CurlTransfer::End CurlTransfer::RunAt(const Request& request, const std::string& address, bool isOnly) {
   CURL* easy = fHandles->easy.get();
   ConnectTo(address);
-  // The time to agree on a secret would count as well, and a small unit may take long over that.
+  // The time of the TLS handshake would count too, and a small unit may need long for it.
   const bool isBounded = !isOnly && request.url.scheme == "http";
   const std::chrono::milliseconds bound = isBounded ? kAddressTimeout : std::chrono::milliseconds(0);
   Set(easy, CURLOPT_CONNECTTIMEOUT_MS, static_cast<long>(bound.count()));
@@ -251,7 +249,7 @@ CurlTransfer::End CurlTransfer::Run(const Request& request, const std::string& a
 CurlTransfer::End CurlTransfer::RunToEnd(const Request& request, const std::string& address) {
   CURLM* multi = fHandles->multi.get();
   const Running running(multi, fHandles->easy.get());
-  CURLcode result = CURLE_ABORTED_BY_CALLBACK;  // what it is unless it ends by itself
+  CURLcode result = CURLE_ABORTED_BY_CALLBACK;  // the result unless the transfer ends by itself
   bool isSent = false;
   for (int underWay = 1; !request.isGivenUp(address, isSent);) {
     if (curl_multi_perform(multi, &underWay) != CURLM_OK) break;
@@ -261,7 +259,7 @@ CurlTransfer::End CurlTransfer::RunToEnd(const Request& request, const std::stri
       if (message != nullptr && message->msg == CURLMSG_DONE) result = message->data.result;
       break;
     }
-    // libcurl keeps the time-out itself; this holds even where it could not.
+    // libcurl itself watches the time-out. This also works where libcurl cannot.
     const long left = MillisecondsUntil(request.deadline);
     if (left == 0) break;
     const long wait = std::min<long>(left, kLongestWait.count());
@@ -271,7 +269,7 @@ CurlTransfer::End CurlTransfer::RunToEnd(const Request& request, const std::stri
   return EndOf(result);
 }
 
-/// Asked before the handle is removed, which forgets the connection.
+/// Ask before the handle is removed, because the removal forgets the connection.
 CurlTransfer::End CurlTransfer::EndOf(int result) const {
   CURL* easy = fHandles->easy.get();
   curl_socket_t kept = CURL_SOCKET_BAD;
@@ -287,7 +285,7 @@ CurlTransfer::End CurlTransfer::EndOf(int result) const {
   const bool wentOverKeptConnection = made == 0;
   switch (result) {
     case CURLE_OK:
-      // The client takes an answer that ends within its header for a whole one.
+      // The client accepts an answer that ends within its header as a complete one.
       return fCollector.IsComplete() && status >= kFirstFinalStatus ? End::kComplete : End::kFailed;
     case CURLE_COULDNT_CONNECT:
       return End::kUnreachable;
@@ -296,7 +294,7 @@ CurlTransfer::End CurlTransfer::EndOf(int result) const {
     case CURLE_GOT_NOTHING:
     case CURLE_SEND_ERROR:
     case CURLE_RECV_ERROR:
-    case CURLE_UNSUPPORTED_PROTOCOL:  // what came is no HTTP
+    case CURLE_UNSUPPORTED_PROTOCOL:  // the answer was not HTTP
     case CURLE_WEIRD_SERVER_REPLY:
       return wentOverKeptConnection && fCollector.IsEmpty() ? End::kDeadConnection : End::kFailed;
     default:
@@ -310,8 +308,8 @@ HTTPAnswer CurlTransfer::TakeAnswer() {
   return answer;
 }
 
-/// The request's URL and the fields of its header. The Host field has the host
-/// as it is written, whatever name the client is given.
+/// The request's URL and the fields of its header. The Host field contains the host as it is written,
+/// whatever name the client gets.
 void CurlTransfer::SetDestination(const Request& request) {
   const Url& url = request.url;
   std::vector<std::string> fields{kAcceptEncoding};
@@ -336,8 +334,8 @@ void CurlTransfer::SetFields(std::vector<std::string> fields) {
   fFields = std::move(fields);
 }
 
-/// Where the client connects to, whatever host the URL names. A kept connection
-/// to another address is not used then: it may be another unit's by now.
+/// The address for the connection, whatever host the URL names. A kept connection to another address is not
+/// used, because another unit may have that address by now.
 void CurlTransfer::ConnectTo(const std::string& address) {
   if (address == fConnectTo) return;
   auto connectTo = address;

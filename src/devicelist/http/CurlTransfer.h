@@ -14,72 +14,65 @@
 
 namespace DeviceList {
 
-/// Makes the HTTP client library ready for use. HTTPPoller does it by itself
-/// where it has not been done; a program calls it at the start of main, before
-/// it has any other thread, as the libraries beneath ask for. Further calls do
-/// nothing. Any thread.
+/// Makes the HTTP client library ready. HTTPPoller calls it if nobody has. A program calls it at the start of
+/// main, before it has other threads, because the libraries below require that. Further calls do nothing. Any
+/// thread.
 void InitHTTP();
 
-/// How long a host with several addresses may take to accept a connection at
-/// one of them before the next one is tried.
+/// If a host has several addresses, one address may take this time to accept a connection before the next one
+/// is tried.
 inline constexpr std::chrono::seconds kAddressTimeout{2};
 
-/// One GET after another over one kept connection: no redirects, no cookies,
-/// no credentials, no cache, nothing read from or written to disk. Holds at
-/// most three descriptors between requests: the connection and the pair that
-/// Wake writes to. A look-up by the system or a move to another port takes more
-/// while it lasts.
+/// One GET after another over one kept connection: no redirects, no cookies, no credentials, no cache,
+/// nothing read from or written to disk. Has at most three descriptors between requests: the connection and
+/// the pair for Wake. A look-up by the system, or a change to another port, takes more for a short time.
 ///
-/// Perform belongs to one thread at a time; Wake may be called from any.
+/// Only one thread at a time may use Perform. Any thread may call Wake.
 class CurlTransfer {
  public:
-  /// Throws std::runtime_error when the client cannot be set up, as without
-  /// free descriptors.
+  /// Throws std::runtime_error if the client cannot be set up, for example without free descriptors.
   CurlTransfer();
   ~CurlTransfer();
   CurlTransfer(const CurlTransfer&) = delete;
   CurlTransfer& operator=(const CurlTransfer&) = delete;
 
-  /// What one request is made of.
+  /// The parts of one request.
   struct Request {
     const Url& url;
-    const vorn::optional<std::string>& etag;  ///< sent as If-None-Match, exactly as it stands
-    /// Where the host is: tried in turn until one accepts the connection, and
-    /// again where one was silent. None: the system resolves the host.
+    const vorn::optional<std::string>& etag;  ///< sent unchanged as If-None-Match
+    /// The addresses of the host. They are tried in turn until one accepts the connection, and again if one
+    /// was silent. None: the system resolves the host.
     const std::vector<std::string>& addresses;
     bool prefersLast = false;          ///< the address that answered last is tried first
-    bool direct = false;               ///< never through a proxy; else as the environment says
-    vorn::Clock::time_point deadline;  ///< covers everything, the name look-up included
-    /// Asked before each wait: true ends the request. Gets the address that
-    /// the request is at, empty where the system resolves the host, and whether
-    /// it has been sent there and can still have its answer.
+    bool direct = false;               ///< never through a proxy; otherwise as the environment says
+    vorn::Clock::time_point deadline;  ///< for everything, including the look-up of the name
+    /// Called before each wait; true ends the request. It gets the address of the request, or an empty one if
+    /// the system resolves the host. It also gets whether the request was sent there and can still have an
+    /// answer.
     const std::function<bool(const std::string& address, bool isSent)>& isGivenUp;
   };
 
-  /// Sends the request, twice only where a kept connection turns out dead, and
-  /// waits for the whole answer. Empty when the transfer failed in any way,
-  /// broke off before the end of its header, broke a bound of
-  /// ResponseCollector, met its deadline or was given up. A kept connection is
-  /// used only if it leads to one of the addresses and nothing waits on it.
+  /// Sends the request and waits for the whole answer. Sends it a second time only if a kept connection is
+  /// dead. Empty if the transfer failed, ended before the end of the header, broke a bound of
+  /// ResponseCollector, reached its deadline or was given up. Uses a kept connection only if it leads to one
+  /// of the addresses and no bytes wait on it.
   vorn::optional<HTTPAnswer> Perform(const Request& request);
 
-  /// Makes a Perform that is waiting ask again whether it is given up. Never
-  /// blocks.
+  /// Makes a waiting Perform ask again whether it must give up. Never blocks.
   void Wake() noexcept;
 
  private:
   struct Handles;
 
-  /// How a transfer ends.
+  /// The end of a transfer.
   enum class End {
     kComplete,  ///< with the whole answer
-    /// With no answer begun over the kept connection: the peer has closed it
-    /// meanwhile, or sent bytes that belong to no answer. To be tried once
-    /// more, over a new one.
+    /// No answer has begun on the kept connection: the peer has closed it, or has sent bytes that belong to
+    /// no answer. Try once more, over a new connection.
     kDeadConnection,
     kUnreachable,  ///< without a connection: the next address may have one
-    kSilent,       ///< the same, and nothing said so: there may be one later
-    kFailed,       ///< in any other way, or given up; not to be tried again
+    kSilent,       ///< the same, but nothing answered: there may be a connection later
+    kFailed,       ///< in any other way, or given up; do not try again
   };
 
   [[nodiscard]] End RunInTurn(const Request& request, const std::vector<std::string>& addresses);
@@ -95,8 +88,8 @@ class CurlTransfer {
   ResponseCollector fCollector;
   std::unique_ptr<Handles> fHandles;
   std::vector<std::string> fFields;  ///< the header lines that the handle adds to its own
-  std::string fConnectTo;   ///< the address that the handle connects to; empty: as the system resolves
-  std::string fAnsweredAt;  ///< the address that the last answer came from; empty: none, or not known
+  std::string fConnectTo;            ///< the address for the connection; empty: the system resolves
+  std::string fAnsweredAt;           ///< the address of the last answer; empty: none, or not known
 };
 
 }  // namespace DeviceList

@@ -19,8 +19,8 @@ bool Contains(const std::vector<std::string>& addresses, const std::string& addr
 
 }  // namespace
 
-/// A thread's stay in DoRequest: waits for the client to be free and lets go
-/// of it at the end. Where the client is cancelled, it never gets its turn.
+/// The presence of a thread in DoRequest. It waits until the client is free and frees it at the end. If the
+/// client is cancelled, the thread never gets its turn.
 class HTTPPoller::Turn {
  public:
   explicit Turn(HTTPPoller& poller) : fPoller(poller) {
@@ -31,7 +31,7 @@ class HTTPPoller::Turn {
     if (fHasTurn) fPoller.fBusy = true;
   }
 
-  /// Tells the others under the lock: right after it the poller may be gone.
+  /// Notifies the others under the lock, because the poller may be gone right after it.
   ~Turn() {
     const std::lock_guard lock(fPoller.fMutex);
     --fPoller.fInside;
@@ -81,13 +81,13 @@ const std::optional<Url>& HTTPPoller::ParseFirst(const std::string& url) {
   if (!fParsedUrl || url != fParsedText) {
     fParsedUrl.reset();
     fParsedText = url;
-    // The scheme is compared as it is written; nothing but "http" is served.
+    // The scheme is compared exactly as written; only "http" is served.
     if (std::string_view(url).substr(0, kScheme.size()) == kScheme) fParsedUrl = ParseUrl(url);
   }
   return fParsedUrl;
 }
 
-/// Learns of each change of the host's addresses while it is the one asked.
+/// Hears of each change of the addresses of the host that is asked.
 void HTTPPoller::ListenTo(const std::string& host) {
   if (!fHosts || host == fListensTo) return;
   fSubscription.reset();
@@ -121,7 +121,7 @@ vorn::optional<HTTPAnswer> HTTPPoller::FollowRedirects(const Url& first,
   std::optional<Url> current;
   for (int redirects = 0; answer && IsRedirect(answer->second.statusCode); ++redirects) {
     const auto location = answer->second.allHeaderFields.Find("Location");
-    if (!location) break;  // says nothing to follow: an answer like any other
+    if (!location) break;  // nothing to follow: this is an answer like any other
     if (redirects == kMaxRedirects) return {};
     current = ResolveUrl(current ? *current : first, *location);
     if (!current || !MayLeadTo(*current, first)) return {};
@@ -135,7 +135,7 @@ bool HTTPPoller::MayLeadTo(const Url& url, const Url& first) const {
   return Contains(AddressesOf(first), url.host);
 }
 
-/// None where the system resolves the host.
+/// None if the system resolves the host.
 std::vector<std::string> HTTPPoller::AddressesOf(const Url& url) const {
   return fHosts ? fHosts->AddressesOf(url.host) : std::vector<std::string>();
 }
@@ -148,7 +148,7 @@ vorn::optional<HTTPAnswer> HTTPPoller::RequestOnce(const Url& url, const Url& fi
   // A redirect that names one of the host's addresses leads to that one.
   const bool isNamed = !fHosts || LocalHosts::IsSameName(url.host, first.host);
   const auto addresses = isNamed ? fAddresses : std::vector<std::string>{url.host};
-  // The newest address is the first. At the old one there may be another unit by now.
+  // The newest address is the first. Another unit may have the old one by now.
   const bool prefersLast = !fAddresses.empty() && Contains(fAnsweredAmong, fAddresses.front());
   auto answer = fTransfer.Perform({url, etag, addresses, prefersLast, direct, deadline,
                                    [this, &first](const std::string& address, bool isSent) {
@@ -158,9 +158,8 @@ vorn::optional<HTTPAnswer> HTTPPoller::RequestOnce(const Url& url, const Url& fi
   return answer;
 }
 
-/// A host that has left the table altogether may still be there; its request
-/// goes on. An address that is new to the request is no reason to give up one
-/// that may be answered any moment.
+/// A host that has left the table may still be there, so its request continues. A new address is no reason to
+/// give up a request that may be answered at any moment.
 bool HTTPPoller::IsGivenUp(const Url& first, const std::string& address, bool isSent) {
   const bool looks = !isSent || fAddressesChanged.exchange(false);
   if (!fHostMoved && looks && !address.empty()) {

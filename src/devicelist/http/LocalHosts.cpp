@@ -22,8 +22,7 @@ bool IsAddress(const std::string& text) {
   return text.find('\0') == std::string::npos && inet_pton(AF_INET, text.c_str(), &address) == 1;
 }
 
-/// Calls with each host whose addresses differ. Both tables are in order, so
-/// that one walk along both finds them.
+/// Calls with each host whose addresses differ. Both tables are sorted, so one walk along both finds them.
 template <typename Call>
 void ForEachDifference(const LocalHosts::Table& before, const LocalHosts::Table& after, const Call& call) {
   auto old = before.begin();

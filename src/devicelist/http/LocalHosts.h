@@ -10,18 +10,16 @@
 
 namespace DeviceList {
 
-/// The IPv4 addresses of ".local" hosts as discovery learnt them: written as a
-/// whole by the discovery side, read by the units' HTTP clients before each
-/// request, so that units are reached even where the system itself cannot
+/// The IPv4 addresses of ".local" hosts from discovery. The discovery side writes the whole table, and the
+/// units' HTTP clients read it before each request. So units can be reached even if the system itself cannot
 /// resolve ".local".
 ///
-/// Announcements are strangers' text. The table therefore holds nothing but
-/// hosts that end in ".local" and well-formed dotted addresses, at most
-/// kMaxAddresses a host; all else is left out. No announcement can give the
-/// address of another kind of host.
+/// Announcements are strangers' text. So the table only accepts hosts that end in ".local" and well-formed
+/// dotted addresses, at most kMaxAddresses for each host. No announcement can give the address of another
+/// kind of host.
 ///
-/// @threadsafety Every function may be called from any thread, at any time;
-/// none blocks for longer than a copy of its data.
+/// @threadsafety Any thread may call every function at any time. None blocks for longer than a copy of its
+/// data.
 class LocalHosts {
   using Changed = std::function<void()>;
   using Listeners = std::multimap<std::string, Changed, std::less<>>;
@@ -31,21 +29,19 @@ class LocalHosts {
   using Table = std::map<std::string, std::vector<std::string>>;
   static constexpr std::size_t kMaxAddresses = 4;
 
-  /// True when the host's last label is "local", in any case, with or without
-  /// the final dot, and something stands before it.
+  /// True if the host's last label is "local", in any case, with or without the final dot, and there is
+  /// something before it.
   [[nodiscard]] static bool IsLocal(std::string_view host);
 
-  /// The name by which a host is known, however it is written: in lower case,
-  /// without the final dot.
+  /// The name of a host in one spelling: in lower case, without the final dot.
   [[nodiscard]] static std::string KeyOf(std::string_view host);
 
-  /// True for two names that differ in nothing but case and the final dot.
+  /// True for two names that only differ in case and the final dot.
   [[nodiscard]] static bool IsSameName(std::string_view one, std::string_view other);
 
-  /// For as long as it lives, a function is called after each change of one
-  /// host's addresses, and of no other host's. It runs on the thread that
-  /// changes the table and under the table's lock: it must neither block nor
-  /// throw nor use the table. Once the destructor has returned it runs no more.
+  /// While it lives, a function is called after each change of one host's addresses, but not for other hosts.
+  /// It runs on the thread that changes the table and under the table's lock. It must neither block nor throw
+  /// nor use the table. It does not run after the destructor has returned.
   class Subscription {
    public:
     Subscription(std::shared_ptr<const LocalHosts> hosts, std::string_view host, Changed changed);
@@ -58,21 +54,20 @@ class LocalHosts {
     Listeners::iterator fListener;
   };
 
-  /// Puts the given table in the place of the old one. Names that differ only
-  /// in case or in the final dot are one host; its addresses are put together
-  /// in their order, each once.
+  /// Replaces the table. Names that only differ in case or in the final dot are one host. Its addresses are
+  /// joined in their order, each once.
   void Replace(const Table& table);
 
-  /// The host's addresses; none when the host is not in the table.
+  /// The host's addresses; none if the host is not in the table.
   [[nodiscard]] std::vector<std::string> AddressesOf(std::string_view host) const;
 
  private:
   void CallListenersOf(const std::string& key) const;
 
-  // Both keyed by the lower-case name without final dot.
+  // Both have the lower-case name without final dot as key.
   mutable std::mutex fMutex;
   Table fTable;                  ///< guarded by fMutex
-  mutable Listeners fListeners;  ///< guarded by fMutex; listening changes no table
+  mutable Listeners fListeners;  ///< guarded by fMutex; listening does not change the table
 };
 
 }  // namespace DeviceList

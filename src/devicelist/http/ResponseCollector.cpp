@@ -13,12 +13,11 @@ namespace DeviceList {
 namespace {
 
 constexpr int kWindowBits = 15;             // the largest there is
-constexpr int kGzipHeader = 16;             // added to the window's: the stream has a gzip header
+constexpr int kGzipHeader = 16;             // added to the window's size: the stream has a gzip header
 constexpr std::size_t kDeflateHeader = 2;   // bytes
-constexpr std::size_t kPieceBytes = 16384;  // decoded at a time
+constexpr std::size_t kPieceBytes = 16384;  // decoded in one step
 
-/// Whether a deflated stream has its header: packed in the one known way, and
-/// the two bytes a multiple of 31.
+/// Whether a deflated stream has a header: the one known method, and two bytes that are a multiple of 31.
 bool HasDeflateHeader(std::string_view begin) {
   const auto first = static_cast<unsigned char>(begin[0]);
   const auto second = static_cast<unsigned char>(begin[1]);
@@ -33,7 +32,7 @@ bool IsBlankLine(std::string_view line) {
   return line == "\r\n" || line == "\n" || line.empty();
 }
 
-/// Takes the next element off a comma-separated list, without white space.
+/// Removes the next element from a comma-separated list, without white space.
 std::string_view NextElement(std::string_view& list) {
   const auto comma = list.find(',');
   const auto element = vorn::Trimmed(list.substr(0, comma));
@@ -49,10 +48,10 @@ bool IsOneOf(std::string_view name, const std::array<std::string_view, Count>& n
 
 constexpr std::array<std::string_view, 2> kGzip{"gzip", "x-gzip"};
 constexpr std::array<std::string_view, 1> kDeflate{"deflate"};
-/// The content codings that are registered and that nobody here can decode.
+/// The registered content codings that neither we nor the client can decode.
 constexpr std::array<std::string_view, 9> kUndecoded{"br",  "zstd", "compress",     "x-compress", "dcb",
                                                      "dcz", "exi",  "pack200-gzip", "aes128gcm"};
-/// What the client undoes by itself, and what says that there is nothing to undo.
+/// Codings that the client decodes by itself, and names that mean no coding.
 constexpr std::array<std::string_view, 2> kTransfer{"chunked", "identity"};
 
 }  // namespace
@@ -89,7 +88,7 @@ bool BodyDecoder::IsComplete() const noexcept {
   return fEnded || (!fStream && fBegin.empty());
 }
 
-/// False while it takes more bytes to see how the body is packed.
+/// False while more bytes are needed to see how the body is packed.
 bool BodyDecoder::Begin() {
   if (fCoding == Coding::kGzip) {
     fStream = std::make_unique<Stream>(kWindowBits + kGzipHeader);
@@ -109,7 +108,7 @@ bool BodyDecoder::Inflate(std::string_view piece, std::string& body, std::size_t
     state.next_out = reinterpret_cast<Bytef*>(decoded.data());
     state.avail_out = static_cast<uInt>(decoded.size());
     const int result = inflate(&state, Z_NO_FLUSH);
-    // Without anything to do there is no progress, which is no fault.
+    // If there is nothing to do, there is no progress. This is no fault.
     if (result != Z_OK && result != Z_STREAM_END && result != Z_BUF_ERROR) return false;
     const std::size_t count = decoded.size() - state.avail_out;
     if (count > maxBytes - body.size()) return false;
@@ -134,7 +133,7 @@ void ResponseCollector::BeginResponse() noexcept {
 }
 
 bool ResponseCollector::AddHeaderLine(std::string_view line) {
-  // Counted over the whole request: endless interim responses are bounded too.
+  // Counts over the whole request, so that endless interim responses are bounded too.
   if (line.size() > kMaxHeaderBytes - fHeaderBytes) return false;
   fHeaderBytes += line.size();
 
@@ -172,7 +171,7 @@ bool ResponseCollector::AcceptContentCoding(std::string_view coding) {
 }
 
 bool ResponseCollector::AddBody(std::string_view bytes) {
-  // An encoded body that gives out nothing is bounded by its own length.
+  // An encoded body that decodes to nothing is bounded by its own length.
   if (bytes.size() > kMaxBodyBytes - fBodyBytes) return false;
   fBodyBytes += bytes.size();
   return fDecoder.Decode(bytes, fAnswer.first, kMaxBodyBytes);

@@ -37,15 +37,15 @@ bool HoldsForbidden(const std::string& text) {
   });
 }
 
-/// True for "scheme://x": the parser would take any number of slashes.
+/// True for "scheme://x": the parser would accept any number of slashes.
 bool HasAuthority(const std::string& text) {
   const auto colon = text.find(':');
   return colon != std::string::npos && text.compare(colon, 3, "://") == 0 && colon + 3 < text.size() &&
          text[colon + 3] != '/';
 }
 
-/// What stands between "//" and the path: the host, with a port behind it and a
-/// user in front of it. Empty where the text has none.
+/// The part between "//" and the path: the host, with an optional port after it and an optional user before
+/// it. Empty if the text has none.
 std::string_view AuthorityOf(std::string_view text) {
   const auto slashes = text.find("//");
   if (slashes == std::string_view::npos || (slashes > 0 && text[slashes - 1] != ':')) return {};
@@ -53,8 +53,8 @@ std::string_view AuthorityOf(std::string_view text) {
   return rest.substr(0, rest.find_first_of("/?#\\"));
 }
 
-/// Even an empty user name in front of the host has no business in a request,
-/// and an escape would make the host another one than is written.
+/// Even an empty user name before the host is not allowed in a request, and an escape would hide the real
+/// host.
 bool HasUserOrEscape(std::string_view text) {
   return AuthorityOf(text).find_first_of("@%") != std::string_view::npos;
 }
@@ -67,7 +67,7 @@ std::optional<Url> Read(const UrlHandle& handle) {
   auto port = GetPart(handle, CURLUPART_PORT, CURLU_DEFAULT_PORT);
   auto path = GetPart(handle, CURLUPART_PATH);
   if (!text || !scheme || !host || !port || !path || host->empty()) return {};
-  // Escapes in the host have become the bytes that they stand for.
+  // Escapes in the host have become the bytes that they mean.
   if (HoldsForbidden(*text)) return {};
   Url url{std::move(*text), vorn::LowerASCII(*scheme), vorn::LowerASCII(*host), std::move(*port),
           std::move(*path)};
@@ -75,8 +75,8 @@ std::optional<Url> Read(const UrlHandle& handle) {
   return url;
 }
 
-/// "." and ".." are kept as they stand: they may be a unit's identifier or its
-/// model, and the path without them would be another resource's.
+/// "." and ".." stay as they are: they may be a unit's identifier or its model, and the path without them
+/// would be another resource's.
 constexpr unsigned kAsWritten = CURLU_PATH_AS_IS | CURLU_DISALLOW_USER;
 
 std::optional<Url> Parse(const std::string& text, unsigned flags) {
@@ -103,7 +103,7 @@ std::optional<Url> ResolveUrl(const Url& base, const std::string& reference) {
   if (reference.empty() || reference.front() == '#') return base;
   const auto handle = MakeHandle();
   if (curl_url_set(handle.get(), CURLUPART_URL, base.text.c_str(), kAsWritten) != CURLUE_OK) return {};
-  // Servers do write blanks into a Location; they are encoded on the way in.
+  // Some servers write blanks into a Location; they are encoded here.
   if (HasUserOrEscape(reference)) return {};
   const auto result =
       curl_url_set(handle.get(), CURLUPART_URL, reference.c_str(), CURLU_URLENCODE | CURLU_DISALLOW_USER);
@@ -117,7 +117,7 @@ bool IsWebAddress(const std::string& text) {
   constexpr std::size_t kMaxLength = 8192;
   if (text.size() > kMaxLength || text.find_first_of("\"<>\\") != std::string::npos) return false;
   const auto authority = AuthorityOf(text);
-  const auto host = authority.substr(authority.rfind('@') + 1);  // all of it where there is no user
+  const auto host = authority.substr(authority.rfind('@') + 1);  // all of it if there is no user
   return host.find_first_of("%|") == std::string_view::npos && Parse(text, CURLU_PATH_AS_IS);
 }
 

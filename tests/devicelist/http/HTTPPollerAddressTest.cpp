@@ -36,10 +36,10 @@ constexpr char kFirst[] = "127.0.0.1";
 constexpr char kSecond[] = "127.0.0.2";
 constexpr char kThird[] = "127.0.0.3";
 
-/// Far below the request's own 30 s and far above any scheduling delay.
+/// Much less than the request's own 30 s and much more than any scheduling delay.
 constexpr auto kPrompt = 10s;
 
-/// Where a host is, as discovery says, and what its client makes of it.
+/// Where a host is, according to discovery, and what its client does with it.
 class HTTPPollerAddressTest : public ::testing::Test {
  protected:
   void Move(std::vector<std::string> addresses) { fHosts->Replace({{kHost, std::move(addresses)}}); }
@@ -92,8 +92,8 @@ TEST_F(HTTPPollerAddressTest, AsksTheAddressOnTheOtherPortsOfARedirectToo) {
 
 // ---- Several addresses ----
 
-/// Servers on the two addresses that share a port: one that is free on the
-/// first may be taken on the second. They answer "/x" by their names.
+/// Servers on the two addresses that share a port. A port that is free on the first may be taken on the
+/// second. They answer "/x" with their names.
 class TwoServers {
  public:
   TwoServers() {
@@ -227,7 +227,7 @@ TEST_F(HTTPPollerAddressTest, FollowsTwoHostsThatExchangeTheirAddresses) {
 
 // ---- A host that moves under a request ----
 
-/// A request for "/x" on a thread of its own.
+/// A request for "/x" on a separate thread.
 class RunningRequest {
  public:
   RunningRequest(HTTPPoller& poller, std::uint16_t port)
@@ -255,7 +255,7 @@ TEST_F(HTTPPollerAddressTest, GivesUpAConnectionToAnAddressThatTheHostHasLeft) {
   EXPECT_EQ(request.Body(), "second");
 }
 
-/// A request that is at the first address, where nobody answers.
+/// A request at the first address, where nobody answers.
 class HTTPSilenceTest : public HTTPPollerAddressTest, public ::testing::WithParamInterface<bool> {
  protected:
   [[nodiscard]] std::unique_ptr<RunningRequest> AskInSilence(HTTPPoller& poller) {
@@ -363,7 +363,7 @@ TEST_F(HTTPPollerAddressTest, BeginsAtTheNameAgainWhenAHostMovesUnderARedirect) 
   EXPECT_EQ(request.Body(), "second");
 }
 
-/// What leaves a request alone: more addresses, other hosts, no host any more.
+/// What does not affect a request: more addresses, other hosts, no host any more.
 TEST_F(HTTPPollerAddressTest, LeavesARequestAloneWhileItsAddressStands) {
   TwoServers servers;
   std::promise<void> arrived;
@@ -406,7 +406,7 @@ TEST_F(HTTPPollerAddressTest, AnswersEachRequestHoweverOftenTheHostMoves) {
   TwoServers servers;
   Move({kFirst});
   constexpr int kRequests = 200;
-  std::counting_semaphore<kRequests> requests{0};  // the moves of each fall somewhere into it
+  std::counting_semaphore<kRequests> requests{0};  // each moves at some moment during it
   std::thread mover([&] {
     for (int i = 0; i < kRequests; ++i) {
       requests.acquire();

@@ -22,10 +22,10 @@ using vorn::testing::FullListener;
 using vorn::testing::LoopbackServer;
 using vorn::testing::Yield;
 
-/// Far below the request's own 30 s and far above any scheduling delay.
+/// Much less than the request's own 30 s and much more than any scheduling delay.
 constexpr auto kPrompt = 10s;
 
-/// A request on a thread of its own.
+/// A request on a separate thread.
 class RunningRequest {
  public:
   RunningRequest(HTTPPoller& poller, std::string url)

@@ -17,8 +17,7 @@ using vorn::testing::Exchange;
 using vorn::testing::LoopbackServer;
 using vorn::testing::StopsServer;
 
-/// What stands on a connection before and behind the answers: half answers,
-/// and bytes that belong to none.
+/// What is on a connection before and after the answers: half answers, and bytes that belong to none.
 class HTTPPollerConnectionTest : public ::testing::Test {
  protected:
   vorn::optional<HTTPAnswer> Get(const std::string& target) {
@@ -156,7 +155,7 @@ TEST_F(HTTPPollerConnectionTest, AsksOnceMoreAndNotTwice) {
   EXPECT_TRUE(Get("/good"));
   EXPECT_FALSE(Get("/bad"));
   EXPECT_THAT(fServer.Targets(), ElementsAre("/good", "/bad", "/bad"));
-  EXPECT_FALSE(Get("/bad"));  // there is no kept connection that could be to blame
+  EXPECT_FALSE(Get("/bad"));  // there is no kept connection that could be the reason
   EXPECT_EQ(fServer.RequestCount(), 4U);
 }
 

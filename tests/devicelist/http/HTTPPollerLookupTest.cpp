@@ -37,11 +37,10 @@ using vorn::testing::Exchange;
 using vorn::testing::LoopbackServer;
 using vorn::testing::ScopedEnvironment;
 
-/// The system's resolver gives up after some 10 s, the request after 30.
+/// The system's resolver gives up after about 10 s, the request after 30.
 constexpr auto kPrompt = 4s;
 
-/// A name server on 127.0.0.1 that takes queries and answers those that it is
-/// told to.
+/// A name server on 127.0.0.1 that takes queries and answers those that the test chooses.
 class NameServer {
  public:
   NameServer() : fSocket(::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0)) {
@@ -57,9 +56,8 @@ class NameServer {
     return ::poll(&wait, 1, 20000) == 1;
   }
 
-  /// Answers every query with "no such name" until the request has ended, and
-  /// says how many of them were for the IPv4 address of `host`: look-ups that
-  /// were cancelled before ask on for theirs.
+  /// Answers every query with "no such name" until the request has ended, and counts those for the IPv4
+  /// address of `host`. Cancelled earlier look-ups may still ask for their hosts.
   [[nodiscard]] int DenyUntilEnd(const std::future<bool>& request, const std::string& host) const {
     int denied = 0;
     while (request.wait_for(0s) != std::future_status::ready) {
@@ -71,9 +69,9 @@ class NameServer {
 
  private:
   static constexpr std::size_t kHeaderBytes = 12;
-  static constexpr int kAddress = 1;  // the type of record that holds an IPv4 address
+  static constexpr int kAddress = 1;  // the type of record with an IPv4 address
 
-  /// The name and the type of record that are asked for.
+  /// The requested name and type of record.
   using Question = std::pair<std::string, int>;
 
   [[nodiscard]] Question DenyNext() const {
@@ -142,7 +140,7 @@ TEST(HTTPPollerLookupTest, AFailedLookupIsTriedOnce) {
   EXPECT_FALSE(request.get());
 }
 
-/// The connections begun in this network namespace, where nobody else is.
+/// The connections started in this network namespace, where nobody else is.
 long ConnectionsBegun() {
   std::ifstream file("/proc/self/net/snmp");
   std::string line;
@@ -218,8 +216,8 @@ bool Write(const char* path, const std::string& text) {
   return file.good();
 }
 
-/// Puts this process into network and mount namespaces of its own, with a
-/// loopback device and a resolver that asks it. Needs root or user namespaces.
+/// Puts this process into separate network and mount namespaces, with a loopback device and a resolver that
+/// asks it. Needs root or user namespaces.
 bool EnterNamespaces() {
   const auto user = ::getuid();
   const auto group = ::getgid();

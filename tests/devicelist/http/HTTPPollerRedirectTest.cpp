@@ -79,8 +79,7 @@ TEST_F(HTTPPollerRedirectTest, NeverGoesToAnotherHost) {
   EXPECT_EQ(other.ConnectionCount(), 0);
 }
 
-/// True when the client begins a secured connection to the server, which
-/// speaks none, when it asks for the URL.
+/// True if the client starts a secured connection to the server, which has none, when it asks for the URL.
 bool BeginsTLS(HTTPPoller& poller, const std::string& url, const LoopbackServer& tls) {
   auto request = std::async(std::launch::async, [&] { return poller.DoRequest(url, {}).has_value(); });
   const bool begun = Eventually([&] { return tls.ConnectionCount() == 1; });
@@ -99,7 +98,7 @@ TEST_F(HTTPPollerRedirectTest, GoesToHTTPSOnTheSameHost) {
 TEST_F(HTTPPollerRedirectTest, FollowsAReferenceToTheSameResource) {
   for (const char* location : {"", "#", "#top"}) {
     LoopbackServer server;
-    bool asked = false;  // by the server's one connection alone
+    bool asked = false;  // only by the server's one connection
     server.Handle("/a/x?y", [&asked, location](Exchange& exchange) {
       if (std::exchange(asked, true)) return exchange.Reply(200, "end");
       exchange.Reply(302, {}, {std::string("Location: ") + location});

@@ -134,7 +134,7 @@ TEST_F(LocalHostsSubscriptionTest, MayBeginAndEndWhileTheTableChanges) {
     for (int i = 0; !stop; ++i) fHosts->Replace({{"b.local", {"192.0.2." + std::to_string(i % 200)}}});
   });
   for (int i = 0; i < 1000; ++i) {
-    bool alive = true;  // read by a call that came too late, and found by the sanitizers
+    bool alive = true;  // a late call would read it, and the sanitizers would find that
     const LocalHosts::Subscription subscription(fHosts, "b.local", [&alive] { EXPECT_TRUE(alive); });
   }
   stop = true;

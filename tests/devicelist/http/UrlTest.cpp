@@ -55,7 +55,7 @@ TEST(UrlTest, RefusesControlCharactersEscapedInTheHost) {
   EXPECT_FALSE(ResolveUrl(*base, "//a%7f/"));
   EXPECT_TRUE(ParseUrl("http://a.local/%7f"));
   EXPECT_TRUE(ResolveUrl(*base, "/a//b%20c"));
-  // An escape makes the host another one than is written.
+  // An escape would hide the real host.
   EXPECT_FALSE(ParseUrl("http://%61.local/"));
   EXPECT_FALSE(ParseUrl("http://2%36/"));
   EXPECT_FALSE(ParseUrl("http:/2%36://a/"));
