@@ -84,7 +84,7 @@ void AppDelegate::assumeEarlierChoices() {
   const bool isOnByDefault = notify();
   fDefaults->RegisterBool(kNotify, false);
   if (isOnByDefault && !notify()) {
-    WriteToConsole("Update notifications are off, because the settings that say otherwise may be lost");
+    WriteToConsole("Update notifications are off, because your choice may be lost with the settings");
   }
   if (fDefaults->StoreCondition() == UserDefaults::Condition::kUnread) return;
   fDefaults->SetBool(kNotify, notify());

@@ -44,7 +44,7 @@ Claim ClaimOrAskTheOther(ApplicationService& service, const StartReason& reason)
   if (claim != Claim::AnotherRuns || reason.atLogin) return claim;
   if (service.askOwnerToShow(reason.activationToken)) return claim;
   const auto again = service.claimName();  // the other one may have been about to end
-  if (again == Claim::AnotherRuns) WriteToConsole("Another one is running but does not answer");
+  if (again == Claim::AnotherRuns) WriteToConsole("The program is already running but does not answer");
   return again;
 }
 

@@ -43,7 +43,7 @@ UpdateServer UpdateServer::FromSettings(const vorn::UserDefaults& defaults) {
   if (!root) return own;
   if (auto server = At(*root)) return *std::move(server);
   vorn::WriteToConsole(
-      "The setting updateServerRoot is refused, since it is no http address that ends in /api/: " +
+      "The setting updateServerRoot is refused, because it is not an http address that ends in /api/: " +
       vorn::Excerpt(*root) + "; asking " + own.Root() + " instead");
   return own;
 }

@@ -52,7 +52,7 @@ void PollingDeviceList::TakeEntries(std::vector<Entry> entries) {
   std::vector<std::unique_ptr<Poller>> created;
   for (Entry& entry : entries) {
     if (kept.size() + created.size() >= kMaxUnits) {
-      ReportOnce(fReportedUnits, "more units are announced than are polled; the rest is left out");
+      ReportOnce(fReportedUnits, "more units are announced than can be polled; the others are not listed");
       break;
     }
     if (auto poller = NewPoller(std::move(entry))) created.push_back(std::move(poller));
@@ -132,7 +132,7 @@ vorn::optional<std::string> PollingDeviceList::LatestVersionText(const std::stri
   if (found == fFirmwarePollers.end()) {
     if (fFirmwarePollers.size() >= kMaxModels) {
       ReportOnce(fReportedModels,
-                 "more models are announced than are asked about; the rest has no newest version");
+                 "more models are announced than can be asked about; the others have no newest version");
       return {};
     }
     try {

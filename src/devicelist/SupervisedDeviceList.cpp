@@ -63,7 +63,7 @@ void SupervisedDeviceList::Browse() {
 void SupervisedDeviceList::CheckBrowsing() {
   if (fState == State::kAnswering) {  // otherwise it browses again when the responder answers
     if (!fList || !fList->IsBrowsing()) {
-      ReportFailure("the network is not browsed any more, beginning anew");
+      ReportFailure("browsing the network has ended, starting again");
       return Browse();
     }
     fReportedFailure = false;

@@ -439,7 +439,7 @@ TEST_F(PollingDeviceListTest, UnitsBeyondTheLimitGetNoPollerAndOneMessage) {
   TurnLoop();
   EXPECT_EQ(fBoard.alive.size(), PollingDeviceList::kMaxUnits);
   const std::string console = ::testing::internal::GetCapturedStderr();
-  EXPECT_THAT(console, HasSubstr("more units are announced than are polled"));
+  EXPECT_THAT(console, HasSubstr("more units are announced than can be polled"));
   EXPECT_EQ(std::count(console.begin(), console.end(), '\n'), 1) << console;
 }
 

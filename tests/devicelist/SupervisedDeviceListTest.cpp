@@ -248,7 +248,7 @@ TEST_F(SupervisedDeviceListRetryTest, BrowsingThatEndsUnderAnAnsweringResponderB
   EndBrowsing();
   ::testing::internal::CaptureStderr();
   EXPECT_TRUE(TurnLoopUntil([&] { return Browses() == 2; }));
-  EXPECT_THAT(::testing::internal::GetCapturedStderr(), HasSubstr("beginning anew"));
+  EXPECT_THAT(::testing::internal::GetCapturedStderr(), HasSubstr("starting again"));
   TurnLoop();
   EXPECT_THAT(fPublished.back(), ElementsAre("desk"));
   EXPECT_THAT(fBoard.events, ElementsAre("made http://unit.local/"));

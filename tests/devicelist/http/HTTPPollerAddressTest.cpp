@@ -158,7 +158,7 @@ TEST_F(HTTPPollerAddressTest, GivesNoAnswerInTimeWhereAllAreSilent) {
 
 // ---- No memory ----
 
-TEST_F(HTTPPollerAddressTest, AnswersAgainAfterEachRequestThatMemoryLackedFor) {
+TEST_F(HTTPPollerAddressTest, AnswersAgainAfterEachRequestWithoutMemory) {
   LoopbackServer server;
   server.Reply("/x", 200, "answer");
   const std::string url = "http://studio-a.local:" + server.PortText() + "/x";
@@ -186,7 +186,7 @@ TEST_F(HTTPPollerAddressTest, FollowsAHostToItsNewAddressAtTheNextRequest) {
   EXPECT_EQ(servers.first->ConnectionCount(), 1);
 }
 
-TEST_F(HTTPPollerAddressTest, AsksFirstAtAnAddressThatWasToldSinceTheLastAnswer) {
+TEST_F(HTTPPollerAddressTest, AsksFirstAtAnAddressThatWasAnnouncedSinceTheLastAnswer) {
   TwoServers servers;
   Move({kFirst});
   EXPECT_EQ(Get(servers.Port()), "first");
@@ -268,7 +268,7 @@ class HTTPSilenceTest : public HTTPPollerAddressTest, public ::testing::WithPara
   const FullListener fSilent;
 };
 
-TEST_P(HTTPSilenceTest, EndsWhereTheHostIsToldANewAddress) {
+TEST_P(HTTPSilenceTest, EndsWhenTheHostGetsANewAddress) {
   LoopbackServer good(kThird, fSilent.Port());
   good.Reply("/x", 200, "third");
   Move(GetParam() ? std::vector<std::string>{kSecond, kFirst} : std::vector<std::string>{kFirst});
@@ -280,7 +280,7 @@ TEST_P(HTTPSilenceTest, EndsWhereTheHostIsToldANewAddress) {
 
 INSTANTIATE_TEST_SUITE_P(, HTTPSilenceTest, ::testing::Bool());
 
-TEST_F(HTTPSilenceTest, EndsWhereTheHostComesBackAtItsOtherAddress) {
+TEST_F(HTTPSilenceTest, EndsWhenTheHostComesBackAtItsOtherAddress) {
   Move({kSecond, kFirst});
   const auto request = AskInSilence(fPoller);
   LoopbackServer good(kSecond, fSilent.Port());  // refused the request before
@@ -337,11 +337,11 @@ class HTTPMoveTest : public HTTPPollerAddressTest, public ::testing::WithParamIn
   TwoServers fServers;
 };
 
-TEST_P(HTTPMoveTest, MakesARequestAnewAtTheAddressThatTheHostHasMovedTo) {
+TEST_P(HTTPMoveTest, RepeatsARequestAtTheHostsNewAddress) {
   ExpectRequestMadeAnew();
 }
 
-TEST_P(HTTPMoveTest, MakesARequestOverAKeptConnectionAnewToo) {
+TEST_P(HTTPMoveTest, RepeatsARequestOverAKeptConnectionToo) {
   EXPECT_EQ(Get(fServers.Port()), "first");
   ExpectRequestMadeAnew();
 }
