@@ -8,7 +8,7 @@
 
 namespace DeviceList {
 
-/// What a list says below its units: why nothing may be listed.
+/// The line below the units of a list: why nothing may be listed.
 enum class DiscoveryHint {
   kNone,             ///< there is nothing to say
   kStillLooking,     ///< discovery has just started; only interesting while nothing is listed

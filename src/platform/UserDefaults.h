@@ -14,8 +14,8 @@ namespace vorn {
 ///    same is true for the texts of values.
 /// 2. A new value is read back at once, whether or not it could be saved.
 /// 3. Reading never touches the disk.
-/// One call to the responder in each turn, because the messages that came in the meantime must be handled
-/// before the next call.
+/// 4. The caller sees no failures: a value that cannot be saved stays in memory and is saved later. The
+///    console gets one message.
 ///
 /// @threadsafety The main thread only.
 class UserDefaults {

@@ -93,7 +93,7 @@ class ResponderMonitor::Connection {
     fNextProbe = Clock::now() + fMonitor.fTiming.probeTimeout;
   }
 
-  // Negative while nothing is to be probed.
+  // Negative while there is nothing to probe.
   [[nodiscard]] milliseconds TimeToProbe() const {
     if (!fOwned) return milliseconds(-1);
     return std::max(std::chrono::ceil<milliseconds>(fNextProbe - Clock::now()), milliseconds(0));
