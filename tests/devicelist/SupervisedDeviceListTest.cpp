@@ -214,7 +214,9 @@ class SupervisedDeviceListRetryTest : public SupervisedDeviceListTest {
 TEST_F(SupervisedDeviceListRetryTest, RefusalToBrowseIsTriedAgainAndReportedOnce) {
   const auto count = [](const std::string& console) {
     int lines = 0;
-    for (auto at = console.find("anew"); at != std::string::npos; at = console.find("anew", at + 1)) ++lines;
+    for (auto at = console.find("starting again"); at != std::string::npos;
+         at = console.find("starting again", at + 1))
+      ++lines;
     return lines;
   };
   ::testing::internal::CaptureStderr();
