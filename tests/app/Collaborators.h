@@ -13,7 +13,7 @@
 #include <vector>
 
 #include "app/AppDelegate.h"
-#include "devicelist/UpdateServer.h"
+#include "devicelist/FirmwarePoller.h"
 #include "tests/platform/FakeNotificationCenter.h"
 #include "tests/platform/FakeUrlOpener.h"
 #include "tests/platform/FakeUserDefaults.h"
@@ -112,9 +112,6 @@ class FakeStatusBar final : public ui::StatusBar {
 /// and a status bar in memory.
 class Collaborators {
  public:
-  Collaborators() { EXPECT_TRUE(DeviceList::SetUpdateServerRoot(fUpdateServer.Url("/api/"))); }
-  ~Collaborators() { EXPECT_TRUE(DeviceList::SetUpdateServerRoot(fRootBefore)); }
-
   AppDelegate::Makers Makers() {
     return {
         .urlOpener = fOpener,
@@ -130,8 +127,9 @@ class Collaborators {
                 call();
                 ++fDriverChanges;
               };
-              return std::make_unique<DeviceList::FirmwarePoller>(std::move(model), std::move(channel), noted,
-                                                                  std::chrono::hours(1));
+              return std::make_unique<DeviceList::FirmwarePoller>(
+                  std::move(model), std::move(channel), noted,
+                  DeviceList::UpdateServer::At(fUpdateServer.Url("/api/")).value(), std::chrono::hours(1));
             },
         .virtualEntity =
             [this] {
@@ -160,7 +158,6 @@ class Collaborators {
     fQueues.RunMain();
   }
 
-  const std::string fRootBefore = DeviceList::UpdateServerRoot();
   vorn::testing::LoopbackServer fUpdateServer;
   std::string fBundleVersion = "1.2.3+4";
   vorn::testing::FakeUrlOpener fOpener;
