@@ -47,7 +47,7 @@ class QtRunLoopTest : public testing::Test {
     return true;
   }
 
-  const Application fApplication;
+  Application fApplication;
   vorn::FileDescriptor fReadable{::eventfd(1, EFD_CLOEXEC)};
 };
 
@@ -151,7 +151,7 @@ TEST_F(QtRunLoopTest, KeepsExceptionsOutOfTheToolkit) {
 }
 
 class TerminationSignalsTest : public testing::Test {
-  const Application fApplication;
+  Application fApplication;
 };
 using TerminationSignalsDeathTest = TerminationSignalsTest;
 
