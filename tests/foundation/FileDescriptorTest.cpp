@@ -1,9 +1,7 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <poll.h>
-#include <sys/resource.h>
 
-#include <cerrno>
 #include <csignal>
 #include <system_error>
 #include <thread>
@@ -11,6 +9,7 @@
 #include <utility>
 
 #include "foundation/FileDescriptor.h"
+#include "tests/support/OpenDescriptors.h"
 
 namespace vorn {
 namespace {
@@ -88,14 +87,8 @@ TEST(WakeupTest, MayBeSetByASignalHandler) {
 }
 
 TEST(WakeupTest, SaysSoWhereNoDescriptorIsLeft) {
-  // Made first, because the sanitizer needs descriptors when it sees such an object for the first time.
-  const std::system_error known(EMFILE, std::generic_category());
-  rlimit before{};
-  ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &before), 0);
-  const rlimit none{0, before.rlim_max};
-  ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &none), 0);
+  const testing::NoDescriptorsLeft none;
   EXPECT_THROW(const Wakeup wakeup, std::system_error);
-  ::setrlimit(RLIMIT_NOFILE, &before);
 }
 
 }  // namespace

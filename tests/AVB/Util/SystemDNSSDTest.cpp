@@ -5,7 +5,6 @@
 #include <netinet/in.h>
 #include <poll.h>
 #include <signal.h>
-#include <sys/resource.h>
 
 #include <algorithm>
 #include <chrono>
@@ -23,6 +22,7 @@
 #include "tests/AVB/Util/SystemBus.h"
 #include "tests/support/Eventually.h"
 #include "tests/support/FailingAllocation.h"
+#include "tests/support/OpenDescriptors.h"
 #include "tests/support/Threads.h"
 
 namespace vorn {
@@ -584,13 +584,11 @@ TEST_F(SystemDNSSDTest, TheLastReleaseDoesNotWaitForAResponderThatHangs) {
 }
 
 TEST_F(SystemDNSSDTest, WithoutDescriptorsNothingIsBegun) {
-  rlimit before{};
-  ::getrlimit(RLIMIT_NOFILE, &before);
-  const rlimit none{0, before.rlim_max};
-  ::setrlimit(RLIMIT_NOFILE, &none);
-  EXPECT_EQ(Resolve("Desk"), nullptr);
-  EXPECT_EQ(fError, kDNSServiceErr_NoMemory);
-  ::setrlimit(RLIMIT_NOFILE, &before);
+  {
+    const testing::NoDescriptorsLeft none;
+    EXPECT_EQ(Resolve("Desk"), nullptr);
+    EXPECT_EQ(fError, kDNSServiceErr_NoMemory);
+  }
   Resolve("Desk");
   QuestionFor("Desk");
 }
