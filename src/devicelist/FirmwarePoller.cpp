@@ -38,7 +38,7 @@ std::optional<UpdateServer> UpdateServer::At(std::string root) {
 }
 
 UpdateServer UpdateServer::FromSettings(const vorn::UserDefaults& defaults) {
-  const UpdateServer own;
+  UpdateServer own;
   const auto root = defaults.GetString(kServerSetting);
   if (!root) return own;
   if (auto server = At(*root)) return *std::move(server);

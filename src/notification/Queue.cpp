@@ -15,14 +15,15 @@ bool Queue::Add(vorn::UserNotification notification, TimePoint now) {
 }
 
 void Queue::Restore(std::vector<KeptNotification> kept, TimePoint due) {
-  for (auto& [notification, serverId] : kept) {
+  for (KeptNotification& each : kept) {
+    vorn::UserNotification& notification = each.notification;
     if (!fSlots.contains(notification.subject) && fSlots.size() >= kMaxSlots) continue;
     notification.identifier = ++fLastIdentifier;
     Slot& slot = fSlots[notification.subject];
-    if (serverId == 0) {
+    if (each.serverId == 0) {
       slot.quietUntil = due;
     } else {
-      SetStanding(slot, notification, serverId);
+      SetStanding(slot, notification, each.serverId);
       notification.playsDefaultSound = false;  // it has been heard
     }
     SetWaiting(slot, std::move(notification));

@@ -138,7 +138,7 @@ std::filesystem::path UserSettingsPath() {
 IniUserDefaults::IniUserDefaults(const std::filesystem::path& path)
     : IniUserDefaults(path, nullptr, Timing()) {}
 
-IniUserDefaults::IniUserDefaults(const std::filesystem::path& path, std::shared_ptr<RunLoop> loop,
+IniUserDefaults::IniUserDefaults(const std::filesystem::path& path, const std::shared_ptr<RunLoop>& loop,
                                  Timing timing)
     : fImpl(std::make_unique<Impl>(path, timing, SettingsFile::Access::kReadWrite, loop)) {}
 

@@ -35,9 +35,9 @@ class IniUserDefaults final : public UserDefaults {
 
   /// The same, but saves from the run loop of the calling thread. Throws std::system_error if no descriptor
   /// is left for its timer.
-  IniUserDefaults(const std::filesystem::path& path, std::shared_ptr<RunLoop> loop)
-      : IniUserDefaults(path, std::move(loop), Timing()) {}
-  IniUserDefaults(const std::filesystem::path& path, std::shared_ptr<RunLoop> loop, Timing timing);
+  IniUserDefaults(const std::filesystem::path& path, const std::shared_ptr<RunLoop>& loop)
+      : IniUserDefaults(path, loop, Timing()) {}
+  IniUserDefaults(const std::filesystem::path& path, const std::shared_ptr<RunLoop>& loop, Timing timing);
 
   /// For a program that only reads the settings: as above, but nothing is ever written to disk. A damaged
   /// file stays where it is and counts as empty, with a message on the console. New values stay in memory.
