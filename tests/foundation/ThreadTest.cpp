@@ -2,7 +2,6 @@
 #include <gtest/gtest.h>
 #include <poll.h>
 #include <pthread.h>
-#include <signal.h>
 
 #include <array>
 #include <chrono>
@@ -19,16 +18,7 @@ namespace {
 
 using std::chrono::hours;
 using std::chrono::milliseconds;
-
-std::vector<int> BlockedSignals() {
-  sigset_t mask;
-  ::pthread_sigmask(SIG_SETMASK, nullptr, &mask);
-  std::vector<int> blocked;
-  for (int signal = 1; signal < SIGRTMIN; ++signal) {
-    if (::sigismember(&mask, signal) == 1) blocked.push_back(signal);
-  }
-  return blocked;
-}
+using testing::BlockedSignals;
 
 std::string OwnName() {
   std::array<char, 16> name{};

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <pthread.h>
+#include <signal.h>
 #include <unistd.h>
 
 #include <cstddef>
@@ -8,6 +9,7 @@
 #include <fstream>
 #include <iterator>
 #include <string>
+#include <vector>
 
 namespace vorn::testing {
 
@@ -32,6 +34,17 @@ class NoThreadsLeft {
  private:
   pthread_attr_t fBefore{};
 };
+
+/// The signals that the calling thread blocks, real-time signals aside.
+[[nodiscard]] inline std::vector<int> BlockedSignals() {
+  sigset_t mask;
+  ::pthread_sigmask(SIG_SETMASK, nullptr, &mask);
+  std::vector<int> blocked;
+  for (int signal = 1; signal < SIGRTMIN; ++signal) {
+    if (::sigismember(&mask, signal) == 1) blocked.push_back(signal);
+  }
+  return blocked;
+}
 
 /// The calling thread, as the kernel numbers it.
 [[nodiscard]] inline pid_t OwnThread() {

@@ -1,30 +1,20 @@
 #include <gtest/gtest.h>
-#include <signal.h>
 
 #include <chrono>
 #include <future>
 #include <new>
-#include <vector>
 
 #include "platform/linux/dispatch/GuardedJob.h"
 #include "platform/linux/dispatch/WorkerPool.h"
 #include "tests/support/Eventually.h"
 #include "tests/support/FailingAllocation.h"
+#include "tests/support/Threads.h"
 
 namespace vorn {
 namespace {
 
+using testing::BlockedSignals;
 using testing::FailingAllocation;
-
-std::vector<int> BlockedSignals() {
-  sigset_t mask;
-  ::pthread_sigmask(SIG_SETMASK, nullptr, &mask);
-  std::vector<int> blocked;
-  for (int signal = 1; signal < SIGRTMIN; ++signal) {
-    if (::sigismember(&mask, signal) == 1) blocked.push_back(signal);
-  }
-  return blocked;
-}
 
 // Posts a job to a pool without a thread while the `nth` allocation fails; true if there was such an
 // allocation.
