@@ -86,7 +86,7 @@ class Room {
 }  // namespace
 
 std::vector<KeptNotification> KeptNotifications::Read(const ServerIdentity& server) {
-  const auto texts = fState ? fState->GetStringArray(kNotifications) : vorn::optional<Texts>();
+  const auto texts = fState ? fState->GetStringArray(kNotifications) : std::optional<Texts>();
   if (!texts) return {};
   fTexts = *texts;
   fServer = {TextOf(*fState, kBus), TextOf(*fState, kServer)};

@@ -1,8 +1,7 @@
 #pragma once
 
+#include <optional>
 #include <string>
-
-#include "foundation/Optional.h"
 
 namespace vorn {
 
@@ -30,7 +29,7 @@ class LoginItems {
   [[nodiscard]] virtual bool Repair(const std::string& identifier) = 0;
 
   /// The entry of that identifier; empty if there is none.
-  virtual optional<LoginJob> JobLabelled(const std::string& identifier) const = 0;
+  virtual std::optional<LoginJob> JobLabelled(const std::string& identifier) const = 0;
 };
 
 }  // namespace vorn

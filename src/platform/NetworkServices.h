@@ -1,9 +1,8 @@
 #pragma once
 
+#include <optional>
 #include <string>
 #include <vector>
-
-#include "foundation/Optional.h"
 
 namespace vorn {
 
@@ -24,7 +23,7 @@ class NetworkServices {
   /// Every service, in the system's own order: wired and wireless, connected or not, but neither the loopback
   /// nor links without their own hardware (bridges, tunnels). Empty optional if the system could not be
   /// asked. Any thread. Blocks for a short time, and for a few seconds if a system service hangs.
-  virtual optional<std::vector<NetworkService>> CopyAll() = 0;
+  virtual std::optional<std::vector<NetworkService>> CopyAll() = 0;
 };
 
 }  // namespace vorn

@@ -1,9 +1,8 @@
 #pragma once
 
+#include <optional>
 #include <string>
 #include <vector>
-
-#include "foundation/Optional.h"
 
 namespace vorn {
 
@@ -40,11 +39,12 @@ class UserDefaults {
   [[nodiscard]] virtual bool GetBool(const std::string& key) const = 0;
 
   /// The stored text, or nothing.
-  [[nodiscard]] virtual optional<std::string> GetString(const std::string& key) const = 0;
+  [[nodiscard]] virtual std::optional<std::string> GetString(const std::string& key) const = 0;
 
   /// The stored array, or nothing. A single stored text reads as an array of
   /// one. An array without elements reads as nothing.
-  [[nodiscard]] virtual optional<std::vector<std::string>> GetStringArray(const std::string& key) const = 0;
+  [[nodiscard]] virtual std::optional<std::vector<std::string>> GetStringArray(
+      const std::string& key) const = 0;
 
   virtual void SetBool(const std::string& key, bool value) = 0;
   virtual void SetString(const std::string& key, const std::string& value) = 0;

@@ -5,6 +5,8 @@
 #include <functional>
 #include <optional>
 
+#include "foundation/Clock.h"
+
 class QObject;
 
 namespace vorn::ui {
@@ -37,13 +39,10 @@ class HandedOverPlace {
 /// The clock is injected. Main thread only.
 class TriggerFilter {
  public:
-  using Clock = std::chrono::steady_clock;
-  using Now = std::function<Clock::time_point()>;
-
   /// How long after a hide by deactivation an activation belongs to the same click.
   static constexpr std::chrono::milliseconds kDeactivationWindow{300};
 
-  explicit TriggerFilter(std::chrono::milliseconds doubleClickInterval, Now now = &Clock::now);
+  explicit TriggerFilter(std::chrono::milliseconds doubleClickInterval, Now now = Clock::now);
 
   /// Called for each activation; true if the program must act on it.
   [[nodiscard]] bool accept();

@@ -26,8 +26,7 @@ QString installedName(const QString& name) {
 
 }  // namespace
 
-TrayStatusItem::TrayStatusItem(Look look, int length, TriggerFilter::Now now, Place place,
-                               Delivered delivered)
+TrayStatusItem::TrayStatusItem(Look look, int length, Now now, Place place, Delivered delivered)
     : fLook(std::move(look)),
       fLength(length),
       fFilter(std::chrono::milliseconds(QApplication::doubleClickInterval()), std::move(now)),

@@ -31,8 +31,8 @@ class TrayStatusItem : public StatusItem {
   using Delivered = std::function<void(QObject* context, std::function<void()> then)>;
 
   /// `length`: the item's width in points. `now` and `place` are asked at each press.
-  TrayStatusItem(Look look, int length, TriggerFilter::Now now = &TriggerFilter::Clock::now,
-                 Place place = &placeOfPlatform, Delivered delivered = &HandedOverPlace::onceDelivered);
+  TrayStatusItem(Look look, int length, Now now = Clock::now, Place place = &placeOfPlatform,
+                 Delivered delivered = &HandedOverPlace::onceDelivered);
   ~TrayStatusItem() override;
   Q_DISABLE_COPY_MOVE(TrayStatusItem)
 

@@ -71,7 +71,7 @@ void VirtualEntityMenu::ask() {
   });
 }
 
-void VirtualEntityMenu::takeAnswer(Moment asked, optional<Items> found) {
+void VirtualEntityMenu::takeAnswer(Moment asked, std::optional<Items> found) {
   if (asked > fAnswered && asked > fChosen) {
     fAnswered = asked;
     fItems = std::move(found);

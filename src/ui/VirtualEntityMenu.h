@@ -5,6 +5,7 @@
 #include <functional>
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -59,7 +60,7 @@ class VirtualEntityMenu {
   };
 
   void ask();
-  void takeAnswer(Moment asked, optional<Items> found);
+  void takeAnswer(Moment asked, std::optional<Items> found);
   void toggleMacVirtualEntity(const QAction& sender);
   void toolEnded(const std::string& title);
   void mark(const std::string& title, bool on);
@@ -74,7 +75,7 @@ class VirtualEntityMenu {
   Dispatch& fDispatch;
   std::shared_ptr<VirtualEntityMenu*> fAlive;  ///< queued jobs hold it weakly
   std::vector<Place> fPlaces;
-  optional<Items> fItems;  ///< the latest answer, with the later choices; empty: no menu has the entry
+  std::optional<Items> fItems;  ///< the latest answer, with the later choices; empty: no menu has the entry
   Moment fNow = 0;
   Moment fAnswered = 0;                     ///< when the question of the latest answer was asked
   Moment fChosen = 0;                       ///< of the latest choice, or of a tool's end

@@ -16,7 +16,7 @@ ChildProcessRequest ActiveInterfacesRequest(const AVBTool& tool) {
   return {tool.shell, {"-c", kListing}, tool.environment, ChildProcessRequest::Streams::kCollect};
 }
 
-optional<std::vector<std::string>> ReadActiveInterfaces(const ChildOutput& answer) {
+std::optional<std::vector<std::string>> ReadActiveInterfaces(const ChildOutput& answer) {
   if (answer.timedOut || answer.cut || !answer.error.empty() || !IsUTF8(answer.output)) return {};
   std::vector<std::string> names;
   if (answer.output.empty()) return names;

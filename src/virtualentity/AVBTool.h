@@ -2,10 +2,10 @@
 
 #include <chrono>
 #include <map>
+#include <optional>
 #include <string>
 #include <vector>
 
-#include "foundation/Optional.h"
 #include "platform/ChildProcess.h"
 
 namespace vorn {
@@ -25,7 +25,7 @@ struct AVBTool {
 /// The interface names in the tool's answer, in its order, trimmed. A blank line in between counts as an
 /// empty name. Empty optional if the answer is not usable: late, with text on standard error, too long, or no
 /// UTF-8 text.
-optional<std::vector<std::string>> ReadActiveInterfaces(const ChildOutput& answer);
+std::optional<std::vector<std::string>> ReadActiveInterfaces(const ChildOutput& answer);
 
 /// The command that enables or disables the virtual entity on an interface.
 [[nodiscard]] ChildProcessRequest ToggleRequest(const AVBTool& tool, const std::string& interfaceName,

@@ -46,7 +46,7 @@ MacVirtualEntity::~MacVirtualEntity() {
   fRunning->Stop();
 }
 
-optional<MacVirtualEntity::Items> MacVirtualEntity::EnumerateAVBInterfaces() {
+std::optional<MacVirtualEntity::Items> MacVirtualEntity::EnumerateAVBInterfaces() {
   const auto enabled = DetermineActiveVirtualEntities();
   if (!enabled) return {};
   const auto interfaces = FindCapableInterfaces();
@@ -54,9 +54,9 @@ optional<MacVirtualEntity::Items> MacVirtualEntity::EnumerateAVBInterfaces() {
   return BuildItems(*interfaces, *enabled);
 }
 
-optional<std::vector<std::string>> MacVirtualEntity::DetermineActiveVirtualEntities() {
+std::optional<std::vector<std::string>> MacVirtualEntity::DetermineActiveVirtualEntities() {
   if (!fLauncher.IsExecutableFile(fTool.shell)) return {};
-  const auto deadline = std::chrono::steady_clock::now() + fTool.patience;
+  const auto deadline = Clock::now() + fTool.patience;
   const auto answer = fRunning->Watch(fLauncher.Launch(ActiveInterfacesRequest(fTool)), deadline);
   if (!answer) return {};
   return ReadActiveInterfaces(*answer);
@@ -81,7 +81,7 @@ void MacVirtualEntity::EnableDisableVirtualAudio(const std::string& title, bool 
                             });
 }
 
-optional<std::vector<std::string>> MacVirtualEntity::FindCapableInterfaces() {
+std::optional<std::vector<std::string>> MacVirtualEntity::FindCapableInterfaces() {
   const auto services = fServices.CopyAll();
   if (!services) return {};
   std::vector<std::string> interfaces;

@@ -2,10 +2,10 @@
 
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
-#include "foundation/Optional.h"
 #include "platform/AVBCapability.h"
 #include "platform/ChildProcess.h"
 #include "platform/Dispatch.h"
@@ -48,11 +48,11 @@ class MacVirtualEntity {
   /// title. A menu without items is still a menu.
   ///
   /// A background thread. Blocks for at least the tool's patience (one second).
-  [[nodiscard]] optional<Items> EnumerateAVBInterfaces();
+  [[nodiscard]] std::optional<Items> EnumerateAVBInterfaces();
 
   /// Asks the tool which interfaces are enabled. Empty optional if its answer was not usable. Thread and
   /// blocking as above; returns at once without a shell.
-  [[nodiscard]] optional<std::vector<std::string>> DetermineActiveVirtualEntities();
+  [[nodiscard]] std::optional<std::vector<std::string>> DetermineActiveVirtualEntities();
 
   /// Ends the listing of the current enumeration, with its child. That one and every later one find nothing
   /// and do not wait. For the program's end, which would otherwise wait. Any thread; does not block.
@@ -64,7 +64,7 @@ class MacVirtualEntity {
   void EnableDisableVirtualAudio(const std::string& title, bool enable, std::function<void()> onEnd = {});
 
  private:
-  [[nodiscard]] optional<std::vector<std::string>> FindCapableInterfaces();
+  [[nodiscard]] std::optional<std::vector<std::string>> FindCapableInterfaces();
 
   Dispatch& fDispatch;
   ChildProcessLauncher& fLauncher;

@@ -39,13 +39,14 @@ void RunningTools::Run(ChildProcessLauncher& launcher, const ChildProcessRequest
   toggle.Child().AwaitEnd();
 }
 
-optional<ChildOutput> RunningTools::Watch(std::unique_ptr<ChildProcess> listing, TimePoint deadline) {
+std::optional<ChildOutput> RunningTools::Watch(std::unique_ptr<ChildProcess> listing,
+                                               Clock::time_point deadline) {
   {
     const std::lock_guard lock(fMutex);
     if (fListingsStopped) return {};
     if (listing) fListings.push_back(listing.get());
   }
-  optional<ChildOutput> answer;
+  std::optional<ChildOutput> answer;
   if (listing) {
     const Entry entry(*this, fListings, std::move(listing));
     answer = entry.Child().CollectUntil(deadline);

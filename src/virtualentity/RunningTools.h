@@ -1,12 +1,12 @@
 #pragma once
 
-#include <chrono>
 #include <condition_variable>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <vector>
 
-#include "foundation/Optional.h"
+#include "foundation/Clock.h"
 #include "platform/ChildProcess.h"
 
 namespace vorn {
@@ -15,15 +15,14 @@ namespace vorn {
 /// themselves. Any thread.
 class RunningTools {
  public:
-  using TimePoint = std::chrono::steady_clock::time_point;
-
   /// Starts the toggle and waits for its end, however long that takes, unless Stop comes first. Starts
   /// nothing after Stop.
   void Run(ChildProcessLauncher& launcher, const ChildProcessRequest& request);
 
   /// Collects the listing's output. Always blocks until the deadline, unless StopListings comes first. Empty
   /// in that case, and if there is no child.
-  [[nodiscard]] optional<ChildOutput> Watch(std::unique_ptr<ChildProcess> listing, TimePoint deadline);
+  [[nodiscard]] std::optional<ChildOutput> Watch(std::unique_ptr<ChildProcess> listing,
+                                                 Clock::time_point deadline);
 
   /// Ends the current and all later listings, with their children. Does not block.
   void StopListings();

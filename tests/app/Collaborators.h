@@ -8,6 +8,7 @@
 #include <functional>
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -34,10 +35,10 @@ class FakeLoginItems final : public LoginItems {
     fRepaired.push_back(identifier);
     return fSucceeds;
   }
-  optional<LoginJob> JobLabelled(const std::string& identifier) const override {
+  std::optional<LoginJob> JobLabelled(const std::string& identifier) const override {
     const auto found = fJobs.find(identifier);
-    return found == fJobs.end() ? optional<LoginJob>()
-                                : optional<LoginJob>(LoginJob{identifier, found->second});
+    return found == fJobs.end() ? std::optional<LoginJob>()
+                                : std::optional<LoginJob>(LoginJob{identifier, found->second});
   }
 
   bool fSucceeds = true;

@@ -2,6 +2,7 @@
 
 #include <functional>
 #include <map>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -18,11 +19,12 @@ class FakeUserDefaults final : public UserDefaults {
     if (fBools.contains(key)) return fBools.at(key);
     return fRegisteredBools.contains(key) && fRegisteredBools.at(key);
   }
-  [[nodiscard]] optional<std::string> GetString(const std::string& key) const override {
+  [[nodiscard]] std::optional<std::string> GetString(const std::string& key) const override {
     if (fStrings.contains(key)) return fStrings.at(key);
     return {};
   }
-  [[nodiscard]] optional<std::vector<std::string>> GetStringArray(const std::string& key) const override {
+  [[nodiscard]] std::optional<std::vector<std::string>> GetStringArray(
+      const std::string& key) const override {
     if (fArrays.contains(key)) return fArrays.at(key);
     return {};
   }

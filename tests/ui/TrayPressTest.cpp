@@ -17,7 +17,7 @@ class TriggerFilterTest : public testing::Test {
     return accepted;
   }
 
-  TriggerFilter::Clock::time_point fNow{1h};
+  Clock::time_point fNow{1h};
   TriggerFilter fFilter{400ms, [this] { return fNow; }};
 };
 

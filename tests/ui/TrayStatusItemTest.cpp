@@ -35,7 +35,7 @@ class TrayStatusItemTest : public testing::Test {
     return highest;
   }
 
-  TriggerFilter::Clock::time_point fNow{1h};
+  Clock::time_point fNow{1h};
   PressPlace fPlace;
   TrayStatusItem fItem{{"vorn-test-symbolic", "vorn-test-inactive-symbolic", "Vorn Device Finder"},
                        19,

@@ -7,6 +7,7 @@
 #include <map>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <set>
 #include <string>
 #include <thread>
@@ -142,9 +143,9 @@ class ScriptedLauncher final : public vorn::ChildProcessLauncher {
 
 class ScriptedServices final : public vorn::NetworkServices {
  public:
-  vorn::optional<std::vector<vorn::NetworkService>> CopyAll() override { return fServices; }
+  std::optional<std::vector<vorn::NetworkService>> CopyAll() override { return fServices; }
 
-  vorn::optional<std::vector<vorn::NetworkService>> fServices;
+  std::optional<std::vector<vorn::NetworkService>> fServices;
 };
 
 class ScriptedCapability final : public vorn::AVBCapability {

@@ -17,14 +17,14 @@ using Entity = Interface::Entity;
 using Names = std::vector<std::string>;
 
 // The tool's listing, but without the menu's rule that it takes a whole second.
-optional<Names> AskTool(ChildProcessLauncher& launcher, const AVBTool& tool) {
+std::optional<Names> AskTool(ChildProcessLauncher& launcher, const AVBTool& tool) {
   if (!launcher.IsExecutableFile(tool.shell)) return {};
   const auto child = launcher.Launch(ActiveInterfacesRequest(tool));
   if (!child) return {};
   return ReadActiveInterfaces(child->CollectUntil(Clock::now() + tool.patience));
 }
 
-Entity StateOf(const std::string& interfaceName, const optional<Names>& enabled) {
+Entity StateOf(const std::string& interfaceName, const std::optional<Names>& enabled) {
   if (!enabled) return Entity::kUnknown;
   const bool found = std::find(enabled->begin(), enabled->end(), interfaceName) != enabled->end();
   return found ? Entity::kEnabled : Entity::kNotEnabled;
@@ -32,8 +32,8 @@ Entity StateOf(const std::string& interfaceName, const optional<Names>& enabled)
 
 }  // namespace
 
-optional<Interfaces> CollectInterfaces(NetworkServices& services, AVBCapability& capability,
-                                       ChildProcessLauncher& launcher, const AVBTool& tool) {
+std::optional<Interfaces> CollectInterfaces(NetworkServices& services, AVBCapability& capability,
+                                            ChildProcessLauncher& launcher, const AVBTool& tool) {
   auto all = services.CopyAll();
   if (!all) return {};
   const auto enabled = AskTool(launcher, tool);

@@ -1,8 +1,8 @@
 #pragma once
 
+#include <optional>
 #include <vector>
 
-#include "foundation/Optional.h"
 #include "platform/AVBCapability.h"
 #include "platform/ChildProcess.h"
 #include "platform/NetworkServices.h"
@@ -25,9 +25,10 @@ using Interfaces = std::vector<Interface>;
 /// Asks the system. If the tool is missing, or its answer is not usable, the entities are unknown. Empty
 /// optional if the network services cannot be listed. Any thread. Blocks as long as the services and the tool
 /// take, but at most the tool's patience for the tool.
-[[nodiscard]] optional<Interfaces> CollectInterfaces(NetworkServices& services, AVBCapability& capability,
-                                                     ChildProcessLauncher& launcher,
-                                                     const AVBTool& tool = {});
+[[nodiscard]] std::optional<Interfaces> CollectInterfaces(NetworkServices& services,
+                                                          AVBCapability& capability,
+                                                          ChildProcessLauncher& launcher,
+                                                          const AVBTool& tool = {});
 
 /// Collects the interfaces and writes them to standard output, as a table or as JSON. Returns the exit
 /// status. If it is not kListed, the console gives the reason.

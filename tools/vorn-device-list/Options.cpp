@@ -28,7 +28,7 @@ constexpr option kLongOptions[] = {
 // Stop at the first non-option, and distinguish a missing value from an unknown option.
 constexpr char kShortOptions[] = "+:hV";
 
-optional<std::chrono::milliseconds> ParseSeconds(const std::string& text) {
+std::optional<std::chrono::milliseconds> ParseSeconds(const std::string& text) {
   double seconds = 0;
   const char* end = text.data() + text.size();
   const auto [stop, error] = std::from_chars(text.data(), end, seconds, std::chars_format::fixed);
@@ -52,7 +52,7 @@ std::string RefusalOf(const std::string& argument) {
 }
 
 // Takes one option that getopt_long has found. Returns the error.
-optional<std::string> Apply(int found, Options& options) {
+std::optional<std::string> Apply(int found, Options& options) {
   switch (found) {
     case kWait: {
       const auto seconds = ParseSeconds(optarg);

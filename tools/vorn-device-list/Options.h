@@ -1,10 +1,9 @@
 #pragma once
 
 #include <chrono>
+#include <optional>
 #include <string>
 #include <vector>
-
-#include "foundation/Optional.h"
 
 namespace vorn::devicelisttool {
 
@@ -22,7 +21,7 @@ struct Options {
 
 struct ParsedOptions {
   Options options;
-  optional<std::string> error;  ///< the error in the command line, in words
+  std::optional<std::string> error;  ///< the error in the command line, in words
 };
 
 /// Reads the arguments after the program's name, like getopt_long: unique abbreviations count, and "--" ends

@@ -120,14 +120,14 @@ SystemBus::Message SystemBus::Call(const Object& object, const char* method) {
   return Ask(NewCall(object, object.interface.c_str(), method));
 }
 
-optional<std::string> SystemBus::GetText(const Object& object, const char* property) {
+std::optional<std::string> SystemBus::GetText(const Object& object, const char* property) {
   const Message answer = GetProperty(object, property);
   DBusMessageIter value;
   if (!answer || !::dbus_message_iter_init(answer.get(), &value)) return {};
   return ReadText(value);
 }
 
-optional<std::vector<std::string>> SystemBus::GetPaths(const Object& object, const char* property) {
+std::optional<std::vector<std::string>> SystemBus::GetPaths(const Object& object, const char* property) {
   const Message answer = GetProperty(object, property);
   DBusMessageIter variant;
   if (!answer || !::dbus_message_iter_init(answer.get(), &variant) ||
@@ -152,7 +152,7 @@ std::vector<std::string> SystemBus::ReadTexts(DBusMessageIter array) {
   return texts;
 }
 
-optional<std::string> SystemBus::ReadText(DBusMessageIter value) {
+std::optional<std::string> SystemBus::ReadText(DBusMessageIter value) {
   DBusMessageIter inner = value;
   if (::dbus_message_iter_get_arg_type(&value) == DBUS_TYPE_VARIANT) {
     ::dbus_message_iter_recurse(&value, &inner);

@@ -5,11 +5,11 @@
 #include <chrono>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "foundation/Clock.h"
-#include "foundation/Optional.h"
 
 namespace vorn {
 
@@ -67,14 +67,14 @@ class SystemBus {
   /// Calls a method without arguments; null if it fails.
   [[nodiscard]] Message Call(const Object& object, const char* method);
 
-  [[nodiscard]] optional<std::string> GetText(const Object& object, const char* property);
-  [[nodiscard]] optional<std::vector<std::string>> GetPaths(const Object& object, const char* property);
+  [[nodiscard]] std::optional<std::string> GetText(const Object& object, const char* property);
+  [[nodiscard]] std::optional<std::vector<std::string>> GetPaths(const Object& object, const char* property);
 
   /// The texts (strings, paths) of an array, at most `kMaximumItems`.
   static std::vector<std::string> ReadTexts(DBusMessageIter array);
 
   /// The text at a message's iterator, directly or in a variant.
-  static optional<std::string> ReadText(DBusMessageIter value);
+  static std::optional<std::string> ReadText(DBusMessageIter value);
 
   /// Limits what a strange service can make us ask and keep.
   static constexpr std::size_t kMaximumItems = 256;

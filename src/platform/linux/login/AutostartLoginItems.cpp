@@ -78,7 +78,7 @@ bool AutostartLoginItems::SetEnabled(const std::string& identifier, bool enabled
   return ::unlink(path.c_str()) == 0 || errno == ENOENT || errno == ENOTDIR;
 }
 
-optional<LoginJob> AutostartLoginItems::JobLabelled(const std::string& identifier) const {
+std::optional<LoginJob> AutostartLoginItems::JobLabelled(const std::string& identifier) const {
   const auto path = EntryPath(identifier);
   struct stat status {};
   if (path.empty() || ::lstat(path.c_str(), &status) != 0) return {};
@@ -99,7 +99,7 @@ bool AutostartLoginItems::Repair(const std::string& identifier) {
                      Readers::kAll);
 }
 
-optional<std::string> AutostartLoginItems::Command() const {
+std::optional<std::string> AutostartLoginItems::Command() const {
   if (!fProgram.path.is_absolute() || !IsExecutable(fProgram.path)) return {};
   return DesktopEntryExec(fProgram.path.string());
 }

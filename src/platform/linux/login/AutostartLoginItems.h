@@ -1,6 +1,7 @@
 #pragma once
 
 #include <filesystem>
+#include <optional>
 #include <string>
 
 #include "platform/LoginItems.h"
@@ -27,11 +28,11 @@ class AutostartLoginItems final : public LoginItems {
   bool SetEnabled(const std::string& identifier, bool enabled) override;
   /// Changes only the lines of Exec and TryExec. Everything else that a user wrote stays.
   bool Repair(const std::string& identifier) override;
-  optional<LoginJob> JobLabelled(const std::string& identifier) const override;
+  std::optional<LoginJob> JobLabelled(const std::string& identifier) const override;
 
  private:
   /// The value of Exec that starts our program; empty if the program is missing.
-  [[nodiscard]] optional<std::string> Command() const;
+  [[nodiscard]] std::optional<std::string> Command() const;
   [[nodiscard]] bool WriteEntry(const std::filesystem::path& path) const;
 
   const Program fProgram;

@@ -36,7 +36,7 @@ class EntryLines {
   [[nodiscard]] std::string_view Line() const { return fLine; }
 
   /// The value of `key` if the line in the group sets it; otherwise empty.
-  [[nodiscard]] optional<std::string> ValueOf(std::string_view key) const {
+  [[nodiscard]] std::optional<std::string> ValueOf(std::string_view key) const {
     const auto equals = fLine.find('=');
     if (!fInGroup || equals == std::string_view::npos || WithoutBlanks(fLine.substr(0, equals)) != key) {
       return {};
@@ -52,8 +52,8 @@ class EntryLines {
 
 }  // namespace
 
-optional<std::string> DesktopEntryValue(std::string_view file, std::string_view key) {
-  optional<std::string> value;
+std::optional<std::string> DesktopEntryValue(std::string_view file, std::string_view key) {
+  std::optional<std::string> value;
   for (EntryLines lines(file); lines.Next();) {
     if (auto found = lines.ValueOf(key)) value = std::move(found);
   }
@@ -133,7 +133,7 @@ std::string TextOfDesktopEntryString(std::string_view value) {
   return text;
 }
 
-optional<std::string> DesktopEntryExec(std::string_view path) {
+std::optional<std::string> DesktopEntryExec(std::string_view path) {
   if (path.empty() || std::any_of(path.begin(), path.end(), IsControl)) return {};
   std::string quoted = "\"";
   for (const char c : path) {

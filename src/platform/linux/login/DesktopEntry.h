@@ -1,15 +1,14 @@
 #pragma once
 
+#include <optional>
 #include <string>
 #include <string_view>
-
-#include "foundation/Optional.h"
 
 namespace vorn {
 
 /// The value of `key` in the group [Desktop Entry] of a desktop file, without the blanks around "=" and with
 /// escapes unchanged. The last of several counts. Empty if there is none. Any thread.
-optional<std::string> DesktopEntryValue(std::string_view file, std::string_view key);
+std::optional<std::string> DesktopEntryValue(std::string_view file, std::string_view key);
 
 /// The desktop file with `value` for `key`, on every line of the group [Desktop Entry] that has the key.
 /// Unchanged if no line has it.
@@ -30,7 +29,7 @@ optional<std::string> DesktopEntryValue(std::string_view file, std::string_view 
 
 /// A command line for the key Exec that starts the program at `path` without arguments: quoted, with "%"
 /// doubled. Empty if the path contains a control character, because no command line can contain one.
-optional<std::string> DesktopEntryExec(std::string_view path);
+std::optional<std::string> DesktopEntryExec(std::string_view path);
 
 /// The program of a value of the key Exec: its first argument, without quotes and escapes.
 [[nodiscard]] std::string ProgramOfDesktopEntryExec(std::string_view value);

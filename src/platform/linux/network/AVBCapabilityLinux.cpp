@@ -20,7 +20,7 @@ constexpr unsigned Bit(unsigned number) {
 
 }  // namespace
 
-optional<ethtool_ts_info> ReadTimeStamping(const std::string& interfaceName) {
+std::optional<ethtool_ts_info> ReadTimeStamping(const std::string& interfaceName) {
   ethtool_ts_info stamping{};
   stamping.cmd = ETHTOOL_GET_TS_INFO;
   ifreq request{};

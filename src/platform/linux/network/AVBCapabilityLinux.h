@@ -4,9 +4,9 @@
 
 #include <cstddef>
 #include <functional>
+#include <optional>
 #include <string>
 
-#include "foundation/Optional.h"
 #include "platform/AVBCapability.h"
 #include "platform/linux/network/KernelLinks.h"
 
@@ -14,7 +14,7 @@ namespace vorn {
 
 /// What an interface reports about its time stamping; empty optional if there is no such interface. An
 /// interface that does not answer stamps nothing. Needs no privilege; any thread; does not block.
-[[nodiscard]] optional<ethtool_ts_info> ReadTimeStamping(const std::string& interfaceName);
+[[nodiscard]] std::optional<ethtool_ts_info> ReadTimeStamping(const std::string& interfaceName);
 
 /// Whether that is enough for the time synchronisation of AVB: the hardware stamps sent and received frames
 /// with its own PTP clock, and can stamp PTP version 2 messages straight over Ethernet. Adapters that stamp
@@ -25,7 +25,7 @@ namespace vorn {
 /// classes and one for ordinary traffic.
 class AVBCapabilityLinux final : public AVBCapability {
  public:
-  using TimeStampingReader = std::function<optional<ethtool_ts_info>(const std::string& interfaceName)>;
+  using TimeStampingReader = std::function<std::optional<ethtool_ts_info>(const std::string& interfaceName)>;
 
   static constexpr std::size_t kTransmitQueuesNeeded = 3;
 

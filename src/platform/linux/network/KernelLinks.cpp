@@ -88,7 +88,7 @@ bool KernelLinks::IsName(const std::string& name) {
   });
 }
 
-optional<std::vector<std::string>> KernelLinks::NamesByIndex() const {
+std::optional<std::vector<std::string>> KernelLinks::NamesByIndex() const {
   std::error_code failure;
   std::vector<std::pair<unsigned, std::string>> links;
   directory_iterator entry(fRoot, failure);

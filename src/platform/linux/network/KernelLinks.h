@@ -2,10 +2,9 @@
 
 #include <cstddef>
 #include <filesystem>
+#include <optional>
 #include <string>
 #include <vector>
-
-#include "foundation/Optional.h"
 
 namespace vorn {
 
@@ -21,7 +20,7 @@ class KernelLinks {
   [[nodiscard]] static bool IsName(const std::string& name);
 
   /// The names in the order of the interfaces' indexes; empty optional if there is no such tree.
-  [[nodiscard]] optional<std::vector<std::string>> NamesByIndex() const;
+  [[nodiscard]] std::optional<std::vector<std::string>> NamesByIndex() const;
 
   [[nodiscard]] bool Exists(const std::string& name) const;
 

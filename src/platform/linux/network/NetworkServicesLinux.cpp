@@ -3,6 +3,7 @@
 #include <chrono>
 #include <utility>
 
+#include "foundation/Clock.h"
 #include "foundation/bus/SystemBus.h"
 
 namespace vorn {
@@ -19,7 +20,8 @@ SystemBus::Object ObjectAt(const std::string& path, const char* interface) {
 }
 
 // The values of these two keys in an a{sa{sv}}.
-optional<std::string> FindSetting(DBusMessage* settings, const std::string& group, const std::string& key) {
+std::optional<std::string> FindSetting(DBusMessage* settings, const std::string& group,
+                                       const std::string& key) {
   DBusMessageIter outer;
   if (!::dbus_message_iter_init(settings, &outer)) return {};
   for (const std::string& wanted : {group, key}) {
@@ -40,13 +42,13 @@ optional<std::string> FindSetting(DBusMessage* settings, const std::string& grou
   return SystemBus::ReadText(outer);
 }
 
-optional<std::string> ActiveConnectionName(SystemBus& bus, const SystemBus::Object& device) {
+std::optional<std::string> ActiveConnectionName(SystemBus& bus, const SystemBus::Object& device) {
   const auto path = bus.GetText(device, "ActiveConnection");
   if (!path || *path == "/") return {};
   return bus.GetText(ObjectAt(*path, ".Connection.Active"), "Id");
 }
 
-optional<std::string> ProfileName(SystemBus& bus, const SystemBus::Object& device) {
+std::optional<std::string> ProfileName(SystemBus& bus, const SystemBus::Object& device) {
   const auto profiles = bus.GetPaths(device, "AvailableConnections");
   if (!profiles || profiles->empty()) return {};
   const auto settings = bus.Call(ObjectAt(profiles->front(), ".Settings.Connection"), "GetSettings");
@@ -64,7 +66,7 @@ std::string UserVisibleName(SystemBus& bus, const SystemBus::Object& device) {
 // NetworkManager's devices in its order. Each has the name of its active connection, otherwise of the first
 // profile that fits it, otherwise no name. Empty optional if NetworkManager does not run or does not answer
 // in time; that is no fault and is quick.
-optional<std::vector<NetworkService>> CopyNetworkManagerServices(SystemBus& bus) {
+std::optional<std::vector<NetworkService>> CopyNetworkManagerServices(SystemBus& bus) {
   if (!bus.HasOwner(kNetworkManager)) return {};
   const auto answer = bus.Call(ObjectAt("/org/freedesktop/NetworkManager", ""), "GetDevices");
   DBusMessageIter devices;
@@ -82,7 +84,7 @@ optional<std::vector<NetworkService>> CopyNetworkManagerServices(SystemBus& bus)
 }
 
 // The name in one (index, name, path).
-optional<std::string> LinkName(DBusMessageIter& link) {
+std::optional<std::string> LinkName(DBusMessageIter& link) {
   if (::dbus_message_iter_get_arg_type(&link) != DBUS_TYPE_STRUCT) return {};
   DBusMessageIter field;
   ::dbus_message_iter_recurse(&link, &field);
@@ -92,7 +94,7 @@ optional<std::string> LinkName(DBusMessageIter& link) {
 
 // systemd-networkd's links in its order, without names, because it only knows their interfaces' names. Empty
 // optional if it does not run or does not answer.
-optional<std::vector<NetworkService>> CopyNetworkdServices(SystemBus& bus) {
+std::optional<std::vector<NetworkService>> CopyNetworkdServices(SystemBus& bus) {
   if (!bus.HasOwner(kNetworkd)) return {};
   const auto answer = bus.Call({kNetworkd, "/org/freedesktop/network1", kNetworkd + ".Manager"}, "ListLinks");
   DBusMessageIter links;
@@ -111,15 +113,15 @@ optional<std::vector<NetworkService>> CopyNetworkdServices(SystemBus& bus) {
   return services;
 }
 
-optional<std::vector<NetworkService>> CopyDaemonsServices(const std::string& address) {
+std::optional<std::vector<NetworkService>> CopyDaemonsServices(const std::string& address) {
   const auto bus = SystemBus::Connect(address.empty() ? SystemBus::DefaultAddress() : address,
-                                      std::chrono::steady_clock::now() + kBusPatience);
+                                      Clock::now() + kBusPatience);
   if (!bus) return {};
   auto services = CopyNetworkManagerServices(*bus);
   return services ? std::move(services) : CopyNetworkdServices(*bus);
 }
 
-optional<std::vector<NetworkService>> CopyKernelServices(const KernelLinks& links) {
+std::optional<std::vector<NetworkService>> CopyKernelServices(const KernelLinks& links) {
   const auto names = links.NamesByIndex();
   if (!names) return {};
   std::vector<NetworkService> services;
@@ -132,7 +134,7 @@ optional<std::vector<NetworkService>> CopyKernelServices(const KernelLinks& link
 NetworkServicesLinux::NetworkServicesLinux(Surroundings surroundings)
     : fSurroundings(std::move(surroundings)) {}
 
-optional<std::vector<NetworkService>> NetworkServicesLinux::CopyAll() {
+std::optional<std::vector<NetworkService>> NetworkServicesLinux::CopyAll() {
   auto services = CopyDaemonsServices(fSurroundings.busAddress);
   if (!services) services = CopyKernelServices(fSurroundings.links);
   if (!services) return {};

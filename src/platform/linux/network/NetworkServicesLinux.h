@@ -1,6 +1,7 @@
 #pragma once
 
 #include <functional>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -23,7 +24,7 @@ class NetworkServicesLinux final : public NetworkServices {
   NetworkServicesLinux() : NetworkServicesLinux(Surroundings{}) {}
   explicit NetworkServicesLinux(Surroundings surroundings);
 
-  optional<std::vector<NetworkService>> CopyAll() override;
+  std::optional<std::vector<NetworkService>> CopyAll() override;
 
  private:
   const Surroundings fSurroundings;

@@ -25,8 +25,8 @@ constexpr milliseconds kForcedEnd{1000};
 // How often to look at a child if no event reports its end.
 constexpr milliseconds kGlance{10};
 
-milliseconds Until(std::chrono::steady_clock::time_point deadline) {
-  const auto left = deadline - std::chrono::steady_clock::now();
+milliseconds Until(Clock::time_point deadline) {
+  const auto left = deadline - Clock::now();
   return std::clamp(std::chrono::ceil<milliseconds>(left), milliseconds(0), milliseconds(60'000));
 }
 

@@ -3,13 +3,13 @@
 #include <sys/types.h>
 
 #include <atomic>
-#include <chrono>
 #include <cstddef>
 #include <mutex>
 #include <string>
 #include <utility>
 #include <vector>
 
+#include "foundation/Clock.h"
 #include "foundation/FileDescriptor.h"
 #include "platform/ChildProcess.h"
 
@@ -71,14 +71,12 @@ class ChildProcessLinux final : public ChildProcess {
                     ChildReaper& reaper);
   ~ChildProcessLinux() override;
 
-  ChildOutput CollectUntil(std::chrono::steady_clock::time_point deadline) override;
+  ChildOutput CollectUntil(Clock::time_point deadline) override;
   void Terminate() override;
   void AwaitEnd() override;
   void Release() override;
 
  private:
-  using Clock = std::chrono::steady_clock;
-
   [[nodiscard]] bool IsDone() const { return fEnded && fOutput.IsAtEnd() && fError.IsAtEnd(); }
   [[nodiscard]] bool IsCut() const { return fOutput.IsCut() || fError.IsCut(); }
 

@@ -18,7 +18,7 @@ std::string_view WithoutBlanks(std::string_view text) {
 
 }  // namespace
 
-optional<IniDocument> IniDocument::Parse(std::string_view text) {
+std::optional<IniDocument> IniDocument::Parse(std::string_view text) {
   IniDocument document;
   if (text.starts_with(kByteOrderMark)) {
     document.fByteOrderMark = kByteOrderMark;

@@ -1,11 +1,10 @@
 #pragma once
 
+#include <optional>
 #include <string>
 #include <string_view>
 #include <unordered_map>
 #include <vector>
-
-#include "foundation/Optional.h"
 
 namespace vorn {
 
@@ -27,7 +26,7 @@ class IniDocument {
   using Values = std::unordered_map<std::string, Value>;
 
   /// Empty if the text is not ours: it has unreadable lines, and neither [General] nor a value in it.
-  [[nodiscard]] static optional<IniDocument> Parse(std::string_view text);
+  [[nodiscard]] static std::optional<IniDocument> Parse(std::string_view text);
 
   /// The values under their real keys. If several lines have one key, the last one counts.
   [[nodiscard]] Values ReadAll() const;

@@ -1,7 +1,6 @@
 #include "platform/linux/settings/IniUserDefaults.h"
 
 #include <algorithm>
-#include <optional>
 #include <unordered_map>
 #include <utility>
 
@@ -15,7 +14,7 @@
 namespace vorn {
 namespace {
 
-optional<bool> ToBool(const std::string& text) {
+std::optional<bool> ToBool(const std::string& text) {
   for (const char* word : {"true", "yes", "on", "1"}) {
     if (EqualIgnoringASCIICase(text, word)) return true;
   }
@@ -164,13 +163,13 @@ bool IniUserDefaults::GetBool(const std::string& key) const {
   return registered != fImpl->fRegisteredBools.end() && registered->second;
 }
 
-optional<std::string> IniUserDefaults::GetString(const std::string& key) const {
+std::optional<std::string> IniUserDefaults::GetString(const std::string& key) const {
   const auto* value = fImpl->Find(key);
   if (!value) return {};
   return JoinedText(*value);
 }
 
-optional<std::vector<std::string>> IniUserDefaults::GetStringArray(const std::string& key) const {
+std::optional<std::vector<std::string>> IniUserDefaults::GetStringArray(const std::string& key) const {
   const auto* value = fImpl->Find(key);
   if (!value) return {};
   return *value;

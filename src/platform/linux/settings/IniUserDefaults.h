@@ -4,6 +4,7 @@
 #include <filesystem>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <utility>
 
@@ -49,8 +50,8 @@ class IniUserDefaults final : public UserDefaults {
   /// A handwritten bool may be true, yes, on or 1, or false, no, off or 0, in any case. Any other text counts
   /// as not stored.
   [[nodiscard]] bool GetBool(const std::string& key) const override;
-  [[nodiscard]] optional<std::string> GetString(const std::string& key) const override;
-  [[nodiscard]] optional<std::vector<std::string>> GetStringArray(const std::string& key) const override;
+  [[nodiscard]] std::optional<std::string> GetString(const std::string& key) const override;
+  [[nodiscard]] std::optional<std::vector<std::string>> GetStringArray(const std::string& key) const override;
 
   void SetBool(const std::string& key, bool value) override;
   void SetString(const std::string& key, const std::string& value) override;

@@ -5,10 +5,10 @@
 #include <cstddef>
 #include <cstdint>
 #include <filesystem>
+#include <optional>
 #include <string>
 
 #include "foundation/FileDescriptor.h"
-#include "foundation/Optional.h"
 #include "platform/UserDefaults.h"
 #include "platform/linux/settings/IniDocument.h"
 
@@ -100,7 +100,7 @@ class SettingsFile {
 
   const std::filesystem::path fPath;
   const Access fAccess;
-  optional<Stamp> fSeen;  ///< the file that fContent was read from
+  std::optional<Stamp> fSeen;  ///< the file that fContent was read from
   bool fIsLoaded = false;
   std::string fContent;   ///< the file as last read or written; avoids parsing what did not change
   IniDocument fDocument;  ///< of fContent

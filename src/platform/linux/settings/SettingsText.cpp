@@ -44,7 +44,7 @@ class ValueReader {
  public:
   explicit ValueReader(std::string_view rest) : fRest(WithoutBlanks(rest)) {}
 
-  [[nodiscard]] optional<std::vector<std::string>> Read() {
+  [[nodiscard]] std::optional<std::vector<std::string>> Read() {
     std::vector<std::string> value;
     if (fRest.empty()) return value;
     for (;;) {
@@ -59,13 +59,13 @@ class ValueReader {
   }
 
  private:
-  optional<std::string> ReadPlain() {
+  std::optional<std::string> ReadPlain() {
     const auto text = fRest.substr(0, fRest.find(','));
     fRest.remove_prefix(text.size());
     return std::string(WithoutBlanks(text));
   }
 
-  optional<std::string> ReadQuoted() {
+  std::optional<std::string> ReadQuoted() {
     std::string text;
     for (fRest.remove_prefix(1); !fRest.empty(); fRest.remove_prefix(1)) {
       if (fRest.front() == '"') {
@@ -135,7 +135,7 @@ std::string EncodeSettingsKey(const std::string& key) {
   return text;
 }
 
-optional<std::string> DecodeSettingsKey(const std::string& text) {
+std::optional<std::string> DecodeSettingsKey(const std::string& text) {
   std::string key;
   for (std::size_t i = 0; text != "." && i < text.size(); ++i) {
     if (IsPlain(text[i])) {
@@ -168,7 +168,7 @@ std::string EncodeSettingsValue(const std::vector<std::string>& value) {
   return out;
 }
 
-optional<std::vector<std::string>> DecodeSettingsValue(std::string_view text) {
+std::optional<std::vector<std::string>> DecodeSettingsValue(std::string_view text) {
   return ValueReader(text).Read();
 }
 

@@ -1,10 +1,9 @@
 #pragma once
 
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
-
-#include "foundation/Optional.h"
 
 // How keys and values are written in the settings file. People can read and edit the ordinary ones, and any
 // bytes are read back as they were written. Any thread.
@@ -20,7 +19,7 @@ inline constexpr std::string_view kSettingsBlanks = " \t\r";
 [[nodiscard]] std::string EncodeSettingsKey(const std::string& key);
 
 /// The key that EncodeSettingsKey turned into `text`; empty if there is no such key.
-[[nodiscard]] optional<std::string> DecodeSettingsKey(const std::string& text);
+[[nodiscard]] std::optional<std::string> DecodeSettingsKey(const std::string& text);
 
 /// The texts of a value, separated by commas. A text stands as it is where that
 /// is unmistakable, else in double quotes with \\ \" \n \r \t and \xHH. An
@@ -28,6 +27,6 @@ inline constexpr std::string_view kSettingsBlanks = " \t\r";
 [[nodiscard]] std::string EncodeSettingsValue(const std::vector<std::string>& value);
 
 /// The texts in a value, without the blanks around each. Empty if its quotes or escapes are wrong.
-[[nodiscard]] optional<std::vector<std::string>> DecodeSettingsValue(std::string_view text);
+[[nodiscard]] std::optional<std::vector<std::string>> DecodeSettingsValue(std::string_view text);
 
 }  // namespace vorn

@@ -1,6 +1,8 @@
 #include <gtest/gtest.h>
 #include <linux/net_tstamp.h>
 
+#include <optional>
+
 #include "platform/linux/network/AVBCapabilityLinux.h"
 #include "tests/platform/linux/network/FakeLinkTree.h"
 
@@ -72,7 +74,7 @@ class AVBCapabilityLinuxTest : public testing::Test {
   }
 
   FakeLinkTree fTree;
-  vorn::optional<ethtool_ts_info> fStamping = GoodStamping();
+  std::optional<ethtool_ts_info> fStamping = GoodStamping();
 };
 
 TEST_F(AVBCapabilityLinuxTest, AnswersCapableWithThreeTransmitQueues) {

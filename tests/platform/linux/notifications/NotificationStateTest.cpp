@@ -4,6 +4,7 @@
 
 #include <fstream>
 #include <future>
+#include <optional>
 
 #include "notification/KeptNotifications.h"
 #include "platform/linux/notifications/NotificationState.h"
@@ -81,7 +82,7 @@ TEST(NotificationStateTest, BelongsToOneProgramAtATime) {
   first.reset();
   NotificationState next(path, 0ms);
   ASSERT_NE(next.Store(), nullptr);
-  EXPECT_EQ(next.Store()->GetStringArray("notices"), (optional<std::vector<std::string>>({"mine"})));
+  EXPECT_EQ(next.Store()->GetStringArray("notices"), (std::optional<std::vector<std::string>>({"mine"})));
 }
 
 TEST(NotificationStateTest, WaitsForAProgramThatIsJustEnding) {
