@@ -14,7 +14,10 @@ namespace {
 constexpr char kInterface[] = "org.freedesktop.Application";
 constexpr char kBus[] = "org.freedesktop.DBus";
 constexpr char kBusPath[] = "/org/freedesktop/DBus";
-constexpr int kAskTimeoutMilliseconds = 3000;
+constexpr int kBusTimeoutMilliseconds = 3000;
+// A start beside a silent owner ends within a second, and the toolkit needs the rest of it.
+constexpr int kOwnerTimeoutMilliseconds = 600;
+constexpr int kMostAttempts = 16;  // while the owner is starting
 constexpr std::size_t kMostWaiting = 64;
 constexpr qsizetype kLongestToken = 1000;     // it becomes an environment variable
 constexpr qsizetype kLongestAddress = 10000;  // longer than any that is opened
@@ -97,6 +100,7 @@ std::vector<ActivationRequest> ApplicationService::releaseAndTakeWaiting() {
 void ApplicationService::giveNameBack() {
   if (!std::exchange(fOwnsName, false)) return;
   fHandler = {};
+  endStart();
   auto bus = QDBusConnection::sessionBus();
   bus.unregisterService(fName);
   takeInWhatWasSent();
@@ -111,7 +115,7 @@ void ApplicationService::takeInWhatWasSent() {
   for (int i = 0; i < 4; ++i) {
     const auto call = QDBusMessage::createMethodCall(QLatin1String(kBus), QLatin1String(kBusPath),
                                                      QLatin1String(kBus), QStringLiteral("GetId"));
-    if (bus.call(call, QDBus::Block, kAskTimeoutMilliseconds).type() != QDBusMessage::ReplyMessage) break;
+    if (bus.call(call, QDBus::Block, kBusTimeoutMilliseconds).type() != QDBusMessage::ReplyMessage) break;
     QCoreApplication::sendPostedEvents(QCoreApplication::instance(), QEvent::MetaCall);
   }
   QCoreApplication::sendPostedEvents(this);
@@ -126,21 +130,48 @@ ApplicationService::Claim ApplicationService::claimName() {
   const auto reply = bus.interface()->registerService(fName, QDBusConnectionInterface::DontQueueService,
                                                       QDBusConnectionInterface::DontAllowReplacement);
   fOwnsName = reply.isValid() && reply.value() == QDBusConnectionInterface::ServiceRegistered;
-  if (fOwnsName) return Claim::Owner;
+  if (fOwnsName) {
+    bus.interface()->registerService(startingName());
+    return Claim::Owner;
+  }
   bus.unregisterObject(fObjectPath);
   return reply.isValid() ? Claim::AnotherRuns : Claim::NoBus;
 }
 
-bool ApplicationService::askOwnerToShow(const std::string& activationToken) {
+ApplicationService::Reply ApplicationService::askOwnerToShow(const std::string& activationToken) {
   auto call = QDBusMessage::createMethodCall(fName, fObjectPath, QLatin1String(kInterface),
                                              QStringLiteral("Activate"));
   call << PlatformData(activationToken);
-  call.setAutoStartService(false);  // if it has gone, we take its place
-  const auto reply = QDBusConnection::sessionBus().call(call, QDBus::Block, kAskTimeoutMilliseconds);
-  return reply.type() == QDBusMessage::ReplyMessage;
+  return askOwner(call);
+}
+
+bool ApplicationService::ownerReplies() {
+  auto call = QDBusMessage::createMethodCall(fName, fObjectPath, QLatin1String(kInterface),
+                                             QStringLiteral("ActivateAction"));
+  call << QString() << QVariantList() << QVariantMap();  // there is no such action, and the owner says so
+  return askOwner(call) != Reply::None;
+}
+
+ApplicationService::Reply ApplicationService::askOwner(const QDBusMessage& call) {
+  auto bus = QDBusConnection::sessionBus();
+  auto question = call;
+  question.setAutoStartService(false);  // if it has gone, we take its place
+  for (int attempt = 0; attempt < kMostAttempts; ++attempt) {
+    // Before the call, so that an owner which has just started has the whole time for its reply.
+    const bool isStarting = bus.interface()->isServiceRegistered(startingName());
+    const auto reply = bus.call(question, QDBus::Block, kOwnerTimeoutMilliseconds);
+    if (reply.type() == QDBusMessage::ReplyMessage) return Reply::Accepted;
+    const auto error = QDBusError(reply).type();
+    const bool isSilent = error == QDBusError::NoReply || error == QDBusError::Timeout ||
+                          error == QDBusError::TimedOut || error == QDBusError::Disconnected;
+    if (!isSilent && error != QDBusError::ServiceUnknown) return Reply::Refused;
+    if (!isStarting) return Reply::None;
+  }
+  return Reply::None;
 }
 
 std::optional<ActivationRequest> ApplicationService::takeFirstRequest() {
+  if (!fOwnsName) return {};
   // The toolkit keeps incoming calls back until the event loop has turned once.
   QCoreApplication::processEvents();
   takeInWhatWasSent();
@@ -148,8 +179,16 @@ std::optional<ActivationRequest> ApplicationService::takeFirstRequest() {
   return takeOldest();
 }
 
+void ApplicationService::endStart() {
+  auto call = QDBusMessage::createMethodCall(QLatin1String(kBus), QLatin1String(kBusPath),
+                                             QLatin1String(kBus), QStringLiteral("ReleaseName"));
+  call << startingName();
+  QDBusConnection::sessionBus().send(call);
+}
+
 void ApplicationService::setHandler(Handler handler) {
   fHandler = std::move(handler);
+  if (fOwnsName) endStart();
   QTimer::singleShot(0, this, [this] { deliver(); });
 }
 

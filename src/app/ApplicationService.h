@@ -32,6 +32,9 @@ struct ActivationRequest {
 /// before that, the sender gets an error and may start another program. Messages that do not fit, or are too
 /// many, get an error too. No message can block, throw or grow without bound.
 ///
+/// A program answers nothing while it starts. Until a handler is set, it therefore owns a second name, which
+/// tells another start to be patient: the name and ".Starting".
+///
 /// Main thread, while one application object exists. When that object goes, calls from the bus that nobody
 /// has read are lost.
 class ApplicationService final : public QDBusVirtualObject {
@@ -68,13 +71,23 @@ class ApplicationService final : public QDBusVirtualObject {
   /// The same, but the caller handles the waiting messages.
   [[nodiscard]] std::vector<ActivationRequest> releaseAndTakeWaiting();
 
-  /// Asks the owner of the name to show its panel. Blocks for the answer, a few seconds at most. False if
-  /// none came, or a refusal.
-  bool askOwnerToShow(const std::string& activationToken);
+  /// How the owner of the name took a question.
+  enum class Reply {
+    Accepted,
+    Refused,
+    None,  ///< it is silent, or it has ended
+  };
 
-  /// The request for which the bus started us; empty if there is none. Call it once, after the name has
-  /// become ours, while no handler is set. Turns the event loop and blocks for the bus's answers, a few
-  /// seconds at most.
+  /// Asks the owner of the name to show its panel. Blocks for the reply, a little more than half a second at
+  /// most. It waits longer, ten seconds at most, for a program that is still starting.
+  [[nodiscard]] Reply askOwnerToShow(const std::string& activationToken);
+
+  /// Whether the owner of the name replies at all. Changes nothing there. Blocks like the above.
+  [[nodiscard]] bool ownerReplies();
+
+  /// The request for which the bus started us; empty if there is none, or if the name is not ours. Call it
+  /// once, while no handler is set. Turns the event loop and blocks for the bus's answers, a few seconds at
+  /// most.
   [[nodiscard]] std::optional<ActivationRequest> takeFirstRequest();
 
   /// From now on requests go to `handler`, waiting ones first, from the event loop. An empty handler lets
@@ -98,6 +111,9 @@ class ApplicationService final : public QDBusVirtualObject {
     QDBusMessage call;
   };
 
+  [[nodiscard]] QString startingName() const { return fName + QStringLiteral(".Starting"); }
+  [[nodiscard]] Reply askOwner(const QDBusMessage& call);
+  void endStart();
   void giveNameBack();
   void takeInWhatWasSent();
   void deliver();

@@ -38,14 +38,19 @@ class MainRunLoop {
   MainRunLoop& operator=(const MainRunLoop&) = delete;
 };
 
-/// Asks for the name. If another process has it, asks that one for its panel.
-Claim ClaimOrAskTheOther(ApplicationService& service, const StartReason& reason) {
-  const auto claim = service.claimName();
-  if (claim != Claim::AnotherRuns || reason.atLogin) return claim;
-  if (service.askOwnerToShow(reason.activationToken)) return claim;
-  const auto again = service.claimName();  // the other one may have been about to end
-  if (again == Claim::AnotherRuns) WriteToConsole("The program is already running but does not answer");
-  return again;
+/// Becomes the program, or, if another process has the name, asks that one for its panel. At login nobody
+/// waits for a panel, but a silent owner keeps us from running too. The exit status, if this start ends here.
+std::optional<int> ExitStatusBesideAnother(ApplicationService& service, const StartReason& reason) {
+  using Reply = ApplicationService::Reply;
+  if (service.claimName() != Claim::AnotherRuns) return {};
+  const auto reply = !reason.atLogin          ? service.askOwnerToShow(reason.activationToken)
+                     : service.ownerReplies() ? Reply::Accepted
+                                              : Reply::None;
+  if (reply == Reply::Accepted) return EXIT_SUCCESS;
+  if (service.claimName() != Claim::AnotherRuns) return {};  // the other one was about to end
+  WriteToConsole(reply == Reply::Refused ? "The program is already running but refuses to show its panel"
+                                         : "The program is already running but does not answer");
+  return EXIT_FAILURE;
 }
 
 void OpenPage(Desktop& desktop, const ActivationRequest& request) {
@@ -79,9 +84,8 @@ std::optional<ActivationRequest> OpenPages(ApplicationService& service, Desktop&
 
 /// The request for which the bus started us. Empty if the bus did not start us, or if we only inherited the
 /// bus's mark from our terminal.
-std::optional<ActivationRequest> FirstRequest(ApplicationService& service, Claim claim,
-                                              const StartReason& reason) {
-  if (claim != Claim::Owner || !reason.byBus) return {};
+std::optional<ActivationRequest> FirstRequest(ApplicationService& service, const StartReason& reason) {
+  if (!reason.byBus) return {};
   return service.takeFirstRequest();
 }
 
@@ -149,17 +153,16 @@ int RunWithDisplay(int& argc, char** argv, const StartReason& reason, std::optio
   const MainRunLoop mainRunLoop;
   Desktop desktop;
   auto service = MakeService(ApplicationService::Offer::Everything);
-  auto claim = ClaimOrAskTheOther(service, reason);
-  auto first = FirstRequest(service, claim, reason);
+  if (const auto status = ExitStatusBesideAnother(service, reason)) return *status;
+  auto first = FirstRequest(service, reason);
   if (first && first->kind == ActivationRequest::Kind::OpenPage) {
     first = OpenPages(service, desktop, *first);
     if (!first) {
       AwaitPages(desktop.UrlOpener());
       return 0;
     }
-    claim = ClaimOrAskTheOther(service, reason);
+    if (const auto status = ExitStatusBesideAnother(service, reason)) return *status;
   }
-  if (claim == Claim::AnotherRuns) return 0;
   return RunStatusItem(service, desktop, first);
 }
 
@@ -168,9 +171,8 @@ int RunWithoutDisplay(int& argc, char** argv, const StartReason& reason) {
   const QCoreApplication application(argc, argv);
   const MainRunLoop mainRunLoop;
   auto service = MakeService(ApplicationService::Offer::Pages);
-  const auto claim = ClaimOrAskTheOther(service, reason);
-  if (claim == Claim::AnotherRuns) return 0;
-  if (const auto first = FirstRequest(service, claim, reason)) {
+  if (const auto status = ExitStatusBesideAnother(service, reason)) return *status;
+  if (const auto first = FirstRequest(service, reason)) {
     Desktop desktop;
     OpenPages(service, desktop, *first);
     AwaitPages(desktop.UrlOpener());

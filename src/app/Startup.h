@@ -3,8 +3,9 @@
 namespace vorn::app {
 
 /// The program from its start to its end. Returns the exit status: 0 also if the program was already running
-/// and was asked to show its panel; 1 without a display, and if the session bus of the start ends. Then the
-/// session can start the program again.
+/// and agreed to show its panel; 1 without a display, if the program's name on the bus has an owner that does
+/// not answer or refuses, and if the session bus of the start ends. In the last case the session can start
+/// the program again.
 ///
 ///   started by             another runs        alone
 ///   a person               it shows its panel  starts, panel hidden
