@@ -118,7 +118,9 @@ bool IsWebAddress(const std::string& text) {
   if (text.size() > kMaxLength || text.find_first_of("\"<>\\") != std::string::npos) return false;
   const auto authority = AuthorityOf(text);
   const auto host = authority.substr(authority.rfind('@') + 1);  // all of it if there is no user
-  return host.find_first_of("%|") == std::string_view::npos && Parse(text, CURLU_PATH_AS_IS);
+  // An IPv6 address may have a zone, which follows a "%".
+  const std::string_view forbidden = host.starts_with('[') ? "|" : "%|";
+  return host.find_first_of(forbidden) == std::string_view::npos && Parse(text, CURLU_PATH_AS_IS);
 }
 
 std::string URLEncode(const std::string& text) {

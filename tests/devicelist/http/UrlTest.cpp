@@ -104,7 +104,8 @@ TEST(WebAddressTest, IsHttpOrHttpsWithAHost) {
   for (const char* text :
        {"http://a", "HTTPS://a/", "http://a:80/", "http://a:/", "http://10.0.0.1/x?y#device",
         "http://a#device", "http://[fe80::1]:80/", "http://[::1]", "http://user:word@a:1/", "http://a?x",
-        "http://studio\xc3\xa9.local/", "http://a:65535/", "hTTp://a/%20"}) {
+        "http://studio\xc3\xa9.local/", "http://a:65535/", "hTTp://a/%20", "http://[fe80::1%25eth0]/",
+        "http://[fe80::1%eth0]:80/x", "http://user@[fe80::1%25eth0]"}) {
     EXPECT_TRUE(IsWebAddress(text)) << text;
   }
 }
@@ -140,7 +141,12 @@ TEST(WebAddressTest, IsNothingElse) {
                            "httpx://a",
                            "http://a%00/",
                            "http://{a}/",
-                           "http://a|b/"}) {
+                           "http://a|b/",
+                           "http://a%25eth0/",
+                           "http://[fe80::1%]/",
+                           "http://[fe80::1%25a|b]/",
+                           "http://[::1]%61/",
+                           "http://[::1]:%38%30/"}) {
     EXPECT_FALSE(IsWebAddress(text)) << text;
   }
   EXPECT_FALSE(IsWebAddress(std::string("http://a/\0b", 11)));
