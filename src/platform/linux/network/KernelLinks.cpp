@@ -103,10 +103,6 @@ std::optional<std::vector<std::string>> KernelLinks::NamesByIndex() const {
   return names;
 }
 
-bool KernelLinks::Exists(const std::string& name) const {
-  return Has(name, "ifindex");
-}
-
 bool KernelLinks::HasHardware(const std::string& name) const {
   return Has(name, "device");
 }

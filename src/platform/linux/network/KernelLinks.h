@@ -22,8 +22,6 @@ class KernelLinks {
   /// The names in the order of the interfaces' indexes; empty optional if there is no such tree.
   [[nodiscard]] std::optional<std::vector<std::string>> NamesByIndex() const;
 
-  [[nodiscard]] bool Exists(const std::string& name) const;
-
   /// Whether there is a device behind the interface. The loopback, bridges, tunnels and pairs have none.
   [[nodiscard]] bool HasHardware(const std::string& name) const;
 

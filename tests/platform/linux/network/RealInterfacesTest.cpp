@@ -1,5 +1,6 @@
 // With the kernel's own interfaces; in_network_namespace.sh makes them.
 #include <gtest/gtest.h>
+#include <net/if.h>
 
 #include <cstdlib>
 #include <sstream>
@@ -33,7 +34,7 @@ NetworkServicesLinux::Surroundings WithoutBus() {
 TEST(RealInterfacesTest, RunsWhereTheLinksWereMade) {
   const auto links = MadeLinks();
   ASSERT_GE(links.size(), 2U);
-  for (const auto& name : links) EXPECT_TRUE(vorn::KernelLinks().Exists(name)) << name;
+  for (const auto& name : links) EXPECT_NE(::if_nametoindex(name.c_str()), 0U) << name;
 }
 
 TEST(RealInterfacesTest, NoLinkWithoutHardwareCanCarryAVB) {
