@@ -26,6 +26,11 @@ bool Fail(int error) {
   return false;
 }
 
+std::nullopt_t Unread(int error) {
+  errno = error;
+  return std::nullopt;
+}
+
 // Whether the name still leads to the open file. Another writer may have renamed or removed it before we had
 // its lock.
 bool IsStillAt(const FileDescriptor& file, const std::string& name) {
@@ -104,16 +109,17 @@ std::filesystem::path FileBehindLinks(std::filesystem::path path) {
 std::optional<std::string> ReadFile(const std::filesystem::path& path, std::size_t maximum) {
   // Not blocking, because a FIFO of that name would wait for its writer.
   const FileDescriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+  if (!file) return {};
   struct stat status {};
-  if (!file || ::fstat(file.Get(), &status) != 0) return {};
+  if (::fstat(file.Get(), &status) != 0) return Unread(EIO);
+  if (!S_ISREG(status.st_mode)) return Unread(EINVAL);
   const auto size = static_cast<std::size_t>(status.st_size);
-  errno = S_ISREG(status.st_mode) ? EFBIG : EINVAL;
-  if (!S_ISREG(status.st_mode) || size > maximum) return {};
+  if (size > maximum) return Unread(EFBIG);
   std::string content(size, '\0');
   std::size_t length = 0;
   while (length < size) {
     const auto count = ::read(file.Get(), &content[length], size - length);
-    if (count < 0 && errno != EINTR) return {};
+    if (count < 0 && errno != EINTR) return Unread(EIO);
     if (count == 0) break;
     if (count > 0) length += static_cast<std::size_t>(count);
   }

@@ -33,7 +33,8 @@ enum class Readers {
 [[nodiscard]] std::filesystem::path FileBehindLinks(std::filesystem::path path);
 
 /// The content of a regular file that is not longer than `maximum`. Links are followed. Empty if it cannot be
-/// read: errno is EFBIG if the file is longer, and EINVAL if it is no regular file. A pipe does not block.
+/// read: errno is EFBIG if the file is longer, and EINVAL if it is no regular file. If the file could be
+/// opened but not read, errno is EIO, whatever the cause was. A pipe does not block.
 [[nodiscard]] std::optional<std::string> ReadFile(const std::filesystem::path& path, std::size_t maximum);
 
 /// Makes the folder, and the missing folders above it, only for their owner. True if it exists already.

@@ -22,7 +22,7 @@ constexpr auto kLockPatience = 200ms;
 constexpr int kMaxAside = 1000;
 
 // Why the file counts as damaged. Empty if the failure says nothing about the file and may pass by itself. No
-// permission, a circle of links, a socket and a dead device are the file's own fault.
+// permission to open it, a circle of links, a socket and a dead device are the file's own fault.
 std::string FaultOfTheFile(int error) {
   switch (error) {
     case EINVAL:

@@ -164,6 +164,8 @@ TEST_F(WholeFileTest, ReadsAFileUpToTheMaximumAndSaysWhyItDoesNot) {
   ASSERT_EQ(::mkfifo(pipe.c_str(), 0600), 0);
   EXPECT_FALSE(ReadFile(pipe, 4));  // and does not wait for its writer
   EXPECT_EQ(errno, EINVAL);
+  EXPECT_FALSE(ReadFile("/sys/class/net/lo/speed", 1U << 20U));  // opens, but every read fails with EINVAL
+  EXPECT_EQ(errno, EIO);
 }
 
 TEST_F(WholeFileTest, MakesFoldersForTheirOwnerAlone) {

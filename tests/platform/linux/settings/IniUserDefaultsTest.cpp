@@ -421,6 +421,24 @@ TEST_F(IniUserDefaultsTest, ReadsLaterWhatCouldNotBeReadAtTheStart) {
   EXPECT_THAT(FilesBesideIt(), IsEmpty());
 }
 
+TEST_F(IniUserDefaultsTest, LeavesAFileInItsPlaceThatOpensButFailsToBeRead) {
+  std::filesystem::create_directories(fPath.parent_path());
+  std::filesystem::create_symlink("/sys/class/net/lo/speed", fPath);  // every read fails with EINVAL
+  CaptureStderr();
+  IniUserDefaults defaults(fPath);
+  EXPECT_EQ(defaults.StoreCondition(), Condition::kUnread);
+  defaults.SetBool("notify", true);
+  EXPECT_FALSE(defaults.Synchronize());
+  EXPECT_THAT(GetCapturedStderr(), HasSubstr("Cannot read " + fPath.string() + " (Input/output error)"));
+  EXPECT_THAT(FilesBesideIt(), ElementsAre("settings.conf.lock"));
+  ASSERT_TRUE(std::filesystem::remove(fPath));
+  Write("[General]\nname=theirs\n");
+  CaptureStderr();
+  EXPECT_TRUE(defaults.Synchronize());
+  EXPECT_THAT(GetCapturedStderr(), HasSubstr("saved again"));
+  EXPECT_EQ(Content(), "[General]\nname=theirs\nnotify=true\n");
+}
+
 TEST_F(IniUserDefaultsTest, SetsAsideWhatIsTooLarge) {
   Write("[General]\nnotify=false\n");
   std::filesystem::resize_file(fPath, (std::uintmax_t{64} << 20U) + 1);
