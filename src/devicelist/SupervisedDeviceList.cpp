@@ -62,11 +62,11 @@ void SupervisedDeviceList::Browse() {
 
 void SupervisedDeviceList::CheckBrowsing() {
   if (fState == State::kAnswering) {  // otherwise it browses again when the responder answers
-    if (!fList || !fList->IsBrowsing()) {
+    if (!fList || fList->HasBrowsingEnded()) {
       ReportFailure("browsing the network has ended, starting again");
       return Browse();
     }
-    fReportedFailure = false;
+    if (fList->IsBrowsing()) fReportedFailure = false;  // a browse that waits may still be refused
   }
   ArmRetryTimer();
 }

@@ -19,7 +19,8 @@ namespace DeviceList {
 /// The list is made when the responder answers for the first time, and lives as long as this object. It
 /// browses again in two cases: the responder answers again (another one, or one that was silent for a while),
 /// or, within five seconds, browsing was refused or ended although the responder answers. The second case
-/// writes one console message until browsing succeeds. The listed units stay in the meantime, as described in
+/// writes one console message until browsing succeeds. A browse that a slow responder has not accepted yet
+/// goes on: it is accepted, or it fails in the end. The listed units stay in the meantime, as described in
 /// Watcher.
 ///
 /// Lives on the thread that constructs it. Both callbacks run there, from its run loop.

@@ -93,6 +93,10 @@ bool Watcher::IsBrowsing() const {
   return fEngine && fEngine->IsBrowsing();
 }
 
+bool Watcher::HasBrowsingEnded() const {
+  return !fEngine || fEngine->HasBrowsingEnded();
+}
+
 HeldServices::Services Watcher::Resolved() const {
   HeldServices::Services services;
   if (fEngine) fEngine->GetResolvedServices(services);

@@ -47,15 +47,19 @@ class Watcher : public vorn::WorkLoop {
   /// Replaces the engine with a new one and holds the listed services. For a responder that answers, again or
   /// after browsing has ended. Waits like the constructor. Throws std::system_error or std::bad_alloc if
   /// there is no thread, descriptor or memory. Then the listed services stay until the next call. Call this
-  /// and the two below on the watcher's thread.
+  /// and the three below on the watcher's thread.
   void BrowseAnew();
 
   /// The responder does not answer: no time counts against held services until BrowseAnew.
   void PauseHold();
 
-  /// Whether changes of the network are noticed. False if the responder has not accepted the browse yet or
-  /// has refused it, or if browsing has ended by itself.
+  /// Whether changes of the network are noticed. False if the responder has not accepted the browse yet, or
+  /// if browsing has ended.
   [[nodiscard]] bool IsBrowsing() const;
+
+  /// Whether BrowseAnew is needed: the responder has refused the browse, browsing has ended by itself, or the
+  /// last BrowseAnew has failed. False while a slow responder has not accepted the browse yet.
+  [[nodiscard]] bool HasBrowsingEnded() const;
 
  protected:
   /// The addresses of the units' ".local" hosts, for the units' clients. They stay current as the hosts

@@ -38,10 +38,18 @@ TEST_F(SupervisedDeviceListBusTest, LoopTurnsWhileAResponderHangsThatHasJustAnsw
   fResponder = std::make_unique<FakeResponder>();
   fResponder->HangAt("ServiceBrowserNew");
   ::testing::internal::CaptureStderr();
+  SupervisedDeviceList::Makers makers;
+  int timerSets = 0;
+  makers.retryTime = std::chrono::milliseconds(5);
+  makers.now = [&] {
+    ++timerSets;
+    return vorn::Clock::now();
+  };
   {
-    const SupervisedDeviceList list({});
+    const SupervisedDeviceList list({}, {}, makers);
     EXPECT_TRUE(TurnLoopUntil([&] { return fResponder->Calls("ServiceBrowserNew") == 1; }));
-    fResponder->SetAnswering(true);  // only after the loop has turned
+    EXPECT_TRUE(TurnLoopUntil([&] { return timerSets > 2; }));  // it has checked the browse twice
+    fResponder->SetAnswering(true);                             // only after the loop has turned
     EXPECT_TRUE(TurnLoopUntil([&] { return !Asked("ServiceBrowserNew").empty(); }));
     fResponder->TellInstance(Asked("ServiceBrowserNew").front(), "ItemNew", "Desk");
     EXPECT_TRUE(TurnLoopUntil([&] { return !Asked("ServiceResolverNew").empty(); }));

@@ -284,6 +284,27 @@ TEST_F(SupervisedDeviceListRetryTest, ListThatBrowsesIsLeftAlone) {
   EXPECT_EQ(Browses(), 1);
 }
 
+TEST_F(SupervisedDeviceListRetryTest, BrowseThatWaitsForASlowResponderIsLeftAlone) {
+  fNetwork.browseHasBegun = false;
+  ::testing::internal::CaptureStderr();
+  Report(State::kAnswering);
+  EXPECT_TRUE(PassRetryTime());
+  EXPECT_EQ(BrowseCalls(), 1);
+  fNetwork.browseHasBegun = true;
+  EXPECT_TRUE(PassRetryTime());
+  EXPECT_EQ(BrowseCalls(), 1);
+  EXPECT_THAT(::testing::internal::GetCapturedStderr(), IsEmpty());
+}
+
+TEST_F(SupervisedDeviceListRetryTest, BrowseThatASlowResponderRefusesAtLastBeginsAnew) {
+  fNetwork.browseHasBegun = false;
+  Report(State::kAnswering);
+  EndBrowsing();
+  ::testing::internal::CaptureStderr();
+  EXPECT_TRUE(TurnLoopUntil([&] { return Browses() == 2; }));
+  EXPECT_THAT(::testing::internal::GetCapturedStderr(), HasSubstr("starting again"));
+}
+
 TEST_F(SupervisedDeviceListTest, DestructionEndsTheListToo) {
   ShowDesk();
   fPublished.clear();

@@ -58,7 +58,7 @@ class WatcherTest : public ::testing::Test {
     fNetwork.ReplyBrowse(0, "", 0, kDNSServiceErr_Unknown);
     ASSERT_TRUE(fNetwork.WaitForHandled(handled + 1));
     fNetwork.processError = kDNSServiceErr_NoError;
-    ASSERT_TRUE(TurnLoopUntil([&] { return !fWatcher.IsBrowsing(); }));
+    ASSERT_TRUE(TurnLoopUntil([&] { return fWatcher.HasBrowsingEnded(); }));
     TurnLoop();
   }
 
@@ -346,6 +346,7 @@ TEST_F(WatcherAnewTest, NoTimeCountsWhileNobodyBrowses) {
     EXPECT_THROW(fWatcher.BrowseAnew(), std::system_error);
   }
   EXPECT_FALSE(fWatcher.IsBrowsing());
+  EXPECT_TRUE(fWatcher.HasBrowsingEnded());
   fNow += 100s;
   EXPECT_EQ(Deliver().size(), 2U);
   fWatcher.BrowseAnew();
@@ -357,6 +358,7 @@ TEST_F(WatcherAnewTest, TimeCountsOnceASlowResponderHasAcceptedTheBrowse) {
   fNetwork.browseHasBegun = false;
   fWatcher.BrowseAnew();
   EXPECT_FALSE(fWatcher.IsBrowsing());
+  EXPECT_FALSE(fWatcher.HasBrowsingEnded());
   fNow += 100s;
   EXPECT_EQ(Deliver().size(), 2U);
   fNetwork.browseHasBegun = true;

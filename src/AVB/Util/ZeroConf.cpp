@@ -42,6 +42,10 @@ bool ZeroConfEngine::IsBrowsing() const {
   return fImpl->IsBrowsing();
 }
 
+bool ZeroConfEngine::HasBrowsingEnded() const {
+  return fImpl->HasBrowsingEnded();
+}
+
 ZeroConfEngine::Impl::Impl(WorkItem& item, DNSSD& dnssd, Now now)
     : fDnssd(dnssd), fNow(std::move(now)), fFollowed(dnssd, fNow, [this] { QueueItem(); }), fItem(&item) {}
 
@@ -63,7 +67,8 @@ int ZeroConfEngine::Impl::BrowseForService(const std::string& type) {
   if (ref == nullptr) return result;
   fBrowseRef = OperationHandle(fDnssd, ref);
   fBrowseSocket = fDnssd.RefSockFD(ref);
-  fIsBrowsing = fReportedBegun = fDnssd.HasBegun(ref);
+  fReportedBegun = fDnssd.HasBegun(ref);
+  fBrowsing = fReportedBegun ? Browsing::kAccepted : Browsing::kPending;
   fRunning.exchange(true);
   fThread.Start("discovery", [this] { ThreadProc(); });
   return result;
@@ -131,14 +136,14 @@ void ZeroConfEngine::Impl::QueueItem() {
 // Checks whether a slow responder has accepted the browse in the meantime.
 void ZeroConfEngine::Impl::NoteBegun() {
   if (fReportedBegun || !fDnssd.HasBegun(fBrowseRef.Get())) return;
-  fIsBrowsing = true;
+  fBrowsing = Browsing::kAccepted;
   QueueItem();
   fReportedBegun = true;  // last: if memory was missing, the next cycle reports it
 }
 
 void ZeroConfEngine::Impl::StopByItself() {
   if (!fRunning.exchange(false)) return;
-  fIsBrowsing = false;
+  fBrowsing = Browsing::kEnded;
   QueueItem();
 }
 

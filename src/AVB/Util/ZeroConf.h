@@ -73,7 +73,8 @@ class ZeroConfEngine {
 
   /// Starts browsing. Call it once; a second successful call ends the process. Returns 0, or 3 if the
   /// responder refused. Waits a moment for a responder that does not answer, then continues without it:
-  /// IsBrowsing says when it has answered. Throws std::system_error if the thread cannot be started.
+  /// IsBrowsing says when it has accepted the browse, and HasBrowsingEnded when it has refused it or given no
+  /// answer for too long. Throws std::system_error if the thread cannot be started.
   int BrowseForService(const std::string& type);
 
   /// Replaces `services` with the resolved services, in the order in which their resolves were started.
@@ -92,10 +93,14 @@ class ZeroConfEngine {
   /// What is known about the followed hosts. Any thread.
   [[nodiscard]] FollowedHosts::ByHost FollowedAddresses() const;
 
-  /// Whether changes of the network are noticed. False before the responder has accepted the browse. False
-  /// for good after it was refused or has ended by itself: then a new engine is needed. The client's item is
-  /// queued when this changes after BrowseForService has returned. Any thread.
+  /// Whether changes of the network are noticed. False before the responder has accepted the browse, and
+  /// false for good when browsing has ended. The client's item is queued when this changes after
+  /// BrowseForService has returned, and when browsing ends. Any thread.
   [[nodiscard]] bool IsBrowsing() const;
+
+  /// Whether a new engine is needed: the browse was refused or has ended by itself. Also true before
+  /// BrowseForService. Any thread.
+  [[nodiscard]] bool HasBrowsingEnded() const;
 
  private:
   class Impl;

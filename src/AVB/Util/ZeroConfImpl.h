@@ -27,7 +27,8 @@ class ZeroConfEngine::Impl {
   int BrowseForService(const std::string& type);
   void GetResolvedServices(std::vector<ServiceInfo>& services) const;
   bool TestAndClearModified();
-  [[nodiscard]] bool IsBrowsing() const { return fIsBrowsing; }
+  [[nodiscard]] bool IsBrowsing() const { return fBrowsing == Browsing::kAccepted; }
+  [[nodiscard]] bool HasBrowsingEnded() const { return fBrowsing == Browsing::kEnded; }
   FollowedHosts& Followed() { return fFollowed; }
 
  private:
@@ -57,6 +58,7 @@ class ZeroConfEngine::Impl {
                            const sockaddr* address);
 
   using Moment = Clock::time_point;
+  enum class Browsing { kEnded, kPending, kAccepted };
 
   static constexpr std::chrono::milliseconds kCycle{100};
 
@@ -112,7 +114,7 @@ class ZeroConfEngine::Impl {
   OperationHandle fBrowseRef;
   int fBrowseSocket = -1;
   std::atomic<bool> fRunning{false};
-  std::atomic<bool> fIsBrowsing{false};
+  std::atomic<Browsing> fBrowsing{Browsing::kEnded};  // until it starts
   bool fReportedBegun = false;  // set when it has started to browse; the service thread's
   FollowedHosts fFollowed;
   std::vector<pollfd> fDescriptors;  // the service thread's; kept for its memory

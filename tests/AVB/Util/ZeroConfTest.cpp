@@ -371,7 +371,8 @@ TEST_F(ZeroConfEngineTest, AnErrorOfTheLibraryStopsTheEngineAndKeepsItsRecords) 
   EXPECT_TRUE(ClientWoken());
   fDnssd.processError = kDNSServiceErr_Unknown;
   fDnssd.ReplyAdd("c");
-  ASSERT_TRUE(Eventually([&] { return !fEngine->IsBrowsing(); }));
+  ASSERT_TRUE(Eventually([&] { return fEngine->HasBrowsingEnded(); }));
+  EXPECT_FALSE(fEngine->IsBrowsing());
   EXPECT_TRUE(Eventually([&] { return ClientWoken(); }));
   fDnssd.ReplyAdd("d");  // nobody serves this any more
   EXPECT_THAT(Names(), ElementsAre("a"));
@@ -388,7 +389,8 @@ TEST_F(ZeroConfEngineTest, AWaitThatFailsStopsTheEngineAndKeepsItsRecords) {
   EXPECT_TRUE(fEngine->IsBrowsing());
   EXPECT_TRUE(ClientWoken());
   fDnssd.ReplyAdd("b");
-  ASSERT_TRUE(Eventually([&] { return !fEngine->IsBrowsing(); }));
+  ASSERT_TRUE(Eventually([&] { return fEngine->HasBrowsingEnded(); }));
+  EXPECT_FALSE(fEngine->IsBrowsing());
   EXPECT_TRUE(Eventually([&] { return ClientWoken(); }));
   fDnssd.ReplyAdd("c");  // nobody serves this any more
   EXPECT_THAT(Names(), ElementsAre("a"));
@@ -431,11 +433,23 @@ TEST_F(ZeroConfEngineTest, TellsItsClientWhenASlowResponderHasAcceptedTheBrowse)
   fDnssd.browseHasBegun = false;
   Browse();
   EXPECT_FALSE(fEngine->IsBrowsing());
+  EXPECT_FALSE(fEngine->HasBrowsingEnded());
   EXPECT_FALSE(ClientWoken());
   fDnssd.browseHasBegun = true;
   EXPECT_TRUE(Eventually([&] { return ClientWoken(); }));
   EXPECT_TRUE(fEngine->IsBrowsing());
+  EXPECT_FALSE(fEngine->HasBrowsingEnded());
   EXPECT_FALSE(fEngine->TestAndClearModified());
+}
+
+TEST_F(ZeroConfEngineTest, TellsItsClientWhenASlowResponderHasRefusedTheBrowse) {
+  fDnssd.browseHasBegun = false;
+  Browse();
+  EXPECT_FALSE(fEngine->HasBrowsingEnded());
+  fDnssd.processError = kDNSServiceErr_Unknown;
+  fDnssd.ReplyAdd("a");
+  EXPECT_TRUE(Eventually([&] { return ClientWoken(); }));
+  EXPECT_TRUE(fEngine->HasBrowsingEnded());
 }
 
 TEST_F(ZeroConfEngineTest, ABrowseThatFailsStartsNoThread) {
@@ -443,6 +457,7 @@ TEST_F(ZeroConfEngineTest, ABrowseThatFailsStartsNoThread) {
   fDnssd.browseError = kDNSServiceErr_Unknown;
   EXPECT_EQ(fEngine->BrowseForService("_http._tcp"), 3);
   EXPECT_FALSE(fEngine->IsBrowsing());
+  EXPECT_TRUE(fEngine->HasBrowsingEnded());
   MakeEngine(testing::FakeNow);
   fDnssd.browseError = kDNSServiceErr_NoError;
   fDnssd.browseGivesReference = false;
@@ -458,6 +473,7 @@ TEST_F(ZeroConfEngineTest, ASecondBrowseThatFailsLeavesTheFirstAlone) {
   fDnssd.browseError = kDNSServiceErr_NoError;
   fDnssd.browseGivesReference = false;
   EXPECT_EQ(fEngine->BrowseForService("_http._tcp"), 0);
+  EXPECT_FALSE(fEngine->HasBrowsingEnded());
   ResolveFully("a", "a.local.");
   EXPECT_THAT(Names(), ElementsAre("a"));
 }
