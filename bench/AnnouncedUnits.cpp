@@ -5,6 +5,8 @@
 #include <sys/eventfd.h>
 #include <unistd.h>
 
+#include <cstdlib>
+#include <deque>
 #include <functional>
 #include <memory>
 #include <utility>
@@ -15,17 +17,36 @@
 namespace vorn::bench {
 namespace {
 
-/// A pending operation: it is readable as long as it has a reply.
+/// A pending operation: it is readable as long as it has a reply. Or a connection: it is readable as long as
+/// one of its operations has its only reply.
 struct Operation {
   FileDescriptor descriptor;
   std::shared_ptr<std::function<void(DNSServiceRef)>> reply;
+  Operation* connection = nullptr;
+  std::deque<DNSServiceRef> unanswered;  // of a connection
 
-  static DNSServiceRef Make(std::size_t replies, std::function<void(DNSServiceRef)> reply) {
+  static std::unique_ptr<Operation> Make(std::size_t replies) {
     auto operation = std::make_unique<Operation>();
     operation->descriptor =
         FileDescriptor(::eventfd(static_cast<unsigned>(replies), EFD_CLOEXEC | EFD_NONBLOCK | EFD_SEMAPHORE));
+    return operation;
+  }
+
+  static DNSServiceRef Make(std::size_t replies, std::function<void(DNSServiceRef)> reply) {
+    auto operation = Make(replies);
     operation->reply = std::make_shared<std::function<void(DNSServiceRef)>>(std::move(reply));
     return reinterpret_cast<DNSServiceRef>(operation.release());
+  }
+
+  static DNSServiceRef MakeOn(Operation& connection, std::function<void(DNSServiceRef)> reply) {
+    auto operation = std::make_unique<Operation>();
+    operation->reply = std::make_shared<std::function<void(DNSServiceRef)>>(std::move(reply));
+    operation->connection = &connection;
+    auto* const ref = reinterpret_cast<DNSServiceRef>(operation.release());
+    connection.unanswered.push_back(ref);
+    const std::uint64_t one = 1;
+    if (::write(connection.descriptor.Get(), &one, sizeof one) != sizeof one) std::abort();
+    return ref;
   }
 
   static Operation& Of(DNSServiceRef ref) { return *reinterpret_cast<Operation*>(ref); }
@@ -47,6 +68,11 @@ std::string TxtRecord(const std::string& uid) {
 
 AnnouncedUnits::AnnouncedUnits(std::size_t count, std::uint16_t port) : fCount(count), fPort(port) {
   SystemDNSSD::Instance();  // sets up the library, which reads the TXT records here too
+}
+
+DNSServiceErrorType AnnouncedUnits::CreateConnection(DNSServiceRef* ref) {
+  *ref = reinterpret_cast<DNSServiceRef>(Operation::Make(0).release());
+  return kDNSServiceErr_NoError;
 }
 
 DNSServiceErrorType AnnouncedUnits::Browse(DNSServiceRef* ref, DNSServiceFlags, std::uint32_t, const char*,
@@ -73,16 +99,18 @@ DNSServiceErrorType AnnouncedUnits::Resolve(DNSServiceRef* ref, DNSServiceFlags,
   return kDNSServiceErr_NoError;
 }
 
-DNSServiceErrorType AnnouncedUnits::GetAddrInfo(DNSServiceRef* ref, DNSServiceFlags, std::uint32_t,
+DNSServiceErrorType AnnouncedUnits::GetAddrInfo(DNSServiceRef* ref, DNSServiceFlags flags, std::uint32_t,
                                                 std::uint32_t, const char* hostName,
                                                 DNSServiceGetAddrInfoReply callback, void* context) {
-  *ref = Operation::Make(1, [callback, context, host = std::string(hostName)](DNSServiceRef self) {
+  const auto answer = [callback, context, host = std::string(hostName)](DNSServiceRef self) {
     sockaddr_in address{};
     address.sin_family = AF_INET;
     address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
     callback(self, kDNSServiceFlagsAdd, 1, kDNSServiceErr_NoError, host.c_str(),
              reinterpret_cast<const sockaddr*>(&address), 120, context);
-  });
+  };
+  const bool isShared = (flags & kDNSServiceFlagsShareConnection) != 0;
+  *ref = isShared ? Operation::MakeOn(Operation::Of(*ref), answer) : Operation::Make(1, answer);
   return kDNSServiceErr_NoError;
 }
 
@@ -94,13 +122,19 @@ DNSServiceErrorType AnnouncedUnits::ProcessResult(DNSServiceRef ref) {
   std::uint64_t taken = 0;
   if (::read(Operation::Of(ref).descriptor.Get(), &taken, sizeof taken) != sizeof taken)
     return kDNSServiceErr_NoError;
+  auto& unanswered = Operation::Of(ref).unanswered;
+  if (!unanswered.empty()) {
+    ref = unanswered.front();
+    unanswered.pop_front();
+  }
   const auto reply = Operation::Of(ref).reply;  // a share of it: the callback may deallocate the operation
-  (*reply)(ref);
+  if (reply) (*reply)(ref);
   return kDNSServiceErr_NoError;
 }
 
 void AnnouncedUnits::RefDeallocate(DNSServiceRef ref) {
-  delete &Operation::Of(ref);
+  const std::unique_ptr<Operation> operation(&Operation::Of(ref));
+  if (operation->connection != nullptr) std::erase(operation->connection->unanswered, ref);
 }
 
 }  // namespace vorn::bench

@@ -17,6 +17,7 @@ class AnnouncedUnits final : public DNSSD {
  public:
   AnnouncedUnits(std::size_t count, std::uint16_t port);
 
+  DNSServiceErrorType CreateConnection(DNSServiceRef* ref) override;
   DNSServiceErrorType Browse(DNSServiceRef* ref, DNSServiceFlags flags, std::uint32_t interfaceIndex,
                              const char* type, const char* domain, DNSServiceBrowseReply callback,
                              void* context) override;

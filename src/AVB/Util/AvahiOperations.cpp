@@ -60,9 +60,11 @@ int Free(Object*& object, int (*free)(Object*)) {
 
 }  // namespace
 
-BrowseOperation::BrowseOperation(std::uint32_t interfaceIndex, const char* type, const char* domain,
-                                 DNSServiceBrowseReply callback, void* context)
-    : fInterface(Interface(interfaceIndex)),
+BrowseOperation::BrowseOperation(std::shared_ptr<ReplySignal> signal, std::uint32_t interfaceIndex,
+                                 const char* type, const char* domain, DNSServiceBrowseReply callback,
+                                 void* context)
+    : Operation(std::move(signal)),
+      fInterface(Interface(interfaceIndex)),
       fType(Text(type)),
       fDomain(Text(domain)),
       fCallback(callback),
@@ -103,9 +105,11 @@ DNSServiceErrorType BrowseOperation::DeliverFailure(DNSServiceRef /*ref*/) {
   return kDNSServiceErr_Unknown;
 }
 
-ResolveOperation::ResolveOperation(std::uint32_t interfaceIndex, const char* name, const char* type,
-                                   const char* domain, DNSServiceResolveReply callback, void* context)
-    : fInterface(Interface(interfaceIndex)),
+ResolveOperation::ResolveOperation(std::shared_ptr<ReplySignal> signal, std::uint32_t interfaceIndex,
+                                   const char* name, const char* type, const char* domain,
+                                   DNSServiceResolveReply callback, void* context)
+    : Operation(std::move(signal)),
+      fInterface(Interface(interfaceIndex)),
       fName(Text(name)),
       fType(Text(type)),
       fDomain(Text(domain)),
@@ -158,9 +162,10 @@ DNSServiceErrorType ResolveOperation::DeliverFailure(DNSServiceRef ref) {
   return kDNSServiceErr_NoError;
 }
 
-AddressOperation::AddressOperation(std::uint32_t interfaceIndex, const char* hostName,
-                                   DNSServiceGetAddrInfoReply callback, void* context)
-    : fInterface(Interface(interfaceIndex)),
+AddressOperation::AddressOperation(std::shared_ptr<ReplySignal> signal, std::uint32_t interfaceIndex,
+                                   const char* hostName, DNSServiceGetAddrInfoReply callback, void* context)
+    : Operation(std::move(signal)),
+      fInterface(Interface(interfaceIndex)),
       fHostName(Text(hostName)),
       fCallback(callback),
       fContext(context) {}

@@ -5,6 +5,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <string>
 
 #include "AVB/Util/Operation.h"
@@ -13,8 +14,8 @@ namespace vorn {
 
 class BrowseOperation final : public Operation {
  public:
-  BrowseOperation(std::uint32_t interfaceIndex, const char* type, const char* domain,
-                  DNSServiceBrowseReply callback, void* context);
+  BrowseOperation(std::shared_ptr<ReplySignal> signal, std::uint32_t interfaceIndex, const char* type,
+                  const char* domain, DNSServiceBrowseReply callback, void* context);
 
   bool Begin(AvahiClient& client) override;
   int End() override;
@@ -40,8 +41,8 @@ class BrowseOperation final : public Operation {
 /// unit that was off is resolved when it is on.
 class ResolveOperation final : public Operation {
  public:
-  ResolveOperation(std::uint32_t interfaceIndex, const char* name, const char* type, const char* domain,
-                   DNSServiceResolveReply callback, void* context);
+  ResolveOperation(std::shared_ptr<ReplySignal> signal, std::uint32_t interfaceIndex, const char* name,
+                   const char* type, const char* domain, DNSServiceResolveReply callback, void* context);
 
   bool Begin(AvahiClient& client) override;
   int End() override;
@@ -70,8 +71,8 @@ class ResolveOperation final : public Operation {
 /// Looks up IPv4 addresses.
 class AddressOperation final : public Operation {
  public:
-  AddressOperation(std::uint32_t interfaceIndex, const char* hostName, DNSServiceGetAddrInfoReply callback,
-                   void* context);
+  AddressOperation(std::shared_ptr<ReplySignal> signal, std::uint32_t interfaceIndex, const char* hostName,
+                   DNSServiceGetAddrInfoReply callback, void* context);
 
   bool Begin(AvahiClient& client) override;
   int End() override;

@@ -68,24 +68,26 @@ void FollowedHosts::ForgetUnwanted(const std::vector<std::string>& wanted) {
 }
 
 void FollowedHosts::Begin(const std::string& name, Host& host) {
-  DNSServiceRef ref = nullptr;
   host.nextTry = fNow() + kRetryTime;
-  const DNSServiceErrorType error =
-      fDnssd.GetAddrInfo(&ref, 0, 0, kDNSServiceProtocol_IPv4, (name + ".").c_str(), ReplyS, this);
-  OperationHandle lookup(fDnssd, ref);
-  if (error != kDNSServiceErr_NoError || !lookup) return;
-  host.socket = fDnssd.RefSockFD(ref);
-  host.lookup = std::move(lookup);
+  if (!Connect()) return;
+  DNSServiceRef ref = fConnection.Get();
+  const DNSServiceErrorType error = fDnssd.GetAddrInfo(
+      &ref, kDNSServiceFlagsShareConnection, 0, kDNSServiceProtocol_IPv4, (name + ".").c_str(), ReplyS, this);
+  if (error == kDNSServiceErr_NoError) host.lookup = OperationHandle(fDnssd, ref);
 }
 
-void FollowedHosts::ForEachOpen(const std::function<void(int, DNSServiceRef)>& call) const {
-  for (const auto& [name, host] : fHosts) {
-    if (host.lookup && host.socket != -1) call(host.socket, host.lookup.Get());
-  }
+bool FollowedHosts::Connect() {
+  if (fConnection) return true;
+  DNSServiceRef ref = nullptr;
+  if (fDnssd.CreateConnection(&ref) != kDNSServiceErr_NoError) return false;
+  fConnection = OperationHandle(fDnssd, ref);
+  fSocket = fDnssd.RefSockFD(ref);
+  return true;
 }
 
 void FollowedHosts::Release() {
   fHosts.clear();
+  fConnection.Reset();
 }
 
 void FollowedHosts::ReplyS(DNSServiceRef ref, DNSServiceFlags flags, std::uint32_t interfaceIndex,

@@ -25,7 +25,7 @@ struct HostAddresses {
 };
 
 /// Keeps one address look-up open for each of some hosts, as long as the client asks for them. So their
-/// addresses are known as they change.
+/// addresses are known as they change. All look-ups share one connection, which costs one descriptor.
 ///
 /// A part of the engine. Only the engine's service thread starts, processes and releases the look-ups. There
 /// are bounds: kMaxHosts hosts and kMaxAddresses addresses each. A host keeps its last address until it has
@@ -60,8 +60,9 @@ class FollowedHosts {
   /// Releases look-ups that nobody asks for any more and handles elapsed times. Starts at most `mayBegin` of
   /// the due look-ups.
   void Serve(std::size_t mayBegin);
-  /// Calls with the socket and reference of each open look-up.
-  void ForEachOpen(const std::function<void(int socket, DNSServiceRef ref)>& call) const;
+  /// The connection that all look-ups share, or null; and its socket.
+  [[nodiscard]] DNSServiceRef Connection() const { return fConnection.Get(); }
+  [[nodiscard]] int Socket() const { return fSocket; }
   void Release();
 
  private:
@@ -76,7 +77,6 @@ class FollowedHosts {
 
   struct Host {
     OperationHandle lookup;
-    int socket = -1;
     Moment nextTry{};          // the time to start a look-up that is not open
     Moment completeAt{};       // true when an address is known
     std::vector<Known> known;  // the newest one first
@@ -93,6 +93,7 @@ class FollowedHosts {
   void TakeAddress(const std::string& name, Host& host, DNSServiceFlags flags, std::uint32_t interfaceIndex,
                    const sockaddr* address);
 
+  bool Connect();
   void TakeWanted();
   void ForgetUnwanted(const std::vector<std::string>& wanted);
   void Begin(const std::string& name, Host& host);
@@ -103,7 +104,11 @@ class FollowedHosts {
   DNSSD& fDnssd;
   const Now fNow;
   const std::function<void()> fOnChanged;
-  std::map<std::string, Host> fHosts;  // used by the service thread only
+
+  // Used by the service thread only.
+  OperationHandle fConnection;  // first: look-ups are released before it
+  int fSocket = -1;
+  std::map<std::string, Host> fHosts;
 
   mutable std::mutex fMutex;  // guards the members below
   std::vector<std::string> fWanted;

@@ -8,12 +8,34 @@
 #include <cstddef>
 #include <deque>
 #include <functional>
+#include <memory>
 #include <mutex>
+#include <utility>
 
 #include "AVB/Util/DNSSD.h"
 #include "foundation/FileDescriptor.h"
 
 namespace vorn {
+
+/// Wakes the owner of one operation, or of several that share a connection.
+class ReplySignal {
+ public:
+  /// Throws std::system_error if no descriptor is left.
+  ReplySignal() = default;
+
+  /// Readable while a reply waits.
+  [[nodiscard]] int Descriptor() const { return fReadable.Descriptor(); }
+
+ private:
+  friend class Operation;
+
+  void Add(std::size_t replies);
+  void Remove(std::size_t replies);
+
+  std::mutex fMutex;  // guards the member below, and the replies of the operations
+  std::size_t fWaiting = 0;
+  const Wakeup fReadable;
+};
 
 /// One operation of the wrapper. Its owner, who takes the replies, shares it with the session, which asks the
 /// responder. Each kind turns the messages of Avahi's client library into replies of the published interface.
@@ -23,16 +45,13 @@ class Operation {
   /// than the network.
   static constexpr std::size_t kMaxReplies = 100'000;
 
-  /// Throws std::system_error if no descriptor is left.
-  Operation() = default;
+  explicit Operation(std::shared_ptr<ReplySignal> signal) : fSignal(std::move(signal)) {}
   Operation(const Operation&) = delete;
   Operation& operator=(const Operation&) = delete;
   virtual ~Operation() = default;
 
   // The owner's side.
 
-  /// Readable while a reply waits.
-  [[nodiscard]] int Socket() const { return fReadable.Descriptor(); }
   /// Calls back with the next reply, if there is one. The failure of an operation comes once, after all
   /// replies: as a reply, or as the result of a browse.
   DNSServiceErrorType Deliver(DNSServiceRef ref);
@@ -42,7 +61,7 @@ class Operation {
   /// Whether the responder has accepted the operation. Any thread.
   [[nodiscard]] bool HasBegun() const { return fHasBegun; }
   /// Declares that nobody takes replies any more. Any thread.
-  void Release() { fReleased = true; }
+  void Release() noexcept;
 
   // The session's side, on its thread. The session does not destroy an operation that has an object of the
   // client.
@@ -78,10 +97,11 @@ class Operation {
  private:
   enum class Failure { kNone, kUntold, kTold };
 
-  const Wakeup fReadable;
-  std::atomic<bool> fReleased{false};
-  std::atomic<bool> fHasBegun{false};  // set under the mutex
-  std::mutex fMutex;                   // guards everything below
+  [[nodiscard]] std::size_t Waiting() const;
+
+  const std::shared_ptr<ReplySignal> fSignal;  // its mutex guards what is below
+  std::atomic<bool> fReleased{false};          // set under the mutex
+  std::atomic<bool> fHasBegun{false};          // set under the mutex
   std::condition_variable fChanged;
   std::deque<Reply> fReplies;
   Failure fFailure = Failure::kNone;

@@ -35,6 +35,7 @@ class SystemDNSSD final : public DNSSD {
 
   /// Returns when the responder has accepted or refused the browse, or after the browse time. A browse that
   /// is refused later fails in ProcessResult.
+  DNSServiceErrorType CreateConnection(DNSServiceRef* ref) override;
   DNSServiceErrorType Browse(DNSServiceRef* ref, DNSServiceFlags flags, std::uint32_t interfaceIndex,
                              const char* type, const char* domain, DNSServiceBrowseReply callback,
                              void* context) override;
@@ -53,9 +54,12 @@ class SystemDNSSD final : public DNSSD {
   void RefDeallocate(DNSServiceRef ref) override;
 
  private:
-  // What a reference points to. The last one ends the session too.
+  struct Connection;
+
+  // What a reference points to. The last operation ends the session too.
   struct Held {
-    std::shared_ptr<Operation> operation;
+    std::shared_ptr<Connection> connection;
+    std::shared_ptr<Operation> operation;  // none: the reference of a connection
     std::shared_ptr<AvahiSession> session;
   };
 
@@ -63,7 +67,7 @@ class SystemDNSSD final : public DNSSD {
 
   static Held& Of(DNSServiceRef ref) { return *reinterpret_cast<Held*>(ref); }
   template <typename Kind, typename... Arguments>
-  DNSServiceErrorType Start(DNSServiceRef* ref, Arguments... arguments);
+  DNSServiceErrorType Start(DNSServiceRef* ref, DNSServiceFlags flags, Arguments... arguments);
   std::shared_ptr<AvahiSession> Session();
 
   std::atomic<std::size_t> fAbandonedThreads{0};

@@ -151,7 +151,7 @@ std::vector<ZeroConfEngine::Impl::ServiceDataCache> ZeroConfEngine::Impl::Gather
   std::vector<ServiceDataCache> waitList;
   {
     const std::lock_guard lock(fMutex);
-    waitList.reserve(2 * fRecords.size() + 1);
+    waitList.reserve(2 * fRecords.size() + 2);
     for (const auto& record : fRecords) {
       if (record->resolveSocket != -1 && record->resolveRef) {
         waitList.push_back({record->resolveSocket, record->resolveRef.Get()});
@@ -162,7 +162,9 @@ std::vector<ZeroConfEngine::Impl::ServiceDataCache> ZeroConfEngine::Impl::Gather
     }
   }
   if (fBrowseSocket != -1 && fBrowseRef) waitList.push_back({fBrowseSocket, fBrowseRef.Get()});
-  fFollowed.ForEachOpen([&](int socket, DNSServiceRef ref) { waitList.push_back({socket, ref}); });
+  if (fFollowed.Connection() != nullptr) {
+    waitList.push_back({fFollowed.Socket(), fFollowed.Connection()});
+  }
   return waitList;
 }
 

@@ -49,7 +49,7 @@ class FollowedHostsTest : public testing::ZeroConfEngineTest {
 };
 
 TEST_F(FollowedHostsTest, AsksForAllInterfacesAndTheNameWithItsDot) {
-  EXPECT_EQ(fDnssd.Calls().back(), "address 0 | 0 | 1 | desk.local.");
+  EXPECT_EQ(fDnssd.Calls().back(), "address 16384 | 0 | 1 | desk.local.");
 }
 
 TEST_F(FollowedHostsTest, NewestAddressComesFirstAndAGoneOneIsLeftOut) {
@@ -164,7 +164,7 @@ TEST_F(FollowedHostsTest, LookUpThatIsRefusedIsTriedAgainLater) {
   fEngine->Follow({"booth.local", "desk.local"});
   const auto tries = [this] {
     const auto calls = fDnssd.Calls();
-    return std::count(calls.begin(), calls.end(), "address 0 | 0 | 1 | booth.local.");
+    return std::count(calls.begin(), calls.end(), "address 16384 | 0 | 1 | booth.local.");
   };
   EXPECT_TRUE(Eventually([&] { return tries() == 1; }));
   Advance(FollowedHosts::kRetryTime);

@@ -3,6 +3,7 @@
 #include <poll.h>
 
 #include <chrono>
+#include <memory>
 #include <stdexcept>
 #include <thread>
 #include <vector>
@@ -19,6 +20,9 @@ constexpr DNSServiceErrorType kFailure = -1;
 
 class TestOperation final : public Operation {
  public:
+  explicit TestOperation(std::shared_ptr<ReplySignal> signal = std::make_shared<ReplySignal>())
+      : Operation(std::move(signal)) {}
+
   bool Begin(AvahiClient&) override { return false; }
   int End() override { return 0; }
   void Forget() override {}
@@ -39,12 +43,13 @@ class TestOperation final : public Operation {
 class OperationTest : public ::testing::Test {
  protected:
   bool HasReply() {
-    pollfd readable{fOperation.Socket(), POLLIN, 0};
+    pollfd readable{fSignal->Descriptor(), POLLIN, 0};
     return ::poll(&readable, 1, 0) == 1;
   }
   DNSServiceErrorType Deliver() { return fOperation.Deliver(nullptr); }
 
-  TestOperation fOperation;
+  const std::shared_ptr<ReplySignal> fSignal = std::make_shared<ReplySignal>();
+  TestOperation fOperation{fSignal};
 };
 
 TEST_F(OperationTest, DeliversOneReplyAtATimeInOrderAndIsReadableUntilTheLast) {
@@ -87,6 +92,38 @@ TEST_F(OperationTest, FailsWhenItsOwnerDoesNotKeepUp) {
   for (std::size_t i = 0; i < Operation::kMaxReplies; ++i) ASSERT_EQ(Deliver(), kDNSServiceErr_NoError);
   EXPECT_EQ(Deliver(), kFailure);
   EXPECT_EQ(fOperation.told.size(), Operation::kMaxReplies);
+}
+
+TEST_F(OperationTest, OperationsThatShareASignalAreReadableUntilTheLastReplyOfAny) {
+  TestOperation other(fSignal);
+  fOperation.Tell(1);
+  other.Tell(2);
+  other.Fail();
+  EXPECT_EQ(Deliver(), kDNSServiceErr_NoError);
+  EXPECT_TRUE(HasReply());
+  EXPECT_EQ(Deliver(), kDNSServiceErr_NoError);  // it has no other
+  EXPECT_EQ(other.Deliver(nullptr), kDNSServiceErr_NoError);
+  EXPECT_TRUE(HasReply());
+  EXPECT_EQ(other.Deliver(nullptr), kFailure);
+  EXPECT_FALSE(HasReply());
+  EXPECT_THAT(other.told, ElementsAre(2));
+}
+
+TEST_F(OperationTest, ReleaseDropsItsRepliesAndNoOthers) {
+  TestOperation other(fSignal);
+  fOperation.Tell(1);
+  fOperation.Tell(2);
+  fOperation.Fail();
+  other.Tell(3);
+  fOperation.Release();
+  EXPECT_TRUE(HasReply());
+  EXPECT_EQ(Deliver(), kDNSServiceErr_NoError);
+  EXPECT_THAT(fOperation.told, IsEmpty());
+  other.Release();
+  EXPECT_FALSE(HasReply());
+  other.Tell(4);
+  other.Fail();
+  EXPECT_FALSE(HasReply());
 }
 
 TEST_F(OperationTest, WaitsUntilItHasBegunOrFailedOrTheTimeIsOver) {

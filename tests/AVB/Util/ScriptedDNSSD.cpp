@@ -45,6 +45,8 @@ std::string Description(ScriptedDNSSD::Kind kind, const std::string& key) {
       return "address " + key;
     case ScriptedDNSSD::Kind::kFollow:
       return "follow " + key;
+    case ScriptedDNSSD::Kind::kConnection:
+      return "connection";
   }
   return {};
 }
@@ -55,6 +57,7 @@ struct ScriptedDNSSD::Operation {
   Kind kind;
   std::string description;
   std::uint64_t number;
+  DNSServiceRef connection;  // null: it has its own
   Wakeup readable;
   FileDescriptor highSocket;  // of a higher number, for the same event
   void* context = nullptr;
@@ -79,23 +82,25 @@ std::string TxtBytes(const std::vector<std::string>& items) {
   return bytes;
 }
 
-DNSServiceRef ScriptedDNSSD::Begin(Kind kind, const std::string& key) {
+DNSServiceRef ScriptedDNSSD::Begin(Kind kind, const std::string& key, DNSServiceRef connection) {
   const std::lock_guard lock(fMutex);
   auto operation = std::make_unique<Operation>();
   operation->kind = kind;
   operation->description = Description(kind, key);
   operation->number = fNextRef;
+  operation->connection = connection;
   if (lowestSocket > 0) {
     operation->highSocket =
         FileDescriptor(::fcntl(operation->readable.Descriptor(), F_DUPFD_CLOEXEC, lowestSocket));
   }
   fReleased.reserve(fReleased.size() + fOperations.size() + 1);  // releasing allocates no memory
   auto* ref = reinterpret_cast<DNSServiceRef>(fNextRef++);
-  fBegun.push_back(operation->description);
+  if (kind != Kind::kConnection) fBegun.push_back(operation->description);
   if (kind != Kind::kBrowse) fThreads.insert(std::this_thread::get_id());
   fOperations[ref] = std::move(operation);
-  const auto pending = std::count_if(fOperations.begin(), fOperations.end(),
-                                     [](const auto& entry) { return entry.second->kind != Kind::kBrowse; });
+  const auto pending = std::count_if(fOperations.begin(), fOperations.end(), [](const auto& entry) {
+    return entry.second->kind != Kind::kBrowse && entry.second->kind != Kind::kConnection;
+  });
   fMostPending = std::max(fMostPending, static_cast<std::size_t>(pending));
   fChanged.notify_all();
   return ref;
@@ -111,8 +116,18 @@ ScriptedDNSSD::Operation* ScriptedDNSSD::Pending(const std::string& description)
   return first;
 }
 
-void ScriptedDNSSD::Signal(Operation& operation) {
-  operation.readable.Set();
+void ScriptedDNSSD::Signal(const Operation& operation) {
+  const auto connection = fOperations.find(operation.connection);
+  (connection == fOperations.end() ? operation : *connection->second).readable.Set();
+}
+
+// The operation itself, or the first one of the connection that has a reply; null if none has.
+DNSServiceRef ScriptedDNSSD::NextWithReply(DNSServiceRef ref) {
+  for (const auto& [candidate, operation] : fOperations) {
+    const bool isMeant = candidate == ref || operation->connection == ref;
+    if (isMeant && !operation->replies.empty()) return candidate;
+  }
+  return nullptr;
 }
 
 void ScriptedDNSSD::Post(const std::string& description, Reply reply) {
@@ -271,6 +286,11 @@ void ScriptedDNSSD::Record(const std::string& call) {
   fCalls.push_back(call);
 }
 
+DNSServiceErrorType ScriptedDNSSD::CreateConnection(DNSServiceRef* ref) {
+  *ref = Begin(Kind::kConnection, "");
+  return kDNSServiceErr_NoError;
+}
+
 DNSServiceErrorType ScriptedDNSSD::Browse(DNSServiceRef* ref, DNSServiceFlags flags,
                                           std::uint32_t interfaceIndex, const char* type, const char* domain,
                                           DNSServiceBrowseReply callback, void* context) {
@@ -305,11 +325,13 @@ DNSServiceErrorType ScriptedDNSSD::GetAddrInfo(DNSServiceRef* ref, DNSServiceFla
   // The engine looks its records up on the interface of their resolve.
   const Kind kind = interfaceIndex == 0 ? Kind::kFollow : Kind::kAddress;
   (kind == Kind::kFollow ? fFollowReply : fAddressReply) = callback;
+  const bool isShared = (flags & kDNSServiceFlagsShareConnection) != 0;
+  const DNSServiceRef connection = isShared ? *ref : nullptr;
   *ref = nullptr;
   Record("address " + Words(flags, interfaceIndex, protocol, hostName));
   const DNSServiceErrorType error = onGetAddrInfo ? onGetAddrInfo(hostName) : kDNSServiceErr_NoError;
   if (error != kDNSServiceErr_NoError) return error;
-  *ref = Begin(kind, hostName);
+  *ref = Begin(kind, hostName, connection);
   const std::lock_guard lock(fMutex);
   fOperations.at(*ref)->context = context;
   return kDNSServiceErr_NoError;
@@ -324,6 +346,7 @@ int ScriptedDNSSD::RefSockFD(DNSServiceRef ref) {
 
 DNSServiceErrorType ScriptedDNSSD::ProcessResult(DNSServiceRef ref) {
   Reply reply;
+  DNSServiceRef replying = nullptr;
   std::string description;
   {
     const std::lock_guard lock(fMutex);
@@ -337,13 +360,16 @@ DNSServiceErrorType ScriptedDNSSD::ProcessResult(DNSServiceRef ref) {
     operation.inside = true;
     operation.insideThread = std::this_thread::get_id();
     description = operation.description;
-    if (!operation.replies.empty()) {
-      reply = std::move(operation.replies.front());
-      operation.replies.pop_front();
+    replying = NextWithReply(ref);
+    if (replying != nullptr) {
+      Operation& first = *fOperations.at(replying);
+      description = first.description;
+      reply = std::move(first.replies.front());
+      first.replies.pop_front();
     }
-    if (operation.replies.empty()) operation.readable.Clear();
+    if (NextWithReply(ref) == nullptr) operation.readable.Clear();
   }
-  if (reply) reply(ref);
+  if (reply) reply(replying);
   const std::lock_guard lock(fMutex);
   // The callback may have released the operation; that is allowed.
   const auto found = fOperations.find(ref);
@@ -362,7 +388,11 @@ void ScriptedDNSSD::RefDeallocate(DNSServiceRef ref) {
   }
   if (found->second->inside && found->second->insideThread != std::this_thread::get_id()) fMisused = true;
   fThreads.insert(std::this_thread::get_id());
-  fReleased.push_back(std::move(found->second->description));
+  if (found->second->kind == Kind::kConnection) {
+    for (const auto& [other, operation] : fOperations) fMisused = fMisused || operation->connection == ref;
+  } else {
+    fReleased.push_back(std::move(found->second->description));
+  }
   fOperations.erase(found);
   fChanged.notify_all();
 }

@@ -20,10 +20,10 @@ namespace vorn::testing {
 
 /// A DNS-SD library without a network. The test chooses the replies to each operation. It sees which
 /// operations were started, used and released, on which thread and in which order. Like the real library, it
-/// delivers replies inside ProcessResult.
+/// delivers replies inside ProcessResult. Connections are in none of its lists.
 class ScriptedDNSSD final : public DNSSD {
  public:
-  enum class Kind { kBrowse, kResolve, kAddress, kFollow };
+  enum class Kind { kBrowse, kResolve, kAddress, kFollow, kConnection };
 
   ScriptedDNSSD();
   ~ScriptedDNSSD() override;
@@ -89,6 +89,7 @@ class ScriptedDNSSD final : public DNSSD {
   [[nodiscard]] DNSServiceGetAddrInfoReply AddressReply() { return fAddressReply; }
   [[nodiscard]] DNSServiceGetAddrInfoReply FollowReply() { return fFollowReply; }
 
+  DNSServiceErrorType CreateConnection(DNSServiceRef* ref) override;
   DNSServiceErrorType Browse(DNSServiceRef* ref, DNSServiceFlags flags, std::uint32_t interfaceIndex,
                              const char* type, const char* domain, DNSServiceBrowseReply callback,
                              void* context) override;
@@ -108,13 +109,14 @@ class ScriptedDNSSD final : public DNSSD {
   using Reply = std::function<void(DNSServiceRef)>;
 
   void Record(const std::string& call);
-  DNSServiceRef Begin(Kind kind, const std::string& key);
+  DNSServiceRef Begin(Kind kind, const std::string& key, DNSServiceRef connection = nullptr);
+  DNSServiceRef NextWithReply(DNSServiceRef ref);
   void PostAddress(const std::string& operation, const std::string& host, const std::string& address,
                    DNSServiceFlags flags, std::uint32_t interfaceIndex, DNSServiceErrorType error);
   void Post(const std::string& description, Reply reply);
   bool WaitFor(const std::function<bool()>& condition);
   Operation* Pending(const std::string& description);
-  void Signal(Operation& operation);
+  void Signal(const Operation& operation);
 
   std::mutex fMutex;
   std::condition_variable fChanged;

@@ -24,6 +24,9 @@ using vorn::DNSSD;
 /// The compatibility library itself; it has no address look-ups.
 class CompatibilityLibrary final : public DNSSD {
  public:
+  DNSServiceErrorType CreateConnection(DNSServiceRef* ref) override {
+    return ::DNSServiceCreateConnection(ref);
+  }
   DNSServiceErrorType Browse(DNSServiceRef* ref, DNSServiceFlags flags, std::uint32_t interface,
                              const char* type, const char* domain, DNSServiceBrowseReply callback,
                              void* context) override {

@@ -136,6 +136,12 @@ class SystemDNSSDTest : public ::testing::Test {
     const auto error = fDnssd.GetAddrInfo(&ref, 0, interface, protocol, host, OnAddress, nullptr);
     return Keep(error, ref);
   }
+  DNSServiceRef LookUpOn(DNSServiceRef connection, const char* host) {
+    DNSServiceRef ref = connection;
+    const auto error =
+        fDnssd.GetAddrInfo(&ref, kDNSServiceFlagsShareConnection, 3, 1, host, OnAddress, nullptr);
+    return Keep(error, ref);
+  }
   void Release(DNSServiceRef ref) {
     std::erase(fRefs, ref);
     fDnssd.RefDeallocate(ref);
@@ -360,6 +366,84 @@ TEST_F(SystemDNSSDTest, AnAddressLookupThatFailsOrIsRefusedIsOneReplyWithAnError
   EXPECT_EQ(Next(failing), "address 0 0 -65537 failing.local. none 0");
   EXPECT_FALSE(HasReply(failing));
   EXPECT_EQ(fResponder->Calls("GetState"), 1);  // all on one connection
+}
+
+TEST_F(SystemDNSSDTest, LookUpsOnOneConnectionShareItsSocketAndCallBackForTheirOwnReference) {
+  DNSServiceRef connection = nullptr;
+  ASSERT_EQ(fDnssd.CreateConnection(&connection), kDNSServiceErr_NoError);
+  const auto before = Descriptors();
+  const DNSServiceRef one = LookUpOn(connection, "one.local.");
+  const DNSServiceRef two = LookUpOn(connection, "two.local.");
+  EXPECT_EQ(fDnssd.RefSockFD(one), fDnssd.RefSockFD(connection));
+  EXPECT_EQ(fDnssd.RefSockFD(two), fDnssd.RefSockFD(connection));
+  fResponder->TellRecord(QuestionFor("two.local."), "ItemNew", {192, 168, 1, 2});
+  EXPECT_EQ(Next(connection), "address 2 7 0 two.local. 192.168.1.2 0");
+  EXPECT_FALSE(HasReply(connection));
+  const auto open = Descriptors();
+  LookUpOn(connection, "three.local.");
+  QuestionFor("three.local.");
+  EXPECT_EQ(Descriptors(), open);
+  EXPECT_GT(open, before);  // the session with the responder
+
+  Release(two);
+  fResponder->TellFailure(QuestionFor("one.local."));
+  EXPECT_EQ(Next(connection), "address 0 0 -65537 one.local. none 0");
+  fResponder->TellRecord(QuestionFor("three.local."), "ItemNew", {192, 168, 1, 3});
+  EXPECT_EQ(Next(connection), "address 2 7 0 three.local. 192.168.1.3 0");
+  fRefs.push_back(connection);
+}
+
+TEST_F(SystemDNSSDTest, AConnectionServesTheNextResponderToo) {
+  DNSServiceRef connection = nullptr;
+  ASSERT_EQ(fDnssd.CreateConnection(&connection), kDNSServiceErr_NoError);
+  LookUpOn(connection, "one.local.");
+  QuestionFor("one.local.");
+  fResponder.reset();
+  EXPECT_EQ(Next(connection), "address 0 0 -65537 one.local. none 0");
+  fResponder = std::make_unique<FakeResponder>();
+  LookUpOn(connection, "two.local.");
+  fResponder->TellRecord(QuestionFor("two.local."), "ItemNew", {192, 168, 1, 2});
+  EXPECT_EQ(Next(connection), "address 2 7 0 two.local. 192.168.1.2 0");
+  fRefs.push_back(connection);
+}
+
+TEST_F(SystemDNSSDTest, ACallbackMayReleaseAnotherLookUpOfItsConnection) {
+  DNSServiceRef connection = nullptr;
+  ASSERT_EQ(fDnssd.CreateConnection(&connection), kDNSServiceErr_NoError);
+  static DNSServiceRef other;
+  static DNSSD* library;
+  library = &fDnssd;
+  DNSServiceRef ref = connection;
+  ASSERT_EQ(fDnssd.GetAddrInfo(
+                &ref, kDNSServiceFlagsShareConnection, 3, 1, "one.local.",
+                [](DNSServiceRef, DNSServiceFlags, std::uint32_t, DNSServiceErrorType, const char*,
+                   const sockaddr*, std::uint32_t, void*) {
+                  gTold.emplace_back("released");
+                  library->RefDeallocate(std::exchange(other, nullptr));
+                },
+                nullptr),
+            kDNSServiceErr_NoError);
+  fRefs.push_back(ref);
+  other = connection;
+  ASSERT_EQ(
+      fDnssd.GetAddrInfo(&other, kDNSServiceFlagsShareConnection, 3, 1, "two.local.", OnAddress, nullptr),
+      kDNSServiceErr_NoError);
+  fResponder->TellRecord(QuestionFor("two.local."), "ItemNew", {192, 168, 1, 2});
+  fResponder->TellRecord(QuestionFor("one.local."), "ItemNew", {192, 168, 1, 1});
+  const DNSServiceRef last = LookUp("last.local.");
+  fResponder->TellRecord(QuestionFor("last.local."), "ItemNew", {192, 168, 1, 3});
+  EXPECT_EQ(Next(last), "address 2 7 0 last.local. 192.168.1.3 0");  // so both replies before it wait
+  EXPECT_EQ(Next(connection), "released");
+  EXPECT_THAT(gTold, SizeIs(1));
+  EXPECT_FALSE(HasReply(connection));
+  fRefs.push_back(connection);
+}
+
+TEST_F(SystemDNSSDTest, ConnectionWithoutDescriptorsIsAnError) {
+  DNSServiceRef connection = nullptr;
+  const testing::NoDescriptorsLeft none;
+  EXPECT_EQ(fDnssd.CreateConnection(&connection), kDNSServiceErr_NoMemory);
+  EXPECT_EQ(connection, nullptr);
 }
 
 TEST_F(SystemDNSSDTest, RefusesOtherProtocolsThanIPv4) {

@@ -218,6 +218,10 @@ TEST_F(ZeroConfOutOfMemory, ALookupThatCannotGiveWayIsNotLost) {
 // A library whose address look-ups answer on request.
 class AddressLibrary final : public DNSSD {
  public:
+  DNSServiceErrorType CreateConnection(DNSServiceRef* ref) override {
+    *ref = Connection();
+    return kDNSServiceErr_NoError;
+  }
   DNSServiceErrorType Browse(DNSServiceRef*, DNSServiceFlags, std::uint32_t, const char*, const char*,
                              DNSServiceBrowseReply, void*) override {
     return kDNSServiceErr_Unsupported;
@@ -237,7 +241,9 @@ class AddressLibrary final : public DNSSD {
   bool HasBegun(DNSServiceRef) override { return true; }
   int RefSockFD(DNSServiceRef) override { return 0; }
   DNSServiceErrorType ProcessResult(DNSServiceRef) override { return kDNSServiceErr_NoError; }
-  void RefDeallocate(DNSServiceRef) override { ++fReleased; }
+  void RefDeallocate(DNSServiceRef ref) override {
+    if (ref != Connection()) ++fReleased;
+  }
 
   void Tell(const char* text) {
     sockaddr_in address{};
@@ -252,6 +258,7 @@ class AddressLibrary final : public DNSSD {
 
  private:
   DNSServiceRef Ref() { return reinterpret_cast<DNSServiceRef>(this); }
+  DNSServiceRef Connection() { return reinterpret_cast<DNSServiceRef>(&fBegun); }
 
   DNSServiceGetAddrInfoReply fCallback = nullptr;
   void* fContext = nullptr;
