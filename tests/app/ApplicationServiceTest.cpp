@@ -2,6 +2,7 @@
 
 #include <QCoreApplication>
 #include <QDBusPendingCall>
+#include <QDBusVirtualObject>
 #include <QTest>
 #include <memory>
 #include <optional>
@@ -67,14 +68,16 @@ class ApplicationServiceTest : public ::testing::Test {
   /// once.
   bool ReachedTheService() { return IsRefused(Ask("NoSuchMethod", {}), QDBusError::InvalidArgs); }
 
-  /// Whether earlier requests have reached the bus, whose answer this waits for.
-  bool ReachedTheBus() {
-    return fAsker
+  /// Waits for an answer of the bus. It comes after all that the bus has sent this connection before.
+  static bool BusAnswers(const QDBusConnection& connection) {
+    return connection
                .call(QDBusMessage::createMethodCall(
                    QStringLiteral("org.freedesktop.DBus"), QStringLiteral("/org/freedesktop/DBus"),
                    QStringLiteral("org.freedesktop.DBus"), QStringLiteral("GetId")))
                .type() == QDBusMessage::ReplyMessage;
   }
+  /// Whether earlier requests have reached the bus.
+  bool ReachedTheBus() { return BusAnswers(fAsker); }
 
   static bool IsAnswered(const QDBusPendingCall& call) {
     return QTest::qWaitFor([&call] { return call.isFinished(); }, kDeadlineMilliseconds) && !call.isError();
@@ -183,6 +186,35 @@ TEST_F(ApplicationServiceTest, TokensOfUpToAThousandCharactersCount) {
   EXPECT_EQ(fTaken[1].activationToken, "");
   EXPECT_EQ(fTaken[2].activationToken, "older");
   EXPECT_EQ(fTaken[3].activationToken, longest.toStdString());
+}
+
+/// An object on the bus that counts the calls that it gets.
+class CallCounter final : public QDBusVirtualObject {
+ public:
+  QString introspect(const QString&) const override { return {}; }
+  bool handleMessage(const QDBusMessage&, const QDBusConnection&) override {
+    ++fCalls;
+    return true;
+  }
+
+  int fCalls = 0;
+};
+
+TEST_F(ApplicationServiceTest, CallsSentBeforeAreDeliveredFirst) {
+  constexpr int kCalls = 50;
+  CallCounter counter;
+  const auto path = QStringLiteral("/counter");
+  ASSERT_TRUE(QDBusConnection::sessionBus().registerVirtualObject(path, &counter));
+  for (int i = 0; i < kCalls; ++i) {
+    fAsker.send(QDBusMessage::createMethodCall(QLatin1String(kName), path, {}, QStringLiteral("Count")));
+  }
+  ASSERT_TRUE(ReachedTheBus());
+  std::optional<int> delivered;
+  ui::HandedOverPlace::onceDelivered(&counter, [&] { delivered = counter.fCalls; });
+  // The answer to its first question waits too when the event loop begins to turn.
+  ASSERT_TRUE(BusAnswers(QDBusConnection::sessionBus()));
+  EXPECT_TRUE(QTest::qWaitFor([&] { return delivered.has_value(); }, kDeadlineMilliseconds));
+  EXPECT_EQ(delivered, kCalls);
 }
 
 TEST_F(ApplicationServiceTest, AddressesAreCutAtTenThousandCharacters) {
