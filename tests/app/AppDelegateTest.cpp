@@ -33,9 +33,13 @@ std::vector<std::string> NamesOf(const AppDelegate::List& list) {
 class AppDelegateTest : public ::testing::Test {
  protected:
   void Launch() {
+    Start();
+    RunMain();
+  }
+  /// The same, but what it has queued waits.
+  void Start() {
     fDelegate = std::make_unique<AppDelegate>(fAround.Makers());
     fDelegate->applicationDidFinishLaunching();
-    RunMain();
   }
   void RunMain() { fAround.fQueues.RunMain(); }
   /// An enumeration, with its answer.
@@ -535,7 +539,7 @@ TEST_F(DriverNoticeTest, IsSilentWithNoticesOffUntilTheyAreSwitchedOn) {
 }
 
 TEST_F(DriverNoticeTest, IsSilentAboutVersionsThatCannotBeRead) {
-  Release("newest");
+  Release("9.0.0");  // the build number is missing
   Launch();
   ASSERT_TRUE(AwaitAnswer());
   RunMain();
@@ -556,6 +560,15 @@ TEST_F(DriverNoticeTest, IsSilentWhereItsOwnVersionCannotBeRead) {
 TEST_F(DriverNoticeTest, IsSilentWhileTheNewestVersionIsUnknown) {
   Launch();
   fDelegate->maybeNotifyDriver();
+  EXPECT_THAT(Announced(), IsEmpty());
+}
+
+TEST_F(DriverNoticeTest, DropsAnAnswerThatIsStillQueuedAtItsEnd) {
+  Release("9.0.0+0");
+  Start();
+  ASSERT_TRUE(AwaitAnswer());
+  fDelegate.reset();
+  RunMain();
   EXPECT_THAT(Announced(), IsEmpty());
 }
 
