@@ -1,10 +1,11 @@
 #include <gtest/gtest.h>
 
-#include <QCoreApplication>
+#include <QApplication>
 #include <QLabel>
 #include <QPointer>
 #include <filesystem>
 #include <fstream>
+#include <vector>
 
 #include "app/Desktop.h"
 #include "notification/Notifier.h"
@@ -14,9 +15,20 @@
 #include "tests/support/TemporaryFolder.h"
 #include "tests/ui/OpenPanel.h"
 #include "tests/ui/ScriptedOwner.h"
+#include "ui/StatusView.h"
 
 namespace vorn::app {
 namespace {
+
+TEST(DesktopTest, MakesTheItemAsLongAsItIsAskedFor) {
+  Desktop desktop;
+  const auto bar = desktop.Makers().statusBar(25);
+  std::vector<int> widths;
+  for (const QWidget* widget : QApplication::topLevelWidgets()) {
+    if (qobject_cast<const ui::StatusView*>(widget)) widths.push_back(widget->width());
+  }
+  EXPECT_EQ(widths, std::vector<int>{25});
+}
 
 TEST(DesktopTest, SaysInThePanelOnceThatAPageCouldNotBeOpened) {
   const vorn::testing::ScopedEnvironment path("PATH", "/nonexistent");
