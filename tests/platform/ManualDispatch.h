@@ -12,10 +12,14 @@ namespace vorn::testing {
 /// Queues that run only when told to, on the thread that tells them. Any thread may post.
 class ManualDispatch final : public Dispatch {
  public:
-  void AsyncMain(Job job) override { Post(fMain, std::move(job)); }
+  void AsyncMain(Job job) override {
+    const std::lock_guard lock(fMutex);
+    fMain.push_back(std::move(job));
+  }
   void AsyncBackground(Priority priority, Job job) override {
-    Post(priority == Priority::kHigh ? fHigh : fDefault, std::move(job));
+    const std::lock_guard lock(fMutex);
     fPriorities.push_back(priority);
+    (priority == Priority::kHigh ? fHigh : fDefault).push_back(std::move(job));
   }
 
   /// These run what is there, and what comes meanwhile.
@@ -28,18 +32,20 @@ class ManualDispatch final : public Dispatch {
   }
   /// The job of high priority that came last.
   void RunLastHigh() {
+    std::unique_lock lock(fMutex);
     const Job job = std::move(fHigh.back());
     fHigh.pop_back();
+    lock.unlock();
     job();
   }
 
-  std::vector<Priority> fPriorities;  ///< of the background jobs, in the order posted
+  /// Of the background jobs, in the order posted.
+  std::vector<Priority> Priorities() {
+    const std::lock_guard lock(fMutex);
+    return fPriorities;
+  }
 
  private:
-  void Post(std::deque<Job>& jobs, Job job) {
-    const std::lock_guard lock(fMutex);
-    jobs.push_back(std::move(job));
-  }
   void Run(std::deque<Job>& jobs) {
     for (;;) {
       Job job;
@@ -53,10 +59,11 @@ class ManualDispatch final : public Dispatch {
     }
   }
 
-  std::mutex fMutex;  // guards the queues
+  std::mutex fMutex;  // guards the members below
   std::deque<Job> fMain;
   std::deque<Job> fHigh;
   std::deque<Job> fDefault;
+  std::vector<Priority> fPriorities;
 };
 
 }  // namespace vorn::testing

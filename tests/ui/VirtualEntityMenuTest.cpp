@@ -6,11 +6,13 @@
 #include <QMenu>
 #include <chrono>
 #include <deque>
+#include <future>
 #include <memory>
 #include <string>
 #include <vector>
 
 #include "tests/platform/ManualDispatch.h"
+#include "tests/support/Eventually.h"
 #include "tests/virtualentity/Scripted.h"
 #include "ui/VirtualEntityMenu.h"
 
@@ -32,6 +34,10 @@ class VirtualEntityMenuTest : public ::testing::Test {
     QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
   }
 
+  std::shared_ptr<MacVirtualEntity> MakeEntity(std::chrono::milliseconds patience) {
+    return std::make_shared<MacVirtualEntity>(fQueues, fLauncher, fServices, fCapability,
+                                              AVBTool{"/bin/sh", "/usr/bin/avbutil", {}, patience});
+  }
   void Enable(const std::string& output) {
     ChildOutput answer;
     answer.output = output;
@@ -68,18 +74,15 @@ class VirtualEntityMenuTest : public ::testing::Test {
   ScriptedCapability fCapability;
   vorn::testing::ManualDispatch fQueues;
   std::deque<QMenu> fMenus;
-  std::unique_ptr<VirtualEntityMenu> fEntity = std::make_unique<VirtualEntityMenu>(
-      std::make_shared<MacVirtualEntity>(
-          fQueues, fLauncher, fServices, fCapability,
-          AVBTool{"/bin/sh", "/usr/bin/avbutil", {}, std::chrono::milliseconds(1)}),
-      fQueues);
+  std::unique_ptr<VirtualEntityMenu> fEntity =
+      std::make_unique<VirtualEntityMenu>(MakeEntity(std::chrono::milliseconds(1)), fQueues);
 };
 
 const auto kNone = ElementsAre("(none)");
 
 TEST_F(VirtualEntityMenuTest, AsksInOneJobOfHighPriority) {
   Offer();
-  EXPECT_THAT(fQueues.fPriorities, ElementsAre(Dispatch::Priority::kHigh));
+  EXPECT_THAT(fQueues.Priorities(), ElementsAre(Dispatch::Priority::kHigh));
 }
 
 TEST_F(VirtualEntityMenuTest, MakesACheckableEntryForEachInterface) {
@@ -259,6 +262,18 @@ TEST_F(VirtualEntityMenuTest, EndsDuringAnEnumerationWithoutItsAnswer) {
   RunAll();
   EXPECT_THAT(EntriesOf(menu), kNone);
   EXPECT_THAT(EntriesOf(asking), kNone);
+}
+
+TEST_F(VirtualEntityMenuTest, EndsAnEnumerationWhoseToolHangs) {
+  fLauncher.fHang = true;
+  const auto entity = MakeEntity(std::chrono::hours(1));
+  fEntity = std::make_unique<VirtualEntityMenu>(entity, fQueues);
+  fEntity->addTo(fMenus.emplace_back());
+  auto enumeration = std::async(std::launch::async, [this] { fQueues.RunBackground(); });
+  EXPECT_TRUE(testing::Eventually([this] { return !fLauncher.Requests().empty(); }));
+  fEntity.reset();
+  EXPECT_EQ(enumeration.wait_for(testing::kGenerousDeadline), std::future_status::ready);
+  entity->StopListings();  // otherwise a failure of this test takes an hour
 }
 
 TEST_F(VirtualEntityMenuTest, EndsWhileTheToolRuns) {
