@@ -134,7 +134,7 @@ TEST_F(QtRunLoopTest, DoesNotCallAHandlerRemovedByAnother) {
   b = loop->AddSource(second.Get(), removeBoth);
   EXPECT_TRUE(TurnUntil([&] { return calls > 0; }));
   bool turned = false;
-  QTimer::singleShot(20ms, [&] { turned = true; });
+  QTimer::singleShot(0, [&] { turned = true; });
   EXPECT_TRUE(TurnUntil([&] { return turned; }));
   EXPECT_EQ(calls, 1);
 }
