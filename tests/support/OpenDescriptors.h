@@ -2,6 +2,7 @@
 
 #include <sys/resource.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstddef>
 #include <filesystem>
@@ -15,6 +16,15 @@ inline std::ptrdiff_t CountOpenDescriptors() {
 }
 
 namespace vorn::testing {
+
+/// How many descriptors of this process are open on that file.
+inline std::ptrdiff_t CountDescriptorsOf(const std::filesystem::path& file) {
+  const std::filesystem::directory_iterator descriptors("/proc/self/fd");
+  return std::count_if(begin(descriptors), end(descriptors), [&](const auto& descriptor) {
+    std::error_code closed;
+    return std::filesystem::equivalent(descriptor.path(), file, closed);
+  });
+}
 
 /// While it lives, this process can open no further descriptor. Those that are open stay.
 class NoDescriptorsLeft {

@@ -12,6 +12,8 @@
 
 #include "platform/linux/files/UserFolders.h"
 #include "platform/linux/files/WholeFile.h"
+#include "tests/support/Eventually.h"
+#include "tests/support/OpenDescriptors.h"
 #include "tests/support/ScopedEnvironment.h"
 #include "tests/support/TemporaryFolder.h"
 
@@ -20,6 +22,7 @@ namespace {
 
 using namespace std::chrono_literals;
 using ::testing::ElementsAre;
+using testing::Eventually;
 
 mode_t ModeOf(const std::filesystem::path& path) {
   struct stat status = {};
@@ -118,6 +121,7 @@ TEST_F(WholeFileTest, WaitsForAnotherWriterOfTheSameFile) {
   ASSERT_TRUE(LockFile(writing, 0ms));
   auto waiting =
       std::async(std::launch::async, [this] { return ReplaceFile(fPath, "second", Readers::kAll); });
+  EXPECT_TRUE(Eventually([&] { return testing::CountDescriptorsOf(fUnfinished) == 2; }));
   ASSERT_EQ(::write(writing.Get(), "first", 5), 5);
   std::filesystem::rename(fUnfinished, fPath);  // nobody has removed it
   writing.Reset();

@@ -11,6 +11,7 @@
 #include "platform/linux/settings/IniUserDefaults.h"
 #include "tests/notification/KeptSamples.h"
 #include "tests/support/Eventually.h"
+#include "tests/support/OpenDescriptors.h"
 #include "tests/support/ScopedEnvironment.h"
 #include "tests/support/TemporaryFolder.h"
 
@@ -89,12 +90,11 @@ TEST(NotificationStateTest, WaitsForAProgramThatIsJustEnding) {
   const testing::TemporaryFolder folder;
   const auto path = folder.Path() / "notices.conf";
   auto ending = std::make_unique<NotificationState>(path);
-  std::promise<void> begun;
   auto next = std::async(std::launch::async, [&] {
-    begun.set_value();
     return NotificationState(path, testing::kGenerousDeadline).Store() != nullptr;
   });
-  begun.get_future().wait();
+  EXPECT_TRUE(
+      testing::Eventually([&] { return testing::CountDescriptorsOf(path.string() + ".owner") == 2; }));
   ending.reset();
   EXPECT_TRUE(next.get());
 }
