@@ -18,7 +18,7 @@ namespace {
 using namespace std::chrono_literals;
 
 constexpr auto kLockRetry = 2ms;
-constexpr auto kTurn = 5s;  // how long to wait for another writer of the same file
+constexpr int kMostTurns = 100;  // of other writers of the same file before ours
 constexpr int kMaxLinks = 40;
 
 bool Fail(int error) {
@@ -40,30 +40,34 @@ bool IsStillAt(const FileDescriptor& file, const std::string& name) {
          open.st_ino == named.st_ino && open.st_dev == named.st_dev;
 }
 
+// A failure to lock, as on a file system without locks, says nothing about others: the file counts as ours.
+bool IsLockedByAnother(const FileDescriptor& file, std::chrono::milliseconds patience) {
+  return !LockFile(file, patience) && errno == EWOULDBLOCK;
+}
+
 // Removes the file of a writer that has gone, and waits for one that still writes. False, with errno, if that
 // takes too long.
-bool RemoveLeftover(const std::string& name) {
+bool RemoveLeftover(const std::string& name, std::chrono::milliseconds patience) {
   const FileDescriptor leftover(::open(name.c_str(), O_RDWR | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK));
   if (!leftover) return errno == ENOENT || (errno == ELOOP && ::unlink(name.c_str()) == 0);
-  if (!LockFile(leftover, kTurn)) return false;
+  if (IsLockedByAnother(leftover, patience)) return false;
   return !IsStillAt(leftover, name) || ::unlink(name.c_str()) == 0;
 }
 
 // A file of our own with that name, locked. None, with errno, on failure.
-FileDescriptor MakeFile(const std::string& name, ::mode_t mode) {
-  const auto end = Clock::now() + kTurn;
-  for (;;) {
+FileDescriptor MakeFile(const std::string& name, ::mode_t mode, std::chrono::milliseconds patience) {
+  const auto end = Clock::now() + patience;
+  for (int turn = 0; turn < kMostTurns; ++turn) {
     // Opened with its final permissions, because the kernel must apply the mask: a program can only ask for
     // the mask by setting it.
     FileDescriptor file(::open(name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, mode));
-    if (file && LockFile(file, 0ms) && IsStillAt(file, name)) return file;
+    if (file && !IsLockedByAnother(file, 0ms) && IsStillAt(file, name)) return file;
     const bool isTaken = file || errno == EEXIST;
-    if (!isTaken || !RemoveLeftover(name)) return {};
-    if (Clock::now() >= end) {
-      errno = EWOULDBLOCK;
-      return {};
-    }
+    const auto left = std::chrono::ceil<std::chrono::milliseconds>(end - Clock::now());
+    if (!isTaken || !RemoveLeftover(name, left)) return {};
   }
+  errno = EWOULDBLOCK;
+  return {};
 }
 
 bool WriteAll(const FileDescriptor& file, std::string_view content) {
@@ -82,11 +86,13 @@ void SyncFolder(const std::filesystem::path& folder) {
 
 }  // namespace
 
-bool ReplaceFile(const std::filesystem::path& path, std::string_view content, Readers readers) {
+bool ReplaceFile(const std::filesystem::path& path, std::string_view content, Readers readers,
+                 std::chrono::milliseconds patience) {
   constexpr ::mode_t kOwnerOnly = S_IRUSR | S_IWUSR;
   const bool isPrivate = readers == Readers::kOwner;
   const std::string name = path.string() + ".new";
-  const FileDescriptor file = MakeFile(name, isPrivate ? kOwnerOnly : kOwnerOnly | S_IRGRP | S_IROTH);
+  const FileDescriptor file =
+      MakeFile(name, isPrivate ? kOwnerOnly : kOwnerOnly | S_IRGRP | S_IROTH, patience);
   if (!file) return false;
   if ((isPrivate && ::fchmod(file.Get(), kOwnerOnly) != 0) || !WriteAll(file, content) ||
       ::fsync(file.Get()) != 0 || std::rename(name.c_str(), path.c_str()) != 0) {

@@ -23,11 +23,13 @@ enum class Readers {
 /// Replaces the file at `path` as a whole. A reader sees the old content or the new content, never a part,
 /// and so does the disk after a crash. The new file is written beside the old one as "<name>.new", synced,
 /// then renamed. If a killed writer left a file of that name, it is removed; two writers at the same time
-/// take turns.
+/// take turns. On a file system without locks, they must not write at the same time.
 ///
 /// A symbolic link at `path` is replaced and never followed. A caller that wants to keep the link passes the
-/// file behind it (FileBehindLinks). Returns false, and leaves everything as it was, if a step fails.
-[[nodiscard]] bool ReplaceFile(const std::filesystem::path& path, std::string_view content, Readers readers);
+/// file behind it (FileBehindLinks). Returns false, and leaves everything as it was, if a step fails. That is
+/// EWOULDBLOCK if other writers have the file for longer than `patience`; the default suits a main thread.
+[[nodiscard]] bool ReplaceFile(const std::filesystem::path& path, std::string_view content, Readers readers,
+                               std::chrono::milliseconds patience = std::chrono::milliseconds(200));
 
 /// Where the symbolic links at `path` lead, whether or not there is a file. `path` itself if it is no link.
 [[nodiscard]] std::filesystem::path FileBehindLinks(std::filesystem::path path);

@@ -1,9 +1,12 @@
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/file.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cerrno>
 #include <fstream>
 #include <future>
@@ -16,6 +19,20 @@
 #include "tests/support/OpenDescriptors.h"
 #include "tests/support/ScopedEnvironment.h"
 #include "tests/support/TemporaryFolder.h"
+
+namespace {
+
+// What locking fails with; 0 if it works.
+std::atomic<int> gLockFailure{0};
+
+}  // namespace
+
+// Replaces the C library's function in this program: no file system at hand is without locks.
+extern "C" int flock(int descriptor, int operation) noexcept {
+  if (gLockFailure == 0) return static_cast<int>(::syscall(SYS_flock, descriptor, operation));
+  errno = gLockFailure;
+  return -1;
+}
 
 namespace vorn {
 namespace {
@@ -119,8 +136,9 @@ TEST_F(WholeFileTest, DoesNotWriteThroughALinkThatStandsInTheWay) {
 TEST_F(WholeFileTest, WaitsForAnotherWriterOfTheSameFile) {
   FileDescriptor writing(::open(fUnfinished.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0644));
   ASSERT_TRUE(LockFile(writing, 0ms));
-  auto waiting =
-      std::async(std::launch::async, [this] { return ReplaceFile(fPath, "second", Readers::kAll); });
+  auto waiting = std::async(std::launch::async, [this] {
+    return ReplaceFile(fPath, "second", Readers::kAll, testing::kGenerousDeadline);
+  });
   EXPECT_TRUE(Eventually([&] { return testing::CountDescriptorsOf(fUnfinished) == 2; }));
   ASSERT_EQ(::write(writing.Get(), "first", 5), 5);
   std::filesystem::rename(fUnfinished, fPath);  // nobody has removed it
@@ -130,11 +148,34 @@ TEST_F(WholeFileTest, WaitsForAnotherWriterOfTheSameFile) {
   EXPECT_THAT(FilesInTheFolder(), ElementsAre("entry"));
 }
 
+TEST_F(WholeFileTest, GivesUpSoonWhereAnotherWriterStandsStill) {
+  FileDescriptor writing(::open(fUnfinished.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0644));
+  ASSERT_TRUE(LockFile(writing, 0ms));
+  EXPECT_FALSE(ReplaceFile(fPath, "second", Readers::kAll, 0ms));
+  EXPECT_EQ(errno, EWOULDBLOCK);
+  EXPECT_THAT(FilesInTheFolder(), ElementsAre("entry.new"));
+  writing.Reset();  // by the kernel, where that process has died
+  EXPECT_TRUE(ReplaceFile(fPath, "second", Readers::kAll, 0ms));
+  EXPECT_THAT(FilesInTheFolder(), ElementsAre("entry"));
+}
+
+TEST_F(WholeFileTest, WritesOnAFileSystemWithoutLocks) {
+  for (const int failure : {ENOLCK, EOPNOTSUPP}) {
+    std::ofstream(fUnfinished) << "half of a cont";
+    gLockFailure = failure;
+    EXPECT_TRUE(ReplaceFile(fPath, std::to_string(failure), Readers::kAll));
+    gLockFailure = 0;
+    EXPECT_EQ(Content(), std::to_string(failure));
+    EXPECT_THAT(FilesInTheFolder(), ElementsAre("entry"));
+  }
+}
+
 TEST_F(WholeFileTest, WritesFromManyThreadsAtOnce) {
   std::vector<std::future<bool>> writers;
   for (int i = 0; i < 8; ++i) {
     writers.push_back(std::async(std::launch::async, [this, i] {
-      return ReplaceFile(fPath, std::string(10000, static_cast<char>('a' + i)), Readers::kAll);
+      return ReplaceFile(fPath, std::string(10000, static_cast<char>('a' + i)), Readers::kAll,
+                         testing::kGenerousDeadline);
     }));
   }
   for (auto& writer : writers) EXPECT_TRUE(writer.get());

@@ -1,5 +1,7 @@
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -9,6 +11,8 @@
 #include <sstream>
 #include <string>
 
+#include "foundation/FileDescriptor.h"
+#include "platform/linux/files/WholeFile.h"
 #include "platform/linux/login/AutostartLoginItems.h"
 
 namespace {
@@ -23,6 +27,13 @@ std::string Read(const fs::path& path) {
   std::ostringstream text;
   text << std::ifstream(path).rdbuf();
   return text.str();
+}
+
+// How often this thread has gone to sleep by itself.
+long OwnWaits() {
+  rusage usage{};
+  ::getrusage(RUSAGE_THREAD, &usage);
+  return usage.ru_nvcsw;
 }
 
 class AutostartLoginItemsTest : public testing::Test {
@@ -204,6 +215,21 @@ TEST_F(AutostartLoginItemsTest, KeepsTheOldEntryWhenTheNewOneCannotTakeItsPlace)
   fs::create_directories(EntryPath() / "in the way");
   EXPECT_FALSE(Items().SetEnabled(kIdentifier, true));
   EXPECT_EQ(std::distance(fs::directory_iterator(Folder()), fs::directory_iterator()), 1);
+}
+
+TEST_F(AutostartLoginItemsTest, FailsSoonWhereAnotherWriterStandsStill) {
+  fs::create_directories(Folder());
+  const std::string unfinished = EntryPath().string() + ".new";
+  vorn::FileDescriptor other(::open(unfinished.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0644));
+  ASSERT_TRUE(vorn::LockFile(other, std::chrono::milliseconds(0)));
+  const long before = OwnWaits();
+  EXPECT_FALSE(Items().SetEnabled(kIdentifier, true));
+  EXPECT_LT(OwnWaits() - before, 150);  // a wait of 200 ms is at most a hundred naps
+  EXPECT_FALSE(fs::exists(EntryPath()));
+  EXPECT_TRUE(fs::exists(unfinished));
+  other.Reset();
+  EXPECT_TRUE(Items().SetEnabled(kIdentifier, true));
+  EXPECT_TRUE(ReadsAsOn());
 }
 
 TEST_F(AutostartLoginItemsTest, RefusesAProgramThatIsNotThere) {
