@@ -102,10 +102,12 @@ DNSServiceErrorType AnnouncedUnits::Resolve(DNSServiceRef* ref, DNSServiceFlags,
 DNSServiceErrorType AnnouncedUnits::GetAddrInfo(DNSServiceRef* ref, DNSServiceFlags flags, std::uint32_t,
                                                 std::uint32_t, const char* hostName,
                                                 DNSServiceGetAddrInfoReply callback, void* context) {
-  const auto answer = [callback, context, host = std::string(hostName)](DNSServiceRef self) {
+  const std::string host = hostName;
+  const auto number = static_cast<std::uint32_t>(std::stoul(host.substr(1)));
+  const auto answer = [callback, context, host, number](DNSServiceRef self) {
     sockaddr_in address{};
     address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK + number);
     callback(self, kDNSServiceFlagsAdd, 1, kDNSServiceErr_NoError, host.c_str(),
              reinterpret_cast<const sockaddr*>(&address), 120, context);
   };

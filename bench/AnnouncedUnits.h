@@ -8,8 +8,8 @@
 namespace vorn::bench {
 
 /// A network that announces this many units and answers every question at once. It measures what is built on
-/// discovery, without a responder. The units' hosts are "u0.local" and so on. All have the address
-/// 127.0.0.1; the unit's number is its uid.
+/// discovery, without a responder. The units' hosts are "u0.local" and so on. Each has an address of its own,
+/// from 127.0.0.1 on; the unit's number is its uid.
 ///
 /// Like the real library, it calls back from ProcessResult, one reply for each call. One thread may make an
 /// operation and another one process it, but never two at once.

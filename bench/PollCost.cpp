@@ -86,7 +86,9 @@ int main(int argc, char** argv) {
   const int polls = std::atoi(argv[2]);
   const vorn::bench::UnitServer server(vorn::bench::UnitServer::Names::kSteady, 1);
   const std::string url = "http://u1.local:" + std::to_string(server.Port()) + "/datastore/avb/1/entity_name";
-  const auto hosts = std::make_shared<DeviceList::LocalHosts>();
+  // A clock by which no request follows another one too soon.
+  const auto hosts = std::make_shared<DeviceList::LocalHosts>(
+      [time = vorn::Clock::now()]() mutable { return time += std::chrono::seconds(1); });
   hosts->Replace({{"u1.local", {"127.0.0.1"}}});
   DeviceList::HTTPPoller poller(hosts);
   BareLoop bare(url, server.Port());

@@ -43,7 +43,7 @@ int Listen(std::uint16_t& port) {
   const int listener = Check(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0), "socket");
   sockaddr_in address{};
   address.sin_family = AF_INET;
-  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  address.sin_addr.s_addr = htonl(INADDR_ANY);  // all of 127.0.0.0/8, because each unit has its own address
   socklen_t length = sizeof address;
   Check(::bind(listener, reinterpret_cast<sockaddr*>(&address), length), "bind");
   Check(::listen(listener, SOMAXCONN), "listen");

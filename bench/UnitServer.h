@@ -9,9 +9,8 @@
 
 namespace vorn::bench {
 
-/// All units of a measurement and their update server behind one port of
-/// 127.0.0.1, in a separate process so that its work is not counted. The path contains the unit's number as
-///     its uid.
+/// All units of a measurement and their update server behind one port of every local address, in a separate
+/// process so that its work is not counted. The path contains the unit's number as its uid.
 class UnitServer {
  public:
   enum class Names {

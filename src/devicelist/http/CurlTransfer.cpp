@@ -1,5 +1,6 @@
 #include "devicelist/http/CurlTransfer.h"
 
+#include <arpa/inet.h>
 #include <curl/curl.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
@@ -8,6 +9,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <mutex>
 #include <new>
 #include <stdexcept>
@@ -82,6 +84,39 @@ std::size_t TakeBody(char* bytes, std::size_t size, std::size_t count, void* col
   }
 }
 
+/// The peer's address in text form; empty for one that is no internet address.
+std::string AddressText(const sockaddr& peer) {
+  std::array<char, INET6_ADDRSTRLEN> text{};
+  const void* bytes = peer.sa_family == AF_INET6
+                          ? static_cast<const void*>(&reinterpret_cast<const sockaddr_in6&>(peer).sin6_addr)
+                          : &reinterpret_cast<const sockaddr_in&>(peer).sin_addr;
+  return ::inet_ntop(peer.sa_family, bytes, text.data(), text.size()) != nullptr ? text.data() : "";
+}
+
+/// The connections that a transfer may make. One that would be sent to an address without a turn there is
+/// refused, because only the client knows where a name leads.
+struct Permit {
+  bool isForAll = true;            ///< nothing waits for turns
+  std::string address;             ///< otherwise the transfer may connect to this one; empty: to none
+  std::vector<std::string> had{};  ///< addresses that the request has had its turn at
+  std::string refused;             ///< the first other one that the transfer wanted
+
+  [[nodiscard]] bool Allows(const std::string& wanted) {
+    if (isForAll || wanted == address) return true;
+    if (refused.empty() && std::find(had.begin(), had.end(), wanted) == had.end()) refused = wanted;
+    return false;
+  }
+};
+
+curl_socket_t OpenSocket(void* permit, curlsocktype, curl_sockaddr* peer) noexcept {
+  try {
+    if (!static_cast<Permit*>(permit)->Allows(AddressText(peer->addr))) return CURL_SOCKET_BAD;
+    return ::socket(peer->family, peer->socktype | SOCK_CLOEXEC, peer->protocol);
+  } catch (...) {
+    return CURL_SOCKET_BAD;
+  }
+}
+
 /// Forgets the kept connection's socket when the client closes it.
 int CloseSocket(void* kept, curl_socket_t socket) noexcept {
   auto& keptSocket = *static_cast<curl_socket_t*>(kept);
@@ -144,6 +179,7 @@ struct CurlTransfer::Handles {
   StringList header;
   StringList destination;
   curl_socket_t keptSocket = CURL_SOCKET_BAD;
+  Permit permit;
   std::unique_ptr<CURLM, MultiCleanup> multi;
   std::unique_ptr<CURL, EasyCleanup> easy;
 
@@ -180,6 +216,8 @@ CurlTransfer::CurlTransfer() : fHandles(std::make_unique<Handles>()) {
   Set(easy, CURLOPT_HEADERDATA, static_cast<void*>(&fCollector));
   Set(easy, CURLOPT_WRITEFUNCTION, TakeBody);
   Set(easy, CURLOPT_WRITEDATA, static_cast<void*>(&fCollector));
+  Set(easy, CURLOPT_OPENSOCKETFUNCTION, OpenSocket);
+  Set(easy, CURLOPT_OPENSOCKETDATA, static_cast<void*>(&fHandles->permit));
   Set(easy, CURLOPT_CLOSESOCKETFUNCTION, CloseSocket);
   Set(easy, CURLOPT_CLOSESOCKETDATA, static_cast<void*>(&fHandles->keptSocket));
 }
@@ -204,6 +242,9 @@ vorn::optional<HTTPAnswer> CurlTransfer::Perform(const Request& request) {
   }
   if (RunInTurn(request, addresses) != End::kComplete) return {};
   fAnsweredAt = fConnectTo;
+  const char* peer = nullptr;
+  curl_easy_getinfo(easy, CURLINFO_PRIMARY_IP, &peer);
+  fPeer = peer != nullptr ? peer : "";
   return TakeAnswer();
 }
 
@@ -228,16 +269,48 @@ CurlTransfer::End CurlTransfer::RunAt(const Request& request, const std::string&
   const bool isBounded = !isOnly && request.url.scheme == "http";
   const std::chrono::milliseconds bound = isBounded ? kAddressTimeout : std::chrono::milliseconds(0);
   Set(easy, CURLOPT_CONNECTTIMEOUT_MS, static_cast<long>(bound.count()));
-  Set(easy, CURLOPT_FRESH_CONNECT, fHandles->HasUnreadBytes() ? 1L : 0L);
-  auto end = Run(request, address);
+  const bool isFresh = fHandles->HasUnreadBytes();
+  Set(easy, CURLOPT_FRESH_CONNECT, isFresh ? 1L : 0L);
+  auto end = Run(request, address, !isFresh && fHandles->keptSocket != CURL_SOCKET_BAD);
   if (end == End::kDeadConnection) {
     Set(easy, CURLOPT_FRESH_CONNECT, 1L);
-    end = Run(request, address);
+    end = Run(request, address, false);
   }
   return end;
 }
 
-CurlTransfer::End CurlTransfer::Run(const Request& request, const std::string& address) {
+/// Each turn is for one sending: over the kept connection, or over a new one. The client itself sends a
+/// second time over a new connection if the kept one breaks, so that one needs a turn too.
+CurlTransfer::End CurlTransfer::Run(const Request& request, const std::string& address, bool usesKept) {
+  if (request.pace == nullptr) return RunInTime(request, address);
+  Permit& permit = fHandles->permit;
+  permit = {.isForAll = false, .address = {}, .refused = address.empty() ? fPeer : address};
+  for (;;) {
+    const std::string peer = std::exchange(permit.refused, {});
+    if (!peer.empty() && !AwaitTurn(request, address, peer)) return End::kFailed;
+    permit.address = std::exchange(usesKept, false) ? std::string() : peer;
+    if (!permit.address.empty()) permit.had.push_back(peer);
+    const auto end = RunInTime(request, address);
+    if (permit.refused.empty() || (end != End::kUnreachable && end != End::kSilent)) return end;
+  }
+}
+
+/// Waits for the turn at the peer's address. False if the request is given up or its time ends first.
+bool CurlTransfer::AwaitTurn(const Request& request, const std::string& address, const std::string& peer) {
+  RequestPace::Turn turn(*request.pace, peer);
+  for (;;) {
+    const auto left = turn.Take();
+    if (left == left.zero()) return true;
+    const long time = MillisecondsUntil(request.deadline);
+    if (time == 0 || request.isGivenUp(address, false)) return false;
+    const auto wait = std::min(std::chrono::ceil<std::chrono::milliseconds>(left), kLongestWait);
+    const long bounded = std::min<long>(time, wait.count());
+    if (curl_multi_poll(fHandles->multi.get(), nullptr, 0, static_cast<int>(bounded), nullptr) != CURLM_OK)
+      return false;
+  }
+}
+
+CurlTransfer::End CurlTransfer::RunInTime(const Request& request, const std::string& address) {
   const long time = MillisecondsUntil(request.deadline);
   if (time == 0) return End::kFailed;
   Set(fHandles->easy.get(), CURLOPT_TIMEOUT_MS, time);

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "devicelist/http/HTTPResponse.h"
+#include "devicelist/http/RequestPace.h"
 #include "devicelist/http/ResponseCollector.h"
 #include "devicelist/http/Url.h"
 #include "foundation/Clock.h"
@@ -46,6 +47,8 @@ class CurlTransfer {
     bool prefersLast = false;          ///< the address that answered last is tried first
     bool direct = false;               ///< never through a proxy; otherwise as the environment says
     vorn::Clock::time_point deadline;  ///< for everything, including the look-up of the name
+    /// Each sending waits for its turn at the address that it goes to. None: nothing waits.
+    RequestPace* pace = nullptr;
     /// Called before each wait; true ends the request. It gets the address of the request, or an empty one if
     /// the system resolves the host. It also gets whether the request was sent there and can still have an
     /// answer.
@@ -77,7 +80,9 @@ class CurlTransfer {
 
   [[nodiscard]] End RunInTurn(const Request& request, const std::vector<std::string>& addresses);
   [[nodiscard]] End RunAt(const Request& request, const std::string& address, bool isOnly);
-  [[nodiscard]] End Run(const Request& request, const std::string& address);
+  [[nodiscard]] End Run(const Request& request, const std::string& address, bool usesKept);
+  [[nodiscard]] End RunInTime(const Request& request, const std::string& address);
+  [[nodiscard]] bool AwaitTurn(const Request& request, const std::string& address, const std::string& peer);
   [[nodiscard]] End RunToEnd(const Request& request, const std::string& address);
   [[nodiscard]] End EndOf(int result) const;
   [[nodiscard]] HTTPAnswer TakeAnswer();
@@ -90,6 +95,7 @@ class CurlTransfer {
   std::vector<std::string> fFields;  ///< the header lines that the handle adds to its own
   std::string fConnectTo;            ///< the address for the connection; empty: the system resolves
   std::string fAnsweredAt;           ///< the address of the last answer; empty: none, or not known
+  std::string fPeer;                 ///< the same, also if the system found it; empty: none
 };
 
 }  // namespace DeviceList

@@ -151,6 +151,7 @@ vorn::optional<HTTPAnswer> HTTPPoller::RequestOnce(const Url& url, const Url& fi
   // The newest address is the first. Another unit may have the old one by now.
   const bool prefersLast = !fAddresses.empty() && Contains(fAnsweredAmong, fAddresses.front());
   auto answer = fTransfer.Perform({url, etag, addresses, prefersLast, direct, deadline,
+                                   fHosts ? &fHosts->Pace() : nullptr,
                                    [this, &first](const std::string& address, bool isSent) {
                                      return IsGivenUp(first, address, isSent);
                                    }});

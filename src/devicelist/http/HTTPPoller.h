@@ -42,6 +42,8 @@ inline constexpr int kMaxRedirects = 5;
 ///    the host may have moved there. When the table moves the host to other addresses, a request to an old
 ///    one is given up at once and repeated. So is a request that was not sent yet, or that failed, when the
 ///    table has an address that is new to it.
+/// 7. Clients with one table share its RequestPace: everything that they send, including redirects and
+///    repetitions, waits for its turn at the address that it goes to.
 class HTTPPoller {
  public:
   /// The allowed targets of a redirect, on any port, over http or https.

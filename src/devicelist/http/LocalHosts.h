@@ -6,7 +6,11 @@
 #include <mutex>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
+
+#include "devicelist/http/RequestPace.h"
+#include "foundation/Clock.h"
 
 namespace DeviceList {
 
@@ -54,12 +58,18 @@ class LocalHosts {
     Listeners::iterator fListener;
   };
 
+  /// `now` is the clock of the pace.
+  explicit LocalHosts(vorn::Now now = vorn::Clock::now) : fPace(std::move(now)) {}
+
   /// Replaces the table. Names that only differ in case or in the final dot are one host. Its addresses are
   /// joined in their order, each once.
   void Replace(const Table& table);
 
   /// The host's addresses; none if the host is not in the table.
   [[nodiscard]] std::vector<std::string> AddressesOf(std::string_view host) const;
+
+  /// When the units' clients may ask at an address, whatever host led them there.
+  [[nodiscard]] RequestPace& Pace() const noexcept { return fPace; }
 
  private:
   void CallListenersOf(const std::string& key) const;
@@ -68,6 +78,7 @@ class LocalHosts {
   mutable std::mutex fMutex;
   Table fTable;                  ///< guarded by fMutex
   mutable Listeners fListeners;  ///< guarded by fMutex; listening does not change the table
+  mutable RequestPace fPace;     ///< has a lock of its own; asking does not change the table
 };
 
 }  // namespace DeviceList
