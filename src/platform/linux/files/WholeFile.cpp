@@ -133,6 +133,11 @@ std::optional<std::string> ReadFile(const std::filesystem::path& path, std::size
   return content;
 }
 
+bool IsExecutableFile(const std::filesystem::path& path) {
+  struct stat status {};
+  return ::stat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode) && ::access(path.c_str(), X_OK) == 0;
+}
+
 bool MakePrivateFolder(const std::filesystem::path& folder) {
   if (::mkdir(folder.c_str(), S_IRWXU) == 0 || errno == EEXIST) return true;
   if (errno != ENOENT || !folder.has_relative_path()) return false;

@@ -9,7 +9,7 @@
 
 #include "foundation/FileDescriptor.h"
 
-// What the stores of this program do with files. Every call blocks on the disk; any thread. A call that fails
+// What this program does with whole files. Every call blocks on the disk; any thread. A call that fails
 // leaves the reason in errno.
 
 namespace vorn {
@@ -38,6 +38,9 @@ enum class Readers {
 /// read: errno is EFBIG if the file is longer, and EINVAL if it is no regular file. If the file could be
 /// opened but not read, errno is EIO, whatever the cause was. A pipe does not block.
 [[nodiscard]] std::optional<std::string> ReadFile(const std::filesystem::path& path, std::size_t maximum);
+
+/// Whether there is a regular file that this process may execute. Links are followed.
+[[nodiscard]] bool IsExecutableFile(const std::filesystem::path& path);
 
 /// Makes the folder, and the missing folders above it, only for their owner. True if it exists already.
 [[nodiscard]] bool MakePrivateFolder(const std::filesystem::path& folder);

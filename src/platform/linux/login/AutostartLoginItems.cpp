@@ -6,7 +6,6 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
-#include <system_error>
 #include <utility>
 
 #include "platform/linux/files/UserFolders.h"
@@ -32,11 +31,6 @@ std::filesystem::path EntryPath(const std::string& identifier) {
   return config / "autostart" / (identifier + ".desktop");
 }
 
-bool IsExecutable(const std::filesystem::path& path) {
-  std::error_code ignored;
-  return std::filesystem::is_regular_file(path, ignored) && ::access(path.c_str(), X_OK) == 0;
-}
-
 /// Whether the user wants the program of this entry to start.
 bool IsSwitchedOn(const std::string& entry) {
   const auto command = DesktopEntryValue(entry, "Exec");
@@ -49,7 +43,7 @@ bool IsSwitchedOn(const std::string& entry) {
 /// looks it up in its own PATH.
 bool IsProgramThere(const std::string& entry) {
   const auto isThere = [](const std::string& program) {
-    return program.find('/') == std::string::npos || IsExecutable(program);
+    return program.find('/') == std::string::npos || IsExecutableFile(program);
   };
   const auto command = DesktopEntryValue(entry, "Exec");
   const auto needed = DesktopEntryValue(entry, "TryExec");
@@ -100,7 +94,7 @@ bool AutostartLoginItems::Repair(const std::string& identifier) {
 }
 
 std::optional<std::string> AutostartLoginItems::Command() const {
-  if (!fProgram.path.is_absolute() || !IsExecutable(fProgram.path)) return {};
+  if (!fProgram.path.is_absolute() || !IsExecutableFile(fProgram.path)) return {};
   return DesktopEntryExec(fProgram.path.string());
 }
 

@@ -1,7 +1,6 @@
 #include "platform/linux/processes/ChildProcessLauncherLinux.h"
 
 #include <fcntl.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <array>
@@ -10,6 +9,7 @@
 #include <utility>
 
 #include "foundation/FileDescriptor.h"
+#include "platform/linux/files/WholeFile.h"
 #include "platform/linux/processes/StartProgram.h"
 
 namespace vorn {
@@ -57,8 +57,7 @@ ProgramStart StartOf(const ChildProcessRequest& request) {
 }  // namespace
 
 bool ChildProcessLauncherLinux::IsExecutableFile(const std::string& path) {
-  struct stat status {};
-  return ::stat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode) && ::access(path.c_str(), X_OK) == 0;
+  return vorn::IsExecutableFile(path);
 }
 
 std::unique_ptr<ChildProcess> ChildProcessLauncherLinux::Launch(const ChildProcessRequest& request) {
