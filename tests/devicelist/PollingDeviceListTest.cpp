@@ -19,6 +19,7 @@
 #include "tests/devicelist/Units.h"
 #include "tests/support/FailingAllocation.h"
 #include "tests/support/LoopbackServer.h"
+#include "tests/support/TurnLoop.h"
 
 namespace DeviceList {
 namespace {
@@ -31,9 +32,9 @@ using ::testing::IsEmpty;
 using testing::NamesOf;
 using testing::PollerBoard;
 using testing::Service;
-using testing::TurnLoop;
-using testing::TurnLoopUntil;
 using testing::Withdraw;
+using vorn::testing::TurnLoop;
+using vorn::testing::TurnLoopUntil;
 using List = std::vector<ExtendedDeviceInfo>;
 using Text = vorn::optional<std::string>;
 

@@ -10,13 +10,14 @@
 #include "tests/AVB/Util/FakeResponder.h"
 #include "tests/AVB/Util/SystemBus.h"
 #include "tests/devicelist/Announcements.h"
+#include "tests/support/TurnLoop.h"
 
 namespace DeviceList {
 namespace {
 
 using ::testing::IsEmpty;
-using testing::TurnLoopUntil;
 using vorn::testing::FakeResponder;
+using vorn::testing::TurnLoopUntil;
 using Question = FakeResponder::Question;
 
 // A supervised list with the monitor and the session of the programs, on a private system bus.

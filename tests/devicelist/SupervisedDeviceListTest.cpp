@@ -15,6 +15,7 @@
 #include "tests/devicelist/Announcements.h"
 #include "tests/devicelist/FakePoller.h"
 #include "tests/devicelist/Units.h"
+#include "tests/support/TurnLoop.h"
 
 namespace DeviceList {
 namespace {
@@ -26,9 +27,9 @@ using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 using testing::NamesOf;
 using testing::PollerBoard;
-using testing::TurnLoop;
-using testing::TurnLoopFor;
-using testing::TurnLoopUntil;
+using vorn::testing::TurnLoop;
+using vorn::testing::TurnLoopFor;
+using vorn::testing::TurnLoopUntil;
 using State = SupervisedDeviceList::State;
 using List = std::vector<ExtendedDeviceInfo>;
 using namespace std::chrono_literals;

@@ -10,6 +10,7 @@
 #include "devicelist/Watcher.h"
 #include "tests/devicelist/Announcements.h"
 #include "tests/support/Threads.h"
+#include "tests/support/TurnLoop.h"
 
 namespace DeviceList {
 namespace {
@@ -19,9 +20,9 @@ using testing::Announce;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 using testing::Service;
-using testing::TurnLoop;
-using testing::TurnLoopUntil;
 using testing::Withdraw;
+using vorn::testing::TurnLoop;
+using vorn::testing::TurnLoopUntil;
 
 const std::vector<std::string> kDevice{"vorn.mdns.type=plexadevice", "uid=1"};
 

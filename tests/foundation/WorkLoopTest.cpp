@@ -9,7 +9,7 @@
 
 #include "foundation/RunLoop.h"
 #include "foundation/WorkLoop.h"
-#include "tests/support/Eventually.h"
+#include "tests/support/TurnLoop.h"
 
 namespace vorn {
 namespace {
@@ -425,8 +425,7 @@ TEST(WorkLoopThreadsTest, ItemsOfManyThreadsAllRunAfterTheirLastRequest) {
       }
     });
   }
-  EXPECT_TRUE(testing::Eventually([&] {
-    PollRunLoop::Current()->RunOnce(milliseconds(50));
+  EXPECT_TRUE(testing::TurnLoopUntil([&] {
     for (const int value : seen) {
       if (value != kRequests) return false;
     }

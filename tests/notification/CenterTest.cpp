@@ -1,11 +1,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "foundation/RunLoop.h"
 #include "notification/Center.h"
 #include "tests/platform/FakeNotificationServer.h"
 #include "tests/platform/FakeUserDefaults.h"
-#include "tests/support/Eventually.h"
+#include "tests/support/TurnLoop.h"
 
 namespace Notification {
 namespace {
@@ -17,6 +16,7 @@ using ::testing::IsEmpty;
 using ::testing::internal::CaptureStderr;
 using ::testing::internal::GetCapturedStderr;
 using vorn::testing::FakeNotificationServer;
+using vorn::testing::TurnLoopUntil;
 using Answer = vorn::NotificationServer::Answer;
 using Identity = vorn::NotificationServer::Identity;
 
@@ -144,11 +144,7 @@ TEST_F(CenterTest, BringsUpByItselfWhatWaitedForTheQuietTime) {
   Deliver("unit", "first");
   Deliver("unit", "second");
   fNow += 20ms;
-  const auto isSent = [this] {
-    vorn::PollRunLoop::Current()->RunOnce(10ms);
-    return SentTitles().size() == 2;
-  };
-  EXPECT_TRUE(vorn::testing::Eventually(isSent));
+  EXPECT_TRUE(TurnLoopUntil([&] { return SentTitles().size() == 2; }));
 }
 
 TEST_F(CenterTest, SendsManyEachOnceAndEightAtATime) {
@@ -387,10 +383,7 @@ TEST_F(CenterTest, KeepsAtTheNextTurnOfTheRunLoopOnceForAllChanges) {
   Deliver("a", "first");
   Deliver("b", "second");
   EXPECT_EQ(writes, 0);
-  EXPECT_TRUE(vorn::testing::Eventually([&] {
-    vorn::PollRunLoop::Current()->RunOnce(10ms);
-    return writes > 0;
-  }));
+  EXPECT_TRUE(TurnLoopUntil([&] { return writes > 0; }));
   EXPECT_EQ(writes, 1);
   EXPECT_EQ(fState.fArrays.at("notices").size(), 12U);
 }

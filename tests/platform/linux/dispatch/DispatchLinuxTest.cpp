@@ -3,37 +3,29 @@
 #include <atomic>
 #include <cerrno>
 #include <chrono>
-#include <functional>
 #include <future>
 #include <stdexcept>
 #include <thread>
 #include <vector>
 
-#include "foundation/Clock.h"
 #include "foundation/RunLoop.h"
 #include "platform/linux/dispatch/DispatchLinux.h"
 #include "tests/foundation/LogCapture.h"
 #include "tests/support/Eventually.h"
 #include "tests/support/OpenDescriptors.h"
 #include "tests/support/Threads.h"
+#include "tests/support/TurnLoop.h"
 
 namespace {
 
 using namespace std::chrono_literals;
 using vorn::Dispatch;
 using vorn::testing::Eventually;
-
-constexpr auto kDeadline = 20s;
+using vorn::testing::kGenerousDeadline;
+using vorn::testing::TurnLoopUntil;
 
 class DispatchLinuxTest : public testing::Test {
  protected:
-  // Serves the loop until the condition is true; false if that takes too long.
-  bool ServeUntil(const std::function<bool()>& condition) {
-    const auto end = vorn::Clock::now() + kDeadline;
-    while (!condition() && vorn::Clock::now() < end) fLoop->RunOnce(10ms);
-    return condition();
-  }
-
   std::shared_ptr<vorn::PollRunLoop> fLoop = vorn::PollRunLoop::Current();
   std::unique_ptr<vorn::DispatchLinux> fDispatch = std::make_unique<vorn::DispatchLinux>(fLoop);
 };
@@ -51,7 +43,7 @@ TEST_F(DispatchLinuxTest, RunsMainJobsOnTheLoopsThreadInTheOrderPosted) {
   });
   poster.join();
   EXPECT_TRUE(order.empty());
-  ASSERT_TRUE(ServeUntil([&] { return order.size() == 100; }));
+  ASSERT_TRUE(TurnLoopUntil([&] { return order.size() == 100; }));
   for (int i = 0; i < 100; ++i) EXPECT_EQ(order[static_cast<std::size_t>(i)], i);
   EXPECT_EQ(where, std::this_thread::get_id());
 }
@@ -63,23 +55,23 @@ TEST_F(DispatchLinuxTest, NeverRunsAMainJobInsideThePosting) {
     fDispatch->AsyncMain([&] { inner = true; });
     innerRanInside = inner;
   });
-  ASSERT_TRUE(ServeUntil([&] { return inner; }));
+  ASSERT_TRUE(TurnLoopUntil([&] { return inner; }));
   EXPECT_FALSE(innerRanInside);
 }
 
 TEST_F(DispatchLinuxTest, ServesLaterJobsWhileAJobRunsALoopOfItsOwn) {
   bool laterSeen = false;
   bool later = false;
-  fDispatch->AsyncMain([&] { laterSeen = ServeUntil([&] { return later; }); });
+  fDispatch->AsyncMain([&] { laterSeen = TurnLoopUntil([&] { return later; }); });
   fDispatch->AsyncMain([&] { later = true; });
-  ASSERT_TRUE(ServeUntil([&] { return later; }));
+  ASSERT_TRUE(TurnLoopUntil([&] { return later; }));
   EXPECT_TRUE(laterSeen);
 }
 
 TEST_F(DispatchLinuxTest, LeavesTheLoopAloneWhenNothingIsPosted) {
   bool ran = false;
   fDispatch->AsyncMain([&] { ran = true; });
-  ASSERT_TRUE(ServeUntil([&] { return ran; }));
+  ASSERT_TRUE(TurnLoopUntil([&] { return ran; }));
   EXPECT_FALSE(fLoop->RunOnce(0ms));
 }
 
@@ -97,7 +89,7 @@ TEST_F(DispatchLinuxTest, MayEndInsideAMainJob) {
   bool second = false;
   fDispatch->AsyncMain([&] { fDispatch.reset(); });
   fDispatch->AsyncMain([&] { second = true; });
-  ASSERT_TRUE(ServeUntil([&] { return fDispatch == nullptr; }));
+  ASSERT_TRUE(TurnLoopUntil([&] { return fDispatch == nullptr; }));
   EXPECT_FALSE(fLoop->RunOnce(0ms));
   EXPECT_FALSE(second);
 }
@@ -108,11 +100,11 @@ TEST_F(DispatchLinuxTest, KeepsGoingWhenAJobThrowsAndTellsTheConsole) {
   bool ran = false;
   fDispatch->AsyncMain([] { throw std::runtime_error("job's own failure"); });
   fDispatch->AsyncMain([&] { ran = true; });
-  EXPECT_TRUE(ServeUntil([&] { return ran; }));
+  EXPECT_TRUE(TurnLoopUntil([&] { return ran; }));
   std::promise<void> background;
   fDispatch->AsyncBackground(Dispatch::Priority::kDefault, [] { throw 1; });
   fDispatch->AsyncBackground(Dispatch::Priority::kDefault, [&] { background.set_value(); });
-  EXPECT_EQ(background.get_future().wait_for(kDeadline), std::future_status::ready);
+  EXPECT_EQ(background.get_future().wait_for(kGenerousDeadline), std::future_status::ready);
   fDispatch.reset();
   const std::string program = program_invocation_short_name;
   EXPECT_EQ(::testing::internal::GetCapturedStderr(), program + ": A job failed: job's own failure\n" +
@@ -127,10 +119,10 @@ TEST_F(DispatchLinuxTest, RunsBackgroundJobsBesideEachOther) {
     auto met = std::make_shared<std::promise<bool>>();
     fDispatch->AsyncBackground(priority, [=] {
       first->set_value();
-      met->set_value(second->get_future().wait_for(kDeadline) == std::future_status::ready);
+      met->set_value(second->get_future().wait_for(kGenerousDeadline) == std::future_status::ready);
     });
     fDispatch->AsyncBackground(priority, [=] {
-      if (first->get_future().wait_for(kDeadline) == std::future_status::ready) second->set_value();
+      if (first->get_future().wait_for(kGenerousDeadline) == std::future_status::ready) second->set_value();
     });
     EXPECT_TRUE(met->get_future().get());
   }
@@ -145,7 +137,7 @@ TEST_F(DispatchLinuxTest, RunsHighWorkWhileEveryDefaultThreadWaitsForIt) {
       auto high = std::make_shared<std::promise<void>>();
       auto done = high->get_future();
       fDispatch->AsyncBackground(Dispatch::Priority::kHigh, [high] { high->set_value(); });
-      answer->set_value(done.wait_for(kDeadline) == std::future_status::ready);
+      answer->set_value(done.wait_for(kGenerousDeadline) == std::future_status::ready);
     });
   }
   for (auto& answer : answers) EXPECT_TRUE(answer.get());
@@ -165,7 +157,7 @@ TEST_F(DispatchLinuxTest, NeverUsesMoreThreadsThanItsLimit) {
   }
   EXPECT_EQ(vorn::testing::CountThreads() - before, vorn::DispatchLinux::kThreadLimit);
   release.set_value();
-  EXPECT_TRUE(ServeUntil([&] { return done == kJobs; }));
+  EXPECT_TRUE(TurnLoopUntil([&] { return done == kJobs; }));
 }
 
 TEST_F(DispatchLinuxTest, EndsAfterTheJobsThatHaveBegunAndWithoutTheOthers) {

@@ -9,11 +9,11 @@
 #include <sstream>
 
 #include "foundation/FileDescriptor.h"
-#include "foundation/RunLoop.h"
 #include "platform/linux/processes/XdgUrlOpener.h"
 #include "tests/support/Eventually.h"
 #include "tests/support/ScopedEnvironment.h"
 #include "tests/support/TemporaryFolder.h"
+#include "tests/support/TurnLoop.h"
 
 namespace vorn {
 namespace {
@@ -22,6 +22,7 @@ using testing::Eventually;
 using ::testing::HasSubstr;
 using ::testing::MatchesRegex;
 using testing::ScopedEnvironment;
+using testing::TurnLoopUntil;
 using ::testing::internal::CaptureStderr;
 using ::testing::internal::GetCapturedStderr;
 
@@ -49,15 +50,6 @@ class XdgUrlOpenerTest : public ::testing::Test {
     content << std::ifstream(mark).rdbuf();
     std::filesystem::remove(mark);
     return content.str();
-  }
-  template <typename Condition>
-  [[nodiscard]] static bool Served(Condition condition) {
-    const auto end = std::chrono::steady_clock::now() + testing::kGenerousDeadline;
-    while (!condition()) {
-      if (std::chrono::steady_clock::now() >= end) return false;
-      PollRunLoop::Current()->RunOnce(std::chrono::milliseconds(1));
-    }
-    return true;
   }
   [[nodiscard]] bool WasCalled() const { return std::filesystem::exists(fFolder.Path() / "xdg-open.called"); }
 
@@ -107,7 +99,7 @@ TEST_F(XdgUrlOpenerTest, LeavesNoChildBehind) {
     fOpener.Open("http://a/", "");
     static_cast<void>(Called());
   }
-  EXPECT_TRUE(Served([] {  // none that runs, none that waits for its parent
+  EXPECT_TRUE(TurnLoopUntil([] {  // none that runs, none that waits for its parent
     return ::waitid(P_ALL, 0, nullptr, WEXITED | WNOHANG | WNOWAIT) == -1 && errno == ECHILD;
   }));
 }
@@ -119,7 +111,7 @@ TEST_F(XdgUrlOpenerTest, SaysWhyAPageCouldNotBeOpened) {
     std::ofstream(fFolder.Path() / "xdg-open") << "#!/bin/sh\n" << end << "\n";
     CaptureStderr();
     fOpener.Open("http://a/", "");
-    EXPECT_TRUE(Served([&] { return fOpener.TakeFailure(); }));
+    EXPECT_TRUE(TurnLoopUntil([&] { return fOpener.TakeFailure(); }));
     EXPECT_FALSE(fOpener.TakeFailure());
     EXPECT_THAT(GetCapturedStderr(), HasSubstr(reason));
   }
@@ -128,7 +120,7 @@ TEST_F(XdgUrlOpenerTest, SaysWhyAPageCouldNotBeOpened) {
 TEST_F(XdgUrlOpenerTest, SaysNothingWhereThePageWasOpened) {
   fOpener.Open("http://a/", "");
   static_cast<void>(Called());
-  EXPECT_TRUE(Served([] { return ::waitid(P_ALL, 0, nullptr, WEXITED | WNOHANG | WNOWAIT) == -1; }));
+  EXPECT_TRUE(TurnLoopUntil([] { return ::waitid(P_ALL, 0, nullptr, WEXITED | WNOHANG | WNOWAIT) == -1; }));
   EXPECT_FALSE(fOpener.TakeFailure());
 }
 
