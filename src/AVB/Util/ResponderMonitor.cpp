@@ -22,6 +22,10 @@ constexpr char kOwnerRule[] =
 // How long a new connection waits for the bus. A bus that hangs counts as missing.
 constexpr std::chrono::seconds kBusPatience{1};
 
+// Any client of the bus can flood us. After so many messages, the monitor checks whether it must stop or
+// probe.
+constexpr int kMessagesAtOnce = 32;
+
 }  // namespace
 
 // One connection to the system bus, and what it shows about the responder.
@@ -40,13 +44,21 @@ class ResponderMonitor::Connection {
   // Serves the bus until it is lost or the monitor stops.
   void Serve() {
     while (!fMonitor.fThread.MustStop() && fBus->IsConnected()) {
-      while (const auto message = fBus->Next()) Handle(message.get());
+      HandleSome();
       Probe();
       fBus->Await(fMonitor.fThread.StopDescriptor(), TimeToProbe());
     }
   }
 
  private:
+  void HandleSome() {
+    for (int left = kMessagesAtOnce; left > 0; --left) {
+      const auto message = fBus->Next();
+      if (!message) return;
+      Handle(message.get());
+    }
+  }
+
   void Handle(DBusMessage* message) {
     if (::dbus_message_is_signal(message, "org.freedesktop.DBus", "NameOwnerChanged") != FALSE) {
       // Any client of the bus can send us such a signal.

@@ -51,6 +51,11 @@ int FakeResponder::Calls(const std::string& method) {
   return fCalls[method];
 }
 
+std::string FakeResponder::LastClient() {
+  const std::lock_guard lock(fMutex);
+  return fLastClient;
+}
+
 void FakeResponder::HangAt(const std::string& method) {
   const std::lock_guard lock(fMutex);
   fHangsAt = method;
@@ -162,7 +167,7 @@ void FakeResponder::Serve() {
     while (DBusMessage* message = ::dbus_connection_pop_message(fBus)) {
       if (::dbus_message_get_type(message) == DBUS_MESSAGE_TYPE_METHOD_CALL) {
         unanswered.push_back(message);
-        Note(::dbus_message_get_member(message));
+        Note(message);
       } else {
         ::dbus_message_unref(message);
       }
@@ -176,8 +181,10 @@ void FakeResponder::Serve() {
   for (DBusMessage* call : unanswered) ::dbus_message_unref(call);
 }
 
-void FakeResponder::Note(const std::string& method) {
+void FakeResponder::Note(DBusMessage* call) {
+  const std::string method = ::dbus_message_get_member(call);
   const std::lock_guard lock(fMutex);
+  fLastClient = ::dbus_message_get_sender(call);
   ++fCalls[method];
   if (method != fHangsAt) return;
   fHangsAt.clear();

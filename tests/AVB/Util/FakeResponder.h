@@ -44,6 +44,8 @@ class FakeResponder {
   void HangAt(const std::string& method);
   /// How often that method was called, with or without an answer.
   [[nodiscard]] int Calls(const std::string& method);
+  /// The connection's name of the client that called last.
+  [[nodiscard]] std::string LastClient();
 
   /// From now on, until Accept, answers questions for that name, or calls of that method, with an error.
   void Refuse(const std::string& nameOrMethod,
@@ -69,7 +71,7 @@ class FakeResponder {
 
  private:
   void Serve();
-  void Note(const std::string& method);
+  void Note(DBusMessage* call);
   void Handle(DBusMessage* call);
   DBusMessage* Answer(DBusMessage* call);
   DBusMessage* Ask(DBusMessage* call);
@@ -83,6 +85,7 @@ class FakeResponder {
   std::mutex fMutex;     // guards the members below
   std::string fHangsAt;  // a method; empty: none
   std::map<std::string, int> fCalls;
+  std::string fLastClient;
   std::vector<Question> fQuestions;
   std::vector<std::string> fFreed;
   std::map<std::string, std::string> fRefused;  // with the error

@@ -6,6 +6,7 @@
 
 #include <atomic>
 #include <condition_variable>
+#include <future>
 #include <mutex>
 #include <new>
 #include <vector>
@@ -13,11 +14,13 @@
 #include "AVB/Util/ResponderMonitor.h"
 #include "foundation/Clock.h"
 #include "foundation/FileDescriptor.h"
+#include "foundation/bus/SystemBus.h"
 #include "tests/AVB/Util/FakeResponder.h"
 #include "tests/AVB/Util/SystemBus.h"
 #include "tests/support/Eventually.h"
 #include "tests/support/ScopedEnvironment.h"
 #include "tests/support/TemporaryFolder.h"
+#include "tests/support/Threads.h"
 
 namespace vorn {
 namespace {
@@ -209,6 +212,41 @@ TEST_F(ResponderMonitorTest, EndsPromptlyInEveryState) {
   EXPECT_TRUE(Eventually([&] { return responder.Calls("GetState") == 1; }));
   fMonitor.reset();  // waiting for an answer
   EXPECT_LT(Clock::now() - begin, std::chrono::seconds(30));
+}
+
+// The responder's end comes behind the flood, so only a monitor that works through the flood reports it.
+TEST_F(ResponderMonitorTest, EndsInTheMiddleOfAFlood) {
+  gBus->Start();
+  auto responder = std::make_unique<FakeResponder>();
+  std::promise<void> entered;
+  std::promise<void> gate;
+  std::vector<State> states;
+  fMonitor = std::make_unique<ResponderMonitor>([&](State state) {
+    states.push_back(state);
+    if (states.size() > 1) return;
+    entered.set_value();
+    gate.get_future().wait();
+  });
+  EXPECT_EQ(entered.get_future().wait_for(testing::kGenerousDeadline), std::future_status::ready);
+  FakeResponder::Question toMonitor;
+  toMonitor.method = "ServiceBrowserNew";
+  toMonitor.client = responder->LastClient();
+  toMonitor.path = "/flood";
+  for (int i = 0; i < 150; ++i) responder->TellInstance(toMonitor, "ItemNew", "Desk");
+  responder.reset();
+  const auto bus =
+      vorn::SystemBus::Connect(vorn::SystemBus::DefaultAddress(), Clock::now() + testing::kGenerousDeadline);
+  EXPECT_TRUE(Eventually([&] { return !bus->HasOwner("org.freedesktop.Avahi"); }));
+
+  std::atomic<pid_t> thread{0};
+  const auto end = std::async(std::launch::async, [&] {
+    thread = testing::OwnThread();
+    fMonitor.reset();
+  });
+  EXPECT_TRUE(Eventually([&] { return thread != 0 && testing::IsWaiting(thread); }));
+  gate.set_value();
+  end.wait();
+  EXPECT_THAT(states, ElementsAre(State::kAnswering));
 }
 
 }  // namespace
