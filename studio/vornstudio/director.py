@@ -68,7 +68,9 @@ class Director:
     def describe(self):
         return [
             {"id": unit.id, "kind": unit.kind, "name": unit.name, "host": unit.host, "address": unit.address,
-             "url": unit.url, "uids": [device.uid for device in unit.devices]}
+             "url": unit.url, "uids": [device.uid for device in unit.devices], "announced": unit.announced,
+             "devices": [{"uid": device.uid, "name": device.name, "model": device.model, "firmware": device.firmware}
+                         for device in unit.devices]}
             for unit in self._units.values()
         ]
 
@@ -77,16 +79,19 @@ class Director:
         self._add_addresses({unit.address})
         await self._servers.open(unit)
         await self._announcers[unit.announcer].announce(unit)
+        unit.announced = True
 
     async def _do_goodbye(self, unit):
         await self._announcers[unit.announcer].goodbye(unit)
+        unit.announced = False
 
     async def _do_drop(self, unit, how):
         """A goodbye and power off; a crash without a goodbye; or a pulled cable, where nothing answers."""
         if how == "goodbye":
-            await self._announcers[unit.announcer].goodbye(unit)
+            await self._do_goodbye(unit)
         else:
             await self._announcers[unit.announcer].fall_silent(unit)
+            unit.announced = False
             self._silent.add(unit.id)
         if how == "unplug":
             self._remove_address(unit.address)

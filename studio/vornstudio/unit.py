@@ -31,7 +31,8 @@ class Device:
 class Unit:
     """One DNS-SD service and the web server behind it.
 
-    `faults` and `statuses` map a resource ("*" for all) to the name of a fault, or to the status of the answer.
+    `announced` follows what happens. `faults` and `statuses` map a resource ("*" for all) to the name of a fault, or
+    to the status of the answer.
     """
 
     id: str

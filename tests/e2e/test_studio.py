@@ -131,6 +131,9 @@ def test_units_come_and_go(make_studio):
     wait_for_names(studio, ["Stays", "Comes"])
     studio.add({"name": "Later"})
     wait_for_names(studio, ["Stays", "Comes", "Later"])
+    assert {unit["id"]: unit["announced"] for unit in studio.units()} == {
+        "stays": True, "comes": True, "leaves": False, "later": True,
+    }
 
 
 def test_the_datastore_of_a_device_answers(make_studio):
