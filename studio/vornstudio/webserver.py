@@ -46,8 +46,9 @@ class WebServer:
             self._server.close()
             self._server = None
         for writer in list(self._writers):
-            linger = struct.pack("ii", 1, 0)
-            writer.get_extra_info("socket").setsockopt(socket.SOL_SOCKET, socket.SO_LINGER, linger)
+            if not writer.is_closing():  # else its socket may have gone already
+                linger = struct.pack("ii", 1, 0)
+                writer.get_extra_info("socket").setsockopt(socket.SOL_SOCKET, socket.SO_LINGER, linger)
             writer.transport.abort()
         for task in list(self._tasks):
             task.cancel()
