@@ -1,4 +1,3 @@
-#include <malloc.h>
 #include <unistd.h>
 
 #include <csignal>
@@ -53,16 +52,11 @@ void SurviveClosedPipes() {
   ::sigaction(SIGPIPE, &action, nullptr);
 }
 
-// There are many threads, and they sleep nearly always. A separate heap for each would cost more than the
-// rare waits for one another.
-void ShareOneHeap() {
-  ::mallopt(M_ARENA_MAX, 1);
-}
-
-/// First of all, before any other thread: as many descriptors as the system allows (units need three each), a
-/// logger to standard error, a quiet DNS-SD library, no death by a closed pipe, HTTP ready.
+/// First of all, before any other thread: one small heap, as many descriptors as the system allows (units
+/// need three each), a logger to standard error, a quiet DNS-SD library, no death by a closed pipe, HTTP
+/// ready.
 void PrepareProcess() {
-  ShareOneHeap();
+  vorn::KeepHeapSmall();
   vorn::RaiseDescriptorLimit();
   SurviveClosedPipes();
   Log::details::gFile = stderr;

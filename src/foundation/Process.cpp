@@ -1,6 +1,7 @@
 #include "foundation/Process.h"
 
 #include <fcntl.h>
+#include <malloc.h>
 #include <sys/resource.h>
 #include <unistd.h>
 
@@ -25,6 +26,14 @@ void RaiseDescriptorLimit() {
   if (::getrlimit(RLIMIT_NOFILE, &limit) != 0) return;
   limit.rlim_cur = limit.rlim_max;
   ::setrlimit(RLIMIT_NOFILE, &limit);
+}
+
+void KeepHeapSmall() {
+  constexpr int kKept =
+      128 * 1024;  // the C library's own default, but it would raise it after a large answer
+  ::mallopt(M_ARENA_MAX, 1);
+  ::mallopt(M_TRIM_THRESHOLD, kKept);
+  ::mallopt(M_MMAP_THRESHOLD, kKept);
 }
 
 void EndProcessAfter(std::chrono::milliseconds limit, int exitCode) noexcept {

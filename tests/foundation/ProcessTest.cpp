@@ -1,11 +1,16 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <malloc.h>
 #include <sys/resource.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <chrono>
 #include <cstdlib>
+#include <latch>
+#include <string>
+#include <thread>
+#include <vector>
 
 #include "foundation/Process.h"
 #include "tests/support/FailingAllocation.h"
@@ -41,6 +46,33 @@ TEST(ProcessTest, RaisesTheSoftDescriptorLimitToTheHardOne) {
   EXPECT_EQ(after.rlim_cur, before.rlim_max);
   EXPECT_EQ(after.rlim_max, before.rlim_max);
   ::setrlimit(RLIMIT_NOFILE, &before);
+}
+
+// Threads that are there at the same time, each with a text that grows to 1 MiB, twice.
+void LetThreadsReadLargeAnswers() {
+  constexpr std::size_t kThreads = 16;
+  std::latch ready(kThreads);
+  std::vector<std::jthread> threads;
+  for (std::size_t i = 0; i < kThreads; ++i) {
+    threads.emplace_back([&ready] {
+      for (int round = 0; round < 2; ++round) {
+        std::string text;
+        while (text.size() < 1024 * 1024) text.append(4096, 'x');
+        if (round == 0) ready.arrive_and_wait();
+      }
+    });
+  }
+}
+
+TEST(ProcessDeathTest, KeepsLittleOfTheMemoryThatThreadsHaveFreed) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  EXPECT_EXIT(
+      {
+        KeepHeapSmall();
+        LetThreadsReadLargeAnswers();
+        ::_exit(::mallinfo2().arena < 4 * 1024 * 1024 ? 0 : 1);
+      },
+      ::testing::ExitedWithCode(0), "");
 }
 
 TEST(ProcessDeathTest, EndsAProcessWhoseTeardownIsStuck) {

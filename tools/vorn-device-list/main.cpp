@@ -38,6 +38,7 @@ void PrepareOutput() {
 
 // What must happen before any thread starts.
 void PrepareProcess(const Options& options) {
+  vorn::KeepHeapSmall();
   Log::details::gFile = stderr;
   Log::details::s_use_color = ::isatty(STDERR_FILENO) != 0;
   vorn::RaiseDescriptorLimit();
