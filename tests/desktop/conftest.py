@@ -7,7 +7,7 @@ import sys
 import pytest
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
-sys.path[:0] = [str(ROOT / "studio"), str(pathlib.Path(__file__).resolve().parent)]
+sys.path[:0] = [str(ROOT / "studio"), str(pathlib.Path(__file__).resolve().parent), str(ROOT / "tests" / "e2e")]
 for variable in ("DISPLAY", "WAYLAND_DISPLAY", "XDG_ACTIVATION_TOKEN", "DESKTOP_STARTUP_ID"):
     os.environ.pop(variable, None)
 
