@@ -14,9 +14,13 @@
 namespace vorn::app {
 namespace {
 
+std::string Variable(const char* name) {
+  const char* value = std::getenv(name);
+  return value ? value : "";
+}
+
 std::string Take(const char* variable) {
-  const char* value = std::getenv(variable);
-  std::string taken = value ? value : "";
+  std::string taken = Variable(variable);
   ::unsetenv(variable);
   return taken;
 }
@@ -26,27 +30,6 @@ std::string Take(const char* variable) {
 void MakeRoomForActivationToken() {
   ::setenv(kActivationTokenVariable, "", 1);
   ::unsetenv(kActivationTokenVariable);
-}
-
-}  // namespace
-
-StartReason TakeStartReason() {
-  StartReason reason;
-  reason.atLogin = !Take(Identity::kAtLoginVariable).empty();
-  reason.byBus = Take("DBUS_STARTER_BUS_TYPE") == "session";
-  Take("DBUS_STARTER_ADDRESS");
-  reason.activationToken = Take(kActivationTokenVariable);
-  const std::string startupId = Take("DESKTOP_STARTUP_ID");
-  if (reason.activationToken.empty()) reason.activationToken = startupId;
-  MakeRoomForActivationToken();
-  return reason;
-}
-
-namespace {
-
-std::string Variable(const char* name) {
-  const char* value = std::getenv(name);
-  return value ? value : "";
 }
 
 bool CompositorAnswers() {
@@ -70,6 +53,18 @@ bool DrawsIntoMemory() {
 }
 
 }  // namespace
+
+StartReason TakeStartReason() {
+  StartReason reason;
+  reason.atLogin = !Take(Identity::kAtLoginVariable).empty();
+  reason.byBus = Take("DBUS_STARTER_BUS_TYPE") == "session";
+  Take("DBUS_STARTER_ADDRESS");
+  reason.activationToken = Take(kActivationTokenVariable);
+  const std::string startupId = Take("DESKTOP_STARTUP_ID");
+  if (reason.activationToken.empty()) reason.activationToken = startupId;
+  MakeRoomForActivationToken();
+  return reason;
+}
 
 Display::Display() : fAnswers(DrawsIntoMemory() || CompositorAnswers() || XServerAnswers()) {}
 

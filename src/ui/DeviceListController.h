@@ -15,8 +15,6 @@ namespace vorn::ui {
 
 class ClickablePanel;
 class DeviceRowDelegate;
-class PanelOwner;
-class ReturnIsDoubleClickTableView;
 class SettingsMenu;
 
 /// The panel's controller: fills the table from the lists that it gets, handles clicks, keys and the settings

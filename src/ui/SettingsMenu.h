@@ -1,7 +1,6 @@
 #pragma once
 
 #include <QMenu>
-#include <QPointer>
 #include <cstdint>
 
 #include "ui/DisplayText.h"

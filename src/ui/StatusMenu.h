@@ -13,7 +13,6 @@
 
 namespace vorn::ui {
 
-class PanelOwner;
 class SettingsMenu;
 
 /// The status item's context menu, for hosts that offer nothing else: "Show Devices", one entry for each

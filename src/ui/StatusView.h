@@ -15,8 +15,8 @@ namespace vorn::ui {
 /// and the view is never installed. In the view form the item shows what drawRect draws. Every method asks
 /// the item for its form. Main thread only. Refers to the item weakly.
 ///
-/// A view that a status bar can host, with its painting and its press. No bar of ours hosts it, but its
-/// interface is fixed; the older tray takes its pixels from drawRect.
+/// A status bar could host this view, so it paints itself and takes presses. None of our bars does: the older
+/// tray takes its pixels from drawRect.
 class StatusView : public QWidget {
   Q_OBJECT
 
