@@ -54,17 +54,11 @@ void AppDelegate::applicationDidFinishLaunching() {
 
 void AppDelegate::makeFirmwarePoller() {
   fAppPoller = fMakers.firmwarePoller(kDriverModel, DeviceList::kReleaseChannel,
-                                      [&queues = *fDispatch, check = onMain([](AppDelegate& self) {
-                                                               self.maybeNotifyDriver();
-                                                             })] { queues.AsyncMain(check); });
+                                      OnMain(*fDispatch, fAlive, &AppDelegate::maybeNotifyDriver));
 }
 
 void AppDelegate::makeDeviceList() {
-  fDeviceList = fMakers.deviceList([&queues = *fDispatch, alive = std::weak_ptr(fAlive)](List list) {
-    queues.AsyncMain([alive, list = std::move(list)]() mutable {
-      if (const auto self = alive.lock()) (*self)->takeList(std::move(list));
-    });
-  });
+  fDeviceList = fMakers.deviceList(OnMain(*fDispatch, fAlive, &AppDelegate::takeList));
 }
 
 void AppDelegate::prepareLoginItem() {
@@ -89,12 +83,6 @@ void AppDelegate::assumeEarlierChoices() {
   if (fDefaults->StoreCondition() == UserDefaults::Condition::kUnread) return;
   fDefaults->SetBool(kNotify, notify());
   fDefaults->SetBool(kAlreadyRun, true);
-}
-
-std::function<void()> AppDelegate::onMain(std::function<void(AppDelegate&)> work) {
-  return [alive = std::weak_ptr<AppDelegate*>(fAlive), call = std::move(work)] {
-    if (const auto self = alive.lock()) call(**self);
-  };
 }
 
 void AppDelegate::takeList(List list) {
@@ -132,7 +120,7 @@ bool AppDelegate::showSwitches() {
 
 void AppDelegate::setShowSwitches(bool shown) {
   fDefaults->SetBool(kShowSwitches, shown);
-  fDispatch->AsyncMain(onMain([](AppDelegate& self) { self.updateClients(); }));
+  OnMain(*fDispatch, fAlive, &AppDelegate::updateClients)();
 }
 
 bool AppDelegate::notify() {
@@ -141,7 +129,7 @@ bool AppDelegate::notify() {
 
 void AppDelegate::setNotify(bool enabled) {
   fDefaults->SetBool(kNotify, enabled);
-  fDispatch->AsyncMain(onMain([](AppDelegate& self) { self.notifyOfKnownUpdates(); }));
+  OnMain(*fDispatch, fAlive, &AppDelegate::notifyOfKnownUpdates)();
 }
 
 void AppDelegate::notifyOfKnownUpdates() {

@@ -93,11 +93,9 @@ class AppDelegate final : public LaunchAtLogin {
   void assumeEarlierChoices();
   void takeList(List list);
   void notifyOfKnownUpdates();
-  /// `work` as a job of the main queue that does nothing after this object is destroyed.
-  std::function<void()> onMain(std::function<void(AppDelegate&)> work);
 
   const Makers fMakers;
-  std::shared_ptr<AppDelegate*> fAlive;  ///< queued jobs hold it weakly
+  std::shared_ptr<AppDelegate*> fAlive;  ///< for OnMain
   Dispatch* fDispatch = nullptr;         ///< these two are set by the start-up
   UserDefaults* fDefaults = nullptr;
   std::optional<Notification::Logic> fLogic;

@@ -1,6 +1,9 @@
 #pragma once
 
 #include <functional>
+#include <memory>
+#include <tuple>
+#include <utility>
 
 namespace vorn {
 
@@ -29,5 +32,23 @@ class Dispatch {
   /// same time. A job must end by itself, because the program's exit waits for jobs that have started.
   virtual void AsyncBackground(Priority priority, Job job) = 0;
 };
+
+/// A function for other threads: each call queues `work(owner, values...)` for the main thread. The job does
+/// nothing if the owner has dropped `alive` by then. The values are moved, and need not be copyable.
+///
+/// Any thread may call the function, and the queues must live longer than it. The owner drops `alive` on the
+/// main thread.
+template <typename Owner, typename Work>
+[[nodiscard]] auto OnMain(Dispatch& queues, const std::shared_ptr<Owner*>& alive, Work work) {
+  return [&queues, owner = std::weak_ptr(alive), work = std::move(work)](auto... values) {
+    // Shared, because jobs are copied.
+    const auto kept = std::make_shared<std::tuple<decltype(values)...>>(std::move(values)...);
+    queues.AsyncMain([owner, work, kept] {
+      const auto self = owner.lock();
+      if (!self) return;
+      std::apply([&](auto&... value) { std::invoke(work, **self, std::move(value)...); }, *kept);
+    });
+  };
+}
 
 }  // namespace vorn

@@ -43,12 +43,6 @@ VirtualEntityMenu::~VirtualEntityMenu() {
   fEntity->StopListings();  // a job may still hold the entity, and nobody waits for its answer
 }
 
-std::function<void()> VirtualEntityMenu::onMain(std::function<void(VirtualEntityMenu&)> work) {
-  return [alive = std::weak_ptr<VirtualEntityMenu*>(fAlive), call = std::move(work)] {
-    if (const auto self = alive.lock()) call(**self);
-  };
-}
-
 void VirtualEntityMenu::addTo(QMenu& menu) {
   fPlaces.push_back({&menu, std::make_unique<QAction>(QLatin1String(kTitle)), nullptr});
   ask();
@@ -63,11 +57,9 @@ void VirtualEntityMenu::removeFrom(const QMenu& menu) {
 }
 
 void VirtualEntityMenu::ask() {
-  fDispatch.AsyncBackground(Dispatch::Priority::kHigh, [&queues = fDispatch, entity = fEntity, asked = ++fNow,
-                                                        alive = std::weak_ptr(fAlive)] {
-    queues.AsyncMain([alive, asked, found = entity->EnumerateAVBInterfaces()] {
-      if (const auto self = alive.lock()) (*self)->takeAnswer(asked, found);
-    });
+  const auto answer = OnMain(fDispatch, fAlive, &VirtualEntityMenu::takeAnswer);
+  fDispatch.AsyncBackground(Dispatch::Priority::kHigh, [answer, entity = fEntity, asked = ++fNow] {
+    answer(asked, entity->EnumerateAVBInterfaces());
   });
 }
 
@@ -91,7 +83,8 @@ void VirtualEntityMenu::toggleMacVirtualEntity(const QAction& sender) {
   for (const Place& place : fPlaces) {
     if (place.submenu) showMarks(*place.submenu);
   }
-  fEntity->EnableDisableVirtualAudio(title, on, onMain([title](auto& self) { self.toolEnded(title); }));
+  const auto ended = OnMain(fDispatch, fAlive, &VirtualEntityMenu::toolEnded);
+  fEntity->EnableDisableVirtualAudio(title, on, [ended, title] { ended(title); });
 }
 
 void VirtualEntityMenu::toolEnded(const std::string& title) {

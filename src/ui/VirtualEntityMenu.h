@@ -2,7 +2,6 @@
 
 #include <QPointer>
 #include <cstdint>
-#include <functional>
 #include <map>
 #include <memory>
 #include <optional>
@@ -68,12 +67,10 @@ class VirtualEntityMenu {
   QMenu* makeSubmenu(QMenu& parent);
   void showMarks(const QMenu& submenu) const;
   static void close(Place& place);
-  /// `work` as a job of the main queue that does nothing after this object is destroyed.
-  std::function<void()> onMain(std::function<void(VirtualEntityMenu&)> work);
 
   const std::shared_ptr<MacVirtualEntity> fEntity;
   Dispatch& fDispatch;
-  std::shared_ptr<VirtualEntityMenu*> fAlive;  ///< queued jobs hold it weakly
+  std::shared_ptr<VirtualEntityMenu*> fAlive;  ///< for OnMain
   std::vector<Place> fPlaces;
   std::optional<Items> fItems;  ///< the latest answer, with the later choices; empty: no menu has the entry
   Moment fNow = 0;

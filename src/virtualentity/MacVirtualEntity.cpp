@@ -69,10 +69,9 @@ void MacVirtualEntity::StopListings() {
 void MacVirtualEntity::EnableDisableVirtualAudio(const std::string& title, bool enable,
                                                  std::function<void()> onEnd) {
   // Destroyed with the job, whether it was run, failed or was dropped.
-  const std::shared_ptr<const void> end(nullptr,
-                                        [&queues = fDispatch, onEnd = std::move(onEnd)](const void*) {
-                                          if (onEnd) queues.AsyncMain(onEnd);
-                                        });
+  const std::shared_ptr<const void> end(nullptr, [onEnd = std::move(onEnd)](const void*) {
+    if (onEnd) onEnd();
+  });
   fDispatch.AsyncBackground(Dispatch::Priority::kDefault,
                             [end, tools = fRunning, &launcher = fLauncher, tool = fTool, title, enable] {
                               const auto parts = SplitTitle(title);

@@ -59,8 +59,9 @@ class MacVirtualEntity {
   void StopListings();
 
   /// Runs the tool for the interface of an item, as a background job of default priority. Toggles run at the
-  /// same time in no fixed order and without a time limit. `onEnd`, if not empty, is called on the main
-  /// thread after the tool has ended, or if it could not run. User-interface thread; does not block.
+  /// same time in no fixed order and without a time limit. `onEnd`, if not empty, is called after the
+  /// tool has ended, or if it could not run, on the thread of the job. It must not throw. User-interface
+  /// thread; does not block.
   void EnableDisableVirtualAudio(const std::string& title, bool enable, std::function<void()> onEnd = {});
 
  private:
