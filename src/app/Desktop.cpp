@@ -85,8 +85,10 @@ NotificationCenter& Desktop::Notifications() {
         std::make_unique<FreedesktopNotificationServer>(presentation),
         Notification::Center::Options{.state = fNotificationState->Store()});
     // A release must not be on disk as announced before its notification is.
-    Settings().SetBeforeSaving([this] { return fCenter->Synchronize(); },
-                               Notification::Persistence::kKeyPrefix);
+    Settings().SetEarlier(
+        {.isSaved = [this] { return fCenter->IsSaved(); }, .save = [this] { return fCenter->Synchronize(); }},
+        Notification::Persistence::kKeyPrefix);
+    if (auto* store = fNotificationState->Store()) store->SetOnSaved([this] { Settings().SaveSoon(); });
   }
   return *fCenter;
 }

@@ -137,7 +137,7 @@ int RunStatusItem(ApplicationService& service, Desktop& desktop,
 
   const int status = QApplication::exec();
   service.release();  // a start from now on must become the program, and not ask us
-  desktop.Settings().Synchronize();
+  desktop.Settings().SaveAtEnd();
   EndProcessAfter(kTeardownLimit, status);
   return status;
 }

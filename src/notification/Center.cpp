@@ -107,6 +107,11 @@ void Center::Keep() {
   fKept.Write(fQueue.Kept(), fServer->PresentServer());
 }
 
+bool Center::IsSaved() {
+  if (fIsKeepDue) Keep();
+  return fKept.IsSaved() || !fQueue.HasUnshown();
+}
+
 bool Center::Synchronize() {
   if (fIsKeepDue) Keep();
   return fKept.Synchronize() || !fQueue.HasUnshown();

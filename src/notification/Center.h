@@ -54,8 +54,10 @@ class Center final : public vorn::NotificationCenter {
   void ForgetWaitingNotification(const std::string& subject) override;
   void ForgetWaitingNotifications() override;
 
-  /// Saves what the next start must read. Blocks for the disk. A save happens soon without this call, but
-  /// call it before saving anything that depends on it. False if a waiting notification is not on disk.
+  /// Whether every waiting notification is on disk, for the next start. The store saves it soon, so ask again
+  /// before saving anything that depends on it. Does not block.
+  [[nodiscard]] bool IsSaved();
+  /// The same, but saves first. Blocks for the disk: for the end of the program.
   [[nodiscard]] bool Synchronize();
 
  private:

@@ -34,6 +34,9 @@ class KeptNotifications {
   /// Replaces what is kept. The store saves it later, and is left alone if nothing has changed.
   void Write(const std::vector<KeptNotification>& notifications, const ServerIdentity& server);
 
+  /// Whether what was written is on disk. Does not block.
+  [[nodiscard]] bool IsSaved() const { return fState && fState->IsSaved(); }
+
   /// Makes the store save what was written. Blocks for the disk. False if it is not on disk.
   [[nodiscard]] bool Synchronize() { return fState && fState->Synchronize(); }
 

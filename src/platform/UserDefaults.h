@@ -53,9 +53,13 @@ class UserDefaults {
   /// The condition of the store when it was found, whatever was set since then.
   [[nodiscard]] virtual Condition StoreCondition() const = 0;
 
-  /// Saves what is not saved yet, and takes over what other processes saved. Blocks for the disk. False if
-  /// something remains unsaved. True means that the death of this process loses nothing. Calls are not
-  /// required, because the store saves promptly by itself.
+  /// Whether everything that was set is on disk, so that the death of this process loses nothing. Does not
+  /// block.
+  [[nodiscard]] virtual bool IsSaved() const = 0;
+
+  /// Saves what is not saved yet, and takes over what other processes saved. Blocks for the disk, and for a
+  /// moment for another process that saves: not for an event loop. False if something remains unsaved. Calls
+  /// are not required, because the store saves promptly by itself.
   virtual bool Synchronize() = 0;
 };
 

@@ -463,6 +463,50 @@ def test_a_program_killed_after_setting_settings_aside_has_had_no_first_run_eith
     assert b"notify=false\n" in desktop.settings().read_bytes()
 
 
+# --- settings that another process locks ---------------------------------------
+
+STOP_WITH_LOCK = """
+import fcntl, os, signal, sys
+lock = open(sys.argv[1], "a")
+fcntl.flock(lock, fcntl.LOCK_EX)
+os.kill(os.getpid(), signal.SIGSTOP)
+"""
+
+
+@pytest.fixture
+def holder(desktop):
+    """A process that is stopped while it has the lock of the settings."""
+    desktop.settings().parent.mkdir(parents=True)
+    command = [sys.executable, "-c", STOP_WITH_LOCK, str(desktop.settings()) + ".lock"]
+    with subprocess.Popen(command) as process:
+        os.waitid(os.P_PID, process.pid, os.WSTOPPED | os.WNOWAIT)
+        yield process
+        process.kill()
+
+
+def start_beside(desktop):
+    program = desktop.start()
+    assert eventually(desktop.is_running), desktop.console()
+    desktop.activate_action("open-page", "")  # no page; the answer comes when the start-up is over
+    return program
+
+
+def test_settings_that_a_stopped_process_locks_are_named_at_the_end(desktop, holder):
+    end(start_beside(desktop), desktop)
+    assert "Not saved in" in desktop.console()
+    assert "settings.conf (another program holds its lock): AlreadyRun\n" in desktop.console()
+    assert not desktop.settings().exists()
+
+
+def test_settings_are_saved_when_a_stopped_process_goes_on(desktop, holder):
+    program = start_beside(desktop)
+    holder.send_signal(signal.SIGCONT)
+    assert eventually(lambda: desktop.settings().exists()), desktop.console()
+    end(program, desktop)
+    assert b"AlreadyRun=true\n" in desktop.settings().read_bytes()
+    assert "Not saved" not in desktop.console()
+
+
 # --- the login item ------------------------------------------------------------
 
 

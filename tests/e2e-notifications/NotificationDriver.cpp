@@ -31,8 +31,8 @@ namespace {
 class Driver {
  public:
   Driver() {
-    fDefaults.SetBeforeSaving([this] { return fCenter.Synchronize(); },
-                              Notification::Persistence::kKeyPrefix);
+    const auto isSaved = [this] { return fCenter.Synchronize(); };
+    fDefaults.SetEarlier({.isSaved = isSaved, .save = isSaved}, Notification::Persistence::kKeyPrefix);
   }
 
   void Take(const std::string& line) {

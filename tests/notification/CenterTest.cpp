@@ -392,16 +392,23 @@ TEST_F(CenterTest, KeepsBeforeItAnswersThatItHasKept) {
   Deliver("a", "first");
   EXPECT_TRUE(fCenter->Synchronize());
   EXPECT_EQ(fState.fArrays.at("notices").size(), 6U);
+  Deliver("b", "second");
+  EXPECT_TRUE(fCenter->IsSaved());
+  EXPECT_EQ(fState.fArrays.at("notices").size(), 12U);
 }
 
 TEST_F(CenterTest, SaysThatSomethingWaitsWhichIsNotSavedUntilItIsShown) {
   fState.fCanSave = false;
+  EXPECT_TRUE(fCenter->IsSaved());
   EXPECT_TRUE(fCenter->Synchronize());
   fCenter->DeliverNotification(Titled("title"));
+  EXPECT_FALSE(fCenter->IsSaved());
   EXPECT_FALSE(fCenter->Synchronize());
   fServer->AnswerOpen(1);
-  EXPECT_FALSE(fCenter->Synchronize());  // the server may end before it answers
+  EXPECT_FALSE(fCenter->IsSaved());  // the server may end before it answers
+  EXPECT_FALSE(fCenter->Synchronize());
   fServer->AnswerOpen();
+  EXPECT_TRUE(fCenter->IsSaved());
   EXPECT_TRUE(fCenter->Synchronize());
 }
 

@@ -36,6 +36,7 @@ class FakeUserDefaults final : public UserDefaults {
     if (fOnArrayStored) fOnArrayStored();
   }
   [[nodiscard]] Condition StoreCondition() const override { return fCondition; }
+  [[nodiscard]] bool IsSaved() const override { return fCanSave; }
   bool Synchronize() override { return fCanSave; }
 
   std::map<std::string, bool> fBools;

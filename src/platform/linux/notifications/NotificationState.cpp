@@ -9,7 +9,6 @@
 #include "foundation/RunLoop.h"
 #include "platform/linux/files/UserFolders.h"
 #include "platform/linux/files/WholeFile.h"
-#include "platform/linux/settings/IniUserDefaults.h"
 
 namespace vorn {
 namespace {

@@ -5,7 +5,7 @@
 #include <memory>
 
 #include "foundation/FileDescriptor.h"
-#include "platform/UserDefaults.h"
+#include "platform/linux/settings/IniUserDefaults.h"
 
 namespace vorn {
 
@@ -30,11 +30,11 @@ class NotificationState {
                              std::chrono::milliseconds patience = kPatience);
 
   /// Null if another program has the file, until the end of this program.
-  [[nodiscard]] UserDefaults* Store() { return fStore.get(); }
+  [[nodiscard]] IniUserDefaults* Store() { return fStore.get(); }
 
  private:
   FileDescriptor fLock;
-  std::unique_ptr<UserDefaults> fStore;  ///< destroyed before the lock, because it saves at its end
+  std::unique_ptr<IniUserDefaults> fStore;  ///< destroyed before the lock, because it saves at its end
 };
 
 }  // namespace vorn

@@ -1,6 +1,7 @@
 #include "platform/linux/settings/IniDocument.h"
 
 #include <algorithm>
+#include <functional>
 #include <utility>
 
 #include "foundation/Strings.h"
@@ -11,44 +12,91 @@ namespace {
 
 constexpr std::string_view kGeneral = "[General]";
 constexpr std::string_view kByteOrderMark = "\xef\xbb\xbf";
+constexpr std::size_t kFirstSlots = 16;
 
 std::string_view WithoutBlanks(std::string_view text) {
   return Trimmed(text, kSettingsBlanks);
 }
 
+std::uint32_t HashOf(std::string_view key) {
+  return static_cast<std::uint32_t>(std::hash<std::string_view>()(key));
+}
+
+// Whether the key that is at this place of the text is `key` as a whole.
+bool IsAt(std::string_view text, std::size_t place, std::string_view key) {
+  if (text.substr(place, key.size()) != key) return false;
+  const auto rest = text.substr(place + key.size());
+  return rest.starts_with('=') || kSettingsBlanks.find(rest.front()) != std::string_view::npos;
+}
+
 }  // namespace
 
-std::optional<IniDocument> IniDocument::Parse(std::string_view text) {
-  IniDocument document;
-  if (text.starts_with(kByteOrderMark)) {
-    document.fByteOrderMark = kByteOrderMark;
-    text.remove_prefix(kByteOrderMark.size());
+std::size_t IniDocument::Keys::SlotOf(std::string_view text, std::string_view key, std::uint32_t hash) const {
+  const std::size_t mask = fSlots.size() - 1;
+  std::size_t i = hash & mask;
+  while (fSlots[i].end != 0 && (fSlots[i].hash != hash || !IsAt(text, fSlots[i].end - 1, key))) {
+    i = (i + 1) & mask;
   }
-  if (text.substr(0, text.find('\n')).ends_with('\r')) document.fLineEnd = "\r\n";
-  while (!text.empty()) {
-    const auto line = text.substr(0, text.find('\n'));
-    document.AddLine(line);
-    text.remove_prefix(std::min(line.size() + 1, text.size()));
+  return i;
+}
+
+void IniDocument::Keys::Put(std::string_view text, std::size_t place, std::size_t length) {
+  if (4 * (fCount + 1) > 3 * fSlots.size()) Grow();
+  const auto key = text.substr(place, length);
+  const auto hash = HashOf(key);
+  Slot& slot = fSlots[SlotOf(text, key, hash)];
+  if (slot.end == 0) ++fCount;
+  slot = {hash, static_cast<std::uint32_t>(place + 1)};
+}
+
+std::optional<std::size_t> IniDocument::Keys::Find(std::string_view text, std::string_view key) const {
+  if (fSlots.empty()) return {};
+  const Slot& slot = fSlots[SlotOf(text, key, HashOf(key))];
+  if (slot.end == 0) return {};
+  return slot.end - 1;
+}
+
+void IniDocument::Keys::Grow() {
+  std::vector<Slot> slots(std::max(kFirstSlots, 2 * fSlots.size()));
+  const std::size_t mask = slots.size() - 1;
+  for (const Slot& slot : fSlots) {
+    if (slot.end == 0) continue;
+    std::size_t i = slot.hash & mask;
+    while (slots[i].end != 0) i = (i + 1) & mask;
+    slots[i] = slot;
+  }
+  fSlots = std::move(slots);
+}
+
+std::optional<IniDocument> IniDocument::Parse(std::string text) {
+  if (text.size() > kMaxSize) return {};
+  IniDocument document;
+  document.fText = std::move(text);
+  const std::string_view all = document.fText;
+  if (all.starts_with(kByteOrderMark)) document.fBegin = kByteOrderMark.size();
+  if (all.substr(0, all.find('\n')).ends_with('\r')) document.fLineEnd = "\r\n";
+  document.fEndOfGeneral = document.fBegin;
+  std::size_t number = 0;
+  for (std::size_t begin = document.fBegin; begin < all.size();) {
+    const auto end = std::min(all.find('\n', begin), all.size());
+    document.AddLine(++number, begin, end);
+    begin = end + 1;
   }
   if (!document.fUnreadable.empty() && !document.IsOurs()) return {};
   return document;
 }
 
-void IniDocument::AddLine(std::string_view text) {
-  const auto content = WithoutBlanks(text);
-  Line line{std::string(text), {}};
-  const bool isReadable = ReadLine(content, line.key);
-  if (!line.key.empty()) fLineOfKey[line.key] = fLines.size();
-  fLines.push_back(std::move(line));
-  if (!isReadable) fUnreadable.push_back(fLines.size());
-  if (fIsInGeneral && !content.empty()) fEndOfGeneral = fLines.size();
+void IniDocument::AddLine(std::size_t number, std::size_t begin, std::size_t end) {
+  const auto content = WithoutBlanks(std::string_view(fText).substr(begin, end - begin));
+  if (!ReadLine(content)) fUnreadable.push_back(number);
+  if (fIsInGeneral && !content.empty()) fEndOfGeneral = std::min(end + 1, fText.size());
 }
 
-bool IniDocument::ReadLine(std::string_view content, std::string& key) {
+bool IniDocument::ReadLine(std::string_view content) {
   if (content.empty()) return true;
   if (content.find('\0') != std::string_view::npos) return false;
   if (content.front() == '[') return ReadGroup(content);
-  return content.front() == ';' || content.front() == '#' || ReadEntry(content, key);
+  return content.front() == ';' || content.front() == '#' || ReadEntry(content);
 }
 
 bool IniDocument::ReadGroup(std::string_view content) {
@@ -59,49 +107,73 @@ bool IniDocument::ReadGroup(std::string_view content) {
   return isClosed;
 }
 
-bool IniDocument::ReadEntry(std::string_view content, std::string& key) const {
+bool IniDocument::ReadEntry(std::string_view content) {
   const auto equals = content.find('=');
   if (equals == std::string_view::npos) return false;
-  std::string spelled(WithoutBlanks(content.substr(0, equals)));
-  if (!fIsInGeneral || !DecodeSettingsKey(spelled)) return true;
-  if (!DecodeSettingsValue(content.substr(equals + 1))) return false;
-  key = std::move(spelled);
+  const auto key = WithoutBlanks(content.substr(0, equals));
+  if (!fIsInGeneral || !IsSettingsKey(key)) return true;
+  if (!IsSettingsValue(content.substr(equals + 1))) return false;
+  fKeys.Put(fText, static_cast<std::size_t>(key.data() - fText.data()), key.size());
   return true;
 }
 
-IniDocument::Values IniDocument::ReadAll() const {
-  Values values;
-  values.reserve(fLineOfKey.size());
-  for (const auto& [spelled, index] : fLineOfKey) {
-    const std::string_view line = fLines[index].text;
-    values[*DecodeSettingsKey(spelled)] = *DecodeSettingsValue(line.substr(line.find('=') + 1));
-  }
-  return values;
+std::optional<IniDocument::Value> IniDocument::Find(const std::string& key) const {
+  const auto place = fKeys.Find(fText, EncodeSettingsKey(key));
+  if (!place) return {};
+  auto line = std::string_view(fText).substr(*place);
+  line = line.substr(0, line.find('\n'));
+  return DecodeSettingsValue(line.substr(line.find('=') + 1));
 }
 
-void IniDocument::Set(const std::string& key, const Value& value) {
-  const std::string spelled = EncodeSettingsKey(key);
-  std::string text = spelled + "=" + EncodeSettingsValue(value);
-  text += fLineEnd.substr(0, fLineEnd.size() - 1);
-  const auto found = fLineOfKey.find(spelled);
-  if (found != fLineOfKey.end()) {
-    fLines[found->second].text = std::move(text);
-    return;
+/// Lines in the place of others.
+struct IniDocument::Edit {
+  std::size_t begin;
+  std::size_t end;  ///< the same: nothing is replaced
+  std::string lines;
+};
+
+// In the order of their places.
+std::vector<IniDocument::Edit> IniDocument::EditsFor(const Changes& changes) const {
+  std::vector<Edit> edits;
+  Edit added{fEndOfGeneral, fEndOfGeneral, {}};
+  for (const auto& [key, value] : changes) {
+    const auto spelled = EncodeSettingsKey(key);
+    const auto line = (spelled + "=" + EncodeSettingsValue(value)).append(fLineEnd);
+    if (const auto place = fKeys.Find(fText, spelled)) {
+      const auto begin = std::max(fBegin, fText.rfind('\n', *place) + 1);  // npos + 1 is 0
+      const auto end = std::min(fText.find('\n', *place), fText.size() - 1) + 1;
+      edits.push_back({begin, end, line});
+    } else {
+      added.lines += line;
+    }
   }
-  const auto [added, isNew] = fAddedOfKey.try_emplace(spelled, fAdded.size());
-  if (isNew) fAdded.emplace_back();
-  fAdded[added->second] = {std::move(text), spelled};
+  if (!added.lines.empty() && !IsOurs()) {
+    added.begin = added.end = fBegin;
+    added.lines.insert(0, std::string(kGeneral).append(fLineEnd));
+  }
+  if (!added.lines.empty()) edits.push_back(std::move(added));
+  std::sort(edits.begin(), edits.end(), [](const Edit& a, const Edit& b) { return a.begin < b.begin; });
+  return edits;
 }
 
-std::string IniDocument::Text() const {
-  std::string text(fByteOrderMark);
-  const auto append = [&text](std::string_view line) { text.append(line).append("\n"); };
-  const bool needsGeneral = !IsOurs() && !fAdded.empty();
-  const std::size_t end = needsGeneral ? 0 : fEndOfGeneral;
-  for (std::size_t i = 0; i < end; ++i) append(fLines[i].text);
-  if (needsGeneral) text.append(kGeneral).append(fLineEnd);
-  for (const auto& line : fAdded) append(line.text);
-  for (std::size_t i = end; i < fLines.size(); ++i) append(fLines[i].text);
+std::string IniDocument::With(const Changes& changes) const {
+  const auto edits = EditsFor(changes);
+  std::size_t size = fText.size() + 2;
+  for (const auto& edit : edits) size += edit.lines.size();
+  std::string text;
+  text.reserve(size);
+  const auto endLine = [&] {
+    if (text.size() > fBegin && text.back() != '\n') text += '\n';
+  };
+  std::size_t taken = 0;
+  for (const auto& edit : edits) {
+    text.append(fText, taken, edit.begin - taken);
+    endLine();
+    text += edit.lines;
+    taken = edit.end;
+  }
+  text.append(fText, taken);
+  endLine();
   return text;
 }
 

@@ -1,15 +1,17 @@
 #pragma once
 
+#include <cstddef>
+#include <cstdint>
+#include <map>
 #include <optional>
 #include <string>
 #include <string_view>
-#include <unordered_map>
 #include <vector>
 
 namespace vorn {
 
-/// An INI text, kept line by line. What is not ours stays unchanged in its place: comments, other groups,
-/// keys that SettingsText.h never spells.
+/// An INI text. What is not ours stays unchanged in its place: comments, other groups, keys that
+/// SettingsText.h never spells.
 ///
 /// An unreadable line is skipped and stays too. A line is unreadable if it contains a NUL, or if it is
 /// neither blank, comment, group nor "key=value", or if it is ours and its quotes are wrong. A group without
@@ -19,49 +21,82 @@ namespace vorn {
 /// Ours are the "key=value" lines of the group [General] (or before any group), with keys and values spelled
 /// as in SettingsText.h.
 ///
-/// @threadsafety One object, one thread.
+/// The file may grow large, so the values stay in the text: beside it, there are eight to twenty bytes for
+/// each key.
+///
+/// @threadsafety Any thread may read. Nothing changes after Parse.
 class IniDocument {
  public:
   using Value = std::vector<std::string>;
-  using Values = std::unordered_map<std::string, Value>;
+  using Changes = std::map<std::string, Value>;
+
+  /// The longest text that is parsed. A longer one is not ours.
+  static constexpr std::size_t kMaxSize = std::size_t{64} << 20U;
+
+  /// An empty text.
+  IniDocument() = default;
+  IniDocument(IniDocument&&) = default;
+  IniDocument& operator=(IniDocument&&) = default;
+  IniDocument(const IniDocument&) = delete;
+  IniDocument& operator=(const IniDocument&) = delete;
+  ~IniDocument() = default;
 
   /// Empty if the text is not ours: it has unreadable lines, and neither [General] nor a value in it.
-  [[nodiscard]] static std::optional<IniDocument> Parse(std::string_view text);
+  [[nodiscard]] static std::optional<IniDocument> Parse(std::string text);
 
-  /// The values under their real keys. If several lines have one key, the last one counts.
-  [[nodiscard]] Values ReadAll() const;
+  /// The value of the real key, if there is one. If several lines have one key, the last one counts.
+  [[nodiscard]] std::optional<Value> Find(const std::string& key) const;
+
+  [[nodiscard]] bool HasValues() const { return fKeys.Count() > 0; }
 
   /// The numbers of the unreadable lines, counted from 1.
   [[nodiscard]] const std::vector<std::size_t>& UnreadableLines() const { return fUnreadable; }
 
-  /// Replaces the key's line, or adds one at the end of [General].
-  void Set(const std::string& key, const Value& value);
+  [[nodiscard]] const std::string& Text() const { return fText; }
 
-  [[nodiscard]] std::string Text() const;
+  /// The text with these values: each one replaces its key's line, or is added at the end of [General].
+  [[nodiscard]] std::string With(const Changes& changes) const;
 
  private:
-  struct Line {
-    std::string text;  ///< without its end
-    std::string key;   ///< the spelled key if the line is ours, otherwise empty
+  /// The places of keys in the text. A hash table that does not contain the keys themselves.
+  class Keys {
+   public:
+    /// Adds the key that is at `place`, or moves it there.
+    void Put(std::string_view text, std::size_t place, std::size_t length);
+    [[nodiscard]] std::optional<std::size_t> Find(std::string_view text, std::string_view key) const;
+    [[nodiscard]] std::size_t Count() const { return fCount; }
+
+   private:
+    struct Slot {
+      std::uint32_t hash = 0;
+      std::uint32_t end = 0;  ///< the place after the key's first byte; 0: the slot is free
+    };
+
+    [[nodiscard]] std::size_t SlotOf(std::string_view text, std::string_view key, std::uint32_t hash) const;
+    void Grow();
+
+    std::vector<Slot> fSlots;  ///< a power of two, or none
+    std::size_t fCount = 0;
   };
 
-  void AddLine(std::string_view text);
-  /// Whether the line can be read. Sets `key` if it is ours.
-  [[nodiscard]] bool ReadLine(std::string_view content, std::string& key);
-  [[nodiscard]] bool ReadGroup(std::string_view content);
-  [[nodiscard]] bool ReadEntry(std::string_view content, std::string& key) const;
-  [[nodiscard]] bool IsOurs() const { return fHasGeneral || !fLineOfKey.empty(); }
+  struct Edit;
 
-  std::string_view fByteOrderMark;  ///< the bytes before the first line
-  std::string_view fLineEnd = "\n";
-  std::vector<Line> fLines;
+  void AddLine(std::size_t number, std::size_t begin, std::size_t end);
+  /// Whether the line can be read.
+  [[nodiscard]] bool ReadLine(std::string_view content);
+  [[nodiscard]] bool ReadGroup(std::string_view content);
+  [[nodiscard]] bool ReadEntry(std::string_view content);
+  [[nodiscard]] bool IsOurs() const { return fHasGeneral || HasValues(); }
+  [[nodiscard]] std::vector<Edit> EditsFor(const Changes& changes) const;
+
+  std::string fText;
+  Keys fKeys;
   std::vector<std::size_t> fUnreadable;
-  std::unordered_map<std::string, std::size_t> fLineOfKey;  ///< by spelled key, index in fLines
-  bool fIsInGeneral = true;                                 ///< while parsing
+  std::size_t fBegin = 0;         ///< of the first line, after a byte-order mark
+  std::size_t fEndOfGeneral = 0;  ///< after the last line of [General] that is not blank
+  std::string_view fLineEnd = "\n";
+  bool fIsInGeneral = true;  ///< while parsing
   bool fHasGeneral = false;
-  std::vector<Line> fAdded;  ///< for the end of [General]
-  std::unordered_map<std::string, std::size_t> fAddedOfKey;
-  std::size_t fEndOfGeneral = 0;  ///< index in fLines after the last line of [General] that is not blank
 };
 
 }  // namespace vorn

@@ -1,18 +1,28 @@
 #include "platform/linux/settings/IniUserDefaults.h"
 
 #include <algorithm>
-#include <unordered_map>
+#include <map>
+#include <set>
 #include <utility>
+#include <vector>
 
 #include "foundation/Console.h"
 #include "foundation/RunLoopTimer.h"
 #include "foundation/Strings.h"
 #include "platform/linux/dispatch/GuardedJob.h"
 #include "platform/linux/files/UserFolders.h"
+#include "platform/linux/settings/SavingThread.h"
 #include "platform/linux/settings/SettingsFile.h"
 
 namespace vorn {
 namespace {
+
+using namespace std::chrono_literals;
+using Outcome = SettingsFile::Outcome;
+
+constexpr auto kLockPatience = 200ms;  // of a caller who waits for the save
+constexpr int kBusyPauses = 5;         // before the console says so: others have the lock for a moment
+constexpr std::size_t kMaxKeysNamed = 10;
 
 std::optional<bool> ToBool(const std::string& text) {
   for (const char* word : {"true", "yes", "on", "1"}) {
@@ -29,7 +39,7 @@ double Seconds(std::chrono::milliseconds duration) {
 }
 
 // A handwritten text without quotes that contains a comma reads as an array.
-std::string JoinedText(const SettingsFile::Value& value) {
+std::string JoinedText(const IniDocument::Value& value) {
   std::string text = value.front();
   for (std::size_t i = 1; i < value.size(); ++i) text += "," + value[i];
   return text;
@@ -42,68 +52,111 @@ class IniUserDefaults::Impl {
   Impl(std::filesystem::path path, Timing timing, SettingsFile::Access access,
        const std::shared_ptr<RunLoop>& loop)
       : fTiming(timing), fFile(std::move(path), access) {
-    if (loop) fTimer.emplace(loop, kNever, [this] { RunGuarded([this] { Synchronize(); }); });
-    Synchronize();
+    if (loop) {
+      fTimer.emplace(loop, kNever, [this] { RunGuarded([this] { Save(); }); });
+      fThread.emplace(loop, [this] { RunGuarded([this] { Finish(); }); });
+    }
+    Synchronize(loop ? 0ms : kLockPatience);
   }
 
-  [[nodiscard]] const SettingsFile::Value* Find(const std::string& key) const {
-    const auto found = fValues.find(key);
-    return found == fValues.end() || found->second.empty() ? nullptr : &found->second;
+  /// An array without elements reads as nothing.
+  [[nodiscard]] std::optional<IniDocument::Value> Find(const std::string& key) const {
+    const auto unsaved = fUnsaved.find(key);
+    auto value = unsaved != fUnsaved.end() ? unsaved->second : fDocument->Find(key);
+    if (value && value->empty()) value.reset();
+    return value;
   }
 
-  void Set(const std::string& key, SettingsFile::Value value) {
-    // Do not compare with fValues: the file may have another value by now.
+  void Set(const std::string& key, IniDocument::Value value) {
+    // Do not compare with the document: the file may have another value by now.
     const auto unsaved = fUnsaved.find(key);
     if (unsaved != fUnsaved.end() && unsaved->second == value) return;
-    fUnsaved[key] = value;
-    fValues[key] = std::move(value);
+    fUnsaved[key] = std::move(value);
     SaveSoon();
   }
 
-  bool Synchronize() {
-    SetDue(kNever);
-    const auto changes = ChangesToSave();
-    const bool isSaving = !changes.empty();
-    if (isSaving) fLastSave = AbsoluteTimeGetCurrent();
-    const auto outcome = fFile.Synchronize(changes, fValues);
-    for (const auto& [key, value] : fUnsaved) fValues[key] = value;
-    if (outcome == SettingsFile::Outcome::kSaved) {
-      std::erase_if(fUnsaved, [&changes](const auto& change) { return changes.contains(change.first); });
-      TellSuccess(isSaving);
-      if (fUnsaved.empty()) return true;
+  void SaveSoon() {
+    if (fUnsaved.empty()) return;
+    if (!fTimer) {
+      Synchronize(kLockPatience);
+    } else if (fThread->IsRunning()) {
+      fIsAgainDue = true;
+    } else {
+      SetDue(std::min(fDue, fLastSave + Seconds(fTiming.pause)));
     }
-    if (outcome == SettingsFile::Outcome::kFailed) TellFailure();
-    const auto wait = outcome == SettingsFile::Outcome::kBusy ? fTiming.pause : fTiming.retryAfter;
-    SetDue(AbsoluteTimeGetCurrent() + Seconds(wait));
-    return false;
   }
 
-  [[nodiscard]] Condition StoreCondition() const { return fFile.FileCondition(); }
+  bool Synchronize(std::chrono::milliseconds patience) {
+    if (fThread && fThread->Await()) TakeOver();
+    fIsAgainDue = false;
+    Prepare(fEarlier.save);
+    fOutcome = fFile.Synchronize(fSaving, patience);
+    return TakeOver();
+  }
 
-  std::unordered_map<std::string, bool> fRegisteredBools;
-  std::function<bool()> fBeforeSaving;
-  std::string fHeldPrefix;  ///< the keys that are not saved while it answers false
+  void SaveAtEnd() {
+    if (Synchronize(fNamed.empty() ? fTiming.atEnd : 0ms)) return;
+    std::vector<std::string> lost;
+    for (const auto& [key, value] : fUnsaved) {
+      if (fNamed.insert(key).second) lost.push_back(Excerpt(key));
+    }
+    if (!lost.empty()) TellLost(lost);
+  }
+
+  [[nodiscard]] bool IsSaved() const { return fUnsaved.empty(); }
+  [[nodiscard]] Condition StoreCondition() const { return fCondition; }
+
+  std::map<std::string, bool> fRegisteredBools;
+  Earlier fEarlier;
+  std::string fHeldPrefix;  ///< the keys that are not saved before the earlier store
+  std::function<void()> fOnSaved;
 
  private:
-  void SaveSoon() {
-    if (fTimer) {
-      SetDue(std::min(fDue, fLastSave + Seconds(fTiming.pause)));
-    } else {
-      Synchronize();
+  void Save() {
+    if (fThread->IsRunning()) return;
+    Prepare(fEarlier.isSaved);
+    fThread->Start([this] { fOutcome = fFile.Synchronize(fSaving, 0ms); });
+  }
+
+  void Finish() {
+    const bool isSaved = TakeOver();
+    if (std::exchange(fIsAgainDue, false)) SaveSoon();
+    if (isSaved && fOnSaved) fOnSaved();
+  }
+
+  void Prepare(const std::function<bool()>& isEarlierSaved) {
+    SetDue(kNever);
+    fSaving = fUnsaved;
+    if (isEarlierSaved && !isEarlierSaved()) {
+      std::erase_if(fSaving, [this](const auto& change) { return change.first.starts_with(fHeldPrefix); });
     }
+    if (!fSaving.empty()) fLastSave = AbsoluteTimeGetCurrent();
+  }
+
+  // The result of a save. Whether nothing is unsaved.
+  bool TakeOver() {
+    fDocument = fFile.Document();
+    fCondition = fFile.FileCondition();
+    const auto now = AbsoluteTimeGetCurrent();
+    fBusySince = fOutcome == Outcome::kBusy ? std::min(fBusySince, now) : kNever;
+    const bool isBusy = fOutcome == Outcome::kBusy && now - fBusySince < kBusyPauses * Seconds(fTiming.pause);
+    if (fOutcome == Outcome::kSaved) {
+      std::erase_if(fUnsaved, [this](const auto& change) {
+        const auto saved = fSaving.find(change.first);
+        return saved != fSaving.end() && saved->second == change.second;
+      });
+      TellSuccess(!fSaving.empty());
+      if (fUnsaved.empty()) return true;
+    } else if (!isBusy) {
+      TellFailure();
+    }
+    SetDue(std::min(fDue, now + Seconds(isBusy ? fTiming.pause : fTiming.retryAfter)));
+    return false;
   }
 
   void SetDue(AbsoluteTime date) {
     if (std::exchange(fDue, date) == date) return;
     if (fTimer) fTimer->SetNextFireDate(date);
-  }
-
-  [[nodiscard]] SettingsFile::Values ChangesToSave() const {
-    auto changes = fUnsaved;
-    if (fBeforeSaving && !fBeforeSaving()) {
-      std::erase_if(changes, [this](const auto& change) { return change.first.starts_with(fHeldPrefix); });
-    }
-    return changes;
   }
 
   void TellSuccess(bool isSaving) {
@@ -119,14 +172,33 @@ class IniUserDefaults::Impl {
         (isSaving ? "); changes are kept in memory until it works" : "); it counts as empty until it works"));
   }
 
+  void TellLost(const std::vector<std::string>& keys) {
+    fFailureTold = true;  // a later success must be told too
+    const auto& failure = fFile.Failure();
+    std::string text = "Not saved in " + fFile.Path().string() + " (" +
+                       (failure.empty() ? "another file must be saved before" : failure) +
+                       "): " + keys.front();
+    const auto count = std::min(keys.size(), kMaxKeysNamed);
+    for (std::size_t i = 1; i < count; ++i) text += ", " + keys[i];
+    if (count < keys.size()) text += " and " + std::to_string(keys.size() - count) + " more";
+    WriteToConsole(text);
+  }
+
   Timing fTiming;
-  SettingsFile fFile;
-  SettingsFile::Values fValues;        ///< what is read: the file's values under the unsaved ones
-  SettingsFile::Values fUnsaved;       ///< changes that the file does not have yet
-  AbsoluteTime fLastSave = 0;          ///< long ago, so that the first change need not wait
-  AbsoluteTime fDue = kNever;          ///< of the next save
-  bool fFailureTold = false;           ///< until the next success
-  std::optional<RunLoopTimer> fTimer;  ///< last: saves when a save is due; none without a run loop
+  SettingsFile fFile;             ///< while fThread runs, only it may use this and the next two
+  SettingsFile::Changes fSaving;  ///< the changes that are, or were last, to be saved
+  Outcome fOutcome = Outcome::kFailed;
+  std::shared_ptr<const IniDocument> fDocument;  ///< the file as it was after the last save
+  Condition fCondition = Condition::kUnread;     ///< the same
+  SettingsFile::Changes fUnsaved;                ///< changes that the file does not have yet
+  std::set<std::string> fNamed;                  ///< the keys that the console has named as not saved
+  AbsoluteTime fLastSave = 0;                    ///< long ago, so that the first change need not wait
+  AbsoluteTime fDue = kNever;                    ///< of the next save
+  bool fIsAgainDue = false;                      ///< after the save that runs
+  AbsoluteTime fBusySince = kNever;              ///< the first of the last tries, if all met a held lock
+  bool fFailureTold = false;                     ///< until the next success
+  std::optional<RunLoopTimer> fTimer;            ///< saves when a save is due; none without a run loop
+  std::optional<SavingThread> fThread;           ///< last, because it uses the above; none without a run loop
 };
 
 std::filesystem::path UserSettingsPath() {
@@ -148,7 +220,7 @@ IniUserDefaults IniUserDefaults::ReadOnly(const std::filesystem::path& path) {
 }
 
 IniUserDefaults::~IniUserDefaults() {
-  RunGuarded([this] { fImpl->Synchronize(); });
+  RunGuarded([this] { fImpl->SaveAtEnd(); });
 }
 
 void IniUserDefaults::RegisterBool(const std::string& key, bool value) {
@@ -156,7 +228,7 @@ void IniUserDefaults::RegisterBool(const std::string& key, bool value) {
 }
 
 bool IniUserDefaults::GetBool(const std::string& key) const {
-  if (const auto* value = fImpl->Find(key)) {
+  if (const auto value = fImpl->Find(key)) {
     if (const auto stored = ToBool(value->front())) return *stored;
   }
   const auto registered = fImpl->fRegisteredBools.find(key);
@@ -164,15 +236,13 @@ bool IniUserDefaults::GetBool(const std::string& key) const {
 }
 
 std::optional<std::string> IniUserDefaults::GetString(const std::string& key) const {
-  const auto* value = fImpl->Find(key);
+  const auto value = fImpl->Find(key);
   if (!value) return {};
   return JoinedText(*value);
 }
 
 std::optional<std::vector<std::string>> IniUserDefaults::GetStringArray(const std::string& key) const {
-  const auto* value = fImpl->Find(key);
-  if (!value) return {};
-  return *value;
+  return fImpl->Find(key);
 }
 
 void IniUserDefaults::SetBool(const std::string& key, bool value) {
@@ -191,13 +261,29 @@ UserDefaults::Condition IniUserDefaults::StoreCondition() const {
   return fImpl->StoreCondition();
 }
 
-bool IniUserDefaults::Synchronize() {
-  return fImpl->Synchronize();
+bool IniUserDefaults::IsSaved() const {
+  return fImpl->IsSaved();
 }
 
-void IniUserDefaults::SetBeforeSaving(std::function<bool()> call, std::string keyPrefix) {
-  fImpl->fBeforeSaving = std::move(call);
+bool IniUserDefaults::Synchronize() {
+  return fImpl->Synchronize(kLockPatience);
+}
+
+void IniUserDefaults::SaveAtEnd() {
+  fImpl->SaveAtEnd();
+}
+
+void IniUserDefaults::SetEarlier(Earlier earlier, std::string keyPrefix) {
+  fImpl->fEarlier = std::move(earlier);
   fImpl->fHeldPrefix = std::move(keyPrefix);
+}
+
+void IniUserDefaults::SetOnSaved(std::function<void()> call) {
+  fImpl->fOnSaved = std::move(call);
+}
+
+void IniUserDefaults::SaveSoon() {
+  fImpl->SaveSoon();
 }
 
 }  // namespace vorn

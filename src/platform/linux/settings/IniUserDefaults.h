@@ -19,15 +19,17 @@ namespace vorn {
 
 /// User defaults in an INI file (SettingsFile.h). Memory holds the whole file.
 ///
-/// With a run loop, a change is saved at the loop's next turn, but at most once in `pause`, and a failed save
-/// is repeated after `retryAfter`. Without one, a change is saved at once. In both cases unsaved changes are
-/// tried again at the next change and at the end. Values from other processes are seen after the next save or
-/// Synchronize.
+/// With a run loop, a change is saved from the loop's next turn on, but at most once in `pause`, and a failed
+/// save is repeated after `retryAfter`. The saving has a thread of its own, so the loop never waits for the
+/// disk or for another process's lock. Without a run loop, a change is saved at once, inside the call. In
+/// both cases unsaved changes are tried again at the next change and at the end. Values from other processes
+/// are seen after the next save or Synchronize.
 class IniUserDefaults final : public UserDefaults {
  public:
   struct Timing {
     std::chrono::milliseconds pause{1000};
     std::chrono::milliseconds retryAfter{30000};
+    std::chrono::milliseconds atEnd{300};  ///< how long the last save waits for another process's lock
   };
 
   /// Saves each change at once. Reads the file. A missing file counts as an empty one, and the first change
@@ -59,12 +61,29 @@ class IniUserDefaults final : public UserDefaults {
 
   [[nodiscard]] Condition StoreCondition() const override;
 
+  [[nodiscard]] bool IsSaved() const override;
   bool Synchronize() override;
 
-  /// Called before anything is saved, for data that another store must have on disk before this one. While it
-  /// answers false, changes of the keys that begin with `keyPrefix` are not saved, and they are tried again
-  /// like other failed saves. It may block for the disk. It must not set values here.
-  void SetBeforeSaving(std::function<bool()> call, std::string keyPrefix);
+  /// The last save of the program. Blocks for the disk, and `atEnd` at most for another process's lock. The
+  /// console names the keys that could not be saved. The destructor does the same once more, and names only
+  /// keys that were not named before.
+  void SaveAtEnd();
+
+  /// Another store that must be on disk before this one.
+  struct Earlier {
+    std::function<bool()> isSaved;  ///< whether it is on disk; must not block
+    std::function<bool()> save;     ///< the same, but saves it first and may block
+  };
+
+  /// While the earlier store is not on disk, changes of the keys that begin with `keyPrefix` are not saved,
+  /// and they are tried again like other failed saves, or at SaveSoon. Neither function may set values here.
+  void SetEarlier(Earlier earlier, std::string keyPrefix);
+
+  /// Called from the run loop after each save that has left nothing unsaved.
+  void SetOnSaved(std::function<void()> call);
+
+  /// Tries again what is not saved yet. Does not block if there is a run loop.
+  void SaveSoon();
 
  private:
   class Impl;

@@ -2,9 +2,11 @@
 
 #include <sys/types.h>
 
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <filesystem>
+#include <memory>
 #include <optional>
 #include <string>
 
@@ -21,25 +23,24 @@ namespace vorn {
 /// read (nothing of ours in it, larger than kMaxSize, no regular file, or not readable by its folder's
 /// owner), it is renamed to "<name>.damaged-<n>", with a message on the console, and counts as empty. If the
 /// failure says nothing about the file (no descriptor left, a fault of the disk), the file stays in its
-/// place.
+/// place. A file that is nearly full is reported on the console once.
 ///
 /// We use our own store on purpose. QSettings, the obvious choice, replaced the file by its first part,
 /// without an error, when the disk filled up during a write. A killed writer left stray files and delayed the
 /// next one by 0.1 s or more.
 ///
-/// @threadsafety The main thread only; every call blocks for the disk.
+/// @threadsafety One thread at a time. Synchronize blocks for the disk.
 class SettingsFile {
  public:
-  using Value = IniDocument::Value;
-  using Values = IniDocument::Values;
+  using Changes = IniDocument::Changes;
   using Condition = UserDefaults::Condition;
 
-  static constexpr std::size_t kMaxSize = std::size_t{64}
-                                          << 20U;  ///< about 100,000 records; a larger file is not ours
+  static constexpr std::size_t kMaxSize = IniDocument::kMaxSize;  ///< a larger file is not ours
+  static constexpr std::size_t kNearlyFull = kMaxSize / 4 * 3;
 
   enum class Outcome {
     kSaved,   ///< the file has every change
-    kBusy,    ///< another process has the lock: try again soon
+    kBusy,    ///< another process has the lock: keep the changes and try again soon
     kFailed,  ///< not usable (Failure() gives the reason): keep the changes and try again later
   };
 
@@ -51,12 +52,13 @@ class SettingsFile {
 
   explicit SettingsFile(std::filesystem::path path, Access access = Access::kReadWrite);
 
-  /// Writes `changes` into the file. If others have changed the file since the last call (or it was never
-  /// read), `values` is replaced by their values, without `changes`. Otherwise, and unless the result is
-  /// kSaved, `values` stays as it was. Without changes it only reads. A file that has all changes already is
-  /// not written. A change that would make the file larger than kMaxSize fails. Waits at most a fraction of a
-  /// second for another process's lock.
-  [[nodiscard]] Outcome Synchronize(const Values& changes, Values& values);
+  /// Writes `changes` into the file, or only reads it if there are none. A file that has all changes already
+  /// is not written. A change that would make the file larger than kMaxSize fails. Waits so long for another
+  /// process's lock.
+  [[nodiscard]] Outcome Synchronize(const Changes& changes, std::chrono::milliseconds patience) noexcept;
+
+  /// The file as it was last read or written. Never null, and never changed later: other threads may read it.
+  [[nodiscard]] std::shared_ptr<const IniDocument> Document() const { return fDocument; }
 
   /// The result of the last successful read. A file without any value counts as damaged. A missing file
   /// beside a renamed one counts as damaged too, because its successor may never have been written.
@@ -84,28 +86,28 @@ class SettingsFile {
   };
 
   [[nodiscard]] Stamp CurrentStamp() const;
-  [[nodiscard]] Outcome Read(Values& values);
-  [[nodiscard]] Outcome Write(const Values& changes, Values& values);
-  [[nodiscard]] Loading Load(Values& values);
-  [[nodiscard]] bool LoadOrSetAside(Values& values);
-  void Take(IniDocument document, std::string content, Values& values);
-  void TakeNothing(Values& values);
+  [[nodiscard]] Outcome Read(std::chrono::milliseconds patience);
+  [[nodiscard]] Outcome Write(const Changes& changes, std::chrono::milliseconds patience);
+  [[nodiscard]] Loading Load();
+  [[nodiscard]] bool LoadOrSetAside();
+  void Take(IniDocument document);
+  void TakeNothing();
   void TellUnreadableLines();
+  void TellNearlyFull();
   [[nodiscard]] std::string AsideName(int n) const;
   [[nodiscard]] bool SetAside();
-  [[nodiscard]] Outcome Lock(FileDescriptor& lock);
-  [[nodiscard]] bool Replace(const std::string& content);
+  [[nodiscard]] Outcome Lock(FileDescriptor& lock, std::chrono::milliseconds patience);
+  [[nodiscard]] bool Replace(std::string content);
   [[nodiscard]] std::string Unusable() const;
   bool Fail(const std::string& reason);
 
   const std::filesystem::path fPath;
   const Access fAccess;
-  std::optional<Stamp> fSeen;  ///< the file that fContent was read from
-  bool fIsLoaded = false;
-  std::string fContent;   ///< the file as last read or written; avoids parsing what did not change
-  IniDocument fDocument;  ///< of fContent
+  std::optional<Stamp> fSeen;  ///< the file that fDocument was read from
+  std::shared_ptr<const IniDocument> fDocument = std::make_shared<IniDocument>();
   Condition fCondition = Condition::kUnread;
   bool fUnreadableTold = false;  ///< until a file without such lines is read
+  bool fNearlyFullTold = false;
   std::string fFailure;
 };
 

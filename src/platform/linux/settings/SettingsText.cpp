@@ -135,22 +135,19 @@ std::string EncodeSettingsKey(const std::string& key) {
   return text;
 }
 
-std::optional<std::string> DecodeSettingsKey(const std::string& text) {
-  std::string key;
-  for (std::size_t i = 0; text != "." && i < text.size(); ++i) {
-    if (IsPlain(text[i])) {
-      key += text[i];
-      continue;
-    }
-    if (text[i] != '.' || i + 2 >= text.size()) return {};
-    const int high = HexValue(text[i + 1]);
-    const int low = HexValue(text[i + 2]);
-    if (high < 0 || low < 0) return {};
-    key += static_cast<char>(high * 16 + low);
+bool IsSettingsKey(std::string_view text) {
+  constexpr std::string_view kDigits = kCapitalHexDigits;
+  if (text == ".") return true;
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    if (IsPlain(text[i])) continue;
+    if (text[i] != '.' || i + 2 >= text.size()) return false;
+    const auto high = kDigits.find(text[i + 1]);
+    const auto low = kDigits.find(text[i + 2]);
+    if (high == std::string_view::npos || low == std::string_view::npos) return false;
+    if (IsPlain(static_cast<char>(high * 16 + low))) return false;  // would need no escape
     i += 2;
   }
-  if (EncodeSettingsKey(key) != text) return {};  // an unneeded escape: not our spelling
-  return key;
+  return !text.empty();
 }
 
 std::string EncodeSettingsValue(const std::vector<std::string>& value) {
@@ -170,6 +167,10 @@ std::string EncodeSettingsValue(const std::vector<std::string>& value) {
 
 std::optional<std::vector<std::string>> DecodeSettingsValue(std::string_view text) {
   return ValueReader(text).Read();
+}
+
+bool IsSettingsValue(std::string_view text) {
+  return text.find('"') == std::string_view::npos || ValueReader(text).Read();
 }
 
 }  // namespace vorn

@@ -18,8 +18,8 @@ inline constexpr std::string_view kSettingsBlanks = " \t\r";
 /// an INI reader, and different keys have different results.
 [[nodiscard]] std::string EncodeSettingsKey(const std::string& key);
 
-/// The key that EncodeSettingsKey turned into `text`; empty if there is no such key.
-[[nodiscard]] std::optional<std::string> DecodeSettingsKey(const std::string& text);
+/// Whether there is a key that EncodeSettingsKey spells like this.
+[[nodiscard]] bool IsSettingsKey(std::string_view text);
 
 /// The texts of a value, separated by commas. A text stands as it is where that
 /// is unmistakable, else in double quotes with \\ \" \n \r \t and \xHH. An
@@ -28,5 +28,8 @@ inline constexpr std::string_view kSettingsBlanks = " \t\r";
 
 /// The texts in a value, without the blanks around each. Empty if its quotes or escapes are wrong.
 [[nodiscard]] std::optional<std::vector<std::string>> DecodeSettingsValue(std::string_view text);
+
+/// Whether the texts can be read. Faster than reading them, because only quotes and escapes can be wrong.
+[[nodiscard]] bool IsSettingsValue(std::string_view text);
 
 }  // namespace vorn

@@ -2,11 +2,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <signal.h>
-#include <spawn.h>
 #include <sys/file.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <fstream>
@@ -16,16 +14,19 @@
 #include "foundation/FileDescriptor.h"
 #include "platform/linux/settings/IniUserDefaults.h"
 #include "platform/linux/settings/SettingsFile.h"
+#include "tests/platform/linux/settings/Writer.h"
 #include "tests/support/ScopedEnvironment.h"
 #include "tests/support/TemporaryFolder.h"
 
 namespace vorn {
 namespace {
 
+using namespace std::chrono_literals;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 using ::testing::Not;
+using testing::Writer;
 using ::testing::internal::CaptureStderr;
 using ::testing::internal::GetCapturedStderr;
 using Texts = std::vector<std::string>;
@@ -35,58 +36,6 @@ mode_t ModeOf(const std::filesystem::path& path) {
   struct stat status = {};
   return ::stat(path.c_str(), &status) == 0 ? status.st_mode & 0777U : 0;
 }
-
-/// settings-writer in a separate process.
-class Writer {
- public:
-  Writer(const std::string& path, const std::string& prefix, int count) {
-    int ends[2] = {-1, -1};
-    if (::pipe2(ends, O_CLOEXEC) != 0) return;
-    fOutput = FileDescriptor(ends[0]);
-    const FileDescriptor input(ends[1]);
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_adddup2(&actions, input.Get(), STDOUT_FILENO);
-    const std::string number = std::to_string(count);
-    std::string program = VORN_SETTINGS_WRITER;
-    std::string arguments[] = {path, prefix, number};
-    char* argv[] = {program.data(), arguments[0].data(), arguments[1].data(), arguments[2].data(), nullptr};
-    ::posix_spawn(&fPid, program.c_str(), &actions, nullptr, argv, environ);
-    posix_spawn_file_actions_destroy(&actions);
-  }
-  ~Writer() { End(SIGKILL); }
-  Writer(const Writer&) = delete;
-  Writer& operator=(const Writer&) = delete;
-
-  /// The printed numbers until the output ends or, with `lines`, until there are that many lines.
-  std::vector<int> Read(std::size_t lines = SIZE_MAX) {
-    std::vector<int> numbers;
-    std::string line;
-    char c = 0;
-    while (numbers.size() < lines && ::read(fOutput.Get(), &c, 1) == 1) {
-      if (c != '\n') {
-        line += c;
-        continue;
-      }
-      numbers.push_back(std::stoi(line));
-      line.clear();
-    }
-    return numbers;
-  }
-
-  int End(int signal) {
-    if (fPid <= 0) return -1;
-    if (signal != 0) ::kill(fPid, signal);
-    int status = -1;
-    ::waitpid(fPid, &status, 0);
-    fPid = -1;
-    return status;
-  }
-
- private:
-  pid_t fPid = -1;
-  FileDescriptor fOutput;
-};
 
 /// Leaves this process room for this many more descriptors while it lives.
 class ScopedDescriptorRoom {
@@ -451,14 +400,35 @@ TEST_F(IniUserDefaultsTest, SetsAsideWhatIsTooLarge) {
 TEST_F(IniUserDefaultsTest, WritesNothingThatItWouldNotRead) {
   Write("[General]\nnotify=false\n");
   SettingsFile file(fPath);
-  SettingsFile::Values values;
-  const SettingsFile::Values tooLarge{{"name", {std::string(std::size_t{64} << 20U, 'x')}}};
-  EXPECT_EQ(file.Synchronize(tooLarge, values), SettingsFile::Outcome::kFailed);
-  EXPECT_THAT(file.Failure(), HasSubstr("too large"));
+  const SettingsFile::Changes tooLarge{{"name", {std::string(std::size_t{64} << 20U, 'x')}}};
+  EXPECT_EQ(file.Synchronize(tooLarge, 0ms), SettingsFile::Outcome::kFailed);
+  EXPECT_THAT(file.Failure(), HasSubstr("it is full; to make room, quit the program and delete lines"));
   EXPECT_EQ(Content(), "[General]\nnotify=false\n");
-  EXPECT_EQ(file.Synchronize({{"name", {"x"}}}, values), SettingsFile::Outcome::kSaved);
+  EXPECT_EQ(file.Synchronize({{"name", {"x"}}}, 0ms), SettingsFile::Outcome::kSaved);
   EXPECT_EQ(Content(), "[General]\nnotify=false\nname=x\n");
   EXPECT_THAT(FilesBesideIt(), ElementsAre("settings.conf.lock"));
+}
+
+TEST_F(IniUserDefaultsTest, SaysOnceThatTheFileIsNearlyFull) {
+  Write("[General]\nnotify=false\nlong=" + std::string(SettingsFile::kNearlyFull - 100, 'x') + "\n");
+  CaptureStderr();
+  {
+    IniUserDefaults defaults(fPath);
+    EXPECT_EQ(GetCapturedStderr(), "");
+    CaptureStderr();
+    defaults.SetString("more", std::string(100, 'x'));
+    defaults.SetString("evenMore", std::string(100, 'x'));
+  }
+  const auto console = GetCapturedStderr();
+  EXPECT_THAT(console, HasSubstr(fPath.string() + " is nearly full (48 of 64 MiB)"));
+  EXPECT_THAT(console, HasSubstr("quit the program and delete lines of units that are gone"));
+  EXPECT_EQ(console.find("nearly full"), console.rfind("nearly full"));
+  CaptureStderr();
+  { const IniUserDefaults again(fPath); }
+  EXPECT_THAT(GetCapturedStderr(), HasSubstr("nearly full"));
+  CaptureStderr();
+  { const auto reading = IniUserDefaults::ReadOnly(fPath); }
+  EXPECT_EQ(GetCapturedStderr(), "") << "this one lets nothing grow";
 }
 
 TEST_F(IniUserDefaultsTest, SetsAsideWhatItsOwnerMayNotRead) {
@@ -558,7 +528,8 @@ TEST_F(IniUserDefaultsTest, HoldsBackOnlyTheKeysThatAnotherStoreMustPrecede) {
   bool isReady = false;
   {
     IniUserDefaults defaults(fPath);
-    defaults.SetBeforeSaving([&] { return isReady; }, "record-");
+    const auto isSaved = [&] { return isReady; };
+    defaults.SetEarlier({isSaved, isSaved}, "record-");
     defaults.SetString("record-a", "x");
     defaults.SetString("name", "y");
     EXPECT_FALSE(defaults.Synchronize());
@@ -619,20 +590,45 @@ TEST_F(IniUserDefaultsTest, LeavesTheFileWholeWhenTheDiskIsFull) {
   EXPECT_EQ(IniUserDefaults(fPath).GetString("long")->size(), 100000U);
 }
 
-TEST_F(IniUserDefaultsTest, WaitsOnlyBrieflyForALockThatIsHeld) {
+TEST_F(IniUserDefaultsTest, KeepsWhatCannotBeSavedWhileAStoppedProcessHoldsTheLock) {
   IniUserDefaults defaults(fPath);
   defaults.SetBool("notify", true);
-  FileDescriptor holder(::open((fPath.string() + ".lock").c_str(), O_RDWR | O_CLOEXEC));
-  ASSERT_EQ(::flock(holder.Get(), LOCK_EX), 0);
-  const auto start = std::chrono::steady_clock::now();
+  auto holder = Writer::StoppedWithTheLock(fPath);
   defaults.SetBool("notify", false);
-  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(10));
   EXPECT_FALSE(defaults.Synchronize());
   EXPECT_FALSE(defaults.GetBool("notify"));
-  EXPECT_TRUE(IniUserDefaults(fPath).GetBool("notify"));  // reading needs no lock
-  holder.Reset();
+  EXPECT_TRUE(IniUserDefaults::ReadOnly(fPath).GetBool("notify"));  // reading needs no lock
+  EXPECT_EQ(holder.End(SIGCONT), 0);
   EXPECT_TRUE(defaults.Synchronize());
   EXPECT_THAT(Content(), HasSubstr("notify=false"));
+}
+
+TEST_F(IniUserDefaultsTest, NamesTheKeysThatAreLostAtTheEnd) {
+  Write("[General]\nnotify=true\n");
+  const auto holder = Writer::StoppedWithTheLock(fPath);
+  CaptureStderr();
+  {
+    IniUserDefaults defaults(fPath);
+    defaults.SetBool("notify", false);
+    defaults.SetString("record-\x1b[2J", "x");
+  }
+  EXPECT_THAT(GetCapturedStderr(), HasSubstr("Not saved in " + fPath.string() +
+                                             " (another program holds its lock): notify, record-"));
+  EXPECT_EQ(Content(), "[General]\nnotify=true\n");
+}
+
+TEST_F(IniUserDefaultsTest, NamesTheFirstOfManyLostKeys) {
+  Write("[General]\nnotify=true\n");
+  const auto holder = Writer::StoppedWithTheLock(fPath);
+  CaptureStderr();
+  {
+    const auto file = fFolder.Path() / "config";
+    IniUserDefaults defaults(fPath);
+    for (int i = 100; i < 115; ++i) defaults.SetString("key" + std::to_string(i), "x");
+  }
+  const auto console = GetCapturedStderr();
+  EXPECT_THAT(console, HasSubstr("key100, key101, "));
+  EXPECT_THAT(console, HasSubstr(", key109 and 5 more\n"));
 }
 
 TEST_F(IniUserDefaultsTest, LosesNoEntryOfTwoProcesses) {
