@@ -3,6 +3,7 @@
 import json
 import os
 import pathlib
+import statistics
 import subprocess
 import tempfile
 
@@ -10,6 +11,8 @@ from .report import Row
 
 THREADS_BESIDE = 8  # threads of a list other than one for each unit and one for each model
 MODELS = 10
+LARGE_SETTINGS = 14_000_000  # bytes
+RECORD = "notificationrecord-0001f2fffe{:06x}=1.0.0+5, 1.1.0+2\n"
 GROWTH = 2.0  # how far the time may differ from n log n, between a hundred units and the most
 
 
@@ -82,6 +85,33 @@ def update_list(programs):
                 ratio=row["nanosecondsByNLogN"] / base, bar=bar, compared="ratio",
             ))
     return rows, raw
+
+
+def settings(programs):
+    raw = []
+    with tempfile.TemporaryDirectory() as folder:
+        path = pathlib.Path(folder, "settings.conf")
+        size = write_large_settings(path)
+        for _ in range(programs.pick(11, 5)):
+            raw.append(programs.run("bench_settings_read", path))
+
+    def median(key):
+        return statistics.median(run[key] for run in raw)
+
+    rows = [
+        Row(f"reading settings of {size / 1e6:.0f} MB", median("seconds"), "s", bar=0.3),
+        Row("most memory for that / the file", median("peakKiB") / 1024, "MiB", size / 2**20, bar=3, compared="ratio"),
+    ]
+    return rows, raw
+
+
+def write_large_settings(path):
+    """Settings after years of strangers on the network. Returns the number of bytes."""
+    lines = ["[General]\n"]
+    for number in range(LARGE_SETTINGS // len(RECORD.format(0))):
+        lines.append(RECORD.format(number))
+    lines.append("AlreadyRun=true\n")
+    return path.write_text("".join(lines))
 
 
 def cancelling(programs):
