@@ -4,6 +4,8 @@
 
 #include <utility>
 
+#include "foundation/Strings.h"
+
 namespace DeviceList {
 namespace {
 
@@ -101,10 +103,6 @@ vorn::optional<std::string> Pick(std::string_view body, MemberPicker::Place plac
 
 constexpr std::size_t kLongestCharacter = 4;  // of UTF-8, in bytes
 
-bool IsContinuation(char byte) {
-  return (static_cast<unsigned char>(byte) & 0xC0U) == 0x80;
-}
-
 }  // namespace
 
 vorn::optional<std::string> GetDatastoreValue(std::string_view body) {
@@ -118,7 +116,7 @@ vorn::optional<std::string> GetFirstReleaseVersion(std::string_view body) {
 void CutToBound(std::string& value) {
   if (value.size() <= kMaxValueBytes) return;
   std::size_t end = kMaxValueBytes;
-  while (end > kMaxValueBytes - kLongestCharacter && IsContinuation(value[end])) --end;
+  while (end > kMaxValueBytes - kLongestCharacter && vorn::IsContinuation(value[end])) --end;
   value = value.substr(0, end);
 }
 

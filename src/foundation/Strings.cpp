@@ -24,10 +24,6 @@ Sequence SequenceOf(unsigned char first) {
   return {0, 0, 0};
 }
 
-bool IsContinuation(char byte) {
-  return (static_cast<unsigned char>(byte) & 0xC0U) == 0x80;
-}
-
 }  // namespace
 
 std::vector<std::string> GetEmbeddedValues(const std::string& text) {

@@ -87,6 +87,11 @@ inline void AppendHex(std::string& text, char c, const char* digits = kCapitalHe
   return -1;
 }
 
+/// Whether the byte can only stand inside a character of UTF-8, and not begin one.
+[[nodiscard]] constexpr bool IsContinuation(char byte) noexcept {
+  return (static_cast<std::uint8_t>(byte) & 0xC0U) == 0x80;
+}
+
 /// Removes one character from the front of `bytes`, which must not be empty. If the bytes there are not
 /// well-formed UTF-8 (overlong, a surrogate, beyond the last character, cut short), the result is empty. Then
 /// the lead byte and its continuations are removed.
