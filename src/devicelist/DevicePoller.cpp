@@ -15,7 +15,6 @@ constexpr std::string_view kAcceptableAPIPrefix = "0.";
 constexpr std::string_view kAcceptableAVBPrefix = "0.";
 static_assert(!kAcceptableAPIPrefix.empty() && !kAcceptableAVBPrefix.empty(), "would accept every version");
 
-constexpr long kOK = 200;
 constexpr long kNotFound = 404;
 
 }  // namespace
@@ -74,7 +73,7 @@ DevicePoller::Impl::CheckResponse DevicePoller::Impl::CheckAPIVersion() {
   const auto answer = Get("apiversion");
   if (!answer) return HideDevice();
   const auto& [body, response] = *answer;
-  if (response.statusCode != kOK || !body.starts_with(kAcceptableAPIPrefix)) return RevertToOriginalName();
+  if (!response.IsOK() || !body.starts_with(kAcceptableAPIPrefix)) return RevertToOriginalName();
   return CheckResponse::Done;
 }
 
@@ -82,7 +81,7 @@ DevicePoller::Impl::CheckResponse DevicePoller::Impl::CheckAVBDatastoreVersion()
   const auto answer = Get("datastore/ext/caps/avb");
   if (!answer) return HideDevice();
   const auto& [body, response] = *answer;
-  if (response.statusCode != kOK) return RevertToOriginalName();
+  if (!response.IsOK()) return RevertToOriginalName();
   const auto version = GetDatastoreValue(body);
   if (!version || !version->starts_with(kAcceptableAVBPrefix)) return RevertToOriginalName();
   return CheckResponse::Done;
@@ -101,7 +100,7 @@ DevicePoller::Impl::CheckResponse DevicePoller::Impl::ReadOnce(const std::string
   const auto answer = Get(PathOf(what));
   if (!answer) return HideDevice();
   const auto& [body, response] = *answer;
-  if (response.statusCode != kOK) return RevertToOriginalName();
+  if (!response.IsOK()) return RevertToOriginalName();
   auto value = GetDatastoreValue(body);
   if (!value) return RevertToOriginalName();
   (this->*store)(std::move(value));
@@ -113,7 +112,7 @@ DevicePoller::Impl::CheckResponse DevicePoller::Impl::PollForName(Text& etag) {
   if (!answer) return HideDevice();
   const auto& [body, response] = *answer;
   if (response.statusCode == kNotFound) return RevertToOriginalName();
-  if (response.statusCode != kOK) return CheckResponse::Retry;  // 304: as it was
+  if (!response.IsOK()) return CheckResponse::Retry;  // 304: as it was
   if (auto tag = response.allHeaderFields.Find("ETag")) etag = std::move(*tag);
   if (auto name = GetDatastoreValue(body)) SetName(std::move(name));
   return CheckResponse::Retry;

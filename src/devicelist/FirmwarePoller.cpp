@@ -13,16 +13,14 @@
 namespace DeviceList {
 namespace {
 
-constexpr std::string_view kScheme = "http://";
 constexpr std::string_view kPathEnd = "/api/";
 constexpr char kServerSetting[] = "updateServerRoot";
 
 bool IsAPIRoot(const std::string& text) {
-  if (!text.starts_with(kScheme)) return false;
   // The request's path is appended to the text, so the text itself must end in this way, and not only its
   // path.
   if (!text.ends_with(kPathEnd) || text.find_first_of("?#") != std::string::npos) return false;
-  const auto url = ParseUrl(text);
+  const auto url = ParsePlainUrl(text);
   return url && url->path.ends_with(kPathEnd);
 }
 
@@ -103,9 +101,8 @@ vorn::optional<std::string> FirmwarePoller::Impl::GetLatestVersion() const {
 }
 
 FirmwarePoller::Impl::CheckResponse FirmwarePoller::Impl::CheckFirmwareVersion() {
-  constexpr long kOK = 200;
   const auto answer = fHTTP.DoRequest(fServer.FirmwareUrl(fModel, fChannel), {});
-  if (!answer || answer->second.statusCode != kOK) return CheckResponse::Restart;
+  if (!answer || !answer->second.IsOK()) return CheckResponse::Restart;
   auto version = GetFirstReleaseVersion(answer->first);
   if (!version) return CheckResponse::Restart;
   CutToBound(*version);

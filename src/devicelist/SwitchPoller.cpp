@@ -32,14 +32,13 @@ SwitchPoller::Impl::Impl(Entry entry, std::shared_ptr<const LocalHosts> hosts,
 }
 
 SwitchPoller::Impl::CheckResponse SwitchPoller::Impl::CheckFirmwareVersion() {
-  constexpr long kOK = 200;
   auto answer = Get("firmware_version");
   if (!answer) {
     SetName({});
     SetFirmwareVersion({});
     return CheckResponse::Restart;
   }
-  const bool known = answer->second.statusCode == kOK;
+  const bool known = answer->second.IsOK();
   SetName(GetEntry().name);
   SetFirmwareVersion(known ? Text(std::move(answer->first)) : Text());
   return known ? CheckResponse::Retry : CheckResponse::Restart;

@@ -1,13 +1,10 @@
 #include "devicelist/http/HTTPPoller.h"
 
 #include <algorithm>
-#include <string_view>
 #include <utility>
 
 namespace DeviceList {
 namespace {
-
-constexpr std::string_view kScheme = "http://";
 
 bool IsRedirect(long status) {
   return status == 301 || status == 302 || status == 303 || status == 307 || status == 308;
@@ -81,8 +78,7 @@ const std::optional<Url>& HTTPPoller::ParseFirst(const std::string& url) {
   if (!fParsedUrl || url != fParsedText) {
     fParsedUrl.reset();
     fParsedText = url;
-    // The scheme is compared exactly as written; only "http" is served.
-    if (std::string_view(url).substr(0, kScheme.size()) == kScheme) fParsedUrl = ParseUrl(url);
+    fParsedUrl = ParsePlainUrl(url);
   }
   return fParsedUrl;
 }

@@ -45,6 +45,9 @@ class HeaderFields {
 struct HTTPResponse {
   long statusCode = 0;           ///< of the last response: 200, 304, 404 ...
   HeaderFields allHeaderFields;  ///< of the last response, without trailers
+
+  /// Whether the body is what was asked for: the status is 200.
+  [[nodiscard]] bool IsOK() const noexcept { return statusCode == 200; }
 };
 
 /// The body's bytes (decoded, at most 1 MiB) and the response that it came with.

@@ -98,6 +98,10 @@ std::optional<Url> ParseUrl(const std::string& text) {
   return HasUserOrEscape(text) ? std::optional<Url>() : Parse(text, kAsWritten);
 }
 
+std::optional<Url> ParsePlainUrl(const std::string& text) {
+  return text.starts_with("http://") ? ParseUrl(text) : std::optional<Url>();
+}
+
 std::optional<Url> ResolveUrl(const Url& base, const std::string& reference) {
   // The parser takes a reference to the base itself for one to its folder.
   if (reference.empty() || reference.front() == '#') return base;

@@ -19,6 +19,9 @@ struct Url {
 /// The URL in the text, with its path as written there; empty if the text is not such a URL. Any thread.
 std::optional<Url> ParseUrl(const std::string& text);
 
+/// The same for a URL that a request may begin with: only "http://", exactly as it is written here.
+std::optional<Url> ParsePlainUrl(const std::string& text);
+
 /// The URL that a redirect's Location means at the base, with "." and ".." in its path followed; empty if it
 /// is not such a URL. Any thread.
 std::optional<Url> ResolveUrl(const Url& base, const std::string& reference);

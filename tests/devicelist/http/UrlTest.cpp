@@ -32,6 +32,13 @@ TEST(UrlTest, RefusesWhatIsNoHTTPUrl) {
   }
 }
 
+TEST(UrlTest, APlainOneBeginsWithHttpInSmallLetters) {
+  EXPECT_EQ(ParsePlainUrl("http://A:8080/x")->text, ParseUrl("http://A:8080/x")->text);
+  for (const char* text : {"https://a/", "HTTP://a/", "Http://a/", " http://a/", "//a/", "http://u@a/"}) {
+    EXPECT_FALSE(ParsePlainUrl(text)) << text;
+  }
+}
+
 TEST(UrlTest, RefusesCredentials) {
   for (const char* text : {"http://u:p@a/", "http://u@a/", "http://@a/", "http://:@a/", "http://a@b@c/"}) {
     EXPECT_FALSE(ParseUrl(text)) << text;
