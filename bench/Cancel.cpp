@@ -7,9 +7,7 @@
 #include <arpa/inet.h>
 #include <netinet/in.h>
 #include <poll.h>
-#include <sys/eventfd.h>
 #include <sys/socket.h>
-#include <unistd.h>
 
 #include <array>
 #include <atomic>
@@ -55,8 +53,8 @@ std::uint16_t PortOf(const FileDescriptor& socket) {
   return ntohs(address.sin_port);
 }
 
-bool WaitReadable(const FileDescriptor& descriptor) {
-  pollfd wait{descriptor.Get(), POLLIN, 0};
+bool WaitReadable(int descriptor) {
+  pollfd wait{descriptor, POLLIN, 0};
   return ::poll(&wait, 1, kLongestWait) == 1;
 }
 
@@ -76,7 +74,7 @@ class SilentNameServer final : public Peer {
  public:
   [[nodiscard]] std::string Url() const override { return "http://unit.vorn.example/"; }
   bool AwaitClient() override {
-    if (!WaitReadable(fSocket)) return false;
+    if (!WaitReadable(fSocket.Get())) return false;
     for (std::array<char, 512> query{};
          ::recv(fSocket.Get(), query.data(), query.size(), MSG_DONTWAIT) > 0;) {
     }
@@ -120,10 +118,10 @@ class MuteServer final : public Peer {
     return "http://127.0.0.1:" + std::to_string(PortOf(fListener)) + "/";
   }
   bool AwaitClient() override {
-    if (!WaitReadable(fListener)) return false;
+    if (!WaitReadable(fListener.Get())) return false;
     fConnection = FileDescriptor(::accept4(fListener.Get(), nullptr, nullptr, SOCK_CLOEXEC));
     std::array<char, 4096> request{};
-    if (!WaitReadable(fConnection) || ::recv(fConnection.Get(), request.data(), request.size(), 0) <= 0)
+    if (!WaitReadable(fConnection.Get()) || ::recv(fConnection.Get(), request.data(), request.size(), 0) <= 0)
       return false;
     return ::send(fConnection.Get(), fAnswer.data(), fAnswer.size(), MSG_NOSIGNAL) >= 0;
   }
@@ -163,16 +161,15 @@ double DestroyPoller(Peer& peer) {
 }
 
 double WakeThread() {
-  const FileDescriptor event(::eventfd(0, EFD_CLOEXEC));
+  const vorn::Wakeup wakeup;
   double returned = 0;
   std::thread waiting([&] {
-    WaitReadable(event);
+    WaitReadable(wakeup.Descriptor());
     returned = Now();
   });
   std::this_thread::sleep_for(kIntoTheWait);
-  const std::uint64_t one = 1;
   const double woken = Now();
-  if (::write(event.Get(), &one, sizeof one) != sizeof one) throw std::runtime_error("eventfd");
+  wakeup.Set();
   waiting.join();
   return returned - woken;
 }

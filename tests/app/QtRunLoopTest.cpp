@@ -1,5 +1,4 @@
 #include <gtest/gtest.h>
-#include <sys/eventfd.h>
 
 #include <QCoreApplication>
 #include <QEventLoop>
@@ -34,7 +33,10 @@ class Application {
 
 class QtRunLoopTest : public testing::Test {
  protected:
-  void SetUp() override { vorn::RunLoop::SetCurrent(std::make_shared<QtRunLoop>()); }
+  void SetUp() override {
+    vorn::RunLoop::SetCurrent(std::make_shared<QtRunLoop>());
+    fReadable.Set();
+  }
   void TearDown() override { vorn::RunLoop::SetCurrent(nullptr); }
 
   /// Turns the toolkit's loop until the condition is true; false after ten seconds.
@@ -48,7 +50,7 @@ class QtRunLoopTest : public testing::Test {
   }
 
   Application fApplication;
-  vorn::FileDescriptor fReadable{::eventfd(1, EFD_CLOEXEC)};
+  const Wakeup fReadable;
 };
 
 TEST_F(QtRunLoopTest, FiresATimerOfTheCore) {
@@ -99,7 +101,7 @@ TEST_F(QtRunLoopTest, RunsWorkItemsQueuedOnOtherThreads) {
 
 TEST_F(QtRunLoopTest, ServesASourceAsLongAsItIsReadable) {
   int calls = 0;
-  const auto source = vorn::RunLoop::Current()->AddSource(fReadable.Get(), [&] { ++calls; });
+  const auto source = vorn::RunLoop::Current()->AddSource(fReadable.Descriptor(), [&] { ++calls; });
   EXPECT_TRUE(TurnUntil([&] { return calls >= 3; }));
   vorn::RunLoop::Current()->RemoveSource(source);
 }
@@ -107,7 +109,7 @@ TEST_F(QtRunLoopTest, ServesASourceAsLongAsItIsReadable) {
 TEST_F(QtRunLoopTest, LetsAHandlerRemoveItsOwnSource) {
   int calls = 0;
   vorn::RunLoop::SourceId source = 0;
-  source = vorn::RunLoop::Current()->AddSource(fReadable.Get(), [&] {
+  source = vorn::RunLoop::Current()->AddSource(fReadable.Descriptor(), [&] {
     ++calls;
     vorn::RunLoop::Current()->RemoveSource(source);
     ++calls;  // the handler's contents live until it returns
@@ -120,7 +122,8 @@ TEST_F(QtRunLoopTest, LetsAHandlerRemoveItsOwnSource) {
 }
 
 TEST_F(QtRunLoopTest, DoesNotCallAHandlerRemovedByAnother) {
-  vorn::FileDescriptor second(::eventfd(1, EFD_CLOEXEC));
+  const Wakeup second;
+  second.Set();
   const auto loop = vorn::RunLoop::Current();
   int calls = 0;
   vorn::RunLoop::SourceId a = 0;
@@ -130,8 +133,8 @@ TEST_F(QtRunLoopTest, DoesNotCallAHandlerRemovedByAnother) {
     loop->RemoveSource(a);
     loop->RemoveSource(b);
   };
-  a = loop->AddSource(fReadable.Get(), removeBoth);
-  b = loop->AddSource(second.Get(), removeBoth);
+  a = loop->AddSource(fReadable.Descriptor(), removeBoth);
+  b = loop->AddSource(second.Descriptor(), removeBoth);
   EXPECT_TRUE(TurnUntil([&] { return calls > 0; }));
   bool turned = false;
   QTimer::singleShot(0, [&] { turned = true; });
@@ -142,7 +145,7 @@ TEST_F(QtRunLoopTest, DoesNotCallAHandlerRemovedByAnother) {
 TEST_F(QtRunLoopTest, KeepsExceptionsOutOfTheToolkit) {
   int calls = 0;
   vorn::RunLoop::SourceId source = 0;
-  source = vorn::RunLoop::Current()->AddSource(fReadable.Get(), [&] {
+  source = vorn::RunLoop::Current()->AddSource(fReadable.Descriptor(), [&] {
     vorn::RunLoop::Current()->RemoveSource(source);
     ++calls;
     throw std::runtime_error("from a handler");

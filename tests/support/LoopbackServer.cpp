@@ -1,12 +1,10 @@
 #include "tests/support/LoopbackServer.h"
 
 #include <arpa/inet.h>
-#include <fcntl.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <poll.h>
 #include <sys/socket.h>
-#include <unistd.h>
 #include <zlib.h>
 
 #include <algorithm>
@@ -83,7 +81,7 @@ bool Exchange::Send(std::string_view bytes) {
 }
 
 bool Exchange::WaitForEnd(int timeoutMilliseconds) {
-  pollfd waits[] = {{fSocket, POLLIN | POLLRDHUP, 0}, {fServer.fStopRead.Get(), POLLIN, 0}};
+  pollfd waits[] = {{fSocket, POLLIN | POLLRDHUP, 0}, {fServer.fStop.Descriptor(), POLLIN, 0}};
   if (::poll(waits, 2, timeoutMilliseconds) <= 0) return false;
   fOpen = false;
   return true;
@@ -112,10 +110,6 @@ void Exchange::Reset() {
 
 LoopbackServer::LoopbackServer(const char* address, std::uint16_t port)
     : fAddress(address), fPort(port), fListener(BoundSocket(fPort, address)) {
-  int ends[2];
-  if (::pipe2(ends, O_CLOEXEC) != 0) throw std::runtime_error("no pipe");
-  fStopRead = FileDescriptor(ends[0]);
-  fStopWrite = FileDescriptor(ends[1]);
   if (::listen(fListener.Get(), SOMAXCONN) != 0) throw std::runtime_error("cannot listen");
   fOthers = [](Exchange& exchange) { exchange.Reply(404); };
   fAcceptThread = std::thread([this] { AcceptLoop(); });
@@ -127,7 +121,7 @@ LoopbackServer::~LoopbackServer() {
 
 void LoopbackServer::Stop() {
   if (!fAcceptThread.joinable()) return;
-  fStopWrite.Reset();  // the other end is readable from now on, for all threads
+  fStop.Set();
   fAcceptThread.join();
   {
     const std::lock_guard lock(fMutex);
@@ -190,7 +184,7 @@ bool LoopbackServer::WaitForRequests(std::size_t count) const {
 
 void LoopbackServer::AcceptLoop() {
   for (;;) {
-    pollfd waits[] = {{fListener.Get(), POLLIN, 0}, {fStopRead.Get(), POLLIN, 0}};
+    pollfd waits[] = {{fListener.Get(), POLLIN, 0}, {fStop.Descriptor(), POLLIN, 0}};
     if (::poll(waits, 2, -1) < 0 || waits[1].revents != 0) return;
     FileDescriptor socket(::accept4(fListener.Get(), nullptr, nullptr, SOCK_CLOEXEC));
     if (!socket) continue;
@@ -238,7 +232,7 @@ LoopbackServer::Handler LoopbackServer::HandlerFor(const std::string& target) co
 bool LoopbackServer::ReadRequest(int socket, std::string& buffer, ReceivedRequest& request) {
   std::size_t end = 0;
   while ((end = buffer.find("\r\n\r\n")) == std::string::npos) {
-    pollfd waits[] = {{socket, POLLIN, 0}, {fStopRead.Get(), POLLIN, 0}};
+    pollfd waits[] = {{socket, POLLIN, 0}, {fStop.Descriptor(), POLLIN, 0}};
     if (::poll(waits, 2, -1) < 0 || waits[1].revents != 0) return false;
     char bytes[4096];
     const auto count = ::recv(socket, bytes, sizeof(bytes), 0);

@@ -117,8 +117,7 @@ class LoopbackServer {
   bool ReadRequest(int socket, std::string& buffer, ReceivedRequest& request);
   Handler HandlerFor(const std::string& target) const;
 
-  FileDescriptor fStopRead;  ///< readable from the start of destruction
-  FileDescriptor fStopWrite;
+  const Wakeup fStop;  ///< readable, for all threads, from Stop on
   const std::string fAddress;
   std::uint16_t fPort;
   FileDescriptor fListener;

@@ -2,7 +2,6 @@
 
 #include <dbus/dbus.h>
 #include <poll.h>
-#include <sys/eventfd.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <unistd.h>
@@ -30,7 +29,7 @@ class SenderlessBus {
     fThread = std::thread([this] { Serve(); });
   }
   ~SenderlessBus() {
-    ::eventfd_write(fStop.Get(), 1);
+    fStop.Set();
     fThread.join();
   }
   SenderlessBus(const SenderlessBus&) = delete;
@@ -58,7 +57,7 @@ class SenderlessBus {
   void Serve() {
     std::vector<Road> roads;
     for (;;) {
-      std::vector<pollfd> waiting{{fStop.Get(), POLLIN, 0}, {fListener.Get(), POLLIN, 0}};
+      std::vector<pollfd> waiting{{fStop.Descriptor(), POLLIN, 0}, {fListener.Get(), POLLIN, 0}};
       for (const auto& road : roads) {
         waiting.push_back({road.program.Get(), POLLIN, 0});
         waiting.push_back({road.bus.Get(), POLLIN, 0});
@@ -131,7 +130,7 @@ class SenderlessBus {
 
   const std::filesystem::path fBus;
   const std::string fAddress;
-  FileDescriptor fStop{::eventfd(0, EFD_CLOEXEC)};
+  const Wakeup fStop;
   FileDescriptor fListener{::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0)};
   std::thread fThread;
 };
