@@ -1,10 +1,8 @@
 #include "app/ApplicationService.h"
 
 #include <QCoreApplication>
-#include <QDBusArgument>
 #include <QDBusConnectionInterface>
 #include <QDBusError>
-#include <QDBusVariant>
 #include <QTimer>
 #include <utility>
 
@@ -19,59 +17,6 @@ constexpr int kBusTimeoutMilliseconds = 3000;
 constexpr int kOwnerTimeoutMilliseconds = 600;
 constexpr int kMostAttempts = 16;  // while the owner is starting
 constexpr std::size_t kMostWaiting = 64;
-constexpr qsizetype kLongestToken = 1000;     // it becomes an environment variable
-constexpr qsizetype kLongestAddress = 10000;  // longer than any that is opened
-
-/// What another start sends so that our window may take its focus.
-QVariantMap PlatformData(const std::string& activationToken) {
-  if (activationToken.empty()) return {};
-  const auto token = QString::fromStdString(activationToken);
-  return {{QStringLiteral("activation-token"), token}, {QStringLiteral("desktop-startup-id"), token}};
-}
-
-std::string TokenOf(const QVariant& platformData) {
-  const auto data = qdbus_cast<QVariantMap>(platformData);
-  for (const auto* key : {"activation-token", "desktop-startup-id"}) {
-    const auto found = data.constFind(QLatin1String(key));
-    if (found == data.cend() || found->userType() != QMetaType::QString) continue;
-    const auto token = found->toString();
-    if (token.size() <= kLongestToken) return token.toStdString();
-  }
-  return {};
-}
-
-/// The address in an action; empty if it is anything else.
-std::string AddressIn(const QVariant& parameters) {
-  const auto list = qdbus_cast<QVariantList>(parameters);
-  if (list.size() != 1) return {};
-  const QVariant& only = list.front();
-  const QVariant value = only.canConvert<QDBusVariant>() ? only.value<QDBusVariant>().variant() : only;
-  return value.userType() == QMetaType::QString ? value.toString().left(kLongestAddress).toStdString()
-                                                : std::string();
-}
-
-/// The request of a method call; empty for a method that we do not offer.
-std::optional<ActivationRequest> RequestOf(const QDBusMessage& message) {
-  const auto member = message.member();
-  const auto signature = message.signature();
-  const auto arguments = message.arguments();
-  if (member == QLatin1String("Activate") && signature == QLatin1String("a{sv}")) {
-    return ActivationRequest{ActivationRequest::Kind::Activate, {}, TokenOf(arguments.at(0))};
-  }
-  if (member == QLatin1String("Open") && signature == QLatin1String("asa{sv}")) {
-    return ActivationRequest{ActivationRequest::Kind::ShowDevices, {}, TokenOf(arguments.at(1))};
-  }
-  if (member != QLatin1String("ActivateAction") || signature != QLatin1String("sava{sv}")) return {};
-  const auto action = arguments.at(0).toString();
-  const auto token = TokenOf(arguments.at(2));
-  if (action == QLatin1String(ApplicationService::kShowDevicesAction)) {
-    return ActivationRequest{ActivationRequest::Kind::ShowDevices, {}, token};
-  }
-  if (action == QLatin1String(ApplicationService::kOpenPageAction)) {
-    return ActivationRequest{ActivationRequest::Kind::OpenPage, AddressIn(arguments.at(1)), token};
-  }
-  return {};
-}
 
 }  // namespace
 
@@ -141,7 +86,7 @@ ApplicationService::Claim ApplicationService::claimName() {
 ApplicationService::Reply ApplicationService::askOwnerToShow(const std::string& activationToken) {
   auto call = QDBusMessage::createMethodCall(fName, fObjectPath, QLatin1String(kInterface),
                                              QStringLiteral("Activate"));
-  call << PlatformData(activationToken);
+  call << ActivationRequest::PlatformData(activationToken);
   return askOwner(call);
 }
 
@@ -220,7 +165,7 @@ QString ApplicationService::introspect(const QString&) const {
 bool ApplicationService::handleMessage(const QDBusMessage& message, const QDBusConnection& connection) {
   if (message.type() != QDBusMessage::MethodCallMessage) return false;
   if (!message.interface().isEmpty() && message.interface() != QLatin1String(kInterface)) return false;
-  auto request = RequestOf(message);
+  auto request = ActivationRequest::Read(message);
   if (!request) {
     connection.send(message.createErrorReply(QDBusError::InvalidArgs,
                                              QStringLiteral("There is no such method or action")));

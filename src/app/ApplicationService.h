@@ -9,20 +9,9 @@
 #include <string>
 #include <vector>
 
+#include "app/ActivationRequest.h"
+
 namespace vorn::app {
-
-/// A request from the session bus to the running program.
-struct ActivationRequest {
-  enum class Kind {
-    Activate,     ///< the program was started (again): show what there is to show
-    ShowDevices,  ///< show the panel
-    OpenPage,     ///< open a page; nothing of the program itself appears
-  };
-
-  Kind kind = Kind::Activate;
-  std::string address;          ///< of the page; the sender on the bus chose it
-  std::string activationToken;  ///< the sender's permission to take the focus; may be empty
-};
 
 /// The program on the session bus (org.freedesktop.Application). It also ensures that the program runs only
 /// once.
@@ -47,10 +36,6 @@ class ApplicationService final : public QDBusVirtualObject {
     NoBus,        ///< there is no session bus, so nobody can know
   };
   using Handler = std::function<void(const ActivationRequest&)>;
-
-  /// The action with a parameter that opens a page, and the one that shows the panel.
-  static constexpr char kOpenPageAction[] = "open-page";
-  static constexpr char kShowDevicesAction[] = "show-devices";
 
   /// Which requests can be served; the others are refused.
   enum class Offer {

@@ -61,7 +61,7 @@ class ApplicationServiceTest : public ::testing::Test {
   }
   QDBusPendingCall OpenPage(const QString& address) {
     return Ask("ActivateAction",
-               {QLatin1String(ApplicationService::kOpenPageAction), QVariantList{address}, QVariantMap{}});
+               {QLatin1String(ActivationRequest::kOpenPageAction), QVariantList{address}, QVariantMap{}});
   }
 
   /// Whether earlier requests have reached the service: it reads calls in order, and refuses this one at
