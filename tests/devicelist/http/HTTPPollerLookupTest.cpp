@@ -15,6 +15,7 @@
 #include <cstdio>
 #include <cstring>
 #include <fstream>
+#include <functional>
 #include <future>
 #include <iostream>
 #include <memory>
@@ -22,6 +23,7 @@
 #include <string>
 #include <utility>
 
+#include "devicelist/FirmwarePoller.h"
 #include "devicelist/http/HTTPPoller.h"
 #include "foundation/FileDescriptor.h"
 #include "tests/support/LoopbackServer.h"
@@ -96,6 +98,15 @@ class NameServer {
 
   vorn::FileDescriptor fSocket;
 };
+
+TEST(FirmwarePollerLookupTest, DestructionEndsAQueryWhoseNameServerIsSilent) {
+  const NameServer server;
+  auto poller = std::make_unique<FirmwarePoller>("ab12", kReleaseChannel, std::function<void()>(),
+                                                 *UpdateServer::At("http://updates.vorn.example/api/"));
+  ASSERT_TRUE(server.WaitForQuery());
+  const auto destruction = std::async(std::launch::async, [&] { poller.reset(); });
+  EXPECT_EQ(destruction.wait_for(kPrompt), std::future_status::ready);
+}
 
 TEST(HTTPPollerLookupTest, CancellingEndsARequestWhoseNameServerIsSilent) {
   const NameServer server;
