@@ -21,10 +21,6 @@ AvahiIfIndex Interface(std::uint32_t index) {
   return index == 0 ? AVAHI_IF_UNSPEC : static_cast<AvahiIfIndex>(index);
 }
 
-std::string Text(const char* bytes) {
-  return bytes == nullptr ? std::string() : std::string(bytes);
-}
-
 // Names of the published interface are absolute. Avahi leaves the last dot out.
 std::string WithLastDot(const char* name) {
   std::string text = Text(name);

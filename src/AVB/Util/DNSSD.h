@@ -4,8 +4,14 @@
 #include <sys/socket.h>
 
 #include <cstdint>
+#include <string>
 
 namespace vorn {
+
+/// The text of a string of the library, which may be null; then it is empty.
+[[nodiscard]] inline std::string Text(const char* string) {
+  return string == nullptr ? std::string() : std::string(string);
+}
 
 /// Reply of an address look-up, with the signature that dns_sd.h publishes if the library has the call.
 /// `address` is null if the record was not usable.

@@ -21,10 +21,6 @@ void LogException(int line, const char* message) {
   Log::details::Log(Log::kError, kLogFile, line, "", "%s", message);
 }
 
-std::string Text(const char* bytes) {
-  return bytes == nullptr ? std::string() : std::string(bytes);
-}
-
 }  // namespace
 
 void ZeroConfEngine::Impl::BrowseCallbackS(DNSServiceRef /*ref*/, DNSServiceFlags flags,
