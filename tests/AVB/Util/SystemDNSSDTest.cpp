@@ -17,6 +17,7 @@
 #include <string>
 #include <vector>
 
+#include "AVB/Util/AvahiSession.h"
 #include "AVB/Util/SystemDNSSD.h"
 #include "tests/AVB/Util/FakeResponder.h"
 #include "tests/AVB/Util/SystemBus.h"
@@ -33,6 +34,9 @@ using testing::FakeResponder;
 using ::testing::IsEmpty;
 using ::testing::SizeIs;
 using testing::SystemBus;
+
+static_assert(SystemDNSSD::kBrowseTime <= std::chrono::milliseconds(250));
+static_assert(AvahiSession::kEndTime <= std::chrono::milliseconds(100));
 
 std::vector<std::string> gTold;  // the calls of our callbacks, one line each
 
