@@ -19,6 +19,9 @@ vorn::optional<std::string> Poller::GetFirmwareVersion() const {
 vorn::optional<std::string> Poller::GetModelID() const {
   return fImpl->GetModelID();
 }
+bool Poller::HasAnswered() const noexcept {
+  return fImpl->HasAnswered();
+}
 const Entry& Poller::GetEntry() const noexcept {
   return fImpl->GetEntry();
 }
@@ -64,7 +67,9 @@ void Poller::Impl::StopPolling() noexcept {
 }
 
 vorn::optional<HTTPAnswer> Poller::Impl::Get(const std::string& path, const Text& etag) {
-  return fHTTP.DoRequest(fEntry.url + path, etag);
+  auto answer = fHTTP.DoRequest(fEntry.url + path, etag);
+  if (answer && answer->second.IsOK()) NoteAnswer();
+  return answer;
 }
 
 void Poller::Impl::Set(Text& value, Text to) {

@@ -35,6 +35,9 @@ class Poller {
   /// not know it.
   [[nodiscard]] vorn::optional<std::string> GetModelID() const;
 
+  /// Whether the unit has ever answered a request with success, so that somebody is there. Any thread.
+  [[nodiscard]] bool HasAnswered() const noexcept;
+
   /// The entry that the poller was made for; never changes. Any thread.
   [[nodiscard]] const Entry& GetEntry() const noexcept;
 

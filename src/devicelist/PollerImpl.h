@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <chrono>
 #include <functional>
 #include <memory>
@@ -32,6 +33,7 @@ class Poller::Impl {
   [[nodiscard]] vorn::optional<std::string> GetName() const;
   [[nodiscard]] vorn::optional<std::string> GetFirmwareVersion() const;
   [[nodiscard]] vorn::optional<std::string> GetModelID() const;
+  [[nodiscard]] bool HasAnswered() const noexcept { return fHasAnswered; }
   [[nodiscard]] const Entry& GetEntry() const noexcept { return fEntry; }
   void OnNameOrFirmwareChanged(std::function<void()> callback);
 
@@ -52,6 +54,8 @@ class Poller::Impl {
   /// One GET of the base URL with this appended.
   vorn::optional<HTTPAnswer> Get(const std::string& path, const Text& etag = {});
 
+  void NoteAnswer() noexcept { fHasAnswered = true; }
+
   /// Each assigns one value and calls the callback once. A text longer than kMaxValueBytes is cut.
   void SetName(Text name) { Set(fName, std::move(name)); }
   void SetFirmwareVersion(Text version) { Set(fFirmwareVersion, std::move(version)); }
@@ -63,6 +67,7 @@ class Poller::Impl {
 
   const Entry fEntry;
   const std::chrono::milliseconds fPeriod;
+  std::atomic<bool> fHasAnswered{false};
   mutable std::mutex fMutex;  ///< guards the three values
   Text fName;
   Text fFirmwareVersion;

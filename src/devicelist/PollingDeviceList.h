@@ -1,16 +1,21 @@
 #pragma once
 
+#include <chrono>
 #include <cstddef>
 #include <functional>
-#include <map>
 #include <memory>
+#include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
+#include "devicelist/AskedModels.h"
 #include "devicelist/ExtendedDeviceInfo.h"
 #include "devicelist/FirmwarePoller.h"
 #include "devicelist/Poller.h"
+#include "devicelist/UnitPlaces.h"
 #include "devicelist/Watcher.h"
+#include "foundation/RunLoopTimer.h"
 
 namespace DeviceList {
 
@@ -24,19 +29,25 @@ class PollingDeviceList : public Watcher {
  public:
   using Publish = std::function<void(std::vector<ExtendedDeviceInfo>)>;
 
-  /// The most units and models that are polled. Each takes a thread, and anybody on the network can announce
-  /// more. Those beyond the bound get no poller, and there is one console message.
-  static constexpr std::size_t kMaxUnits = 2048;
-  static constexpr std::size_t kMaxModels = 512;
+  /// The most units and models that are polled. UnitPlaces and AskedModels say who gets a place, and the
+  /// console says once for each address what is refused.
+  static constexpr std::size_t kMaxUnits = UnitPlaces::kMaxUnits;
+  static constexpr std::size_t kMaxModels = AskedModels::kMaxModels;
+
+  /// How often the units without a place or a thread are tried again. Then some units that have not answered
+  /// since the last time give way to them.
+  static constexpr std::chrono::seconds kRetryTime{5};
 
   using FirmwarePollerMaker =
       std::function<FirmwarePoller(std::string model, std::string channel, std::function<void()> onChanged)>;
 
-  /// How pollers are made, and the clock of the hold time; programs use the default.
+  /// How pollers are made, the clock of the hold time, and the time between two tries; programs use the
+  /// default.
   struct Makers {
     std::function<std::unique_ptr<Poller>(Entry, std::shared_ptr<const LocalHosts>)> poller = MakePoller;
     FirmwarePollerMaker firmwarePoller = FirmwarePollersOf(UpdateServer());
     vorn::Now now = vorn::Clock::now;
+    std::chrono::milliseconds retryTime = kRetryTime;
   };
 
   /// Firmware pollers ask `server`.
@@ -55,21 +66,43 @@ class PollingDeviceList : public Watcher {
   static FirmwarePollerMaker FirmwarePollersOf(UpdateServer server);
 
  private:
+  /// Entries without a poller, in the order of their pollers.
+  struct Candidates {
+    std::vector<Entry> entries;
+    std::vector<std::size_t> order;  // in which they get places
+    std::size_t displacing = 0;      // so many of the first ones may displace others
+  };
+
   void TakeEntries(std::vector<Entry> entries);
   std::vector<std::size_t> KeptPollers(std::vector<Entry>& entries) const;
-  std::unique_ptr<Poller> NewPoller(Entry entry);
-  ExtendedDeviceInfo Assemble(const Poller& poller);
-  vorn::optional<std::string> LatestVersionText(const std::string& model);
+  Candidates InOrderOfArrival(std::vector<Entry> entries) const;
+  std::vector<Entry> Seat(const std::vector<std::size_t>& kept, std::size_t settled,
+                          const Candidates& candidates);
+  UnitPlaces PlacesOf(const std::vector<std::size_t>& kept, std::size_t settled) const;
+  std::vector<std::unique_ptr<Poller>> NewPollers(UnitPlaces& places, const Candidates& candidates,
+                                                  std::vector<Entry>& waiting);
+  std::optional<std::unique_ptr<Poller>> NewPoller(const Entry& entry);
+  bool Retry();
+  void RetryLater();
+  ExtendedDeviceInfo Assemble(const Poller& poller) const;
+  vorn::optional<std::string> LatestVersionText(const std::string& url, const std::string& model);
+  void ReportRefused(const UnitPlaces& places);
   void ReportOnce(bool& reported, const std::string& message);
+  void ReportOnce(const std::string& message);
 
   const Makers fMakers;
-  bool fReportedUnits = false;
-  bool fReportedModels = false;
   bool fReportedThreads = false;
+  std::set<std::string> fReported;  // messages, a bounded number
   vorn::CppWorkItem fUpdateItem;
   Publish fPublish;
-  std::vector<std::unique_ptr<Poller>> fPollers;           // one for each entry of a known kind
-  std::map<std::string, FirmwarePoller> fFirmwarePollers;  // by model; only grows
+  std::vector<std::unique_ptr<Poller>> fPollers;  // one for each entry of a known kind that has a place
+  std::vector<Entry> fWaiting;                    // those without one, the next to try is the first
+  std::size_t fSettled = 0;                       // how many pollers were there when the last try was made
+  AskedModels fModels;
+  bool fMustAskAboutModels = false;  // one could not be asked about
+  bool fIsRetryDue = false;          // the timer runs
+  vorn::CppWorkItem fRetryItem;
+  vorn::RunLoopTimer fRetryTimer;
 };
 
 }  // namespace DeviceList

@@ -1,5 +1,6 @@
 #include "devicelist/Watcher.h"
 
+#include <algorithm>
 #include <string>
 #include <unordered_set>
 #include <utility>
@@ -18,6 +19,12 @@ std::string BaseUrl(const ServiceInfo& service) {
   std::string url = "http://" + service.host;
   if (service.port != kDefaultPort) url += ":" + std::to_string(service.port);
   return url + "/";
+}
+
+// As a client reads it.
+std::string HostOf(const std::string& url) {
+  const auto begin = url.find("://") + 3;
+  return url.substr(begin, url.find_first_of(":/?#", begin) - begin);
 }
 
 std::vector<Entry> EntriesOfService(const ServiceInfo& service) {
@@ -134,6 +141,19 @@ void Watcher::TakeHosts(const HeldServices::Services& resolved, const HeldServic
   fAnnounced.swap(hosts);
   if (fEngine) fEngine->Follow(std::move(followed));
   UpdateHosts();
+}
+
+std::vector<std::string> Watcher::AddressesOf(const std::string& url) const {
+  const std::string host = HostOf(url);
+  auto addresses = fHosts->AddressesOf(host);
+  if (addresses.empty()) {
+    const auto found = fAnnounced.find(LocalHosts::KeyOf(host));
+    if (found != fAnnounced.end()) addresses = found->second;
+  }
+  std::sort(addresses.begin(), addresses.end());
+  addresses.erase(std::unique(addresses.begin(), addresses.end()), addresses.end());
+  if (addresses.empty()) addresses.emplace_back();
+  return addresses;
 }
 
 // Takes over what the old engine has followed.

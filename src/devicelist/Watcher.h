@@ -66,6 +66,10 @@ class Watcher : public vorn::WorkLoop {
   /// announce them.
   [[nodiscard]] std::shared_ptr<const LocalHosts> Hosts() const { return fHosts; }
 
+  /// The addresses where the unit with this URL is, as far as discovery knows, each once. Units at no known
+  /// address share an empty one, so there is always one.
+  [[nodiscard]] std::vector<std::string> AddressesOf(const std::string& url) const;
+
  private:
   void Browse();
   bool UpdateDeviceList();

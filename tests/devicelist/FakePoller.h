@@ -32,6 +32,7 @@ class FakePoller final : public Poller {
   FakePoller(const FakePoller&) = delete;
   FakePoller& operator=(const FakePoller&) = delete;
 
+  void Answer();
   void SayName(vorn::optional<std::string> name);
   void SayFirmware(vorn::optional<std::string> version);
   void SayModel(vorn::optional<std::string> model);
@@ -40,6 +41,7 @@ class FakePoller final : public Poller {
   class Impl final : public Poller::Impl {
    public:
     explicit Impl(Entry entry) : Poller::Impl(std::move(entry), nullptr, std::chrono::seconds(1)) {}
+    using Poller::Impl::NoteAnswer;
     using Poller::Impl::SetFirmwareVersion;
     using Poller::Impl::SetModelID;
     using Poller::Impl::SetName;
@@ -55,6 +57,9 @@ class FakePoller final : public Poller {
   PollerBoard& fBoard;
 };
 
+inline void FakePoller::Answer() {
+  fOwn.NoteAnswer();
+}
 inline void FakePoller::SayName(vorn::optional<std::string> name) {
   fOwn.SetName(std::move(name));
 }

@@ -16,6 +16,7 @@
 #include "foundation/Process.h"
 #include "tests/devicelist/Announcements.h"
 #include "tests/devicelist/FakePoller.h"
+#include "tests/devicelist/SilentFirmwarePoller.h"
 #include "tests/devicelist/Units.h"
 #include "tests/support/FailingAllocation.h"
 #include "tests/support/LoopbackServer.h"
@@ -29,28 +30,16 @@ using ::testing::ElementsAre;
 using testing::FakePoller;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
+using testing::LoopbackUrlOfNobody;
 using testing::NamesOf;
 using testing::PollerBoard;
 using testing::Service;
+using testing::SilentFirmwarePoller;
 using testing::Withdraw;
 using vorn::testing::TurnLoop;
 using vorn::testing::TurnLoopUntil;
 using List = std::vector<ExtendedDeviceInfo>;
 using Text = vorn::optional<std::string>;
-
-std::string LoopbackUrlOfNobody() {
-  return "http://127.0.0.1:" + std::to_string(vorn::testing::UnusedPort()) + "/";
-}
-
-// A firmware poller that asks nobody: a moved-from one. Before the move it only asked this computer.
-FirmwarePoller SilentFirmwarePoller() {
-  static FirmwarePoller silent = [] {
-    FirmwarePoller poller("model", "", {}, *UpdateServer::At(LoopbackUrlOfNobody() + "api/"));
-    const FirmwarePoller taken(std::move(poller));
-    return poller;
-  }();
-  return std::move(silent);
-}
 
 Service DeviceService(const std::string& name, const std::string& uid = "1") {
   return {name, {"vorn.mdns.type=plexadevice", "uid=" + uid}, name + ".local."};
@@ -75,6 +64,7 @@ class PollingDeviceListTest : public ::testing::Test {
 
   PollingDeviceList::Makers FakeMakers() {
     PollingDeviceList::Makers makers;
+    makers.retryTime = fRetryTime;
     makers.poller = [this](Entry entry, std::shared_ptr<const LocalHosts> hosts) -> std::unique_ptr<Poller> {
       if (onMakePoller) onMakePoller(entry);
       fHosts = std::move(hosts);
@@ -118,6 +108,7 @@ class PollingDeviceListTest : public ::testing::Test {
     TurnLoop();
   }
 
+  std::chrono::milliseconds fRetryTime = PollingDeviceList::kRetryTime;
   std::function<void(const Entry&)> onMakePoller;
   std::function<void()> onMakeFirmwarePoller;
   PollerBoard fBoard;
@@ -418,24 +409,42 @@ TEST_F(PollingDeviceListTest, BytesThatAreNoTextNeitherThrowNorMergeUnits) {
   EXPECT_THAT(NamesOf(fLast), ElementsAre("\x80\xfd", "\xff\xff", std::string("\0x", 2)));
 }
 
-// Hosts whose uid lists name this many units together.
+std::string ManyUids(std::size_t first, std::size_t end) {
+  std::string uids;
+  for (std::size_t i = first; i < end; ++i) uids += (uids.empty() ? "" : ":") + std::to_string(i);
+  return uids;
+}
+
+// Hosts whose uid lists name this many units together, each host at an address of its own.
 std::vector<Service> ManyUnits(std::size_t count) {
   constexpr std::size_t kUnitsOfAHost = 32;
   std::vector<Service> services;
   for (std::size_t first = 0; first < count; first += kUnitsOfAHost) {
-    std::string uids;
-    for (std::size_t i = first; i < std::min(count, first + kUnitsOfAHost); ++i) {
-      uids += (uids.empty() ? "" : ":") + std::to_string(i);
-    }
-    services.push_back(HostService("host" + std::to_string(first), uids));
+    services.push_back(
+        HostService("host" + std::to_string(first), ManyUids(first, std::min(count, first + kUnitsOfAHost))));
+    services.back().address = "10.0.0." + std::to_string(first / kUnitsOfAHost + 1);
   }
+  return services;
+}
+
+// What one stranger with one address announces to take all places.
+std::vector<Service> UnitsOfAStranger() {
+  constexpr std::size_t kServices = 26;
+  constexpr std::size_t kUids = 82;
+  std::vector<Service> services;
+  for (std::size_t i = 0; i < kServices; ++i) {
+    services.push_back(HostService("bad" + std::to_string(i), ManyUids(0, kUids)));
+    services.back().address = "10.0.0.66";
+  }
+  static_assert(kServices * kUids > PollingDeviceList::kMaxUnits);
   return services;
 }
 
 TEST_F(PollingDeviceListTest, UnitsBeyondTheLimitGetNoPollerAndOneMessage) {
   ::testing::internal::CaptureStderr();
-  StartWith(ManyUnits(PollingDeviceList::kMaxUnits + 40));
-  EXPECT_EQ(fBoard.alive.size(), PollingDeviceList::kMaxUnits);
+  StartWith(ManyUnits(PollingDeviceList::kMaxUnits));
+  for (FakePoller* poller : fBoard.alive) poller->Answer();
+  Announce(fNetwork, HostService("more", ManyUids(0, 40)));
   Announce(fNetwork, DeviceService("another"));
   TurnLoop();
   EXPECT_EQ(fBoard.alive.size(), PollingDeviceList::kMaxUnits);
@@ -447,6 +456,7 @@ TEST_F(PollingDeviceListTest, UnitsBeyondTheLimitGetNoPollerAndOneMessage) {
 TEST_F(PollingDeviceListTest, PlaceOfAUnitThatLeavesGoesToOneBeyondTheLimit) {
   ::testing::internal::CaptureStderr();
   StartWith(ManyUnits(PollingDeviceList::kMaxUnits));
+  for (FakePoller* poller : fBoard.alive) poller->Answer();
   Announce(fNetwork, DeviceService("late"));
   TurnLoop();
   EXPECT_EQ(fBoard.Of("http://late.local/"), nullptr);
@@ -463,18 +473,99 @@ TEST_F(PollingDeviceListTest, AsManyUnitsAsTheLimitAreNothingToReport) {
   EXPECT_EQ(fBoard.alive.size(), PollingDeviceList::kMaxUnits);
 }
 
-TEST_F(PollingDeviceListTest, ModelsBeyondTheLimitAreNotAskedAboutAndReportedOnce) {
+TEST_F(PollingDeviceListTest, UnitsOfOneAddressLeaveThePlacesToOthers) {
+  ::testing::internal::CaptureStderr();
+  StartWith(UnitsOfAStranger());
+  for (FakePoller* poller : fBoard.alive) poller->Answer();
+  Announce(fNetwork, DeviceService("good"));
+  TurnLoop();
+  const std::string console = ::testing::internal::GetCapturedStderr();
+  EXPECT_NE(fBoard.Of("http://good.local/"), nullptr);
+  EXPECT_EQ(fBoard.alive.size(), UnitPlaces::kMaxUnitsAtAddress + 1);
+  EXPECT_THAT(console, HasSubstr("more than 128 units are announced at 10.0.0.66"));
+  EXPECT_EQ(std::count(console.begin(), console.end(), '\n'), 1) << console;
+}
+
+TEST_F(PollingDeviceListTest, UnitThatNeverAnsweredGivesItsPlaceToANewcomer) {
+  ::testing::internal::CaptureStderr();
+  StartWith(ManyUnits(PollingDeviceList::kMaxUnits));
+  Of("http://host0.local/0/").Answer();
+  fBoard.events.clear();
+  Announce(fNetwork, DeviceService("good"));
+  TurnLoop();
+  ::testing::internal::GetCapturedStderr();
+  EXPECT_THAT(fBoard.events, ElementsAre("made http://good.local/", "gone http://host0.local/1/"));
+}
+
+TEST_F(PollingDeviceListTest, UnitThatLostItsPlaceGetsAnotherInItsTurn) {
+  fRetryTime = std::chrono::milliseconds(1);
+  ::testing::internal::CaptureStderr();
+  StartWith(ManyUnits(PollingDeviceList::kMaxUnits));
+  Announce(fNetwork, DeviceService("good"));
+  TurnLoop();
+  Of("http://good.local/").Answer();
+  EXPECT_EQ(fBoard.Of("http://host0.local/0/"), nullptr);
+  EXPECT_TRUE(TurnLoopUntil([&] { return fBoard.Of("http://host0.local/0/") != nullptr; }));
+  EXPECT_NE(fBoard.Of("http://good.local/"), nullptr);
+  ::testing::internal::GetCapturedStderr();
+}
+
+TEST_F(PollingDeviceListTest, UnitsThatCouldNotBePolledAreTriedAgainByThemselves) {
+  fRetryTime = std::chrono::milliseconds(1);
+  constexpr std::size_t kUnits = 300;
+  ::testing::internal::CaptureStderr();
+  onMakePoller = [this](const Entry&) {
+    if (fBoard.alive.size() >= 100)
+      throw std::system_error(EAGAIN, std::generic_category(), "thread constructor failed");
+  };
+  StartWith(ManyUnits(kUnits));
+  EXPECT_EQ(fBoard.alive.size(), 100U);
+  onMakePoller = {};
+  EXPECT_TRUE(TurnLoopUntil([&] { return fBoard.alive.size() == kUnits; }));
+  const std::string console = ::testing::internal::GetCapturedStderr();
+  EXPECT_EQ(std::count(console.begin(), console.end(), '\n'), 1) << console;
+}
+
+TEST_F(PollingDeviceListTest, ModelThatCouldNotBeAskedAboutIsTriedAgainByItself) {
+  fRetryTime = std::chrono::milliseconds(1);
+  onMakeFirmwarePoller = [] { throw std::system_error(EAGAIN, std::generic_category(), "thread"); };
   ::testing::internal::CaptureStderr();
   StartWith({DeviceService("a")});
+  Of("http://a.local/").SayModel(std::string("24ai"));
+  TurnLoop();
+  onMakeFirmwarePoller = {};
+  fModelChanged = {};
+  EXPECT_TRUE(TurnLoopUntil([&] { return fModelChanged != nullptr; }));
+  ::testing::internal::GetCapturedStderr();
+}
+
+TEST_F(PollingDeviceListTest, UnitThatNamesModelAfterModelLeavesThePlacesToOthers) {
+  ::testing::internal::CaptureStderr();
+  StartWith({DeviceService("bad"), DeviceService("good")});
   for (std::size_t i = 0; i < PollingDeviceList::kMaxModels + 10; ++i) {
-    Of("http://a.local/").SayModel("model " + std::to_string(i));
+    Of("http://bad.local/").SayModel("model " + std::to_string(i));
     fList->UpdateList();
   }
+  Of("http://good.local/").SayModel(std::string("24ai"));
+  fList->UpdateList();
+  const std::string console = ::testing::internal::GetCapturedStderr();
+  EXPECT_EQ(fModels.back(), "24ai/release");
+  EXPECT_THAT(console, HasSubstr("a unit at 192.168.1.20 names one model after another"));
+  EXPECT_EQ(std::count(console.begin(), console.end(), '\n'), 1) << console;
+}
+
+TEST_F(PollingDeviceListTest, ModelsBeyondTheLimitAreNotAskedAboutAndReportedOnce) {
+  ::testing::internal::CaptureStderr();
+  StartWith(ManyUnits(PollingDeviceList::kMaxModels + 10));
+  for (std::size_t i = 0; i < fBoard.alive.size(); ++i)
+    fBoard.alive[i]->SayModel("model " + std::to_string(i));
+  fBoard.alive.back()->SayName(std::string("A"));
+  TurnLoop();
+  fList->UpdateList();
   const std::string console = ::testing::internal::GetCapturedStderr();
   EXPECT_EQ(fModels.size(), PollingDeviceList::kMaxModels);
   EXPECT_THAT(console, HasSubstr("more models are announced"));
   EXPECT_EQ(std::count(console.begin(), console.end(), '\n'), 1) << console;
-  Name("a", "A");
   EXPECT_THAT(NamesOf(fLast), ElementsAre("A"));
 }
 
