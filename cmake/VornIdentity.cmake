@@ -11,7 +11,7 @@ set(VORN_APP_ID "example.vorn.DeviceFinder" CACHE STRING
     "Reverse-domain identifier: names of the desktop file, the icons and the bus name")
 set(VORN_LAUNCHER_ID "${VORN_APP_ID}.Launcher" CACHE STRING "Identifier of the login launcher: name of the login item")
 set(VORN_HOMEPAGE "http://www.vorn.example/" CACHE STRING "The maker's web site")
-set(VORN_AVB_PAGE "http://www.vorn.example/avb/" CACHE STRING "The maker's page about AVB, opened by the driver notice")
+set(VORN_AVB_PAGE "http://www.vorn.example/avb/" CACHE STRING "The maker's page about AVB, opened by the driver notification")
 set(VORN_BUILD_NUMBER "0" CACHE STRING "Build number: the fourth field of the bundle version")
 set(VORN_RELEASE_DATE "2026-11-21" CACHE STRING "Date of this release, for the man pages")
 

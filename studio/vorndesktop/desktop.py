@@ -153,7 +153,7 @@ class VirtualDesktop:
         for name, x, output in (("*left", 0, "screen"), ("right", half, "none")):
             self.run(["xrandr", "--setmonitor", name, f"{half}/160x{height}/200+{x}+0", output])
 
-    def start_notices(self):
+    def start_notification_server(self):
         """Starts a notification server."""
         server = self.start(["dunst", "-config", str(bars.write_dunst_settings(self.folder))])
         self.wait_for_name("org.freedesktop.Notifications")
@@ -165,13 +165,13 @@ class VirtualDesktop:
         target.parent.mkdir(parents=True, exist_ok=True)
         shutil.copy(source, target)
 
-    def notices_shown(self):
+    def notifications_shown(self):
         """How many notifications are on the screen."""
         return int(self.run(["dunstctl", "count", "displayed"]))
 
-    def click_notice(self):
+    def click_notification(self):
         """Clicks the uppermost notification."""
-        x, y, _, _ = self.geometry(wait_until(lambda: self.windows("Dunst"), "the notice")[0])
+        x, y, _, _ = self.geometry(wait_until(lambda: self.windows("Dunst"), "the notification")[0])
         self.click(x + 60, y + 20)
 
     # --- what can be asked of it ------------------------------------------------------------------

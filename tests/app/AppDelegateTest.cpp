@@ -491,9 +491,9 @@ TEST_F(LoginItemTest, IsSwitchedAndAFailureGoesToTheConsoleOnly) {
   EXPECT_FALSE(fDelegate->launchOnLogin());
 }
 
-// --- driver notice --------------------------------------------------------
+// --- driver notification --------------------------------------------------
 
-class DriverNoticeTest : public AppDelegateTest {
+class DriverNotificationTest : public AppDelegateTest {
  protected:
   void Release(const std::string& version) {
     fAround.fUpdateServer.Reply("/api/device/driver/firmware", 200, R"([{"version":")" + version + R"("}])");
@@ -504,7 +504,7 @@ class DriverNoticeTest : public AppDelegateTest {
   }
 };
 
-TEST_F(DriverNoticeTest, AnnouncesANewerDriverOnTheMainQueue) {
+TEST_F(DriverNotificationTest, AnnouncesANewerDriverOnTheMainQueue) {
   Release("1.3.0+7");
   Launch();
   ASSERT_TRUE(AwaitAnswer());
@@ -516,7 +516,7 @@ TEST_F(DriverNoticeTest, AnnouncesANewerDriverOnTheMainQueue) {
   EXPECT_EQ(notification.userInfo.at("URL"), Identity::kAVBPage);
 }
 
-TEST_F(DriverNoticeTest, IsSilentAboutTheVersionThatIsInstalled) {
+TEST_F(DriverNotificationTest, IsSilentAboutTheVersionThatIsInstalled) {
   Release("1.2.3+4");
   Launch();
   ASSERT_TRUE(AwaitAnswer());
@@ -525,7 +525,7 @@ TEST_F(DriverNoticeTest, IsSilentAboutTheVersionThatIsInstalled) {
   EXPECT_THAT(Announced(), IsEmpty());
 }
 
-TEST_F(DriverNoticeTest, IsSilentWithNoticesOffUntilTheyAreSwitchedOn) {
+TEST_F(DriverNotificationTest, IsSilentWithNotificationsOffUntilTheyAreSwitchedOn) {
   fAround.fDefaults.fBools["notify"] = false;
   Release("9.0.0+0");
   Launch();
@@ -538,7 +538,7 @@ TEST_F(DriverNoticeTest, IsSilentWithNoticesOffUntilTheyAreSwitchedOn) {
   EXPECT_EQ(fAround.fCenter.fDelivered[0].informativeText, "9.0.0");
 }
 
-TEST_F(DriverNoticeTest, IsSilentAboutVersionsThatCannotBeRead) {
+TEST_F(DriverNotificationTest, IsSilentAboutVersionsThatCannotBeRead) {
   Release("9.0.0");  // the build number is missing
   Launch();
   ASSERT_TRUE(AwaitAnswer());
@@ -547,7 +547,7 @@ TEST_F(DriverNoticeTest, IsSilentAboutVersionsThatCannotBeRead) {
   EXPECT_THAT(Announced(), IsEmpty());
 }
 
-TEST_F(DriverNoticeTest, IsSilentWhereItsOwnVersionCannotBeRead) {
+TEST_F(DriverNotificationTest, IsSilentWhereItsOwnVersionCannotBeRead) {
   fAround.fBundleVersion = "1.2.3";
   Release("9.0.0+0");
   Launch();
@@ -557,13 +557,13 @@ TEST_F(DriverNoticeTest, IsSilentWhereItsOwnVersionCannotBeRead) {
   EXPECT_THAT(Announced(), IsEmpty());
 }
 
-TEST_F(DriverNoticeTest, IsSilentWhileTheNewestVersionIsUnknown) {
+TEST_F(DriverNotificationTest, IsSilentWhileTheNewestVersionIsUnknown) {
   Launch();
   fDelegate->maybeNotifyDriver();
   EXPECT_THAT(Announced(), IsEmpty());
 }
 
-TEST_F(DriverNoticeTest, DropsAnAnswerThatIsStillQueuedAtItsEnd) {
+TEST_F(DriverNotificationTest, DropsAnAnswerThatIsStillQueuedAtItsEnd) {
   Release("9.0.0+0");
   Start();
   ASSERT_TRUE(AwaitAnswer());
@@ -572,7 +572,7 @@ TEST_F(DriverNoticeTest, DropsAnAnswerThatIsStillQueuedAtItsEnd) {
   EXPECT_THAT(Announced(), IsEmpty());
 }
 
-TEST_F(DriverNoticeTest, ReadsTheVersionThatTheBuildGives) {
+TEST_F(DriverNotificationTest, ReadsTheVersionThatTheBuildGives) {
   EXPECT_TRUE(SlowConvertFromStringAllowRemainder<FirmwareVersion>(Identity::kBundleVersion));
 }
 

@@ -48,10 +48,10 @@ TEST(DesktopTest, SaysInThePanelOnceThatAPageCouldNotBeOpened) {
 
   const vorn::testing::TemporaryFolder folder;
   std::filesystem::create_symlink("/bin/true", folder.Path() / "xdg-open");
-  for (const bool isFromNotice : {false, true}) {
+  for (const bool isFromNotification : {false, true}) {
     desktop.UrlOpener().Open("http://unit.local/", {});
     const vorn::testing::ScopedEnvironment good("PATH", folder.Path().string());
-    if (isFromNotice) {
+    if (isFromNotification) {
       Notification::HandleNotificationActivation("http://unit.local/", {}, desktop.UrlOpener());
     } else {
       desktop.UrlOpener().Open("http://unit.local/", {});
@@ -60,7 +60,7 @@ TEST(DesktopTest, SaysInThePanelOnceThatAPageCouldNotBeOpened) {
   }
 }
 
-TEST(DesktopTest, SavesNoReleaseAsAnnouncedWhoseWaitingNoticeCannotBeSaved) {
+TEST(DesktopTest, SavesNoReleaseAsAnnouncedWhoseWaitingNotificationCannotBeSaved) {
   const vorn::testing::TemporaryFolder folder;
   const vorn::testing::ScopedEnvironment config("XDG_CONFIG_HOME", folder.Path().string());
   const vorn::testing::ScopedEnvironment state("XDG_STATE_HOME", (folder.Path() / "state").string());

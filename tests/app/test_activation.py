@@ -449,7 +449,7 @@ def test_settings_that_are_set_aside_are_no_first_run(desktop):
         program = desktop.start_and_wait_until_it_runs()
         end(program, desktop)
         assert not desktop.login_item().exists(), "the user may have switched it off"
-        assert b"notify=false\n" in desktop.settings().read_bytes(), "and may have switched notices off"
+        assert b"notify=false\n" in desktop.settings().read_bytes(), "and may have switched notifications off"
     assert desktop.console().count("settings.conf cannot be used") == 1
     assert desktop.console().count("Update notifications are off") == 1
 

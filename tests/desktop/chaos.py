@@ -58,7 +58,7 @@ class Chaos:
         self._addresses = {name: unit["address"] for name, unit in self._units.items()}
         self._faulty = set()
         self._gone = {}  # unit: how it went
-        self._responder, self._link, self._notices = "running", "up", None
+        self._responder, self._link, self._notification_server = "running", "up", None
 
     def step(self):
         """Opens the panel, or changes a setting, while the network changes."""
@@ -67,7 +67,7 @@ class Chaos:
             + [self._move, self._exchange, self._disconnect, self._break_server, self._mend_server, self._publish]
             + [self._disturb_responder] * 2 + [self._disturb_network]
         )
-        desktop = [self._toggle_panel] * 6 + [self._toggle_setting] * 2 + [self._open_page, self._disturb_notices]
+        desktop = [self._toggle_panel] * 6 + [self._toggle_setting] * 2 + [self._open_page, self._disturb_notifications]
         for change in self._chance.choices(network, k=self._chance.randint(1, 4)):
             change()
         self._chance.choice(desktop)()
@@ -216,13 +216,13 @@ class Chaos:
         self._note(f"setting {title}")
         self._finder.choose_in_menu(title)
 
-    def _disturb_notices(self):
+    def _disturb_notifications(self):
         self._note("notification server")
-        if self._notices:
-            self._finder.desktop.stop(self._notices)
-            self._notices = None
+        if self._notification_server:
+            self._finder.desktop.stop(self._notification_server)
+            self._notification_server = None
         else:
-            self._notices = self._finder.desktop.start_notices()
+            self._notification_server = self._finder.desktop.start_notification_server()
 
     # --- what they share --------------------------------------------------------------------------
 

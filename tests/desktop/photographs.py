@@ -26,7 +26,7 @@ UPDATES = 2  # units of the default scenario with an update from the start
 
 
 @contextlib.contextmanager
-def scene(source, edge="top", dark=True, size=SIZE, notices=False, **environment):
+def scene(source, edge="top", dark=True, size=SIZE, notifications=False, **environment):
     """The application with its icon in the bar."""
     with VirtualDesktop(*size) as desktop, Studio(source) as studio:
         Application(BUILD).install_icons(desktop)
@@ -36,8 +36,8 @@ def scene(source, edge="top", dark=True, size=SIZE, notices=False, **environment
         desktop.start_accessibility()
         desktop.paint_background()
         desktop.start_xfce_panel(edge=edge, dark=dark)
-        if notices:
-            desktop.start_notices()
+        if notifications:
+            desktop.start_notification_server()
         finder = Finder(desktop, studio)
         finder.start_and_find(edge, **environment)
         try:
@@ -89,9 +89,9 @@ def context_menu(path):
         finder.desktop.settled_screenshot(path)
 
 
-def notice(path):
-    with scene("default", notices=True, **LIGHT) as finder:
-        finder.wait(lambda: finder.desktop.notices_shown() == UPDATES, "the notices")
+def notification(path):
+    with scene("default", notifications=True, **LIGHT) as finder:
+        finder.wait(lambda: finder.desktop.notifications_shown() == UPDATES, "the notifications")
         finder.desktop.settled_screenshot(path)
 
 
@@ -122,7 +122,7 @@ PICTURES = {
     "long-list": long_list,
     "settings": settings,
     "context-menu": context_menu,
-    "notice": notice,
+    "notification": notification,
     "terminal": terminal,
 }
 

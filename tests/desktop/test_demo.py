@@ -47,7 +47,7 @@ def test_it_plays_to_its_end_and_leaves_pictures(tmp_path):
     listed, told = demo.communicate(timeout=180)
     assert demo.returncode == 0, told
     assert "Control Room A" in listed and "update" in listed
-    pictures = {name: tmp_path / "pictures" / f"{name}.png" for name in ("item", "panel", "notice")}
+    pictures = {name: tmp_path / "pictures" / f"{name}.png" for name in ("item", "panel", "notification")}
     for name, path in pictures.items():
         assert f"{name}.png" in told
         assert size_of(path) == SIZE

@@ -17,27 +17,27 @@ def check_mark(finder, title):
 
 
 def test_a_click_on_a_notification_opens_the_units_page(finder):
-    finder.desktop.start_notices()
+    finder.desktop.start_notification_server()
     finder.start()
-    finder.wait(lambda: finder.desktop.notices_shown() == 1, "the notice")
-    finder.desktop.click_notice()
+    finder.wait(lambda: finder.desktop.notifications_shown() == 1, "the notification")
+    finder.desktop.click_notification()
     finder.wait_for_page("http://live-room.local/#device")
 
 
 def test_an_update_is_announced_once(finder):
-    finder.desktop.start_notices()
+    finder.desktop.start_notification_server()
     finder.start()
-    finder.wait(lambda: finder.desktop.notices_shown() == 1, "the notice")
+    finder.wait(lambda: finder.desktop.notifications_shown() == 1, "the notification")
     finder.end()
     finder.start()
     assert finder.launch().wait(20) == 0  # shows the panel
-    finder.wait(lambda: LIVE_ROOM in finder.rows(), "the update mark, which comes after the notices")
-    assert stays(lambda: finder.desktop.notices_shown() == 1)
+    finder.wait(lambda: LIVE_ROOM in finder.rows(), "the update mark, which comes after the notifications")
+    assert stays(lambda: finder.desktop.notifications_shown() == 1)
     finder.end()
     finder.studio.do("publish", model="Vorn 16A", version="1.4.3+320")
     finder.start()
     # The new one replaces the one of the older release, which is still shown.
-    finder.wait(lambda: finder.desktop.notices_shown() == 2, "both units' notices of the newer version")
+    finder.wait(lambda: finder.desktop.notifications_shown() == 2, "both units' notifications of the newer version")
 
 
 def test_settings_survive_a_restart(finder):
