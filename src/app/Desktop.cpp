@@ -88,7 +88,7 @@ NotificationCenter& Desktop::Notifications() {
     Settings().SetEarlier(
         {.isSaved = [this] { return fCenter->IsSaved(); }, .save = [this] { return fCenter->Synchronize(); }},
         Notification::Persistence::kKeyPrefix);
-    if (auto* store = fNotificationState->Store()) store->SetOnSaved([this] { Settings().SaveSoon(); });
+    if (auto* store = fNotificationState->Store()) store->SetAfterSaving([this] { Settings().SaveSoon(); });
   }
   return *fCenter;
 }

@@ -109,7 +109,7 @@ class IniUserDefaults::Impl {
   std::map<std::string, bool> fRegisteredBools;
   Earlier fEarlier;
   std::string fHeldPrefix;  ///< the keys that are not saved before the earlier store
-  std::function<void()> fOnSaved;
+  std::function<void()> fAfterSaving;
 
  private:
   void Save() {
@@ -119,9 +119,9 @@ class IniUserDefaults::Impl {
   }
 
   void Finish() {
-    const bool isSaved = TakeOver();
+    TakeOver();
     if (std::exchange(fIsAgainDue, false)) SaveSoon();
-    if (isSaved && fOnSaved) fOnSaved();
+    if (fAfterSaving) fAfterSaving();
   }
 
   void Prepare(const std::function<bool()>& isEarlierSaved) {
@@ -278,8 +278,8 @@ void IniUserDefaults::SetEarlier(Earlier earlier, std::string keyPrefix) {
   fImpl->fHeldPrefix = std::move(keyPrefix);
 }
 
-void IniUserDefaults::SetOnSaved(std::function<void()> call) {
-  fImpl->fOnSaved = std::move(call);
+void IniUserDefaults::SetAfterSaving(std::function<void()> call) {
+  fImpl->fAfterSaving = std::move(call);
 }
 
 void IniUserDefaults::SaveSoon() {

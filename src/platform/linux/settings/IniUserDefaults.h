@@ -79,8 +79,8 @@ class IniUserDefaults final : public UserDefaults {
   /// and they are tried again like other failed saves, or at SaveSoon. Neither function may set values here.
   void SetEarlier(Earlier earlier, std::string keyPrefix);
 
-  /// Called from the run loop after each save that has left nothing unsaved.
-  void SetOnSaved(std::function<void()> call);
+  /// Called from the run loop after each save beside it, also after one that has failed.
+  void SetAfterSaving(std::function<void()> call);
 
   /// Tries again what is not saved yet. Does not block if there is a run loop.
   void SaveSoon();

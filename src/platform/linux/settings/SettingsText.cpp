@@ -1,6 +1,7 @@
 #include "platform/linux/settings/SettingsText.h"
 
 #include <algorithm>
+#include <array>
 #include <cstdint>
 #include <utility>
 
@@ -13,8 +14,18 @@ std::string_view WithoutBlanks(std::string_view text) {
   return Trimmed(text, kSettingsBlanks);
 }
 
+// A table, because every byte of every key in a large file is looked up.
+constexpr auto kIsPlain = [] {
+  std::array<bool, 256> isPlain{};
+  for (char c = '0'; c <= '9'; ++c) isPlain[static_cast<std::uint8_t>(c)] = true;
+  for (char c = 'A'; c <= 'Z'; ++c) isPlain[static_cast<std::uint8_t>(c)] = true;
+  for (char c = 'a'; c <= 'z'; ++c) isPlain[static_cast<std::uint8_t>(c)] = true;
+  isPlain['-'] = isPlain['_'] = true;
+  return isPlain;
+}();
+
 bool IsPlain(char c) {
-  return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '-' || c == '_';
+  return kIsPlain[static_cast<std::uint8_t>(c)];
 }
 
 bool IsUnmistakable(std::string_view text) {

@@ -190,7 +190,7 @@ TEST_F(IniUserDefaultsRunLoopTest, SavesWhatWasHeldBackWhenItIsTold) {
   IniUserDefaults earlier(fFolder.Path() / "earlier.conf", fLoop, {kTooLong, kTooLong});
   IniUserDefaults defaults(fPath, fLoop, {0ms, kTooLong});
   defaults.SetEarlier({.isSaved = [&] { return earlier.IsSaved(); }, .save = [] { return true; }}, "record-");
-  earlier.SetOnSaved([&] { defaults.SaveSoon(); });
+  earlier.SetAfterSaving([&] { defaults.SaveSoon(); });
   earlier.SetString("name", "x");
   defaults.SetString("record-a", "x");
   EXPECT_TRUE(Served([&] { return defaults.IsSaved(); }));
