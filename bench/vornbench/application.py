@@ -5,16 +5,19 @@ Both run on the same virtual desktop, in the same studio, in turns.
 
 import contextlib
 import os
+import pathlib
 import re
 import select
 import signal
 import statistics
 import subprocess
+import tempfile
 import time
 
 from vorndesktop import Application, VirtualDesktop, wait_until
 from vornstudio.client import Studio
 
+from .core import write_large_settings
 from .report import Row
 
 WATCHER = "org.kde.StatusNotifierWatcher"
@@ -24,6 +27,7 @@ PATIENCE = 60.0  # seconds
 # depends on the desktop's theme, and so a ratio would depend on it too.
 START_BAR = 15  # ms
 MEMORY_BAR = 10  # MiB
+SETTINGS_BAR = 100  # ms more with the largest settings
 FEW, MANY = 30, 300
 REST = 6.0  # seconds until the start has settled: two polls of every unit
 
@@ -111,6 +115,12 @@ class Stage:
             self._process.wait(PATIENCE)
             self._process.stdout.close()
             wait_until(lambda: not self.bar.item(), "the item's end", PATIENCE)
+
+    def use_settings(self, path):
+        """The next program starts with a copy of that file."""
+        copy = 'folder=$HOME/.config/vorn-device-finder; mkdir -p "$folder" && cp "$0" "$folder/settings.conf"'
+        if self.studio.run(["sh", "-c", copy, path]).returncode != 0:
+            raise RuntimeError("the settings cannot be written")
 
     def wait_for_units(self, count):
         wait_until(lambda: self.bar.units() >= count, f"{count} units in the menu", PATIENCE)
@@ -203,6 +213,23 @@ def _alternately(stage, ours, theirs, programs):
     return {"startSeconds": starts, "memoryKiB": memory, f"wakeups{FEW}": wakeups}
 
 
+def _with_large_settings(stage, ours, programs):
+    """Starts with few settings and with the most that strangers may have added in years, in turns."""
+    starts = {"few": [], "large": []}
+    with tempfile.TemporaryDirectory() as folder:
+        files = {kind: pathlib.Path(folder, kind) for kind in starts}
+        files["few"].write_text("[General]\nAlreadyRun=true\n")
+        write_large_settings(files["large"])
+        for number in range(2 * programs.pick(20, 6)):
+            kind = "large" if number % 2 else "few"
+            stage.use_settings(files[kind])
+            with stage.running(ours) as seconds:
+                time.sleep(0.5)
+                starts[kind].append(seconds)
+        stage.use_settings(files["few"])
+    return starts
+
+
 def _with_many(stage, ours, programs):
     with stage.running(ours):
         stage.wait_for_units(MANY)
@@ -232,6 +259,7 @@ def _take(programs):
             raw = _alternately(Stage(desktop, bar, studio), ours, theirs, programs)
         with _announced(0) as studio:
             stage = Stage(desktop, bar, studio)
+            raw["settingsStartSeconds"] = _with_large_settings(stage, ours, programs)
             raw["wakeups0"] = {"ours": _idle(stage, ours, programs), "theirs": _idle(stage, theirs, programs)}
         with _announced(MANY) as studio:
             raw["many"] = _with_many(Stage(desktop, bar, studio), ours, programs)
@@ -258,6 +286,9 @@ def figures(programs):
             median("theirs", "anonymous")),
         Row(f"resident, {MANY} units", raw["many"]["memoryKiB"]["rss"] / 1024, "MiB"),
     ]
+    with_settings = {kind: 1e3 * statistics.median(times) for kind, times in raw["settingsStartSeconds"].items()}
+    rows.append(Row("start to icon with 14 MB of settings / with few", with_settings["large"], "ms",
+                    with_settings["few"], bar=SETTINGS_BAR, compared="difference"))
     for count in (0, FEW):
         wakeups = raw[f"wakeups{count}"]
         rows.append(Row(f"wake-ups, {count} units / minimal tray", wakeups["ours"], "a second", wakeups["theirs"]))
