@@ -6,7 +6,7 @@ import types
 
 import pytest
 from program import BINARY, PATIENCE, ListProgram, assert_pace, paths
-from vornstudio import Studio
+from vornstudio import Studio, mdns
 from vornstudio.faults import FAULTS
 
 # A unit that is shown at once under its announced name: it answers, but not with a datastore.
@@ -154,3 +154,50 @@ def test_a_name_cannot_command_the_terminal(make_studio):
     assert "vil" in result.stdout and "Red" in result.stdout
     assert not set(result.stdout) & {"\x1b", "\x07", "\r", "\x9b", "\u202e"}, repr(result.stdout)
     assert len(result.stdout.splitlines()) == 2, "a name stays on its line"
+
+
+def services_of_a_stranger(address_of):
+    """The packets of 26 hosts that stand for 82 units each: more units than the program polls."""
+    uids = b":".join(b"%02d" % uid for uid in range(82))
+    items = [b"vorn.mdns.type=plexahost", b"uid_list=" + uids]
+    return [mdns.announcement(f"Bad {n}", f"bad-{n}", address_of(n), items) for n in range(26)]
+
+
+@pytest.mark.parametrize("where", ["at one address that answers", "at many addresses where nobody is"])
+def test_a_unit_finds_its_place_beside_a_stranger_who_announces_thousands(make_studio, where):
+    studio = make_studio({"releases": {GOOD["model"]: "1.4.2+311"}})
+    stranger, = studio.add({"name": "Stranger", "announced": False})
+    answers = where == "at one address that answers"
+    with ListProgram(studio) as program:
+        address_of = (lambda n: stranger["address"]) if answers else (lambda n: f"10.77.9.{n + 1}")
+        mdns.send(studio, *services_of_a_stranger(address_of))
+        told = "more than 128 units are announced at" if answers else "more units are announced than can be polled"
+        program.wait_for(lambda: any("units are announced" in line for line in program.errors), "a refusal")
+        studio.add(GOOD)
+        program.wait_for(lambda: program.unit("Good"), "the good unit")
+        program.wait_for(lambda: program.unit("Good")["latestVersion"] == "1.4.2+311", "the answer about its model")
+        program.wait_for(lambda: len(studio.requests("good")) >= 4 + 4, "four polls")
+        assert_pace(studio.requests("good")[4:])
+        assert len([line for line in program.errors if told in line]) == 1
+        times = [request["t"] for request in studio.requests("stranger")]
+        assert bool(times) == answers
+        assert len(times) <= 60 + 60 * (max(times, default=0) - min(times, default=0))
+
+
+def test_units_that_could_not_be_polled_are_polled_when_the_limit_is_lifted(make_studio):
+    count = 60
+    rack = {"kind": "plexahost", "name": "Rack", "announced": False, "device": [
+        {"uid": f"{number:02}", "name": f"Slot {number}"} for number in range(count)
+    ]}
+    studio = make_studio({"unit": [rack]})
+    with ListProgram(studio) as program:
+        def limit(descriptors):
+            done = studio.run(["prlimit", "--pid", str(program.process.pid), f"--nofile={descriptors}:"])
+            assert done.returncode == 0, done.stderr
+
+        program.wait_for(lambda: program.lists, "the first list")
+        limit(100)
+        studio.do("announce", unit="rack")
+        program.wait_for(lambda: any("a unit cannot be polled" in line for line in program.errors), "a failure")
+        limit(1024)
+        program.wait_for(lambda: len(program.latest()) == count, "all units")
