@@ -17,7 +17,7 @@ SavingThread::~SavingThread() {
   Await();
 }
 
-void SavingThread::Start(std::function<void()> work) {
+void SavingThread::Start(const std::function<void()>& work) {
   fIsRunning = true;
   try {
     fThread = StartThread("settings", [this, work] {

@@ -25,7 +25,7 @@ class SavingThread {
 
   /// Starts the work; not while other work runs. If no thread is left, it runs inside this call. No exception
   /// may leave it.
-  void Start(std::function<void()> work);
+  void Start(const std::function<void()>& work);
 
   /// From Start until `onDone` is called, or Await returns.
   [[nodiscard]] bool IsRunning() const { return fIsRunning; }

@@ -204,6 +204,26 @@ TEST_F(IniUserDefaultsRunLoopTest, SavesWhatWasHeldBackWhenItIsTold) {
   EXPECT_FALSE(IsSaved("record-b"));
 }
 
+TEST_F(IniUserDefaultsRunLoopTest, SavesWhatNeedNotBeHeldBackAnyMoreAlsoAfterAFailedSave) {
+  std::ofstream(fFolder.Path() / "file") << "where a folder should be";
+  bool isReady = false;
+  IniUserDefaults earlier(fFolder.Path() / "file" / "earlier.conf", fLoop, {kTooLong, kTooLong});
+  IniUserDefaults defaults(fPath, fLoop, {0ms, kTooLong});
+  const auto isSaved = [&] { return isReady; };
+  defaults.SetEarlier({isSaved, isSaved}, "record-");
+  earlier.SetAfterSaving([&] { defaults.SaveSoon(); });
+  defaults.SetString("record-a", "x");
+  defaults.SetString("name", "x");
+  EXPECT_TRUE(Served([&] { return IsSaved("name"); }));
+  EXPECT_FALSE(IsSaved("record-a"));
+  CaptureStderr();
+  isReady = true;
+  earlier.SetString("name", "x");
+  EXPECT_TRUE(Served([&] { return defaults.IsSaved(); }));
+  EXPECT_FALSE(earlier.IsSaved());
+  EXPECT_THAT(GetCapturedStderr(), HasSubstr("Cannot save"));
+}
+
 TEST_F(IniUserDefaultsRunLoopTest, SavesWithoutAThreadIfNoneIsLeft) {
   IniUserDefaults defaults(fPath, fLoop, {0ms, kTooLong});
   const testing::NoThreadsLeft none;
