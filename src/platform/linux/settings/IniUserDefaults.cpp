@@ -24,6 +24,9 @@ constexpr auto kLockPatience = 200ms;  // of a caller who waits for the save
 constexpr int kBusyPauses = 5;         // before the console says so: others have the lock for a moment
 constexpr std::size_t kMaxKeysNamed = 10;
 
+constexpr auto kLongAgo = Clock::time_point::min();
+constexpr auto kNotDue = Clock::time_point::max();
+
 std::optional<bool> ToBool(const std::string& text) {
   for (const char* word : {"true", "yes", "on", "1"}) {
     if (EqualIgnoringASCIICase(text, word)) return true;
@@ -32,10 +35,6 @@ std::optional<bool> ToBool(const std::string& text) {
     if (EqualIgnoringASCIICase(text, word)) return false;
   }
   return {};
-}
-
-double Seconds(std::chrono::milliseconds duration) {
-  return std::chrono::duration<double>(duration).count();
 }
 
 // A handwritten text without quotes that contains a comma reads as an array.
@@ -50,8 +49,8 @@ std::string JoinedText(const IniDocument::Value& value) {
 class IniUserDefaults::Impl {
  public:
   Impl(std::filesystem::path path, Timing timing, SettingsFile::Access access,
-       const std::shared_ptr<RunLoop>& loop)
-      : fTiming(timing), fFile(std::move(path), access) {
+       const std::shared_ptr<RunLoop>& loop, Now now)
+      : fTiming(timing), fNow(std::move(now)), fFile(std::move(path), access) {
     if (loop) {
       fTimer.emplace(loop, kNever, [this] { RunGuarded([this] { Save(); }); });
       fThread.emplace(loop, [this] { RunGuarded([this] { Finish(); }); });
@@ -82,7 +81,7 @@ class IniUserDefaults::Impl {
     } else if (fThread->IsRunning()) {
       fIsAgainDue = true;
     } else {
-      SetDue(std::min(fDue, fLastSave + Seconds(fTiming.pause)));
+      SetDue(std::min(fDue, fLastSave + fTiming.pause));
     }
   }
 
@@ -125,21 +124,21 @@ class IniUserDefaults::Impl {
   }
 
   void Prepare(const std::function<bool()>& isEarlierSaved) {
-    SetDue(kNever);
+    SetDue(kNotDue);
     fSaving = fUnsaved;
     if (isEarlierSaved && !isEarlierSaved()) {
       std::erase_if(fSaving, [this](const auto& change) { return change.first.starts_with(fHeldPrefix); });
     }
-    if (!fSaving.empty()) fLastSave = AbsoluteTimeGetCurrent();
+    if (!fSaving.empty()) fLastSave = fNow();
   }
 
   // The result of a save. Whether nothing is unsaved.
   bool TakeOver() {
     fDocument = fFile.Document();
     fCondition = fFile.FileCondition();
-    const auto now = AbsoluteTimeGetCurrent();
-    fBusySince = fOutcome == Outcome::kBusy ? std::min(fBusySince, now) : kNever;
-    const bool isBusy = fOutcome == Outcome::kBusy && now - fBusySince < kBusyPauses * Seconds(fTiming.pause);
+    const auto now = fNow();
+    fBusySince = fOutcome == Outcome::kBusy ? std::min(fBusySince, now) : kNotDue;
+    const bool isBusy = fOutcome == Outcome::kBusy && now - fBusySince < kBusyPauses * fTiming.pause;
     if (fOutcome == Outcome::kSaved) {
       std::erase_if(fUnsaved, [this](const auto& change) {
         const auto saved = fSaving.find(change.first);
@@ -150,13 +149,16 @@ class IniUserDefaults::Impl {
     } else if (!isBusy) {
       TellFailure();
     }
-    SetDue(std::min(fDue, now + Seconds(isBusy ? fTiming.pause : fTiming.retryAfter)));
+    SetDue(std::min(fDue, now + (isBusy ? fTiming.pause : fTiming.retryAfter)));
     return false;
   }
 
-  void SetDue(AbsoluteTime date) {
-    if (std::exchange(fDue, date) == date) return;
-    if (fTimer) fTimer->SetNextFireDate(date);
+  void SetDue(Clock::time_point due) {
+    fDue = due;
+    if (!fTimer) return;
+    if (due == kNotDue) return fTimer->SetNextFireDate(kNever);
+    const auto now = fNow();
+    fTimer->FireAfter(std::max(due, now) - now);  // `due` may be long ago
   }
 
   void TellSuccess(bool isSaving) {
@@ -184,7 +186,8 @@ class IniUserDefaults::Impl {
     WriteToConsole(text);
   }
 
-  Timing fTiming;
+  const Timing fTiming;
+  const Now fNow;
   SettingsFile fFile;             ///< while fThread runs, only it may use this and the next two
   SettingsFile::Changes fSaving;  ///< the changes that are, or were last, to be saved
   Outcome fOutcome = Outcome::kFailed;
@@ -192,10 +195,10 @@ class IniUserDefaults::Impl {
   Condition fCondition = Condition::kUnread;     ///< the same
   SettingsFile::Changes fUnsaved;                ///< changes that the file does not have yet
   std::set<std::string> fNamed;                  ///< the keys that the console has named as not saved
-  AbsoluteTime fLastSave = 0;                    ///< long ago, so that the first change need not wait
-  AbsoluteTime fDue = kNever;                    ///< of the next save
+  Clock::time_point fLastSave = kLongAgo;        ///< so that the first change need not wait
+  Clock::time_point fDue = kNotDue;              ///< of the next save
   bool fIsAgainDue = false;                      ///< after the save that runs
-  AbsoluteTime fBusySince = kNever;              ///< the first of the last tries, if all met a held lock
+  Clock::time_point fBusySince = kNotDue;        ///< the first of the last tries, if all met a held lock
   bool fFailureTold = false;                     ///< until the next success
   std::optional<RunLoopTimer> fTimer;            ///< saves when a save is due; none without a run loop
   std::optional<SavingThread> fThread;           ///< last, because it uses the above; none without a run loop
@@ -210,13 +213,14 @@ IniUserDefaults::IniUserDefaults(const std::filesystem::path& path)
     : IniUserDefaults(path, nullptr, Timing()) {}
 
 IniUserDefaults::IniUserDefaults(const std::filesystem::path& path, const std::shared_ptr<RunLoop>& loop,
-                                 Timing timing)
-    : fImpl(std::make_unique<Impl>(path, timing, SettingsFile::Access::kReadWrite, loop)) {}
+                                 Timing timing, Now now)
+    : fImpl(std::make_unique<Impl>(path, timing, SettingsFile::Access::kReadWrite, loop, std::move(now))) {}
 
 IniUserDefaults::IniUserDefaults(std::unique_ptr<Impl> impl) : fImpl(std::move(impl)) {}
 
 IniUserDefaults IniUserDefaults::ReadOnly(const std::filesystem::path& path) {
-  return IniUserDefaults(std::make_unique<Impl>(path, Timing(), SettingsFile::Access::kReadOnly, nullptr));
+  return IniUserDefaults(
+      std::make_unique<Impl>(path, Timing(), SettingsFile::Access::kReadOnly, nullptr, Clock::now));
 }
 
 IniUserDefaults::~IniUserDefaults() {

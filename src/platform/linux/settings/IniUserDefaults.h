@@ -8,6 +8,7 @@
 #include <string>
 #include <utility>
 
+#include "foundation/Clock.h"
 #include "foundation/RunLoop.h"
 #include "platform/UserDefaults.h"
 
@@ -40,7 +41,8 @@ class IniUserDefaults final : public UserDefaults {
   /// is left for its timer.
   IniUserDefaults(const std::filesystem::path& path, const std::shared_ptr<RunLoop>& loop)
       : IniUserDefaults(path, loop, Timing()) {}
-  IniUserDefaults(const std::filesystem::path& path, const std::shared_ptr<RunLoop>& loop, Timing timing);
+  IniUserDefaults(const std::filesystem::path& path, const std::shared_ptr<RunLoop>& loop, Timing timing,
+                  Now now = Clock::now);
 
   /// For a program that only reads the settings: as above, but nothing is ever written to disk. A damaged
   /// file stays where it is and counts as empty, with a message on the console. New values stay in memory.

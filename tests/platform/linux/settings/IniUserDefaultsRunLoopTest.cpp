@@ -4,13 +4,10 @@
 #include <gtest/gtest.h>
 #include <sys/file.h>
 #include <sys/resource.h>
-#include <sys/stat.h>
 
 #include <algorithm>
 #include <fstream>
-#include <set>
 #include <thread>
-#include <tuple>
 
 #include "foundation/FileDescriptor.h"
 #include "foundation/RunLoop.h"
@@ -19,31 +16,24 @@
 #include "tests/support/Eventually.h"
 #include "tests/support/TemporaryFolder.h"
 #include "tests/support/Threads.h"
+#include "tests/support/TurnLoop.h"
 
 namespace vorn {
 namespace {
 
 using namespace std::chrono_literals;
 using ::testing::HasSubstr;
+using testing::TurnLoopUntil;
 using testing::Writer;
 using ::testing::internal::CaptureStderr;
 using ::testing::internal::GetCapturedStderr;
 
-constexpr auto kTooLong = 1h;
+constexpr std::chrono::minutes kTooLong = 1h;
 
 class IniUserDefaultsRunLoopTest : public ::testing::Test {
  protected:
   [[nodiscard]] bool IsSaved(const std::string& key) const {
     return IniUserDefaults::ReadOnly(fPath).GetString(key).has_value();
-  }
-  template <typename Condition>
-  [[nodiscard]] bool Served(Condition condition) const {
-    const auto end = std::chrono::steady_clock::now() + testing::kGenerousDeadline;
-    while (!condition()) {
-      if (std::chrono::steady_clock::now() >= end) return false;
-      fLoop->RunOnce(1ms);
-    }
-    return true;
   }
 
   /// How often this thread has gone to sleep by itself.
@@ -53,14 +43,7 @@ class IniUserDefaultsRunLoopTest : public ::testing::Test {
     return usage.ru_nvcsw;
   }
 
-  /// Changes whenever the file is written.
-  [[nodiscard]] std::tuple<ino_t, time_t, long> Version() const {
-    struct stat status = {};
-    if (::stat(fPath.c_str(), &status) != 0) return {};
-    return {status.st_ino, status.st_mtim.tv_sec, status.st_mtim.tv_nsec};
-  }
-
-  std::shared_ptr<PollRunLoop> fLoop = std::make_shared<PollRunLoop>();
+  std::shared_ptr<PollRunLoop> fLoop = PollRunLoop::Current();
   testing::TemporaryFolder fFolder;
   std::filesystem::path fPath = fFolder.Path() / "config" / "settings.conf";
 };
@@ -69,30 +52,29 @@ TEST_F(IniUserDefaultsRunLoopTest, SavesAChangeByItselfButNotInsideTheCall) {
   IniUserDefaults defaults(fPath, fLoop, {kTooLong, kTooLong});
   defaults.SetString("name", "x");
   EXPECT_FALSE(std::filesystem::exists(fPath));
-  EXPECT_TRUE(Served([&] { return IsSaved("name"); }));
+  EXPECT_TRUE(TurnLoopUntil([&] { return IsSaved("name"); }));
 }
 
 TEST_F(IniUserDefaultsRunLoopTest, SavesNoMoreOftenThanOnceInAPause) {
-  constexpr auto kPause = 200ms;
-  IniUserDefaults defaults(fPath, fLoop, {kPause, kTooLong});
-  std::set<std::tuple<ino_t, time_t, long>> versions;
-  int changes = 0;
-  const auto start = std::chrono::steady_clock::now();
-  EXPECT_TRUE(Served([&] {
-    if (changes < 500) defaults.SetString(std::to_string(changes++), "x");
-    versions.insert(Version());
-    return changes == 500 && IsSaved("499");
-  }));
-  const auto pauses = (std::chrono::steady_clock::now() - start) / kPause;
-  // None yet, the first at once, and one for each pause.
-  EXPECT_LE(versions.size(), static_cast<std::size_t>(pauses + 3));
+  auto now = Clock::now();
+  IniUserDefaults defaults(fPath, fLoop, {kTooLong, kTooLong}, [&] { return now; });
+  for (int pause = 0; pause < 5; ++pause) {
+    const std::string change = std::to_string(pause);
+    defaults.SetString(change, "x");
+    EXPECT_TRUE(TurnLoopUntil([&] { return defaults.IsSaved(); }));
+    EXPECT_TRUE(IsSaved(change));
+    now += kTooLong / 2;
+    defaults.SetString(change + " early", "x");
+    EXPECT_FALSE(fLoop->RunOnce(0ms));
+    now += kTooLong / 2;
+  }
 }
 
 TEST_F(IniUserDefaultsRunLoopTest, LeavesWhatComesWithinThePauseToTheEnd) {
   {
     IniUserDefaults defaults(fPath, fLoop, {kTooLong, kTooLong});
     defaults.SetString("first", "x");
-    ASSERT_TRUE(Served([&] { return defaults.IsSaved(); }));
+    ASSERT_TRUE(TurnLoopUntil([&] { return defaults.IsSaved(); }));
     EXPECT_TRUE(IsSaved("first"));
     defaults.SetString("second", "x");
     EXPECT_FALSE(fLoop->RunOnce(0ms));
@@ -109,7 +91,7 @@ TEST_F(IniUserDefaultsRunLoopTest, TriesAgainAfterThePauseWhereAnotherHeldTheLoc
   defaults.SetString("name", "x");
   EXPECT_FALSE(defaults.Synchronize());  // which leaves the next attempt to the loop
   holder.Reset();
-  EXPECT_TRUE(Served([&] { return IsSaved("name"); }));
+  EXPECT_TRUE(TurnLoopUntil([&] { return IsSaved("name"); }));
 }
 
 TEST_F(IniUserDefaultsRunLoopTest, NeverMakesTheLoopWaitForTheLockOfAStoppedProcess) {
@@ -132,7 +114,7 @@ TEST_F(IniUserDefaultsRunLoopTest, NeverMakesTheLoopWaitForTheLockOfAStoppedProc
   EXPECT_LT(mostWaits, 10);
   EXPECT_FALSE(IsSaved("0"));
   EXPECT_EQ(holder.End(SIGCONT), 0);
-  EXPECT_TRUE(Served([&] { return defaults.IsSaved(); }));
+  EXPECT_TRUE(TurnLoopUntil([&] { return defaults.IsSaved(); }));
   EXPECT_TRUE(IsSaved("0") && IsSaved("49"));
   const auto console = GetCapturedStderr();
   const std::string told = "Cannot save " + fPath.string() + " (another program holds its lock)";
@@ -169,7 +151,7 @@ TEST_F(IniUserDefaultsRunLoopTest, TriesAgainByItselfWhatCouldNotBeSaved) {
   defaults.SetString("name", "x");
   EXPECT_FALSE(defaults.Synchronize());
   std::filesystem::remove(fPath.parent_path());
-  EXPECT_TRUE(Served([&] { return defaults.IsSaved(); }));
+  EXPECT_TRUE(TurnLoopUntil([&] { return defaults.IsSaved(); }));
   EXPECT_TRUE(IsSaved("name"));
   EXPECT_THAT(GetCapturedStderr(), HasSubstr("saved again"));
 }
@@ -183,7 +165,7 @@ TEST_F(IniUserDefaultsRunLoopTest, SavesByItselfWhatWasHeldBack) {
   EXPECT_FALSE(defaults.Synchronize());
   EXPECT_FALSE(IsSaved("record-a"));
   isReady = true;
-  EXPECT_TRUE(Served([&] { return IsSaved("record-a"); }));
+  EXPECT_TRUE(TurnLoopUntil([&] { return IsSaved("record-a"); }));
 }
 
 TEST_F(IniUserDefaultsRunLoopTest, SavesWhatWasHeldBackWhenItIsTold) {
@@ -193,14 +175,14 @@ TEST_F(IniUserDefaultsRunLoopTest, SavesWhatWasHeldBackWhenItIsTold) {
   earlier.SetAfterSaving([&] { defaults.SaveSoon(); });
   earlier.SetString("name", "x");
   defaults.SetString("record-a", "x");
-  EXPECT_TRUE(Served([&] { return defaults.IsSaved(); }));
+  EXPECT_TRUE(TurnLoopUntil([&] { return defaults.IsSaved(); }));
   EXPECT_TRUE(IsSaved("record-a"));
   EXPECT_TRUE(earlier.IsSaved());
 
   earlier.SetString("name", "y");  // within the pause of this one
   defaults.SetString("record-b", "x");
   defaults.SetString("name", "x");
-  EXPECT_TRUE(Served([&] { return IsSaved("name"); }));
+  EXPECT_TRUE(TurnLoopUntil([&] { return IsSaved("name"); }));
   EXPECT_FALSE(IsSaved("record-b"));
 }
 
@@ -229,7 +211,7 @@ TEST_F(IniUserDefaultsRunLoopTest, SavesWithoutAThreadIfNoneIsLeft) {
   const testing::NoThreadsLeft none;
   for (const char* key : {"first", "second"}) {
     defaults.SetString(key, "x");
-    EXPECT_TRUE(Served([&] { return defaults.IsSaved(); }));
+    EXPECT_TRUE(TurnLoopUntil([&] { return defaults.IsSaved(); }));
     EXPECT_TRUE(IsSaved(key));
   }
 }
@@ -240,7 +222,7 @@ TEST_F(IniUserDefaultsRunLoopTest, SavesAChangeThatIsMadeDuringASave) {
     defaults.SetString("name", std::to_string(i));
     EXPECT_TRUE(fLoop->RunOnce(-1ms));  // starts the save, or takes over its result
   }
-  EXPECT_TRUE(Served([&] { return defaults.IsSaved(); }));
+  EXPECT_TRUE(TurnLoopUntil([&] { return defaults.IsSaved(); }));
   EXPECT_EQ(IniUserDefaults::ReadOnly(fPath).GetString("name"), "99");
 }
 
