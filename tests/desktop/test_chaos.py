@@ -22,7 +22,7 @@ SEED = int(os.environ.get("VORN_CHAOS_SEED") or time.time())
 SECONDS = float(os.environ.get("VORN_CHAOS_SECONDS", "60"))
 STEPS = 8  # between two rests
 FEWEST_RESTS = 4
-PATIENCE = 120.0  # seconds until every list is true: some faults last until a request ends after 30 s
+PATIENCE = 240.0  # seconds until every list is true: an address that nobody withdrew is believed for 120 s
 LONGEST_STALL = 2.0  # seconds
 MORE_MEMORY = int(os.environ.get("VORN_CHAOS_MEMORY", "512"))  # KiB that the allocator may keep more
 MORE_THREADS = 2
@@ -60,19 +60,19 @@ class Programs:
         self.wait(self._menu_is_true, "a true list in the menu")
 
     def _announced(self):
-        """What the network announces, by URL: name, type, model, firmware."""
+        """What the network announces, by URL: name, type, uid, model, firmware."""
         present = [unit for unit in self.studio.units() if unit["announced"]]
         own = {unit["uids"][0] for unit in present if unit["kind"] == "plexadevice"}
         return {
             unit["url"] + (f"{device['uid']}/" if unit["kind"] == "plexahost" else ""):
-                (device["name"], unit["kind"], device["model"], device["firmware"])
+                (device["name"], unit["kind"], device["uid"], device["model"], device["firmware"])
             for unit in present for device in unit["devices"]
             if unit["kind"] != "plexahost" or device["uid"] not in own
         }
 
     def _listed(self):
         return {
-            url: (unit["name"], unit["type"], unit["modelID"], unit["firmwareVersion"])
+            url: tuple(unit[member] for member in ("name", "type", "uid", "modelID", "firmwareVersion"))
             for url, unit in self.terminal.latest().items()
         }
 
@@ -88,7 +88,7 @@ class Programs:
         entries = {entry["title"]: entry for entry in self.finder.menu()}
         switches = entries["Show Switches"]["checked"]
         expected = {
-            _short(name): firmware for name, kind, _, firmware in self._announced().values()
+            _short(name): firmware for name, kind, _, _, firmware in self._announced().values()
             if switches or kind != "plexaswitch"
         }
         shown = [title for title in entries if title.startswith("Unit ")]
