@@ -11,6 +11,7 @@ from .namespaces import FAR_ADDRESS, STATE
 
 TYPE = "_http._tcp.local."
 AVAHI = f"{STATE}/etc-avahi"
+LATEST_ANSWER = 1.5  # seconds
 
 
 class ZeroconfAnnouncer:
@@ -54,8 +55,16 @@ class ZeroconfAnnouncer:
         info = self._infos.pop(unit.id, None)
         if info is not None:
             await self._quieten(unit)
-            self._repeats[unit.id] = await self._zeroconf.async_unregister_service(info)
+            first = await self._zeroconf.async_unregister_service(info)
+            self._repeats[unit.id] = asyncio.create_task(self._repeat_goodbye(first, info))
             await asyncio.sleep(0)
+
+    async def _repeat_goodbye(self, first, info):
+        """The library sends some answers up to a second late. One that follows the goodbye would undo it."""
+        await first
+        await asyncio.sleep(LATEST_ANSWER)
+        sender = self._zeroconf.zeroconf
+        sender.async_send(sender.generate_service_broadcast(info, 0, broadcast_addresses=False))
 
     async def fall_silent(self, unit):
         """Answers no more questions about the unit, without a goodbye."""
