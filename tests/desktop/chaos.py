@@ -7,6 +7,10 @@ nothing may grow.
 import collections
 import contextlib
 
+from vorndesktop import eventually
+
+PATIENCE = 120.0  # seconds to wait for the panel, on a busy machine
+A_MOMENT = 10.0  # seconds after which a user clicks again
 MODELS = [f"Vorn {number}" for number in (8, 16, 24, 32, 48, 64)]
 SWITCH_MODEL = "avbswitch"
 VERSIONS = [f"1.{minor}.0+{minor}00" for minor in range(1, 9)]
@@ -58,6 +62,7 @@ class Chaos:
         self._addresses = {name: unit["address"] for name, unit in self._units.items()}
         self._faulty = set()
         self._gone = {}  # unit: how it went
+        self._exchanged, self._left = set(), set()  # units and addresses, since the last rest
         self._responder, self._link, self._notification_server = "running", "up", None
 
     def step(self):
@@ -85,6 +90,8 @@ class Chaos:
         for unit in sorted(self._gone):
             self._replace_data(unit)
             self._return(unit)
+        self._exchanged.clear()
+        self._left.clear()
 
     # --- units ------------------------------------------------------------------------------------
 
@@ -92,7 +99,9 @@ class Chaos:
         unit = self._any(self._present())
         if len(self._gone) < len(self._units) // 2:
             self._mend(unit)
-            self._gone[unit] = self._chance.choice(["goodbye", "crash", "unplug"])
+            # Nobody can know that a unit has gone silently if another one answers at the address that it had.
+            silent = [] if unit in self._exchanged else ["crash", "unplug"]
+            self._gone[unit] = self._chance.choice(["goodbye", *silent])
             self._do("drop", unit=unit, how=self._gone[unit])
 
     def _come(self):
@@ -141,8 +150,9 @@ class Chaos:
             self._do("disconnect", unit=unit)  # else a silent answer lasts until the client gives it up
 
     def _move(self):
-        free = sorted(set(SPARE_ADDRESSES) - set(self._addresses.values()))
+        free = sorted(set(SPARE_ADDRESSES) - set(self._addresses.values()) - self._left)
         unit = self._any(self._present())
+        self._left.add(self._addresses[unit])
         self._addresses[unit] = self._chance.choice(free)
         self._do("move", unit=unit, address=self._addresses[unit])
 
@@ -150,6 +160,7 @@ class Chaos:
         present = sorted(self._present())
         one, other = self._chance.sample(present, 2)
         self._addresses[one], self._addresses[other] = self._addresses[other], self._addresses[one]
+        self._exchanged |= {one, other}
         self._do("exchange", unit=one, other=other)
 
     def _disconnect(self):
@@ -194,22 +205,37 @@ class Chaos:
     # --- the desktop ------------------------------------------------------------------------------
 
     def _open_panel(self):
+        """Clicks until the panel has the focus: to a slow program, a click may belong to the one before."""
         finder = self._finder
-        finder.activate_item()
-        finder.wait(lambda: finder.window() and finder.desktop.focused_window() == finder.window(), "the panel's focus")
+
+        def has_focus():
+            return finder.window() and finder.desktop.focused_window() == finder.window()
+
+        def opens():
+            finder.activate_item()
+            return eventually(has_focus, A_MOMENT)
+
+        finder.wait(opens, "the panel's focus", PATIENCE)
+
+    def _close_panel(self):
+        finder = self._finder
+
+        def closes():
+            finder.desktop.key("Escape")
+            return eventually(lambda: not finder.window(), A_MOMENT)
+
+        finder.wait(closes, "the panel's end", PATIENCE)
 
     def _toggle_panel(self):
         self._note("panel")
         self._open_panel()
-        self._finder.desktop.key("Escape")
-        self._finder.wait_until_closed()
+        self._close_panel()
 
     def _open_page(self):
         self._note("page")
         self._open_panel()
-        self._finder.desktop.key("Down", "Return")
-        self._finder.desktop.key("Escape")  # without a unit, Return does nothing
-        self._finder.wait_until_closed()
+        self._finder.desktop.key("Down", "Return")  # without a unit, this does nothing
+        self._close_panel()
 
     def _toggle_setting(self):
         title = self._chance.choice(SETTINGS)
