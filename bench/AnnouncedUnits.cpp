@@ -103,7 +103,7 @@ DNSServiceErrorType AnnouncedUnits::GetAddrInfo(DNSServiceRef* ref, DNSServiceFl
                                                 std::uint32_t, const char* hostName,
                                                 DNSServiceGetAddrInfoReply callback, void* context) {
   const std::string host = hostName;
-  const auto number = static_cast<std::uint32_t>(std::stoul(host.substr(1)));
+  const auto number = fIsAddressShared ? 0 : static_cast<std::uint32_t>(std::stoul(host.substr(1)));
   const auto answer = [callback, context, host, number](DNSServiceRef self) {
     sockaddr_in address{};
     address.sin_family = AF_INET;

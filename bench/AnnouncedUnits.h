@@ -17,6 +17,9 @@ class AnnouncedUnits final : public DNSSD {
  public:
   AnnouncedUnits(std::size_t count, std::uint16_t port);
 
+  /// Announces all units at 127.0.0.1, as one stranger does. Call it before anybody browses.
+  void ShareOneAddress() { fIsAddressShared = true; }
+
   DNSServiceErrorType CreateConnection(DNSServiceRef* ref) override;
   DNSServiceErrorType Browse(DNSServiceRef* ref, DNSServiceFlags flags, std::uint32_t interfaceIndex,
                              const char* type, const char* domain, DNSServiceBrowseReply callback,
@@ -35,6 +38,7 @@ class AnnouncedUnits final : public DNSSD {
  private:
   const std::size_t fCount;
   const std::uint16_t fPort;
+  bool fIsAddressShared = false;
 };
 
 }  // namespace vorn::bench

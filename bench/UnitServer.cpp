@@ -33,6 +33,7 @@ struct UnitServer::Shared {
 namespace {
 
 constexpr char kTag[] = "\"1\"";
+constexpr char kNotFound[] = "HTTP/1.1 404 Not Found\r\nContent-Length: 0\r\n\r\n";
 
 int Check(int result, const char* what) {
   if (result < 0) throw std::system_error(errno, std::generic_category(), what);
@@ -130,10 +131,11 @@ class Loop {
     if (path.find("/firmware_version") != std::string_view::npos) return Value("1.4.0+290");
     if (path.find("/firmware ") != std::string_view::npos) return Answer("[{\"version\":\"1.4.2+311\"}]");
     if (path.find("/entity_name") != std::string_view::npos) return Name(path, request);
-    return "HTTP/1.1 404 Not Found\r\nContent-Length: 0\r\n\r\n";
+    return kNotFound;
   }
 
   std::string Name(std::string_view path, std::string_view request) const {
+    if (fNames == UnitServer::Names::kMissing) return kNotFound;
     const std::string unit = std::to_string(Unit(path));
     if (fNames == UnitServer::Names::kSteady) {
       if (request.find("If-None-Match: ") != std::string_view::npos) {

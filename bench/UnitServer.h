@@ -14,6 +14,7 @@ namespace vorn::bench {
 class UnitServer {
  public:
   enum class Names {
+    kMissing,   ///< no name is found, so the units' checks start again
     kSteady,    ///< a name has a tag, and a request that knows the tag gets a 304
     kChanging,  ///< each answer has a new name, which ends in the time of its sending: "Unit 3 @123.456789"
   };

@@ -114,6 +114,12 @@ def write_large_settings(path):
     return path.write_text("".join(lines))
 
 
+def source_rate(programs):
+    raw = programs.run("bench_source_rate", programs.pick(2000, 300), programs.pick(20, 6))
+    row = Row(f"requests to one address a second, {raw['units']} units there", raw["requestsASecond"], "/s", bar=60)
+    return [row], raw
+
+
 def cancelling(programs):
     repetitions = programs.pick(300, 50)
     wake = programs.run("bench_cancel", repetitions, "wake")
