@@ -110,7 +110,11 @@ void BareWriteAndRename(benchmark::State& state) {
 class NoCenter final : public vorn::NotificationCenter {
  public:
   void SetDelegate(std::weak_ptr<Delegate>) override {}
-  void DeliverNotification(const vorn::UserNotification&) override { ++fDelivered; }
+  [[nodiscard]] bool DeliverNotification(const vorn::UserNotification&) override {
+    ++fDelivered;
+    return true;
+  }
+  void SetOnRoom(std::function<void()>) override {}
   void RemoveDeliveredNotification(const vorn::UserNotification&) override {}
   void ForgetWaitingNotification(const std::string&) override {}
   void ForgetWaitingNotifications() override {}

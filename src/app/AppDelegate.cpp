@@ -38,7 +38,9 @@ AppDelegate::~AppDelegate() {
 void AppDelegate::applicationDidFinishLaunching() {
   fDispatch = &fMakers.dispatch();
   fDefaults = &fMakers.userDefaults();
-  fLogic.emplace(*fDefaults, fMakers.notificationCenter(), fMakers.urlOpener);
+  auto& center = fMakers.notificationCenter();
+  fLogic.emplace(*fDefaults, center, fMakers.urlOpener);
+  center.SetOnRoom(OnMain(*fDispatch, fAlive, &AppDelegate::notifyOfKnownUpdates));
   fAppVersion = SlowConvertFromStringAllowRemainder<FirmwareVersion>(fMakers.bundleVersion);
   makeFirmwarePoller();
   fVirtualEntity = std::make_unique<ui::VirtualEntityMenu>(fMakers.virtualEntity(), *fDispatch);

@@ -19,6 +19,7 @@ struct ExtendedDeviceInfo {
   vorn::optional<vorn::FirmwareVersion> firmwareVersion;  ///< empty: unknown or not readable as a version
   vorn::optional<std::string> modelID;                    ///< empty: unknown
   vorn::optional<vorn::FirmwareVersion> latestVersion;    ///< newest release of the model; empty: unknown
+  std::string address;                                    ///< from which the unit answered last; never shown
 };
 
 /// The text of a list without units.

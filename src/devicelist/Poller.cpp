@@ -22,6 +22,9 @@ vorn::optional<std::string> Poller::GetModelID() const {
 bool Poller::HasAnswered() const noexcept {
   return fImpl->HasAnswered();
 }
+std::string Poller::GetAddress() const {
+  return fImpl->GetAddress();
+}
 const Entry& Poller::GetEntry() const noexcept {
   return fImpl->GetEntry();
 }
@@ -43,6 +46,11 @@ vorn::optional<std::string> Poller::Impl::GetFirmwareVersion() const {
 }
 vorn::optional<std::string> Poller::Impl::GetModelID() const {
   return CopyOf(fModelID);
+}
+
+std::string Poller::Impl::GetAddress() const {
+  const std::lock_guard lock(fMutex);
+  return fAddress;
 }
 
 Poller::Impl::Text Poller::Impl::CopyOf(const Text& value) const {
@@ -69,6 +77,10 @@ void Poller::Impl::StopPolling() noexcept {
 vorn::optional<HTTPAnswer> Poller::Impl::Get(const std::string& path, const Text& etag) {
   auto answer = fHTTP.DoRequest(fEntry.url + path, etag);
   if (answer && answer->second.IsOK()) NoteAnswer();
+  if (answer) {
+    const std::lock_guard lock(fMutex);
+    fAddress = answer->second.address;
+  }
   return answer;
 }
 

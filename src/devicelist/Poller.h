@@ -38,6 +38,9 @@ class Poller {
   /// Whether the unit has ever answered a request with success, so that somebody is there. Any thread.
   [[nodiscard]] bool HasAnswered() const noexcept;
 
+  /// The address that the unit's last answer came from; empty before the first one. Any thread.
+  [[nodiscard]] std::string GetAddress() const;
+
   /// The entry that the poller was made for; never changes. Any thread.
   [[nodiscard]] const Entry& GetEntry() const noexcept;
 

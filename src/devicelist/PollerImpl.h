@@ -34,6 +34,7 @@ class Poller::Impl {
   [[nodiscard]] vorn::optional<std::string> GetFirmwareVersion() const;
   [[nodiscard]] vorn::optional<std::string> GetModelID() const;
   [[nodiscard]] bool HasAnswered() const noexcept { return fHasAnswered; }
+  [[nodiscard]] std::string GetAddress() const;
   [[nodiscard]] const Entry& GetEntry() const noexcept { return fEntry; }
   void OnNameOrFirmwareChanged(std::function<void()> callback);
 
@@ -68,10 +69,11 @@ class Poller::Impl {
   const Entry fEntry;
   const std::chrono::milliseconds fPeriod;
   std::atomic<bool> fHasAnswered{false};
-  mutable std::mutex fMutex;  ///< guards the three values
+  mutable std::mutex fMutex;  ///< guards the three values and the address
   Text fName;
   Text fFirmwareVersion;
   Text fModelID;
+  std::string fAddress;       ///< of the last answer
   std::mutex fCallbackMutex;  ///< guards fOnChanged
   std::shared_ptr<const std::function<void()>> fOnChanged;
   std::unique_ptr<PollerInternals> fInternals;  ///< none before Init and after StopPolling

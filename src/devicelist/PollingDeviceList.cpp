@@ -251,6 +251,7 @@ ExtendedDeviceInfo PollingDeviceList::Assemble(const Poller& poller) const {
   info.type = entry.type;
   info.url = entry.url;
   info.uid = entry.uid;
+  info.address = poller.GetAddress();
   info.firmwareVersion = VersionOf(poller.GetFirmwareVersion());
   info.modelID = poller.GetModelID();
   return info;

@@ -40,14 +40,16 @@ void TellGivenUp() {
 Center::Center(std::unique_ptr<vorn::NotificationServer> server, Options options, vorn::Now now)
     : fOptions(options),
       fNow(std::move(now)),
+      fAllowance(fOptions.allowancePeriod),
       fQueue(fOptions.timing),
       fKept(fOptions.state),
       fTimer(vorn::RunLoop::Current(), vorn::kNever, [this] { Pump(); }),
       fKeepTimer(vorn::RunLoop::Current(), vorn::kNever, [this] { Keep(); }),
+      fRoomTimer(vorn::RunLoop::Current(), vorn::kNever, [this] { TellRoom(); }),
       fServer(std::move(server)) {
   fServer->SetHandlers(MakeHandlers());
   fQueue.Restore(fKept.Read(fServer->PresentServer()), fNow() + fOptions.settleTime);
-  if (const auto due = fQueue.NextDue()) WakeAt(*due);
+  if (const auto due = fQueue.NextDue()) FireAt(fTimer, *due);
 }
 
 Center::~Center() {
@@ -68,19 +70,38 @@ vorn::NotificationServer::Handlers Center::MakeHandlers() {
   };
 }
 
-void Center::DeliverNotification(const vorn::UserNotification& notification) {
+bool Center::DeliverNotification(const vorn::UserNotification& notification) {
   if (!fServer->IsConnected() && !std::exchange(fToldNoBus, true)) {
     vorn::WriteToConsole("There is no session bus: notifications wait until the program is started with one");
   }
+  if (!TakesMoreFrom(notification.source)) return false;
   vorn::UserNotification bounded = notification;  // thousands may wait
   bounded.title = PresentableText(notification.title);
   bounded.informativeText = PresentableText(notification.informativeText);
-  if (!fQueue.Add(std::move(bounded), fNow())) {
-    vorn::WriteToConsole("Too many notifications, not shown: " + vorn::Excerpt(notification.title));
-    return;
+  if (!fQueue.Add(std::move(bounded), fNow()) && !std::exchange(fToldForgotten, true)) {
+    vorn::WriteToConsole(
+        "Too many notifications wait: the oldest ones of the unit address that causes the most are given up");
   }
   KeepSoon();
   Pump();
+  return true;
+}
+
+bool Center::TakesMoreFrom(const std::string& source) {
+  if (fAllowance.Take(source, fNow())) return true;
+  if (!std::exchange(fToldTooMany, true)) {
+    vorn::WriteToConsole("There are too many new releases within a minute: some are announced later");
+  }
+  const auto due = fAllowance.NextFor(source);
+  if (fRoomAt && *fRoomAt <= due) return false;
+  fRoomAt = due;
+  FireAt(fRoomTimer, due);
+  return false;
+}
+
+void Center::TellRoom() {
+  fRoomAt.reset();
+  if (fOnRoom) fOnRoom();
 }
 
 void Center::RemoveDeliveredNotification(const vorn::UserNotification& notification) {
@@ -131,7 +152,7 @@ void Center::Pump() {
   }
   const auto due = fQueue.NextDue();
   fTimer.SetNextFireDate(vorn::kNever);
-  if (due) WakeAt(*due);
+  if (due) FireAt(fTimer, *due);
 }
 
 // Asked only when there is something to show: the question may start a server.
@@ -140,7 +161,7 @@ void Center::Prepare() {
   if (fIsAsking || !next) return;
   const auto due = std::max(*next, fDoNotAskBefore);
   if (fNow() < due) {
-    WakeAt(due);
+    FireAt(fTimer, due);
     return;
   }
   if (!fServer->IsThere()) {
@@ -209,9 +230,9 @@ void Center::OnActivationToken(std::uint32_t serverId, const std::string& token)
   if (standing && token.size() <= kMaxTokenLength) standing->activationToken = token;
 }
 
-void Center::WakeAt(TimePoint due) {
+void Center::FireAt(vorn::RunLoopTimer& timer, TimePoint due) {
   const auto now = fNow();
-  fTimer.FireAfter(std::max(due, now) - now);  // `due` may be the clock's least value
+  timer.FireAfter(std::max(due, now) - now);  // `due` may be the clock's least value
 }
 
 }  // namespace Notification

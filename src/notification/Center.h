@@ -2,11 +2,14 @@
 
 #include <chrono>
 #include <cstdint>
+#include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "foundation/Clock.h"
 #include "foundation/RunLoopTimer.h"
+#include "notification/Allowance.h"
 #include "notification/KeptNotifications.h"
 #include "notification/Queue.h"
 #include "platform/NotificationCenter.h"
@@ -23,7 +26,8 @@ namespace Notification {
 /// of its subject wait for it. A server that leaves several unanswered gets no more until it answers or ends.
 /// Notifications on a server that ended are forgotten, because they were shown and the next server may use
 /// the same ids. Queue has the rules of one notification for each subject, one a minute, and many at once.
-/// Signals about other programs' notifications, which some servers send to everybody, are ignored.
+/// Allowance has those of how many are taken. Signals about other programs' notifications, which some servers
+/// send to everybody, are ignored.
 ///
 /// `state` (KeptNotifications) keeps what waits and what is shown, and the next start reads it. It sends
 /// waiting notifications. Shown ones still react to a click if their server is the same. They are shown once
@@ -42,6 +46,7 @@ class Center final : public vorn::NotificationCenter {
     Queue::Timing timing{};
     /// How long the notifications of an earlier run wait for the list of units, which may withdraw them.
     std::chrono::milliseconds settleTime{5000};
+    std::chrono::milliseconds allowancePeriod{60000};
   };
 
   /// Throws std::system_error if no descriptor is left.
@@ -49,7 +54,8 @@ class Center final : public vorn::NotificationCenter {
   ~Center() override;
 
   void SetDelegate(std::weak_ptr<Delegate> delegate) override { fDelegate = std::move(delegate); }
-  void DeliverNotification(const vorn::UserNotification& notification) override;
+  [[nodiscard]] bool DeliverNotification(const vorn::UserNotification& notification) override;
+  void SetOnRoom(std::function<void()> onRoom) override { fOnRoom = std::move(onRoom); }
   void RemoveDeliveredNotification(const vorn::UserNotification& notification) override;
   void ForgetWaitingNotification(const std::string& subject) override;
   void ForgetWaitingNotifications() override;
@@ -64,6 +70,8 @@ class Center final : public vorn::NotificationCenter {
   using Answer = vorn::NotificationServer::Answer;
 
   [[nodiscard]] vorn::NotificationServer::Handlers MakeHandlers();
+  [[nodiscard]] bool TakesMoreFrom(const std::string& source);
+  void TellRoom();
   void Pump();
   void Prepare();
   void OnStarted(Answer answer);
@@ -73,24 +81,30 @@ class Center final : public vorn::NotificationCenter {
   void OnClosed(std::uint32_t serverId);
   void OnAction(std::uint32_t serverId, const std::string& key);
   void OnActivationToken(std::uint32_t serverId, const std::string& token);
-  void WakeAt(TimePoint due);
+  void FireAt(vorn::RunLoopTimer& timer, TimePoint due);
   void Keep();
   void KeepSoon();
 
   const Options fOptions;
   const vorn::Now fNow;
+  Allowance fAllowance;
   Queue fQueue;
   KeptNotifications fKept;
   std::weak_ptr<Delegate> fDelegate;
-  bool fIsReady = false;     ///< the present server has said what it can show
-  bool fIsAsking = false;    ///< it is asked just now
-  bool fIsStarting = false;  ///< somebody is starting one
+  std::function<void()> fOnRoom;
+  std::optional<TimePoint> fRoomAt;  ///< after a refusal
+  bool fIsReady = false;             ///< the present server has said what it can show
+  bool fIsAsking = false;            ///< it is asked just now
+  bool fIsStarting = false;          ///< somebody is starting one
   bool fToldNoBus = false;
   bool fToldRefusal = false;
-  bool fIsKeepDue = false;                            ///< the queue has changed since it was last written
-  TimePoint fDoNotAskBefore{};                        ///< after an attempt that found no server
-  vorn::RunLoopTimer fTimer;                          ///< the next notification, or question, that is due
-  vorn::RunLoopTimer fKeepTimer;                      ///< once for all changes of one turn of the run loop
+  bool fToldTooMany = false;
+  bool fToldForgotten = false;
+  bool fIsKeepDue = false;        ///< the queue has changed since it was last written
+  TimePoint fDoNotAskBefore{};    ///< after an attempt that found no server
+  vorn::RunLoopTimer fTimer;      ///< the next notification, or question, that is due
+  vorn::RunLoopTimer fKeepTimer;  ///< once for all changes of one turn of the run loop
+  vorn::RunLoopTimer fRoomTimer;
   std::unique_ptr<vorn::NotificationServer> fServer;  ///< last: its answers use all of the above
 };
 

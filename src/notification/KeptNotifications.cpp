@@ -15,6 +15,8 @@ namespace {
 constexpr char kBus[] = "bus";
 constexpr char kServer[] = "server";
 constexpr char kNotifications[] = "notices";  // as in files of earlier versions
+constexpr char kSources[] = "sources";        // one for each notification; earlier versions kept none
+constexpr std::size_t kMaxSourceLength = 64;
 
 constexpr char kWaiting[] = "waiting";
 constexpr char kSound[] = "sound";
@@ -89,6 +91,7 @@ std::vector<KeptNotification> KeptNotifications::Read(const ServerIdentity& serv
   const auto texts = fState ? fState->GetStringArray(kNotifications) : std::optional<Texts>();
   if (!texts) return {};
   fTexts = *texts;
+  if (const auto sources = fState->GetStringArray(kSources)) fSources = *sources;
   fServer = {TextOf(*fState, kBus), TextOf(*fState, kServer)};
   const bool isThisServer = !server.bus.empty() && !server.server.empty() && fServer == server;
   std::vector<KeptNotification> notifications;
@@ -98,28 +101,38 @@ std::vector<KeptNotification> KeptNotifications::Read(const ServerIdentity& serv
     const std::string* first = texts->data() + i;
     auto kept = room.Takes(first) ? NotificationFrom(first) : std::optional<KeptNotification>();
     isWhole = isWhole && kept;
+    if (kept) kept->notification.source = SourceAt(i / kTexts);
     if (kept && (kept->serverId == 0 || isThisServer)) notifications.push_back(std::move(*kept));
   }
   if (!isWhole) vorn::WriteToConsole("Some notifications of an earlier run cannot be read and are left out");
   return notifications;
 }
 
+std::string KeptNotifications::SourceAt(std::size_t index) const {
+  const bool areAllThere = fSources.size() * kTexts == fTexts.size();
+  return areAllThere && fSources[index].size() <= kMaxSourceLength ? fSources[index] : std::string();
+}
+
 void KeptNotifications::Write(const std::vector<KeptNotification>& notifications,
                               const ServerIdentity& server) {
   if (!fState) return;
   Texts all;
+  Texts sources;
   Room room;
   for (const auto& kept : notifications) {
     auto texts = TextsOf(kept);
     if (!room.Takes(texts.data())) continue;
     std::move(texts.begin(), texts.end(), std::back_inserter(all));
+    sources.push_back(kept.notification.source);
   }
-  if (all == fTexts && (all.empty() || fServer == server)) return;
+  if (all == fTexts && sources == fSources && (all.empty() || fServer == server)) return;
   fTexts = std::move(all);
+  fSources = std::move(sources);
   fServer = server;
   fState->SetString(kBus, server.bus);
   fState->SetString(kServer, server.server);
   fState->SetStringArray(kNotifications, fTexts);
+  fState->SetStringArray(kSources, fSources);
 }
 
 }  // namespace Notification

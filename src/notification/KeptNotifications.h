@@ -10,7 +10,8 @@
 namespace Notification {
 
 /// What the centre must not lose when the program ends, in a separate store: the waiting notifications, and
-/// the shown ones with their ids, the server of these ids and its bus.
+/// the shown ones with their ids, the server of these ids and its bus. There is room for all that a Queue
+/// holds.
 ///
 /// The contents count as a stranger's. An incomplete or too long notification, and one beyond the limit, is
 /// ignored, and the console says so. Such notifications are never written.
@@ -18,9 +19,9 @@ namespace Notification {
 /// @threadsafety The main thread only.
 class KeptNotifications {
  public:
-  static constexpr std::size_t kMaxNotifications = 2048;
-  static constexpr std::size_t kMaxLength = 8192;                 ///< of one text of a notification, in bytes
-  static constexpr std::size_t kMaxSize = std::size_t{1} << 20U;  ///< of all texts together
+  static constexpr std::size_t kMaxNotifications = Queue::kMaxNotifications;
+  static constexpr std::size_t kMaxLength = 8192;           ///< of one text of a notification, in bytes
+  static constexpr std::size_t kMaxSize = Queue::kMaxSize;  ///< of all texts together
 
   using ServerIdentity = vorn::NotificationServer::Identity;
 
@@ -41,8 +42,11 @@ class KeptNotifications {
   [[nodiscard]] bool Synchronize() { return fState && fState->Synchronize(); }
 
  private:
+  [[nodiscard]] std::string SourceAt(std::size_t index) const;
+
   vorn::UserDefaults* fState;
-  std::vector<std::string> fTexts;  ///< as the state holds them
+  std::vector<std::string> fTexts;    ///< as the state holds them
+  std::vector<std::string> fSources;  ///< the same
   ServerIdentity fServer;
 };
 

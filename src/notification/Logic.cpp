@@ -46,8 +46,7 @@ void Logic::MaybeNotifyDevice(const DeviceList::ExtendedDeviceInfo& device) {
   const Record record{device.uid, *device.firmwareVersion, *device.latestVersion};
   const auto stored = fPersistence.GetRecordForUID(device.uid);
   if (stored && stored->latestVersion == record.latestVersion) return;
-  fNotifier.Notify(record, device);
-  fPersistence.StoreRecord(record);
+  if (fNotifier.Notify(record, device)) fPersistence.StoreRecord(record);
 }
 
 }  // namespace Notification

@@ -42,9 +42,10 @@ class Logic {
 
   /// Announces each unit of a published list that has a name and an available update
   /// (DeviceList::UpdateAvailable), unless the same release was announced for its uid before. Announces first
-  /// and stores then, so that a death in between repeats a notification and does not lose it. Runs at every
-  /// publish: neither blocks nor touches the disk. A waiting notification of an earlier list is withdrawn if
-  /// the unit was updated, and replaced if another release is published.
+  /// and stores then, so that a death in between repeats a notification and does not lose it. If the centre
+  /// does not take it, nothing is stored, and a later list announces it. Runs at every publish: neither
+  /// blocks nor touches the disk. A waiting notification of an earlier list is withdrawn if the unit was
+  /// updated, and replaced if another release is published.
   void MaybeNotify(const std::vector<DeviceList::ExtendedDeviceInfo>& devices);
 
   /// The user wants no more notifications: withdraws all that still wait. Their

@@ -43,15 +43,16 @@ Notifier::Notifier(vorn::NotificationCenter& center, vorn::UrlOpener& opener)
   fCenter.SetDelegate(fDelegate);
 }
 
-void Notifier::Notify(const Record& record, const DeviceList::ExtendedDeviceInfo& device) {
-  if (!device.name) return;
+bool Notifier::Notify(const Record& record, const DeviceList::ExtendedDeviceInfo& device) {
+  if (!device.name) return true;
   vorn::UserNotification notification;
   notification.title = "Update Available for " + *device.name;
   notification.informativeText = VersionText(record.latestVersion);
   notification.subject = record.uid;
+  notification.source = device.address;
   notification.userInfo[vorn::kUserInfoUrl] = PageAddress(device);
   notification.playsDefaultSound = true;
-  fCenter.DeliverNotification(notification);
+  return fCenter.DeliverNotification(notification);
 }
 
 void HandleNotificationActivation(const vorn::UserNotification& notification,

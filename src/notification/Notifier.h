@@ -28,8 +28,8 @@ class Notifier {
 
   /// Posts one notification: the device's name in the title, the release as major.minor.patch in the text,
   /// and the address of the page to open. The build number is not shown on purpose. Does nothing for a device
-  /// without a name.
-  void Notify(const Record& record, const DeviceList::ExtendedDeviceInfo& device);
+  /// without a name. False if the centre has not taken it, because there were too many.
+  [[nodiscard]] bool Notify(const Record& record, const DeviceList::ExtendedDeviceInfo& device);
 
   /// Withdraws the notification about the unit with this uid, or every notification, if nobody has seen it
   /// yet.

@@ -1,23 +1,34 @@
 #include "notification/Queue.h"
 
 #include <algorithm>
+#include <string_view>
 #include <utility>
 
 namespace Notification {
 
+std::size_t SizeOf(const vorn::UserNotification& notification) {
+  constexpr std::size_t kMore = 64;  // its place, whether it has a sound, and what separates the texts
+  std::size_t size = kMore + notification.subject.size() + notification.source.size() +
+                     notification.title.size() + notification.informativeText.size();
+  for (const auto& [key, value] : notification.userInfo) size += key.size() + value.size();
+  return size;
+}
+
 bool Queue::Add(vorn::UserNotification notification, TimePoint now) {
-  if (!fSlots.contains(notification.subject) && fSlots.size() >= kMaxSlots && !MakeRoom(now)) return false;
+  if (const auto found = fSlots.find(notification.subject); found != fSlots.end()) DropWaiting(found->second);
+  const bool lostNone = MakeRoom(SizeOf(notification));
+  DropIdleSlots(now);
   notification.identifier = ++fLastIdentifier;
   notification.activationToken.clear();
   Slot& slot = fSlots[notification.subject];
   SetWaiting(slot, std::move(notification));
-  return true;
+  return lostNone;
 }
 
 void Queue::Restore(std::vector<KeptNotification> kept, TimePoint due) {
   for (KeptNotification& each : kept) {
     vorn::UserNotification& notification = each.notification;
-    if (!fSlots.contains(notification.subject) && fSlots.size() >= kMaxSlots) continue;
+    if (!fSlots.contains(notification.subject) && fSlots.size() >= kMaxNotifications) continue;
     notification.identifier = ++fLastIdentifier;
     Slot& slot = fSlots[notification.subject];
     if (each.serverId == 0) {
@@ -32,35 +43,64 @@ void Queue::Restore(std::vector<KeptNotification> kept, TimePoint due) {
 
 std::vector<KeptNotification> Queue::Kept() const {
   std::vector<KeptNotification> kept;
-  for (const auto& [subject, slot] : fSlots) {
-    if (slot.standing) kept.push_back({*slot.standing, slot.serverId});
-    const auto* waiting = slot.waiting ? &*slot.waiting : nullptr;
-    if (!waiting && slot.inFlight && !slot.removeWhenDelivered) waiting = &*slot.inFlight;
-    const bool stands = waiting && slot.standing && slot.standing->identifier == waiting->identifier;
-    if (waiting && !stands) kept.push_back({*waiting, 0});
-  }
+  for (const Held& held : AllHeld()) kept.push_back({*held.notification, held.serverId});
   std::sort(kept.begin(), kept.end(), [](const KeptNotification& one, const KeptNotification& other) {
     return one.notification.identifier < other.notification.identifier;
   });
   return kept;
 }
 
+std::vector<Queue::Held> Queue::AllHeld() const {
+  std::vector<Held> held;
+  for (const auto& [subject, slot] : fSlots) {
+    if (slot.standing) held.push_back({&*slot.standing, slot.serverId});
+    const auto* unshown = slot.waiting ? &*slot.waiting : nullptr;
+    if (!unshown && slot.inFlight && !slot.removeWhenDelivered) unshown = &*slot.inFlight;
+    const bool stands = unshown && slot.standing && slot.standing->identifier == unshown->identifier;
+    if (unshown && !stands) held.push_back({unshown, 0});
+  }
+  return held;
+}
+
 std::optional<Queue::Sending> Queue::Take(TimePoint now) {
   if (IsHeldBack() || NobodyBefore() > now) return {};
   if (fFullUntil != TimePoint::min()) EndRefusals();
-  for (const auto& [identifier, subject] : fWaiting) {
-    Slot& slot = fSlots[subject];
-    if (slot.inFlight || slot.quietUntil > now) continue;
-    fPaidUntil = std::max(fPaidUntil, now) + fTiming.pace;
-    fRefused.erase(subject);
-    slot.inFlight = std::move(slot.waiting);
-    slot.waiting.reset();
-    slot.removeWhenDelivered = false;
-    fInFlight[identifier] = subject;
-    fWaiting.erase(identifier);
-    return Sending{*slot.inFlight, slot.serverId};
+  const auto next = NextInTurn(now);
+  if (next == fWaiting.end()) return {};
+  Slot& slot = fSlots.at(next->second);
+  fPaidUntil = std::max(fPaidUntil, now) + fTiming.pace;
+  fRefused.erase(next->second);
+  slot.inFlight = std::move(slot.waiting);
+  slot.waiting.reset();
+  slot.removeWhenDelivered = false;
+  fInFlight.insert(*next);
+  fWaiting.erase(next);
+  return Sending{*slot.inFlight, slot.serverId};
+}
+
+// A subject's own time tells whether it was shown lately.
+Queue::Waiting::iterator Queue::NextInTurn(TimePoint now) {
+  struct Turn {
+    Waiting::iterator oldest;
+    std::size_t shown = 0;
+  };
+  std::map<std::string_view, Turn> turns;  // by source
+  const auto isDue = [now](const Slot& slot) { return !slot.inFlight && slot.quietUntil <= now; };
+  for (auto waiting = fWaiting.begin(); waiting != fWaiting.end(); ++waiting) {
+    const Slot& slot = fSlots.at(waiting->second);
+    if (isDue(slot)) turns.try_emplace(slot.source, Turn{waiting});
   }
-  return {};
+  if (turns.empty()) return fWaiting.end();
+  if (turns.size() == 1) return turns.begin()->second.oldest;
+  for (const auto& [subject, slot] : fSlots) {
+    const auto turn = turns.find(slot.source);
+    if (turn != turns.end() && !isDue(slot)) ++turn->second.shown;
+  }
+  const auto next = std::min_element(turns.begin(), turns.end(), [](const auto& one, const auto& other) {
+    return std::pair(one.second.shown, one.second.oldest->first) <
+           std::pair(other.second.shown, other.second.oldest->first);
+  });
+  return next->second.oldest;
 }
 
 std::optional<Queue::TimePoint> Queue::NextDue() const {
@@ -204,23 +244,50 @@ Queue::Slot* Queue::FindInFlight(std::uint64_t identifier) {
   return found == fInFlight.end() ? nullptr : &fSlots.at(found->second);
 }
 
-bool Queue::MakeRoom(TimePoint now) {
+// False if what had to go still waited.
+bool Queue::MakeRoom(std::size_t size) {
+  bool lostNone = true;
+  for (;;) {
+    const auto held = AllHeld();
+    std::size_t all = size;
+    for (const Held& each : held) all += SizeOf(*each.notification);
+    if (held.size() < kMaxNotifications && all <= kMaxSize) return lostNone;
+    const Held* oldest = OldestOfFullestSource(held);
+    if (!oldest) return lostNone;
+    Slot& slot = fSlots.at(oldest->notification->subject);
+    lostNone = lostNone && oldest->serverId != 0;
+    if (oldest->serverId != 0) {
+      EndStanding(slot);
+    } else {
+      DropWaiting(slot);
+    }
+  }
+}
+
+// Leaves out what the server has to answer for. Null if nothing else is held.
+const Queue::Held* Queue::OldestOfFullestSource(const std::vector<Held>& held) const {
+  std::map<std::string_view, std::size_t> sizes;  // by source
+  for (const Held& each : held) sizes[each.notification->source] += SizeOf(*each.notification);
+  const auto isBefore = [&sizes](const Held& one, const Held& other) {
+    const auto size = sizes[one.notification->source];
+    const auto otherSize = sizes[other.notification->source];
+    return size != otherSize ? size > otherSize
+                             : one.notification->identifier < other.notification->identifier;
+  };
+  const Held* first = nullptr;
+  for (const Held& each : held) {
+    if (fSlots.at(each.notification->subject).inFlight) continue;
+    if (!first || isBefore(each, *first)) first = &each;
+  }
+  return first;
+}
+
+// Only their quiet time was worth keeping them.
+void Queue::DropIdleSlots(TimePoint now) {
+  if (fSlots.size() < kMaxNotifications) return;
   std::erase_if(fSlots, [now, this](const auto& entry) {
     return entry.second.IsIdle() && entry.second.quietUntil <= now && !fRefused.contains(entry.first);
   });
-  if (fSlots.size() < kMaxSlots) return true;
-  auto oldest = fSlots.end();
-  for (auto slot = fSlots.begin(); slot != fSlots.end(); ++slot) {
-    if (!slot->second.standing || slot->second.waiting || slot->second.inFlight) continue;
-    if (oldest == fSlots.end() || slot->second.standing->identifier < oldest->second.standing->identifier) {
-      oldest = slot;
-    }
-  }
-  if (oldest == fSlots.end()) return false;
-  fStanding.erase(oldest->second.serverId);
-  fRefused.erase(oldest->first);  // it names only subjects that are held
-  fSlots.erase(oldest);
-  return true;
 }
 
 // The first moment at which anything may be sent at all.
@@ -232,6 +299,7 @@ Queue::TimePoint Queue::NobodyBefore() const {
 void Queue::SetWaiting(Slot& slot, vorn::UserNotification notification) {
   DropWaiting(slot);
   fWaiting[notification.identifier] = notification.subject;
+  slot.source = notification.source;
   slot.waiting = std::move(notification);
 }
 

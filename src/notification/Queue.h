@@ -21,6 +21,9 @@ struct KeptNotification {
   std::uint32_t serverId = 0;  ///< under which it stands; 0: it waits
 };
 
+/// The bytes that a notification takes in memory or in a file, a little too many.
+[[nodiscard]] std::size_t SizeOf(const vorn::UserNotification& notification);
+
 /// The states of each notification from its announcement until it is closed: the rules of the centre without
 /// a server. One slot for each subject:
 ///
@@ -32,8 +35,9 @@ struct KeptNotification {
 ///                      stands, until the quiet time is over
 ///
 /// A later notification replaces a waiting one, and a shown one. After a delivery, its subject is quiet for
-/// the quiet time. kBurst notifications may go at once; after that, one in each pace, oldest first. At most
-/// kMaxInFlight are in flight at a time, so that many updates do not flood a server.
+/// the quiet time. kBurst notifications may go at once; after that, one in each pace. The next one is the
+/// oldest of the source that had the fewest shown within the quiet time, so that no source makes others wait.
+/// At most kMaxInFlight are in flight at a time, so that many updates do not flood a server.
 ///
 /// If a server ends with a notification, that one is due again at once, a second time after the quiet time,
 /// and it is given up after kMaxFailures. A refused notification waits until something is closed on the
@@ -41,8 +45,8 @@ struct KeptNotification {
 /// to the end. If it refuses two in a row, it is full, and all wait. A server that has refused gets one
 /// notification at a time until none waits.
 ///
-/// At most kMaxSlots subjects are held. Beyond that, the notification that is shown longest is forgotten, and
-/// a click on it does nothing. If none is shown, the new one is forgotten.
+/// At most kMaxNotifications are held, with kMaxSize bytes. Beyond that, the oldest notification of the
+/// source that holds the most bytes is forgotten. If it is shown, a click on it then does nothing.
 ///
 /// @threadsafety One object, one thread.
 class Queue {
@@ -50,7 +54,8 @@ class Queue {
   using Answer = vorn::NotificationServer::Answer;
   using TimePoint = vorn::Clock::time_point;
 
-  static constexpr std::size_t kMaxSlots = 4096;
+  static constexpr std::size_t kMaxNotifications = 2048;
+  static constexpr std::size_t kMaxSize = std::size_t{1} << 20U;  ///< of their SizeOf together
   static constexpr std::size_t kMaxInFlight = 8;
   static constexpr int kMaxFailures = 4;
   static constexpr int kBurst = 3;
@@ -68,7 +73,7 @@ class Queue {
 
   explicit Queue(Timing timing) : fTiming(timing) {}
 
-  /// Takes a notification. False if there is no room for it.
+  /// Takes a notification. False if others that waited were forgotten to make room for it.
   [[nodiscard]] bool Add(vorn::UserNotification notification, TimePoint now);
 
   /// Takes back what an earlier run kept, in its order; call it before any Add. Waiting ones are not sent
@@ -83,7 +88,7 @@ class Queue {
   /// Whether a notification waits or is in flight.
   [[nodiscard]] bool HasUnshown() const { return !fWaiting.empty() || !fInFlight.empty(); }
 
-  /// The oldest notification that is due, now in flight. Empty if none is due, or if another answer must come
+  /// The next notification that is due, now in flight. Empty if none is due, or if another answer must come
   /// first.
   [[nodiscard]] std::optional<Sending> Take(TimePoint now);
 
@@ -129,6 +134,7 @@ class Queue {
     std::optional<vorn::UserNotification> waiting;
     std::optional<vorn::UserNotification> inFlight;
     std::optional<vorn::UserNotification> standing;
+    std::string source;          ///< of the latest one
     std::uint32_t serverId = 0;  ///< of `standing`
     bool removeWhenDelivered = false;
     int losses = 0;  ///< of deliveries in a row
@@ -138,8 +144,19 @@ class Queue {
     [[nodiscard]] bool HasUnshown() const { return waiting || (inFlight && !removeWhenDelivered); }
   };
 
+  /// What an end of the program must not lose.
+  struct Held {
+    const vorn::UserNotification* notification;
+    std::uint32_t serverId;  ///< as in KeptNotification
+  };
+  using Waiting = std::map<std::uint64_t, std::string>;  ///< identifier to subject, oldest first
+
+  [[nodiscard]] std::vector<Held> AllHeld() const;
+  [[nodiscard]] const Held* OldestOfFullestSource(const std::vector<Held>& held) const;
+  [[nodiscard]] bool MakeRoom(std::size_t size);
+  void DropIdleSlots(TimePoint now);
+  [[nodiscard]] Waiting::iterator NextInTurn(TimePoint now);
   [[nodiscard]] Slot* FindInFlight(std::uint64_t identifier);
-  [[nodiscard]] bool MakeRoom(TimePoint now);
   /// The next answer comes before the next notification.
   [[nodiscard]] bool IsHeldBack() const { return fInFlight.size() >= (fIsCautious ? 1 : kMaxInFlight); }
   [[nodiscard]] TimePoint NobodyBefore() const;
@@ -155,13 +172,13 @@ class Queue {
 
   const Timing fTiming;
   std::uint64_t fLastIdentifier = 0;
-  TimePoint fPaidUntil = TimePoint::min();         ///< a pace for each one sent, from the time of sending
-  TimePoint fFullUntil = TimePoint::min();         ///< the server takes no more
-  bool fIsCautious = false;                        ///< the server has refused
-  std::set<std::string> fRefused;                  ///< subjects, since the server last accepted or closed one
-  std::unordered_map<std::string, Slot> fSlots;    ///< by subject
-  std::map<std::uint64_t, std::string> fWaiting;   ///< identifier to subject, oldest first
-  std::map<std::uint64_t, std::string> fInFlight;  ///< identifier to subject
+  TimePoint fPaidUntil = TimePoint::min();       ///< a pace for each one sent, from the time of sending
+  TimePoint fFullUntil = TimePoint::min();       ///< the server takes no more
+  bool fIsCautious = false;                      ///< the server has refused
+  std::set<std::string> fRefused;                ///< subjects, since the server last accepted or closed one
+  std::unordered_map<std::string, Slot> fSlots;  ///< by subject
+  Waiting fWaiting;
+  std::map<std::uint64_t, std::string> fInFlight;            ///< identifier to subject
   std::unordered_map<std::uint32_t, std::string> fStanding;  ///< the server's id to subject
 };
 

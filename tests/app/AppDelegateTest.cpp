@@ -339,6 +339,42 @@ TEST_F(AppDelegateTest, AnnouncesKnownUpdatesWhenNotifyingIsSwitchedOn) {
   EXPECT_THAT(Announced(), ElementsAre(Announcement("s")));
 }
 
+TEST_F(AppDelegateTest, AnnouncesWhatTheCentreRefusedAsSoonAsItHasRoom) {
+  Launch();
+  fAround.fCenter.fIsFull = true;
+  fAround.Publish({Outdated("d", "plexadevice")});
+  EXPECT_THAT(Announced(), IsEmpty());
+  fAround.fCenter.fIsFull = false;
+  fAround.fCenter.fOnRoom();
+  RunMain();
+  EXPECT_THAT(Announced(), ElementsAre(Announcement("d")));
+  fAround.fCenter.fOnRoom();
+  RunMain();
+  EXPECT_EQ(Announced().size(), 1U);
+}
+
+TEST_F(AppDelegateTest, AnnouncesNothingMoreWhenThereIsRoomAfterNotifyingWasSwitchedOff) {
+  Launch();
+  fAround.fCenter.fIsFull = true;
+  fAround.Publish({Outdated("d", "plexadevice")});
+  fAround.fCenter.fIsFull = false;
+  fAround.fDefaults.fBools["notify"] = false;
+  fAround.fCenter.fOnRoom();
+  RunMain();
+  EXPECT_THAT(Announced(), IsEmpty());
+}
+
+TEST_F(AppDelegateTest, MayGoBeforeTheCentreHasRoom) {
+  Launch();
+  fAround.fCenter.fIsFull = true;
+  fAround.Publish({Outdated("d", "plexadevice")});
+  fDelegate.reset();
+  fAround.fCenter.fIsFull = false;
+  fAround.fCenter.fOnRoom();
+  RunMain();
+  EXPECT_THAT(Announced(), IsEmpty());
+}
+
 TEST_F(AppDelegateTest, WithdrawsWhatNobodyHasSeenWhenNotifyingIsSwitchedOff) {
   Launch();
   fDelegate->setNotify(false);

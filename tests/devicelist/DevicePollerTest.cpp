@@ -85,6 +85,26 @@ TEST_F(DevicePollerTest, KeepsItsEntry) {
   EXPECT_EQ(poller.GetEntry(), MakeEntry());
 }
 
+TEST_F(DevicePollerTest, KnowsTheAddressThatAnsweredAndNotOneThatWasOnlyAnnounced) {
+  LoopbackServer unit("127.0.0.2", 0);
+  Serve(unit, "ETag: \"t1\"");
+  const auto hosts = std::make_shared<LocalHosts>();
+  hosts->Replace({{"studio-a.local", {"127.0.0.1", "127.0.0.2"}}});
+  auto entry = MakeEntry();
+  entry.url = "http://studio-a.local:" + unit.PortText() + "/";
+  const DevicePoller poller(entry, hosts, kOnce);
+  ASSERT_TRUE(Becomes(poller, "Stage Left ab12 1.2.3+4"));
+  EXPECT_EQ(poller.GetAddress(), "127.0.0.2");
+}
+
+TEST_F(DevicePollerTest, KnowsTheAddressOfAHostThatTheSystemResolves) {
+  auto entry = MakeEntry();
+  entry.url = "http://localhost:" + fUnit.PortText() + "/";
+  const DevicePoller poller(entry, std::make_shared<LocalHosts>(), kOnce);
+  ASSERT_TRUE(Becomes(poller, "Stage Left ab12 1.2.3+4"));
+  EXPECT_EQ(poller.GetAddress(), "127.0.0.1");
+}
+
 TEST_F(DevicePollerTest, IsHiddenUntilTheUnitHasSaidItsName) {
   std::atomic<bool> go{false};
   const StopsServer stops(fUnit);

@@ -631,6 +631,7 @@ TEST(PollingDeviceListWithPollersTest, SwitchIsPublishedWithFirmwareModelAndNewe
   EXPECT_EQ(publishedOn, std::this_thread::get_id());
   ASSERT_EQ(last.size(), 1U);
   EXPECT_EQ(*last[0].name, "Rack");
+  EXPECT_EQ(last[0].address, "127.0.0.1");
   EXPECT_EQ(*last[0].modelID, "avbswitch");
   ASSERT_TRUE(last[0].firmwareVersion);
   EXPECT_TRUE(*last[0].firmwareVersion == (vorn::FirmwareVersion{1, 2, 3, 4}));

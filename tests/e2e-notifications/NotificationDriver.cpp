@@ -1,9 +1,9 @@
 // The notifications without the application: runs Notification::Logic with the real
 // store, notification server and browser, on lists read from standard input.
 //
-//   unit<TAB>name<TAB>type<TAB>url<TAB>uid<TAB>firmware<TAB>latest   adds to the next list
-//   publish                                                          hands the list over
-//   off                                                              switches notifications off
+//   unit<TAB>name<TAB>type<TAB>url<TAB>uid<TAB>firmware<TAB>latest[<TAB>address]   adds to the next list
+//   publish                                                                        hands the list over
+//   off                                                                            switches notifications off
 //
 // Prints "published" after each publish; ends with its input.
 
@@ -39,7 +39,7 @@ class Driver {
     std::vector<std::string> fields;
     std::istringstream stream(line);
     for (std::string field; std::getline(stream, field, '\t');) fields.push_back(field);
-    if (fields.size() == 7 && fields[0] == "unit") fList.push_back(MakeUnit(fields));
+    if (fields.size() >= 7 && fields[0] == "unit") fList.push_back(MakeUnit(fields));
     if (line == "off") fLogic.WithdrawAll();
     if (line != "publish") return;
     fLogic.MaybeNotify(fList);
@@ -58,6 +58,7 @@ class Driver {
     unit.uid = fields[4];
     unit.firmwareVersion = vorn::SlowConvertFromStringAllowRemainder<FirmwareVersion>(fields[5]);
     unit.latestVersion = vorn::SlowConvertFromStringAllowRemainder<FirmwareVersion>(fields[6]);
+    if (fields.size() > 7) unit.address = fields[7];
     return unit;
   }
 

@@ -186,6 +186,40 @@ def test_a_server_killed_under_a_standing_notification_is_survived(desktop):
     assert desktop.close_all() == [("Update Available for Rack <b>1</b> & 2", "2.1.0")]
 
 
+FLOODER = "192.0.2.66"
+
+
+def flood(first, count):
+    """Outdated units of one address, each with a uid and a name of its own that come before those of others."""
+    return [
+        (f"A {n}", "plexahost", f"http://flood-{n}.local/{n:016x}/", f"{n:016x}", "1.0.0+1", "2.0.0+1", FLOODER)
+        for n in range(first, first + count)
+    ]
+
+
+def announced(desktop):
+    """How many releases count as announced after a restart: those of the flood, and those of others."""
+    settings = (desktop.folder / "config/vorn-device-finder/settings.conf").read_text().splitlines()
+    uids = [line.partition("=")[0].removeprefix("notificationrecord-") for line in settings if "record-" in line]
+    ours = [uid for uid in uids if uid in (STUDIO_A[3], SWITCH[3])]
+    return len(uids) - len(ours), len(ours)
+
+
+def test_a_flood_from_one_address_costs_no_other_unit_its_notification(desktop):
+    desktop.start_dunst()
+    desktop.start_driver()
+    desktop.publish(*flood(0, 300), (*at(STUDIO_A, "1.4.2+311"), "192.0.2.1"))
+    for first in range(300, 3000, 300):  # units that come and go
+        desktop.publish(*flood(first, 300))
+    eventually(lambda: desktop.displayed() >= 2, "the first notifications")
+    assert ("Update Available for Studio A", "1.4.2") in desktop.close_all()[:2]
+    desktop.publish(*flood(3000, 300), (*at(SWITCH, "2.1.0+7"), "192.0.2.2"))
+    eventually(lambda: ("Update Available for Rack <b>1</b> & 2", "2.1.0") in desktop.close_all(), "the switch's")
+    desktop.stop_driver()
+    assert announced(desktop) == (10, 2)
+    assert desktop.log_of(DRIVER).read_text().count("too many") == 1
+
+
 def test_xfce_shows_the_notification_and_reports_the_click(desktop):
     desktop.start_server(re.findall("^Exec=(.*)$", NOTIFYD_SERVICE.read_text(), re.MULTILINE))
     desktop.start_driver()

@@ -45,7 +45,8 @@ class CenterTest : public ::testing::Test {
     server->fNextId = fServer ? fServer->fNextId : 1;
     fCenter.reset();  // an earlier one's server goes with it
     fServer = server.get();
-    fCenter = std::make_unique<Center>(std::move(server), Center::Options{&fState, fTiming, fSettleTime},
+    fCenter = std::make_unique<Center>(std::move(server),
+                                       Center::Options{&fState, fTiming, fSettleTime, fAllowancePeriod},
                                        [this] { return fNow; });
     fCenter->SetDelegate(fClicks);
   }
@@ -58,7 +59,7 @@ class CenterTest : public ::testing::Test {
     notification.subject = subject;
     notification.userInfo[vorn::kUserInfoUrl] = "http://" + subject + "/";
     notification.playsDefaultSound = true;
-    fCenter->DeliverNotification(notification);
+    EXPECT_TRUE(fCenter->DeliverNotification(notification));
     fServer->AnswerOpen();
   }
 
@@ -80,6 +81,7 @@ class CenterTest : public ::testing::Test {
   Identity fIdentity{"bus-1", ":1.7"};
   Queue::Timing fTiming{60s, 0s};  ///< no figure of the pace in most of these tests
   std::chrono::milliseconds fSettleTime{0};
+  std::chrono::milliseconds fAllowancePeriod{0};  ///< no bound in most of these tests
   Center::TimePoint fNow{1h};
   vorn::testing::FakeUserDefaults fState;
   std::shared_ptr<Clicks> fClicks = std::make_shared<Clicks>();
@@ -98,8 +100,8 @@ TEST_F(CenterTest, AsksAServerWhatItCanShowOnceAndOnlyWhenThereIsSomethingToShow
 }
 
 TEST_F(CenterTest, SendsNothingBeforeTheServerHasSaidWhatItCanShow) {
-  fCenter->DeliverNotification(Titled("title"));
-  fCenter->DeliverNotification(Titled("title"));
+  EXPECT_TRUE(fCenter->DeliverNotification(Titled("title")));
+  EXPECT_TRUE(fCenter->DeliverNotification(Titled("title")));
   EXPECT_EQ(fServer->fQuestions, 1);
   EXPECT_THAT(fServer->fSent, IsEmpty());
   fServer->AnswerOpen();
@@ -151,7 +153,7 @@ TEST_F(CenterTest, SendsManyEachOnceAndEightAtATime) {
   for (int i = 0; i < 300; ++i) {
     auto notification = Titled(std::to_string(i));
     notification.subject = notification.title;
-    fCenter->DeliverNotification(notification);
+    EXPECT_TRUE(fCenter->DeliverNotification(notification));
   }
   fServer->AnswerOpen(1);  // the question
   EXPECT_EQ(fServer->fSent.size(), 8U);
@@ -218,7 +220,7 @@ TEST_F(CenterTest, DoesNotStartAServerOverAndOverThatCannotLive) {
 }
 
 TEST_F(CenterTest, SendsAgainWhatTheServerTookWithIt) {
-  fCenter->DeliverNotification(Titled("title"));
+  EXPECT_TRUE(fCenter->DeliverNotification(Titled("title")));
   fServer->AnswerOpen(1);
   EXPECT_EQ(fServer->fSent.size(), 1U);
   fServer->Change(":1.8");
@@ -230,7 +232,7 @@ TEST_F(CenterTest, SendsAgainWhatTheServerTookWithIt) {
 TEST_F(CenterTest, SendsNothingToAServerThatWasLostUntilTheNextOneIsThere) {
   fServer->fNotifyAnswer = Answer::kLost;
   fServer->fQuestionAnswer = Answer::kOk;
-  fCenter->DeliverNotification(Titled("title"));
+  EXPECT_TRUE(fCenter->DeliverNotification(Titled("title")));
   fServer->AnswerOpen(1);
   fServer->AnswerOpen(1);  // lost
   EXPECT_EQ(fServer->fSent.size(), 1U);
@@ -243,7 +245,7 @@ TEST_F(CenterTest, SendsNothingToAServerThatWasLostUntilTheNextOneIsThere) {
 TEST_F(CenterTest, GivesUpANotificationThatEveryServerDiesOf) {
   CaptureStderr();
   Deliver("other", "harmless");
-  fCenter->DeliverNotification(Titled("deadly"));
+  EXPECT_TRUE(fCenter->DeliverNotification(Titled("deadly")));
   for (std::size_t i = 0; i < Queue::kMaxFailures; ++i) {
     EXPECT_EQ(fServer->fSent.size(), 2 + i);
     fServer->Change(":2." + std::to_string(i));
@@ -268,6 +270,127 @@ TEST_F(CenterTest, TriesARefusedNotificationAgainHoweverOftenItIsRefused) {
   const std::string console = GetCapturedStderr();
   EXPECT_THAT(console, HasSubstr("accepts no more notifications"));
   EXPECT_EQ(console.find("accepts no more"), console.rfind("accepts no more"));
+}
+
+// --- strangers that cause too many ------------------------------------------
+
+class FloodedCenterTest : public CenterTest {
+ protected:
+  FloodedCenterTest() {
+    fAllowancePeriod = 60s;
+    MakeCenter();
+  }
+
+  /// Whether the centre takes a notification of a subject that it has not met.
+  bool TakesFrom(const std::string& source) {
+    auto notification = Titled("from " + source);
+    notification.subject = "unit " + std::to_string(++fUnits);
+    notification.source = source;
+    return fCenter->DeliverNotification(notification);
+  }
+
+  /// How many it takes of a hundred.
+  int CountTakenFrom(const std::string& source) {
+    int taken = 0;
+    for (int i = 0; i < 100; ++i) taken += TakesFrom(source) ? 1 : 0;
+    return taken;
+  }
+
+  int fUnits = 0;
+};
+
+TEST_F(FloodedCenterTest, TakesTenAMinuteOfOneSource) {
+  EXPECT_EQ(CountTakenFrom("192.0.2.66"), 10);
+  EXPECT_TRUE(TakesFrom("192.0.2.1"));
+  fNow += 60s - 1ms;
+  EXPECT_FALSE(TakesFrom("192.0.2.66"));
+  fNow += 1ms;
+  EXPECT_EQ(CountTakenFrom("192.0.2.66"), 10);
+}
+
+TEST_F(FloodedCenterTest, TakesSixtyAMinuteInAll) {
+  int taken = 0;
+  for (int source = 0; source < 100; ++source) taken += TakesFrom(std::to_string(source)) ? 1 : 0;
+  EXPECT_EQ(taken, 60);
+  fNow += 60s;
+  EXPECT_TRUE(TakesFrom("one more"));
+}
+
+TEST_F(FloodedCenterTest, CountsEachMinuteAndNotTheMinutesOfAClock) {
+  for (int second = 0; second < 600; ++second, fNow += 1s) {
+    const bool isTaken = TakesFrom("192.0.2.66");
+    EXPECT_EQ(isTaken, second % 60 < 10) << second;
+  }
+}
+
+TEST_F(FloodedCenterTest, LeavesSomethingForNewSourcesWhileSeveralAskForAll) {
+  for (int round = 0; round < 10; ++round) {
+    for (int source = 0; source < 8; ++source) (void)TakesFrom("flooder " + std::to_string(source));
+  }
+  EXPECT_TRUE(TakesFrom("192.0.2.1"));
+  EXPECT_TRUE(TakesFrom("192.0.2.2"));
+}
+
+TEST_F(FloodedCenterTest, SaysOnceThatItTakesNoMore) {
+  CaptureStderr();
+  (void)CountTakenFrom("192.0.2.66");
+  fNow += 60s;
+  (void)CountTakenFrom("192.0.2.67");
+  const std::string console = GetCapturedStderr();
+  EXPECT_THAT(console, HasSubstr("too many new releases"));
+  EXPECT_EQ(console.find("too many"), console.rfind("too many"));
+}
+
+TEST_F(FloodedCenterTest, KeepsNothingOfWhatItRefuses) {
+  (void)CountTakenFrom("192.0.2.66");
+  EXPECT_TRUE(fCenter->Synchronize());
+  EXPECT_EQ(fState.fArrays.at("notices").size(), 60U);  // six texts each
+}
+
+TEST_F(FloodedCenterTest, CallsOnceFromTheRunLoopWhenThereIsRoomAfterARefusal) {
+  fAllowancePeriod = 20ms;
+  MakeCenter();
+  int calls = 0;
+  fCenter->SetOnRoom([&] {
+    ++calls;
+    EXPECT_TRUE(TakesFrom("192.0.2.66"));
+  });
+  EXPECT_EQ(CountTakenFrom("192.0.2.66"), 10);
+  fNow += 20ms;
+  EXPECT_EQ(calls, 0);
+  EXPECT_TRUE(TurnLoopUntil([&] { return calls > 0; }));
+  vorn::PollRunLoop::Current()->RunOnce(40ms);
+  EXPECT_EQ(calls, 1);
+}
+
+TEST_F(FloodedCenterTest, ShowsAnHonestNotificationInItsTurnHoweverManyWait) {
+  fTiming.pace = 3s;
+  MakeCenter();
+  Pass(0s);
+  for (int minute = 0; minute < 20; ++minute, fNow += 60s) {
+    for (int source = 0; source < 5; ++source) (void)CountTakenFrom("flooder " + std::to_string(source));
+  }
+  fServer->AnswerOpen();
+  EXPECT_TRUE(TakesFrom("192.0.2.1"));
+  for (int turn = 0; turn < 6; ++turn) Pass(3s);  // five flooders and the honest one
+  EXPECT_THAT(SentTitles(), ::testing::Contains("from 192.0.2.1"));
+}
+
+TEST_F(FloodedCenterTest, ForgetsNoHonestNotificationWhileTheServerHangs) {
+  CaptureStderr();
+  EXPECT_TRUE(TakesFrom("192.0.2.1"));
+  for (int minute = 0; minute < 45; ++minute, fNow += 60s) {
+    for (int source = 0; source < 5; ++source) (void)CountTakenFrom("flooder " + std::to_string(source));
+  }
+  EXPECT_TRUE(TakesFrom("192.0.2.2"));
+  EXPECT_THAT(GetCapturedStderr(), HasSubstr("are given up"));
+  Restart();
+  fTiming.pace = 0s;
+  Pass(0s);
+  const auto titles = SentTitles();
+  EXPECT_EQ(titles.size(), Queue::kMaxNotifications);
+  EXPECT_THAT(titles, ::testing::Contains("from 192.0.2.1"));
+  EXPECT_THAT(titles, ::testing::Contains("from 192.0.2.2"));
 }
 
 // --- clicks -----------------------------------------------------------------
@@ -317,7 +440,7 @@ TEST_F(CenterTest, ForgetsWhatStoodOnAServerThatEnded) {
 // --- across a restart of the program ----------------------------------------
 
 TEST_F(CenterTest, SendsAndKeepsInItsPlaceWhatWasInFlightWhenAnEarlierRunEnded) {
-  fCenter->DeliverNotification(Titled("title"));
+  EXPECT_TRUE(fCenter->DeliverNotification(Titled("title")));
   fServer->AnswerOpen(1);
   EXPECT_EQ(fServer->fSent.size(), 1U);
   Restart();
@@ -379,12 +502,12 @@ TEST_F(CenterTest, ForgetsAllThatWaitsForThisRunAndTheNext) {
 
 TEST_F(CenterTest, KeepsAtTheNextTurnOfTheRunLoopOnceForAllChanges) {
   int writes = 0;
-  fState.fOnArrayStored = [&] { ++writes; };
+  fState.fOnArrayStored = [&] { ++writes; };  // two arrays at a time
   Deliver("a", "first");
   Deliver("b", "second");
   EXPECT_EQ(writes, 0);
   EXPECT_TRUE(TurnLoopUntil([&] { return writes > 0; }));
-  EXPECT_EQ(writes, 1);
+  EXPECT_EQ(writes, 2);
   EXPECT_EQ(fState.fArrays.at("notices").size(), 12U);
 }
 
@@ -401,7 +524,7 @@ TEST_F(CenterTest, SaysThatSomethingWaitsWhichIsNotSavedUntilItIsShown) {
   fState.fCanSave = false;
   EXPECT_TRUE(fCenter->IsSaved());
   EXPECT_TRUE(fCenter->Synchronize());
-  fCenter->DeliverNotification(Titled("title"));
+  EXPECT_TRUE(fCenter->DeliverNotification(Titled("title")));
   EXPECT_FALSE(fCenter->IsSaved());
   EXPECT_FALSE(fCenter->Synchronize());
   fServer->AnswerOpen(1);
@@ -417,7 +540,7 @@ TEST_F(CenterTest, SaysThatSomethingWaitsWhichNoStateKeeps) {
   auto* open = server.get();
   Center center(std::move(server), {});
   EXPECT_TRUE(center.Synchronize());
-  center.DeliverNotification(Titled("title"));
+  EXPECT_TRUE(center.DeliverNotification(Titled("title")));
   EXPECT_FALSE(center.Synchronize());
   open->AnswerOpen();
   EXPECT_TRUE(center.Synchronize());

@@ -18,6 +18,7 @@ inline DeviceList::ExtendedDeviceInfo MakeDevice(const vorn::FirmwareVersion& cu
   device.uid = uid;
   device.firmwareVersion = current;
   device.latestVersion = latest;
+  device.address = "192.0.2.1";
   return device;
 }
 

@@ -116,18 +116,32 @@ TEST_F(KeptNotificationsTest, KeepsABoundedSizeOfTexts) {
   EXPECT_GT(size, KeptNotifications::kMaxSize - 2 * KeptNotifications::kMaxLength);
 }
 
+TEST_F(KeptNotificationsTest, ReadsNotificationsWithoutSourcesOfAnEarlierVersion) {
+  const auto written = MakeKept("a", 0);
+  KeptNotifications(&fState).Write({written, MakeKept("b", 0)}, kHere);
+  const std::string longText(65, 'x');
+  for (const Texts& sources :
+       {Texts{}, Texts{"192.0.2.1"}, Texts{"1", "2", "3"}, Texts{longText, longText}}) {
+    fState.SetStringArray("sources", sources);
+    const auto read = KeptNotifications(&fState).Read(kHere);
+    ASSERT_EQ(read.size(), 2U);
+    EXPECT_EQ(read[0].notification.title, written.notification.title);
+    EXPECT_EQ(read[0].notification.source, "");
+  }
+}
+
 TEST_F(KeptNotificationsTest, LeavesTheStateAloneWhereNothingHasChanged) {
   int writes = 0;
-  fState.fOnArrayStored = [&] { ++writes; };
+  fState.fOnArrayStored = [&] { ++writes; };  // two arrays at a time
   KeptNotifications store(&fState);
   store.Write({}, kHere);
   EXPECT_EQ(writes, 0);
   store.Write({MakeKept("a", 7)}, kHere);
   store.Write({MakeKept("a", 7)}, kHere);
-  EXPECT_EQ(writes, 1);
+  EXPECT_EQ(writes, 2);
   store.Write({MakeKept("a", 7)}, {"bus-1", ":1.8"});
   store.Write({}, kHere);
-  EXPECT_EQ(writes, 3);
+  EXPECT_EQ(writes, 6);
 }
 
 }  // namespace

@@ -140,6 +140,23 @@ TEST_F(LogicTest, AnnouncesBeforeItStores) {
   EXPECT_EQ(order, "announced stored ");
 }
 
+TEST_F(LogicTest, StoresNothingForWhatTheCentreRefusesAndAnnouncesItWithALaterList) {
+  fCenter.fIsFull = true;
+  Publish({1, 0, 0, 5}, {1, 1, 0, 2});
+  EXPECT_THAT(fDefaults.fArrays, IsEmpty());
+  fCenter.fIsFull = false;
+  Publish({1, 0, 0, 5}, {1, 1, 0, 2});
+  EXPECT_EQ(Notifications(), 1U);
+  EXPECT_EQ(fDefaults.fArrays[kKey], (Texts{"1.0.0+5", "1.1.0+2"}));
+}
+
+TEST_F(LogicTest, LeavesAnEarlierRecordAloneWhenTheCentreRefusesTheNextRelease) {
+  Publish({1, 0, 0, 5}, {1, 1, 0, 2});
+  fCenter.fIsFull = true;
+  Publish({1, 0, 0, 5}, {1, 2, 0, 1});
+  EXPECT_EQ(fDefaults.fArrays[kKey], (Texts{"1.0.0+5", "1.1.0+2"}));
+}
+
 TEST_F(LogicTest, KeepsItsDecisionForUnitsThatShareAUid) {
   const auto first = MakeDevice({1, 0, 0, 1}, {1, 1, 0, 1}, "");
   const auto second = MakeDevice({1, 0, 0, 1}, {1, 2, 0, 1}, "");

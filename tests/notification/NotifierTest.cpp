@@ -20,7 +20,7 @@ using ::testing::internal::GetCapturedStderr;
 class NotifierTest : public ::testing::Test {
  protected:
   vorn::UserNotification Post(DeviceList::ExtendedDeviceInfo device) {
-    fNotifier->Notify({device.uid, {1, 0, 0, 5}, {1, 4, 2, 311}}, device);
+    EXPECT_TRUE(fNotifier->Notify({device.uid, {1, 0, 0, 5}, {1, 4, 2, 311}}, device));
     return fCenter.fDelivered.empty() ? vorn::UserNotification() : fCenter.fDelivered.back();
   }
 
@@ -36,6 +36,7 @@ TEST_F(NotifierTest, PostsNameReleaseAndPageOfADevice) {
   EXPECT_EQ(notification.informativeText, "1.4.2");
   EXPECT_THAT(notification.userInfo, ElementsAre(Pair("URL", "http://studio-a.local:80/#device")));
   EXPECT_EQ(notification.subject, fDevice.uid);
+  EXPECT_EQ(notification.source, fDevice.address);
   EXPECT_TRUE(notification.playsDefaultSound);
 }
 
@@ -52,8 +53,13 @@ TEST_F(NotifierTest, LeadsToTheBareAddressForAnythingElse) {
 }
 
 TEST_F(NotifierTest, TakesTheReleaseFromTheRecord) {
-  fNotifier->Notify({fDevice.uid, {1, 0, 0, 5}, {18446744073709551615U, 0, 10, 3}}, fDevice);
+  EXPECT_TRUE(fNotifier->Notify({fDevice.uid, {1, 0, 0, 5}, {18446744073709551615U, 0, 10, 3}}, fDevice));
   EXPECT_EQ(fCenter.fDelivered.back().informativeText, "18446744073709551615.0.10");
+}
+
+TEST_F(NotifierTest, SaysThatTheCentreHasNotTakenIt) {
+  fCenter.fIsFull = true;
+  EXPECT_FALSE(fNotifier->Notify({fDevice.uid, {1, 0, 0, 5}, {1, 4, 2, 311}}, fDevice));
 }
 
 TEST_F(NotifierTest, PostsNothingForADeviceWithoutAName) {

@@ -16,11 +16,17 @@ class QueueTest : public ::testing::Test {
  protected:
   explicit QueueTest(std::chrono::milliseconds pace = 0s) : fQueue({60s, pace}) {}
 
-  void Add(const std::string& subject, const std::string& title) {
+  void Add(const std::string& subject, const std::string& title, const std::string& source = {}) {
+    EXPECT_TRUE(AddFrom(source, subject, title));
+  }
+
+  /// Whether everything that waited still does.
+  bool AddFrom(const std::string& source, const std::string& subject, const std::string& title) {
     vorn::UserNotification notification;
     notification.subject = subject;
+    notification.source = source;
     notification.title = title;
-    EXPECT_TRUE(fQueue.Add(notification, fNow));
+    return fQueue.Add(notification, fNow);
   }
 
   /// The title of the next notification that is due, now in flight; empty if none is due.
@@ -279,7 +285,7 @@ TEST_F(QueueTest, HoldsNoRefusalAgainstASubjectThatIsForgotten) {
 }
 
 TEST_F(QueueTest, GoesOnWhenARefusedSubjectHadToMakeRoom) {
-  for (std::uint32_t i = 1; i <= Queue::kMaxSlots; ++i) Show("unit " + std::to_string(i), "x", i);
+  for (std::uint32_t i = 1; i <= Queue::kMaxNotifications; ++i) Show("unit " + std::to_string(i), "x", i);
   fNow += 60s;
   Add("unit 1", "newer");
   EXPECT_EQ(Take(), "newer");
@@ -440,16 +446,74 @@ TEST_F(QueueTest, DoesNotSendAgainWhatWasRemovedInFlight) {
 }
 
 TEST_F(QueueTest, HoldsABoundedNumberOfSubjects) {
-  for (std::uint32_t i = 1; i <= Queue::kMaxSlots; ++i) Show("unit " + std::to_string(i), "x", i);
+  for (std::uint32_t i = 1; i <= Queue::kMaxNotifications; ++i) Show("unit " + std::to_string(i), "x", i);
   Show("one more", "y", 100000);
   EXPECT_EQ(fQueue.FindStanding(1), nullptr);  // the one that stood longest made room
   EXPECT_NE(fQueue.FindStanding(2), nullptr);
   for (std::uint32_t i = 1; i <= 100000; i += i < 5000 ? 1 : 95000) fQueue.Closed(i);
   fNow += 60s;
-  for (std::size_t i = 0; i < Queue::kMaxSlots; ++i) Add("waiting " + std::to_string(i), "z");
-  vorn::UserNotification refused;
-  refused.subject = "too much";
-  EXPECT_FALSE(fQueue.Add(refused, fNow));
+  for (std::size_t i = 0; i < Queue::kMaxNotifications; ++i) Add("waiting " + std::to_string(i), "z");
+  EXPECT_FALSE(AddFrom("", "one more", "z"));
+  EXPECT_EQ(fQueue.Kept().size(), Queue::kMaxNotifications);
+  EXPECT_EQ(fQueue.Kept().front().notification.subject, "waiting 1");
+  EXPECT_EQ(fQueue.Kept().back().notification.subject, "one more");
+}
+
+TEST_F(QueueTest, ReplacesAWaitingNotificationWithoutRoomForAnother) {
+  for (std::size_t i = 0; i < Queue::kMaxNotifications; ++i) Add("unit " + std::to_string(i), "z");
+  Add("unit 7", "newer");
+  EXPECT_EQ(fQueue.Kept().size(), Queue::kMaxNotifications);
+}
+
+TEST_F(QueueTest, ForgetsTheOldestOfTheFullestSource) {
+  Add("honest", "oldest of all", "192.0.2.1");
+  for (std::size_t i = 0; i + 2 < Queue::kMaxNotifications; ++i) {
+    Add("flood " + std::to_string(i), "x", i % 3 == 0 ? "192.0.2.67" : "192.0.2.66");
+  }
+  Add("other", "also honest", "192.0.2.2");
+  EXPECT_FALSE(AddFrom("192.0.2.3", "newest", "honest as well"));
+  const auto kept = Kept();
+  EXPECT_EQ(kept.size(), Queue::kMaxNotifications);
+  EXPECT_EQ(kept.front(), "oldest of all 0");
+  EXPECT_EQ(fQueue.Kept()[1].notification.subject, "flood 0");  // of the source with fewer
+  EXPECT_EQ(fQueue.Kept()[2].notification.subject, "flood 2");
+  EXPECT_EQ(kept.back(), "honest as well 0");
+}
+
+TEST_F(QueueTest, HoldsABoundedNumberOfBytes) {
+  Add("honest", "short", "192.0.2.1");
+  const std::string longTitle(4000, 'x');
+  for (int i = 0; i < 1000; ++i) (void)AddFrom("192.0.2.66", "flood " + std::to_string(i), longTitle);
+  std::size_t size = 0;
+  for (const auto& kept : fQueue.Kept()) size += SizeOf(kept.notification);
+  EXPECT_LE(size, Queue::kMaxSize);
+  EXPECT_GT(size, Queue::kMaxSize - 2 * longTitle.size());
+  EXPECT_EQ(Kept().front(), "short 0");
+  EXPECT_EQ(fQueue.Kept().back().notification.subject, "flood 999");
+}
+
+TEST_F(QueueTest, ForgetsNothingThatTheServerHasNotAnswered) {
+  Add("flying", "flying", "192.0.2.66");
+  EXPECT_EQ(Take(), "flying");
+  for (std::size_t i = 0; i <= Queue::kMaxNotifications; ++i) {
+    (void)AddFrom("192.0.2.66", "flood " + std::to_string(i), "x");
+  }
+  EXPECT_EQ(Kept().front(), "flying 0");
+  EXPECT_THAT(fQueue.Delivered(fTaken, 7, fNow), IsEmpty());
+  EXPECT_NE(fQueue.FindStanding(7), nullptr);
+}
+
+TEST_F(QueueTest, LetsTheSourcesTakeTurns) {
+  for (const char* title : {"a1", "a2", "a3", "a4"}) Add(title, title, "a");
+  Add("b1", "b1", "b");
+  Add("b2", "b2", "b");
+  Add("c1", "c1", "c");
+  std::vector<std::string> shown;
+  for (auto title = Take(); !title.empty(); title = Take()) {
+    shown.push_back(title);
+    EXPECT_THAT(fQueue.Delivered(fTaken, ++fLastId, fNow), IsEmpty());
+  }
+  EXPECT_THAT(shown, ElementsAre("a1", "b1", "c1", "a2", "b2", "a3", "a4"));
 }
 
 TEST_F(QueueTest, IgnoresAnswersToNothing) {

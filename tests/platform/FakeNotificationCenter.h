@@ -13,11 +13,14 @@ namespace vorn::testing {
 class FakeNotificationCenter final : public NotificationCenter {
  public:
   void SetDelegate(std::weak_ptr<Delegate> delegate) override { fDelegate = std::move(delegate); }
-  void DeliverNotification(const UserNotification& notification) override {
+  [[nodiscard]] bool DeliverNotification(const UserNotification& notification) override {
+    if (fIsFull) return false;
     fDelivered.push_back(notification);
     fDelivered.back().identifier = fDelivered.size();
     if (fOnDelivered) fOnDelivered();
+    return true;
   }
+  void SetOnRoom(std::function<void()> onRoom) override { fOnRoom = std::move(onRoom); }
   void RemoveDeliveredNotification(const UserNotification& notification) override {
     fRemoved.push_back(notification);
   }
@@ -36,6 +39,8 @@ class FakeNotificationCenter final : public NotificationCenter {
   std::vector<UserNotification> fRemoved;
   std::vector<std::string> fForgotten;  ///< subjects
   std::function<void()> fOnDelivered;
+  std::function<void()> fOnRoom;
+  bool fIsFull = false;  ///< refuses what is delivered
 
  private:
   std::weak_ptr<Delegate> fDelegate;

@@ -378,6 +378,7 @@ CurlTransfer::End CurlTransfer::EndOf(int result) const {
 HTTPAnswer CurlTransfer::TakeAnswer() {
   auto answer = fCollector.TakeAnswer();
   curl_easy_getinfo(fHandles->easy.get(), CURLINFO_RESPONSE_CODE, &answer.second.statusCode);
+  answer.second.address = fPeer;
   return answer;
 }
 

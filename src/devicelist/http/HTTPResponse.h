@@ -45,6 +45,7 @@ class HeaderFields {
 struct HTTPResponse {
   long statusCode = 0;           ///< of the last response: 200, 304, 404 ...
   HeaderFields allHeaderFields;  ///< of the last response, without trailers
+  std::string address;           ///< the address that sent the last response
 
   /// Whether the body is what was asked for: the status is 200.
   [[nodiscard]] bool IsOK() const noexcept { return statusCode == 200; }

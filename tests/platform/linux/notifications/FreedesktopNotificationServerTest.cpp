@@ -65,9 +65,9 @@ class FreedesktopNotificationServerTest : public ::testing::TestWithParam<Sender
   void MakeCenter() {
     const FreedesktopNotificationServer::Presentation presentation{"Vorn Device Finder",
                                                                    "example.vorn.DeviceFinder", "vorn-icon"};
-    fCenter =
-        std::make_unique<Center>(std::make_unique<FreedesktopNotificationServer>(presentation, CentersBus()),
-                                 Center::Options{&fState, {60s, 0s}, 0s}, [this] { return fNow(); });
+    fCenter = std::make_unique<Center>(
+        std::make_unique<FreedesktopNotificationServer>(presentation, CentersBus()),
+        Center::Options{&fState, {60s, 0s}, 0s, fAllowancePeriod}, [this] { return fNow(); });
     fCenter->SetDelegate(fClicks);
   }
 
@@ -83,7 +83,7 @@ class FreedesktopNotificationServerTest : public ::testing::TestWithParam<Sender
     notification.subject = subject;
     notification.userInfo["URL"] = "http://" + subject + "/";
     notification.playsDefaultSound = true;
-    fCenter->DeliverNotification(notification);
+    EXPECT_TRUE(fCenter->DeliverNotification(notification));
   }
 
   template <typename Condition>
@@ -136,6 +136,7 @@ class FreedesktopNotificationServerTest : public ::testing::TestWithParam<Sender
   testing::PrivateBus fBus;
   std::optional<testing::SenderlessBus> fSenderlessBus;
   std::function<std::chrono::steady_clock::time_point()> fNow = std::chrono::steady_clock::now;
+  std::chrono::milliseconds fAllowancePeriod{0};  ///< no bound in most of these tests
   testing::FakeUserDefaults fState;
   std::shared_ptr<Clicks> fClicks = std::make_shared<Clicks>();
   std::unique_ptr<Center> fCenter;
@@ -370,6 +371,41 @@ TEST_P(FreedesktopNotificationServerTest, DeliversManyNotificationsEachOnce) {
   }
 }
 
+TEST_P(FreedesktopNotificationServerTest, BringsUpEachHonestNotificationAfterAFloodDuringWhichTheServerHung) {
+  auto now = std::chrono::steady_clock::now();
+  fNow = [&now] { return now; };
+  fAllowancePeriod = 60s;
+  MakeCenter();
+  StartServer();
+  fServer->fMood = Mood::kSilent;
+  testing::FakeUserDefaults defaults;
+  testing::FakeUrlOpener opener;
+  Notification::Logic logic(defaults, *fCenter, opener);
+  constexpr int kFlooders = 5;
+  CaptureStderr();
+  const auto publish = [&](int minute) {
+    std::vector<DeviceList::ExtendedDeviceInfo> list;
+    for (int unit = 0; unit < 100; ++unit) {
+      const auto uid = std::to_string(minute) + " " + std::to_string(unit);
+      list.push_back(Notification::testing::MakeDevice({1, 0, 0, 1}, {2, 0, 0, 1}, uid));
+      list.back().address = "192.0.2.10" + std::to_string(unit % kFlooders);
+    }
+    list.push_back(Notification::testing::MakeDevice({1, 0, 0, 1}, {3, 0, 0, 1}, "early"));
+    if (minute > 45) list.push_back(Notification::testing::MakeDevice({1, 0, 0, 1}, {3, 1, 0, 1}, "late"));
+    logic.MaybeNotify(list);
+    now += 60s;
+  };
+  for (int minute = 0; minute < 50; ++minute) publish(minute);
+  EXPECT_THAT(GetCapturedStderr(), HasSubstr("are given up"));
+  fServer->fMood = Mood::kAnswers;
+  fServer->AnswerHeld();
+  const auto isShown = [&](const QString& release) {
+    return std::any_of(fServer->fShown.begin(), fServer->fShown.end(),
+                       [&](const auto& shown) { return shown.body == release; });
+  };
+  EXPECT_TRUE(Served([&] { return isShown("3.0.0") && isShown("3.1.0"); }));
+}
+
 TEST_P(FreedesktopNotificationServerTest, StartsAServerThatTheBusKnowsHowToStart) {
   const auto mark = fBus.Folder() / "started";
   std::ofstream(fBus.Services() / "org.freedesktop.Notifications.service")
@@ -389,8 +425,8 @@ TEST_P(FreedesktopNotificationServerTest, StartsAServerThatTheBusKnowsHowToStart
 TEST_P(FreedesktopNotificationServerTest, LivesWithoutABusAndSaysSoOnce) {
   CaptureStderr();
   Center center(MakeServerWithoutBus(), {.state = &fState});
-  center.DeliverNotification({});
-  center.DeliverNotification({});
+  EXPECT_TRUE(center.DeliverNotification({}));
+  EXPECT_TRUE(center.DeliverNotification({}));
   center.RemoveDeliveredNotification({});
   const std::string console = GetCapturedStderr();
   EXPECT_THAT(console, HasSubstr("no session bus"));
@@ -420,7 +456,7 @@ TEST_P(FreedesktopNotificationServerTest, SendsWhatAnEarlierRunMetNoBusFor) {
     Center busless(MakeServerWithoutBus(), {.state = &fState});
     UserNotification notification;
     notification.title = "title";
-    busless.DeliverNotification(notification);
+    EXPECT_TRUE(busless.DeliverNotification(notification));
     EXPECT_THAT(GetCapturedStderr(), HasSubstr("no session bus"));
   }
   StartServer();

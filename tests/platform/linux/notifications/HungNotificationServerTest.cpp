@@ -24,7 +24,7 @@ struct Desktop {
     fServer.fHoldsQuestions = holdsQuestions;
     UserNotification notification;
     notification.title = "title";
-    fCenter.DeliverNotification(notification);
+    EXPECT_TRUE(fCenter.DeliverNotification(notification));
   }
 
   testing::PrivateBus fBus;
