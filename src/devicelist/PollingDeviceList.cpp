@@ -39,7 +39,8 @@ PollingDeviceList::PollingDeviceList(Publish publish, UpdateServer server)
 PollingDeviceList::PollingDeviceList(Publish publish, vorn::DNSSD& dnssd, Makers makers)
     : Watcher(dnssd, makers.now),
       fMakers(std::move(makers)),
-      fUpdateItem(this, [this] { return UpdateList(); }),
+      fUpdateItem(this, [this] { return UpdateAfterPause(); }),
+      fPauseTimer(vorn::RunLoop::Current(), vorn::kNever, [this] { fUpdateItem.Queue(); }),
       fPublish(std::move(publish)),
       fModels(
           [this](const std::string& model) {
@@ -225,6 +226,17 @@ std::optional<std::unique_ptr<Poller>> PollingDeviceList::NewPoller(const Entry&
     ReportOnce(fReportedThreads, std::string("a unit cannot be polled, trying again: ") + error.what());
     return std::nullopt;
   }
+}
+
+bool PollingDeviceList::UpdateAfterPause() {
+  const auto now = fMakers.now();
+  if (now < fPauseEnds) {
+    fPauseTimer.FireAfter(fPauseEnds - now);
+    return true;
+  }
+  UpdateList();
+  if (fPollers.size() > kUnitsWithoutPause) fPauseEnds = fMakers.now() + kPause;
+  return true;
 }
 
 bool PollingDeviceList::UpdateList() {

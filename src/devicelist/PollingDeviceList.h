@@ -15,12 +15,14 @@
 #include "devicelist/Poller.h"
 #include "devicelist/UnitPlaces.h"
 #include "devicelist/Watcher.h"
+#include "foundation/Clock.h"
 #include "foundation/RunLoopTimer.h"
 
 namespace DeviceList {
 
 /// The list that the user sees: one poller for each discovered unit and one firmware poller for each model.
-/// After every change of any of them, one callback gets the whole sorted list.
+/// After every change of any of them, one callback gets the whole sorted list. If many units are polled,
+/// changes that follow a list too soon share the next one (kPause).
 ///
 /// Lives on the thread that constructs it. The callback runs there too, from the run loop, at every update,
 /// also if the content has not changed. The destructor cancels the requests of all pollers and joins their
@@ -38,11 +40,17 @@ class PollingDeviceList : public Watcher {
   /// since the last time give way to them.
   static constexpr std::chrono::seconds kRetryTime{5};
 
+  /// While more units than this are polled, at least this time passes between two lists. So a network on
+  /// which everything changes leaves the thread time for other work. The first change after it makes a list
+  /// at once.
+  static constexpr std::size_t kUnitsWithoutPause = 128;
+  static constexpr std::chrono::milliseconds kPause{100};
+
   using FirmwarePollerMaker =
       std::function<FirmwarePoller(std::string model, std::string channel, std::function<void()> onChanged)>;
 
-  /// How pollers are made, the clock of the hold time, and the time between two tries; programs use the
-  /// default.
+  /// How pollers are made, the clock of the hold time and of the pause, and the time between two tries;
+  /// programs use the default.
   struct Makers {
     std::function<std::unique_ptr<Poller>(Entry, std::shared_ptr<const LocalHosts>)> poller = MakePoller;
     FirmwarePollerMaker firmwarePoller = FirmwarePollersOf(UpdateServer());
@@ -55,7 +63,7 @@ class PollingDeviceList : public Watcher {
   PollingDeviceList(Publish publish, vorn::DNSSD& dnssd, Makers makers);
   ~PollingDeviceList() override;
 
-  /// Rebuilds and publishes the list. This is the function of the work item. Returns true.
+  /// Rebuilds and publishes the list, without a pause. The work item calls this. Returns true.
   bool UpdateList();
 
   /// The poller for the entry's kind, or null for an unknown kind. Throws std::system_error if its thread
@@ -73,6 +81,7 @@ class PollingDeviceList : public Watcher {
     std::size_t displacing = 0;      // so many of the first ones may displace others
   };
 
+  bool UpdateAfterPause();
   void TakeEntries(std::vector<Entry> entries);
   std::vector<std::size_t> KeptPollers(std::vector<Entry>& entries) const;
   Candidates InOrderOfArrival(std::vector<Entry> entries) const;
@@ -94,6 +103,8 @@ class PollingDeviceList : public Watcher {
   bool fReportedThreads = false;
   std::set<std::string> fReported;  // messages, a bounded number
   vorn::CppWorkItem fUpdateItem;
+  vorn::Clock::time_point fPauseEnds;
+  vorn::RunLoopTimer fPauseTimer;  // runs while a change waits for the end of the pause
   Publish fPublish;
   std::vector<std::unique_ptr<Poller>> fPollers;  // one for each entry of a known kind that has a place
   std::vector<Entry> fWaiting;                    // those without one, the next to try is the first

@@ -65,6 +65,7 @@ class PollingDeviceListTest : public ::testing::Test {
   PollingDeviceList::Makers FakeMakers() {
     PollingDeviceList::Makers makers;
     makers.retryTime = fRetryTime;
+    makers.now = [this] { return fNow(); };
     makers.poller = [this](Entry entry, std::shared_ptr<const LocalHosts> hosts) -> std::unique_ptr<Poller> {
       if (onMakePoller) onMakePoller(entry);
       fHosts = std::move(hosts);
@@ -109,6 +110,7 @@ class PollingDeviceListTest : public ::testing::Test {
   }
 
   std::chrono::milliseconds fRetryTime = PollingDeviceList::kRetryTime;
+  vorn::Now fNow = vorn::Clock::now;
   std::function<void(const Entry&)> onMakePoller;
   std::function<void()> onMakeFirmwarePoller;
   PollerBoard fBoard;
@@ -440,6 +442,59 @@ std::vector<Service> UnitsOfAStranger() {
   return services;
 }
 
+// A moved clock, and the number of units that the test wants.
+class PausingListTest : public PollingDeviceListTest {
+ protected:
+  void StartWithUnits(std::size_t count) {
+    fNow = [this] { return fTime; };
+    StartWith(ManyUnits(count));
+    ASSERT_EQ(fBoard.alive.size(), count);
+    fTime += PollingDeviceList::kPause;
+  }
+  // Names the unit of that place and lets the list see it.
+  void NameUnit(std::size_t place, const std::string& name) {
+    fBoard.alive[place]->SayName(name);
+    TurnLoop();
+  }
+
+  vorn::Clock::time_point fTime = vorn::Clock::now();
+};
+
+TEST_F(PausingListTest, ChangesAfterAListOfManyUnitsShareTheNextOne) {
+  StartWithUnits(PollingDeviceList::kUnitsWithoutPause + 32);
+  const int before = fPublished;
+  NameUnit(0, "first");
+  EXPECT_EQ(fPublished, before + 1) << "the first change is shown at once";
+  EXPECT_THAT(NamesOf(fLast), ElementsAre("first"));
+  for (std::size_t i = 1; i < 100; ++i) NameUnit(i, "x");
+  fTime += PollingDeviceList::kPause / 2;
+  NameUnit(1, "second");
+  EXPECT_EQ(fPublished, before + 1);
+  fTime += PollingDeviceList::kPause / 2;
+  EXPECT_TRUE(TurnLoopUntil([&] { return fPublished == before + 2; })) << "without a further change";
+  EXPECT_EQ(fLast.size(), 100U);
+  EXPECT_EQ(NamesOf(fLast)[1], "second");
+}
+
+TEST_F(PausingListTest, TheFirstChangeAfterAPauseIsListedAtOnce) {
+  StartWithUnits(PollingDeviceList::kUnitsWithoutPause + 32);
+  const int before = fPublished;
+  for (int change = 1; change <= 3; ++change) {
+    NameUnit(0, std::to_string(change));
+    EXPECT_EQ(fPublished, before + change);
+    fTime += PollingDeviceList::kPause;
+    TurnLoop();
+    EXPECT_EQ(fPublished, before + change) << "nothing has changed";
+  }
+}
+
+TEST_F(PausingListTest, FewUnitsAreListedAtEachChange) {
+  StartWithUnits(PollingDeviceList::kUnitsWithoutPause);
+  const int before = fPublished;
+  for (std::size_t i = 0; i < 10; ++i) NameUnit(i, "x");
+  EXPECT_EQ(fPublished, before + 10);
+}
+
 TEST_F(PollingDeviceListTest, UnitsBeyondTheLimitGetNoPollerAndOneMessage) {
   ::testing::internal::CaptureStderr();
   StartWith(ManyUnits(PollingDeviceList::kMaxUnits));
@@ -580,8 +635,7 @@ TEST_F(PollingDeviceListTest, WorkOfAnUpdateGrowsNoFasterThanTheUnits) {
       poller->SayModel(std::string("24ai"));
       poller->SayFirmware(std::string("1.2.3+4"));
     }
-    TurnLoop();
-    EXPECT_EQ(fLast.size(), units);
+    EXPECT_TRUE(TurnLoopUntil([&] { return fLast.size() == units; }));
     const long before = vorn::testing::AllocationsMade();
     fList->UpdateList();
     return vorn::testing::AllocationsMade() - before;
