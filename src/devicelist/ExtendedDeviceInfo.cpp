@@ -1,7 +1,10 @@
 #include "devicelist/ExtendedDeviceInfo.h"
 
 #include <algorithm>
+#include <array>
+#include <string_view>
 #include <unordered_set>
+#include <utility>
 
 #include "devicelist/Entry.h"
 #include "foundation/Strings.h"
@@ -9,9 +12,22 @@
 namespace DeviceList {
 namespace {
 
-// Not the C library's tolower: for a negative byte, that one returns a positive number here.
-int Fold(char c) {
-  return static_cast<signed char>(vorn::ToLowerASCII(c));
+// For each byte of a name the byte that sorts as it does: the lower-case letter as a signed number. Not the C
+// library's tolower, which returns a positive number for a negative byte here.
+constexpr std::array<char, 256> kOrder = [] {
+  std::array<char, 256> order{};
+  for (unsigned byte = 0; byte < order.size(); ++byte) {
+    const char lower = vorn::ToLowerASCII(static_cast<char>(byte));
+    order[byte] = static_cast<char>(static_cast<unsigned char>(lower) ^ 0x80U);
+  }
+  return order;
+}();
+
+// A text whose own order is that of the names.
+std::string OrderKey(const std::string& name) {
+  std::string key = name;
+  for (char& c : key) c = kOrder[static_cast<unsigned char>(c)];
+  return key;
 }
 
 bool IsListed(const ExtendedDeviceInfo& info, UnitKind::Listed when) {
@@ -26,22 +42,26 @@ bool UpdateAvailable(const ExtendedDeviceInfo& info) {
 }
 
 bool NamePrecedes(const std::string& a, const std::string& b) {
-  return std::lexicographical_compare(a.begin(), a.end(), b.begin(), b.end(),
-                                      [](char x, char y) { return Fold(x) < Fold(y); });
+  return OrderKey(a) < OrderKey(b);
 }
 
 std::vector<ExtendedDeviceInfo> FilterAndSort(std::vector<ExtendedDeviceInfo> collected) {
-  std::unordered_set<std::string> deviceUIDs;
+  std::unordered_set<std::string_view> deviceUIDs;
   for (const ExtendedDeviceInfo& info : collected) {
     if (info.type == kTypeDevice) deviceUIDs.insert(info.uid);
   }
-  std::erase_if(collected, [&](const ExtendedDeviceInfo& info) {
-    return IsListed(info, UnitKind::Listed::kUnlessAnnouncedItself) && deviceUIDs.contains(info.uid);
-  });
-  std::sort(collected.begin(), collected.end(), [](const ExtendedDeviceInfo& a, const ExtendedDeviceInfo& b) {
-    return NamePrecedes(*a.name, *b.name);
-  });
-  return collected;
+  // With their keys, so that each name is read once however often it is compared.
+  std::vector<std::pair<std::string, ExtendedDeviceInfo*>> kept;
+  kept.reserve(collected.size());
+  for (ExtendedDeviceInfo& info : collected) {
+    const bool canBeShadowed = IsListed(info, UnitKind::Listed::kUnlessAnnouncedItself);
+    if (!canBeShadowed || !deviceUIDs.contains(info.uid)) kept.emplace_back(OrderKey(*info.name), &info);
+  }
+  std::sort(kept.begin(), kept.end(), [](const auto& a, const auto& b) { return a.first < b.first; });
+  std::vector<ExtendedDeviceInfo> output;
+  output.reserve(kept.size());
+  for (const auto& [key, info] : kept) output.push_back(std::move(*info));
+  return output;
 }
 
 std::vector<ExtendedDeviceInfo> UnitsToShow(std::vector<ExtendedDeviceInfo> published, bool showSwitches) {

@@ -70,6 +70,25 @@ TEST(PublishedListTest, BytesAreComparedAsSignedNumbers) {
   EXPECT_EQ(SortedNames({"\xff", "\x80", "\x01", "\xc3"}), (Names{"\x80", "\xc3", "\xff", "\x01"}));
 }
 
+TEST(PublishedListTest, EachByteHasThePlaceOfItsLowerCaseLetterAsASignedNumber) {
+  const auto place = [](char byte) { return byte >= 'A' && byte <= 'Z' ? byte + ('a' - 'A') : int{byte}; };
+  Names names;
+  for (int byte = 0; byte < 256; ++byte) names.emplace_back(1, static_cast<char>(byte));
+  std::shuffle(names.begin(), names.end(), std::mt19937(1));
+  const Names sorted = SortedNames(names);
+  ASSERT_EQ(sorted.size(), 256U);
+  for (std::size_t i = 1; i < sorted.size(); ++i) {
+    EXPECT_LE(place(sorted[i - 1][0]), place(sorted[i][0])) << i;
+  }
+}
+
+TEST(PublishedListTest, NamesThatDifferInTheirLastLettersOnlyAreSorted) {
+  const std::string small(4000, 'x');
+  const std::string capital(4000, 'X');
+  EXPECT_EQ(SortedNames({small + "C", capital + "a", small + "b", capital}),
+            (Names{capital, capital + "a", small + "b", small + "C"}));
+}
+
 TEST(PublishedListTest, BytesBeyondAsciiAreNotFolded) {
   // Capital and small A with diaeresis in Latin-1, which its tolower would unite.
   EXPECT_TRUE(NamePrecedes("\xc4", "\xe4"));
