@@ -60,7 +60,9 @@ void AppDelegate::makeFirmwarePoller() {
 }
 
 void AppDelegate::makeDeviceList() {
-  fDeviceList = fMakers.deviceList(OnMain(*fDispatch, fAlive, &AppDelegate::takeList));
+  const auto take = OnMain(*fDispatch, fAlive, &AppDelegate::takeList);
+  fDeviceList =
+      fMakers.deviceList([take](List list) { take(std::make_shared<const List>(std::move(list))); });
 }
 
 void AppDelegate::prepareLoginItem() {
@@ -87,19 +89,19 @@ void AppDelegate::assumeEarlierChoices() {
   fDefaults->SetBool(kAlreadyRun, true);
 }
 
-void AppDelegate::takeList(List list) {
+void AppDelegate::takeList(DeviceList::SharedUnits list) {
   fCurrList = std::move(list);
-  if (notify()) fLogic->MaybeNotify(fCurrList);
+  if (notify()) fLogic->MaybeNotify(*fCurrList);
   updateClients();
 }
 
-AppDelegate::List AppDelegate::currList() {
+DeviceList::SharedUnits AppDelegate::currList() {
   return DeviceList::UnitsToShow(fCurrList, showSwitches());
 }
 
 void AppDelegate::updateClients() {
   const auto list = currList();
-  fStatusBar->setActive(!list.empty());
+  fStatusBar->setActive(!list->empty());
   // By index, and the count is read again each time, because a listener may come or go in between.
   for (std::size_t i = 0; i < fListeners.size(); ++i) fListeners[i]->updateDeviceList(list);
 }
@@ -139,7 +141,7 @@ void AppDelegate::notifyOfKnownUpdates() {
     fLogic->WithdrawAll();
     return;
   }
-  fLogic->MaybeNotify(fCurrList);
+  fLogic->MaybeNotify(*fCurrList);
   maybeNotifyDriver();
 }
 

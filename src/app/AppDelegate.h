@@ -64,8 +64,8 @@ class AppDelegate final : public LaunchAtLogin {
   /// Starts everything, once.
   void applicationDidFinishLaunching();
 
-  /// A copy of the list as published to the user: without switches, unless the user wants to see them.
-  [[nodiscard]] List currList();
+  /// The list as published to the user: without switches, unless the user wants to see them.
+  [[nodiscard]] DeviceList::SharedUnits currList();
   /// Gives the list to the status item and every listener.
   void updateClients();
 
@@ -91,7 +91,7 @@ class AppDelegate final : public LaunchAtLogin {
   void makeDeviceList();
   void prepareLoginItem();
   void assumeEarlierChoices();
-  void takeList(List list);
+  void takeList(DeviceList::SharedUnits list);
   void notifyOfKnownUpdates();
 
   const Makers fMakers;
@@ -102,7 +102,7 @@ class AppDelegate final : public LaunchAtLogin {
   optional<FirmwareVersion> fAppVersion;
   std::unique_ptr<DeviceList::FirmwarePoller> fAppPoller;
   std::unique_ptr<ui::VirtualEntityMenu> fVirtualEntity;
-  List fCurrList;
+  DeviceList::SharedUnits fCurrList = std::make_shared<const List>();
   std::vector<ui::DeviceListListener*> fListeners;  ///< not owned
   std::unique_ptr<ui::StatusBar> fStatusBar;
   bool fPanelVisible = false;

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <iterator>
 #include <string_view>
 #include <unordered_set>
 #include <utility>
@@ -64,12 +65,15 @@ std::vector<ExtendedDeviceInfo> FilterAndSort(std::vector<ExtendedDeviceInfo> co
   return output;
 }
 
-std::vector<ExtendedDeviceInfo> UnitsToShow(std::vector<ExtendedDeviceInfo> published, bool showSwitches) {
-  if (showSwitches) return published;
-  std::erase_if(published, [](const ExtendedDeviceInfo& info) {
-    return IsListed(info, UnitKind::Listed::kWithSwitches);
-  });
-  return published;
+SharedUnits UnitsToShow(SharedUnits published, bool showSwitches) {
+  const auto isShown = [](const ExtendedDeviceInfo& info) {
+    return !IsListed(info, UnitKind::Listed::kWithSwitches);
+  };
+  if (showSwitches || std::all_of(published->begin(), published->end(), isShown)) return published;
+  std::vector<ExtendedDeviceInfo> shown;
+  shown.reserve(published->size());
+  std::copy_if(published->begin(), published->end(), std::back_inserter(shown), isShown);
+  return std::make_shared<const std::vector<ExtendedDeviceInfo>>(std::move(shown));
 }
 
 }  // namespace DeviceList

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -22,6 +23,10 @@ struct ExtendedDeviceInfo {
   std::string address;                                    ///< from which the unit answered last; never shown
 };
 
+/// A published list that its readers share instead of copying it. Nobody changes it, so it is like a copy of
+/// one's own. Never null.
+using SharedUnits = std::shared_ptr<const std::vector<ExtendedDeviceInfo>>;
+
 /// The text of a list without units.
 inline constexpr char kNoUnitsText[] = "No Local Devices Found.";
 
@@ -34,9 +39,8 @@ inline constexpr char kNoUnitsText[] = "No Local Devices Found.";
 [[nodiscard]] std::vector<ExtendedDeviceInfo> FilterAndSort(std::vector<ExtendedDeviceInfo> collected);
 
 /// The units of a published list that the user wants to see, in its order: without the switches unless they
-/// are requested.
-[[nodiscard]] std::vector<ExtendedDeviceInfo> UnitsToShow(std::vector<ExtendedDeviceInfo> published,
-                                                          bool showSwitches);
+/// are requested. If that leaves nothing out, it is the same list.
+[[nodiscard]] SharedUnits UnitsToShow(SharedUnits published, bool showSwitches);
 
 /// The order of names: byte by byte as signed numbers, with ASCII letters in lower case whatever the locale
 /// is. Bytes of non-ASCII characters are negative and come before all of ASCII. A proper prefix comes first.

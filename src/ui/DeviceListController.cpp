@@ -37,7 +37,7 @@ void DeviceListController::awakeFromNib() {
   if (fOwner) fOwner->addListener(this);
 }
 
-void DeviceListController::updateDeviceList(std::vector<DeviceList::ExtendedDeviceInfo> list) {
+void DeviceListController::updateDeviceList(DeviceList::SharedUnits list) {
   ReturnIsDoubleClickTableView* table = fOutlets.table;
   const bool wasEmpty = fModel.isEmpty();
   const int selectedRow = table->selectedRow();

@@ -41,7 +41,7 @@ class DeviceListController : public QObject, public DeviceListListener, public E
 
   /// The selection follows its device by url. After an empty list, a list selects its first row. If the
   /// selected device has gone, its row number stays selected as long as there is such a row.
-  void updateDeviceList(std::vector<DeviceList::ExtendedDeviceInfo> list) override;
+  void updateDeviceList(DeviceList::SharedUnits list) override;
   QMenu* menu() override;
 
   void tableViewMouseDownOnRow(ReturnIsDoubleClickTableView* table, int row) override;

@@ -37,24 +37,27 @@ QString toolTip(const ExtendedDeviceInfo& info, const QString& name) {
 }  // namespace
 
 std::size_t DeviceListModel::KeyHash::operator()(const Key& key) const {
-  return std::hash<std::string>()(key.url) + static_cast<std::size_t>(key.occurrence);
+  return std::hash<std::string_view>()(key.url) + static_cast<std::size_t>(key.occurrence);
 }
 
-void DeviceListModel::setList(std::vector<ExtendedDeviceInfo> list) {
-  std::vector<Row> rows = rowsOf(std::move(list));
+const QString& DeviceListModel::Row::shownName() const {
+  if (name.isEmpty()) name = nameWords(*info);
+  return name;
+}
+
+void DeviceListModel::setList(DeviceList::SharedUnits list) {
+  const auto before = std::exchange(fList, std::move(list));  // until every row shows the new one
+  std::vector<Row> rows = rowsOf(*fList);
   if (!sameKeys(rows)) changeRows(rows);
   takeOverContent(rows);
 }
 
-std::vector<DeviceListModel::Row> DeviceListModel::rowsOf(std::vector<ExtendedDeviceInfo> list) {
+std::vector<DeviceListModel::Row> DeviceListModel::rowsOf(const std::vector<ExtendedDeviceInfo>& list) {
   std::vector<Row> rows;
   rows.reserve(list.size());
-  std::unordered_map<std::string, int> seen;
+  std::unordered_map<std::string_view, int> seen;
   seen.reserve(list.size());
-  for (ExtendedDeviceInfo& info : list) {
-    Key key{info.url, seen[info.url]++};
-    rows.push_back({std::move(info), std::move(key), {}});
-  }
+  for (const ExtendedDeviceInfo& info : list) rows.push_back({&info, {info.url, seen[info.url]++}, {}});
   return rows;
 }
 
@@ -132,7 +135,6 @@ void DeviceListModel::insertNewRows(std::vector<Row>& rows) {
                                      [&](const Row& row) { return row.key == fRows[at].key; });
       end = static_cast<std::size_t>(std::distance(rows.begin(), next));
     }
-    for (std::size_t row = at; row < end; ++row) rows[row].name = nameWords(rows[row].info);
     beginInsertRows({}, static_cast<int>(at), static_cast<int>(end) - 1);
     fRows.insert(fRows.begin() + static_cast<std::ptrdiff_t>(at),
                  rows.begin() + static_cast<std::ptrdiff_t>(at),
@@ -150,25 +152,26 @@ void DeviceListModel::takeOverContent(std::vector<Row>& rows) {
   };
   for (std::size_t at = 0; at < rows.size(); ++at) {
     Row& row = fRows[at];
-    if (sameContent(row.info, rows[at].info)) {
-      row.info = std::move(rows[at].info);
+    const ExtendedDeviceInfo& before = *row.info;
+    row.info = rows[at].info;
+    row.key = rows[at].key;
+    if (sameContent(before, *row.info)) {
       announce(static_cast<int>(at));
       continue;
     }
-    if (!(row.info.name == rows[at].info.name)) row.name = nameWords(rows[at].info);
-    row.info = std::move(rows[at].info);
+    if (!(before.name == row.info->name)) row.name.clear();
     if (firstChanged < 0) firstChanged = static_cast<int>(at);
   }
   announce(static_cast<int>(rows.size()));
 }
 
 const ExtendedDeviceInfo* DeviceListModel::deviceAt(int row) const {
-  return row >= 0 && row < deviceCount() ? &fRows[static_cast<std::size_t>(row)].info : nullptr;
+  return row >= 0 && row < deviceCount() ? fRows[static_cast<std::size_t>(row)].info : nullptr;
 }
 
 int DeviceListModel::rowOfUrl(const std::string& url) const {
   const auto found =
-      std::find_if(fRows.begin(), fRows.end(), [&](const Row& row) { return row.info.url == url; });
+      std::find_if(fRows.begin(), fRows.end(), [&](const Row& row) { return row.info->url == url; });
   return found == fRows.end() ? -1 : static_cast<int>(std::distance(fRows.begin(), found));
 }
 
@@ -183,15 +186,15 @@ QVariant DeviceListModel::data(const QModelIndex& index, int role) const {
   const Row& row = fRows[static_cast<std::size_t>(index.row())];
   switch (role) {
     case Qt::DisplayRole:
-      return row.name;
+      return row.shownName();
     case Qt::ToolTipRole:
-      return toolTip(row.info, row.name);
+      return toolTip(*row.info, row.shownName());
     case Qt::AccessibleTextRole:
-      return rowSentence(row.info);
+      return rowSentence(*row.info, row.shownName());
     case ImageNameRole:
-      return imageName(row.info.type);
+      return imageName(row.info->type);
     case UpdateRole:
-      return DeviceList::UpdateAvailable(row.info);
+      return DeviceList::UpdateAvailable(*row.info);
     default:
       return {};
   }

@@ -2,7 +2,9 @@
 
 #include <QAbstractListModel>
 #include <cstdint>
+#include <memory>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "devicelist/ExtendedDeviceInfo.h"
@@ -29,14 +31,14 @@ class DeviceListModel : public QAbstractListModel {
 
   using QAbstractListModel::QAbstractListModel;
 
-  /// Takes over a list.
-  void setList(std::vector<DeviceList::ExtendedDeviceInfo> list);
+  /// Shows this list from now on.
+  void setList(DeviceList::SharedUnits list);
 
   /// True while the placeholder row is shown.
   [[nodiscard]] bool isEmpty() const { return fRows.empty(); }
   /// Number of devices; the placeholder does not count.
   [[nodiscard]] int deviceCount() const { return static_cast<int>(fRows.size()); }
-  /// The device at `row`; null if there is none.
+  /// The device at `row`, until the next list; null if there is none.
   [[nodiscard]] const DeviceList::ExtendedDeviceInfo* deviceAt(int row) const;
   /// The first row with this url; -1 if there is none.
   [[nodiscard]] int rowOfUrl(const std::string& url) const;
@@ -48,7 +50,7 @@ class DeviceListModel : public QAbstractListModel {
  private:
   /// The identity of a row: its url and how many rows before it have the same one.
   struct Key {
-    std::string url;
+    std::string_view url;  ///< of the list that the row shows
     int occurrence = 0;
     bool operator==(const Key& other) const = default;
   };
@@ -56,12 +58,14 @@ class DeviceListModel : public QAbstractListModel {
     std::size_t operator()(const Key& key) const;
   };
   struct Row {
-    DeviceList::ExtendedDeviceInfo info;
+    const DeviceList::ExtendedDeviceInfo* info;  ///< in the list that the row shows; never null
     Key key;
-    QString name;  ///< as shown; kept, because every repaint asks for it
+    mutable QString name;  ///< empty until asked for; kept, because every repaint asks for it
+
+    [[nodiscard]] const QString& shownName() const;
   };
 
-  static std::vector<Row> rowsOf(std::vector<DeviceList::ExtendedDeviceInfo> list);
+  static std::vector<Row> rowsOf(const std::vector<DeviceList::ExtendedDeviceInfo>& list);
   [[nodiscard]] bool sameKeys(const std::vector<Row>& rows) const;
   void changeRows(std::vector<Row>& rows);
   void removeGoneRows(const std::vector<Row>& rows);
@@ -70,7 +74,8 @@ class DeviceListModel : public QAbstractListModel {
   void takeOverContent(std::vector<Row>& rows);
   [[nodiscard]] QVariant placeholderData(int role) const;
 
-  std::vector<Row> fRows;
+  DeviceList::SharedUnits fList;
+  std::vector<Row> fRows;    // point into fList; during a change, some still into the list before
   bool fPlaceholder = true;  // the placeholder row exists; differs from fRows.empty() only during a change
 };
 

@@ -37,6 +37,10 @@ QString nothingListedWords() {
   return QString::fromUtf8(DeviceList::kNoUnitsText);
 }
 
+QString moreDevicesWords(std::size_t count) {
+  return QStringLiteral("and %1 more\u2026").arg(count);
+}
+
 QString hintWords(DeviceList::DiscoveryHint hint, bool nothingListed) {
   using Hint = DeviceList::DiscoveryHint;
   switch (hint) {
@@ -59,8 +63,8 @@ QString hintWords(const PanelHint& hint, bool nothingListed) {
   return hintWords(hint.discovery, nothingListed);
 }
 
-QString rowSentence(const DeviceList::ExtendedDeviceInfo& info) {
-  QStringList pieces{isolatedText(nameWords(info))};
+QString rowSentence(const DeviceList::ExtendedDeviceInfo& info, const QString& name) {
+  QStringList pieces{isolatedText(name)};
   if (const QString kind = kindWords(info.type); !kind.isEmpty()) pieces += kind;
   if (info.firmwareVersion) pieces += QStringLiteral("firmware %1").arg(versionWords(*info.firmwareVersion));
   if (const QString update = updateWords(info); !update.isEmpty()) pieces += update;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QString>
+#include <cstddef>
 
 #include "devicelist/DiscoveryStatus.h"
 #include "devicelist/ExtendedDeviceInfo.h"
@@ -23,6 +24,9 @@ namespace vorn::ui {
 /// The text in place of the list while it is empty.
 [[nodiscard]] QString nothingListedWords();
 
+/// The entry for the devices that a menu does not name.
+[[nodiscard]] QString moreDevicesWords(std::size_t count);
+
 /// Why nothing, or nothing new, may be listed; empty if there is nothing to say.
 [[nodiscard]] QString hintWords(DeviceList::DiscoveryHint hint, bool nothingListed);
 
@@ -33,7 +37,7 @@ struct PanelHint {
 };
 [[nodiscard]] QString hintWords(const PanelHint& hint, bool nothingListed);
 
-/// The whole row as one sentence: name, kind, firmware, update, as far as known.
-[[nodiscard]] QString rowSentence(const DeviceList::ExtendedDeviceInfo& info);
+/// The whole row as one sentence: name, kind, firmware, update, as far as known. `name`: as it is shown.
+[[nodiscard]] QString rowSentence(const DeviceList::ExtendedDeviceInfo& info, const QString& name);
 
 }  // namespace vorn::ui

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <string>
-#include <vector>
 
 #include "devicelist/ExtendedDeviceInfo.h"
 
@@ -15,8 +14,8 @@ class DeviceListListener {
  public:
   virtual ~DeviceListListener() = default;
 
-  /// Takes a copy of the whole current list, in the order to show.
-  virtual void updateDeviceList(std::vector<DeviceList::ExtendedDeviceInfo> list) = 0;
+  /// Takes the whole current list, in the order to show.
+  virtual void updateDeviceList(DeviceList::SharedUnits list) = 0;
 
   /// The listener's settings menu, where the entry of the virtual entity is
   /// inserted at index 3 (VirtualEntityMenu.h). It lives as long as the listener.

@@ -2,6 +2,7 @@
 
 #include <QGuiApplication>
 #include <algorithm>
+#include <string_view>
 #include <unordered_set>
 #include <utility>
 
@@ -23,6 +24,10 @@ QString entryTitle(const ExtendedDeviceInfo& info) {
   return update.isEmpty() ? name : name + QStringLiteral(" (%1)").arg(update);
 }
 
+bool haveSameTitle(const ExtendedDeviceInfo& a, const ExtendedDeviceInfo& b) {
+  return a.name == b.name && a.firmwareVersion == b.firmwareVersion && a.latestVersion == b.latestVersion;
+}
+
 }  // namespace
 
 StatusMenu::StatusMenu(PanelOwner& owner, QObject* parent, std::chrono::milliseconds settingsPeriod)
@@ -32,6 +37,9 @@ StatusMenu::StatusMenu(PanelOwner& owner, QObject* parent, std::chrono::millisec
   fMenu.addSeparator();
   fPlaceholder = fMenu.addAction(nothingListedWords());
   fPlaceholder->setEnabled(false);
+  fMore = fMenu.addAction(QString());
+  fMore->setVisible(false);
+  connect(fMore, &QAction::triggered, this, [this] { fOwner.setPanelVisible(true); });
   fHint = fMenu.addAction(QString());
   fHint->setEnabled(false);
   fHint->setVisible(false);
@@ -69,7 +77,7 @@ void StatusMenu::setHintSource(std::function<DeviceList::DiscoveryHint()> hint) 
   showHint();
 }
 
-void StatusMenu::updateDeviceList(std::vector<ExtendedDeviceInfo> list) {
+void StatusMenu::updateDeviceList(DeviceList::SharedUnits list) {
   fList = std::move(list);
   if (!fListTimer.isActive()) fListTimer.start();
 }
@@ -85,8 +93,10 @@ void StatusMenu::aboutToShow() {
 
 void StatusMenu::takeOverList() {
   fListTimer.stop();
-  removeGoneEntries();
-  placeEntries();
+  const Devices devices = devicesToShow();
+  removeGoneEntries(devices);
+  placeEntries(devices);
+  fShown = fList;
   fPlaceholder->setVisible(fEntries.empty());
   showHint();
 }
@@ -97,11 +107,24 @@ void StatusMenu::showHint() {
   fHint->setVisible(!words.isEmpty());
 }
 
-void StatusMenu::removeGoneEntries() {
-  std::unordered_set<std::string> listed;
-  for (const ExtendedDeviceInfo& info : fList) listed.insert(info.url);
+// One for each url. Says in the menu how many more there are.
+StatusMenu::Devices StatusMenu::devicesToShow() {
+  Devices devices;
+  std::unordered_set<std::string_view> urls;
+  for (const ExtendedDeviceInfo& device : *fList) {
+    if (urls.insert(device.url).second && devices.size() < kMaxEntries) devices.push_back(&device);
+  }
+  const std::size_t others = urls.size() - devices.size();
+  if (others > 0) setLiteralText(*fMore, moreDevicesWords(others), fForm);
+  fMore->setVisible(others > 0);
+  return devices;
+}
+
+void StatusMenu::removeGoneEntries(const Devices& devices) {
+  std::unordered_set<std::string_view> urls;
+  for (const ExtendedDeviceInfo* device : devices) urls.insert(device->url);
   std::erase_if(fEntries, [&](const Entry& entry) {
-    if (listed.contains(entry.url)) return false;
+    if (urls.contains(entry.device->url)) return false;
     fMenu.removeAction(entry.action);
     entry.action->deleteLater();  // it may be the one that is being triggered
     return true;
@@ -110,20 +133,24 @@ void StatusMenu::removeGoneEntries() {
 
 // The first `at` entries are in place. The next device's entry is searched after them, or made, and put
 // there.
-void StatusMenu::placeEntries() {
-  std::unordered_set<std::string> placed;
-  for (const ExtendedDeviceInfo& info : fList) {
-    const auto at = static_cast<std::ptrdiff_t>(placed.size());
-    if (!placed.insert(info.url).second) continue;
-    const auto place = fEntries.begin() + at;
-    const auto known =
-        std::find_if(place, fEntries.end(), [&](const Entry& entry) { return entry.url == info.url; });
-    QAction* action = known == fEntries.end() ? makeEntry(info.url) : known->action;
-    setLiteralText(*action, entryTitle(info), fForm);
-    if (known == place && known != fEntries.end()) continue;
-    fMenu.insertAction(place == fEntries.end() ? fHint : place->action, action);
-    if (known != fEntries.end()) fEntries.erase(known);
-    fEntries.insert(fEntries.begin() + at, {info.url, action});
+void StatusMenu::placeEntries(const Devices& devices) {
+  for (std::size_t at = 0; at < devices.size(); ++at) {
+    const ExtendedDeviceInfo& device = *devices[at];
+    const auto place = fEntries.begin() + static_cast<std::ptrdiff_t>(at);
+    const auto known = std::find_if(place, fEntries.end(),
+                                    [&](const Entry& entry) { return entry.device->url == device.url; });
+    const bool isNew = known == fEntries.end();
+    const Entry entry{&device, isNew ? makeEntry(device.url) : known->action};
+    if (isNew || !haveSameTitle(*known->device, device)) {
+      setLiteralText(*entry.action, entryTitle(device), fForm);
+    }
+    if (!isNew && known == place) {
+      *place = entry;
+      continue;
+    }
+    fMenu.insertAction(place == fEntries.end() ? fMore : place->action, entry.action);
+    if (!isNew) fEntries.erase(known);
+    fEntries.insert(fEntries.begin() + static_cast<std::ptrdiff_t>(at), entry);
   }
 }
 

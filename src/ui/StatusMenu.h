@@ -3,6 +3,7 @@
 #include <QMenu>
 #include <QTimer>
 #include <chrono>
+#include <cstddef>
 #include <functional>
 #include <string>
 #include <vector>
@@ -16,8 +17,9 @@ namespace vorn::ui {
 class SettingsMenu;
 
 /// The status item's context menu, for hosts that offer nothing else: "Show Devices", one entry for each
-/// listed device with the update mark in words, the settings as a submenu, and quit. Its creator registers it
-/// with the owner like any listener.
+/// listed device with the update mark in words, the settings as a submenu, and quit. Of a very long list it
+/// shows the beginning, and one more entry that counts the others and shows the panel. Its creator registers
+/// it with the owner like any listener.
 ///
 /// An entry belongs to one device for its whole life and is never reused, so the user's choice is always what
 /// the user saw. Several lists are applied together a little later, because every change travels to the host.
@@ -28,6 +30,10 @@ class StatusMenu : public QObject, public DeviceListListener {
 
  public:
   static constexpr std::chrono::seconds kSettingsPeriod{10};
+
+  /// The most devices with an entry. Every entry travels to the host, and a host that draws thousands of them
+  /// does nothing else.
+  static constexpr std::size_t kMaxEntries = 300;
 
   explicit StatusMenu(PanelOwner& owner, QObject* parent = nullptr,
                       std::chrono::milliseconds settingsPeriod = kSettingsPeriod);
@@ -44,21 +50,23 @@ class StatusMenu : public QObject, public DeviceListListener {
   /// when the menu opens, and at intervals.
   void setHintSource(std::function<DeviceList::DiscoveryHint()> hint);
 
-  void updateDeviceList(std::vector<DeviceList::ExtendedDeviceInfo> list) override;
+  void updateDeviceList(DeviceList::SharedUnits list) override;
   /// The settings submenu.
   QMenu* menu() override;
 
  private:
   struct Entry {
-    std::string url;
-    QAction* action;  // owned by fMenu
+    const DeviceList::ExtendedDeviceInfo* device;  // in fShown
+    QAction* action;                               // owned by fMenu
   };
+  using Devices = std::vector<const DeviceList::ExtendedDeviceInfo*>;
 
   void aboutToShow();
   void takeOverList();
   void showHint();
-  void removeGoneEntries();
-  void placeEntries();
+  [[nodiscard]] Devices devicesToShow();
+  void removeGoneEntries(const Devices& devices);
+  void placeEntries(const Devices& devices);
   QAction* makeEntry(const std::string& url);
 
   PanelOwner& fOwner;
@@ -66,13 +74,15 @@ class StatusMenu : public QObject, public DeviceListListener {
   QMenu fMenu;
   SettingsMenu* fSettings = nullptr;  // child of fMenu
   QAction* fPlaceholder = nullptr;    // owned by fMenu; visible while nothing is listed
+  QAction* fMore = nullptr;           // owned by fMenu; visible while devices have no entry
   QAction* fHint = nullptr;           // owned by fMenu; visible while there is something to say
   QAction* fAfterDevices = nullptr;   // owned by fMenu; the separator below the devices
   std::function<DeviceList::DiscoveryHint()> fHintSource;
   std::vector<Entry> fEntries;
-  std::vector<DeviceList::ExtendedDeviceInfo> fList;
-  QTimer fListTimer;      // runs while a list waits
-  QTimer fSettingsTimer;  // always runs
+  DeviceList::SharedUnits fShown;  // of which the entries are
+  DeviceList::SharedUnits fList;   // the last one; null before the first
+  QTimer fListTimer;               // runs while a list waits
+  QTimer fSettingsTimer;           // always runs
 };
 
 }  // namespace vorn::ui

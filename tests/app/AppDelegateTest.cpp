@@ -141,16 +141,16 @@ TEST_F(AppDelegateTest, HasItsDefaultsWhereNothingIsStored) {
 TEST_F(AppDelegateTest, TakesAListOverOnTheMainQueueOnly) {
   Launch();
   fAround.fPublish({Unit("a", "plexadevice")});
-  EXPECT_THAT(fDelegate->currList(), IsEmpty());
+  EXPECT_THAT(*fDelegate->currList(), IsEmpty());
   RunMain();
-  EXPECT_THAT(NamesOf(fDelegate->currList()), ElementsAre("a"));
+  EXPECT_THAT(NamesOf(*fDelegate->currList()), ElementsAre("a"));
 }
 
 TEST_F(AppDelegateTest, LeavesSwitchesOutKeepingTheOrderOfTheRest) {
   Launch();
   fAround.Publish({Unit("d", "plexadevice"), Unit("s", "plexaswitch"), Unit("b", "plexahost"),
                    Unit("t", "plexaswitch"), Unit("x", "other")});
-  EXPECT_THAT(NamesOf(fDelegate->currList()), ElementsAre("d", "b", "x"));
+  EXPECT_THAT(NamesOf(*fDelegate->currList()), ElementsAre("d", "b", "x"));
 }
 
 TEST_F(AppDelegateTest, IsActiveOnlyWhileSomethingIsVisible) {
@@ -205,7 +205,7 @@ TEST_F(AppDelegateTest, SendsANewListenerTheListAtOnce) {
   RecordingListener listener;
   fDelegate->addListener(&listener);
   ASSERT_EQ(listener.fLists.size(), 1U);
-  EXPECT_THAT(NamesOf(listener.fLists[0]), ElementsAre("d"));
+  EXPECT_THAT(NamesOf(*listener.fLists[0]), ElementsAre("d"));
 }
 
 TEST_F(AppDelegateTest, RegistersAListenerOnceThoughItIsSentTheListTwice) {
@@ -221,15 +221,41 @@ TEST_F(AppDelegateTest, RegistersAListenerOnceThoughItIsSentTheListTwice) {
   EXPECT_EQ(listener.fLists.size(), 3U);
 }
 
-TEST_F(AppDelegateTest, GivesEachListenerACopyOfItsOwn) {
+// From the device list to its readers, no record is copied.
+TEST_F(AppDelegateTest, SharesThePublishedListAmongItsListeners) {
   Launch();
   RecordingListener first;
   RecordingListener second;
   fDelegate->addListener(&first);
   fDelegate->addListener(&second);
-  first.fOnUpdate = [&first] { first.fLists.back().clear(); };
+  AppDelegate::List list{Unit("d", "plexadevice"), Unit("h", "plexahost")};
+  const auto* const published = list.data();
+  fAround.Publish(std::move(list));
+  EXPECT_EQ(first.fLists.back()->data(), published);
+  EXPECT_EQ(second.fLists.back()->data(), published);
+  EXPECT_EQ(fDelegate->currList()->data(), published);
+}
+
+TEST_F(AppDelegateTest, MakesTheListWithoutSwitchesOnceForAllListeners) {
+  Launch();
+  RecordingListener first;
+  RecordingListener second;
+  fDelegate->addListener(&first);
+  fDelegate->addListener(&second);
+  fAround.Publish({Unit("d", "plexadevice"), Unit("s", "plexaswitch")});
+  EXPECT_THAT(NamesOf(*first.fLists.back()), ElementsAre("d"));
+  EXPECT_EQ(first.fLists.back(), second.fLists.back());
+}
+
+TEST_F(AppDelegateTest, LeavesAListenerItsListWhenTheNextComes) {
+  Launch();
+  RecordingListener listener;
+  fDelegate->addListener(&listener);
   fAround.Publish({Unit("d", "plexadevice")});
-  EXPECT_THAT(NamesOf(second.fLists.back()), ElementsAre("d"));
+  fAround.Publish({Unit("e", "plexadevice")});
+  ASSERT_EQ(listener.fLists.size(), 3U);
+  EXPECT_THAT(NamesOf(*listener.fLists[1]), ElementsAre("d"));
+  EXPECT_THAT(NamesOf(*listener.fLists[2]), ElementsAre("e"));
 }
 
 TEST_F(AppDelegateTest, DoesNotUpdateARemovedListener) {
@@ -256,7 +282,7 @@ TEST_F(AppDelegateTest, LetsListenersComeAndGoWhileTheListIsGivenOut) {
   EXPECT_EQ(leaving.fLists.size(), 2U);
   fAround.Publish({});
   EXPECT_EQ(leaving.fLists.size(), 2U);
-  EXPECT_THAT(coming.fLists.back(), IsEmpty());
+  EXPECT_THAT(*coming.fLists.back(), IsEmpty());
 }
 
 // --- the virtual entity's entry -------------------------------------------
@@ -316,17 +342,17 @@ TEST_F(AppDelegateTest, RefiltersOpenPanelsAfterTheCurrentEvent) {
   RecordingListener listener;
   fDelegate->addListener(&listener);
   ASSERT_EQ(listener.fLists.size(), 1U);
-  EXPECT_THAT(listener.fLists[0], IsEmpty()) << "nothing but switches is listed";
+  EXPECT_THAT(*listener.fLists[0], IsEmpty()) << "nothing but switches is listed";
   fDelegate->setShowSwitches(true);
   EXPECT_TRUE(fAround.fDefaults.fBools.at("showSwitches"));
   EXPECT_EQ(listener.fLists.size(), 1U);
   RunMain();
   ASSERT_EQ(listener.fLists.size(), 2U);
-  EXPECT_THAT(NamesOf(listener.fLists[1]), ElementsAre("s"));
+  EXPECT_THAT(NamesOf(*listener.fLists[1]), ElementsAre("s"));
   fDelegate->setShowSwitches(false);
   RunMain();
   ASSERT_EQ(listener.fLists.size(), 3U);
-  EXPECT_THAT(listener.fLists[2], IsEmpty());
+  EXPECT_THAT(*listener.fLists[2], IsEmpty());
 }
 
 TEST_F(AppDelegateTest, AnnouncesKnownUpdatesWhenNotifyingIsSwitchedOn) {
@@ -407,7 +433,7 @@ TEST_F(AppDelegateTest, ShowsThePanelWithTheListAndTheItemHighlighted) {
   fDelegate->setPanelVisible(true);
   EXPECT_TRUE(fAround.fStatusBar.highlighted);
   ASSERT_NE(fAround.fStatusBar.panel, nullptr);
-  EXPECT_THAT(NamesOf(fAround.fStatusBar.panel->fLists.back()), ElementsAre("d"));
+  EXPECT_THAT(NamesOf(*fAround.fStatusBar.panel->fLists.back()), ElementsAre("d"));
 }
 
 TEST_F(AppDelegateTest, HidesThePanelAndItsHighlight) {

@@ -49,13 +49,13 @@ class FakeLoginItems final : public LoginItems {
 /// A listener that keeps what it got.
 class RecordingListener final : public ui::DeviceListListener {
  public:
-  void updateDeviceList(AppDelegate::List list) override {
+  void updateDeviceList(DeviceList::SharedUnits list) override {
     fLists.push_back(std::move(list));
     if (fOnUpdate) fOnUpdate();
   }
   QMenu* menu() override { return &fMenu; }
 
-  std::vector<AppDelegate::List> fLists;
+  std::vector<DeviceList::SharedUnits> fLists;
   std::function<void()> fOnUpdate;
   QMenu fMenu;
 };

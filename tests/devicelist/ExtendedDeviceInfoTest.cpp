@@ -5,8 +5,10 @@
 #include <clocale>
 #include <cstdlib>
 #include <ctime>
+#include <memory>
 #include <random>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "devicelist/ExtendedDeviceInfo.h"
@@ -217,12 +219,26 @@ TEST(PublishedListTest, WorkGrowsFarSlowerThanTheSquareOfTheUnits) {
   EXPECT_LT(SecondsToSort(16'000), 80 * SecondsToSort(1'000));
 }
 
+SharedUnits Shared(std::vector<ExtendedDeviceInfo> units) {
+  return std::make_shared<const std::vector<ExtendedDeviceInfo>>(std::move(units));
+}
+
 TEST(UnitsToShowTest, LeavesOutTheSwitchesUnlessTheyAreAskedFor) {
-  const std::vector<ExtendedDeviceInfo> published{Unit("d", "1", kTypeDevice), Unit("s", "2", kTypeSwitch),
-                                                  Unit("h", "3", kTypeHost), Unit("t", "4", kTypeSwitch),
-                                                  Unit("x", "5", "another kind")};
-  EXPECT_EQ(NamesOf(UnitsToShow(published, false)), (Names{"d", "h", "x"}));
-  EXPECT_EQ(NamesOf(UnitsToShow(published, true)), (Names{"d", "s", "h", "t", "x"}));
+  const SharedUnits published =
+      Shared({Unit("d", "1", kTypeDevice), Unit("s", "2", kTypeSwitch), Unit("h", "3", kTypeHost),
+              Unit("t", "4", kTypeSwitch), Unit("x", "5", "another kind")});
+  EXPECT_EQ(NamesOf(*UnitsToShow(published, false)), (Names{"d", "h", "x"}));
+  EXPECT_EQ(NamesOf(*UnitsToShow(published, true)), (Names{"d", "s", "h", "t", "x"}));
+  EXPECT_EQ(published->size(), 5U);
+}
+
+TEST(UnitsToShowTest, IsTheSameListIfNothingIsLeftOut) {
+  const SharedUnits withSwitch = Shared({Unit("d", "1", kTypeDevice), Unit("s", "2", kTypeSwitch)});
+  const SharedUnits without = Shared({Unit("d", "1", kTypeDevice)});
+  const SharedUnits empty = Shared({});
+  EXPECT_EQ(UnitsToShow(withSwitch, true), withSwitch);
+  EXPECT_EQ(UnitsToShow(without, false), without);
+  EXPECT_EQ(UnitsToShow(empty, false), empty);
 }
 
 }  // namespace

@@ -5,7 +5,9 @@
 #include <QSignalSpy>
 #include <algorithm>
 #include <map>
+#include <memory>
 #include <random>
+#include <utility>
 
 #include "tests/ui/Devices.h"
 #include "ui/DeviceListModel.h"
@@ -24,6 +26,8 @@ class DeviceListModelTest : public testing::Test {
     }
     return names;
   }
+
+  void set(List list) { fModel.setList(Shared(std::move(list))); }
 
   DeviceListModel fModel;
   QAbstractItemModelTester fTester{&fModel, QAbstractItemModelTester::FailureReportingMode::Fatal};
@@ -45,17 +49,17 @@ TEST_F(DeviceListModelTest, EmptyListIsOneUnselectableRowWithoutBadgeOrImage) {
 }
 
 TEST_F(DeviceListModelTest, PlaceholderComesAndGoes) {
-  fModel.setList(Devices(2));
+  set(Devices(2));
   EXPECT_THAT(shown(), ElementsAre("unit0000", "unit0001"));
   EXPECT_TRUE(fModel.index(0).flags() & Qt::ItemIsSelectable);
-  fModel.setList({});
+  set({});
   EXPECT_THAT(shown(), ElementsAre("No Local Devices Found."));
   EXPECT_TRUE(fModel.isEmpty());
 }
 
 TEST_F(DeviceListModelTest, ImageIsNamedAfterTheKnownKindsOnly) {
-  fModel.setList({Device("a", "plexadevice"), Device("b", "plexahost"), Device("c", "plexaswitch"),
-                  Device("d", "driver"), Device("e", "")});
+  set({Device("a", "plexadevice"), Device("b", "plexahost"), Device("c", "plexaswitch"),
+       Device("d", "driver"), Device("e", "")});
   std::vector<std::string> images;
   for (int row = 0; row < 5; ++row) {
     images.push_back(fModel.index(row).data(DeviceListModel::ImageNameRole).toString().toStdString());
@@ -69,7 +73,7 @@ TEST_F(DeviceListModelTest, BadgeNeedsBothVersionsAndAnOlderFirmware) {
             Device("no-firmware", {1, 0, 0, 0}, {2, 0, 0, 0})};
   list[3].latestVersion.reset();
   list[4].firmwareVersion.reset();
-  fModel.setList(list);
+  set(list);
   std::vector<bool> badges;
   for (int row = 0; row < 5; ++row)
     badges.push_back(fModel.index(row).data(DeviceListModel::UpdateRole).toBool());
@@ -77,20 +81,20 @@ TEST_F(DeviceListModelTest, BadgeNeedsBothVersionsAndAnOlderFirmware) {
 }
 
 TEST_F(DeviceListModelTest, TheSameListAgainAnnouncesNothing) {
-  fModel.setList(Devices(100));
+  set(Devices(100));
   const auto insertions = fInsertions.count();
-  fModel.setList(Devices(100));
+  set(Devices(100));
   EXPECT_EQ(fChanges.count() + fLayouts.count() + fResets.count(), 0);
   EXPECT_EQ(fInsertions.count(), insertions);
 }
 
 TEST_F(DeviceListModelTest, AnnouncesChangedRowsAsSpansAndNoOthers) {
-  fModel.setList(Devices(10));
+  set(Devices(10));
   List list = Devices(10);
   for (const std::size_t row : {2U, 3U, 4U, 8U}) {
     list[row].firmwareVersion = FirmwareVersion{1, 0, 0, 0};
   }
-  fModel.setList(list);
+  set(list);
   ASSERT_EQ(fChanges.count(), 2);
   EXPECT_EQ(fChanges[0][0].toModelIndex().row(), 2);
   EXPECT_EQ(fChanges[0][1].toModelIndex().row(), 4);
@@ -99,16 +103,16 @@ TEST_F(DeviceListModelTest, AnnouncesChangedRowsAsSpansAndNoOthers) {
 }
 
 TEST_F(DeviceListModelTest, AnnouncesNewAndGoneRowsAsSpans) {
-  fModel.setList(Devices(10));
+  set(Devices(10));
   fInsertions.clear();
   fRemovals.clear();
   List list = Devices(10);
   list.erase(list.begin() + 3, list.begin() + 6);
-  fModel.setList(list);
+  set(list);
   ASSERT_EQ(fRemovals.count(), 1);
   EXPECT_EQ(fRemovals[0][1].toInt(), 3);
   EXPECT_EQ(fRemovals[0][2].toInt(), 5);
-  fModel.setList(Devices(10));
+  set(Devices(10));
   ASSERT_EQ(fInsertions.count(), 1);
   EXPECT_EQ(fInsertions[0][1].toInt(), 3);
   EXPECT_EQ(fInsertions[0][2].toInt(), 5);
@@ -117,43 +121,83 @@ TEST_F(DeviceListModelTest, AnnouncesNewAndGoneRowsAsSpans) {
 }
 
 TEST_F(DeviceListModelTest, ARenamedUnitKeepsItsRowIdentity) {
-  fModel.setList(Devices(3));
+  set(Devices(3));
   const QPersistentModelIndex kept(fModel.index(0));
   List list{Devices(3)[1], Devices(3)[2], Devices(3)[0]};
   list[2].name = std::string("zebra");
-  fModel.setList(list);
+  set(list);
   EXPECT_EQ(kept.row(), 2);
   EXPECT_EQ(kept.data().toString(), "zebra");
   EXPECT_EQ(fRemovals.count(), 1);  // the placeholder's
 }
 
 TEST_F(DeviceListModelTest, ADeviceThatReplacesAnotherIsANewRow) {
-  fModel.setList({Device("a")});
+  set({Device("a")});
   const QPersistentModelIndex gone(fModel.index(0));
   DeviceList::ExtendedDeviceInfo other = Device("a");
   other.url = "http://other.local/";
-  fModel.setList({other});
+  set({other});
   EXPECT_FALSE(gone.isValid());
 }
 
 TEST_F(DeviceListModelTest, EntriesOfOneUrlAreToldApartByTheirOrder) {
   List twins{Device("a"), Device("a"), Device("b")};
   twins[1].name = std::string("a again");
-  fModel.setList(twins);
+  set(twins);
   EXPECT_THAT(shown(), ElementsAre("a", "a again", "b"));
   EXPECT_EQ(fModel.rowOfUrl("http://a.local:80/"), 0);
   const QPersistentModelIndex second(fModel.index(1));
-  fModel.setList({twins[2], twins[0], twins[1]});
+  set({twins[2], twins[0], twins[1]});
   EXPECT_EQ(second.row(), 2);
 }
 
 TEST_F(DeviceListModelTest, UidAloneChangesNothingShown) {
-  fModel.setList({Device("a")});
+  set({Device("a")});
   DeviceList::ExtendedDeviceInfo info = Device("a");
   info.uid = "other";
-  fModel.setList({info});
+  set({info});
   EXPECT_EQ(fChanges.count(), 0);
   EXPECT_EQ(fModel.deviceAt(0)->uid, "other");
+}
+
+TEST_F(DeviceListModelTest, ShowsTheListItselfAndLetsTheOneBeforeGo) {
+  auto first = Shared(Devices(3));
+  fModel.setList(first);
+  EXPECT_EQ(fModel.deviceAt(1), &(*first)[1]);
+  const std::weak_ptr<const List> before = first;
+  first.reset();
+  EXPECT_FALSE(before.expired());
+  const auto second = Shared(Devices(3));
+  fModel.setList(second);
+  EXPECT_EQ(fModel.deviceAt(1), &(*second)[1]);
+  EXPECT_TRUE(before.expired());
+}
+
+TEST_F(DeviceListModelTest, CutsANameOnceForAsLongAsItStays) {
+  // Texts that share their letters were made once.
+  const auto letters = [this] { return fModel.index(1).data().toString().constData(); };
+  List list = Devices(3);
+  list[1].name = std::string(4096, 'x');
+  set(list);
+  const QString cut = fModel.index(1).data().toString();
+  EXPECT_EQ(letters(), cut.constData());
+  list[1].firmwareVersion = FirmwareVersion{1, 0, 0, 0};
+  set(list);
+  EXPECT_EQ(letters(), cut.constData());
+  list[1].name = std::string(4096, 'y');
+  set(list);
+  EXPECT_TRUE(fModel.index(1).data().toString().startsWith("yyy"));
+}
+
+TEST_F(DeviceListModelTest, AnnouncesTwoThousandChangedNamesAsOneSpan) {
+  List list = Devices(2000);
+  set(list);
+  for (auto& info : list) *info.name += " again";
+  set(list);
+  ASSERT_EQ(fChanges.count(), 1);
+  EXPECT_EQ(fChanges[0][0].toModelIndex().row(), 0);
+  EXPECT_EQ(fChanges[0][1].toModelIndex().row(), 1999);
+  EXPECT_EQ(fLayouts.count() + fRemovals.count(), 1);  // the placeholder's
 }
 
 // After any change, the rows are the list, every surviving persistent index is at its own device, and the
@@ -172,7 +216,7 @@ TEST_F(DeviceListModelTest, RandomListsKeepEveryRowWithItsDevice) {
     for (auto& info : list) {
       if (random() % 4 == 0) info.name = "name" + std::to_string(random() % 100);
     }
-    fModel.setList(list);
+    set(list);
 
     ASSERT_EQ(fModel.deviceCount(), static_cast<int>(list.size()));
     for (int row = 0; row < fModel.deviceCount(); ++row) {
@@ -190,7 +234,7 @@ TEST_F(DeviceListModelTest, RandomListsKeepEveryRowWithItsDevice) {
 }
 
 TEST_F(DeviceListModelTest, TextOfStrangersIsPlain) {
-  fModel.setList({Device("<b>bold</b>\xE2\x80\xAE")});
+  set({Device("<b>bold</b>\xE2\x80\xAE")});
   EXPECT_EQ(fModel.index(0).data().toString(), "<b>bold</b>");
   EXPECT_TRUE(fModel.index(0).data(Qt::ToolTipRole).toString().contains("&lt;b&gt;bold"));
 }

@@ -69,7 +69,7 @@ TEST(CustomHighlightRowViewTest, DrawsNothingWithoutTheRegularStyle) {
 class TableCellViewTest : public testing::Test {
  protected:
   const TableCellView& cell(List list, int row = 0) {
-    fModel.setList(std::move(list));
+    fModel.setList(Shared(std::move(list)));
     fCell.fill(fModel.index(row, 0));
     return fCell;
   }

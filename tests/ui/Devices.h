@@ -1,6 +1,8 @@
 #pragma once
 
+#include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "devicelist/Entry.h"
@@ -9,6 +11,11 @@
 namespace vorn::ui {
 
 using List = std::vector<DeviceList::ExtendedDeviceInfo>;
+
+/// A list as it is handed to its readers.
+inline DeviceList::SharedUnits Shared(List list) {
+  return std::make_shared<const List>(std::move(list));
+}
 
 /// A device called `name` at its own address.
 inline DeviceList::ExtendedDeviceInfo Device(const std::string& name,

@@ -78,7 +78,7 @@ class Photographer {
     settings.popup({50, 50});
     if (!isShown(&settings)) return false;
     StatusMenu status(owner);
-    status.updateDeviceList(Studio());
+    status.updateDeviceList(Shared(Studio()));
     status.contextMenu()->popup({80, 80});
     if (!isShown(status.contextMenu())) return false;
     return save("menu-settings", settings.grab()) && save("menu-status", status.contextMenu()->grab());

@@ -20,7 +20,7 @@ class ScriptedOwner : public PanelOwner {
   ~ScriptedOwner() override { setPanelVisible(false); }
 
   void addListener(DeviceListListener* listener) override {
-    listener->updateDeviceList(fList);
+    listener->updateDeviceList(Shared(fList));
     if (std::find(fListeners.begin(), fListeners.end(), listener) == fListeners.end()) {
       fListeners.push_back(listener);
     }
@@ -52,7 +52,8 @@ class ScriptedOwner : public PanelOwner {
 
   void publish(const List& list) {
     fList = list;
-    for (std::size_t i = 0; i < fListeners.size(); ++i) fListeners[i]->updateDeviceList(fList);
+    const auto shared = Shared(fList);
+    for (std::size_t i = 0; i < fListeners.size(); ++i) fListeners[i]->updateDeviceList(shared);
   }
 
   DeviceListController* panelController() const { return fController->deviceListController(); }

@@ -19,7 +19,7 @@ class StatusMenuTest : public testing::Test {
  protected:
   // As if the host opened the menu.
   std::vector<std::string> opened(const List& list) {
-    fMenu.updateDeviceList(list);
+    fMenu.updateDeviceList(Shared(list));
     emit fMenu.contextMenu()->aboutToShow();
     return Titles(*fMenu.contextMenu());
   }
@@ -79,15 +79,55 @@ TEST_F(StatusMenuTest, AnUnchangedListChangesNoEntry) {
   EXPECT_EQ(changes, 0);
 }
 
+TEST_F(StatusMenuTest, AChangeTouchesTheEntryThatShowsItAndNoOther) {
+  List list = Devices(200);
+  opened(list);
+  const auto before = fMenu.contextMenu()->actions();
+  std::vector<std::string> changed;
+  for (QAction* action : before) {
+    QObject::connect(action, &QAction::changed, action,
+                     [&changed, action] { changed.push_back(action->text().toStdString()); });
+  }
+  *list[7].name += " again";
+  list[9].uid = "other";
+  opened(list);
+  EXPECT_THAT(changed, ElementsAre("unit0007 again"));
+  EXPECT_EQ(fMenu.contextMenu()->actions(), before);
+}
+
+TEST_F(StatusMenuTest, CountsTheDevicesBeyondItsLimitAndShowsThemInThePanel) {
+  const int limit = static_cast<int>(StatusMenu::kMaxEntries);
+  const auto titles = opened(Devices(limit + 1700));
+  ASSERT_EQ(titles.size(), StatusMenu::kMaxEntries + 6);
+  EXPECT_EQ(titles[1 + StatusMenu::kMaxEntries], "unit0299");
+  EXPECT_EQ(titles[2 + StatusMenu::kMaxEntries], "and 1700 more\u2026");
+  entry("and 1700 more\u2026")->trigger();
+  EXPECT_THAT(fOwner.fVisibleRequests, ElementsAre(true));
+  EXPECT_EQ(opened(Devices(limit)).size(), StatusMenu::kMaxEntries + 5);
+  EXPECT_EQ(opened(Devices(limit)).at(1 + StatusMenu::kMaxEntries), "unit0299");
+}
+
+TEST_F(StatusMenuTest, ADeviceThatComesIntoTheLimitGetsAnEntry) {
+  List list = Devices(static_cast<int>(StatusMenu::kMaxEntries) + 1);
+  opened(list);
+  QAction* const second = entry("unit0001");
+  ASSERT_EQ(entry("unit0300"), nullptr);
+  list.erase(list.begin());
+  opened(list);
+  EXPECT_NE(entry("unit0300"), nullptr);
+  EXPECT_EQ(entry("unit0000"), nullptr);
+  EXPECT_EQ(entry("unit0001"), second);
+}
+
 TEST_F(StatusMenuTest, ListsAreTakenOverALittleLaterAndTogether) {
-  for (int i = 0; i < 20; ++i) fMenu.updateDeviceList(Devices(i));
+  for (int i = 0; i < 20; ++i) fMenu.updateDeviceList(Shared(Devices(i)));
   EXPECT_EQ(entry("unit0000"), nullptr);
   EXPECT_TRUE(QTest::qWaitFor([&] { return entry("unit0018") != nullptr; }, 10000));
 }
 
 TEST_F(StatusMenuTest, ReadsTheSettingsWhenItOpensAndNotAtEachList) {
   const int before = fOwner.fSettingsRead;
-  fMenu.updateDeviceList(Devices(3));
+  fMenu.updateDeviceList(Shared(Devices(3)));
   ASSERT_TRUE(QTest::qWaitFor([&] { return entry("unit0002") != nullptr; }, 10000));
   EXPECT_EQ(fOwner.fSettingsRead, before);
   emit fMenu.contextMenu()->aboutToShow();

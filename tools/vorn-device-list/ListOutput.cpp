@@ -2,12 +2,11 @@
 
 #include <chrono>
 #include <cstdlib>
+#include <memory>
 #include <sstream>
 #include <string>
 #include <utility>
 #include <vector>
-
-#include "devicelist/ExtendedDeviceInfo.h"
 
 namespace vorn::devicelisttool {
 namespace {
@@ -40,9 +39,9 @@ ListOutput::ListOutput(const Options& options, Now now)
       fFirstWaitEnds(fNow() + options.wait) {}
 
 OutputResult ListOutput::Publish(Units units) {
-  fUnits = DeviceList::UnitsToShow(std::move(units), fOptions.showSwitches);
+  fUnits = DeviceList::UnitsToShow(std::make_shared<const Units>(std::move(units)), fOptions.showSwitches);
   fHasList = true;
-  fHadUnits |= !fUnits.empty();
+  fHadUnits |= !fUnits->empty();
   return WriteDue();
 }
 
@@ -81,7 +80,7 @@ OutputResult ListOutput::Finish() {
   if (!fInPlace) return IsSettled() && IsNew() ? WriteLast() : OutputResult::kWritten;
   const OutputResult left = fScreen.Leave();
   if (left != OutputResult::kWritten || !IsSettled()) return left;
-  return WriteToStandardOutput(UnitTable(fUnits, {fColor, TerminalScreen::CurrentSize().columns, 0}));
+  return WriteToStandardOutput(UnitTable(*fUnits, {fColor, TerminalScreen::CurrentSize().columns, 0}));
 }
 
 // Whether an empty list means that nothing can be found.
@@ -94,8 +93,8 @@ bool ListOutput::IsNew() const {
 }
 
 std::string ListOutput::Rendered() const {
-  if (fOptions.json) return UnitJson(fUnits) + "\n";
-  return fInPlace ? Picture() : UnitTable(fUnits, {fColor, 0, 0});
+  if (fOptions.json) return UnitJson(*fUnits) + "\n";
+  return fInPlace ? Picture() : UnitTable(*fUnits, {fColor, 0, 0});
 }
 
 std::string ListOutput::Picture() const {
@@ -103,7 +102,7 @@ std::string ListOutput::Picture() const {
   const std::string note = fNote.empty() ? "" : FittingLine(fNote, columns);
   if (!IsSettled()) return FittingLine("Looking for devices...", columns) + note;
   const std::size_t height = note.empty() || rows < 2 ? rows : rows - 1;
-  return UnitTable(fUnits, {fColor, columns, height}) + note;
+  return UnitTable(*fUnits, {fColor, columns, height}) + note;
 }
 
 }  // namespace vorn::devicelisttool

@@ -1,9 +1,11 @@
 #pragma once
 
 #include <chrono>
+#include <memory>
 #include <optional>
 #include <string>
 
+#include "devicelist/ExtendedDeviceInfo.h"
 #include "foundation/Clock.h"
 #include "foundation/Console.h"
 #include "vorn-device-list/ListForms.h"
@@ -49,7 +51,7 @@ class ListOutput {
   /// Releases the terminal until the next drawing.
   [[nodiscard]] OutputResult Suspend() { return fScreen.Leave(); }
 
-  [[nodiscard]] bool Empty() const { return fUnits.empty(); }
+  [[nodiscard]] bool Empty() const { return fUnits->empty(); }
 
  private:
   [[nodiscard]] bool IsSettled() const;
@@ -62,7 +64,7 @@ class ListOutput {
   const bool fInPlace;
   const bool fColor;
   const Clock::time_point fFirstWaitEnds;
-  Units fUnits;
+  DeviceList::SharedUnits fUnits = std::make_shared<const Units>();
   std::string fNote;
   bool fHasList = false;   ///< a list was published
   bool fHadUnits = false;  ///< a list with units was published
