@@ -196,12 +196,12 @@ TEST_F(IniUserDefaultsRunLoopTest, SavesWhatNeedNotBeHeldBackAnyMoreAlsoAfterAFa
   earlier.SetAfterSaving([&] { defaults.SaveSoon(); });
   defaults.SetString("record-a", "x");
   defaults.SetString("name", "x");
-  EXPECT_TRUE(Served([&] { return IsSaved("name"); }));
+  EXPECT_TRUE(TurnLoopUntil([&] { return IsSaved("name"); }));
   EXPECT_FALSE(IsSaved("record-a"));
   CaptureStderr();
   isReady = true;
   earlier.SetString("name", "x");
-  EXPECT_TRUE(Served([&] { return defaults.IsSaved(); }));
+  EXPECT_TRUE(TurnLoopUntil([&] { return defaults.IsSaved(); }));
   EXPECT_FALSE(earlier.IsSaved());
   EXPECT_THAT(GetCapturedStderr(), HasSubstr("Cannot save"));
 }
