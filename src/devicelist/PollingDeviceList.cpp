@@ -146,9 +146,8 @@ std::vector<std::unique_ptr<Poller>> PollingDeviceList::NewPollers(UnitPlaces& p
   std::vector<bool> hasPlace(entries.size());
   for (std::size_t i = 0; i < order.size(); ++i) {
     hasPlace[order[i]] = places.Admit(AddressesOf(entries[order[i]].url), i < displacing);
-    if (!hasPlace[order[i]]) ReportRefused(places);
+    if (places.WasFull()) ReportFull(places);
   }
-  if (places.DisplacedCount() > 0) ReportOnce(kTooManyUnits);
   std::vector<std::unique_ptr<Poller>> created;
   for (std::size_t i = 0, failures = 0; i < entries.size(); ++i) {
     if (!hasPlace[i]) continue;
@@ -281,7 +280,7 @@ vorn::optional<std::string> PollingDeviceList::LatestVersionText(const std::stri
   }
 }
 
-void PollingDeviceList::ReportRefused(const UnitPlaces& places) {
+void PollingDeviceList::ReportFull(const UnitPlaces& places) {
   const auto& address = places.FullAddress();
   if (!address) return ReportOnce(kTooManyUnits);
   ReportOnce("more than " + std::to_string(UnitPlaces::kMaxUnitsAtAddress) + " units are announced at " +

@@ -95,7 +95,7 @@ class PollingDeviceList : public Watcher {
   void RetryLater();
   ExtendedDeviceInfo Assemble(const Poller& poller) const;
   vorn::optional<std::string> LatestVersionText(const std::string& url, const std::string& model);
-  void ReportRefused(const UnitPlaces& places);
+  void ReportFull(const UnitPlaces& places);
   void ReportOnce(bool& reported, const std::string& message);
   void ReportOnce(const std::string& message);
 

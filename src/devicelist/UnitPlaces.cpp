@@ -20,17 +20,17 @@ void UnitPlaces::Hold(Addresses addresses, bool givesWay) {
 }
 
 bool UnitPlaces::Admit(const Addresses& addresses, bool displaces) {
+  fWasFull = fAll.units >= kMaxUnits;
   fFullAddress.reset();
-  bool frees = false;
   for (const std::string& address : addresses) {
     Group& there = fAt[address];
     if (there.units < kMaxUnitsAtAddress) continue;
-    frees = true;
-    if (displaces && HasOneGivingWay(there)) continue;
+    fWasFull = true;
     fFullAddress = address;
-    return false;
+    if (!displaces || !HasOneGivingWay(there)) return false;
   }
-  if (!frees && fAll.units >= kMaxUnits && !(displaces && HasOneGivingWay(fAll))) return false;
+  // One that gives way at an address also leaves a place in all.
+  if (fWasFull && !fFullAddress && (!displaces || !HasOneGivingWay(fAll))) return false;
   for (const std::string& address : addresses) {
     Group& there = fAt[address];
     if (there.units >= kMaxUnitsAtAddress) DisplaceOneOf(there);
@@ -49,7 +49,6 @@ bool UnitPlaces::HasOneGivingWay(Group& group) const {
 void UnitPlaces::DisplaceOneOf(Group& group) {
   Held& held = fHeld[group.givingWay.front()];
   held.hasLost = true;
-  ++fDisplaced;
   --fAll.units;
   for (const std::string& address : held.addresses) --fAt[address].units;
 }

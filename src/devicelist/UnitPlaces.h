@@ -31,17 +31,17 @@ class UnitPlaces {
   /// A unit that has a place.
   void Hold(Addresses addresses, bool givesWay);
 
-  /// True if the unit gets a place. Otherwise FullAddress says why. Without `displaces`, only a free one.
+  /// True if the unit gets a place. Without `displaces`, only a free one.
   [[nodiscard]] bool Admit(const Addresses& addresses, bool displaces);
 
-  /// The address that has no place for the unit that was refused last; empty: there is none at all.
+  /// Whether the last unit to be admitted found no free place, so that one unit has none now.
+  [[nodiscard]] bool WasFull() const { return fWasFull; }
+
+  /// The address where it found none; empty: there was none at all.
   [[nodiscard]] const std::optional<std::string>& FullAddress() const { return fFullAddress; }
 
   /// Whether the unit that was held as this one, counted from 0, has lost its place.
   [[nodiscard]] bool HasLost(std::size_t held) const { return fHeld[held].hasLost; }
-
-  /// How many have lost their place to others.
-  [[nodiscard]] std::size_t DisplacedCount() const { return fDisplaced; }
 
  private:
   struct Held {
@@ -60,8 +60,8 @@ class UnitPlaces {
   std::vector<Held> fHeld;
   Group fAll;
   std::unordered_map<std::string, Group> fAt;
+  bool fWasFull = false;
   std::optional<std::string> fFullAddress;
-  std::size_t fDisplaced = 0;
 };
 
 }  // namespace DeviceList

@@ -26,6 +26,7 @@ namespace DeviceList {
 namespace {
 
 using testing::Announce;
+using ::testing::Contains;
 using ::testing::ElementsAre;
 using testing::FakePoller;
 using ::testing::HasSubstr;
@@ -556,11 +557,13 @@ TEST_F(PollingDeviceListTest, UnitThatLostItsPlaceGetsAnotherInItsTurn) {
   fRetryTime = std::chrono::milliseconds(1);
   ::testing::internal::CaptureStderr();
   StartWith(ManyUnits(PollingDeviceList::kMaxUnits));
+  fBoard.events.clear();
   Announce(fNetwork, DeviceService("good"));
   TurnLoop();
   Of("http://good.local/").Answer();
-  EXPECT_EQ(fBoard.Of("http://host0.local/0/"), nullptr);
-  EXPECT_TRUE(TurnLoopUntil([&] { return fBoard.Of("http://host0.local/0/") != nullptr; }));
+  EXPECT_THAT(fBoard.events, Contains("gone http://host0.local/0/"));
+  EXPECT_TRUE(
+      TurnLoopUntil([&] { return ::testing::Value(fBoard.events, Contains("made http://host0.local/0/")); }));
   EXPECT_NE(fBoard.Of("http://good.local/"), nullptr);
   ::testing::internal::GetCapturedStderr();
 }

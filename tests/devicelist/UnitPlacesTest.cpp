@@ -11,13 +11,6 @@ std::string AddressOf(std::size_t number) {
   return "10.0." + std::to_string(number / 256) + "." + std::to_string(number % 256);
 }
 
-// Places that units which stay have taken, each at an address of its own, up to the last one.
-UnitPlaces FullPlaces() {
-  UnitPlaces places;
-  for (std::size_t i = 0; i < UnitPlaces::kMaxUnits; ++i) places.Hold({AddressOf(i)}, false);
-  return places;
-}
-
 UnitPlaces FullAddress(const std::string& address, bool givesWay) {
   UnitPlaces places;
   for (std::size_t i = 0; i < UnitPlaces::kMaxUnitsAtAddress; ++i) places.Hold({address}, givesWay);
@@ -59,20 +52,23 @@ TEST(UnitPlacesTest, OldestUnitThatGivesWayLosesItsPlaceToANewcomer) {
   EXPECT_TRUE(places.HasLost(1));
   EXPECT_TRUE(places.HasLost(2));
   EXPECT_FALSE(places.HasLost(3));
-  EXPECT_EQ(places.DisplacedCount(), 2U);
+  EXPECT_TRUE(places.WasFull());
+  EXPECT_FALSE(places.FullAddress());
 }
 
 TEST(UnitPlacesTest, OneThatMayNotDisplaceWaits) {
   UnitPlaces places;
   for (std::size_t i = 0; i < UnitPlaces::kMaxUnits; ++i) places.Hold({AddressOf(i)}, true);
   EXPECT_FALSE(places.Admit({"new"}, false));
-  EXPECT_EQ(places.DisplacedCount(), 0U);
+  EXPECT_FALSE(places.HasLost(0));
+  EXPECT_TRUE(places.WasFull());
 }
 
 TEST(UnitPlacesTest, NobodyGivesWayWhileThereIsRoom) {
   UnitPlaces places = FullAddress("here", true);
   EXPECT_TRUE(places.Admit({"there"}, true));
-  EXPECT_EQ(places.DisplacedCount(), 0U);
+  EXPECT_FALSE(places.HasLost(0));
+  EXPECT_FALSE(places.WasFull());
 }
 
 TEST(UnitPlacesTest, UnitAtAFullAddressOnlyDisplacesOneOfThatAddress) {
@@ -82,15 +78,18 @@ TEST(UnitPlacesTest, UnitAtAFullAddressOnlyDisplacesOneOfThatAddress) {
   EXPECT_TRUE(places.Admit({"here"}, true));
   EXPECT_FALSE(places.HasLost(0));
   EXPECT_TRUE(places.HasLost(1 + 5));
+  EXPECT_TRUE(places.WasFull());
+  EXPECT_EQ(*places.FullAddress(), "here");
   EXPECT_FALSE(places.Admit({"here"}, true));
 }
 
 TEST(UnitPlacesTest, NobodyIsDisplacedForOneThatIsRefused) {
-  UnitPlaces places = FullPlaces();
+  UnitPlaces places;
+  for (std::size_t i = 0; i < UnitPlaces::kMaxUnitsAtAddress; ++i) places.Hold({"weak"}, true);
   for (std::size_t i = 0; i < UnitPlaces::kMaxUnitsAtAddress; ++i) places.Hold({"full"}, false);
-  places.Hold({"weak"}, true);
   EXPECT_FALSE(places.Admit({"weak", "full"}, true));
-  EXPECT_EQ(places.DisplacedCount(), 0U);
+  EXPECT_EQ(*places.FullAddress(), "full");
+  EXPECT_FALSE(places.HasLost(0));
 }
 
 TEST(UnitPlacesTest, UnitsThatMoveToOneAddressLoseTheirPlacesBeyondItsBound) {
