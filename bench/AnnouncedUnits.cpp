@@ -55,9 +55,9 @@ struct Operation {
 constexpr char kType[] = "_http._tcp.";
 constexpr char kDomain[] = "local.";
 
-std::string TxtRecord(const std::string& uid) {
+std::string TxtRecord(const std::string& type, const std::string& uid) {
   std::string record;
-  for (const std::string& item : {std::string("vorn.mdns.type=plexadevice"), "uid=" + uid}) {
+  for (const std::string& item : {"vorn.mdns.type=" + type, "uid=" + uid}) {
     record += static_cast<char>(item.size());
     record += item;
   }
@@ -66,7 +66,8 @@ std::string TxtRecord(const std::string& uid) {
 
 }  // namespace
 
-AnnouncedUnits::AnnouncedUnits(std::size_t count, std::uint16_t port) : fCount(count), fPort(port) {
+AnnouncedUnits::AnnouncedUnits(std::size_t count, std::uint16_t port, std::size_t switches)
+    : fCount(count), fPort(port), fSwitches(switches) {
   SystemDNSSD::Instance();  // sets up the library, which reads the TXT records here too
 }
 
@@ -88,10 +89,11 @@ DNSServiceErrorType AnnouncedUnits::Resolve(DNSServiceRef* ref, DNSServiceFlags,
                                             const char* name, const char*, const char*,
                                             DNSServiceResolveReply callback, void* context) {
   const std::string uid = std::string(name).substr(std::string("Unit ").size());
-  *ref = Operation::Make(1, [callback, context, uid, port = htons(fPort)](DNSServiceRef self) {
+  const std::string type = std::stoul(uid) < fSwitches ? "plexaswitch" : "plexadevice";
+  *ref = Operation::Make(1, [callback, context, uid, type, port = htons(fPort)](DNSServiceRef self) {
     const std::string fullName = "Unit " + uid + "._http._tcp.local.";
     const std::string host = "u" + uid + ".local.";
-    const std::string txt = TxtRecord(uid);
+    const std::string txt = TxtRecord(type, uid);
     callback(self, 0, 1, kDNSServiceErr_NoError, fullName.c_str(), host.c_str(), port,
              static_cast<std::uint16_t>(txt.size()), reinterpret_cast<const unsigned char*>(txt.data()),
              context);

@@ -15,7 +15,8 @@ namespace vorn::bench {
 /// operation and another one process it, but never two at once.
 class AnnouncedUnits final : public DNSSD {
  public:
-  AnnouncedUnits(std::size_t count, std::uint16_t port);
+  /// The first `switches` units are switches, and the others devices.
+  AnnouncedUnits(std::size_t count, std::uint16_t port, std::size_t switches = 0);
 
   /// Announces all units at 127.0.0.1, as one stranger does. Call it before anybody browses.
   void ShareOneAddress() { fIsAddressShared = true; }
@@ -39,6 +40,7 @@ class AnnouncedUnits final : public DNSSD {
   const std::size_t fCount;
   const std::uint16_t fPort;
   bool fIsAddressShared = false;
+  const std::size_t fSwitches;
 };
 
 }  // namespace vorn::bench

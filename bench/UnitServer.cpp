@@ -22,6 +22,7 @@
 #include <system_error>
 
 #include "bench/Statistics.h"
+#include "devicelist/Datastore.h"
 #include "foundation/Process.h"
 
 namespace vorn::bench {
@@ -145,7 +146,15 @@ class Loop {
     }
     std::array<char, 32> time{};
     std::snprintf(time.data(), time.size(), "%.6f", Now());
-    return Value("Unit " + unit + " @" + time.data());
+    const std::string name = "Unit " + unit + " @" + time.data();
+    return Value(fNames == UnitServer::Names::kLong ? Long(name, Unit(path) % 2 == 0) : name);
+  }
+
+  static std::string Long(std::string name, bool differsLate) {
+    // The last digits first, so that the unit also changes its place in the list.
+    if (!differsLate) name = name.substr(name.size() - 3) + " " + name;
+    const std::string rest(DeviceList::kMaxValueBytes - name.size(), 'u');
+    return differsLate ? rest + name : name + rest;
   }
 
   /// The number behind "/datastore/avb/".

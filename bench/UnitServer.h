@@ -17,6 +17,8 @@ class UnitServer {
     kMissing,   ///< no name is found, so the units' checks start again
     kSteady,    ///< a name has a tag, and a request that knows the tag gets a 304
     kChanging,  ///< each answer has a new name, which ends in the time of its sending: "Unit 3 @123.456789"
+    kLong,      ///< the same in names that are as long as a name can be; half of them differ in their last
+                ///< letters only, and the others change their order too
   };
 
   /// Forks; before the calling process has threads.

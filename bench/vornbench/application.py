@@ -4,6 +4,7 @@ Both run on the same virtual desktop, in the same studio, in turns.
 """
 
 import contextlib
+import json
 import os
 import pathlib
 import re
@@ -29,6 +30,8 @@ START_BAR = 15  # ms
 MEMORY_BAR = 10  # MiB
 SETTINGS_BAR = 100  # ms more with the largest settings
 FEW, MANY = 30, 300
+MOST = 2000  # units, whose names are as long as they can be and change with each poll
+STALL_BAR = 50  # ms
 REST = 6.0  # seconds until the start has settled: two polls of every unit
 
 # The moment of the exec, reported by the process itself. So the time that the studio needs does not count.
@@ -294,4 +297,28 @@ def figures(programs):
         rows.append(Row(f"wake-ups, {count} units / minimal tray", wakeups["ours"], "a second", wakeups["theirs"]))
     for state in ("closed", "open"):
         rows.append(Row(f"processor, {MANY} units, panel {state}", raw["many"][state], "% of a core"))
+    return rows, raw
+
+
+def stall(programs):
+    """How long the main loop does nothing else while a full network changes. The program measures itself."""
+    command = [programs.folder / "bench" / "app" / "loop-stall", MOST, programs.pick(30, 10)]
+    with _desktop(Application(programs.folder)) as desktop:
+        desktop.start_notification_server()
+        done = subprocess.run(
+            [str(word) for word in command], env={**desktop.environment, "QT_QPA_PLATFORMTHEME": ""},
+            stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True, timeout=300, check=False,
+        )
+    if done.returncode != 0:
+        raise RuntimeError(f"loop-stall: {done.stderr.strip() or done.returncode}")
+    raw = json.loads(done.stdout)
+    # Processor time, because other programs on the machine take the processor from the loop too.
+    rows = [
+        Row(f"loop's longest stall, {MOST} units under change, panel open, processor time",
+            raw["change"]["processor"], "ms", bar=STALL_BAR, note=f"elapsed: {raw['change']['elapsed']:.0f} ms"),
+        Row(f"the same while the {MOST} units are found", raw["found"]["processor"], "ms",
+            note=f"elapsed: {raw['found']['elapsed']:.0f} ms"),
+        Row(f"the same while the panel opens with {MOST} units", raw["opening"]["processor"], "ms",
+            note=f"elapsed: {raw['opening']['elapsed']:.0f} ms"),
+    ]
     return rows, raw
