@@ -42,16 +42,23 @@ void AppDelegate::applicationDidFinishLaunching() {
   fLogic.emplace(*fDefaults, center, fMakers.urlOpener);
   center.SetOnRoom(OnMain(*fDispatch, fAlive, &AppDelegate::notifyOfKnownUpdates));
   fAppVersion = SlowConvertFromStringAllowRemainder<FirmwareVersion>(fMakers.bundleVersion);
-  makeFirmwarePoller();
+  registerDefaults();
+  if (checkForUpdates()) makeFirmwarePoller();
   fVirtualEntity = std::make_unique<ui::VirtualEntityMenu>(fMakers.virtualEntity(), *fDispatch);
-  fDefaults->RegisterBool(kShowSwitches, false);
-  fDefaults->RegisterBool(kNotify, true);
   if (!notify()) fLogic->WithdrawAll();  // left by an earlier run
   makeDeviceList();
   fStatusBar = fMakers.statusBar(kItemLength);
   fStatusBar->setAction([this] { togglePanel(); });
   prepareLoginItem();
   fStatusBar->offerMenu(*this);
+}
+
+void AppDelegate::registerDefaults() {
+  fDefaults->RegisterBool(kShowSwitches, false);
+  fDefaults->RegisterBool(kNotify, true);
+  // Nobody is asked as long as the user may have forbidden it.
+  const bool isWhole = fDefaults->StoreCondition() == UserDefaults::Condition::kWhole;
+  fDefaults->RegisterBool(DeviceList::kCheckForUpdates, isWhole || fDefaults->GetBool(kAlreadyRun));
 }
 
 void AppDelegate::makeFirmwarePoller() {
@@ -63,6 +70,7 @@ void AppDelegate::makeDeviceList() {
   const auto take = OnMain(*fDispatch, fAlive, &AppDelegate::takeList);
   fDeviceList =
       fMakers.deviceList([take](List list) { take(std::make_shared<const List>(std::move(list))); });
+  if (fDeviceList) fDeviceList->CheckForUpdates(checkForUpdates());
 }
 
 void AppDelegate::prepareLoginItem() {
@@ -84,8 +92,12 @@ void AppDelegate::assumeEarlierChoices() {
   if (isOnByDefault && !notify()) {
     WriteToConsole("Update notifications are off, because your choice may be lost with the settings");
   }
+  if (!checkForUpdates()) {
+    WriteToConsole("The check for new firmware is off, because your choice may be lost with the settings");
+  }
   if (fDefaults->StoreCondition() == UserDefaults::Condition::kUnread) return;
   fDefaults->SetBool(kNotify, notify());
+  fDefaults->SetBool(DeviceList::kCheckForUpdates, checkForUpdates());
   fDefaults->SetBool(kAlreadyRun, true);
 }
 
@@ -145,6 +157,25 @@ void AppDelegate::notifyOfKnownUpdates() {
   maybeNotifyDriver();
 }
 
+bool AppDelegate::checkForUpdates() {
+  return fDefaults->GetBool(DeviceList::kCheckForUpdates);
+}
+
+void AppDelegate::setCheckForUpdates(bool enabled) {
+  fDefaults->SetBool(DeviceList::kCheckForUpdates, enabled);
+  OnMain(*fDispatch, fAlive, &AppDelegate::startOrStopChecking)();
+}
+
+void AppDelegate::startOrStopChecking() {
+  const bool check = checkForUpdates();
+  if (!check) {
+    fAppPoller.reset();
+  } else if (!fAppPoller) {
+    makeFirmwarePoller();
+  }
+  if (fDeviceList) fDeviceList->CheckForUpdates(check);
+}
+
 void AppDelegate::setPanelVisible(bool visible) {
   if (visible == fPanelVisible) return;
   fPanelVisible = visible;  // from now on, also while the panel opens or closes
@@ -161,7 +192,7 @@ void AppDelegate::togglePanel() {
 }
 
 void AppDelegate::maybeNotifyDriver() {
-  if (!notify()) return;
+  if (!notify() || !checkForUpdates() || !fAppPoller) return;
   ExtendedDeviceInfo driver;
   driver.name = std::string(kDriverName);
   driver.type = kDriverModel;

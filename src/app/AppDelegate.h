@@ -28,8 +28,8 @@ namespace vorn::app {
 /// Panel: hidden (status item not highlighted) <-> shown (status item highlighted).
 ///
 /// Main thread only. Reports from other threads go through the main queue first. Reports that are still
-/// queued when this object is destroyed are dropped. The setters of "showSwitches" and "notify" use the main
-/// queue too, so their effects come after the current event.
+/// queued when this object is destroyed are dropped. The setters of "showSwitches", "notify" and
+/// "checkForUpdates" use the main queue too, so their effects come after the current event.
 class AppDelegate final : public LaunchAtLogin {
  public:
   using List = std::vector<DeviceList::ExtendedDeviceInfo>;
@@ -76,6 +76,8 @@ class AppDelegate final : public LaunchAtLogin {
   void setShowSwitches(bool shown) override;
   bool notify() override;
   void setNotify(bool enabled) override;
+  bool checkForUpdates() override;
+  void setCheckForUpdates(bool enabled) override;
 
   void setPanelVisible(bool visible) override;
   void togglePanel();
@@ -90,9 +92,11 @@ class AppDelegate final : public LaunchAtLogin {
   void makeFirmwarePoller();
   void makeDeviceList();
   void prepareLoginItem();
+  void registerDefaults();
   void assumeEarlierChoices();
   void takeList(DeviceList::SharedUnits list);
   void notifyOfKnownUpdates();
+  void startOrStopChecking();
 
   const Makers fMakers;
   std::shared_ptr<AppDelegate*> fAlive;  ///< for OnMain

@@ -30,6 +30,11 @@ void AskedModels::EndRound() {
   ++fRound;
 }
 
+void AskedModels::Forget() {
+  fUnits.clear();
+  fModels.clear();
+}
+
 /// False if all are named at present.
 bool AskedModels::MakeRoom() {
   if (fModels.size() < kMaxModels) return true;

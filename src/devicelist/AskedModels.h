@@ -46,6 +46,9 @@ class AskedModels {
 
   void EndRound();
 
+  /// Stops every poller.
+  void Forget();
+
  private:
   using Round = std::uint64_t;
   struct Model {

@@ -17,6 +17,9 @@ inline constexpr std::chrono::seconds kFirmwarePollPeriod{600};
 /// The update server's main channel, which everybody asks.
 inline constexpr char kReleaseChannel[] = "release";
 
+/// The user's setting, a bool: whether the update server is asked at all.
+inline constexpr char kCheckForUpdates[] = "checkForUpdates";
+
 /// The update server for firmware pollers: a checked API root. A plain value; any thread.
 class UpdateServer {
  public:

@@ -227,6 +227,12 @@ std::optional<std::unique_ptr<Poller>> PollingDeviceList::NewPoller(const Entry&
   }
 }
 
+void PollingDeviceList::CheckForUpdates(bool check) {
+  fChecksForUpdates = check;
+  if (!check) fModels.Forget();
+  fUpdateItem.Queue();
+}
+
 bool PollingDeviceList::UpdateAfterPause() {
   const auto now = fMakers.now();
   if (now < fPauseEnds) {
@@ -246,7 +252,8 @@ bool PollingDeviceList::UpdateList() {
     if (const auto& model = collected.back().modelID) fModels.Name(*model);
   }
   for (ExtendedDeviceInfo& info : collected) {
-    if (info.modelID) info.latestVersion = VersionOf(LatestVersionText(info.url, *info.modelID));
+    if (info.modelID && fChecksForUpdates)
+      info.latestVersion = VersionOf(LatestVersionText(info.url, *info.modelID));
   }
   fModels.EndRound();
   std::erase_if(collected, [](const ExtendedDeviceInfo& info) { return !info.name; });

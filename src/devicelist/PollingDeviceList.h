@@ -63,6 +63,10 @@ class PollingDeviceList : public Watcher {
   PollingDeviceList(Publish publish, vorn::DNSSD& dnssd, Makers makers);
   ~PollingDeviceList() override;
 
+  /// Whether the update server is asked, as it is at first. If not, no unit has a newest version: those that
+  /// are known are forgotten.
+  void CheckForUpdates(bool check);
+
   /// Rebuilds and publishes the list, without a pause. The work item calls this. Returns true.
   bool UpdateList();
 
@@ -100,6 +104,7 @@ class PollingDeviceList : public Watcher {
   void ReportOnce(const std::string& message);
 
   const Makers fMakers;
+  bool fChecksForUpdates = true;
   bool fReportedThreads = false;
   std::set<std::string> fReported;  // messages, a bounded number
   vorn::CppWorkItem fUpdateItem;

@@ -34,6 +34,11 @@ SupervisedDeviceList::SupervisedDeviceList(Publish publish, StateChanged stateCh
 
 SupervisedDeviceList::~SupervisedDeviceList() = default;
 
+void SupervisedDeviceList::CheckForUpdates(bool check) {
+  if (check == std::exchange(fChecksForUpdates, check)) return;
+  if (fList) fList->CheckForUpdates(check);
+}
+
 bool SupervisedDeviceList::HandleResponder() {
   const State state = fReportedState;
   const bool changed = state != std::exchange(fState, state);
@@ -53,6 +58,7 @@ void SupervisedDeviceList::Browse() {
       fList->BrowseAnew();
     } else {
       fList = fMakers.list(fPublish);
+      if (!fChecksForUpdates) fList->CheckForUpdates(false);
     }
   } catch (const std::exception& error) {  // no thread or no descriptor left
     ReportFailure(std::string("the network cannot be browsed, trying again: ") + error.what());

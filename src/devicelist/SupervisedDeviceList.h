@@ -50,6 +50,9 @@ class SupervisedDeviceList : private vorn::WorkLoop {
   SupervisedDeviceList(Publish publish, StateChanged stateChanged, Makers makers);
   ~SupervisedDeviceList() override;
 
+  /// See PollingDeviceList. Holds for the list that a later responder brings, too.
+  void CheckForUpdates(bool check);
+
  private:
   static std::function<std::unique_ptr<PollingDeviceList>(Publish)> ListsAsking(UpdateServer server);
   bool HandleResponder();
@@ -62,6 +65,7 @@ class SupervisedDeviceList : private vorn::WorkLoop {
   const StateChanged fStateChanged;
   const Makers fMakers;
   State fState = State::kUnknown;
+  bool fChecksForUpdates = true;
   bool fReportedFailure = false;  // since browsing last succeeded
   std::atomic<State> fReportedState{State::kUnknown};
   std::atomic<bool> fMustBrowse{false};  // a responder has answered since browsing last started

@@ -44,6 +44,8 @@ class PanelOwner {
   virtual void setShowSwitches(bool shown) = 0;
   virtual bool notify() = 0;
   virtual void setNotify(bool enabled) = 0;
+  virtual bool checkForUpdates() = 0;
+  virtual void setCheckForUpdates(bool enabled) = 0;
 
   /// Opens a unit's page in the user's browser. `url` is the unit's base address, byte for byte as it was
   /// listed.

@@ -12,7 +12,9 @@ SettingsMenu::SettingsMenu(PanelOwner& owner, Quit quit, QWidget* parent)
       fOwner(owner),
       fLaunchOnStart(addCheckMark(QStringLiteral("Launch at Login"), &SettingsMenu::toggleLaunch)),
       fShowSwitches(addCheckMark(QStringLiteral("Show Switches"), &SettingsMenu::toggleShowSwitches)),
-      fShouldNotify(addCheckMark(QStringLiteral("Notify About Updates"), &SettingsMenu::toggleNotify)) {
+      fShouldNotify(addCheckMark(QStringLiteral("Notify About Updates"), &SettingsMenu::toggleNotify)),
+      fCheckForUpdates(
+          addCheckMark(QStringLiteral("Check for New Firmware"), &SettingsMenu::toggleCheckForUpdates)) {
   setTitle(QStringLiteral("Settings"));
   setAccessibleName(title());
   if (quit == Quit::Offered) {
@@ -43,6 +45,7 @@ void SettingsMenu::menuNeedsUpdate() {
   fLaunchOnStart->setChecked(fOwner.launchOnLogin());
   fShowSwitches->setChecked(fOwner.showSwitches());
   fShouldNotify->setChecked(fOwner.notify());
+  fCheckForUpdates->setChecked(fOwner.checkForUpdates());
 }
 
 void SettingsMenu::toggleLaunch() {
@@ -57,6 +60,11 @@ void SettingsMenu::toggleShowSwitches() {
 
 void SettingsMenu::toggleNotify() {
   fOwner.setNotify(!fOwner.notify());
+  menuNeedsUpdate();
+}
+
+void SettingsMenu::toggleCheckForUpdates() {
+  fOwner.setCheckForUpdates(!fOwner.checkForUpdates());
   menuNeedsUpdate();
 }
 

@@ -9,7 +9,7 @@ namespace vorn::ui {
 
 class PanelOwner;
 
-/// The settings as a menu: three check marks, and on request quit below a separator. The check marks show the
+/// The settings as a menu: four check marks, and on request quit below a separator. The check marks show the
 /// owner's answers, read again each time the menu opens and after each change through it. An entry that
 /// somebody else inserts may have a submenu. Main thread only.
 class SettingsMenu : public QMenu {
@@ -28,17 +28,19 @@ class SettingsMenu : public QMenu {
   /// Drawn, unless this is called. Inserted submenus are shown in this form.
   void setForm(MenuForm form);
 
-  /// Sets the three check marks.
+  /// Sets the check marks.
   void menuNeedsUpdate();
 
   void toggleLaunch();
   void toggleShowSwitches();
   void toggleNotify();
+  void toggleCheckForUpdates();
   void quit();
 
   [[nodiscard]] QAction* launchOnStart() const { return fLaunchOnStart; }
   [[nodiscard]] QAction* showSwitches() const { return fShowSwitches; }
   [[nodiscard]] QAction* shouldNotify() const { return fShouldNotify; }
+  [[nodiscard]] QAction* checkForUpdates() const { return fCheckForUpdates; }
 
  protected:
   void actionEvent(QActionEvent* event) override;
@@ -51,6 +53,7 @@ class SettingsMenu : public QMenu {
   QAction* fLaunchOnStart;
   QAction* fShowSwitches;
   QAction* fShouldNotify;
+  QAction* fCheckForUpdates;
 };
 
 }  // namespace vorn::ui

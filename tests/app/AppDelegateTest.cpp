@@ -105,6 +105,8 @@ TEST_F(AppDelegateTest, LostSettingsAreNoFirstRunAndLeaveOffWhatMayHaveBeenOff) 
   EXPECT_THAT(fAround.fLoginItems.fJobs, IsEmpty());
   EXPECT_TRUE(fAround.fDefaults.fBools.at("AlreadyRun"));
   EXPECT_FALSE(fAround.fDefaults.fBools.at("notify"));
+  EXPECT_FALSE(fAround.fDefaults.fBools.at("checkForUpdates"));
+  EXPECT_THAT(fAround.fUpdateServer.Targets(), IsEmpty());
 }
 
 TEST_F(AppDelegateTest, LostSettingsKeepAChoiceThatIsStillKnown) {
@@ -134,6 +136,7 @@ TEST_F(AppDelegateTest, HasItsDefaultsWhereNothingIsStored) {
   Launch();
   EXPECT_FALSE(fDelegate->showSwitches());
   EXPECT_TRUE(fDelegate->notify());
+  EXPECT_TRUE(fDelegate->checkForUpdates());
 }
 
 // --- the list -------------------------------------------------------------
@@ -576,6 +579,25 @@ TEST_F(DriverNotificationTest, AnnouncesANewerDriverOnTheMainQueue) {
   EXPECT_EQ(notification.informativeText, "1.3.0");
   EXPECT_EQ(notification.subject, "driver");
   EXPECT_EQ(notification.userInfo.at("URL"), Identity::kAVBPage);
+}
+
+TEST_F(DriverNotificationTest, AsksOnlyWhileTheUserWantsIt) {
+  fAround.fDefaults.fBools["checkForUpdates"] = false;
+  Release("9.0.0+0");
+  Launch();
+  fDelegate->maybeNotifyDriver();
+  EXPECT_THAT(fAround.fUpdateServer.Targets(), IsEmpty());
+  fDelegate->setCheckForUpdates(true);
+  EXPECT_TRUE(fAround.fDefaults.fBools.at("checkForUpdates"));
+  RunMain();
+  ASSERT_TRUE(AwaitAnswer());
+  fDelegate->setCheckForUpdates(false);
+  RunMain();  // the answer too, which comes too late
+  fDelegate->maybeNotifyDriver();
+  EXPECT_THAT(Announced(), IsEmpty());
+  fDelegate->setCheckForUpdates(true);
+  RunMain();
+  EXPECT_TRUE(fAround.fUpdateServer.WaitForRequests(2));
 }
 
 TEST_F(DriverNotificationTest, IsSilentAboutTheVersionThatIsInstalled) {

@@ -5,7 +5,7 @@ from vorndesktop import stays
 
 SWITCH = "Attic, AVB switch, firmware 3.0.4+12"
 SETTINGS = ".config/vorn-device-finder/settings.conf"
-LAUNCH_AT_LOGIN, SHOW_SWITCHES, NOTIFY, QUIT = 1, 2, 3, 4  # positions in the settings menu
+LAUNCH_AT_LOGIN, SHOW_SWITCHES, NOTIFY, CHECK, QUIT = 1, 2, 3, 4, 5  # positions in the settings menu
 
 
 def login_entry(finder):
@@ -57,6 +57,30 @@ def test_settings_survive_a_restart(finder):
     finder.wait(lambda: finder.rows() == [SWITCH, CONTROL_ROOM, LIVE_ROOM], "the switch again")
     assert check_mark(finder, "Show Switches")
     assert not check_mark(finder, "Notify About Updates")
+
+
+def test_the_update_server_is_asked_only_while_the_user_wants_it(finder):
+    finder.desktop.start_xfce_panel()
+    finder.start_and_find()
+    finder.open_panel()
+    finder.wait(lambda: finder.rows() == [CONTROL_ROOM, LIVE_ROOM], "the update")
+    finder.choose_setting(CHECK)
+    known_no_more = LIVE_ROOM.partition(", update")[0]
+    finder.wait(lambda: finder.rows() == [CONTROL_ROOM, known_no_more], "the unit without a newest version")
+    finder.end()
+    assert "checkForUpdates=false" in finder.file(SETTINGS)
+    finder.wait_for_no_item()
+
+    asked = len(finder.studio.requests("update-server"))
+    finder.start_and_find()
+    finder.open_panel()
+    finder.wait(lambda: finder.rows() == [CONTROL_ROOM, known_no_more], "the units")
+    assert not check_mark(finder, "Check for New Firmware")
+    assert len(finder.studio.requests("update-server")) == asked
+    finder.choose_setting(CHECK)
+    finder.wait(lambda: finder.rows() == [CONTROL_ROOM, LIVE_ROOM], "the update again")
+    finder.wait(lambda: any("/device/driver/" in entry["path"] for entry in finder.studio.requests("update-server")[asked:]),
+                "the question for the driver")
 
 
 def test_the_login_entry_is_written_on_the_first_run_only(finder):

@@ -339,6 +339,33 @@ TEST_F(PollingDeviceListTest, ChangeOfAModelsNewestVersionIsPublished) {
   EXPECT_TRUE(TurnLoopUntil([&] { return fPublished == before + 1; }));
 }
 
+TEST_F(PollingDeviceListTest, AsksAboutNoModelWhileItMustNotAndForgetsWhatItKnows) {
+  vorn::testing::LoopbackServer server;
+  server.Reply("/api/device/24ai/firmware", 200, R"([{"version":"9.9.9+9"}])");
+  auto makers = FakeMakers();
+  makers.firmwarePoller = PollingDeviceList::FirmwarePollersOf(*UpdateServer::At(server.Url("/api/")));
+  fList =
+      std::make_unique<PollingDeviceList>([this](List list) { fLast = std::move(list); }, fNetwork, makers);
+  Announce(fNetwork, DeviceService("a"));
+  TurnLoop();
+  Of("http://a.local/").SayName(std::string("A"));
+  Of("http://a.local/").SayModel(std::string("24ai"));
+  const auto knows = [this] { return !fLast.empty() && fLast[0].latestVersion.has_value(); };
+  ASSERT_TRUE(TurnLoopUntil(knows));
+
+  fList->CheckForUpdates(false);
+  EXPECT_TRUE(TurnLoopUntil([&] { return !knows(); }));
+  fLast.clear();
+  Of("http://a.local/").SayName(std::string("B"));
+  ASSERT_TRUE(TurnLoopUntil([&] { return !fLast.empty(); }));
+  EXPECT_FALSE(knows());
+  EXPECT_EQ(server.RequestCount(), 1);
+
+  fList->CheckForUpdates(true);
+  EXPECT_TRUE(TurnLoopUntil(knows));
+  EXPECT_EQ(server.RequestCount(), 2);
+}
+
 TEST_F(PollingDeviceListTest, EmptyPublishIsNotCalled) {
   PollingDeviceList list({}, fNetwork, FakeMakers());
   Announce(fNetwork, DeviceService("a"));

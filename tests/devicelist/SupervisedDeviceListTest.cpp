@@ -14,6 +14,7 @@
 #include "devicelist/SupervisedDeviceList.h"
 #include "tests/devicelist/Announcements.h"
 #include "tests/devicelist/FakePoller.h"
+#include "tests/devicelist/SilentFirmwarePoller.h"
 #include "tests/devicelist/Units.h"
 #include "tests/support/TurnLoop.h"
 
@@ -64,6 +65,10 @@ class SupervisedDeviceListTest : public ::testing::Test {
   PollingDeviceList::Makers FakePollers() {
     PollingDeviceList::Makers makers;
     makers.now = [this] { return fNow; };
+    makers.firmwarePoller = [this](const std::string&, const std::string&, std::function<void()>) {
+      ++fModelsAsked;
+      return testing::SilentFirmwarePoller();
+    };
     makers.poller = [this](Entry entry, const std::shared_ptr<const LocalHosts>&) {
       auto poller = std::make_unique<FakePoller>(std::move(entry), fBoard);
       poller->SayName(poller->GetEntry().name);
@@ -107,6 +112,7 @@ class SupervisedDeviceListTest : public ::testing::Test {
   vorn::Clock::duration fAhead{};  // the retry timer's clock, against the system's
   int fTimerSets = 0;              // how often the retry timer was set
   int fBuilt = 0;
+  int fModelsAsked = 0;
   bool fRefuse = false;
   std::function<void()> fOnBuild;  // called at each attempt to make the list
   vorn::ResponderMonitor::Callback fReport;
@@ -128,6 +134,17 @@ TEST_F(SupervisedDeviceListTest, BrowsesWhenTheResponderAnswers) {
   ShowDesk();
   EXPECT_EQ(fBuilt, 1);
   EXPECT_EQ(Browses(), 1);
+}
+
+TEST_F(SupervisedDeviceListTest, WhetherTheUpdateServerIsAskedHoldsForALaterListToo) {
+  fList->CheckForUpdates(false);
+  ShowDesk();
+  fBoard.alive.front()->SayModel(std::string("24ai"));
+  TurnLoop();
+  EXPECT_EQ(fModelsAsked, 0);
+  fList->CheckForUpdates(true);
+  TurnLoop();
+  EXPECT_EQ(fModelsAsked, 1);
 }
 
 TEST_F(SupervisedDeviceListTest, ReportsEachChangeOfStateOnItsOwnThread) {

@@ -64,6 +64,25 @@ def test_one_json_object_is_printed_without_watching(make_studio):
     assert "plexaswitch" not in result.stdout
 
 
+def test_the_update_server_is_not_asked_offline_or_if_the_user_forbids_it(make_studio):
+    studio = make_studio(UNITS)
+    def newest(*options):
+        while True:
+            result = studio.run([BINARY, "--json", "--wait", "2", *options])
+            units = json.loads(result.stdout)["units"]
+            if [unit["firmwareVersion"] for unit in units].count(None) == 1:
+                return {unit["latestVersion"] for unit in units}
+
+    assert newest("--offline") == {None}
+    settings = "/run/vorn-studio/home/.config/vorn-device-finder/settings.conf"
+    studio.run(["mkdir", "-p", os.path.dirname(settings)])
+    studio.run(["sh", "-c", f"printf '[General]\\ncheckForUpdates=false\\n' >{settings}"])
+    assert newest() == {None}
+    assert studio.requests("update-server") == []
+    studio.run(["rm", settings])
+    assert "2.1.0+87" in newest()
+
+
 def test_an_empty_network_is_reported_and_exits_with_1(studio):
     started = time.monotonic()
     result = studio.run([BINARY, "--wait", "1"])

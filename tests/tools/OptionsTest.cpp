@@ -32,6 +32,7 @@ TEST(OptionsTest, WithoutOptionsListsAllForFiveSecondsAsATable) {
   EXPECT_FALSE(options.watch);
   EXPECT_FALSE(options.json);
   EXPECT_TRUE(options.showSwitches);
+  EXPECT_FALSE(options.offline);
   EXPECT_EQ(options.wait, milliseconds(5000));
 }
 
@@ -39,6 +40,7 @@ TEST(OptionsTest, EachSwitchSetsItsOwn) {
   EXPECT_TRUE(Parsed({"--watch"}).watch);
   EXPECT_TRUE(Parsed({"--json"}).json);
   EXPECT_FALSE(Parsed({"--no-switches"}).showSwitches);
+  EXPECT_TRUE(Parsed({"--offline"}).offline);
   EXPECT_EQ(Parsed({"--help"}).action, Options::Action::kHelp);
   EXPECT_EQ(Parsed({"-h"}).action, Options::Action::kHelp);
   EXPECT_EQ(Parsed({"--version"}).action, Options::Action::kVersion);
@@ -105,8 +107,8 @@ TEST(OptionsTest, AnythingElseIsRefusedByName) {
 
 TEST(OptionsTest, HelpNamesEveryOption) {
   const std::string help = HelpText();
-  for (const char* option : {"--wait SECONDS", "--watch", "--json", "--no-switches", "--interfaces",
-                             "-h, --help", "-V, --version"}) {
+  for (const char* option : {"--wait SECONDS", "--watch", "--json", "--no-switches", "--offline",
+                             "--interfaces", "-h, --help", "-V, --version"}) {
     EXPECT_THAT(help, HasSubstr(option));
   }
   EXPECT_EQ(help.back(), '\n');

@@ -47,6 +47,8 @@ class ScriptedOwner : public PanelOwner {
   void setShowSwitches(bool shown) override { fSwitches = shown; }
   bool notify() override { return fNotify; }
   void setNotify(bool enabled) override { fNotify = enabled; }
+  bool checkForUpdates() override { return fChecks; }
+  void setCheckForUpdates(bool enabled) override { fChecks = enabled; }
   void openUrl(const std::string& url) override { fOpened.push_back(url); }
   void quit() override { ++fQuits; }
 
@@ -70,6 +72,7 @@ class ScriptedOwner : public PanelOwner {
   bool fLaunch = false;
   bool fSwitches = false;
   bool fNotify = true;
+  bool fChecks = true;
 };
 
 }  // namespace vorn::ui

@@ -18,11 +18,11 @@ void Choose(QMenu& menu, QAction* action) {
   QTest::mouseClick(&menu, Qt::LeftButton, {}, menu.actionGeometry(action).center());
 }
 
-TEST(SettingsMenuTest, HoldsThreeCheckMarksAndQuit) {
+TEST(SettingsMenuTest, HoldsItsCheckMarksAndQuit) {
   ScriptedOwner owner;
   const SettingsMenu menu(owner, SettingsMenu::Quit::Offered);
-  EXPECT_THAT(Titles(menu), ElementsAre("Launch at Login", "Show Switches", "Notify About Updates", "-",
-                                        "Quit Vorn Device Finder"));
+  EXPECT_THAT(Titles(menu), ElementsAre("Launch at Login", "Show Switches", "Notify About Updates",
+                                        "Check for New Firmware", "-", "Quit Vorn Device Finder"));
 }
 
 TEST(SettingsMenuTest, CheckMarksAreReadAnewEachTimeItOpens) {
@@ -31,13 +31,16 @@ TEST(SettingsMenuTest, CheckMarksAreReadAnewEachTimeItOpens) {
   EXPECT_FALSE(menu.launchOnStart()->isChecked());
   EXPECT_FALSE(menu.showSwitches()->isChecked());
   EXPECT_TRUE(menu.shouldNotify()->isChecked());
+  EXPECT_TRUE(menu.checkForUpdates()->isChecked());
   owner.fLaunch = true;
   owner.fSwitches = true;
   owner.fNotify = false;
+  owner.fChecks = false;
   menu.popup(QPoint(0, 0));
   EXPECT_TRUE(menu.launchOnStart()->isChecked());
   EXPECT_TRUE(menu.showSwitches()->isChecked());
   EXPECT_FALSE(menu.shouldNotify()->isChecked());
+  EXPECT_FALSE(menu.checkForUpdates()->isChecked());
   menu.close();
 }
 
@@ -53,6 +56,8 @@ TEST(SettingsMenuTest, EachEntrySetsTheOppositeOfWhatTheOwnerSays) {
   EXPECT_FALSE(menu.shouldNotify()->isChecked());
   Choose(menu, menu.shouldNotify());
   EXPECT_TRUE(owner.fNotify);
+  Choose(menu, menu.checkForUpdates());
+  EXPECT_FALSE(owner.fChecks);
 }
 
 TEST(SettingsMenuTest, ASettingThatDidNotTakeIsNotShownAsSet) {
@@ -80,7 +85,7 @@ TEST(SettingsMenuTest, AnInsertedEntryWithoutSubmenuDoesNothing) {
   EXPECT_EQ(Titles(menu)[3], "Launch Mac Virtual Entity");
   Choose(menu, &entry);
   EXPECT_FALSE(owner.fLaunch || owner.fSwitches);
-  EXPECT_TRUE(owner.fNotify);
+  EXPECT_TRUE(owner.fNotify && owner.fChecks);
 }
 
 }  // namespace

@@ -93,6 +93,7 @@ class ListRun {
     }
     DeviceList::SupervisedDeviceList list([this](Units units) { HandleList(std::move(units)); },
                                           [this](auto state) { HandleResponder(state); }, fServer);
+    list.CheckForUpdates(!fOptions.offline);
     HandleDue();
     if (fInPlace) HandleSurroundings();
     fLoop->Run();

@@ -21,9 +21,9 @@ enum ExitCode : int {
 /// Writes the text to standard output; returns the exit status.
 [[nodiscard]] int Print(std::string_view text);
 
-/// Looks for units, asks the update server for their newest firmware, and prints them as requested. Returns
-/// the exit status. Needs the signals blocked. Runs the calling thread's PollRunLoop. When it returns, the
-/// process is sure to end within a second, even if its threads are stuck.
+/// Looks for units, asks the update server for their newest firmware if it may, and prints them as requested.
+/// Returns the exit status. Needs the signals blocked. Runs the calling thread's PollRunLoop. When it
+/// returns, the process is sure to end within a second, even if its threads are stuck.
 int RunList(const Options& options, DeviceList::UpdateServer server);
 
 }  // namespace vorn::devicelisttool

@@ -12,13 +12,14 @@ namespace {
 
 constexpr double kLongestWaitSeconds = 86400;
 
-enum LongOption : int { kWait = 256, kWatch, kJson, kNoSwitches, kInterfaces };
+enum LongOption : int { kWait = 256, kWatch, kJson, kNoSwitches, kOffline, kInterfaces };
 
 constexpr option kLongOptions[] = {
     {"wait", required_argument, nullptr, kWait},
     {"watch", no_argument, nullptr, kWatch},
     {"json", no_argument, nullptr, kJson},
     {"no-switches", no_argument, nullptr, kNoSwitches},
+    {"offline", no_argument, nullptr, kOffline},
     {"interfaces", no_argument, nullptr, kInterfaces},
     {"help", no_argument, nullptr, 'h'},
     {"version", no_argument, nullptr, 'V'},
@@ -68,6 +69,9 @@ std::optional<std::string> Apply(int found, Options& options) {
       break;
     case kNoSwitches:
       options.showSwitches = false;
+      break;
+    case kOffline:
+      options.offline = true;
       break;
     case kInterfaces:
       options.action = Options::Action::kInterfaces;
@@ -122,6 +126,7 @@ std::string HelpText() {
          "  --watch          continue until interrupted and show every change\n"
          "  --json           print one JSON object on each line instead of a table\n"
          "  --no-switches    do not list switches\n"
+         "  --offline        do not ask the update server for the newest firmware\n"
          "  --interfaces     print this computer's network interfaces, whether each can\n"
          "                   carry AVB, and whether the virtual audio entity is on\n"
          "  -h, --help       print this text\n"

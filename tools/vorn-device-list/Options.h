@@ -15,6 +15,7 @@ struct Options {
   bool watch = false;        ///< continue until interrupted
   bool json = false;         ///< one JSON object on each line instead of a table
   bool showSwitches = true;  ///< list switches too
+  bool offline = false;      ///< do not ask the update server
   /// How long to look before printing; with `watch`, before saying that nothing was found.
   std::chrono::milliseconds wait{5000};
 };

@@ -54,9 +54,11 @@ int ListInterfaces(bool json) {
   return vorn::devicelisttool::PrintInterfaces(json, services, capability, launcher);
 }
 
-int ListUnits(const Options& options) {
+int ListUnits(Options options) {
   PrepareProcess(options);
-  const auto settings = vorn::IniUserDefaults::ReadOnly(vorn::UserSettingsPath());
+  auto settings = vorn::IniUserDefaults::ReadOnly(vorn::UserSettingsPath());
+  settings.RegisterBool(DeviceList::kCheckForUpdates, true);
+  options.offline = options.offline || !settings.GetBool(DeviceList::kCheckForUpdates);
   return vorn::devicelisttool::RunList(options, DeviceList::UpdateServer::FromSettings(settings));
 }
 
