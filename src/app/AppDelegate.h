@@ -85,10 +85,9 @@ class AppDelegate final : public LaunchAtLogin {
   /// Lets the notifications decide about the maker's driver package.
   void maybeNotifyDriver();
 
+ private:
   void openUrl(const std::string& url) override;
   void quit() override;
-
- private:
   void makeFirmwarePoller();
   void makeDeviceList();
   void prepareLoginItem();

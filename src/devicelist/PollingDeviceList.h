@@ -12,8 +12,8 @@
 #include "devicelist/AskedModels.h"
 #include "devicelist/ExtendedDeviceInfo.h"
 #include "devicelist/FirmwarePoller.h"
+#include "devicelist/PolledUnits.h"
 #include "devicelist/Poller.h"
-#include "devicelist/UnitPlaces.h"
 #include "devicelist/Watcher.h"
 #include "foundation/Clock.h"
 #include "foundation/RunLoopTimer.h"
@@ -78,28 +78,14 @@ class PollingDeviceList : public Watcher {
   static FirmwarePollerMaker FirmwarePollersOf(UpdateServer server);
 
  private:
-  /// Entries without a poller, in the order of their pollers.
-  struct Candidates {
-    std::vector<Entry> entries;
-    std::vector<std::size_t> order;  // in which they get places
-    std::size_t displacing = 0;      // so many of the first ones may displace others
-  };
-
   bool UpdateAfterPause();
   void TakeEntries(std::vector<Entry> entries);
-  std::vector<std::size_t> KeptPollers(std::vector<Entry>& entries) const;
-  Candidates InOrderOfArrival(std::vector<Entry> entries) const;
-  std::vector<Entry> Seat(const std::vector<std::size_t>& kept, std::size_t settled,
-                          const Candidates& candidates);
-  UnitPlaces PlacesOf(const std::vector<std::size_t>& kept, std::size_t settled) const;
-  std::vector<std::unique_ptr<Poller>> NewPollers(UnitPlaces& places, const Candidates& candidates,
-                                                  std::vector<Entry>& waiting);
-  std::optional<std::unique_ptr<Poller>> NewPoller(const Entry& entry);
   bool Retry();
   void RetryLater();
+  std::unique_ptr<Poller> NewPoller(const Entry& entry);
   ExtendedDeviceInfo Assemble(const Poller& poller) const;
   vorn::optional<std::string> LatestVersionText(const std::string& url, const std::string& model);
-  void ReportFull(const UnitPlaces& places);
+  void ReportFull(const std::optional<std::string>& address);
   void ReportOnce(bool& reported, const std::string& message);
   void ReportOnce(const std::string& message);
 
@@ -111,9 +97,7 @@ class PollingDeviceList : public Watcher {
   vorn::Clock::time_point fPauseEnds;
   vorn::RunLoopTimer fPauseTimer;  // runs while a change waits for the end of the pause
   Publish fPublish;
-  std::vector<std::unique_ptr<Poller>> fPollers;  // one for each entry of a known kind that has a place
-  std::vector<Entry> fWaiting;                    // those without one, the next to try is the first
-  std::size_t fSettled = 0;                       // how many pollers were there when the last try was made
+  PolledUnits fUnits;
   AskedModels fModels;
   bool fMustAskAboutModels = false;  // one could not be asked about
   bool fIsRetryDue = false;          // the timer runs

@@ -493,11 +493,11 @@ TEST_F(AppDelegateTest, ClosesAnOpenPanelAtItsEnd) {
 
 TEST_F(AppDelegateTest, OpensAUnitsBareAddressAndQuits) {
   Launch();
-  fDelegate->openUrl("http://unit.local/");
+  static_cast<ui::PanelOwner&>(*fDelegate).openUrl("http://unit.local/");
   EXPECT_THAT(fAround.fOpener.fUrls, ElementsAre("http://unit.local/"));
   EXPECT_THAT(fAround.fOpener.fTokens, ElementsAre(""));
   EXPECT_EQ(fAround.fTerminated, 0);
-  fDelegate->quit();
+  static_cast<ui::PanelOwner&>(*fDelegate).quit();
   EXPECT_EQ(fAround.fTerminated, 1);
 }
 
