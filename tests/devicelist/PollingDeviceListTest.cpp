@@ -91,12 +91,20 @@ class PollingDeviceListTest : public ::testing::Test {
         fNetwork, FakeMakers());
   }
 
-  // Announces all, then lets the list see them at once.
-  void StartWith(const std::vector<Service>& services) {
+  void StartAndAnnounce(const std::vector<Service>& services) {
     Start();
     for (const Service& service : services) Announce(fNetwork, service);
+  }
+
+  // Announces all, then lets the list see them at once.
+  void StartWith(const std::vector<Service>& services) {
+    StartAndAnnounce(services);
     TurnLoop();
   }
+
+  // From now on, something is always due. So no TurnLoop may follow, because it would never end where a retry
+  // takes longer than that.
+  void RetryAllTheTime() { fRetryTime = std::chrono::milliseconds(1); }
 
   FakePoller& Of(const std::string& url) {
     FakePoller* poller = fBoard.Of(url);
@@ -581,12 +589,13 @@ TEST_F(PollingDeviceListTest, UnitThatNeverAnsweredGivesItsPlaceToANewcomer) {
 }
 
 TEST_F(PollingDeviceListTest, UnitThatLostItsPlaceGetsAnotherInItsTurn) {
-  fRetryTime = std::chrono::milliseconds(1);
+  RetryAllTheTime();
   ::testing::internal::CaptureStderr();
-  StartWith(ManyUnits(PollingDeviceList::kMaxUnits));
+  StartAndAnnounce(ManyUnits(PollingDeviceList::kMaxUnits));
+  ASSERT_TRUE(TurnLoopUntil([&] { return fBoard.alive.size() == PollingDeviceList::kMaxUnits; }));
   fBoard.events.clear();
   Announce(fNetwork, DeviceService("good"));
-  TurnLoop();
+  ASSERT_TRUE(TurnLoopUntil([&] { return fBoard.Of("http://good.local/") != nullptr; }));
   Of("http://good.local/").Answer();
   EXPECT_THAT(fBoard.events, Contains("gone http://host0.local/0/"));
   EXPECT_TRUE(
@@ -596,15 +605,15 @@ TEST_F(PollingDeviceListTest, UnitThatLostItsPlaceGetsAnotherInItsTurn) {
 }
 
 TEST_F(PollingDeviceListTest, UnitsThatCouldNotBePolledAreTriedAgainByThemselves) {
-  fRetryTime = std::chrono::milliseconds(1);
+  RetryAllTheTime();
   constexpr std::size_t kUnits = 300;
   ::testing::internal::CaptureStderr();
   onMakePoller = [this](const Entry&) {
     if (fBoard.alive.size() >= 100)
       throw std::system_error(EAGAIN, std::generic_category(), "thread constructor failed");
   };
-  StartWith(ManyUnits(kUnits));
-  EXPECT_EQ(fBoard.alive.size(), 100U);
+  StartAndAnnounce(ManyUnits(kUnits));
+  ASSERT_TRUE(TurnLoopUntil([&] { return fBoard.alive.size() == 100; }));
   onMakePoller = {};
   EXPECT_TRUE(TurnLoopUntil([&] { return fBoard.alive.size() == kUnits; }));
   const std::string console = ::testing::internal::GetCapturedStderr();
@@ -612,12 +621,12 @@ TEST_F(PollingDeviceListTest, UnitsThatCouldNotBePolledAreTriedAgainByThemselves
 }
 
 TEST_F(PollingDeviceListTest, ModelThatCouldNotBeAskedAboutIsTriedAgainByItself) {
-  fRetryTime = std::chrono::milliseconds(1);
+  RetryAllTheTime();
   onMakeFirmwarePoller = [] { throw std::system_error(EAGAIN, std::generic_category(), "thread"); };
   ::testing::internal::CaptureStderr();
   StartWith({DeviceService("a")});
   Of("http://a.local/").SayModel(std::string("24ai"));
-  TurnLoop();
+  ASSERT_TRUE(TurnLoopUntil([&] { return !fModels.empty(); }));
   onMakeFirmwarePoller = {};
   fModelChanged = {};
   EXPECT_TRUE(TurnLoopUntil([&] { return fModelChanged != nullptr; }));
