@@ -42,23 +42,16 @@ void AppDelegate::applicationDidFinishLaunching() {
   fLogic.emplace(*fDefaults, center, fMakers.urlOpener);
   center.SetOnRoom(OnMain(*fDispatch, fAlive, &AppDelegate::notifyOfKnownUpdates));
   fAppVersion = SlowConvertFromStringAllowRemainder<FirmwareVersion>(fMakers.bundleVersion);
-  registerDefaults();
+  fDefaults->RegisterBool(kShowSwitches, false);
+  fDefaults->RegisterBool(kNotify, true);
   if (checkForUpdates()) makeFirmwarePoller();
   fVirtualEntity = std::make_unique<ui::VirtualEntityMenu>(fMakers.virtualEntity(), *fDispatch);
-  if (!notify()) fLogic->WithdrawAll();  // left by an earlier run
+  if (!notify() || !checkForUpdates()) fLogic->WithdrawAll();  // left by an earlier run
   makeDeviceList();
   fStatusBar = fMakers.statusBar(kItemLength);
   fStatusBar->setAction([this] { togglePanel(); });
   prepareLoginItem();
   fStatusBar->offerMenu(*this);
-}
-
-void AppDelegate::registerDefaults() {
-  fDefaults->RegisterBool(kShowSwitches, false);
-  fDefaults->RegisterBool(kNotify, true);
-  // Nobody is asked as long as the user may have forbidden it.
-  const bool isWhole = fDefaults->StoreCondition() == UserDefaults::Condition::kWhole;
-  fDefaults->RegisterBool(DeviceList::kCheckForUpdates, isWhole || fDefaults->GetBool(kAlreadyRun));
 }
 
 void AppDelegate::makeFirmwarePoller() {
@@ -92,7 +85,9 @@ void AppDelegate::assumeEarlierChoices() {
   if (isOnByDefault && !notify()) {
     WriteToConsole("Update notifications are off, because your choice may be lost with the settings");
   }
-  if (!checkForUpdates()) {
+  fDefaults->RegisterBool(DeviceList::kCheckForUpdates, true);
+  const bool isForbidden = !fDefaults->GetBool(DeviceList::kCheckForUpdates);
+  if (!isForbidden && !checkForUpdates()) {
     WriteToConsole("The check for new firmware is off, because your choice may be lost with the settings");
   }
   if (fDefaults->StoreCondition() == UserDefaults::Condition::kUnread) return;
@@ -103,6 +98,7 @@ void AppDelegate::assumeEarlierChoices() {
 
 void AppDelegate::takeList(DeviceList::SharedUnits list) {
   fCurrList = std::move(list);
+  startOrStopChecking();  // the settings file may have changed
   if (notify()) fLogic->MaybeNotify(*fCurrList);
   updateClients();
 }
@@ -158,7 +154,7 @@ void AppDelegate::notifyOfKnownUpdates() {
 }
 
 bool AppDelegate::checkForUpdates() {
-  return fDefaults->GetBool(DeviceList::kCheckForUpdates);
+  return DeviceList::UpdateServer::MayBeAsked(*fDefaults);
 }
 
 void AppDelegate::setCheckForUpdates(bool enabled) {
@@ -168,10 +164,12 @@ void AppDelegate::setCheckForUpdates(bool enabled) {
 
 void AppDelegate::startOrStopChecking() {
   const bool check = checkForUpdates();
-  if (!check) {
-    fAppPoller.reset();
-  } else if (!fAppPoller) {
+  if (check == (fAppPoller != nullptr)) return;
+  if (check) {
     makeFirmwarePoller();
+  } else {
+    fAppPoller.reset();
+    fLogic->WithdrawAll();
   }
   if (fDeviceList) fDeviceList->CheckForUpdates(check);
 }

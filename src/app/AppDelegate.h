@@ -91,7 +91,6 @@ class AppDelegate final : public LaunchAtLogin {
   void makeFirmwarePoller();
   void makeDeviceList();
   void prepareLoginItem();
-  void registerDefaults();
   void assumeEarlierChoices();
   void takeList(DeviceList::SharedUnits list);
   void notifyOfKnownUpdates();

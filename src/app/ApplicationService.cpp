@@ -11,6 +11,7 @@ namespace {
 
 constexpr char kInterface[] = "org.freedesktop.Application";
 constexpr char kBus[] = "org.freedesktop.DBus";
+constexpr char kNoOwner[] = "org.freedesktop.DBus.Error.NameHasNoOwner";
 constexpr char kBusPath[] = "/org/freedesktop/DBus";
 constexpr int kBusTimeoutMilliseconds = 3000;
 // A start beside a silent owner ends within a second, and the toolkit needs the rest of it.
@@ -97,20 +98,26 @@ bool ApplicationService::ownerReplies() {
   return askOwner(call) != Reply::None;
 }
 
+bool ApplicationService::isStarting() const {
+  return QDBusConnection::sessionBus().interface()->isServiceRegistered(startingName());
+}
+
 ApplicationService::Reply ApplicationService::askOwner(const QDBusMessage& call) {
   auto bus = QDBusConnection::sessionBus();
   auto question = call;
   question.setAutoStartService(false);  // if it has gone, we take its place
   for (int attempt = 0; attempt < kMostAttempts; ++attempt) {
-    // Before the call, so that an owner which has just started has the whole time for its reply.
-    const bool isStarting = bus.interface()->isServiceRegistered(startingName());
+    // Before the call, so that an owner which has just started has the whole time for its reply. After it
+    // too, because the owner takes this name a moment after the other.
+    const bool wasStarting = isStarting();
     const auto reply = bus.call(question, QDBus::Block, kOwnerTimeoutMilliseconds);
     if (reply.type() == QDBusMessage::ReplyMessage) return Reply::Accepted;
     const auto error = QDBusError(reply).type();
     const bool isSilent = error == QDBusError::NoReply || error == QDBusError::Timeout ||
                           error == QDBusError::TimedOut || error == QDBusError::Disconnected;
-    if (!isSilent && error != QDBusError::ServiceUnknown) return Reply::Refused;
-    if (!isStarting) return Reply::None;
+    const bool hasGone = error == QDBusError::ServiceUnknown || reply.errorName() == QLatin1String(kNoOwner);
+    if (!isSilent && !hasGone) return Reply::Refused;
+    if (!wasStarting && !isStarting()) return Reply::None;
   }
   return Reply::None;
 }

@@ -97,6 +97,7 @@ class ApplicationService final : public QDBusVirtualObject {
   };
 
   [[nodiscard]] QString startingName() const { return fName + QStringLiteral(".Starting"); }
+  [[nodiscard]] bool isStarting() const;
   [[nodiscard]] Reply askOwner(const QDBusMessage& call);
   void endStart();
   void giveNameBack();

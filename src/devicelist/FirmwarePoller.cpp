@@ -15,6 +15,7 @@ namespace {
 
 constexpr std::string_view kPathEnd = "/api/";
 constexpr char kServerSetting[] = "updateServerRoot";
+constexpr char kAlreadyRun[] = "AlreadyRun";  // the application stores it at its first run
 
 bool IsAPIRoot(const std::string& text) {
   // The request's path is appended to the text, so the text itself must end in this way, and not only its
@@ -44,6 +45,12 @@ UpdateServer UpdateServer::FromSettings(const vorn::UserDefaults& defaults) {
       "The setting updateServerRoot is refused, because it is not an http address that ends in /api/: " +
       vorn::Excerpt(*root) + "; asking " + own.Root() + " instead");
   return own;
+}
+
+bool UpdateServer::MayBeAsked(vorn::UserDefaults& defaults) {
+  const bool isWhole = defaults.StoreCondition() == vorn::UserDefaults::Condition::kWhole;
+  defaults.RegisterBool(kCheckForUpdates, isWhole || defaults.GetBool(kAlreadyRun));
+  return defaults.GetBool(kCheckForUpdates);
 }
 
 std::string UpdateServer::FirmwareUrl(const std::string& model, const std::string& channel) const {

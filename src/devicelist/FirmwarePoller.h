@@ -34,6 +34,11 @@ class UpdateServer {
   /// root is refused on the console, and the build's own server stays. Belongs to the thread of the settings.
   static UpdateServer FromSettings(const vorn::UserDefaults& defaults);
 
+  /// Whether the user lets the program ask: the setting kCheckForUpdates. It is on by default, but off as
+  /// long as the user may have switched it off before the settings were lost. Belongs to the thread of the
+  /// settings.
+  [[nodiscard]] static bool MayBeAsked(vorn::UserDefaults& defaults);
+
   [[nodiscard]] const std::string& Root() const noexcept { return fRoot; }
 
   /// The address of the newest firmware of a model on a channel. Any bytes.

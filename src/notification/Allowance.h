@@ -12,8 +12,8 @@ namespace Notification {
 /// How many notifications the centre takes in a minute: in all, and from one source. Strangers on the network
 /// can cause as many as they like, and none of them may take what the others need.
 ///
-/// A source also gets no more than is then left for all others, so that several greedy sources leave
-/// something for a new one.
+/// A source also gets no more than is then left for all others. So greedy sources that take turns leave
+/// something for a new one. Nine sources that come one after another can use up the whole minute.
 ///
 /// @threadsafety One object, one thread.
 class Allowance {

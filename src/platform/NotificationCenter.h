@@ -35,8 +35,7 @@ struct UserNotification {
 ///    in a minute, and its newest one waits.
 /// 3. Many at once are shown one after another, and the sources take turns.
 /// 4. A bounded number is taken in a minute, in all and from one source, and a bounded number is held. If
-/// more
-///    are to be held, the oldest one of the source with the most is forgotten.
+///    more are to be held, the oldest one of the source with the most is forgotten.
 ///
 /// @threadsafety The main thread only; the delegate is called on it.
 class NotificationCenter {

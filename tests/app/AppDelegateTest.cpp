@@ -600,6 +600,16 @@ TEST_F(DriverNotificationTest, AsksOnlyWhileTheUserWantsIt) {
   EXPECT_TRUE(fAround.fUpdateServer.WaitForRequests(2));
 }
 
+TEST_F(DriverNotificationTest, FollowsAChangeOfTheSettingsFile) {
+  Launch();
+  ASSERT_TRUE(fAround.fUpdateServer.WaitForRequests(1));
+  fAround.fDefaults.fBools["checkForUpdates"] = false;
+  fAround.Publish({});
+  fAround.fDefaults.fBools["checkForUpdates"] = true;
+  fAround.Publish({});
+  EXPECT_TRUE(fAround.fUpdateServer.WaitForRequests(2));
+}
+
 TEST_F(DriverNotificationTest, IsSilentAboutTheVersionThatIsInstalled) {
   Release("1.2.3+4");
   Launch();

@@ -148,6 +148,13 @@ TEST_F(ApplicationServiceTest, WaitingRequestsCanBeHandledWhenTheNameIsGivenBack
   EXPECT_EQ(taken[0].address, "http://192.0.2.1/");
 }
 
+TEST_F(ApplicationServiceTest, AnOwnerThatHasGoneIsNoRefusal) {
+  ApplicationService late(QStringLiteral("example.vorn.Nobody"), QStringLiteral("/example/vorn/Nobody"),
+                          ApplicationService::Offer::Everything);
+  EXPECT_EQ(late.askOwnerToShow({}), ApplicationService::Reply::None);
+  EXPECT_FALSE(late.ownerReplies());
+}
+
 TEST_F(ApplicationServiceTest, TheFirstRequestIsFoundIfThereIsOne) {
   EXPECT_FALSE(fService.takeFirstRequest());
   const auto one = OpenPage(QStringLiteral("http://192.0.2.1/"));

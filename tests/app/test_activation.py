@@ -53,9 +53,8 @@ def test_a_second_start_without_a_display_does_so_too(desktop):
     assert eventually(desktop.panel_is_visible), desktop.console()
 
 
-def assert_fails_at_once_for_lack_of_an_answer(desktop, program, begun):
+def assert_fails_for_lack_of_an_answer(desktop, program):
     assert program.wait(10) == 1, desktop.console()
-    assert time.monotonic() - begun < 2  # a second, and some time for a busy machine
     assert desktop.console().count("The program is already running but does not answer") == 1
 
 
@@ -67,10 +66,9 @@ STARTS = {
 
 
 @pytest.mark.parametrize("start", STARTS.values(), ids=STARTS)
-def test_a_start_beside_a_hung_program_fails_within_a_second(desktop, start):
+def test_a_start_beside_a_hung_program_fails(desktop, start):
     desktop.start_and_wait_until_it_runs().send_signal(signal.SIGSTOP)
-    begun = time.monotonic()
-    assert_fails_at_once_for_lack_of_an_answer(desktop, start(desktop), begun)
+    assert_fails_for_lack_of_an_answer(desktop, start(desktop))
 
 
 OWNER = f"""
@@ -95,10 +93,9 @@ def start_owner(desktop, manner):
 
 @pytest.mark.parametrize("owner", ["deaf", "mute"])
 @pytest.mark.parametrize("start", STARTS.values(), ids=STARTS)
-def test_a_start_beside_a_silent_owner_of_its_name_fails_within_a_second(desktop, start, owner):
+def test_a_start_beside_a_silent_owner_of_its_name_fails(desktop, start, owner):
     start_owner(desktop, owner)
-    begun = time.monotonic()
-    assert_fails_at_once_for_lack_of_an_answer(desktop, start(desktop), begun)
+    assert_fails_for_lack_of_an_answer(desktop, start(desktop))
 
 
 def test_a_start_beside_a_refusing_owner_of_its_name_fails(desktop):

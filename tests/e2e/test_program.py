@@ -78,6 +78,8 @@ def test_the_update_server_is_not_asked_offline_or_if_the_user_forbids_it(make_s
     studio.run(["mkdir", "-p", os.path.dirname(settings)])
     studio.run(["sh", "-c", f"printf '[General]\\ncheckForUpdates=false\\n' >{settings}"])
     assert newest() == {None}
+    studio.run(["sh", "-c", f": >{settings}"])  # what the user has forbidden is lost
+    assert newest() == {None}
     assert studio.requests("update-server") == []
     studio.run(["rm", settings])
     assert "2.1.0+87" in newest()

@@ -131,15 +131,20 @@ TEST_F(ContractTest, TheProgramSaysHowItIsUsedAndExitsWithItsResult) {
 }
 
 TEST_F(ContractTest, TheProgramCallsTheToolByItsNameAndLeavesNothingBehind) {
-  Script("echo 'interface'; exit 0");
+  Script("echo \"$0\" >>$CALLS; echo interface");
   Program::Setup setup;
-  setup.environment = {"TMPDIR=" + fFolder.Path().string()};
+  const std::string calls = fFolder.Path() / "calls";
+  setup.environment = {"TMPDIR=" + fFolder.Path().string(), "CALLS=" + calls};
   Program program(VORN_CHECK_AVBUTIL, {fTool.path}, setup);
   program.Wait();
   EXPECT_THAT(program.Output(), HasSubstr("kept    " + fTool.path + " is an executable file"));
   std::vector<std::string> left;
   for (const auto& entry : std::filesystem::directory_iterator(fFolder.Path())) left.push_back(entry.path());
-  EXPECT_THAT(left, ElementsAre(fTool.path));
+  EXPECT_THAT(left, ::testing::UnorderedElementsAre(fTool.path, calls));
+  std::ifstream file(calls);
+  const std::string called{std::istreambuf_iterator<char>(file), {}};
+  EXPECT_THAT(called, HasSubstr(fTool.path + "\n"));
+  EXPECT_THAT(called, ::testing::ContainsRegex("check-avbutil-[^/]*/avbutil\n"));
 }
 
 }  // namespace

@@ -41,11 +41,12 @@ bool Contract::CheckListing() {
 }
 
 bool Contract::CheckAnswer(const ChildOutput& answer) {
-  bool isKept = Say(!answer.timedOut, "\"--virtual-audio list\" ends within " +
-                                          std::to_string(fTool.patience.count()) + " ms, with its children");
-  isKept &= Say(answer.error.empty(), answer.error.empty()
-                                          ? "it writes nothing to standard error"
-                                          : "it writes to standard error: " + FirstLine(answer.error));
+  const std::string time = std::to_string(fTool.patience.count()) + " ms";
+  if (!Say(!answer.timedOut, "\"--virtual-audio list\" ends within " + time + ", with its children"))
+    return false;
+  bool isKept = Say(answer.error.empty(), answer.error.empty()
+                                              ? "it writes nothing to standard error"
+                                              : "it writes to standard error: " + FirstLine(answer.error));
   isKept &= Say(!answer.cut, "it writes at most 1 MiB");
   isKept &= Say(IsUTF8(answer.output), "it writes UTF-8");
   return Say(answer.output.find("interface") != std::string::npos,

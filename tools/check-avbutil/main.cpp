@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <exception>
 #include <filesystem>
+#include <stdexcept>
 #include <string>
 #include <system_error>
 #include <vector>
@@ -51,15 +52,18 @@ class NamedTool {
   std::filesystem::path fFolder;
 };
 
-bool Check(const std::vector<std::string>& arguments, std::string& report) {
+void Report(bool isKept, const std::string& line) {
+  const std::string text = (isKept ? "kept    " : "BROKEN  ") + line + "\n";
+  if (vorn::WriteToStandardOutput(text) == vorn::OutputResult::kFailed) throw std::runtime_error("stopped");
+}
+
+bool Check(const std::vector<std::string>& arguments) {
   vorn::AVBTool tool;
   tool.path = std::filesystem::absolute(arguments[0]).string();
   const NamedTool named(tool.path);
   tool.environment["PATH"] = named.SearchPath();
   vorn::ChildProcessLauncherLinux launcher;
-  vorn::checkavbutil::Contract contract(launcher, tool, [&](bool isKept, const std::string& line) {
-    report += (isKept ? "kept    " : "BROKEN  ") + line + "\n";
-  });
+  vorn::checkavbutil::Contract contract(launcher, tool, Report);
   if (!contract.CheckListing()) return false;
   return arguments.size() < 2 || contract.CheckToggle(arguments[1]);
 }
@@ -78,10 +82,7 @@ int main(int argc, char** argv) {
       std::fputs(kHelp, stderr);
       return kBadUsage;
     }
-    std::string report;
-    const bool isKept = Check(arguments, report);
-    const bool isTold = vorn::WriteToStandardOutput(report) != vorn::OutputResult::kFailed;
-    return isKept && isTold ? EXIT_SUCCESS : kBroken;
+    return Check(arguments) ? EXIT_SUCCESS : kBroken;
   } catch (const std::exception& error) {
     vorn::WriteToConsole(error.what());
     return kBroken;

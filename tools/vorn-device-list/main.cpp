@@ -57,8 +57,7 @@ int ListInterfaces(bool json) {
 int ListUnits(Options options) {
   PrepareProcess(options);
   auto settings = vorn::IniUserDefaults::ReadOnly(vorn::UserSettingsPath());
-  settings.RegisterBool(DeviceList::kCheckForUpdates, true);
-  options.offline = options.offline || !settings.GetBool(DeviceList::kCheckForUpdates);
+  options.offline = options.offline || !DeviceList::UpdateServer::MayBeAsked(settings);
   return vorn::devicelisttool::RunList(options, DeviceList::UpdateServer::FromSettings(settings));
 }
 

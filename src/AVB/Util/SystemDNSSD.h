@@ -33,9 +33,9 @@ class SystemDNSSD final : public DNSSD {
 
   ~SystemDNSSD() override;
 
+  DNSServiceErrorType CreateConnection(DNSServiceRef* ref) override;
   /// Returns when the responder has accepted or refused the browse, or after the browse time. A browse that
   /// is refused later fails in ProcessResult.
-  DNSServiceErrorType CreateConnection(DNSServiceRef* ref) override;
   DNSServiceErrorType Browse(DNSServiceRef* ref, DNSServiceFlags flags, std::uint32_t interfaceIndex,
                              const char* type, const char* domain, DNSServiceBrowseReply callback,
                              void* context) override;
