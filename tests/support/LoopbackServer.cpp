@@ -258,11 +258,26 @@ bool LoopbackServer::ReadRequest(int socket, std::string& buffer, ReceivedReques
 }
 
 FullListener::FullListener() : fListener(BoundSocket(fPort)) {
+  const auto address = LoopbackAddress(fPort);
+  Fill(reinterpret_cast<const sockaddr*>(&address), sizeof(address));
+}
+
+FullListener::FullListener(std::uint16_t port)
+    : fPort(port), fListener(::socket(AF_INET6, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
+  sockaddr_in6 address{};
+  address.sin6_family = AF_INET6;
+  address.sin6_port = htons(port);
+  address.sin6_addr = in6addr_loopback;
+  const auto* generic = reinterpret_cast<const sockaddr*>(&address);
+  if (::bind(fListener.Get(), generic, sizeof(address)) != 0) throw std::runtime_error("no port of ::1");
+  Fill(generic, sizeof(address));
+}
+
+void FullListener::Fill(const sockaddr* address, socklen_t length) {
   if (::listen(fListener.Get(), 0) != 0) throw std::runtime_error("cannot listen");
   for (int attempt = 0; attempt < 64; ++attempt) {
-    FileDescriptor filler(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
-    auto address = LoopbackAddress(fPort);
-    ::connect(filler.Get(), reinterpret_cast<sockaddr*>(&address), sizeof(address));
+    FileDescriptor filler(::socket(address->sa_family, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+    ::connect(filler.Get(), address, length);
     pollfd wait{filler.Get(), POLLOUT, 0};
     const bool connected = ::poll(&wait, 1, 100) == 1;
     fFillers.push_back(std::move(filler));

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <sys/socket.h>
+
 #include <chrono>
 #include <condition_variable>
 #include <cstdint>
@@ -145,14 +147,16 @@ class StopsServer {
   LoopbackServer& fServer;
 };
 
-/// A listening port of 127.0.0.1 with a full queue: while this lives, a connection to it is neither made nor
-/// refused.
+/// A listening port with a full queue: while this lives, a connection to it is neither made nor refused.
 class FullListener {
  public:
-  FullListener();
+  FullListener();                             ///< on a free port of 127.0.0.1
+  explicit FullListener(std::uint16_t port);  ///< on this port of ::1
   [[nodiscard]] std::uint16_t Port() const { return fPort; }
 
  private:
+  void Fill(const sockaddr* address, socklen_t length);
+
   std::uint16_t fPort = 0;
   FileDescriptor fListener;
   std::vector<FileDescriptor> fFillers;

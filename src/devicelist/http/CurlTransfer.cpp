@@ -93,17 +93,26 @@ std::string AddressText(const sockaddr& peer) {
   return ::inet_ntop(peer.sa_family, bytes, text.data(), text.size()) != nullptr ? text.data() : "";
 }
 
-/// The connections that a transfer may make. One that would be sent to an address without a turn there is
-/// refused, because only the client knows where a name leads.
+/// The connections that a transfer may make. Only the client knows where a name leads, and it tries a second
+/// address beside one that is silent. Each address needs a turn. Without a free one, it is refused.
 struct Permit {
-  bool isForAll = true;            ///< nothing waits for turns
-  std::string address;             ///< otherwise the transfer may connect to this one; empty: to none
+  RequestPace* pace = nullptr;     ///< null: nothing waits for turns
+  std::string address;             ///< the transfer has its turn at this one already
   std::vector<std::string> had{};  ///< addresses that the request has had its turn at
-  std::string refused;             ///< the first other one that the transfer wanted
+  std::string refused;             ///< the first one that has no free turn
+  vorn::Clock::time_point refusedAt{};
 
   [[nodiscard]] bool Allows(const std::string& wanted) {
-    if (isForAll || wanted == address) return true;
-    if (refused.empty() && std::find(had.begin(), had.end(), wanted) == had.end()) refused = wanted;
+    if (pace == nullptr || wanted == address) return true;
+    if (std::find(had.begin(), had.end(), wanted) != had.end()) return false;
+    if (RequestPace::Turn(*pace, wanted).Take() == vorn::Clock::duration::zero()) {
+      had.push_back(wanted);
+      return true;
+    }
+    if (refused.empty()) {
+      refused = wanted;
+      refusedAt = vorn::Clock::now();
+    }
     return false;
   }
 };
@@ -138,6 +147,11 @@ void Set(CURL* handle, CURLoption option, T value) {
 bool HasSent(CURL* handle) {
   long bytes = 0;
   return curl_easy_getinfo(handle, CURLINFO_REQUEST_SIZE, &bytes) == CURLE_OK && bytes > 0;
+}
+
+bool HasConnected(CURL* handle) {
+  curl_off_t time = 0;
+  return curl_easy_getinfo(handle, CURLINFO_CONNECT_TIME_T, &time) == CURLE_OK && time > 0;
 }
 
 /// The line that sends the tag; empty for none. A tag with a byte that would end the line is not sent.
@@ -188,6 +202,12 @@ struct CurlTransfer::Handles {
   [[nodiscard]] bool HasUnreadBytes() const {
     pollfd wait{keptSocket, POLLIN, 0};
     return keptSocket != CURL_SOCKET_BAD && ::poll(&wait, 1, 0) != 0;
+  }
+
+  /// True if no address has accepted a connection for long, and another one only needs its turn.
+  [[nodiscard]] bool MustWaitForAnotherTurn() const {
+    return !permit.refused.empty() && vorn::Clock::now() - permit.refusedAt >= kAddressTimeout &&
+           !HasConnected(easy.get());
   }
 };
 
@@ -284,7 +304,7 @@ CurlTransfer::End CurlTransfer::RunAt(const Request& request, const std::string&
 CurlTransfer::End CurlTransfer::Run(const Request& request, const std::string& address, bool usesKept) {
   if (request.pace == nullptr) return RunInTime(request, address);
   Permit& permit = fHandles->permit;
-  permit = {.isForAll = false, .address = {}, .refused = address.empty() ? fPeer : address};
+  permit = {.pace = request.pace, .address = {}, .refused = address.empty() ? fPeer : address};
   for (;;) {
     const std::string peer = std::exchange(permit.refused, {});
     if (!peer.empty() && !AwaitTurn(request, address, peer)) return End::kFailed;
@@ -332,6 +352,10 @@ CurlTransfer::End CurlTransfer::RunToEnd(const Request& request, const std::stri
       if (message != nullptr && message->msg == CURLMSG_DONE) result = message->data.result;
       break;
     }
+    if (fHandles->MustWaitForAnotherTurn()) {
+      result = CURLE_OPERATION_TIMEDOUT;
+      break;
+    }
     // libcurl itself watches the time-out. This also works where libcurl cannot.
     const long left = MillisecondsUntil(request.deadline);
     if (left == 0) break;
@@ -351,8 +375,6 @@ CurlTransfer::End CurlTransfer::EndOf(int result) const {
   long made = 1;
   curl_easy_getinfo(easy, CURLINFO_NUM_CONNECTS, &made);
   if (made != 0 && kept != CURL_SOCKET_BAD) BoundSilence(kept);
-  curl_off_t connectTime = 0;
-  curl_easy_getinfo(easy, CURLINFO_CONNECT_TIME_T, &connectTime);
   long status = 0;
   curl_easy_getinfo(easy, CURLINFO_RESPONSE_CODE, &status);
   const bool wentOverKeptConnection = made == 0;
@@ -363,7 +385,7 @@ CurlTransfer::End CurlTransfer::EndOf(int result) const {
     case CURLE_COULDNT_CONNECT:
       return End::kUnreachable;
     case CURLE_OPERATION_TIMEDOUT:
-      return connectTime == 0 ? End::kSilent : End::kFailed;
+      return HasConnected(easy) ? End::kFailed : End::kSilent;
     case CURLE_GOT_NOTHING:
     case CURLE_SEND_ERROR:
     case CURLE_RECV_ERROR:

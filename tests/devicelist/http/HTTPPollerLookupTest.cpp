@@ -36,11 +36,15 @@ using namespace std::chrono_literals;
 using namespace std::string_literals;
 using ::testing::ElementsAre;
 using vorn::testing::Exchange;
+using vorn::testing::FullListener;
 using vorn::testing::LoopbackServer;
 using vorn::testing::ScopedEnvironment;
 
 /// The system's resolver gives up after about 10 s, the request after 30.
 constexpr auto kPrompt = 4s;
+
+/// The system resolves it to ::1 and 127.0.0.1.
+constexpr char kTwoAddresses[] = "both.vorn.example";
 
 /// A name server on 127.0.0.1 that takes queries and answers those that the test chooses.
 class NameServer {
@@ -211,6 +215,36 @@ TEST(HTTPPollerLookupTest, HonoursTheEnvironmentsProxyExceptForLocalHosts) {
   EXPECT_THAT(proxy.Targets(), ElementsAre("http://updates.vorn.example/x", "http://updates.vorn.example/y"));
 }
 
+/// A name with an address of each family. The first one, of IPv6, is silent.
+class HalfSilentHostTest : public ::testing::Test {
+ protected:
+  HalfSilentHostTest() { fServer.Reply("/x", 200, "second"); }
+
+  std::string AnswerTo(const std::shared_ptr<const LocalHosts>& hosts) {
+    const auto answer = HTTPPoller(hosts).DoRequest(
+        "http://" + std::string(kTwoAddresses) + ":" + fServer.PortText() + "/x", {});
+    return answer ? answer->first : "no answer";
+  }
+
+  LoopbackServer fServer;
+  const FullListener fSilent{fServer.Port()};
+};
+
+TEST_F(HalfSilentHostTest, AnswersAtItsSecondAddress) {
+  EXPECT_EQ(AnswerTo(nullptr), "second");
+  EXPECT_EQ(AnswerTo(std::make_shared<LocalHosts>()), "second");
+}
+
+/// The clock moves only when somebody asks for a turn, so none is free when the client first wants the second
+/// address.
+TEST_F(HalfSilentHostTest, AnswersAtItsSecondAddressAlsoAfterAWaitForATurn) {
+  const auto hosts =
+      std::make_shared<LocalHosts>([now = vorn::Clock::time_point(1h)]() mutable { return now += 1ms; });
+  while (RequestPace::Turn(hosts->Pace(), "127.0.0.1").Take() == 0s) {
+  }
+  EXPECT_EQ(AnswerTo(hosts), "second");
+}
+
 TEST(HTTPPollerLookupTest, SurvivesAnyBytesForAHost) {
   LoopbackServer server;
   HTTPPoller poller(std::make_shared<LocalHosts>(), 1s);
@@ -249,6 +283,8 @@ bool EnterNamespaces() {
   if (::mount("tmpfs", "/mnt", "tmpfs", 0, nullptr) != 0) return false;
   return Write("/mnt/resolv.conf", "nameserver 127.0.0.1\noptions timeout:5 attempts:2\n") &&
          Write("/mnt/nsswitch.conf", "hosts: files dns\n") &&
+         Write("/mnt/hosts", "::1 "s + kTwoAddresses + "\n127.0.0.1 localhost " + kTwoAddresses + "\n") &&
+         ::mount("/mnt/hosts", "/etc/hosts", nullptr, MS_BIND, nullptr) == 0 &&
          ::mount("/mnt/resolv.conf", "/etc/resolv.conf", nullptr, MS_BIND, nullptr) == 0 &&
          ::mount("/mnt/nsswitch.conf", "/etc/nsswitch.conf", nullptr, MS_BIND, nullptr) == 0;
 }
