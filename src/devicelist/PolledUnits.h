@@ -14,7 +14,8 @@
 namespace DeviceList {
 
 /// The pollers of the announced units: one for each entry of a known kind that has a place (UnitPlaces), in
-/// the order of their making. The others wait.
+/// the order of their making. The others wait, but no more at one address than may be polled there. Entries
+/// beyond that are forgotten until the next list.
 ///
 /// Belongs to one thread. The destructor cancels the requests of all pollers and joins their threads.
 class PolledUnits {
@@ -26,7 +27,7 @@ class PolledUnits {
     std::function<std::unique_ptr<Poller>(const Entry&)> make;  ///< null for an unknown kind; may throw
     std::function<std::vector<std::string>(const std::string& url)> addressesOf;  ///< as in UnitPlaces
     std::function<void(const std::exception& error)> onFailed;                    ///< `make` has thrown
-    /// A unit found no free place, at the address or, if that is empty, at all.
+    /// Units found no free place, at the address or, if that is empty, at all. Once for each in a call.
     std::function<void(const std::optional<std::string>& address)> onFull;
   };
 
@@ -46,20 +47,23 @@ class PolledUnits {
   [[nodiscard]] const Pollers& All() const { return fPollers; }
 
  private:
-  /// Entries without a poller, in the order of their pollers.
+  /// Which of some entries get places. The entries before them wait on.
   struct Candidates {
-    std::vector<Entry> entries;
-    std::vector<std::size_t> order;  // in which they get places
-    std::size_t displacing = 0;      // so many of the first ones may displace others
+    std::vector<std::size_t> order{};  // in which they get places
+    std::size_t displacing = 0;        // so many of the first ones may displace others
   };
 
   std::vector<std::size_t> Kept(std::vector<Entry>& entries) const;
-  Candidates InOrderOfArrival(std::vector<Entry> entries) const;
-  bool Seat(const std::vector<std::size_t>& kept, std::size_t settled, const Candidates& candidates,
-            std::vector<Entry>& waiting);
+  Candidates InOrderOfArrival(const std::vector<Entry>& entries) const;
+  bool Seat(const std::vector<std::size_t>& kept, std::size_t settled, std::vector<Entry>& entries,
+            const Candidates& candidates);
   UnitPlaces PlacesOf(const std::vector<std::size_t>& kept, std::size_t settled) const;
-  Pollers Make(UnitPlaces& places, const Candidates& candidates, std::vector<Entry>& waiting);
+  Pollers Make(UnitPlaces& places, std::vector<Entry>& entries, const Candidates& candidates,
+               std::vector<Entry*>& queue);
+  std::vector<bool> Admit(UnitPlaces& places, const std::vector<Entry>& entries,
+                          const Candidates& candidates) const;
   std::optional<std::unique_ptr<Poller>> Make(const Entry& entry);
+  std::vector<Entry> Waiting(std::vector<Entry*> queue) const;
 
   const Means fMeans;
   Pollers fPollers;
