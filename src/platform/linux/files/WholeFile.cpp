@@ -40,17 +40,12 @@ bool IsStillAt(const FileDescriptor& file, const std::string& name) {
          open.st_ino == named.st_ino && open.st_dev == named.st_dev;
 }
 
-// A failure to lock, as on a file system without locks, says nothing about others: the file counts as ours.
-bool IsLockedByAnother(const FileDescriptor& file, std::chrono::milliseconds patience) {
-  return !LockFile(file, patience) && errno == EWOULDBLOCK;
-}
-
 // Removes the file of a writer that has gone, and waits for one that still writes. False, with errno, if that
 // takes too long.
 bool RemoveLeftover(const std::string& name, std::chrono::milliseconds patience) {
   const FileDescriptor leftover(::open(name.c_str(), O_RDWR | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK));
   if (!leftover) return errno == ENOENT || (errno == ELOOP && ::unlink(name.c_str()) == 0);
-  if (IsLockedByAnother(leftover, patience)) return false;
+  if (!LockFile(leftover, patience)) return false;
   return !IsStillAt(leftover, name) || ::unlink(name.c_str()) == 0;
 }
 
@@ -61,7 +56,7 @@ FileDescriptor MakeFile(const std::string& name, ::mode_t mode, std::chrono::mil
     // Opened with its final permissions, because the kernel must apply the mask: a program can only ask for
     // the mask by setting it.
     FileDescriptor file(::open(name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, mode));
-    if (file && !IsLockedByAnother(file, 0ms) && IsStillAt(file, name)) return file;
+    if (file && LockFile(file, 0ms) && IsStillAt(file, name)) return file;
     const bool isTaken = file || errno == EEXIST;
     const auto left = std::chrono::ceil<std::chrono::milliseconds>(end - Clock::now());
     if (!isTaken || !RemoveLeftover(name, left)) return {};
@@ -148,7 +143,7 @@ bool MakePrivateFolder(const std::filesystem::path& folder) {
 bool LockFile(const FileDescriptor& file, std::chrono::milliseconds patience) {
   const auto end = Clock::now() + patience;
   while (::flock(file.Get(), LOCK_EX | LOCK_NB) != 0) {
-    if (errno != EWOULDBLOCK && errno != EINTR) return false;
+    if (errno != EWOULDBLOCK && errno != EINTR) return true;  // another holder is not the cause
     if (Clock::now() >= end) return Fail(EWOULDBLOCK);
     std::this_thread::sleep_for(kLockRetry);
   }

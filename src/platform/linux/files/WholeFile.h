@@ -46,7 +46,8 @@ enum class Readers {
 [[nodiscard]] bool MakePrivateFolder(const std::filesystem::path& folder);
 
 /// Locks an open file until the descriptor is closed. Waits this long for another holder of the lock. Returns
-/// false with EWOULDBLOCK if the other one keeps it.
+/// false, with EWOULDBLOCK, only if the other one keeps it: on a file system without locks the file counts as
+/// locked, so that it can be written at all.
 [[nodiscard]] bool LockFile(const FileDescriptor& file, std::chrono::milliseconds patience);
 
 }  // namespace vorn

@@ -3,8 +3,6 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 
-#include <cerrno>
-
 #include "foundation/Console.h"
 #include "foundation/RunLoop.h"
 #include "platform/linux/files/UserFolders.h"
@@ -28,7 +26,7 @@ std::filesystem::path UserNotificationsPath() {
 
 NotificationState::NotificationState(const std::filesystem::path& path, std::chrono::milliseconds patience)
     : fLock(OpenLock(path)) {
-  if (fLock && !LockFile(fLock, patience) && errno == EWOULDBLOCK) {
+  if (fLock && !LockFile(fLock, patience)) {
     WriteToConsole(path.string() +
                    " is in use by another program: notifications that wait are not kept there");
     return;

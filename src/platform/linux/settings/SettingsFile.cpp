@@ -188,7 +188,7 @@ SettingsFile::Outcome SettingsFile::Lock(FileDescriptor& lock, std::chrono::mill
     const std::string name = fPath.string() + ".lock";
     lock = FileDescriptor(::open(name.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, S_IRUSR | S_IWUSR));
     if (lock && LockFile(lock, patience)) return Outcome::kSaved;
-    if (lock && errno == EWOULDBLOCK) {
+    if (lock) {
       Fail("another program holds its lock");
       return Outcome::kBusy;
     }

@@ -19,6 +19,7 @@ namespace vorn {
 /// The settings on disk: an INI file that only its owner can read, in such a folder. Writing reads the file
 /// again, merges the changes and replaces it as a whole, under a lock that ends with its process. So
 /// processes do not lose each other's entries, and a death or a full disk leaves the old file or the new one.
+/// On a file system without locks, two processes that write at the same moment can lose entries.
 /// Unreadable lines stay where they are, with one message on the console. If the file as a whole cannot be
 /// read (nothing of ours in it, larger than kMaxSize, no regular file, or not readable by its folder's
 /// owner), it is renamed to "<name>.damaged-<n>", with a message on the console, and counts as empty. If the

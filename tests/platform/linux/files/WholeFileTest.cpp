@@ -1,12 +1,9 @@
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <sys/file.h>
 #include <sys/stat.h>
-#include <sys/syscall.h>
 #include <unistd.h>
 
-#include <atomic>
 #include <cerrno>
 #include <fstream>
 #include <future>
@@ -16,23 +13,10 @@
 #include "platform/linux/files/UserFolders.h"
 #include "platform/linux/files/WholeFile.h"
 #include "tests/support/Eventually.h"
+#include "tests/support/FailingLocks.h"
 #include "tests/support/OpenDescriptors.h"
 #include "tests/support/ScopedEnvironment.h"
 #include "tests/support/TemporaryFolder.h"
-
-namespace {
-
-// What locking fails with; 0 if it works.
-std::atomic<int> gLockFailure{0};
-
-}  // namespace
-
-// Replaces the C library's function in this program: no file system at hand is without locks.
-extern "C" int flock(int descriptor, int operation) noexcept {
-  if (gLockFailure == 0) return static_cast<int>(::syscall(SYS_flock, descriptor, operation));
-  errno = gLockFailure;
-  return -1;
-}
 
 namespace vorn {
 namespace {
@@ -162,9 +146,8 @@ TEST_F(WholeFileTest, GivesUpSoonWhereAnotherWriterStandsStill) {
 TEST_F(WholeFileTest, WritesOnAFileSystemWithoutLocks) {
   for (const int failure : {ENOLCK, EOPNOTSUPP}) {
     std::ofstream(fUnfinished) << "half of a cont";
-    gLockFailure = failure;
+    const testing::FailingLocks locks(failure);
     EXPECT_TRUE(ReplaceFile(fPath, std::to_string(failure), Readers::kAll));
-    gLockFailure = 0;
     EXPECT_EQ(Content(), std::to_string(failure));
     EXPECT_THAT(FilesInTheFolder(), ElementsAre("entry"));
   }

@@ -2,11 +2,11 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <signal.h>
-#include <sys/file.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <fstream>
 #include <random>
 #include <sstream>
@@ -15,6 +15,7 @@
 #include "platform/linux/settings/IniUserDefaults.h"
 #include "platform/linux/settings/SettingsFile.h"
 #include "tests/platform/linux/settings/Writer.h"
+#include "tests/support/FailingLocks.h"
 #include "tests/support/ScopedEnvironment.h"
 #include "tests/support/TemporaryFolder.h"
 
@@ -26,6 +27,7 @@ using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 using ::testing::Not;
+using ::testing::UnorderedElementsAre;
 using testing::Writer;
 using ::testing::internal::CaptureStderr;
 using ::testing::internal::GetCapturedStderr;
@@ -603,6 +605,22 @@ TEST_F(IniUserDefaultsTest, KeepsWhatCannotBeSavedWhileAStoppedProcessHoldsTheLo
   EXPECT_THAT(Content(), HasSubstr("notify=false"));
 }
 
+TEST_F(IniUserDefaultsTest, SavesOnAFileSystemWithoutLocks) {
+  CaptureStderr();
+  for (const int failure : {ENOLCK, EOPNOTSUPP}) {
+    const testing::FailingLocks locks(failure);
+    const auto number = std::to_string(failure);
+    Write("damaged " + number);
+    IniUserDefaults defaults(fPath);
+    defaults.SetString("number", number);
+    EXPECT_TRUE(defaults.IsSaved());
+    EXPECT_EQ(Content(), "[General]\nnumber=" + number + "\n");
+  }
+  EXPECT_THAT(GetCapturedStderr(), Not(HasSubstr("Cannot save")));
+  EXPECT_THAT(FilesBesideIt(), UnorderedElementsAre("settings.conf.damaged-1", "settings.conf.damaged-2",
+                                                    "settings.conf.lock"));
+}
+
 TEST_F(IniUserDefaultsTest, NamesTheKeysThatAreLostAtTheEnd) {
   Write("[General]\nnotify=true\n");
   const auto holder = Writer::StoppedWithTheLock(fPath);
@@ -622,7 +640,6 @@ TEST_F(IniUserDefaultsTest, NamesTheFirstOfManyLostKeys) {
   const auto holder = Writer::StoppedWithTheLock(fPath);
   CaptureStderr();
   {
-    const auto file = fFolder.Path() / "config";
     IniUserDefaults defaults(fPath);
     for (int i = 100; i < 115; ++i) defaults.SetString("key" + std::to_string(i), "x");
   }
