@@ -1,7 +1,6 @@
 #include "platform/linux/settings/IniDocument.h"
 
 #include <algorithm>
-#include <functional>
 #include <utility>
 
 #include "foundation/Strings.h"
@@ -12,61 +11,12 @@ namespace {
 
 constexpr std::string_view kGeneral = "[General]";
 constexpr std::string_view kByteOrderMark = "\xef\xbb\xbf";
-constexpr std::size_t kFirstSlots = 16;
 
 std::string_view WithoutBlanks(std::string_view text) {
   return Trimmed(text, kSettingsBlanks);
 }
 
-std::uint32_t HashOf(std::string_view key) {
-  return static_cast<std::uint32_t>(std::hash<std::string_view>()(key));
-}
-
-// Whether the key that is at this place of the text is `key` as a whole.
-bool IsAt(std::string_view text, std::size_t place, std::string_view key) {
-  if (text.substr(place, key.size()) != key) return false;
-  const auto rest = text.substr(place + key.size());
-  return rest.starts_with('=') || kSettingsBlanks.find(rest.front()) != std::string_view::npos;
-}
-
 }  // namespace
-
-std::size_t IniDocument::Keys::SlotOf(std::string_view text, std::string_view key, std::uint32_t hash) const {
-  const std::size_t mask = fSlots.size() - 1;
-  std::size_t i = hash & mask;
-  while (fSlots[i].end != 0 && (fSlots[i].hash != hash || !IsAt(text, fSlots[i].end - 1, key))) {
-    i = (i + 1) & mask;
-  }
-  return i;
-}
-
-void IniDocument::Keys::Put(std::string_view text, std::size_t place, std::size_t length) {
-  if (4 * (fCount + 1) > 3 * fSlots.size()) Grow();
-  const auto key = text.substr(place, length);
-  const auto hash = HashOf(key);
-  Slot& slot = fSlots[SlotOf(text, key, hash)];
-  if (slot.end == 0) ++fCount;
-  slot = {hash, static_cast<std::uint32_t>(place + 1)};
-}
-
-std::optional<std::size_t> IniDocument::Keys::Find(std::string_view text, std::string_view key) const {
-  if (fSlots.empty()) return {};
-  const Slot& slot = fSlots[SlotOf(text, key, HashOf(key))];
-  if (slot.end == 0) return {};
-  return slot.end - 1;
-}
-
-void IniDocument::Keys::Grow() {
-  std::vector<Slot> slots(std::max(kFirstSlots, 2 * fSlots.size()));
-  const std::size_t mask = slots.size() - 1;
-  for (const Slot& slot : fSlots) {
-    if (slot.end == 0) continue;
-    std::size_t i = slot.hash & mask;
-    while (slots[i].end != 0) i = (i + 1) & mask;
-    slots[i] = slot;
-  }
-  fSlots = std::move(slots);
-}
 
 std::optional<IniDocument> IniDocument::Parse(std::string text) {
   if (text.size() > kMaxSize) return {};
@@ -82,6 +32,7 @@ std::optional<IniDocument> IniDocument::Parse(std::string text) {
     document.AddLine(++number, begin, end);
     begin = end + 1;
   }
+  document.fKeys.Sort(all);
   if (!document.fUnreadable.empty() && !document.IsOurs()) return {};
   return document;
 }
@@ -113,7 +64,7 @@ bool IniDocument::ReadEntry(std::string_view content) {
   const auto key = WithoutBlanks(content.substr(0, equals));
   if (!fIsInGeneral || !IsSettingsKey(key)) return true;
   if (!IsSettingsValue(content.substr(equals + 1))) return false;
-  fKeys.Put(fText, static_cast<std::size_t>(key.data() - fText.data()), key.size());
+  fKeys.Add(fText, static_cast<std::size_t>(key.data() - fText.data()), key.size());
   return true;
 }
 

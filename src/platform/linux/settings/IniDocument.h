@@ -1,12 +1,13 @@
 #pragma once
 
 #include <cstddef>
-#include <cstdint>
 #include <map>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
+
+#include "platform/linux/settings/KeyPlaces.h"
 
 namespace vorn {
 
@@ -21,8 +22,7 @@ namespace vorn {
 /// Ours are the "key=value" lines of the group [General] (or before any group), with keys and values spelled
 /// as in SettingsText.h.
 ///
-/// The file may grow large, so the values stay in the text: beside it, there are eight to twenty bytes for
-/// each key.
+/// The file may grow large, so keys and values stay in the text (KeyPlaces.h).
 ///
 /// @threadsafety Any thread may read. Nothing changes after Parse.
 class IniDocument {
@@ -47,7 +47,7 @@ class IniDocument {
   /// The value of the real key, if there is one. If several lines have one key, the last one counts.
   [[nodiscard]] std::optional<Value> Find(const std::string& key) const;
 
-  [[nodiscard]] bool HasValues() const { return fKeys.Count() > 0; }
+  [[nodiscard]] bool HasValues() const { return !fKeys.IsEmpty(); }
 
   /// The numbers of the unreadable lines, counted from 1.
   [[nodiscard]] const std::vector<std::size_t>& UnreadableLines() const { return fUnreadable; }
@@ -58,27 +58,6 @@ class IniDocument {
   [[nodiscard]] std::string With(const Changes& changes) const;
 
  private:
-  /// The places of keys in the text. A hash table that does not contain the keys themselves.
-  class Keys {
-   public:
-    /// Adds the key that is at `place`, or moves it there.
-    void Put(std::string_view text, std::size_t place, std::size_t length);
-    [[nodiscard]] std::optional<std::size_t> Find(std::string_view text, std::string_view key) const;
-    [[nodiscard]] std::size_t Count() const { return fCount; }
-
-   private:
-    struct Slot {
-      std::uint32_t hash = 0;
-      std::uint32_t end = 0;  ///< the place after the key's first byte; 0: the slot is free
-    };
-
-    [[nodiscard]] std::size_t SlotOf(std::string_view text, std::string_view key, std::uint32_t hash) const;
-    void Grow();
-
-    std::vector<Slot> fSlots;  ///< a power of two, or none
-    std::size_t fCount = 0;
-  };
-
   struct Edit;
 
   void AddLine(std::size_t number, std::size_t begin, std::size_t end);
@@ -90,7 +69,7 @@ class IniDocument {
   [[nodiscard]] std::vector<Edit> EditsFor(const Changes& changes) const;
 
   std::string fText;
-  Keys fKeys;
+  KeyPlaces fKeys;
   std::vector<std::size_t> fUnreadable;
   std::size_t fBegin = 0;         ///< of the first line, after a byte-order mark
   std::size_t fEndOfGeneral = 0;  ///< after the last line of [General] that is not blank
