@@ -2,15 +2,14 @@
 
 #include <algorithm>
 #include <map>
-#include <set>
 #include <utility>
 #include <vector>
 
-#include "foundation/Console.h"
 #include "foundation/RunLoopTimer.h"
 #include "foundation/Strings.h"
 #include "platform/linux/dispatch/GuardedJob.h"
 #include "platform/linux/files/UserFolders.h"
+#include "platform/linux/settings/SavingMessages.h"
 #include "platform/linux/settings/SavingThread.h"
 #include "platform/linux/settings/SettingsFile.h"
 
@@ -22,7 +21,6 @@ using Outcome = SettingsFile::Outcome;
 
 constexpr auto kLockPatience = 200ms;  // of a caller who waits for the save
 constexpr int kBusyPauses = 5;         // before the console says so: others have the lock for a moment
-constexpr std::size_t kMaxKeysNamed = 10;
 
 constexpr auto kLongAgo = Clock::time_point::min();
 constexpr auto kNotDue = Clock::time_point::max();
@@ -94,12 +92,7 @@ class IniUserDefaults::Impl {
   }
 
   void SaveAtEnd() {
-    if (Synchronize(fNamed.empty() ? fTiming.atEnd : 0ms)) return;
-    std::vector<std::string> lost;
-    for (const auto& [key, value] : fUnsaved) {
-      if (fNamed.insert(key).second) lost.push_back(Excerpt(key));
-    }
-    if (!lost.empty()) TellLost(lost);
+    if (!Synchronize(fMessages.HasToldLost() ? 0ms : fTiming.atEnd)) fMessages.TellLost(fUnsaved);
   }
 
   [[nodiscard]] bool IsSaved() const { return fUnsaved.empty(); }
@@ -144,10 +137,10 @@ class IniUserDefaults::Impl {
         const auto saved = fSaving.find(change.first);
         return saved != fSaving.end() && saved->second == change.second;
       });
-      TellSuccess(!fSaving.empty());
+      fMessages.TellSuccess(!fSaving.empty());
       if (fUnsaved.empty()) return true;
     } else if (!isBusy) {
-      TellFailure();
+      fMessages.TellFailure(!fUnsaved.empty());
     }
     SetDue(std::min(fDue, now + (isBusy ? fTiming.pause : fTiming.retryAfter)));
     return false;
@@ -161,31 +154,6 @@ class IniUserDefaults::Impl {
     fTimer->FireAfter(std::max(due, now) - now);  // `due` may be long ago
   }
 
-  void TellSuccess(bool isSaving) {
-    if (!std::exchange(fFailureTold, false)) return;
-    WriteToConsole(fFile.Path().string() + (isSaving ? " is saved again" : " can be read again"));
-  }
-
-  void TellFailure() {
-    if (std::exchange(fFailureTold, true)) return;
-    const bool isSaving = !fUnsaved.empty();
-    WriteToConsole(
-        (isSaving ? "Cannot save " : "Cannot read ") + fFile.Path().string() + " (" + fFile.Failure() +
-        (isSaving ? "); changes are kept in memory until it works" : "); it counts as empty until it works"));
-  }
-
-  void TellLost(const std::vector<std::string>& keys) {
-    fFailureTold = true;  // a later success must be told too
-    const auto& failure = fFile.Failure();
-    std::string text = "Not saved in " + fFile.Path().string() + " (" +
-                       (failure.empty() ? "another file must be saved before" : failure) +
-                       "): " + keys.front();
-    const auto count = std::min(keys.size(), kMaxKeysNamed);
-    for (std::size_t i = 1; i < count; ++i) text += ", " + keys[i];
-    if (count < keys.size()) text += " and " + std::to_string(keys.size() - count) + " more";
-    WriteToConsole(text);
-  }
-
   const Timing fTiming;
   const Now fNow;
   SettingsFile fFile;             ///< while fThread runs, only it may use this and the next two
@@ -194,12 +162,11 @@ class IniUserDefaults::Impl {
   std::shared_ptr<const IniDocument> fDocument;  ///< the file as it was after the last save
   Condition fCondition = Condition::kUnread;     ///< the same
   SettingsFile::Changes fUnsaved;                ///< changes that the file does not have yet
-  std::set<std::string> fNamed;                  ///< the keys that the console has named as not saved
+  SavingMessages fMessages{fFile};               ///< never speaks while fThread runs
   Clock::time_point fLastSave = kLongAgo;        ///< so that the first change need not wait
   Clock::time_point fDue = kNotDue;              ///< of the next save
   bool fIsAgainDue = false;                      ///< after the save that runs
   Clock::time_point fBusySince = kNotDue;        ///< the first of the last tries, if all met a held lock
-  bool fFailureTold = false;                     ///< until the next success
   std::optional<RunLoopTimer> fTimer;            ///< saves when a save is due; none without a run loop
   std::optional<SavingThread> fThread;           ///< last, because it uses the above; none without a run loop
 };
