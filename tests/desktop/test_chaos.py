@@ -173,7 +173,7 @@ def shake(programs, chaos):
 
 
 def judge(name, figures):
-    """Nothing has grown between the first and the last third."""
+    """Nothing has grown by more than its bound between the first and the last third."""
     memory = growth([one.memory for one in figures])
     threads = growth([one.threads for one in figures])
     descriptors = growth([one.descriptors for one in figures])

@@ -33,7 +33,8 @@ class Figures:
 def growth(values):
     """How much the last third of the values is more than the first third, by their medians.
 
-    A single high or low value changes nothing.
+    From nine values on, a single high or low one cannot decide. With fewer values, a third has one or two, and each of
+    them counts: the bound must leave room for it.
     """
     third = len(values) // 3
     return statistics.median(values[-third:]) - statistics.median(values[:third])
@@ -43,7 +44,9 @@ class Heartbeat:
     """Asks the application's main loop for a property on the bus, again and again.
 
     `longest` is the longest time, in seconds, that an answer took. The time in which the busy machine let the threads
-    on its way wait for a processor does not count. `failure` is what ended the questions too early.
+    on its way wait for a processor does not count: the main thread and the bus thread of the program, the bus itself,
+    and the thread that asks. If one of them waits for another thread, that thread's time counts. `failure` is what
+    ended the questions too early.
     """
 
     def __init__(self, address, name, path, interface, member):
