@@ -5,7 +5,8 @@
 
 namespace DeviceList {
 
-AskedModels::AskedModels(Maker maker, Events events) : fMaker(std::move(maker)), fEvents(std::move(events)) {}
+AskedModels::AskedModels(Maker maker, Events events, vorn::Now now)
+    : fMaker(std::move(maker)), fEvents(std::move(events)), fNow(std::move(now)) {}
 
 void AskedModels::Name(const std::string& model) {
   const auto found = fModels.find(model);
@@ -13,15 +14,19 @@ void AskedModels::Name(const std::string& model) {
 }
 
 vorn::optional<std::string> AskedModels::LatestVersionOf(const std::string& unit, const std::string& model) {
+  Unit& known = fUnits[unit];
+  known.lastSeen = fRound;
+  const bool mayRemember = MayRemember(known);
   auto found = fModels.find(model);
   if (found == fModels.end()) {
+    if (!mayRemember) return {};
     if (!MakeRoom()) {
       fEvents.onRefused();
       return {};
     }
     found = fModels.emplace(model, Model{fMaker(model), fRound}).first;
   }
-  Remember(unit, found);
+  if (mayRemember) Remember(unit, found);
   return found->second.poller.GetLatestVersion();
 }
 
@@ -33,6 +38,10 @@ void AskedModels::EndRound() {
 void AskedModels::Forget() {
   fUnits.clear();
   fModels.clear();
+}
+
+bool AskedModels::MayRemember(const Unit& unit) const {
+  return unit.models.size() < kMaxModelsOfUnit || fNow() >= unit.nextReplacement;
 }
 
 /// False if all are named at present.
@@ -48,12 +57,12 @@ bool AskedModels::MakeRoom() {
 
 void AskedModels::Remember(const std::string& unit, Models::iterator model) {
   Unit& known = fUnits[unit];
-  known.lastSeen = fRound;
   if (std::find(known.models.begin(), known.models.end(), model) != known.models.end()) return;
   known.models.push_back(model);
   if (known.models.size() <= kMaxModelsOfUnit) return;
   const auto oldest = known.models.front();
   known.models.pop_front();
+  known.nextReplacement = fNow() + kFirmwarePollPeriod;
   if (oldest->second.lastNamed != fRound && !HasUnit(oldest)) Drop(oldest);
   fEvents.onReplaced(unit);
 }

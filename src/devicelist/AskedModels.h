@@ -9,6 +9,7 @@
 #include <unordered_map>
 
 #include "devicelist/FirmwarePoller.h"
+#include "foundation/Clock.h"
 #include "foundation/Optional.h"
 
 namespace DeviceList {
@@ -17,6 +18,8 @@ namespace DeviceList {
 /// strangers name more models than an honest network has:
 ///
 /// 1. One unit has at most kMaxModelsOfUnit. A further one replaces its oldest, unless another unit has that.
+///    Each unit replaces at most one in kFirmwarePollPeriod, because a new poller asks at once. Until then, a
+///    further one gets no poller.
 /// 2. At most kMaxModels are asked about. Of those that no unit names at present, the one that was named
 ///    longest ago gives way to a new one.
 ///
@@ -35,13 +38,14 @@ class AskedModels {
     std::function<void()> onRefused;                          ///< all are named at present
   };
 
-  AskedModels(Maker maker, Events events);
+  /// `now` is the clock of the replacements.
+  AskedModels(Maker maker, Events events, vorn::Now now = vorn::Clock::now);
 
   /// A unit names the model at present.
   void Name(const std::string& model);
 
   /// The newest version of the model that the unit names. Makes its poller if need be. Empty if it is not
-  /// known, or if no more models can be asked about. Throws what the maker throws.
+  /// known, or if the model gets no poller. Throws what the maker throws.
   vorn::optional<std::string> LatestVersionOf(const std::string& unit, const std::string& model);
 
   void EndRound();
@@ -59,8 +63,10 @@ class AskedModels {
   struct Unit {
     Round lastSeen = 0;
     std::list<Models::iterator> models{};  // at most kMaxModelsOfUnit, the oldest first
+    vorn::Clock::time_point nextReplacement{};
   };
 
+  [[nodiscard]] bool MayRemember(const Unit& unit) const;
   [[nodiscard]] bool MakeRoom();
   void Remember(const std::string& unit, Models::iterator model);
   [[nodiscard]] bool HasUnit(Models::iterator model) const;
@@ -68,6 +74,7 @@ class AskedModels {
 
   const Maker fMaker;
   const Events fEvents;
+  const vorn::Now fNow;
   Round fRound = 1;
   Models fModels;
   std::unordered_map<std::string, Unit> fUnits;  // those of the last round

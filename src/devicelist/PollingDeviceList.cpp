@@ -51,9 +51,10 @@ PollingDeviceList::PollingDeviceList(Publish publish, vorn::DNSSD& dnssd, Makers
           {.onReplaced =
                [this](const std::string& url) {
                  ReportOnce("a unit at " + PlaceText(AddressesOf(url).front()) +
-                            " names one model after another; only its last ones are asked about");
+                            " names one model after another; not all are asked about");
                },
-           .onRefused = [this] { ReportOnce(kTooManyModels); }}),
+           .onRefused = [this] { ReportOnce(kTooManyModels); }},
+          fMakers.now),
       fRetryItem(this, [this] { return Retry(); }),
       fRetryTimer(vorn::RunLoop::Current(), vorn::kNever, [this] { fRetryItem.Queue(); }) {
   OnDeviceListChange([this](std::vector<Entry> entries) { TakeEntries(std::move(entries)); });

@@ -49,8 +49,8 @@ class PollingDeviceList : public Watcher {
   using FirmwarePollerMaker =
       std::function<FirmwarePoller(std::string model, std::string channel, std::function<void()> onChanged)>;
 
-  /// How pollers are made, the clock of the hold time and of the pause, and the time between two tries;
-  /// programs use the default.
+  /// How pollers are made, the clock of the hold time, of the pause and of AskedModels, and the time between
+  /// two tries; programs use the default.
   struct Makers {
     std::function<std::unique_ptr<Poller>(Entry, std::shared_ptr<const LocalHosts>)> poller = MakePoller;
     FirmwarePollerMaker firmwarePoller = FirmwarePollersOf(UpdateServer());

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <chrono>
 #include <string>
 #include <utility>
 #include <vector>
@@ -45,12 +46,14 @@ class AskedModelsTest : public ::testing::Test {
   std::vector<std::string> fMade;
   std::vector<std::string> fReplacedBy;
   int fRefused = 0;
+  vorn::Clock::time_point fTime = vorn::Clock::now();
   AskedModels fModels{[this](const std::string& model) {
                         fMade.push_back(model);
                         return testing::SilentFirmwarePoller();
                       },
                       {.onReplaced = [this](const std::string& unit) { fReplacedBy.push_back(unit); },
-                       .onRefused = [this] { ++fRefused; }}};
+                       .onRefused = [this] { ++fRefused; }},
+                      [this] { return fTime; }};
 };
 
 TEST_F(AskedModelsTest, KeepAModelAfterItsLastUnit) {
@@ -82,6 +85,25 @@ TEST_F(AskedModelsTest, ModelOfAnotherUnitIsNotReplaced) {
   Round({{"good", "16A"}, {"bad", "16A"}});
   for (int i = 0; i < 20; ++i) Round({{"good", "16A"}, {"bad", std::to_string(i)}});
   EXPECT_TRUE(IsAsked("16A"));
+}
+
+TEST_F(AskedModelsTest, UnitReplacesOneModelInThePeriodOfTheQueries) {
+  for (int i = 0; i < 100; ++i) Round({{"bad", std::to_string(i)}});
+  EXPECT_EQ(fMade.size(), AskedModels::kMaxModelsOfUnit + 1);
+  fTime += kFirmwarePollPeriod - std::chrono::seconds(1);
+  Round({{"bad", "100"}});
+  EXPECT_EQ(fMade.size(), AskedModels::kMaxModelsOfUnit + 1);
+  fTime += std::chrono::seconds(1);
+  Round({{"bad", "100"}});
+  EXPECT_EQ(fMade.back(), "100");
+  Round({{"bad", "101"}});
+  EXPECT_EQ(fMade.back(), "100");
+}
+
+TEST_F(AskedModelsTest, UnitThatReplacesModelsDelaysNoOtherUnit) {
+  for (int i = 0; i < 100; ++i) Round({{"bad", std::to_string(i)}});
+  Round({{"bad", "100"}, {"good", "16A"}});
+  EXPECT_EQ(fMade.back(), "16A");
 }
 
 // A unit that is away for a moment names nothing, but its model is still its own.
