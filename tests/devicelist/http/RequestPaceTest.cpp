@@ -4,6 +4,7 @@
 #include <atomic>
 #include <chrono>
 #include <deque>
+#include <future>
 #include <memory>
 #include <optional>
 #include <string>
@@ -12,12 +13,14 @@
 
 #include "devicelist/http/HTTPPoller.h"
 #include "devicelist/http/RequestPace.h"
+#include "tests/support/Eventually.h"
 #include "tests/support/LoopbackServer.h"
 
 namespace DeviceList {
 namespace {
 
 using namespace std::chrono_literals;
+using vorn::testing::Eventually;
 using vorn::testing::Exchange;
 using vorn::testing::LoopbackServer;
 using vorn::testing::StopsServer;
@@ -133,6 +136,7 @@ class RequestFloodTest : public ::testing::Test {
  protected:
   static constexpr std::size_t kClients = 20;
   static constexpr int kRequests = 132;
+  static constexpr std::chrono::hours kNoTimeout{1};
 
   RequestFloodTest() {
     LocalHosts::Table table{{"good.local", {"127.0.0.2"}}};
@@ -146,7 +150,7 @@ class RequestFloodTest : public ::testing::Test {
 
   void Flood(const std::string& path, std::string (*hostOf)(std::size_t client) = HostOf) {
     for (std::size_t i = 0; i < kClients; ++i) {
-      fClients.push_back(std::make_unique<HTTPPoller>(fHosts));
+      fClients.push_back(std::make_unique<HTTPPoller>(fHosts, kNoTimeout));
       const std::string url = "http://" + hostOf(i) + ":" + fServer.PortText() + path;
       fThreads.emplace_back([this, client = fClients.back().get(), url] {
         while (!fEnds) (void)client->DoRequest(url, {});
@@ -169,8 +173,22 @@ class RequestFloodTest : public ::testing::Test {
     EXPECT_GE(vorn::Clock::now() - fBegin, Duration(1s) * later / aSecond);
   }
 
+  // Lets the burst through and no request after it, and returns when clients wait for their turns.
+  void FloodWhileTheClockStandsStill() {
+    fStandsStill = true;
+    fServer.Reply("/x", 200);
+    Flood("/x");
+    ASSERT_TRUE(fServer.WaitForRequests(RequestPace::kBurst));
+    ASSERT_TRUE(Eventually([&] { return fClockCalls > RequestPace::kBurst + kClients; }));
+  }
+
   const vorn::Clock::time_point fBegin = vorn::Clock::now();
-  const std::shared_ptr<LocalHosts> fHosts = std::make_shared<LocalHosts>();
+  std::atomic<bool> fStandsStill{false};
+  std::atomic<std::size_t> fClockCalls{0};  // one for each question whether it is a client's turn
+  const std::shared_ptr<LocalHosts> fHosts = std::make_shared<LocalHosts>([this] {
+    ++fClockCalls;
+    return fStandsStill ? fBegin : vorn::Clock::now();
+  });
   LoopbackServer fServer;
   std::atomic<bool> fEnds{false};
   std::vector<std::unique_ptr<HTTPPoller>> fClients;
@@ -212,25 +230,23 @@ TEST_F(RequestFloodTest, OfHostsThatTheSystemResolvesReachesOneAddressNoFasterTh
   ExpectNoFasterThanTheBound();
 }
 
+// In the others' queue, the client would wait for ever.
 TEST_F(RequestFloodTest, DelaysNoOtherAddress) {
-  fServer.Reply("/x", 200);
   LoopbackServer good("127.0.0.2", 0);
   good.Reply("/x", 200);
-  Flood("/x");
-  ASSERT_TRUE(fServer.WaitForRequests(2 * RequestPace::kBurst));
+  FloodWhileTheClockStandsStill();
   HTTPPoller client(fHosts);
   for (int i = 0; i < RequestPace::kBurst; ++i)
-    EXPECT_TRUE(client.DoRequest("http://good.local:" + good.PortText() + "/x", {}));
-  // In the others' queue, each of its requests would have let all of them go first.
-  EXPECT_LT(fServer.RequestCount(), kClients * RequestPace::kBurst);
+    ASSERT_TRUE(client.DoRequest("http://good.local:" + good.PortText() + "/x", {}));
+  EXPECT_EQ(fServer.RequestCount(), RequestPace::kBurst);
 }
 
 TEST_F(RequestFloodTest, LetsClientsThatWaitForTheirTurnBeCancelled) {
-  fServer.Reply("/x", 200);
-  Flood("/x");
-  ASSERT_TRUE(fServer.WaitForRequests(2 * RequestPace::kBurst));
-  End();
-  EXPECT_LT(fServer.RequestCount(), kClients * RequestPace::kBurst);
+  FloodWhileTheClockStandsStill();
+  auto end = std::async(std::launch::async, [this] { End(); });
+  EXPECT_EQ(end.wait_for(vorn::testing::kGenerousDeadline), std::future_status::ready);
+  EXPECT_EQ(fServer.RequestCount(), RequestPace::kBurst);
+  fStandsStill = false;  // so that clients that were not cancelled end too
 }
 
 }  // namespace
