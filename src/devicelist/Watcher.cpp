@@ -127,16 +127,21 @@ bool Watcher::UpdateDeviceList() {
 }
 
 // A newly resolved address comes before the earlier ones. The earlier ones stay until the following knows
-// better, because a new engine has not followed yet.
+// better, because a new engine has not followed yet. Nobody follows hosts outside ".local", so those keep
+// their earlier addresses only until a service there is resolved again.
 void Watcher::TakeHosts(const HeldServices::Services& resolved, const HeldServices::Services& listed) {
   LocalHosts::Table hosts;
   for (const auto& service : resolved) hosts[LocalHosts::KeyOf(service.host)].push_back(service.address);
   for (const auto& service : listed) hosts.try_emplace(LocalHosts::KeyOf(service.host));
   std::vector<std::string> followed;
   for (auto& [host, addresses] : hosts) {
-    const auto before = fHosts->AddressesOf(host);
-    addresses.insert(addresses.end(), before.begin(), before.end());
-    if (LocalHosts::IsLocal(host)) followed.push_back(host);
+    if (LocalHosts::IsLocal(host)) {
+      const auto before = fHosts->AddressesOf(host);
+      addresses.insert(addresses.end(), before.begin(), before.end());
+      followed.push_back(host);
+    } else if (const auto before = fAnnounced.find(host); addresses.empty() && before != fAnnounced.end()) {
+      addresses = before->second;
+    }
   }
   fAnnounced.swap(hosts);
   if (fEngine) fEngine->Follow(std::move(followed));
@@ -159,7 +164,9 @@ std::vector<std::string> Watcher::AddressesOf(const std::string& url) const {
 // Takes over what the old engine has followed.
 void Watcher::KeepHosts() {
   UpdateHosts();
-  for (auto& [host, addresses] : fAnnounced) addresses = fHosts->AddressesOf(host);
+  for (auto& [host, addresses] : fAnnounced) {
+    if (LocalHosts::IsLocal(host)) addresses = fHosts->AddressesOf(host);
+  }
 }
 
 void Watcher::UpdateHosts() {

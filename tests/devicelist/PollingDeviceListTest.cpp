@@ -577,6 +577,20 @@ TEST_F(PollingDeviceListTest, UnitsOfOneAddressLeaveThePlacesToOthers) {
   EXPECT_EQ(std::count(console.begin(), console.end(), '\n'), 1) << console;
 }
 
+// Otherwise they would share one unknown address as long as they are held.
+TEST_F(PollingDeviceListTest, UnitsThatTheSystemResolvesKeepTheirPlacesWhenBrowsingStartsAgain) {
+  auto services = ManyUnits(2 * UnitPlaces::kMaxUnitsAtAddress);
+  for (Service& service : services) service.host = service.name + ".vorn.example.";
+  StartWith(services);
+  ASSERT_EQ(fBoard.alive.size(), 2 * UnitPlaces::kMaxUnitsAtAddress);
+  fBoard.events.clear();
+  for (int time = 0; time < 2; ++time) {
+    fList->BrowseAnew();
+    TurnLoop();
+    EXPECT_THAT(fBoard.events, IsEmpty());
+  }
+}
+
 TEST_F(PollingDeviceListTest, UnitThatNeverAnsweredGivesItsPlaceToANewcomer) {
   ::testing::internal::CaptureStderr();
   StartWith(ManyUnits(PollingDeviceList::kMaxUnits));

@@ -28,6 +28,7 @@ const std::vector<std::string> kDevice{"vorn.mdns.type=plexadevice", "uid=1"};
 
 class OpenWatcher : public Watcher {
  public:
+  using Watcher::AddressesOf;
   using Watcher::Hosts;
   using Watcher::Watcher;
 };
@@ -393,6 +394,19 @@ TEST(WatcherWithoutResponderTest, DeliversAnEmptyList) {
   bool delivered = false;
   watcher.OnDeviceListChange([&](const std::vector<Entry>& entries) { delivered = entries.empty(); });
   EXPECT_TRUE(TurnLoopUntil([&] { return delivered; }));
+}
+
+TEST_F(WatcherTest, HostOutsideLocalIsAtItsLastAnnouncedAddress) {
+  Listen();
+  Announce(fNetwork, {"Desk", kDevice, "desk.vorn.example.", 80, "10.0.0.1"});
+  TurnLoop();
+  EXPECT_THAT(fWatcher.AddressesOf("http://desk.vorn.example/"), ElementsAre("10.0.0.1"));
+  fWatcher.BrowseAnew();
+  TurnLoop();
+  EXPECT_THAT(fWatcher.AddressesOf("http://desk.vorn.example/"), ElementsAre("10.0.0.1"));
+  Announce(fNetwork, {"Desk", kDevice, "desk.vorn.example.", 80, "10.0.0.2"});
+  TurnLoop();
+  EXPECT_THAT(fWatcher.AddressesOf("http://desk.vorn.example/"), ElementsAre("10.0.0.2"));
 }
 
 }  // namespace
