@@ -46,7 +46,7 @@ void AppDelegate::applicationDidFinishLaunching() {
   fDefaults->RegisterBool(kNotify, true);
   if (checkForUpdates()) makeFirmwarePoller();
   fVirtualEntity = std::make_unique<ui::VirtualEntityMenu>(fMakers.virtualEntity(), *fDispatch);
-  if (!notify() || !checkForUpdates()) fLogic->WithdrawAll();  // left by an earlier run
+  if (!mayAnnounce()) fLogic->WithdrawAll();  // left by an earlier run
   makeDeviceList();
   fStatusBar = fMakers.statusBar(kItemLength);
   fStatusBar->setAction([this] { togglePanel(); });
@@ -99,7 +99,7 @@ void AppDelegate::assumeEarlierChoices() {
 void AppDelegate::takeList(DeviceList::SharedUnits list) {
   fCurrList = std::move(list);
   startOrStopChecking();  // the settings file may have changed
-  if (notify()) fLogic->MaybeNotify(*fCurrList);
+  if (mayAnnounce()) fLogic->MaybeNotify(*fCurrList);
   updateClients();
 }
 
@@ -144,8 +144,12 @@ void AppDelegate::setNotify(bool enabled) {
   OnMain(*fDispatch, fAlive, &AppDelegate::notifyOfKnownUpdates)();
 }
 
+bool AppDelegate::mayAnnounce() {
+  return notify() && checkForUpdates();
+}
+
 void AppDelegate::notifyOfKnownUpdates() {
-  if (!notify()) {
+  if (!mayAnnounce()) {
     fLogic->WithdrawAll();
     return;
   }
@@ -190,7 +194,7 @@ void AppDelegate::togglePanel() {
 }
 
 void AppDelegate::maybeNotifyDriver() {
-  if (!notify() || !checkForUpdates() || !fAppPoller) return;
+  if (!mayAnnounce() || !fAppPoller) return;
   ExtendedDeviceInfo driver;
   driver.name = std::string(kDriverName);
   driver.type = kDriverModel;

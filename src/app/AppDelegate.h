@@ -93,6 +93,8 @@ class AppDelegate final : public LaunchAtLogin {
   void prepareLoginItem();
   void assumeEarlierChoices();
   void takeList(DeviceList::SharedUnits list);
+  /// Not while the check is off: a version that was known before may still be in a list.
+  bool mayAnnounce();
   void notifyOfKnownUpdates();
   void startOrStopChecking();
 

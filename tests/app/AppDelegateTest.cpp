@@ -600,6 +600,15 @@ TEST_F(DriverNotificationTest, AsksOnlyWhileTheUserWantsIt) {
   EXPECT_TRUE(fAround.fUpdateServer.WaitForRequests(2));
 }
 
+TEST_F(AppDelegateTest, AnnouncesNothingOfAnEarlierAnswerOnceTheCheckIsOff) {
+  fAround.fDefaults.fBools["checkForUpdates"] = false;
+  Launch();
+  fAround.Publish({Outdated("d", "plexadevice")});  // made before the list knew
+  fDelegate->setNotify(true);
+  RunMain();
+  EXPECT_THAT(Announced(), IsEmpty());
+}
+
 TEST_F(DriverNotificationTest, FollowsAChangeOfTheSettingsFile) {
   Launch();
   ASSERT_TRUE(fAround.fUpdateServer.WaitForRequests(1));
