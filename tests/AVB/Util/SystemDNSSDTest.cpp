@@ -114,6 +114,7 @@ class SystemDNSSDTest : public ::testing::Test {
   }
   void TearDown() override {
     for (const DNSServiceRef ref : fRefs) fDnssd.RefDeallocate(ref);
+    if (fConnection != nullptr) fDnssd.RefDeallocate(fConnection);
     EXPECT_TRUE(Eventually([this] { return fDnssd.AbandonedThreads() == 0; }));
     fResponder.reset();
     EXPECT_TRUE(WaitForThreads(0));
@@ -139,6 +140,10 @@ class SystemDNSSDTest : public ::testing::Test {
     DNSServiceRef ref = nullptr;
     const auto error = fDnssd.GetAddrInfo(&ref, 0, interface, protocol, host, OnAddress, nullptr);
     return Keep(error, ref);
+  }
+  DNSServiceRef Connect() {
+    EXPECT_EQ(fDnssd.CreateConnection(&fConnection), kDNSServiceErr_NoError);
+    return fConnection;
   }
   DNSServiceRef LookUpOn(DNSServiceRef connection, const char* host) {
     DNSServiceRef ref = connection;
@@ -195,6 +200,7 @@ class SystemDNSSDTest : public ::testing::Test {
   SystemDNSSD& fDnssd = SystemDNSSD::Instance();
   std::set<std::string> fThreads;
   std::vector<DNSServiceRef> fRefs;
+  DNSServiceRef fConnection = nullptr;  // released after its operations
   DNSServiceErrorType fError = 0;
 };
 
@@ -373,8 +379,7 @@ TEST_F(SystemDNSSDTest, AnAddressLookupThatFailsOrIsRefusedIsOneReplyWithAnError
 }
 
 TEST_F(SystemDNSSDTest, LookUpsOnOneConnectionShareItsSocketAndCallBackForTheirOwnReference) {
-  DNSServiceRef connection = nullptr;
-  ASSERT_EQ(fDnssd.CreateConnection(&connection), kDNSServiceErr_NoError);
+  const DNSServiceRef connection = Connect();
   const auto before = Descriptors();
   const DNSServiceRef one = LookUpOn(connection, "one.local.");
   const DNSServiceRef two = LookUpOn(connection, "two.local.");
@@ -394,12 +399,10 @@ TEST_F(SystemDNSSDTest, LookUpsOnOneConnectionShareItsSocketAndCallBackForTheirO
   EXPECT_EQ(Next(connection), "address 0 0 -65537 one.local. none 0");
   fResponder->TellRecord(QuestionFor("three.local."), "ItemNew", {192, 168, 1, 3});
   EXPECT_EQ(Next(connection), "address 2 7 0 three.local. 192.168.1.3 0");
-  fRefs.push_back(connection);
 }
 
 TEST_F(SystemDNSSDTest, AConnectionServesTheNextResponderToo) {
-  DNSServiceRef connection = nullptr;
-  ASSERT_EQ(fDnssd.CreateConnection(&connection), kDNSServiceErr_NoError);
+  const DNSServiceRef connection = Connect();
   LookUpOn(connection, "one.local.");
   QuestionFor("one.local.");
   fResponder.reset();
@@ -408,12 +411,10 @@ TEST_F(SystemDNSSDTest, AConnectionServesTheNextResponderToo) {
   LookUpOn(connection, "two.local.");
   fResponder->TellRecord(QuestionFor("two.local."), "ItemNew", {192, 168, 1, 2});
   EXPECT_EQ(Next(connection), "address 2 7 0 two.local. 192.168.1.2 0");
-  fRefs.push_back(connection);
 }
 
 TEST_F(SystemDNSSDTest, ACallbackMayReleaseAnotherLookUpOfItsConnection) {
-  DNSServiceRef connection = nullptr;
-  ASSERT_EQ(fDnssd.CreateConnection(&connection), kDNSServiceErr_NoError);
+  const DNSServiceRef connection = Connect();
   static DNSServiceRef other;
   static DNSSD* library;
   library = &fDnssd;
@@ -440,7 +441,6 @@ TEST_F(SystemDNSSDTest, ACallbackMayReleaseAnotherLookUpOfItsConnection) {
   EXPECT_EQ(Next(connection), "released");
   EXPECT_THAT(gTold, SizeIs(1));
   EXPECT_FALSE(HasReply(connection));
-  fRefs.push_back(connection);
 }
 
 TEST_F(SystemDNSSDTest, ConnectionWithoutDescriptorsIsAnError) {
