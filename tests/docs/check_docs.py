@@ -4,6 +4,7 @@
   `Suite.*` or as `test_file.py::function`.
 - Every page: each link to a file, and each path in backticks that begins with a folder of this tree.
 - Every page: no word that the glossary replaces by another one.
+- docs/packaging.md: the table of build variables has every variable that CMake keeps.
 - docs/architecture.md: the table of layers has the rules of tests/layers.
 """
 
@@ -23,6 +24,7 @@ GLOSSARY = "docs/glossary.md"
 TEST = re.compile(r"^\s*TEST(?:_F|_P)?\(\s*(\w+),\s*(\w+)\s*\)", re.MULTILINE)
 FUNCTION = re.compile(r"^def (test_\w+)", re.MULTILINE)
 CODE = re.compile(r"`([^`\n]+)`")
+VARIABLE = re.compile(r"(?:(?:option|find_\w+)\(|set\((?=\w+ [^\n]* CACHE ))(VORN_\w+)")
 LINK = re.compile(r"\]\((?!https?:)([^)#\s]+)[^)]*\)")
 # Parts of a path that stand for something else, and folders that only a build makes.
 PLACEHOLDER = re.compile(r"[*<>{}]|^build\b")
@@ -136,6 +138,16 @@ def word_faults(page: str, replaced: dict[str, str]):
             yield f'"{word}" is written "{instead}" here'
 
 
+def variable_faults(page: str, cmake: str):
+    """Every build variable that a builder may set and that the table leaves out, or that it has too many."""
+    told = {
+        name for header, cells, _ in tables(page) if header[0] == "variable"
+        for name in CODE.findall(cells[0]) if name.startswith("VORN_")
+    }
+    for name in sorted(told ^ set(VARIABLE.findall(cmake))):
+        yield f"the build variable {name} stands here or in CMake alone"
+
+
 def self_test() -> None:
     """The rules must find what they are for."""
     tests = {"SuiteTest.Works", "test_a.py::test_b"}
@@ -150,6 +162,10 @@ def self_test() -> None:
     layers = "| layer | may include |\n| --- | --- |\n| `a/` | `b` |\n| `b/` | nothing |\n"
     assert not list(layer_faults(layers, {"a": {"b"}, "b": set()}))
     assert list(layer_faults(layers, {"a": set(), "b": set()})) and list(layer_faults(layers, {"a": {"b"}}))
+    variables = "| variable | default |\n| --- | --- |\n| `VORN_A`, `VORN_B` | x |\n"
+    cmake = 'option(VORN_A "a" ON)\nset(VORN_B "b" CACHE STRING "b")\nset(VORN_OURS "c")\n'
+    assert not list(variable_faults(variables, cmake)) and list(variable_faults(variables, cmake + "option(VORN_C "))
+    assert list(variable_faults(variables, "option(VORN_A "))
     words = replaced_words("| word | meaning | do not write |\n| --- | --- | --- |\n| unit | x | box, endpoint |\n")
     assert words == {"box": "unit", "endpoint": "unit"}
     assert list(word_faults("two Boxs", words)) and not list(word_faults("`box` and boxing", words))
@@ -162,6 +178,10 @@ def main() -> int:
         (ROOT / "docs/reliability.md").read_text(encoding="utf-8"), tests_of(ROOT / "tests"))]
     found += [f"docs/architecture.md: {fault}" for fault in layer_faults(
         (ROOT / "docs/architecture.md").read_text(encoding="utf-8"), ALLOWED)]
+    cmake = "".join(path.read_text(encoding="utf-8") for path in (
+        ROOT / "CMakeLists.txt", *(ROOT / "cmake").glob("*.cmake"), *(ROOT / "src").rglob("CMakeLists.txt")))
+    found += [f"docs/packaging.md: {fault}" for fault in variable_faults(
+        (ROOT / "docs/packaging.md").read_text(encoding="utf-8"), cmake)]
     for name in PAGES:
         page = (ROOT / name).read_text(encoding="utf-8")
         found += [f"{name}: {fault}" for fault in path_faults(page, (ROOT / name).parent, ROOT)]

@@ -26,7 +26,7 @@ using vorn::testing::Program;
 // Keeps the names in a file beside it.
 constexpr char kGoodTool[] = R"(touch $FOLDER/names
 case "$*" in
-  '--virtual-audio list') echo 'Virtual audio on interface:'; cat $FOLDER/names ;;
+  '--virtual-audio list') echo 'Virtual audio is enabled on these interfaces:'; cat $FOLDER/names ;;
   '--virtual-audio enable '*) echo $3 >>$FOLDER/names ;;
   '--virtual-audio disable '*) grep -vx $3 $FOLDER/names >$FOLDER/new; mv $FOLDER/new $FOLDER/names ;;
 esac)";
