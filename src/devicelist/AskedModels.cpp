@@ -13,20 +13,26 @@ void AskedModels::Name(const std::string& model) {
   if (found != fModels.end()) found->second.lastNamed = fRound;
 }
 
+void AskedModels::Keep(const std::string& unit) {
+  const auto found = fUnits.find(unit);
+  if (found != fUnits.end()) found->second.lastSeen = fRound;
+}
+
 vorn::optional<std::string> AskedModels::LatestVersionOf(const std::string& unit, const std::string& model) {
   Unit& known = fUnits[unit];
   known.lastSeen = fRound;
-  const bool mayRemember = MayRemember(known);
   auto found = fModels.find(model);
+  const bool isItsOwn = std::find(known.models.begin(), known.models.end(), found) != known.models.end();
+  const bool takes = !isItsOwn && MayTake(known);
   if (found == fModels.end()) {
-    if (!mayRemember) return {};
+    if (!takes) return {};
     if (!MakeRoom()) {
       fEvents.onRefused();
       return {};
     }
     found = fModels.emplace(model, Model{fMaker(model), fRound}).first;
   }
-  if (mayRemember) Remember(unit, found);
+  if (takes) Take(unit, known, found);
   return found->second.poller.GetLatestVersion();
 }
 
@@ -40,8 +46,8 @@ void AskedModels::Forget() {
   fModels.clear();
 }
 
-bool AskedModels::MayRemember(const Unit& unit) const {
-  return unit.models.size() < kMaxModelsOfUnit || fNow() >= unit.nextReplacement;
+bool AskedModels::MayTake(const Unit& unit) const {
+  return unit.taken < kMaxModelsOfUnit || fNow() >= unit.nextReplacement;
 }
 
 /// False if all are named at present.
@@ -55,16 +61,20 @@ bool AskedModels::MakeRoom() {
   return true;
 }
 
-void AskedModels::Remember(const std::string& unit, Models::iterator model) {
-  Unit& known = fUnits[unit];
-  if (std::find(known.models.begin(), known.models.end(), model) != known.models.end()) return;
-  known.models.push_back(model);
-  if (known.models.size() <= kMaxModelsOfUnit) return;
-  const auto oldest = known.models.front();
-  known.models.pop_front();
-  known.nextReplacement = fNow() + kFirmwarePollPeriod;
-  if (oldest->second.lastNamed != fRound && !HasUnit(oldest)) Drop(oldest);
-  fEvents.onReplaced(unit);
+// The pace does not depend on the number of models that it still has: others may have taken some from it.
+void AskedModels::Take(const std::string& name, Unit& unit, Models::iterator model) {
+  unit.models.push_back(model);
+  if (unit.taken < kMaxModelsOfUnit) {
+    ++unit.taken;
+    return;
+  }
+  unit.nextReplacement = fNow() + kFirmwarePollPeriod;
+  if (unit.models.size() > kMaxModelsOfUnit) {
+    const auto oldest = unit.models.front();
+    unit.models.pop_front();
+    if (oldest->second.lastNamed != fRound && !HasUnit(oldest)) Drop(oldest);
+  }
+  fEvents.onReplaced(name);
 }
 
 bool AskedModels::HasUnit(Models::iterator model) const {

@@ -23,8 +23,8 @@ namespace DeviceList {
 /// 2. At most kMaxModels are asked about. Of those that no unit names at present, the one that was named
 ///    longest ago gives way to a new one.
 ///
-/// Each update of the list is a round: Name for all units, then LatestVersionOf for all units, then EndRound.
-/// Belongs to one thread.
+/// Each update of the list is a round: Keep and Name for all units, then LatestVersionOf for all units, then
+/// EndRound. Belongs to one thread.
 class AskedModels {
  public:
   static constexpr std::size_t kMaxModels = 512;
@@ -40,6 +40,9 @@ class AskedModels {
 
   /// `now` is the clock of the replacements.
   AskedModels(Maker maker, Events events, vorn::Now now = vorn::Clock::now);
+
+  /// The unit is still polled, although it may name no model at present. Otherwise it is forgotten.
+  void Keep(const std::string& unit);
 
   /// A unit names the model at present.
   void Name(const std::string& model);
@@ -63,12 +66,13 @@ class AskedModels {
   struct Unit {
     Round lastSeen = 0;
     std::list<Models::iterator> models{};  // at most kMaxModelsOfUnit, the oldest first
+    std::size_t taken = 0;                 // how many models it has ever had, up to kMaxModelsOfUnit
     vorn::Clock::time_point nextReplacement{};
   };
 
-  [[nodiscard]] bool MayRemember(const Unit& unit) const;
+  [[nodiscard]] bool MayTake(const Unit& unit) const;
   [[nodiscard]] bool MakeRoom();
-  void Remember(const std::string& unit, Models::iterator model);
+  void Take(const std::string& name, Unit& unit, Models::iterator model);
   [[nodiscard]] bool HasUnit(Models::iterator model) const;
   void Drop(Models::iterator model);
 

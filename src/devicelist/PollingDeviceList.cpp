@@ -123,6 +123,7 @@ bool PollingDeviceList::UpdateList() {
   collected.reserve(fUnits.All().size());
   for (const auto& poller : fUnits.All()) {
     collected.push_back(Assemble(*poller));
+    fModels.Keep(collected.back().url);
     if (const auto& model = collected.back().modelID) fModels.Name(*model);
   }
   for (ExtendedDeviceInfo& info : collected) {

@@ -100,6 +100,28 @@ TEST_F(AskedModelsTest, UnitReplacesOneModelInThePeriodOfTheQueries) {
   EXPECT_EQ(fMade.back(), "100");
 }
 
+TEST_F(AskedModelsTest, UnitsThatReplaceEachOthersModelsKeepToThePeriodToo) {
+  constexpr std::size_t kUnits = AskedModels::kMaxModels / AskedModels::kMaxModelsOfUnit;
+  for (int round = 0; round < 40; ++round) {
+    Named named;
+    for (std::size_t i = 0; i < kUnits; ++i) {
+      named.emplace_back("bad " + std::to_string(i), std::to_string(round) + "/" + std::to_string(i));
+    }
+    Round(named);
+    fTime += std::chrono::seconds(3);
+  }
+  EXPECT_EQ(fMade.size(), kUnits * (AskedModels::kMaxModelsOfUnit + 1));
+}
+
+TEST_F(AskedModelsTest, UnitThatNamesNoModelForAMomentIsRemembered) {
+  for (int i = 0; i < 40; ++i) {
+    Round({{"bad", std::to_string(i)}});
+    fModels.Keep("bad");
+    fModels.EndRound();
+  }
+  EXPECT_EQ(fMade.size(), AskedModels::kMaxModelsOfUnit + 1);
+}
+
 TEST_F(AskedModelsTest, UnitThatReplacesModelsDelaysNoOtherUnit) {
   for (int i = 0; i < 100; ++i) Round({{"bad", std::to_string(i)}});
   Round({{"bad", "100"}, {"good", "16A"}});
