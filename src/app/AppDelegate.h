@@ -38,7 +38,7 @@ class AppDelegate final : public LaunchAtLogin {
   /// References must live longer than the controller.
   struct Makers {
     UrlOpener& urlOpener;
-    LoginItems& loginItems;
+    LoginItems* loginItems;           ///< null if the program is not installed
     std::function<void()> terminate;  ///< ends the program after the current event
     std::string bundleVersion;
     std::function<Dispatch&()> dispatch;

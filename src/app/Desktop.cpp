@@ -37,7 +37,7 @@ Desktop::~Desktop() {
 AppDelegate::Makers Desktop::Makers() {
   return {
       .urlOpener = fOpener,
-      .loginItems = fLoginItems,
+      .loginItems = TrialFolder().empty() ? &fLoginItems : nullptr,
       .terminate = [this] { Terminate(); },
       .bundleVersion = Identity::kBundleVersion,
       .dispatch = [this]() -> Dispatch& { return Queues(); },

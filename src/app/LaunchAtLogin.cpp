@@ -15,20 +15,21 @@ std::string LaunchAtLogin::getLauncherName() {
 }
 
 void LaunchAtLogin::setLaunchOnLogin(bool enabled) {
-  if (!fItems.SetEnabled(getLauncherName(), enabled)) WriteToConsole(kLoginItemFailed);
+  if (fItems && !fItems->SetEnabled(getLauncherName(), enabled)) WriteToConsole(kLoginItemFailed);
 }
 
 bool LaunchAtLogin::launchOnLogin() {
-  const auto job = fItems.JobLabelled(getLauncherName());
+  if (!fItems) return false;
+  const auto job = fItems->JobLabelled(getLauncherName());
   return job && job->onDemand;
 }
 
 bool LaunchAtLogin::appInLoginItems() {
-  return fItems.JobLabelled(getLauncherName()).has_value();
+  return fItems && fItems->JobLabelled(getLauncherName()).has_value();
 }
 
 void LaunchAtLogin::repairLoginItem() {
-  if (!fItems.Repair(getLauncherName())) WriteToConsole(kLoginItemFailed);
+  if (fItems && !fItems->Repair(getLauncherName())) WriteToConsole(kLoginItemFailed);
 }
 
 }  // namespace vorn::app

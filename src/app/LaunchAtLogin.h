@@ -9,12 +9,14 @@ namespace vorn::app {
 
 /// The part of the application's controller for the login item: whether the login launcher starts the
 /// program. Nothing is kept: every answer comes from the system. A failed change writes a console message and
-/// changes nothing. Main thread only.
+/// changes nothing. A program that is not installed cannot be started at login: it neither reads nor changes
+/// the login item, which may belong to an installed one. Main thread only.
 class LaunchAtLogin : public ui::PanelOwner {
  public:
   /// Identifier of the login launcher.
   [[nodiscard]] static std::string getLauncherName();
 
+  bool canLaunchOnLogin() override { return fItems != nullptr; }
   void setLaunchOnLogin(bool enabled) override;
   bool launchOnLogin() override;
   /// Whether the login item exists, switched on or off. Nothing in the program asks; it belongs to this
@@ -22,14 +24,14 @@ class LaunchAtLogin : public ui::PanelOwner {
   [[nodiscard]] bool appInLoginItems();
 
  protected:
-  /// `items` must live longer than this object.
-  explicit LaunchAtLogin(LoginItems& items) : fItems(items) {}
+  /// `items` must live longer than this object. Null if the program is not installed.
+  explicit LaunchAtLogin(LoginItems* items) : fItems(items) {}
 
   /// If an item is on but its program no longer exists, makes it start this program.
   void repairLoginItem();
 
  private:
-  LoginItems& fItems;
+  LoginItems* const fItems;
 };
 
 }  // namespace vorn::app

@@ -19,6 +19,7 @@
 #include "foundation/Console.h"
 #include "foundation/Process.h"
 #include "notification/Notifier.h"
+#include "platform/linux/files/UserFolders.h"
 
 namespace vorn::app {
 namespace {
@@ -142,8 +143,11 @@ int RunStatusItem(ApplicationService& service, Desktop& desktop,
   return status;
 }
 
+/// A trial run has a name of its own on the bus, so that it is a program beside the installed one.
 ApplicationService MakeService(ApplicationService::Offer offer) {
-  return {QString::fromLatin1(Identity::kIdentifier), QString::fromLatin1(Identity::kObjectPath), offer};
+  auto name = QString::fromLatin1(Identity::kIdentifier);
+  if (!TrialFolder().empty()) name += QStringLiteral(".Trial");
+  return {name, QString::fromLatin1(Identity::kObjectPath), offer};
 }
 
 int RunWithDisplay(int& argc, char** argv, const StartReason& reason, std::optional<Display> display) {
@@ -186,6 +190,9 @@ int RunWithoutDisplay(int& argc, char** argv, const StartReason& reason) {
 
 int RunProgram(int& argc, char** argv) {
   const StartReason reason = TakeStartReason();
+  if (const auto trial = TrialFolder(); !trial.empty()) {
+    WriteToConsole("Trial run: settings and notifications are kept in " + trial.string());
+  }
   std::optional<Display> display(std::in_place);
   if (!display->Answers()) return RunWithoutDisplay(argc, argv, reason);
   return RunWithDisplay(argc, argv, reason, std::move(display));

@@ -38,6 +38,8 @@ class PanelOwner {
   /// Shows or hides the panel; a request for the present state does nothing.
   virtual void setPanelVisible(bool visible) = 0;
 
+  /// Whether launching at login can be switched on and off; the same as long as the owner lives.
+  virtual bool canLaunchOnLogin() = 0;
   virtual bool launchOnLogin() = 0;
   virtual void setLaunchOnLogin(bool enabled) = 0;
   virtual bool showSwitches() = 0;

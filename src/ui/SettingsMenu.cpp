@@ -15,6 +15,10 @@ SettingsMenu::SettingsMenu(PanelOwner& owner, Quit quit, QWidget* parent)
       fShouldNotify(addCheckMark(QStringLiteral("Notify About Updates"), &SettingsMenu::toggleNotify)),
       fCheckForUpdates(
           addCheckMark(QStringLiteral("Check for New Firmware"), &SettingsMenu::toggleCheckForUpdates)) {
+  if (!owner.canLaunchOnLogin()) {
+    fLaunchOnStart->setText(QStringLiteral("Launch at Login (not installed)"));
+    fLaunchOnStart->setEnabled(false);
+  }
   setTitle(QStringLiteral("Settings"));
   setAccessibleName(title());
   if (quit == Quit::Offered) {

@@ -11,6 +11,15 @@ HOME = f"{STATE}/home"
 BIN = f"{STATE}/bin"
 RUNTIME = f"{STATE}/runtime"
 SETTINGS = f"{HOME}/.config/vorn-device-finder/settings.conf"
+TRIAL = "VORN_DEVICE_FINDER_TRIAL"
+SEPARATE_HOME = {
+    "HOME": HOME,
+    "XDG_CONFIG_HOME": f"{HOME}/.config",
+    "XDG_DATA_HOME": f"{HOME}/.local/share",
+    "XDG_STATE_HOME": f"{HOME}/.local/state",
+    "XDG_CACHE_HOME": f"{HOME}/.cache",
+    TRIAL: "",  # the programs use this home, as installed ones do
+}
 BROWSERS = ("xdg-open", "x-www-browser", "sensible-browser")
 
 
@@ -31,7 +40,8 @@ def prepare():
 def of(given):
     """The environment of a program: the caller's, without anything of the user's real home.
 
-    The runtime folder stays if it can be used, because a Wayland display's socket is only there.
+    The runtime folder stays if it can be used, because a Wayland display's socket is only there. In a trial run the
+    home stays too, because the program keeps nothing there, but the user's theme is there.
     """
     kept = {name: value for name, value in given.items() if not name.lower().endswith("_proxy")}
     authority = f"{given.get('HOME', '')}/.Xauthority"
@@ -40,11 +50,7 @@ def of(given):
     runtime = kept.get("XDG_RUNTIME_DIR", "")
     return {
         **kept,
-        "HOME": HOME,
-        "XDG_CONFIG_HOME": f"{HOME}/.config",
-        "XDG_DATA_HOME": f"{HOME}/.local/share",
-        "XDG_STATE_HOME": f"{HOME}/.local/state",
-        "XDG_CACHE_HOME": f"{HOME}/.cache",
+        **({} if given.get(TRIAL) else SEPARATE_HOME),
         "XDG_RUNTIME_DIR": runtime if os.access(runtime, os.W_OK) else RUNTIME,
         "PATH": f"{BIN}:{kept.get('PATH', '/usr/bin:/bin')}",
         "BROWSER": f"{BIN}/{BROWSERS[0]}",

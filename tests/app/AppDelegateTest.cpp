@@ -556,6 +556,26 @@ TEST_F(LoginItemTest, IsSwitchedAndAFailureGoesToTheConsoleOnly) {
   EXPECT_FALSE(fDelegate->launchOnLogin());
 }
 
+TEST_F(LoginItemTest, IsNeitherReadNorChangedByAProgramThatIsNotInstalled) {
+  Jobs()[Identity::kLauncherIdentifier] = true;  // of an installed one
+  fAround.fLoginItems.fRepaired.clear();
+  fAround.fIsInstalled = false;
+  fAround.fDefaults.fBools.erase("AlreadyRun");
+  fDelegate.reset();
+  ::testing::internal::CaptureStderr();
+  Launch();  // for the first time
+  EXPECT_TRUE(fAround.fDefaults.fBools.at("AlreadyRun"));
+  fDelegate.reset();
+  Launch();
+  EXPECT_FALSE(fDelegate->canLaunchOnLogin());
+  EXPECT_FALSE(fDelegate->launchOnLogin());
+  EXPECT_FALSE(fDelegate->appInLoginItems());
+  fDelegate->setLaunchOnLogin(false);
+  EXPECT_EQ(::testing::internal::GetCapturedStderr(), "");
+  EXPECT_TRUE(Jobs().at(Identity::kLauncherIdentifier));
+  EXPECT_THAT(fAround.fLoginItems.fRepaired, IsEmpty());
+}
+
 // --- driver notification --------------------------------------------------
 
 class DriverNotificationTest : public AppDelegateTest {

@@ -116,7 +116,7 @@ class Collaborators {
   AppDelegate::Makers Makers() {
     return {
         .urlOpener = fOpener,
-        .loginItems = fLoginItems,
+        .loginItems = fIsInstalled ? &fLoginItems : nullptr,
         .terminate = [this] { ++fTerminated; },
         .bundleVersion = fBundleVersion,
         .dispatch = [this]() -> Dispatch& { return fQueues; },
@@ -163,6 +163,7 @@ class Collaborators {
   std::string fBundleVersion = "1.2.3+4";
   vorn::testing::FakeUrlOpener fOpener;
   FakeLoginItems fLoginItems;
+  bool fIsInstalled = true;
   vorn::testing::FakeUserDefaults fDefaults;
   vorn::testing::FakeNotificationCenter fCenter;
   FakeStatusBar::Seen fStatusBar;

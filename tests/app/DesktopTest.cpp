@@ -30,6 +30,14 @@ TEST(DesktopTest, MakesTheItemAsLongAsItIsAskedFor) {
   EXPECT_EQ(widths, std::vector<int>{25});
 }
 
+TEST(DesktopTest, HasLoginItemsUnlessThisIsATrialRun) {
+  Desktop desktop;
+  for (const bool isTrial : {false, true}) {
+    const vorn::testing::ScopedEnvironment trial("VORN_DEVICE_FINDER_TRIAL", isTrial ? "/nonexistent" : "");
+    EXPECT_EQ(desktop.Makers().loginItems == nullptr, isTrial);
+  }
+}
+
 TEST(DesktopTest, SaysInThePanelOnceThatAPageCouldNotBeOpened) {
   const vorn::testing::ScopedEnvironment path("PATH", "/nonexistent");
   ui::ScriptedOwner owner;

@@ -59,6 +59,7 @@ class Desktop:
             "PATH": f"{folder / 'bin'}:/usr/bin:/bin",
             "LANG": "C.UTF-8",
             "DBUS_SYSTEM_BUS_ADDRESS": f"unix:path={folder / 'no-system-bus'}",
+            "VORN_DEVICE_FINDER_TRIAL": "",  # the program behaves as installed
         }
         # The sanitizers' own settings, if the program is built with one.
         self.environment |= {name: value for name, value in os.environ.items() if name.endswith("SAN_OPTIONS")}

@@ -4,6 +4,7 @@ import fcntl
 import os
 import pathlib
 import re
+import shutil
 import signal
 import subprocess
 import sys
@@ -398,6 +399,57 @@ def test_a_login_item_that_cannot_be_written_is_reported_on_the_console(desktop)
     (desktop.home / ".config" / "autostart").write_text("in the way")
     desktop.start_and_wait_until_it_runs()
     assert "Launch On Login failed" in desktop.console()
+
+
+# --- a program that is not installed -------------------------------------------
+
+TRIAL_NAME = f"{NAME}.Trial"
+
+
+@pytest.fixture
+def build(desktop):
+    """A build folder with a copy of the program."""
+    folder = desktop.folder / "build"
+    (folder / "bin").mkdir(parents=True)
+    (folder / "CMakeCache.txt").touch()
+    shutil.copy(PROGRAM, folder / "bin")
+    return folder
+
+
+def start_trial(desktop, program, folder, variable=None):
+    """Starts it, and waits until the first run has left its mark in the folder."""
+    process = desktop.start(program, VORN_DEVICE_FINDER_TRIAL=variable)
+    assert eventually((folder / "settings.conf").exists), desktop.console()
+    return process
+
+
+def test_a_program_in_its_build_folder_keeps_everything_there(desktop, build):
+    trial = build / "trial"
+    program = start_trial(desktop, build / "bin" / PROGRAM.name, trial)
+    end(program, desktop)
+    assert "AlreadyRun=true" in (trial / "settings.conf").read_text()
+    assert (trial / "notices.conf.owner").exists()  # the waiting notifications would be beside it
+    assert f"Trial run: settings and notifications are kept in {trial}\n" in desktop.console()
+    assert not list(desktop.home.iterdir()), "no settings, no login item"
+
+
+def test_a_trial_run_keeps_everything_in_the_folder_that_the_environment_names(desktop):
+    folder = desktop.folder / "elsewhere"
+    end(start_trial(desktop, PROGRAM, folder, variable=str(folder)), desktop)
+    assert not list(desktop.home.iterdir())
+
+
+def test_a_trial_run_is_a_program_beside_the_installed_one(desktop, build):
+    desktop.start_and_wait_until_it_runs()
+    item, settings = desktop.login_item().read_bytes(), desktop.settings().read_bytes()
+    program = start_trial(desktop, build / "bin" / PROGRAM.name, build / "trial")
+    assert eventually(lambda: desktop.bus.name_has_owner(TRIAL_NAME)), desktop.console()
+    assert not desktop.panel_is_visible(), "the trial run did not ask the installed program for its panel"
+    assert desktop.start(build / "bin" / PROGRAM.name, VORN_DEVICE_FINDER_TRIAL=None).wait(10) == 0
+    assert eventually(desktop.panel_is_visible), desktop.console()  # the first trial run's
+    end(program, desktop)
+    assert desktop.is_running()
+    assert (desktop.login_item().read_bytes(), desktop.settings().read_bytes()) == (item, settings)
 
 
 # --- settings that cannot be read --------------------------------------------

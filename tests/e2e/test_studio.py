@@ -263,6 +263,16 @@ def test_a_program_has_folders_of_its_own_and_the_callers_user_id(make_studio, m
     assert lines[2:] == ["[General]", "updateServerRoot=http://10.77.0.2:8080/api/", "0"]
 
 
+def test_a_trial_run_keeps_the_users_home_for_its_theme(make_studio, monkeypatch, tmp_path):
+    monkeypatch.setenv("HOME", str(tmp_path))
+    monkeypatch.setenv("XDG_CONFIG_HOME", f"{tmp_path}/settings")
+    monkeypatch.setenv("VORN_DEVICE_FINDER_TRIAL", f"{tmp_path}/trial")
+    script = 'echo "$HOME $XDG_CONFIG_HOME $VORN_DEVICE_FINDER_TRIAL"; grep updates.vorn.example /etc/hosts'
+    lines = make_studio().run(["sh", "-c", script]).stdout.splitlines()
+    assert lines[0] == f"{tmp_path} {tmp_path}/settings {tmp_path}/trial"
+    assert lines[1:], "the default update server must be the studio's, because nothing else names it"
+
+
 def test_a_socket_of_the_desktop_stays_reachable(make_studio):
     studio = make_studio()
     folder = tempfile.mkdtemp()

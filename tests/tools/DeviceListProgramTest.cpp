@@ -37,7 +37,7 @@ constexpr std::chrono::seconds kPromptly{2};
 Program::Setup WithoutResponder() {
   Program::Setup setup;
   setup.environment = {"DBUS_SYSTEM_BUS_ADDRESS=unix:path=/nonexistent/bus", "XDG_CONFIG_HOME=/nonexistent",
-                       "HOME=/nonexistent", "TSAN_OPTIONS=atexit_sleep_ms=0"};
+                       "HOME=/nonexistent", "VORN_DEVICE_FINDER_TRIAL=", "TSAN_OPTIONS=atexit_sleep_ms=0"};
   return setup;
 }
 
@@ -98,6 +98,15 @@ TEST(DeviceListProgramTest, JsonWithoutUnitsIsAnEmptyList) {
   const Result result = RunToTheEnd({"--json", "--wait", "0"});
   EXPECT_EQ(result.exitCode, 3) << "nobody has answered in no time";
   EXPECT_EQ(result.output, "{\"units\":[]}\n");
+}
+
+TEST(DeviceListProgramTest, ATrialRunSaysWhereItsSettingsAre) {
+  auto setup = WithoutResponder();
+  setup.environment.insert(setup.environment.begin(), "VORN_DEVICE_FINDER_TRIAL=/nonexistent/trial");
+  Program program(VORN_DEVICE_LIST, {"--wait", "0"}, setup);
+  EXPECT_EQ(program.Wait(), 3);
+  EXPECT_THAT(program.ErrorOutput(), StartsWith("vorn-device-list: Trial run: settings are read from "
+                                                "/nonexistent/trial/settings.conf\n"));
 }
 
 TEST(DeviceListProgramTest, SignalEndsAWatchPromptlyWithZero) {

@@ -38,6 +38,7 @@ class ScriptedOwner : public PanelOwner {
       kept->close();
     }
   }
+  bool canLaunchOnLogin() override { return fCanLaunch; }
   bool launchOnLogin() override {
     ++fSettingsRead;
     return fLaunch;
@@ -69,6 +70,7 @@ class ScriptedOwner : public PanelOwner {
   int fDeactivations = 0;
   int fQuits = 0;
   int fSettingsRead = 0;
+  bool fCanLaunch = true;
   bool fLaunch = false;
   bool fSwitches = false;
   bool fNotify = true;

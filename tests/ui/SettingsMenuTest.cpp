@@ -70,6 +70,17 @@ TEST(SettingsMenuTest, ASettingThatDidNotTakeIsNotShownAsSet) {
   EXPECT_FALSE(menu.launchOnStart()->isChecked());
 }
 
+TEST(SettingsMenuTest, SaysWhyTheProgramCannotBeStartedAtLogin) {
+  ScriptedOwner owner;
+  owner.fCanLaunch = false;
+  SettingsMenu menu(owner, SettingsMenu::Quit::NotOffered);
+  EXPECT_EQ(Titles(menu)[0], "Launch at Login (not installed)");
+  EXPECT_FALSE(menu.launchOnStart()->isEnabled());
+  EXPECT_FALSE(menu.launchOnStart()->isChecked());
+  Choose(menu, menu.launchOnStart());
+  EXPECT_FALSE(owner.fLaunch);
+}
+
 TEST(SettingsMenuTest, QuitAsksTheOwner) {
   ScriptedOwner owner;
   SettingsMenu menu(owner, SettingsMenu::Quit::Offered);

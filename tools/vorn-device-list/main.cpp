@@ -14,6 +14,7 @@
 #include "foundation/Console.h"
 #include "foundation/Log.h"
 #include "foundation/Process.h"
+#include "platform/linux/files/UserFolders.h"
 #include "platform/linux/network/AVBCapabilityLinux.h"
 #include "platform/linux/network/NetworkServicesLinux.h"
 #include "platform/linux/processes/ChildProcessLauncherLinux.h"
@@ -56,6 +57,9 @@ int ListInterfaces(bool json) {
 
 int ListUnits(Options options) {
   PrepareProcess(options);
+  if (!vorn::TrialFolder().empty()) {
+    vorn::WriteToConsole("Trial run: settings are read from " + vorn::UserSettingsPath().string());
+  }
   auto settings = vorn::IniUserDefaults::ReadOnly(vorn::UserSettingsPath());
   options.offline = options.offline || !DeviceList::UpdateServer::MayBeAsked(settings);
   return vorn::devicelisttool::RunList(options, DeviceList::UpdateServer::FromSettings(settings));

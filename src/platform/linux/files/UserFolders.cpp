@@ -9,6 +9,9 @@
 namespace vorn {
 namespace {
 
+constexpr char kOwnFolder[] = "vorn-device-finder";
+constexpr char kTrialVariable[] = "VORN_DEVICE_FINDER_TRIAL";
+
 std::filesystem::path AbsoluteFromEnvironment(const char* variable) {
   const char* value = std::getenv(variable);
   std::filesystem::path path = value ? value : "";
@@ -21,6 +24,21 @@ std::filesystem::path UserFolder(const char* variable, const char* inHome) {
   if (!folder.empty()) return folder;
   const auto home = UserHomeFolder();
   return home.empty() ? home : home / inHome;
+}
+
+// The build folder that contains the running program; empty if it is installed. CMake keeps its own file
+// there, and the build puts the programs into "bin".
+std::filesystem::path BuildFolder() {
+  auto folder = ProgramFolder().parent_path();
+  std::error_code error;
+  return std::filesystem::is_regular_file(folder / "CMakeCache.txt", error) ? folder
+                                                                            : std::filesystem::path();
+}
+
+std::filesystem::path OwnFolder(const std::filesystem::path& inUserFolder) {
+  auto trial = TrialFolder();
+  if (!trial.empty() || inUserFolder.empty()) return trial;
+  return inUserFolder / kOwnFolder;
 }
 
 }  // namespace
@@ -45,6 +63,20 @@ std::filesystem::path ProgramFolder() {
   std::error_code error;
   const auto program = std::filesystem::read_symlink("/proc/self/exe", error);
   return error ? std::filesystem::path() : program.parent_path();
+}
+
+std::filesystem::path TrialFolder() {
+  if (const char* named = std::getenv(kTrialVariable)) return named;
+  const auto build = BuildFolder();
+  return build.empty() ? build : build / "trial";
+}
+
+std::filesystem::path OwnSettingsFolder() {
+  return OwnFolder(UserConfigFolder());
+}
+
+std::filesystem::path OwnStateFolder() {
+  return OwnFolder(UserStateFolder());
 }
 
 }  // namespace vorn

@@ -20,8 +20,8 @@ FileDescriptor OpenLock(const std::filesystem::path& path) {
 }  // namespace
 
 std::filesystem::path UserNotificationsPath() {
-  const auto folder = UserStateFolder();
-  return folder.empty() ? folder : folder / "vorn-device-finder" / "notices.conf";
+  const auto folder = OwnStateFolder();
+  return folder.empty() ? folder : folder / "notices.conf";
 }
 
 NotificationState::NotificationState(const std::filesystem::path& path, std::chrono::milliseconds patience)

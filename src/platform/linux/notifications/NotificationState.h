@@ -9,8 +9,8 @@
 
 namespace vorn {
 
-/// Where the notifications of this user are kept: vorn-device-finder/notices.conf in the user's folder for
-/// state. Empty if there is no home folder. Reads the environment: main thread.
+/// Where the notifications of this user are kept: notices.conf in OwnStateFolder. Empty if there is no home
+/// folder. Reads the environment: main thread.
 [[nodiscard]] std::filesystem::path UserNotificationsPath();
 
 /// The user's file of notifications. One program has it at a time, because two programs of one user, on two

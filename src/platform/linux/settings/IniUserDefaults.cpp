@@ -172,8 +172,8 @@ class IniUserDefaults::Impl {
 };
 
 std::filesystem::path UserSettingsPath() {
-  const auto folder = UserConfigFolder();
-  return folder.empty() ? folder : folder / "vorn-device-finder" / "settings.conf";
+  const auto folder = OwnSettingsFolder();
+  return folder.empty() ? folder : folder / "settings.conf";
 }
 
 IniUserDefaults::IniUserDefaults(const std::filesystem::path& path)

@@ -14,8 +14,8 @@
 
 namespace vorn {
 
-/// The settings file of this program for its user: vorn-device-finder/settings.conf in the user's folder for
-/// settings. Empty if there is no home folder. Reads the environment: main thread.
+/// The settings file of this program for its user: settings.conf in OwnSettingsFolder. Empty if there is no
+/// home folder. Reads the environment: main thread.
 [[nodiscard]] std::filesystem::path UserSettingsPath();
 
 /// User defaults in an INI file (SettingsFile.h). Memory holds the whole file.

@@ -219,5 +219,21 @@ TEST_F(WholeFileTest, KnowsTheUsersFoldersByTheEnvironmentWhereThatNamesAbsolute
   EXPECT_EQ(ProgramFolder(), std::filesystem::canonical("/proc/self/exe").parent_path());
 }
 
+TEST_F(WholeFileTest, KeepsEverythingOfATrialRunInTheFolderThatTheEnvironmentNames) {
+  const testing::ScopedEnvironment config("XDG_CONFIG_HOME", "/config");
+  const testing::ScopedEnvironment state("XDG_STATE_HOME", "/state");
+  {
+    const testing::ScopedEnvironment trial("VORN_DEVICE_FINDER_TRIAL", "/tree/trial");
+    EXPECT_EQ(TrialFolder(), "/tree/trial");
+    EXPECT_EQ(OwnSettingsFolder(), "/tree/trial");
+    EXPECT_EQ(OwnStateFolder(), "/tree/trial");
+    EXPECT_EQ(UserConfigFolder(), "/config");  // where the theme is
+  }
+  const testing::ScopedEnvironment installed("VORN_DEVICE_FINDER_TRIAL", "");
+  EXPECT_EQ(TrialFolder(), "");
+  EXPECT_EQ(OwnSettingsFolder(), "/config/vorn-device-finder");
+  EXPECT_EQ(OwnStateFolder(), "/state/vorn-device-finder");
+}
+
 }  // namespace
 }  // namespace vorn
