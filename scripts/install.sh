@@ -1,14 +1,15 @@
 # Installs packages from Debian; sourced by packages.sh, which lists them.
 
-# Packages whose services Debian would start and enable. Nothing here needs
-# these services. The tests start what they talk to.
-with_services="avahi-daemon network-manager wpasupplicant"
+# Packages of packages.sh with services that Debian would start, for the system or
+# at a user's next login. Nothing here needs these services. The tests start what
+# they talk to.
+with_services="avahi-daemon mako-notifier network-manager seatd waybar wpasupplicant"
 service_policy=/usr/sbin/policy-rc.d  # Debian's packages ask it before they start a service
 
-# install_packages PURPOSE...: installs the missing packages of these purposes
-# and prints them. On a terminal it asks first, unless VORN_YES or CI is set.
+# install_packages PURPOSE...: installs the missing packages of these purposes.
+# It first prints them, and on a terminal it asks, unless VORN_YES or CI is set.
 install_packages() {
-  local groups packages as_root=()
+  local groups packages plan as_root=() has_lists=
   mapfile -t groups < <(missing "$@")
   [ ${#groups[@]} -gt 0 ] || return 0
   if ! command -v apt-get >/dev/null; then
@@ -22,15 +23,28 @@ install_packages() {
     fi
     as_root=(sudo)
   fi
-  mapfile -t packages < <(available "${groups[@]}")
-  tell_what_is_installed "${packages[@]}"
+  make_plan
+  if ! grep -q 'newly installed' <<<"$plan"; then
+    echo "Fetching the lists of Debian's packages, because there are none or they are too old." >&2
+    apt_get update || return
+    has_lists=1
+    make_plan
+  fi
+  tell_plan
   if ! confirmed; then
     echo "Nothing was installed." >&2
     return 1
   fi
-  apt_get update || return
+  [ "$has_lists" ] || apt_get update || return
   mapfile -t packages < <(available "${groups[@]}")
   install_with_services_stopped "${packages[@]}"
+}
+
+# make_plan: sets $packages to the packages for $groups, and $plan to what apt
+# would do.
+make_plan() {
+  mapfile -t packages < <(available "${groups[@]}")
+  plan=$(LC_ALL=C apt-get -o Debug::NoLocking=1 --assume-no --no-install-recommends install "${packages[@]}" 2>/dev/null) || true
 }
 
 # missing PURPOSE...: the groups without an installed package.
@@ -66,22 +80,23 @@ available() {
   done
 }
 
-tell_what_is_installed() {
-  local plan package services=
-  echo "Installing from Debian: $*" >&2
-  # A bare system has no package lists, so there is nothing more to print yet.
-  plan=$(LC_ALL=C apt-get -o Debug::NoLocking=1 --assume-no --no-install-recommends install "$@" 2>/dev/null) || true
+tell_plan() {
+  local package services= new
+  new=$(awk '/^[^ ]/ { is_new = /NEW packages/ } is_new' <<<"$plan")
+  echo "Missing packages of Debian: ${packages[*]}" >&2
   grep -E 'newly installed|Need to get|additional disk space' <<<"$plan" >&2 || true
   for package in $with_services; do
-    if grep -q "^ .*\b$package\b" <<<"$plan" && ! is_installed "$package"; then services="$services $package"; fi
+    if grep -qE " $package( |$)" <<<"$new"; then services="$services $package"; fi
   done
   [ -z "$services" ] || echo "These contain services, which stay stopped and disabled:$services" >&2
 }
 
+# Somebody who has redirected the messages is asked too.
 confirmed() {
   local answer
-  if [ -n "${VORN_YES:-}${CI:-}" ] || [ ! -t 0 ] || [ ! -t 2 ]; then return 0; fi
-  read -r -p "Install them? [Y/n] " answer
+  if [ -n "${VORN_YES:-}${CI:-}" ] || [ ! -t 0 ]; then return 0; fi
+  printf 'Install them? [Y/n] ' 2>/dev/null >/dev/tty || printf 'Install them? [Y/n] ' >&2
+  read -r answer || return
   [[ ! $answer =~ ^[nN] ]]
 }
 
@@ -103,20 +118,27 @@ apt_get() {
   return "$status"
 }
 
-# In a subshell. Its end removes the policy that keeps services from starting.
+# In a subshell. Its end removes the policy that keeps new services from starting.
 install_with_services_stopped() (
-  new=
-  for package in $with_services; do
-    is_installed "$package" || new="$new $package"
-  done
-  if [ -n "$new" ] && [ ! -e "$service_policy" ]; then
+  before=$(installed_packages)
+  if [ ! -e "$service_policy" ]; then
     trap '"${as_root[@]}" rm -f "$service_policy"' EXIT
-    printf '#!/bin/sh\nexit 101\n' | "${as_root[@]}" install -m 755 /dev/stdin "$service_policy"
+    printf '#!/bin/sh\n[ "$2" = restart ] || exit 101\n' | "${as_root[@]}" install -m 755 /dev/stdin "$service_policy"
   fi
   apt_get install -y --no-install-recommends "$@" || exit
   command -v systemctl >/dev/null || exit 0
-  for package in $new; do
-    units=$(dpkg -L "$package" 2>/dev/null | sed -n 's#.*/systemd/system/\([^/]*\.\(service\|socket\)\)$#\1#p') || continue
-    [ -z "$units" ] || "${as_root[@]}" systemctl --quiet disable $units 2>/dev/null || true
-  done
+  disable_units $(LC_ALL=C comm -13 <(echo "$before") <(installed_packages))
 )
+
+installed_packages() { dpkg-query -W -f '${Package} ${db:Status-Status}\n' | sed -n 's/ installed$//p' | LC_ALL=C sort; }
+
+# disable_units PACKAGE...: what these start for the system, or at a login.
+disable_units() {
+  local kind units
+  for kind in system user; do
+    units=$(dpkg -L "$@" 2>/dev/null | sed -nE "s#.*/systemd/$kind/([^/]*\.(service|socket|timer|path))\$#\1#p") || true
+    [ -n "$units" ] || continue
+    [ "$kind" = system ] || units="--global $units"
+    "${as_root[@]}" systemctl --quiet disable $units 2>/dev/null || true
+  done
+}

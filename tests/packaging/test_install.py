@@ -10,21 +10,36 @@ import pytest
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 
 TOOLS = {
-    "dpkg-query": """grep -qx "${!#}" installed && printf installed""",
-    "dpkg": """grep -qx "$2" installed && printf '/usr/lib/systemd/system/%s.%s\\n' "$2" service "$2" socket""",
+    "dpkg-query": """
+        case "${!#}" in
+          *Status*) sed 's/$/ installed/' installed ;;
+          *) grep -qx "${!#}" installed && printf installed ;;
+        esac""",
+    "dpkg": """
+        for package; do
+          case $package in
+            base) echo /usr/lib/systemd/system/base.service ;;
+            avahi-daemon) printf '/usr/lib/systemd/system/avahi-daemon.%s\\n' service socket ;;
+            libthing) echo /usr/lib/systemd/user/libthing.service ;;
+          esac
+        done""",
     "apt-cache": """! grep -qx "$2" unknown""",
     "apt-get": """
         case " $* " in
           *" --assume-no "*)
+            if [ -e no-lists ]; then echo "E: Unable to locate package avahi-daemon" >&2; exit 100; fi
+            printf 'Suggested packages:\\n  waybar\\n'
             printf 'The following NEW packages will be installed:\\n  avahi-daemon libthing\\n'
             printf '0 upgraded, 2 newly installed, 0 to remove.\\nNeed to get 77 kB of archives.\\n'
             exit 1 ;;
           *" update "*)
             echo "apt-get update" >>done
+            rm -f no-lists
             if [ -e locked ]; then rm locked; echo "E: Could not get lock /var/lib/dpkg/lock" >&2; exit 100; fi ;;
           *" install "*)
             echo "apt-get install ${*: -2}" >>done
-            ./policy && echo "services may start" >>done
+            ./policy avahi-daemon start && echo "new services start" >>done
+            ./policy base restart || echo "old services stay as they are" >>done
             printf '%s\\n' "${@: -2}" >>installed ;;
         esac""",
     "systemctl": """echo "systemctl $*" >>done""",
@@ -41,6 +56,7 @@ echo "went on"
 INSTALLED = [
     "apt-get update", "apt-get install avahi-daemon libthing",
     "systemctl --quiet disable avahi-daemon.service avahi-daemon.socket",
+    "systemctl --quiet disable --global libthing.service",
 ]
 
 
@@ -49,8 +65,8 @@ class System:
         self.folder = folder
         (folder / "scripts").symlink_to(ROOT / "scripts")
         (folder / "bin").mkdir()
-        for name in ("installed", "done"):
-            (folder / name).touch()
+        (folder / "installed").write_text("base\n")
+        (folder / "done").touch()
         (folder / "unknown").write_text("libthing-14-dev\n")
         for name, text in TOOLS.items():
             (folder / "bin" / name).write_text(f"#!/bin/bash\nPATH=/usr/bin:/bin\n{text}\n")
@@ -73,12 +89,13 @@ class System:
             stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, check=False, timeout=60,
         )
 
-    def run_on_terminal(self, answer, **environment):
-        """Runs the script on a terminal where a person types the answer. Returns the text of the terminal."""
+    def run_on_terminal(self, answer, stderr=None, **environment):
+        """Runs the script on a terminal where a person types the answer. Returns the text of the terminal. The session
+        is a new one, so that the terminal of whoever runs the tests stays out of it."""
         ours, theirs = pty.openpty()
         process = subprocess.Popen(
             ["/bin/bash", "-c", SCRIPT], cwd=self.folder, env=self._environment | environment, stdin=theirs,
-            stdout=theirs, stderr=theirs,
+            stdout=theirs, stderr=stderr or theirs, start_new_session=True,
         )
         os.close(theirs)
         os.write(ours, answer.encode() + b"\n")
@@ -113,7 +130,7 @@ def test_a_policy_of_the_systems_own_stays(system):
     policy.write_text("#!/bin/sh\nexit 0\n")
     policy.chmod(0o755)
     system.run()
-    assert "services may start" in system.done()
+    assert "new services start" in system.done()
     assert policy.exists()
 
 
@@ -121,9 +138,23 @@ def test_on_a_terminal_it_tells_and_asks_first(system):
     said = system.run_on_terminal("n")
     assert "avahi-daemon libthing" in said
     assert "Need to get 77 kB" in said
-    assert "These contain services, which stay stopped and disabled: avahi-daemon" in said
+    assert "These contain services, which stay stopped and disabled: avahi-daemon\r\n" in said
     assert "Install them? [Y/n]" in said
     assert "Nothing was installed." in said and "went on" not in said
+    assert system.done() == []
+
+
+def test_without_package_lists_it_gets_them_before_it_asks(system):
+    (system.folder / "no-lists").touch()
+    said = system.run_on_terminal("n")
+    assert said.index("Fetching the lists") < said.index("Need to get 77 kB") < said.index("Install them?")
+    assert system.done() == ["apt-get update"]
+
+
+def test_a_person_who_has_redirected_the_messages_is_asked_too(system):
+    with open(system.folder / "messages", "wb") as messages:
+        system.run_on_terminal("n", stderr=messages)
+    assert (system.folder / "messages").read_text().endswith("Nothing was installed.\n")
     assert system.done() == []
 
 
@@ -143,7 +174,7 @@ def test_who_does_not_want_to_be_asked_is_not(system, variable):
 
 
 def test_what_is_there_is_not_installed_again(system):
-    (system.folder / "installed").write_text("avahi-daemon\nlibthing\n")
+    (system.folder / "installed").write_text("avahi-daemon\nbase\nlibthing\n")
     assert system.run().stdout == "went on\n"
     assert system.done() == []
 
