@@ -184,6 +184,7 @@ void Center::OnCapabilities(Answer answer) {
   fIsAsking = false;
   if (answer != Answer::kOk && answer != Answer::kRefused) return;  // its end is known in a moment
   fIsReady = true;
+  if (!fServer->BindsToSender()) fQueue.LeaveStanding();
   Pump();
 }
 

@@ -1,5 +1,8 @@
 #include "notification/Logic.h"
 
+#include <set>
+#include <string_view>
+
 #include "foundation/Strings.h"
 
 namespace Notification {
@@ -35,13 +38,18 @@ Logic::Logic(vorn::UserDefaults& defaults, vorn::NotificationCenter& center, vor
     : fPersistence(defaults), fNotifier(center, opener) {}
 
 void Logic::MaybeNotify(const std::vector<DeviceList::ExtendedDeviceInfo>& devices) {
-  for (const auto& device : devices) MaybeNotifyDevice(device);
+  std::set<std::string_view> outdated;  // units may share a uid
+  for (const auto& device : devices) {
+    if (DeviceList::UpdateAvailable(device)) outdated.insert(device.uid);
+  }
+  for (const auto& device : devices) {
+    const bool isKnown = device.firmwareVersion && device.latestVersion;
+    if (isKnown && !outdated.contains(device.uid)) fNotifier.Withdraw(device.uid);
+    MaybeNotifyDevice(device);
+  }
 }
 
 void Logic::MaybeNotifyDevice(const DeviceList::ExtendedDeviceInfo& device) {
-  if (device.firmwareVersion && device.latestVersion && !DeviceList::UpdateAvailable(device)) {
-    fNotifier.Withdraw(device.uid);
-  }
   if (!device.name || !DeviceList::UpdateAvailable(device)) return;
   const Record record{device.uid, *device.firmwareVersion, *device.latestVersion};
   const auto stored = fPersistence.GetRecordForUID(device.uid);

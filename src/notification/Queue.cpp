@@ -41,6 +41,12 @@ void Queue::Restore(std::vector<KeptNotification> kept, TimePoint due) {
   }
 }
 
+void Queue::LeaveStanding() {
+  for (auto& [subject, slot] : fSlots) {
+    if (slot.waiting && slot.Stands(*slot.waiting)) DropWaiting(slot);
+  }
+}
+
 std::vector<KeptNotification> Queue::Kept() const {
   std::vector<KeptNotification> kept;
   for (const Held& held : AllHeld()) kept.push_back({*held.notification, held.serverId});
@@ -56,8 +62,7 @@ std::vector<Queue::Held> Queue::AllHeld() const {
     if (slot.standing) held.push_back({&*slot.standing, slot.serverId});
     const auto* unshown = slot.waiting ? &*slot.waiting : nullptr;
     if (!unshown && slot.inFlight && !slot.removeWhenDelivered) unshown = &*slot.inFlight;
-    const bool stands = unshown && slot.standing && slot.standing->identifier == unshown->identifier;
-    if (unshown && !stands) held.push_back({unshown, 0});
+    if (unshown && !slot.Stands(*unshown)) held.push_back({unshown, 0});
   }
   return held;
 }
@@ -68,7 +73,7 @@ std::optional<Queue::Sending> Queue::Take(TimePoint now) {
   const auto next = NextInTurn(now);
   if (next == fWaiting.end()) return {};
   Slot& slot = fSlots.at(next->second);
-  fPaidUntil = std::max(fPaidUntil, now) + fTiming.pace;
+  if (!slot.Stands(*slot.waiting)) fPaidUntil = std::max(fPaidUntil, now) + fTiming.pace;
   fRefused.erase(next->second);
   slot.inFlight = std::move(slot.waiting);
   slot.waiting.reset();
@@ -122,7 +127,7 @@ std::vector<std::uint32_t> Queue::Delivered(std::uint64_t identifier, std::uint3
   PutRefusedLast();
   if (fWaiting.empty()) fIsCautious = false;
   slot->losses = 0;
-  slot->quietUntil = now + fTiming.quietTime;
+  if (!slot->Stands(*slot->inFlight)) slot->quietUntil = now + fTiming.quietTime;
   const vorn::UserNotification shown = *slot->inFlight;
   const bool isUnwanted = std::exchange(slot->removeWhenDelivered, false);
   EndInFlight(*slot);
@@ -149,10 +154,10 @@ bool Queue::NoteFailure(Slot& slot, Answer answer, TimePoint now) {
     case Answer::kOk:
       return true;  // no failure
     case Answer::kNoServer:
-      fPaidUntil -= fTiming.pace;  // nobody has seen it
+      if (!slot.Stands(*slot.inFlight)) fPaidUntil -= fTiming.pace;  // nobody has seen it
       return true;
     case Answer::kRefused:
-      fPaidUntil -= fTiming.pace;
+      if (!slot.Stands(*slot.inFlight)) fPaidUntil -= fTiming.pace;
       slot.quietUntil = now + fTiming.quietTime;
       fIsCautious = true;
       fRefused.insert(slot.inFlight->subject);
@@ -180,7 +185,7 @@ void Queue::PutRefusedLast() {
     Slot& slot = fSlots.at(subject);
     if (!slot.waiting) continue;
     vorn::UserNotification notification = *slot.waiting;
-    const bool stands = slot.standing && slot.standing->identifier == notification.identifier;
+    const bool stands = slot.Stands(notification);
     notification.identifier = ++fLastIdentifier;
     if (stands) slot.standing->identifier = notification.identifier;  // the two stay one notification
     SetWaiting(slot, std::move(notification));

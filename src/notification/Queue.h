@@ -78,9 +78,12 @@ class Queue {
 
   /// Takes back what an earlier run kept, in its order; call it before any Add. Waiting ones are not sent
   /// before `due`. Shown ones still react to a click, and are shown once more, at once and in their old
-  /// place: some servers report clicks only to the connection that sent the notification, and none can say
-  /// what happened to it in the meantime.
+  /// place, unless LeaveStanding comes first. This is not a new announcement: it costs neither quiet time nor
+  /// pace.
   void Restore(std::vector<KeptNotification> kept, TimePoint due);
+
+  /// What an earlier run showed stands as it is, and is not shown once more.
+  void LeaveStanding();
 
   /// What an end of the program must not lose, oldest first.
   [[nodiscard]] std::vector<KeptNotification> Kept() const;
@@ -142,6 +145,9 @@ class Queue {
 
     [[nodiscard]] bool IsIdle() const { return !waiting && !inFlight && !standing; }
     [[nodiscard]] bool HasUnshown() const { return waiting || (inFlight && !removeWhenDelivered); }
+    [[nodiscard]] bool Stands(const vorn::UserNotification& notification) const {
+      return standing && standing->identifier == notification.identifier;
+    }
   };
 
   /// What an end of the program must not lose.

@@ -71,6 +71,11 @@ class NotificationServer {
   /// first Notify.
   virtual void AskCapabilities(std::function<void(Answer)> onAnswer) = 0;
 
+  /// Whether a notification of the present server belongs to the connection that sent it: when this
+  /// connection ends, the server closes the notification, or reports clicks on it to nobody. True only after
+  /// AskCapabilities.
+  [[nodiscard]] virtual bool BindsToSender() const = 0;
+
   /// Makes the present server show the notification, instead of the one with the id `replacesId` if that is
   /// not 0. Returns the server's id of it. Only while IsThere.
   virtual void Notify(const UserNotification& notification, std::uint32_t replacesId,

@@ -44,6 +44,7 @@ class CenterTest : public ::testing::Test {
     auto server = std::make_unique<FakeNotificationServer>(fIdentity);
     server->fNextId = fServer ? fServer->fNextId : 1;
     fCenter.reset();  // an earlier one's server goes with it
+    server->fBindsToSender = fServerBindsToSender;
     fServer = server.get();
     fCenter = std::make_unique<Center>(std::move(server),
                                        Center::Options{&fState, fTiming, fSettleTime, fAllowancePeriod},
@@ -79,6 +80,7 @@ class CenterTest : public ::testing::Test {
   }
 
   Identity fIdentity{"bus-1", ":1.7"};
+  bool fServerBindsToSender = false;
   Queue::Timing fTiming{60s, 0s};  ///< no figure of the pace in most of these tests
   std::chrono::milliseconds fSettleTime{0};
   std::chrono::milliseconds fAllowancePeriod{0};  ///< no bound in most of these tests
@@ -440,6 +442,7 @@ TEST_F(CenterTest, ForgetsWhatStoodOnAServerThatEnded) {
 // --- across a restart of the program ----------------------------------------
 
 TEST_F(CenterTest, SendsAndKeepsInItsPlaceWhatWasInFlightWhenAnEarlierRunEnded) {
+  fServerBindsToSender = true;
   EXPECT_TRUE(fCenter->DeliverNotification(Titled("title")));
   fServer->AnswerOpen(1);
   EXPECT_EQ(fServer->fSent.size(), 1U);
@@ -452,6 +455,22 @@ TEST_F(CenterTest, SendsAndKeepsInItsPlaceWhatWasInFlightWhenAnEarlierRunEnded) 
   EXPECT_THAT(SentTitles(), ElementsAre("title"));
   EXPECT_EQ(fServer->fSent[0].replacesId, id);
   EXPECT_FALSE(fServer->fSent[0].notification.playsDefaultSound);
+}
+
+TEST_F(CenterTest, FollowsClicksOnWhatAnEarlierRunShowedWithoutShowingItAgain) {
+  Deliver("unit", "title");
+  const auto id = fServer->fSent.at(0).id;
+  for (int run = 0; run < 2; ++run) {
+    Restart();
+    Pass(60s);
+    EXPECT_EQ(fServer->fQuestions, 1);
+    EXPECT_THAT(fServer->fSent, IsEmpty());
+  }
+  Click(id);
+  EXPECT_EQ(fClicks->fAll.size(), 1U);
+  Deliver("unit", "newer");
+  ASSERT_THAT(SentTitles(), ElementsAre("newer"));
+  EXPECT_EQ(fServer->fSent[0].replacesId, id);
 }
 
 TEST_F(CenterTest, ForgetsWhatStoodOnAnotherServerOrBus) {

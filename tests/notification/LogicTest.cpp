@@ -52,6 +52,17 @@ TEST_F(LogicTest, WithdrawsWhatNobodyHasSeenOnceTheUnitIsUpdated) {
   EXPECT_THAT(fCenter.fForgotten, ElementsAre("0001f2fffe00aa01"));
 }
 
+TEST_F(LogicTest, WithdrawsNothingOfAnotherUnitThatSharesTheUid) {
+  const auto outdated = MakeDevice({1, 0, 0, 1}, {1, 1, 0, 1}, "");
+  const auto current = MakeDevice({1, 1, 0, 1}, {1, 1, 0, 1}, "");
+  fLogic.MaybeNotify({outdated, current});
+  fLogic.MaybeNotify({current, outdated});
+  EXPECT_EQ(Notifications(), 1U);
+  EXPECT_THAT(fCenter.fForgotten, IsEmpty());
+  fLogic.MaybeNotify({current, current});
+  EXPECT_THAT(fCenter.fForgotten, ElementsAre("", ""));
+}
+
 TEST_F(LogicTest, WithdrawsNothingWhileAVersionIsNotKnown) {
   auto device = MakeDevice({1, 1, 0, 2}, {1, 1, 0, 2});
   device.latestVersion.reset();

@@ -367,6 +367,30 @@ TEST_F(QueueTest, FollowsClicksOnWhatStoodAndBringsItUpOnceMoreInItsPlace) {
   EXPECT_FALSE(fQueue.HasUnshown());
 }
 
+TEST_F(QueueTest, WhatIsBroughtUpAgainDelaysNothingNew) {
+  std::vector<KeptNotification> kept;
+  for (std::uint32_t id = 1; id <= 5; ++id) kept.push_back(MakeKept(std::to_string(id), "standing", id));
+  fQueue.Restore(kept, fNow + 5s);
+  for (std::uint32_t id = 1; id <= 5; ++id) {
+    const auto sending = fQueue.Take(fNow);
+    ASSERT_TRUE(sending);
+    EXPECT_THAT(fQueue.Delivered(sending->notification.identifier, sending->replacesId, fNow), IsEmpty());
+  }
+  for (const char* subject : {"1", "2", "3"}) Add(subject, "new");
+  EXPECT_EQ(Take(), "new");
+  EXPECT_EQ(Take(), "new");
+  EXPECT_EQ(Take(), "new");
+}
+
+TEST_F(QueueTest, LeavesWhatStandsAsItIs) {
+  fQueue.Restore({MakeKept("a", "standing", 7), MakeKept("b", "waiting", 0)}, fNow);
+  fQueue.LeaveStanding();
+  EXPECT_EQ(Take(), "waiting");
+  EXPECT_EQ(Take(), "");
+  EXPECT_EQ(fQueue.FindStanding(7)->title, "standing");
+  EXPECT_THAT(Kept(), ElementsAre("standing 7", "waiting 0"));
+}
+
 TEST_F(QueueTest, DoesNotBringUpAgainWhatTheUserHasDealtWith) {
   fQueue.Restore({MakeKept("a", "closed", 1), MakeKept("b", "clicked", 2), MakeKept("c", "gone", 3)}, fNow);
   fQueue.Closed(1);

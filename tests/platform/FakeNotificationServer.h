@@ -32,6 +32,7 @@ class FakeNotificationServer final : public NotificationServer {
     ++fQuestions;
     fOpen.push_back([this, call = std::move(onAnswer)] { call(fQuestionAnswer); });
   }
+  [[nodiscard]] bool BindsToSender() const override { return fBindsToSender; }
   void Notify(const UserNotification& notification, std::uint32_t replacesId,
               std::function<void(Answer, std::uint32_t)> onAnswer) override {
     const auto id = replacesId != 0 ? replacesId : fNextId++;
@@ -64,6 +65,7 @@ class FakeNotificationServer final : public NotificationServer {
   Handlers fHandlers;
   Identity fIdentity;
   bool fIsConnected = true;
+  bool fBindsToSender = false;
   Answer fQuestionAnswer = Answer::kOk;
   Answer fNotifyAnswer = Answer::kOk;
   std::uint32_t fNextId = 1;

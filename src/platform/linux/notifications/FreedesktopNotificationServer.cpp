@@ -6,6 +6,8 @@
 #include <QtDBus/QDBusPendingCallWatcher>
 #include <QtDBus/QDBusReply>
 
+#include <algorithm>
+#include <iterator>
 #include <limits>
 #include <utility>
 
@@ -18,6 +20,8 @@ namespace {
 constexpr char kServerName[] = "org.freedesktop.Notifications";
 constexpr char kServerPath[] = "/org/freedesktop/Notifications";
 constexpr int kServerDecides = -1;  // expire_timeout
+// dunst reports a click only to the sender. GNOME's shell closes the notifications of a sender that ends.
+constexpr QLatin1String kBindToSender[] = {QLatin1String("dunst"), QLatin1String("gnome-shell")};
 constexpr int kNoTimeout = std::numeric_limits<int>::max();
 
 QString UniqueConnectionName() {
@@ -99,7 +103,7 @@ void FreedesktopNotificationServer::OnOwnerChanged(const QString& owner) {
   const auto name = owner.toStdString();
   if (name == fIdentity.server) return;  // the change of before our question
   fIdentity.server = name;
-  fShowsMarkup = fPlaysSound = false;
+  fShowsMarkup = fBindsToSender = false;
   fProxy = MakeProxy(owner);
   fHandlers.onChanged();
 }
@@ -135,8 +139,18 @@ void FreedesktopNotificationServer::AskCapabilities(std::function<void(Answer)> 
           const Answer answer = AnswerOf(reply);
           const auto all = answer == Answer::kOk ? reply.arguments().value(0).toStringList() : QStringList();
           fShowsMarkup = all.contains(QLatin1String("body-markup"));
-          fPlaysSound = all.contains(QLatin1String("sound"));
-          onAnswer(answer);
+          AskName([onAnswer, answer] { onAnswer(answer); });
+        });
+}
+
+void FreedesktopNotificationServer::AskName(std::function<void()> onAnswer) {
+  Await(fProxy->GetServerInformation(), fProxy.get(),
+        [this, onAnswer = std::move(onAnswer)](const QDBusMessage& reply) {
+          const auto name = reply.arguments().value(0).toString();
+          const bool isKnown =
+              std::find(std::begin(kBindToSender), std::end(kBindToSender), name) != std::end(kBindToSender);
+          fBindsToSender = AnswerOf(reply) == Answer::kOk && isKnown;
+          onAnswer();
         });
 }
 
@@ -146,7 +160,7 @@ void FreedesktopNotificationServer::Notify(const UserNotification& notification,
   QVariantMap hints{{QStringLiteral("desktop-entry"), QString::fromStdString(fPresentation.desktopEntry)},
                     {QStringLiteral("category"), QStringLiteral("device")},
                     {QStringLiteral("urgency"), QVariant::fromValue<uchar>(1)}};
-  if (notification.playsDefaultSound && fPlaysSound) {
+  if (notification.playsDefaultSound) {
     hints[QStringLiteral("sound-name")] = QStringLiteral("message-new-instant");
   }
   // Some servers draw the default action as a button, so it has a real label.

@@ -43,6 +43,7 @@ class FreedesktopNotificationServer final : public NotificationServer {
   [[nodiscard]] const Identity& PresentServer() const override { return fIdentity; }
   void Start(std::function<void(Answer)> onAnswer) override;
   void AskCapabilities(std::function<void(Answer)> onAnswer) override;
+  [[nodiscard]] bool BindsToSender() const override { return fBindsToSender; }
   void Notify(const UserNotification& notification, std::uint32_t replacesId,
               std::function<void(Answer, std::uint32_t)> onAnswer) override;
   void CloseNotification(std::uint32_t id) override;
@@ -52,6 +53,7 @@ class FreedesktopNotificationServer final : public NotificationServer {
 
   void Connect();
   void OnOwnerChanged(const QString& owner);
+  void AskName(std::function<void()> onAnswer);
   [[nodiscard]] std::unique_ptr<Proxy> MakeProxy(const QString& owner);
 
   const QString fConnectionName;
@@ -62,7 +64,7 @@ class FreedesktopNotificationServer final : public NotificationServer {
   std::unique_ptr<QDBusServiceWatcher> fWatcher;
   Identity fIdentity;
   bool fShowsMarkup = false;  ///< so literal text must be escaped
-  bool fPlaysSound = false;
+  bool fBindsToSender = false;
   std::unique_ptr<Proxy> fProxy;  ///< of the present server; goes with it, and its open calls too
 };
 

@@ -55,6 +55,9 @@ class ScriptedNotificationServer final : public QDBusVirtualObject {
       if (fKnowsCapabilities) return connection.send(message.createReply(QVariant(fCapabilities)));
       return connection.send(message.createErrorReply(QDBusError::UnknownMethod, "no such thing"));
     }
+    if (member == "GetServerInformation" && !fProgram.isEmpty()) {
+      return connection.send(message.createReply({fProgram, "vendor", "1", "1.2"}));
+    }
     if (member == "CloseNotification") {
       fClosed.push_back(message.arguments().value(0).toUInt());
       return connection.send(message.createReply());
@@ -89,6 +92,7 @@ class ScriptedNotificationServer final : public QDBusVirtualObject {
   bool fKnowsCapabilities = true;
   std::uint32_t fNextId = 1;
   QStringList fCapabilities;
+  QString fProgram = "scripted";  ///< empty: GetServerInformation is not known
   bool fIsThere = false;
   int fQuestions = 0;
   std::vector<Shown> fShown;
