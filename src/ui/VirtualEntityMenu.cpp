@@ -67,7 +67,10 @@ void VirtualEntityMenu::takeAnswer(Moment asked, std::optional<Items> found) {
   if (asked > fAnswered && asked > fChosen) {
     fAnswered = asked;
     fItems = std::move(found);
-    for (const auto& [title, choice] : fUnderWay) mark(title, choice.on);
+    std::erase_if(fChoices, [asked](const auto& entry) {
+      return entry.second.tools == 0 && entry.second.ended < asked;
+    });
+    for (const auto& [title, choice] : fChoices) mark(title, choice.on);
   }
   for (Place& place : fPlaces) show(place);
 }
@@ -76,7 +79,7 @@ void VirtualEntityMenu::toggleMacVirtualEntity(const QAction& sender) {
   const std::string title = titleOf(sender);
   const bool on = sender.isChecked();  // the toolkit has set the mark already
   fChosen = ++fNow;
-  Choice& choice = fUnderWay[title];
+  Choice& choice = fChoices[title];
   choice.on = on;
   ++choice.tools;
   mark(title, on);
@@ -88,9 +91,9 @@ void VirtualEntityMenu::toggleMacVirtualEntity(const QAction& sender) {
 }
 
 void VirtualEntityMenu::toolEnded(const std::string& title) {
-  fChosen = ++fNow;
-  const auto choice = fUnderWay.find(title);
-  if (--choice->second.tools == 0) fUnderWay.erase(choice);
+  Choice& choice = fChoices.at(title);
+  --choice.tools;
+  choice.ended = ++fNow;
 }
 
 void VirtualEntityMenu::mark(const std::string& title, bool on) {

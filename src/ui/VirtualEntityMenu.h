@@ -20,9 +20,9 @@ namespace vorn::ui {
 /// marks of all menus, which show the same state.
 ///
 /// takeAnswer brings in what was found, and the user's choice goes to the entity. A mark changes when its
-/// item is chosen, before the tool has run. The answer to the latest question counts. An answer changes
-/// nothing if its question is older than the latest choice, or older than the tool's end for that choice.
-/// While the tool runs, a later answer keeps the chosen mark.
+/// item is chosen, before the tool has run. The answer to the latest question counts. It changes nothing if
+/// its question is older than the latest choice. If its question is older than the end of a choice's tool, it
+/// keeps the mark of that choice.
 ///
 /// Main thread only.
 class VirtualEntityMenu {
@@ -55,7 +55,8 @@ class VirtualEntityMenu {
   };
   struct Choice {
     bool on = false;
-    int tools = 0;  ///< the tool that runs for this choice
+    int tools = 0;     ///< that run for this item
+    Moment ended = 0;  ///< the latest end of one
   };
 
   void ask();
@@ -74,9 +75,9 @@ class VirtualEntityMenu {
   std::vector<Place> fPlaces;
   std::optional<Items> fItems;  ///< the latest answer, with the later choices; empty: no menu has the entry
   Moment fNow = 0;
-  Moment fAnswered = 0;                     ///< when the question of the latest answer was asked
-  Moment fChosen = 0;                       ///< of the latest choice, or of a tool's end
-  std::map<std::string, Choice> fUnderWay;  ///< by the item's title
+  Moment fAnswered = 0;                    ///< when the question of the latest answer was asked
+  Moment fChosen = 0;                      ///< of the latest choice
+  std::map<std::string, Choice> fChoices;  ///< that an answer may not know yet, by the item's title
 };
 
 }  // namespace vorn::ui

@@ -243,6 +243,19 @@ TEST_F(VirtualEntityMenuTest, KeepsAChoiceAgainstAnAnswerFromBeforeTheToolsEnd) 
   EXPECT_THAT(EntriesOf(menu), ElementsAre("-Desk && Stage:eth0", "-Rack:eth1"));
 }
 
+TEST_F(VirtualEntityMenuTest, AnAnswerFromBeforeTheToolsEndBringsNewInterfaces) {
+  const QMenu& menu = Offer();
+  Choose(menu, 1);
+  fServices.fServices->push_back({"Stage left", "eth2"});
+  fCapability.fAnswers["eth2"] = AVBCapability::Answer::kCapable;
+  fEntity->addTo(fMenus.emplace_back());
+  fQueues.RunDefault();
+  fQueues.RunMain();
+  fQueues.RunBackground();
+  fQueues.RunMain();
+  EXPECT_THAT(EntriesOf(menu), ElementsAre("-Desk && Stage:eth0", "-Rack:eth1", "-Stage left:eth2"));
+}
+
 TEST_F(VirtualEntityMenuTest, AnOlderAnswerDoesNotReplaceANewerOne) {
   const QMenu& menu = Offer();
   fEntity->addTo(fMenus.emplace_back());
