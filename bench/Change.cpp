@@ -18,11 +18,9 @@
 #include "bench/UnitServer.h"
 #include "devicelist/Datastore.h"
 #include "devicelist/PollingDeviceList.h"
-#include "foundation/RunLoop.h"
 
 namespace {
 
-using namespace std::chrono_literals;
 using DeviceList::ExtendedDeviceInfo;
 using vorn::bench::Now;
 using vorn::bench::UnitServer;
@@ -90,8 +88,7 @@ int main(int argc, char** argv) {
   makers.firmwarePoller = DeviceList::PollingDeviceList::FirmwarePollersOf(server.Updates());
   DeviceList::PollingDeviceList list(
       [&](const std::vector<ExtendedDeviceInfo>& published) { watch.Take(published); }, network, makers);
-  const auto loop = vorn::PollRunLoop::Current();
-  for (const double end = Now() + seconds; Now() < end;) loop->RunOnce(50ms);
+  vorn::bench::RunFor(seconds);
   constexpr double kMilli = 1e3;
   std::cout << nlohmann::json{{"units", units},
                               {"milliseconds", vorn::bench::Summary(watch.Latencies(), kMilli)},

@@ -12,19 +12,13 @@
 #include "bench/Statistics.h"
 #include "bench/UnitServer.h"
 #include "devicelist/PollingDeviceList.h"
-#include "foundation/RunLoop.h"
 
 namespace {
 
-using namespace std::chrono_literals;
 using vorn::bench::Now;
+using vorn::bench::RunFor;
 
 constexpr double kSettle = 6;  // the burst of the first requests is over
-
-void RunFor(double seconds) {
-  const auto loop = vorn::PollRunLoop::Current();
-  for (const double end = Now() + seconds; Now() < end;) loop->RunOnce(50ms);
-}
 
 }  // namespace
 

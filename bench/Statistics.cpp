@@ -1,7 +1,10 @@
 #include "bench/Statistics.h"
 
 #include <algorithm>
+#include <chrono>
 #include <ctime>
+
+#include "foundation/RunLoop.h"
 
 namespace vorn::bench {
 namespace {
@@ -36,6 +39,12 @@ nlohmann::json Summary(const std::vector<double>& values, double scale) {
 double Now() {
   return Read(CLOCK_MONOTONIC);
 }
+
+void RunFor(double seconds) {
+  const auto loop = PollRunLoop::Current();
+  for (const double end = Now() + seconds; Now() < end;) loop->RunOnce(std::chrono::milliseconds(50));
+}
+
 double ThreadCpu() {
   return Read(CLOCK_THREAD_CPUTIME_ID);
 }

@@ -16,6 +16,9 @@ namespace vorn::bench {
 /// Seconds on the monotonic clock, which all processes share.
 [[nodiscard]] double Now();
 
+/// Turns the calling thread's PollRunLoop for this many seconds.
+void RunFor(double seconds);
+
 /// Seconds of processor time of the calling thread.
 [[nodiscard]] double ThreadCpu();
 

@@ -23,17 +23,13 @@ using namespace std::chrono_literals;
 using DeviceList::ExtendedDeviceInfo;
 using vorn::bench::Now;
 using vorn::bench::ProcessFigures;
+using vorn::bench::RunFor;
 
 constexpr double kPatience = 120;
 constexpr double kSettle = 7;  // two polls of every unit, so that all answer 304
 
 bool IsComplete(const ExtendedDeviceInfo& unit) {
   return unit.name && unit.firmwareVersion && unit.modelID && unit.latestVersion;
-}
-
-void RunFor(double seconds) {
-  const auto loop = vorn::PollRunLoop::Current();
-  for (const double end = Now() + seconds; Now() < end;) loop->RunOnce(50ms);
 }
 
 }  // namespace

@@ -72,7 +72,7 @@ nlohmann::json MeasureUpdateList(std::size_t units, const vorn::bench::UnitServe
       network, makers);
   const auto loop = vorn::PollRunLoop::Current();
   for (const double end = Now() + 60; published < units && Now() < end;) loop->RunOnce(50ms);
-  for (const double end = Now() + 0.5; Now() < end;) loop->RunOnce(50ms);  // the models' answers come in
+  vorn::bench::RunFor(0.5);  // the models' answers come in
   std::vector<double> times;
   for (int i = 0; i < repetitions; ++i) {
     const double start = ThreadCpu();
