@@ -1,12 +1,15 @@
 #include "foundation/Console.h"
 
 #include <poll.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <cstdint>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 
 namespace vorn {
@@ -20,6 +23,18 @@ char PrintableAscii(char c) noexcept {
   const auto byte = static_cast<unsigned char>(c);  // a plain char is signed on some machines only
   return byte < 0x20 || byte >= 0x7f ? '?' : c;
 }
+
+// systemd sets the variable. A program that was started with another standard error has it all the same.
+bool NamesStandardError(const char* journalStream) noexcept {
+  struct stat status {};
+  if (journalStream == nullptr || ::fstat(STDERR_FILENO, &status) != 0) return false;
+  char name[64];
+  std::snprintf(name, sizeof name, "%ju:%ju", std::uintmax_t{status.st_dev}, std::uintmax_t{status.st_ino});
+  return std::strcmp(journalStream, name) == 0;
+}
+
+// Read before any thread can change the environment.
+const bool kIsJournal = NamesStandardError(std::getenv("JOURNAL_STREAM"));
 
 void WaitUntilWritable() {
   pollfd output{STDOUT_FILENO, POLLOUT, 0};
@@ -41,11 +56,16 @@ void WriteToConsole(std::string_view message) noexcept {
     const auto room = std::min(text.size(), static_cast<std::size_t>(last - end));
     end = std::transform(text.begin(), text.begin() + static_cast<std::ptrdiff_t>(room), end, PrintableAscii);
   };
+  if (kIsJournal) append("<4>");  // a warning, as syslog.h numbers it
   append(program_invocation_short_name);
   append(": ");
   append(message);
   *end++ = '\n';
   std::fwrite(line.data(), 1, static_cast<std::size_t>(end - line.begin()), stderr);
+}
+
+bool StandardErrorIsJournal() noexcept {
+  return kIsJournal;
 }
 
 OutputResult WriteToStandardOutput(std::string_view text) {
