@@ -60,11 +60,12 @@ Showing ShowingOf(char32_t c) {
   return range != std::end(kRanges) && c >= range->first ? range->showing : Showing::kDrawn;
 }
 
-std::u32string SafeText(std::string_view bytes) {
+std::u32string SafeText(std::string_view bytes, std::u32string_view kept) {
   std::u32string text;
   while (!bytes.empty()) {
     const auto c = TakeCharacter(bytes);
-    text.push_back(!c || IsUnsafe(*c) ? kReplacement : *c);
+    const bool stays = c && (!IsUnsafe(*c) || kept.find(*c) != std::u32string_view::npos);
+    text.push_back(stays ? *c : kReplacement);
   }
   return text;
 }

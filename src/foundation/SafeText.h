@@ -28,8 +28,8 @@ enum class Showing {
 
 /// A stranger's bytes as text that is safe on a terminal. Everything that is not UTF-8 and every unsafe
 /// character becomes U+FFFD: control characters, separators of lines, characters that reorder their
-/// neighbours, tags and other invisible markup.
-[[nodiscard]] std::u32string SafeText(std::string_view bytes);
+/// neighbours, tags and other invisible markup. Characters of `kept` stay, for a form that can quote them.
+[[nodiscard]] std::u32string SafeText(std::string_view bytes, std::u32string_view kept = {});
 
 /// The number of terminal cells of the text. Needs a UTF-8 locale for LC_CTYPE.
 [[nodiscard]] std::size_t CellWidth(std::u32string_view text);

@@ -27,6 +27,11 @@ TEST_F(SafeTextTest, TextOfAnyLanguageStays) {
   }
 }
 
+TEST_F(SafeTextTest, CharactersThatAreKeptStay) {
+  EXPECT_EQ(ToUTF8(SafeText("a\nb\r\n\xff", U"\n")), "a\nb" + kReplaced + "\n" + kReplaced);
+  EXPECT_EQ(Shown("a\nb"), "a" + kReplaced + "b");
+}
+
 TEST_F(SafeTextTest, ControlCharactersOfBothRangesAreReplaced) {
   for (char c = 1; c < 0x20; ++c) EXPECT_EQ(Shown(std::string(1, c)), kReplaced) << int{c};
   EXPECT_EQ(Shown(std::string(1, '\0')), kReplaced);

@@ -84,12 +84,12 @@ void SyncFolder(const std::filesystem::path& folder) {
 bool ReplaceFile(const std::filesystem::path& path, std::string_view content, Readers readers,
                  std::chrono::milliseconds patience) {
   constexpr ::mode_t kOwnerOnly = S_IRUSR | S_IWUSR;
-  const bool isPrivate = readers == Readers::kOwner;
+  const ::mode_t mode = readers == Readers::kOwner ? kOwnerOnly : kOwnerOnly | S_IRGRP | S_IROTH;
+  const bool ignoresMask = readers != Readers::kAll;
   const std::string name = path.string() + ".new";
-  const FileDescriptor file =
-      MakeFile(name, isPrivate ? kOwnerOnly : kOwnerOnly | S_IRGRP | S_IROTH, patience);
+  const FileDescriptor file = MakeFile(name, mode, patience);
   if (!file) return false;
-  if ((isPrivate && ::fchmod(file.Get(), kOwnerOnly) != 0) || !WriteAll(file, content) ||
+  if ((ignoresMask && ::fchmod(file.Get(), mode) != 0) || !WriteAll(file, content) ||
       ::fsync(file.Get()) != 0 || std::rename(name.c_str(), path.c_str()) != 0) {
     const int error = errno;
     ::unlink(name.c_str());

@@ -16,8 +16,9 @@ namespace vorn {
 
 /// Who may read a file that is written.
 enum class Readers {
-  kOwner,  ///< only its owner, who may write it too
-  kAll,    ///< everybody, as far as the process's mask allows
+  kOwner,      ///< only its owner, who may write it too
+  kAll,        ///< everybody, as far as the process's mask allows
+  kEverybody,  ///< everybody, whatever the mask is: it is written for programs of other users
 };
 
 /// Replaces the file at `path` as a whole. A reader sees the old content or the new content, never a part,

@@ -67,6 +67,15 @@ TEST_F(WholeFileTest, GivesTheFileThePermissionsThatTheMaskLeaves) {
   }
 }
 
+TEST_F(WholeFileTest, LetsEverybodyReadAPublicFileWhateverTheMask) {
+  for (const mode_t mask : {022U, 077U, 0777U}) {
+    const mode_t before = ::umask(mask);
+    EXPECT_TRUE(ReplaceFile(fPath, "x", Readers::kEverybody));
+    ::umask(before);
+    EXPECT_EQ(ModeOf(fPath), 0644U);
+  }
+}
+
 TEST_F(WholeFileTest, LetsItsOwnerAloneReadAPrivateFileWhateverTheMask) {
   for (const mode_t mask : {0U, 0277U}) {
     std::ofstream(fPath) << "x";
