@@ -33,6 +33,7 @@ EXPECTED = {
     "vorn-device-list": "Control Room",
     "vorn-device-list --watch": "Control Room",
     "vorn-device-list --json --wait 3": '"units"',
+    "vorn-device-list --format csv": "Control Room,device,",
     "vorn-device-list --interfaces": "INTERFACE",
     "vorn-device-list --help": "--watch",
     "dbus-send --session --print-reply --dest=org.freedesktop.DBus / org.freedesktop.DBus.ListNames"

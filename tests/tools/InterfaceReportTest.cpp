@@ -6,6 +6,7 @@
 #include <clocale>
 #include <filesystem>
 #include <fstream>
+#include <sstream>
 
 #include "platform/linux/processes/ChildProcessLauncherLinux.h"
 #include "tests/support/TemporaryFolder.h"
@@ -36,9 +37,11 @@ class InterfaceReportTest : public ::testing::Test {
     fLauncher.SetAnswer({"en0\n", "", false, false});
   }
 
-  std::string Print(bool asJson, int expectedStatus = 0) {
+  std::string Print(Form form, int expectedStatus = 0) {
+    Options options;
+    options.form = form;
     ::testing::internal::CaptureStdout();
-    EXPECT_EQ(PrintInterfaces(asJson, fServices, fCapability, fLauncher), expectedStatus);
+    EXPECT_EQ(PrintInterfaces(options, fServices, fCapability, fLauncher), expectedStatus);
     return ::testing::internal::GetCapturedStdout();
   }
 
@@ -50,7 +53,7 @@ class InterfaceReportTest : public ::testing::Test {
 };
 
 TEST_F(InterfaceReportTest, ListsEveryInterfaceInATable) {
-  EXPECT_EQ(Print(false),
+  EXPECT_EQ(Print(Form::kTable),
             "NAME         INTERFACE  AVB                            VIRTUAL ENTITY\n"
             "Studio \u00e9     en0        capable                        enabled\n"
             "Stage: left  en5        no: too few transmit queues    not enabled\n"
@@ -60,7 +63,7 @@ TEST_F(InterfaceReportTest, ListsEveryInterfaceInATable) {
 }
 
 TEST_F(InterfaceReportTest, ListsEveryInterfaceInOneJsonObjectOnOneLine) {
-  const std::string text = Print(true);
+  const std::string text = Print(Form::kJson);
   EXPECT_EQ(text.find('\n'), text.size() - 1);
   for (const char c : text) EXPECT_TRUE(c == '\n' || (c >= ' ' && c <= '~'));
   EXPECT_EQ(json::parse(text).size(), 1U);
@@ -77,7 +80,7 @@ TEST_F(InterfaceReportTest, ListsEveryInterfaceInOneJsonObjectOnOneLine) {
 
 TEST_F(InterfaceReportTest, ReportsTheInterfacesWhereTheToolIsMissing) {
   fLauncher.SetAnswer({"", "sh: 1: avbutil: not found\n", false, false});
-  const json list = Interfaces(Print(true));
+  const json list = Interfaces(Print(Form::kJson));
   EXPECT_EQ(list.size(), 5U);
   for (const auto& entry : list) EXPECT_EQ(entry["virtualEntity"], "unknown");
   EXPECT_EQ(list[0]["capable"], true);
@@ -85,9 +88,9 @@ TEST_F(InterfaceReportTest, ReportsTheInterfacesWhereTheToolIsMissing) {
 
 TEST_F(InterfaceReportTest, ReportsTheInterfacesWhereTheShellIsMissingOrRefused) {
   fLauncher.fRefuse = true;
-  EXPECT_EQ(Interfaces(Print(true))[0]["virtualEntity"], "unknown");
+  EXPECT_EQ(Interfaces(Print(Form::kJson))[0]["virtualEntity"], "unknown");
   fLauncher.fMissing.insert("/bin/sh");
-  EXPECT_EQ(Interfaces(Print(true))[0]["virtualEntity"], "unknown");
+  EXPECT_EQ(Interfaces(Print(Form::kJson))[0]["virtualEntity"], "unknown");
 }
 
 TEST_F(InterfaceReportTest, DoesNotWaitOnceTheToolHasAnswered) {
@@ -105,24 +108,49 @@ TEST_F(InterfaceReportTest, DoesNotWaitOnceTheToolHasAnswered) {
   EXPECT_EQ((*interfaces)[1].entity, Entity::kEnabled);
 }
 
+TEST_F(InterfaceReportTest, ListsEveryInterfaceAsARecordOfCSV) {
+  fServices.fServices = std::vector<NetworkService>{{"Stage, left", "en5"}, {"", "en0"}, {"a\x1b\n", "wl0"}};
+  EXPECT_EQ(Print(Form::kCSV),
+            "name,interface,capable,reason,virtual_entity\r\n"
+            "\"Stage, left\",en5,false,too few transmit queues,not enabled\r\n"
+            ",en0,true,,enabled\r\n"
+            "\"a\uFFFD\n\",wl0,false,wireless,not enabled\r\n");
+}
+
+TEST_F(InterfaceReportTest, WritesIntoTheFileIfOneIsGiven) {
+  const testing::TemporaryFolder folder;
+  Options options;
+  options.form = Form::kCSV;
+  options.output = folder.Path() / "interfaces.csv";
+  const std::string expected = Print(Form::kCSV);
+  EXPECT_EQ(PrintInterfaces(options, fServices, fCapability, fLauncher), 0);
+  std::ostringstream content;
+  content << std::ifstream(options.output, std::ios::binary).rdbuf();
+  EXPECT_EQ(content.str(), expected);
+  options.output = folder.Path() / "none" / "interfaces.csv";
+  ::testing::internal::CaptureStderr();
+  EXPECT_EQ(PrintInterfaces(options, fServices, fCapability, fLauncher), 1);
+  EXPECT_THAT(::testing::internal::GetCapturedStderr(), HasSubstr("No such file or directory"));
+}
+
 TEST_F(InterfaceReportTest, FailsWhenTheServicesCannotBeListed) {
   fServices.fServices = {};
   ::testing::internal::CaptureStderr();
-  EXPECT_EQ(Print(true, 1), "");
+  EXPECT_EQ(Print(Form::kJson, 1), "");
   EXPECT_THAT(::testing::internal::GetCapturedStderr(), HasSubstr("cannot be listed"));
 }
 
 TEST_F(InterfaceReportTest, WritesAHeadingOrAnEmptyListWithoutInterfaces) {
   fServices.fServices = std::vector<NetworkService>{};
-  EXPECT_EQ(Print(false), "NAME  INTERFACE  AVB  VIRTUAL ENTITY\n");
-  EXPECT_EQ(Print(true), "{\"interfaces\":[]}\n");
+  EXPECT_EQ(Print(Form::kTable), "NAME  INTERFACE  AVB  VIRTUAL ENTITY\n");
+  EXPECT_EQ(Print(Form::kJson), "{\"interfaces\":[]}\n");
 }
 
 TEST_F(InterfaceReportTest, IsSafeWithNamesThatAreHostile) {
   fServices.fServices = std::vector<NetworkService>{{"a\x1b]0;x\x07\n\u202eb\xff", "e\n0"}};
-  const std::string table = Print(false);
+  const std::string table = Print(Form::kTable);
   EXPECT_NE(table.find("a\uFFFD]0;x\uFFFD\uFFFD\uFFFDb\uFFFD  e\uFFFD0 "), std::string::npos) << table;
-  const std::string text = Print(true);
+  const std::string text = Print(Form::kJson);
   for (const char c : text) EXPECT_TRUE(c == '\n' || (c >= ' ' && c <= '~'));
   EXPECT_FALSE(json::parse(text, nullptr, false).is_discarded());
 }
@@ -130,14 +158,14 @@ TEST_F(InterfaceReportTest, IsSafeWithNamesThatAreHostile) {
 TEST_F(InterfaceReportTest, ShowsMarkupThatNobodySeesAsReplacementCharacters) {
   fServices.fServices =
       std::vector<NetworkService>{{"a\uFEFF\U000E0041\U000E007F\u206A\uFFF9\u200B\u061C", "en0"}};
-  const std::string table = Print(false);
+  const std::string table = Print(Form::kTable);
   EXPECT_NE(table.find("a\uFFFD\uFFFD\uFFFD\uFFFD\uFFFD\uFFFD\uFFFD  en0 "), std::string::npos) << table;
 }
 
 TEST_F(InterfaceReportTest, AlignsColumnsByCellsNotCharacters) {
   fServices.fServices = std::vector<NetworkService>{
       {"\u673a\u67b6", "en0"}, {"e\u0301tude", "en5"}, {"\U0001F3B8", "en6"}, {"plain", "wl0"}};
-  EXPECT_EQ(Print(false),
+  EXPECT_EQ(Print(Form::kTable),
             "NAME   INTERFACE  AVB                            VIRTUAL ENTITY\n"
             "\u673a\u67b6   en0        capable                        enabled\n"
             "e\u0301tude  en5        no: too few transmit queues    not enabled\n"

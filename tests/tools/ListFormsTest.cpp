@@ -198,5 +198,34 @@ TEST(UnitJsonTest, UnitsWhoseBytesAreShownAlikeStayTwo) {
   EXPECT_EQ(json.find(R"("name")", json.find(R"("name")") + 1) == std::string::npos, false);
 }
 
+const std::string kCSVHeader = "name,kind,model,firmware,newest,url,uid,update\r\n";
+
+TEST(UnitCSVTest, IsAHeaderAndARecordForEachUnit) {
+  EXPECT_EQ(UnitCSV({}), kCSVHeader);
+  EXPECT_EQ(UnitCSV({kOutdated, Unit("Rack", "7", DeviceList::kTypeSwitch), Unit("Third", "", "unheard")}),
+            kCSVHeader +
+                "Desk,device,24ai,1.2.3+4,1.2.4+0,http://42.local/,42,true\r\n"
+                "Rack,switch,,,,http://7.local/,7,false\r\n"
+                "Third,unheard,,,,http://.local/,,false\r\n");
+}
+
+TEST(UnitCSVTest, AnEmptyFirstFieldStaysAField) {
+  EXPECT_THAT(UnitCSV({Unit("", "1")}), EndsWith("\r\n,device,,,,http://1.local/,1,false\r\n"));
+}
+
+TEST(UnitCSVTest, StrangersBytesStayInTheirField) {
+  const auto record = [](const std::string& name) {
+    return UnitCSV({Unit(name, "1")}).substr(kCSVHeader.size());
+  };
+  const std::string rest = ",device,,,,http://1.local/,1,false\r\n";
+  EXPECT_EQ(record("Desk, left"), "\"Desk, left\"" + rest);
+  EXPECT_EQ(record("the \"big\" one"), "\"the \"\"big\"\" one\"" + rest);
+  EXPECT_EQ(record("two\nlines"), "\"two\nlines\"" + rest);
+  EXPECT_EQ(record("\r\n"), "\"\uFFFD\n\"" + rest);
+  EXPECT_EQ(record(std::string("a\0b\033[2J\t\x7f\xff\xc2\x9b\u202e", 15)),
+            "a\uFFFDb\uFFFD[2J\uFFFD\uFFFD\uFFFD\uFFFD\uFFFD" + rest);
+  EXPECT_EQ(record("机架 é"), "机架 é" + rest);
+}
+
 }  // namespace
 }  // namespace vorn::devicelisttool

@@ -3,17 +3,23 @@
 #include <gtest/gtest.h>
 #include <pty.h>
 #include <sys/ioctl.h>
+#include <sys/stat.h>
 #include <termios.h>
 #include <unistd.h>
 
 #include <clocale>
 #include <csignal>
 #include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
 #include <string>
+#include <utility>
 
 #include "foundation/FileDescriptor.h"
 #include "tests/devicelist/Units.h"
 #include "tests/support/ScopedEnvironment.h"
+#include "tests/support/TemporaryFolder.h"
 #include "vorn-device-list/ListOutput.h"
 
 namespace vorn::devicelisttool {
@@ -23,6 +29,7 @@ using namespace std::chrono_literals;
 using DeviceList::testing::Unit;
 using DeviceList::testing::WithFirmware;
 using DeviceList::testing::WithLatest;
+using ::testing::AllOf;
 using ::testing::EndsWith;
 using ::testing::HasSubstr;
 using ::testing::Not;
@@ -84,7 +91,7 @@ using Kind = RedirectedOutput::Kind;
 Options Watching(bool json = false) {
   Options options;
   options.watch = true;
-  options.json = json;
+  options.form = json ? Form::kJson : Form::kTable;
   options.wait = std::chrono::seconds(5);
   return options;
 }
@@ -373,6 +380,164 @@ TEST_F(ListOutputTest, TellsWhenTheOutputCannotBeWritten) {
     EXPECT_EQ(output.Publish({Unit("a", "1")}), OutputResult::kFailed);
     EXPECT_THAT(::testing::internal::GetCapturedStderr(), HasSubstr("No space left on device"));
   }
+}
+
+TEST_F(ListOutputTest, WatchedCSVIsAWholeTextForEachChange) {
+  RedirectedOutput pipe(Kind::kPipe);
+  Options options = Watching();
+  options.form = Form::kCSV;
+  ListOutput output = Output(options);
+  EXPECT_EQ(output.Publish({Unit("a", "1")}), kWritten);
+  EXPECT_EQ(pipe.Written(),
+            "name,kind,model,firmware,newest,url,uid,update\r\na,device,,,,http://1.local/,1,false\r\n");
+  fNow += 1s;
+  EXPECT_EQ(output.Publish({}), kWritten);
+  EXPECT_EQ(pipe.Written(), "\nname,kind,model,firmware,newest,url,uid,update\r\n");
+}
+
+constexpr std::chrono::system_clock::time_point kLook{1700000000s};
+
+TEST_F(ListOutputTest, WatchedMetricsComeAgainWithEachLook) {
+  RedirectedOutput pipe(Kind::kPipe);
+  Options options = Watching();
+  options.form = Form::kOpenMetrics;
+  ListOutput output = Output(options);
+  EXPECT_EQ(output.Publish({kOutdated}), kWritten);
+  EXPECT_THAT(pipe.Written(), Not(HasSubstr("timestamp")));
+  fNow += 1s;
+  EXPECT_EQ(output.SetLookedAt(kLook), kWritten);
+  EXPECT_THAT(pipe.Written(),
+              AllOf(StartsWith("# TYPE "), HasSubstr("vorn_list_timestamp_seconds 1700000000\n")));
+  fNow += 1s;
+  EXPECT_EQ(output.Publish({kOutdated}), kWritten);
+  EXPECT_EQ(pipe.Written(), "");
+  EXPECT_EQ(output.SetLookedAt(kLook + 15s), kWritten);
+  EXPECT_THAT(pipe.Written(), EndsWith("vorn_list_timestamp_seconds 1700000015\n# EOF\n"));
+}
+
+class ListFileTest : public ListOutputTest {
+ protected:
+  [[nodiscard]] Options ToFile(Form form) const {
+    Options options = Watching();
+    options.form = form;
+    options.output = fPath;
+    return options;
+  }
+
+  [[nodiscard]] std::string Content() const {
+    std::ostringstream content;
+    content << std::ifstream(fPath, std::ios::binary).rdbuf();
+    return content.str();
+  }
+
+  std::string Failure(const std::string& file) {
+    ::testing::internal::CaptureStderr();
+    EXPECT_EQ(WriteOutput(file, "x"), OutputResult::kFailed);
+    return ::testing::internal::GetCapturedStderr();
+  }
+
+  const testing::TemporaryFolder fFolder;
+  const std::filesystem::path fPath = fFolder.Path() / "units";
+};
+
+TEST_F(ListFileTest, HasTheWholeListInEachFormAndStandardOutputHasNothing) {
+  RedirectedOutput terminal(Kind::kTerminal);
+  const std::pair<Form, const char*> kBegins[] = {{Form::kTable, "NAME "},
+                                                  {Form::kJson, "{\"units\":[{\"name\":\"Desk\""},
+                                                  {Form::kCSV, "name,kind,"},
+                                                  {Form::kOpenMetrics, "# TYPE vorn_unit_info gauge\n"}};
+  for (const auto& [form, begin] : kBegins) {
+    Options options = ToFile(form);
+    options.watch = false;
+    ListOutput output = Output(options);
+    EXPECT_FALSE(ListOutput::DrawsInPlace(options));
+    EXPECT_EQ(output.Publish({kOutdated}), kWritten);
+    EXPECT_EQ(output.WriteLast(), kWritten);
+    EXPECT_THAT(Content(), AllOf(StartsWith(begin), Not(HasSubstr("\033"))));
+  }
+  EXPECT_EQ(terminal.Written(), "");
+}
+
+TEST_F(ListFileTest, IsWrittenWhenTheWaitIsOverAndThenAtMostOnceASecond) {
+  for (const Form form : {Form::kTable, Form::kJson, Form::kCSV}) {
+    std::filesystem::remove(fPath);
+    ListOutput output = Output(ToFile(form));
+    EXPECT_EQ(output.Publish({Unit("first", "1")}), kWritten);
+    EXPECT_EQ(Content(), "");
+    ASSERT_TRUE(output.NextDue());
+    EXPECT_EQ(*output.NextDue(), fNow + 5s);
+    fNow += 5s;
+    EXPECT_EQ(output.WriteDue(), kWritten);
+    EXPECT_THAT(Content(), HasSubstr("first"));
+    EXPECT_EQ(output.Publish({Unit("second", "1")}), kWritten);
+    EXPECT_THAT(Content(), HasSubstr("first"));
+    ASSERT_TRUE(output.NextDue());
+    EXPECT_EQ(*output.NextDue(), fNow + 1s);
+    fNow += 1s;
+    EXPECT_EQ(output.WriteDue(), kWritten);
+    EXPECT_THAT(Content(), AllOf(HasSubstr("second"), Not(HasSubstr("first"))));
+    fNow += 1s;
+    EXPECT_FALSE(output.NextDue());
+  }
+}
+
+TEST_F(ListFileTest, StaysUntilTheProgramCouldLook) {
+  std::ofstream(fPath) << "before";
+  ListOutput output = Output(ToFile(Form::kJson));
+  EXPECT_EQ(output.Publish({}), kWritten);
+  fNow += 5s;
+  EXPECT_EQ(output.WriteDue(), kWritten);
+  EXPECT_FALSE(output.NextDue());
+  EXPECT_EQ(output.WriteLast(), kWritten);
+  EXPECT_EQ(output.Finish(), kWritten);
+  EXPECT_EQ(Content(), "before");
+  EXPECT_EQ(output.SetLookedAt(kLook), kWritten);
+  EXPECT_EQ(Content(), "{\"units\":[]}\n");
+}
+
+TEST_F(ListFileTest, HasTheLastListWhenTheWatchEnds) {
+  ListOutput output = Output(ToFile(Form::kCSV));
+  fNow += 5s;
+  EXPECT_EQ(output.Publish({Unit("first", "1")}), kWritten);
+  EXPECT_EQ(output.Publish({Unit("last", "1")}), kWritten);
+  EXPECT_THAT(Content(), HasSubstr("first"));
+  EXPECT_EQ(output.Finish(), kWritten);
+  EXPECT_THAT(Content(), HasSubstr("last"));
+}
+
+TEST_F(ListFileTest, IsReadableForEverybodyWhateverTheMask) {
+  const mode_t before = ::umask(077);
+  EXPECT_EQ(WriteOutput(fPath, "x"), kWritten);
+  ::umask(before);
+  EXPECT_EQ(std::filesystem::status(fPath).permissions(), std::filesystem::perms{0644});
+}
+
+TEST_F(ListFileTest, MayBeNamedFromTheCurrentFolderAndBehindALink) {
+  const auto before = std::filesystem::current_path();
+  std::filesystem::current_path(fFolder.Path());
+  EXPECT_EQ(WriteOutput("units", "x"), kWritten);
+  std::filesystem::current_path(before);
+  EXPECT_EQ(Content(), "x");
+  const auto link = fFolder.Path() / "link";
+  std::filesystem::create_symlink("units", link);
+  EXPECT_EQ(WriteOutput(link, "y"), kWritten);
+  EXPECT_EQ(Content(), "y");
+  EXPECT_TRUE(std::filesystem::is_symlink(link));
+}
+
+TEST_F(ListFileTest, ThatCannotBeWrittenIsNamedWithTheReason) {
+  const auto missing = fFolder.Path() / "none" / "units";
+  EXPECT_THAT(Failure(missing),
+              HasSubstr(": cannot write to '" + missing.string() + "': No such file or directory\n"));
+  EXPECT_THAT(Failure(fFolder.Path()), HasSubstr("it is no regular file"));
+  const auto pipe = fFolder.Path() / "pipe";
+  ASSERT_EQ(::mkfifo(pipe.c_str(), 0600), 0);
+  const auto link = fFolder.Path() / "link";
+  std::filesystem::create_symlink("pipe", link);
+  for (const auto& file : {pipe, link}) EXPECT_THAT(Failure(file), HasSubstr("it is no regular file"));
+  EXPECT_TRUE(std::filesystem::is_fifo(pipe));
+  EXPECT_TRUE(std::filesystem::is_symlink(link));
+  EXPECT_FALSE(std::filesystem::exists(fPath));
 }
 
 }  // namespace

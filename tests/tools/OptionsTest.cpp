@@ -30,7 +30,8 @@ TEST(OptionsTest, WithoutOptionsListsAllForFiveSecondsAsATable) {
   const Options options = Parsed({});
   EXPECT_EQ(options.action, Options::Action::kList);
   EXPECT_FALSE(options.watch);
-  EXPECT_FALSE(options.json);
+  EXPECT_EQ(options.form, Form::kTable);
+  EXPECT_EQ(options.output, "");
   EXPECT_TRUE(options.showSwitches);
   EXPECT_FALSE(options.offline);
   EXPECT_EQ(options.wait, milliseconds(5000));
@@ -38,7 +39,8 @@ TEST(OptionsTest, WithoutOptionsListsAllForFiveSecondsAsATable) {
 
 TEST(OptionsTest, EachSwitchSetsItsOwn) {
   EXPECT_TRUE(Parsed({"--watch"}).watch);
-  EXPECT_TRUE(Parsed({"--json"}).json);
+  EXPECT_EQ(Parsed({"--json"}).form, Form::kJson);
+  EXPECT_EQ(Parsed({"--output", "units.csv"}).output, "units.csv");
   EXPECT_FALSE(Parsed({"--no-switches"}).showSwitches);
   EXPECT_TRUE(Parsed({"--offline"}).offline);
   EXPECT_EQ(Parsed({"--help"}).action, Options::Action::kHelp);
@@ -50,7 +52,7 @@ TEST(OptionsTest, EachSwitchSetsItsOwn) {
 
 TEST(OptionsTest, OptionsCombineInAnyOrder) {
   const Options options = Parsed({"--json", "--wait", "2", "--no-switches", "--watch"});
-  EXPECT_TRUE(options.json && options.watch && !options.showSwitches);
+  EXPECT_TRUE(options.form == Form::kJson && options.watch && !options.showSwitches);
   EXPECT_EQ(options.wait, milliseconds(2000));
 }
 
@@ -60,6 +62,43 @@ TEST(OptionsTest, WaitTakesSecondsInBothForms) {
   EXPECT_EQ(Parsed({"--wait", "0"}).wait, milliseconds(0));
   EXPECT_EQ(Parsed({"--wait", "0.25"}).wait, milliseconds(250));
   EXPECT_EQ(Parsed({"--wait", "86400"}).wait, milliseconds(86'400'000));
+}
+
+TEST(OptionsTest, FormatTakesOneOfFourWords) {
+  EXPECT_EQ(Parsed({"--format", "table"}).form, Form::kTable);
+  EXPECT_EQ(Parsed({"--format=json"}).form, Form::kJson);
+  EXPECT_EQ(Parsed({"--format=csv"}).form, Form::kCSV);
+  EXPECT_EQ(Parsed({"--format", "openmetrics"}).form, Form::kOpenMetrics);
+  for (const std::string word : {"", "JSON", "js", "xml", "csv "}) {
+    EXPECT_EQ(ErrorOf({"--format=" + word}),
+              "--format takes table, json, csv or openmetrics, not '" + word + "'");
+  }
+  EXPECT_EQ(ErrorOf({"--format"}), "a format must follow '--format'");
+}
+
+TEST(OptionsTest, TwoFormatsExcludeEachOther) {
+  EXPECT_EQ(Parsed({"--json", "--format=json"}).form, Form::kJson);
+  EXPECT_EQ(Parsed({"--format=csv", "--format", "csv"}).form, Form::kCSV);
+  EXPECT_EQ(ErrorOf({"--json", "--format=csv"}), "the formats json and csv exclude each other");
+  EXPECT_EQ(ErrorOf({"--format=openmetrics", "--json"}),
+            "the formats openmetrics and json exclude each other");
+  EXPECT_EQ(ErrorOf({"--format=table", "--format=csv"}), "the formats table and csv exclude each other");
+}
+
+TEST(OptionsTest, InterfacesHaveNoMetrics) {
+  for (const char* word : {"table", "json", "csv"}) {
+    EXPECT_EQ(Parsed({"--interfaces", "--format", word}).action, Options::Action::kInterfaces);
+  }
+  EXPECT_EQ(ErrorOf({"--format=openmetrics", "--interfaces"}), "--interfaces has no format openmetrics");
+  EXPECT_EQ(Parsed({"--format=openmetrics", "--interfaces", "--help"}).action, Options::Action::kHelp);
+}
+
+TEST(OptionsTest, OutputTakesAFileNameOrADash) {
+  EXPECT_EQ(Parsed({"--output=a", "--output", "b"}).output, "b");
+  EXPECT_EQ(Parsed({"--output=a", "--output", "-"}).output, "");
+  EXPECT_EQ(Parsed({"--output", "--json"}).output, "--json");
+  EXPECT_EQ(ErrorOf({"--output="}), "--output takes a file name, not ''");
+  EXPECT_EQ(ErrorOf({"--output"}), "a file name must follow '--output'");
 }
 
 TEST(OptionsTest, LastWaitCounts) {
@@ -79,7 +118,9 @@ TEST(OptionsTest, WaitRefusesWhatIsNoNumberOfSeconds) {
 
 TEST(OptionsTest, UniqueAbbreviationsCount) {
   EXPECT_TRUE(Parsed({"--wat"}).watch);
-  EXPECT_TRUE(Parsed({"--j"}).json);
+  EXPECT_EQ(Parsed({"--j"}).form, Form::kJson);
+  EXPECT_EQ(Parsed({"--fo", "csv", "--ou=x"}).form, Form::kCSV);
+  EXPECT_EQ(ErrorOf({"--o", "x"}), "the option '--o' is ambiguous");
   EXPECT_FALSE(Parsed({"--no"}).showSwitches);
   EXPECT_EQ(Parsed({"--int"}).action, Options::Action::kInterfaces);
   EXPECT_EQ(Parsed({"--wai", "3"}).wait, milliseconds(3000));
@@ -89,7 +130,7 @@ TEST(OptionsTest, UniqueAbbreviationsCount) {
 }
 
 TEST(OptionsTest, TwoDashesEndTheOptions) {
-  EXPECT_TRUE(Parsed({"--json", "--"}).json);
+  EXPECT_EQ(Parsed({"--json", "--"}).form, Form::kJson);
   EXPECT_EQ(ErrorOf({"--", "--json"}), "unexpected argument '--json'");
 }
 
@@ -107,8 +148,8 @@ TEST(OptionsTest, AnythingElseIsRefusedByName) {
 
 TEST(OptionsTest, HelpNamesEveryOption) {
   const std::string help = HelpText();
-  for (const char* option : {"--wait SECONDS", "--watch", "--json", "--no-switches", "--offline",
-                             "--interfaces", "-h, --help", "-V, --version"}) {
+  for (const char* option : {"--wait SECONDS", "--watch", "--format FORMAT", "--json", "--output FILE",
+                             "--no-switches", "--offline", "--interfaces", "-h, --help", "-V, --version"}) {
     EXPECT_THAT(help, HasSubstr(option));
   }
   EXPECT_EQ(help.back(), '\n');

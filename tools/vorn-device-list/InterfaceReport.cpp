@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <string>
 #include <utility>
 
 #include "foundation/Clock.h"
@@ -30,6 +31,11 @@ Entity StateOf(const std::string& interfaceName, const std::optional<Names>& ena
   return found ? Entity::kEnabled : Entity::kNotEnabled;
 }
 
+std::string Rendered(const Interfaces& interfaces, Form form) {
+  if (form == Form::kCSV) return InterfaceCSV(interfaces);
+  return form == Form::kJson ? InterfaceJson(interfaces) + "\n" : InterfaceTable(interfaces);
+}
+
 }  // namespace
 
 std::optional<Interfaces> CollectInterfaces(NetworkServices& services, AVBCapability& capability,
@@ -46,14 +52,14 @@ std::optional<Interfaces> CollectInterfaces(NetworkServices& services, AVBCapabi
   return interfaces;
 }
 
-int PrintInterfaces(bool json, NetworkServices& services, AVBCapability& capability,
+int PrintInterfaces(const Options& options, NetworkServices& services, AVBCapability& capability,
                     ChildProcessLauncher& launcher, const AVBTool& tool) {
   const auto interfaces = CollectInterfaces(services, capability, launcher, tool);
   if (!interfaces) {
     WriteToConsole("The network services cannot be listed");
     return kFailed;
   }
-  return Print(json ? InterfaceJson(*interfaces) + "\n" : InterfaceTable(*interfaces));
+  return Print(Rendered(*interfaces, options.form), options.output);
 }
 
 }  // namespace vorn::devicelisttool

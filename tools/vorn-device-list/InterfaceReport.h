@@ -7,6 +7,7 @@
 #include "platform/ChildProcess.h"
 #include "platform/NetworkServices.h"
 #include "virtualentity/AVBTool.h"
+#include "vorn-device-list/Options.h"
 
 namespace vorn::devicelisttool {
 
@@ -30,9 +31,10 @@ using Interfaces = std::vector<Interface>;
                                                           ChildProcessLauncher& launcher,
                                                           const AVBTool& tool = {});
 
-/// Collects the interfaces and writes them to standard output, as a table or as JSON. Returns the exit
+/// Collects the interfaces and writes them as the options say: as a table, JSON or CSV. Returns the exit
 /// status. If it is not kListed, the console gives the reason.
-[[nodiscard]] int PrintInterfaces(bool json, NetworkServices& services, AVBCapability& capability,
-                                  ChildProcessLauncher& launcher, const AVBTool& tool = {});
+[[nodiscard]] int PrintInterfaces(const Options& options, NetworkServices& services,
+                                  AVBCapability& capability, ChildProcessLauncher& launcher,
+                                  const AVBTool& tool = {});
 
 }  // namespace vorn::devicelisttool

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "devicelist/Entry.h"
+#include "foundation/SafeText.h"
 #include "foundation/Strings.h"
 
 namespace vorn::devicelisttool {
@@ -23,11 +24,6 @@ const std::vector<TextTable::Concession> kConcessions{{kURL, 12},     {kName, 12
                                                       {kNewest, 0},   {kKind, 0},  {kModel, 0},
                                                       {kFirmware, 0}, {kName, 1},  {kName, 0}};
 
-std::string KindWord(const std::string& type) {
-  const DeviceList::UnitKind* kind = DeviceList::KindOf(type);
-  return kind ? std::string(kind->column) : type;
-}
-
 template <typename T>
 std::string TextOrDash(const optional<T>& value) {
   return value ? SlowConvertToString(*value) : "-";
@@ -43,6 +39,26 @@ std::string JsonLine(const char* member, Json list) {
   object[member] = std::move(list);
   constexpr int kOneLine = -1;
   return object.dump(kOneLine, ' ', true, Json::error_handler_t::replace);
+}
+
+template <typename T>
+std::string TextOrNothing(const optional<T>& value) {
+  return value ? SlowConvertToString(*value) : "";
+}
+
+std::string CSVField(const std::string& bytes) {
+  const std::string text = ToUTF8(SafeText(bytes, U"\n"));
+  if (text.find_first_of(",\"\n") == std::string::npos) return text;
+  std::string field = "\"";
+  for (const char c : text) field.append(c == '"' ? 2 : 1, c);
+  return field + '"';
+}
+
+std::string CSVRecord(const std::vector<std::string>& fields) {
+  std::string record;
+  const char* separator = "";
+  for (const std::string& field : fields) record += std::exchange(separator, ",") + CSVField(field);
+  return record + "\r\n";
 }
 
 // Why an interface cannot carry AVB; null if it can.
@@ -105,6 +121,21 @@ std::string UnitJson(const Units& units) {
   return JsonLine("units", std::move(list));
 }
 
+std::string UnitCSV(const Units& units) {
+  std::string text = CSVRecord({"name", "kind", "model", "firmware", "newest", "url", "uid", "update"});
+  for (const auto& unit : units) {
+    text += CSVRecord({TextOrNothing(unit.name), KindWord(unit.type), TextOrNothing(unit.modelID),
+                       TextOrNothing(unit.firmwareVersion), TextOrNothing(unit.latestVersion), unit.url,
+                       unit.uid, DeviceList::UpdateAvailable(unit) ? "true" : "false"});
+  }
+  return text;
+}
+
+std::string KindWord(const std::string& type) {
+  const DeviceList::UnitKind* kind = DeviceList::KindOf(type);
+  return kind ? std::string(kind->column) : type;
+}
+
 std::string InterfaceTable(const Interfaces& interfaces) {
   TextTable table({{"NAME"}, {"INTERFACE"}, {"AVB"}, {"VIRTUAL ENTITY"}});
   for (const auto& interface : interfaces) {
@@ -127,6 +158,17 @@ std::string InterfaceJson(const Interfaces& interfaces) {
                     {"virtualEntity", EntityText(interface.entity)}});
   }
   return JsonLine("interfaces", std::move(list));
+}
+
+std::string InterfaceCSV(const Interfaces& interfaces) {
+  std::string text = CSVRecord({"name", "interface", "capable", "reason", "virtual_entity"});
+  for (const auto& interface : interfaces) {
+    const char* reason = ReasonText(interface.capability);
+    text += CSVRecord({interface.service.name, interface.service.interfaceName,
+                       reason == nullptr ? "true" : "false", reason == nullptr ? "" : reason,
+                       EntityText(interface.entity)});
+  }
+  return text;
 }
 
 }  // namespace vorn::devicelisttool

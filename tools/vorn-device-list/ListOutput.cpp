@@ -1,12 +1,18 @@
 #include "vorn-device-list/ListOutput.h"
 
+#include <cerrno>
 #include <chrono>
 #include <cstdlib>
+#include <cstring>
+#include <filesystem>
 #include <memory>
 #include <sstream>
 #include <string>
+#include <system_error>
 #include <utility>
 #include <vector>
+
+#include "platform/linux/files/WholeFile.h"
 
 namespace vorn::devicelisttool {
 namespace {
@@ -25,17 +31,42 @@ std::vector<std::string> LinesOf(const std::string& text) {
   return lines;
 }
 
+// Why the file could not be replaced; empty if it was. Another kind of file stays: a device or a pipe would
+// become a regular file.
+std::string ReplaceIfRegular(const std::string& file, std::string_view text) {
+  constexpr std::chrono::seconds kPatience{1};  // with other writers of the file
+  std::error_code error;
+  auto path = std::filesystem::absolute(file, error);
+  if (error) return error.message();
+  path = FileBehindLinks(std::move(path));
+  const auto status = std::filesystem::status(path, error);
+  const bool isOther = std::filesystem::exists(status) && !std::filesystem::is_regular_file(status);
+  if (isOther) return "it is no regular file";
+  return ReplaceFile(path, text, Readers::kEverybody, kPatience) ? "" : std::strerror(errno);
+}
+
 }  // namespace
 
+OutputResult WriteOutput(const std::string& file, std::string_view text) {
+  if (file.empty()) return WriteToStandardOutput(text);
+  const std::string reason = ReplaceIfRegular(file, text);
+  if (reason.empty()) return OutputResult::kWritten;
+  WriteToConsole("cannot write to '" + file + "': " + reason);
+  return OutputResult::kFailed;
+}
+
 bool ListOutput::DrawsInPlace(const Options& options) {
-  return options.watch && !options.json && TerminalScreen::IsAvailable();
+  return options.watch && options.form == Form::kTable && options.output.empty() &&
+         TerminalScreen::IsAvailable();
 }
 
 ListOutput::ListOutput(const Options& options, Now now)
     : fOptions(options),
       fNow(std::move(now)),
+      fToFile(!options.output.empty()),
       fInPlace(DrawsInPlace(options)),
-      fColor(TerminalScreen::IsAvailable() && ColorWanted()),
+      fWritesEach(options.form == Form::kJson && !fToFile),
+      fColor(!fToFile && TerminalScreen::IsAvailable() && ColorWanted()),
       fFirstWaitEnds(fNow() + options.wait) {}
 
 OutputResult ListOutput::Publish(Units units) {
@@ -50,12 +81,18 @@ OutputResult ListOutput::SetNote(std::string note) {
   return WriteDue();
 }
 
+OutputResult ListOutput::SetLookedAt(std::chrono::system_clock::time_point now) {
+  fLookedAt = now;
+  return WriteDue();
+}
+
 std::optional<Clock::time_point> ListOutput::NextDue() const {
-  if (!fOptions.watch || (fOptions.json && !fHasList)) return {};
+  if (!fOptions.watch || (fWritesEach && !fHasList)) return {};
   if (fInPlace && !TerminalScreen::IsInForeground()) return {};
-  const bool paced = !fOptions.json && !fInPlace;
+  const bool paced = !fWritesEach && !fInPlace;
   if (paced && !IsSettled()) return fFirstWaitEnds;
   if (paced && fWroteAny && fNow() < fWrittenAt + kPace) return fWrittenAt + kPace;
+  if (IsWithheld()) return {};
   if (IsNew()) return fNow();
   if (fInPlace && !IsSettled()) return fFirstWaitEnds;
   return {};
@@ -67,25 +104,27 @@ OutputResult ListOutput::WriteDue() {
 }
 
 OutputResult ListOutput::WriteLast() {
-  const bool follows = fOptions.watch && !fOptions.json && fWroteAny;
+  if (IsWithheld()) return OutputResult::kWritten;
+  const bool hasOwnEnd = fOptions.form == Form::kJson || fOptions.form == Form::kOpenMetrics;
+  const bool follows = fOptions.watch && fWroteAny && !fToFile && !hasOwnEnd;
   fWritten = Rendered();
   fWroteAny = true;
   fWrittenAt = fNow();
   if (fInPlace) return fScreen.Draw(LinesOf(fWritten));
-  return WriteToStandardOutput((follows ? "\n" : "") + fWritten);
+  return WriteOutput(fOptions.output, (follows ? "\n" : "") + fWritten);
 }
 
 OutputResult ListOutput::Finish() {
-  if (!fOptions.watch || fOptions.json) return OutputResult::kWritten;
+  if (!fOptions.watch || fWritesEach) return OutputResult::kWritten;
   if (!fInPlace) return IsSettled() && IsNew() ? WriteLast() : OutputResult::kWritten;
   const OutputResult left = fScreen.Leave();
   if (left != OutputResult::kWritten || !IsSettled()) return left;
   return WriteToStandardOutput(UnitTable(*fUnits, {fColor, TerminalScreen::CurrentSize().columns, 0}));
 }
 
-// Whether an empty list means that nothing can be found.
+// Whether an empty list means that nothing can be found and, for a file, whether the list counts as complete.
 bool ListOutput::IsSettled() const {
-  return fHadUnits || fNow() >= fFirstWaitEnds;
+  return (fHadUnits && !fToFile) || fNow() >= fFirstWaitEnds;
 }
 
 bool ListOutput::IsNew() const {
@@ -93,7 +132,16 @@ bool ListOutput::IsNew() const {
 }
 
 std::string ListOutput::Rendered() const {
-  if (fOptions.json) return UnitJson(*fUnits) + "\n";
+  switch (fOptions.form) {
+    case Form::kJson:
+      return UnitJson(*fUnits) + "\n";
+    case Form::kCSV:
+      return UnitCSV(*fUnits);
+    case Form::kOpenMetrics:
+      return UnitMetrics(*fUnits, fLookedAt);
+    case Form::kTable:
+      break;
+  }
   return fInPlace ? Picture() : UnitTable(*fUnits, {fColor, 0, 0});
 }
 

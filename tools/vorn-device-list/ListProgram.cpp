@@ -25,7 +25,9 @@ using DeviceList::DiscoveryHint;
 
 constexpr std::chrono::milliseconds kTeardownLimit{700};
 
-constexpr std::chrono::seconds kSurroundingsPace{1};  // between two checks
+// Between two checks of what nothing reports.
+constexpr std::chrono::seconds kScreenPace{1};
+constexpr std::chrono::seconds kReportPace{15};
 
 const char* ReasonText(DiscoveryHint hint) {
   switch (hint) {
@@ -68,6 +70,7 @@ class ListRun {
       : fOptions(options),
         fServer(std::move(server)),
         fInPlace(ListOutput::DrawsInPlace(options)),
+        fReports(!options.output.empty() || options.form == Form::kOpenMetrics),
         fOutput(options),
         fLoop(PollRunLoop::Current()),
         fDueTimer(fLoop, kNever, [this] { HandleDue(); }),
@@ -83,7 +86,7 @@ class ListRun {
                                                           [this, &terminal] { HandleTerminal(terminal); });
     }
     std::unique_ptr<WatchedDescriptor> readerWatch;
-    if (IsPipe(STDOUT_FILENO)) {
+    if (fOptions.output.empty() && IsPipe(STDOUT_FILENO)) {
       // It only becomes readable with an error: nobody reads any more.
       readerWatch = std::make_unique<WatchedDescriptor>(STDOUT_FILENO, [this] { Leave(kListed); });
     }
@@ -95,7 +98,7 @@ class ListRun {
                                           [this](auto state) { HandleResponder(state); }, fServer);
     list.CheckForUpdates(!fOptions.offline);
     HandleDue();
-    if (fInPlace) HandleSurroundings();
+    if (fInPlace || (fOptions.watch && fReports)) HandleSurroundings();
     fLoop->Run();
     if (endSignals.Received() == 0) EndProcessAfter(kTeardownLimit, fExitCode);
     EndWatch();
@@ -127,11 +130,17 @@ class ListRun {
     if (!fLeaves) Continue(fOutput.WriteDue());
   }
 
-  // Nothing reports that the network came or went, or that the program came to the foreground.
+  // Nothing tells that the network came or went, or that the program came to the foreground.
   void HandleSurroundings() {
     if (fLeaves) return;
+    NoteLook();
     TellHint(fStatus.Hint());
-    fSurroundingsTimer.FireAfter(kSurroundingsPace);
+    fSurroundingsTimer.FireAfter(fInPlace ? kScreenPace : kReportPace);
+  }
+
+  void NoteLook() {
+    if (fLeaves || !fReports || CannotLook(fStatus.FinalHint())) return;
+    Continue(fOutput.SetLookedAt(std::chrono::system_clock::now()));
   }
 
   void HandleList(Units units) {
@@ -142,6 +151,7 @@ class ListRun {
 
   void HandleResponder(DeviceList::SupervisedDeviceList::State state) {
     fStatus.SetResponderState(state);
+    NoteLook();
     TellHint(fStatus.Hint());
   }
 
@@ -160,6 +170,7 @@ class ListRun {
     const DiscoveryHint hint = fStatus.FinalHint();
     const bool couldNotLook = fOutput.Empty() && CannotLook(hint);
     if (couldNotLook) TellHint(hint);
+    NoteLook();
     Continue(fOutput.WriteLast());
     Leave(!fOutput.Empty() ? kListed : couldNotLook ? kCouldNotLook : kNoneFound);
   }
@@ -189,20 +200,21 @@ class ListRun {
   const Options fOptions;
   const DeviceList::UpdateServer fServer;
   const bool fInPlace;
+  const bool fReports;  ///< for readers that look now and then, and so must know how old it is
   ListOutput fOutput;
   DeviceList::DiscoveryStatus fStatus;
   std::set<DiscoveryHint> fTold;  ///< reasons that the console has already shown
   std::shared_ptr<PollRunLoop> fLoop;
   RunLoopTimer fDueTimer;
-  RunLoopTimer fSurroundingsTimer;  ///< runs if the page is drawn in place
+  RunLoopTimer fSurroundingsTimer;  ///< runs if a watch is drawn in place or reports
   int fExitCode = kListed;
   bool fLeaves = false;  ///< the exit status is decided
 };
 
 }  // namespace
 
-int Print(std::string_view text) {
-  return WriteToStandardOutput(text) == OutputResult::kFailed ? kFailed : kListed;
+int Print(std::string_view text, const std::string& file) {
+  return WriteOutput(file, text) == OutputResult::kFailed ? kFailed : kListed;
 }
 
 int RunList(const Options& options, DeviceList::UpdateServer server) {

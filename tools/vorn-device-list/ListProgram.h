@@ -1,5 +1,6 @@
 #pragma once
 
+#include <string>
 #include <string_view>
 
 #include "devicelist/FirmwarePoller.h"
@@ -18,8 +19,8 @@ enum ExitCode : int {
   kInterrupted = 128,  ///< plus the signal's number: it came before the time was over
 };
 
-/// Writes the text to standard output; returns the exit status.
-[[nodiscard]] int Print(std::string_view text);
+/// Writes the text to the file, or to standard output without one; returns the exit status.
+[[nodiscard]] int Print(std::string_view text, const std::string& file = {});
 
 /// Looks for units, asks the update server for their newest firmware if it may, and prints them as requested.
 /// Returns the exit status. Needs the signals blocked. Runs the calling thread's PollRunLoop. When it

@@ -6,18 +6,22 @@
 #include <charconv>
 #include <cmath>
 #include <cstring>
+#include <string_view>
+#include <utility>
 
 namespace vorn::devicelisttool {
 namespace {
 
 constexpr double kLongestWaitSeconds = 86400;
 
-enum LongOption : int { kWait = 256, kWatch, kJson, kNoSwitches, kOffline, kInterfaces };
+enum LongOption : int { kWait = 256, kWatch, kFormat, kJson, kOutput, kNoSwitches, kOffline, kInterfaces };
 
 constexpr option kLongOptions[] = {
     {"wait", required_argument, nullptr, kWait},
     {"watch", no_argument, nullptr, kWatch},
+    {"format", required_argument, nullptr, kFormat},
     {"json", no_argument, nullptr, kJson},
+    {"output", required_argument, nullptr, kOutput},
     {"no-switches", no_argument, nullptr, kNoSwitches},
     {"offline", no_argument, nullptr, kOffline},
     {"interfaces", no_argument, nullptr, kInterfaces},
@@ -28,6 +32,13 @@ constexpr option kLongOptions[] = {
 
 // Stop at the first non-option, and distinguish a missing value from an unknown option.
 constexpr char kShortOptions[] = "+:hV";
+
+constexpr std::pair<std::string_view, Form> kForms[] = {
+    {"table", Form::kTable},
+    {"json", Form::kJson},
+    {"csv", Form::kCSV},
+    {"openmetrics", Form::kOpenMetrics},
+};
 
 std::optional<std::chrono::milliseconds> ParseSeconds(const std::string& text) {
   double seconds = 0;
@@ -52,20 +63,54 @@ std::string RefusalOf(const std::string& argument) {
   return (matches == 1 ? "no value is allowed for the option " : "there is no option ") + Quoted(argument);
 }
 
-// Takes one option that getopt_long has found. Returns the error.
-std::optional<std::string> Apply(int found, Options& options) {
+std::string MissingValue(int option, const std::string& argument) {
+  const char* value = option == kWait     ? "a number of seconds"
+                      : option == kFormat ? "a format"
+                                          : "a file name";
+  return value + (" must follow " + Quoted(argument));
+}
+
+std::optional<std::string> SetWait(const std::string& text, Options& options) {
+  const auto seconds = ParseSeconds(text);
+  if (!seconds) return "--wait takes a number of seconds from 0 to 86400, not " + Quoted(text);
+  options.wait = *seconds;
+  return {};
+}
+
+// A script that asks for two forms expects both, so neither is right.
+std::optional<std::string> SetForm(std::string_view word, std::string_view& chosen, Options& options) {
+  const auto* const form = std::find_if(std::begin(kForms), std::end(kForms),
+                                        [&](const auto& known) { return known.first == word; });
+  if (form == std::end(kForms)) {
+    return "--format takes table, json, csv or openmetrics, not " + Quoted(std::string(word));
+  }
+  if (!chosen.empty() && chosen != word) {
+    return "the formats " + std::string(chosen) + " and " + std::string(word) + " exclude each other";
+  }
+  chosen = form->first;
+  options.form = form->second;
+  return {};
+}
+
+std::optional<std::string> SetOutput(const std::string& file, Options& options) {
+  if (file.empty()) return "--output takes a file name, not " + Quoted(file);
+  options.output = file == "-" ? "" : file;
+  return {};
+}
+
+// Takes one option that getopt_long has found. `chosen` is the word of the form so far. Returns the error.
+std::optional<std::string> Apply(int found, std::string_view& chosen, Options& options) {
   switch (found) {
-    case kWait: {
-      const auto seconds = ParseSeconds(optarg);
-      if (!seconds) return "--wait takes a number of seconds from 0 to 86400, not " + Quoted(optarg);
-      options.wait = *seconds;
-      break;
-    }
+    case kWait:
+      return SetWait(optarg, options);
+    case kFormat:
+      return SetForm(optarg, chosen, options);
+    case kJson:
+      return SetForm("json", chosen, options);
+    case kOutput:
+      return SetOutput(optarg, options);
     case kWatch:
       options.watch = true;
-      break;
-    case kJson:
-      options.json = true;
       break;
     case kNoSwitches:
       options.showSwitches = false;
@@ -88,6 +133,10 @@ std::optional<std::string> Apply(int found, Options& options) {
   return {};
 }
 
+bool HasNoSuchForm(const Options& options) {
+  return options.action == Options::Action::kInterfaces && options.form == Form::kOpenMetrics;
+}
+
 }  // namespace
 
 ParsedOptions ParseOptions(const std::vector<std::string>& arguments) {
@@ -100,6 +149,7 @@ ParsedOptions ParseOptions(const std::vector<std::string>& arguments) {
   char** const argv = pointers.data();
 
   ParsedOptions parsed;
+  std::string_view chosen;
   opterr = 0;
   optind = 0;  // makes the C library start again
   for (int at = 1; !parsed.error; at = optind) {
@@ -108,12 +158,13 @@ ParsedOptions ParseOptions(const std::vector<std::string>& arguments) {
     if (found == '?') {
       parsed.error = RefusalOf(argv[at]);
     } else if (found == ':') {
-      parsed.error = "a number of seconds must follow " + Quoted(argv[at]);
+      parsed.error = MissingValue(optopt, argv[at]);
     } else {
-      parsed.error = Apply(found, parsed.options);
+      parsed.error = Apply(found, chosen, parsed.options);
     }
   }
   if (!parsed.error && optind < argc) parsed.error = "unexpected argument " + Quoted(argv[optind]);
+  if (!parsed.error && HasNoSuchForm(parsed.options)) parsed.error = "--interfaces has no format openmetrics";
   return parsed;
 }
 
@@ -124,7 +175,11 @@ std::string HelpText() {
          "  --wait SECONDS   the time to look before printing (default 5); with --watch,\n"
          "                   the time before it says that nothing was found\n"
          "  --watch          continue until interrupted and show every change\n"
-         "  --json           print one JSON object on each line instead of a table\n"
+         "  --format FORMAT  print in this format: table, json (one object on each line),\n"
+         "                   csv, or openmetrics (for Prometheus)\n"
+         "  --json           the same as --format json\n"
+         "  --output FILE    write into this file and replace it as a whole; with --watch,\n"
+         "                   at each change\n"
          "  --no-switches    do not list switches\n"
          "  --offline        do not ask the update server for the newest firmware\n"
          "  --interfaces     print this computer's network interfaces, whether each can\n"

@@ -49,11 +49,11 @@ void PrepareProcess(const Options& options) {
   DeviceList::InitHTTP();
 }
 
-int ListInterfaces(bool json) {
+int ListInterfaces(const Options& options) {
   vorn::NetworkServicesLinux services;
   vorn::AVBCapabilityLinux capability;
   vorn::ChildProcessLauncherLinux launcher;
-  return vorn::devicelisttool::PrintInterfaces(json, services, capability, launcher);
+  return vorn::devicelisttool::PrintInterfaces(options, services, capability, launcher);
 }
 
 int ListUnits(Options options) {
@@ -73,7 +73,7 @@ int RunAction(const Options& options) {
     case Options::Action::kVersion:
       return Print(std::string("vorn-device-list ") + Identity::kBundleVersion + "\n");
     case Options::Action::kInterfaces:
-      return ListInterfaces(options.json);
+      return ListInterfaces(options);
     case Options::Action::kList:
       return ListUnits(options);
   }
