@@ -2,7 +2,7 @@
 # Installs into a separate folder. Fails if a file is missing, is in the wrong
 # place, or does not agree with the others.
 set -eu
-cmake=$1 build=$2 id=$3 bin=$4 data=$5 man=$6 libexec=$7
+cmake=$1 build=$2 id=$3 bin=$4 data=$5 man=$6 libexec=$7 zsh=$8
 prefix=$(mktemp -d)
 trap 'rm -rf "$prefix"' EXIT
 "$cmake" --install "$build" --prefix "$prefix" >"$prefix/log" || { cat "$prefix/log"; exit 1; }
@@ -12,7 +12,9 @@ for file in "$bin/vorn-device-finder" "$libexec/vorn-device-finder-launcher" "$b
   "$data/applications/$id.desktop" "$data/dbus-1/services/$id.service" "$data/metainfo/$id.metainfo.xml" \
   "$data/icons/hicolor/scalable/apps/$id.svg" "$data/icons/hicolor/symbolic/apps/$id-symbolic.svg" \
   "$data/icons/hicolor/symbolic/apps/$id-inactive-symbolic.svg" \
-  "$man/man1/vorn-device-finder.1" "$man/man1/vorn-device-list.1"; do
+  "$man/man1/vorn-device-finder.1" "$man/man1/vorn-device-list.1" \
+  "$data/bash-completion/completions/vorn-device-list" "$data/fish/vendor_completions.d/vorn-device-list.fish" \
+  "$zsh/_vorn-device-list"; do
   [ -s "$prefix/$file" ] || { echo "not installed: $file"; missing=1; }
 done
 [ "$missing" = 0 ]
