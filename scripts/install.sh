@@ -3,7 +3,7 @@
 # Packages of packages.sh with services that Debian would start, for the system or
 # at a user's next login. Nothing here needs these services. The tests start what
 # they talk to.
-with_services="avahi-daemon mako-notifier network-manager seatd waybar wpasupplicant"
+with_services="avahi-daemon mako-notifier network-manager prometheus prometheus-node-exporter seatd waybar wpasupplicant"
 service_policy=/usr/sbin/policy-rc.d  # Debian's packages ask it before they start a service
 
 # install_packages PURPOSE...: installs the missing packages of these purposes.

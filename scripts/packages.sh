@@ -19,7 +19,7 @@ packages_for() {
       echo libgtest-dev libgmock-dev locales git network-manager python3-pytest python3-dbusmock python3-gi avahi-utils desktop-file-utils \
         appstream libglib2.0-bin man-db groff libnss-mdns libnotify-bin xdg-utils curl xfce4-notifyd sway waybar grim mako-notifier wtype qt6-wayland \
         libwayland-dev wayland-protocols libwayland-bin gcc procps dpkg-dev tmux \
-        bash-completion zsh fish
+        bash-completion zsh fish prometheus prometheus-node-exporter
       ;;
     package)
       echo build-essential dpkg-dev debhelper lintian binutils git libcurl4-gnutls-dev
