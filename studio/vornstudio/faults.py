@@ -129,7 +129,8 @@ async def wrong_types(writer, unit, request):
 
 
 async def control_characters(writer, unit, request):
-    await _answer(writer, json.dumps({"value": "0.\x1b]0;owned\x07\x1b[2J\u202e\r\n"}).encode())
+    # It is a name like any other, so it has a tag of its own: the unit's real name must be news after it.
+    await _answer(writer, json.dumps({"value": "0.\x1b]0;owned\x07\x1b[2J\u202e\r\n"}).encode(), b'ETag: "owned"\r\n')
 
 
 @functools.cache
@@ -150,8 +151,8 @@ async def _push(writer, data):
     await writer.drain()
 
 
-async def _answer(writer, body):
-    await _push(writer, OK + b"Content-Length: %d\r\nConnection: close\r\n\r\n%s" % (len(body), body))
+async def _answer(writer, body, fields=b""):
+    await _push(writer, OK + fields + b"Content-Length: %d\r\nConnection: close\r\n\r\n%s" % (len(body), body))
 
 
 async def _redirect(writer, location):
