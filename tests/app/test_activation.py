@@ -3,6 +3,7 @@
 import fcntl
 import os
 import pathlib
+import pwd
 import re
 import shutil
 import signal
@@ -404,6 +405,7 @@ def test_a_login_item_that_cannot_be_written_is_reported_on_the_console(desktop)
 # --- a program that is not installed -------------------------------------------
 
 TRIAL_NAME = f"{NAME}.Trial"
+REAL_HOME = pathlib.Path(pwd.getpwuid(os.getuid()).pw_dir)
 
 
 @pytest.fixture
@@ -417,26 +419,40 @@ def build(desktop):
 
 
 def start_trial(desktop, program, folder, variable=None):
-    """Starts it, and waits until the first run has left its mark in the folder."""
-    process = desktop.start(program, VORN_DEVICE_FINDER_TRIAL=variable)
+    """Starts it in the user's real home, and waits until the first run has left its mark in the folder."""
+    process = desktop.start(program, HOME=str(REAL_HOME), VORN_DEVICE_FINDER_TRIAL=variable)
     assert eventually((folder / "settings.conf").exists), desktop.console()
     return process
 
 
+def own_files(home):
+    """The program's own files in a home folder, with their contents."""
+    names = [f".config/autostart/{NAME}.Launcher.desktop", ".config/vorn-device-finder/settings.conf",
+             ".local/state/vorn-device-finder/notices.conf"]
+    return {name: (home / name).read_bytes() for name in names if (home / name).exists()}
+
+
 def test_a_program_in_its_build_folder_keeps_everything_there(desktop, build):
-    trial = build / "trial"
+    trial, before = build / "trial", own_files(REAL_HOME)
     program = start_trial(desktop, build / "bin" / PROGRAM.name, trial)
     end(program, desktop)
     assert "AlreadyRun=true" in (trial / "settings.conf").read_text()
     assert (trial / "notices.conf.owner").exists()  # the waiting notifications would be beside it
     assert f"Trial run: settings and notifications are kept in {trial}\n" in desktop.console()
-    assert not list(desktop.home.iterdir()), "no settings, no login item"
+    assert own_files(REAL_HOME) == before, "no settings, no login item"
+
+
+def test_a_program_in_its_build_folder_behaves_as_installed_in_another_home(desktop, build):
+    program = desktop.start_and_wait_until_it_runs(build / "bin" / PROGRAM.name, VORN_DEVICE_FINDER_TRIAL=None)
+    end(program, desktop)
+    assert desktop.settings().exists()
+    assert not (build / "trial").exists()
 
 
 def test_a_trial_run_keeps_everything_in_the_folder_that_the_environment_names(desktop):
-    folder = desktop.folder / "elsewhere"
+    folder, before = desktop.folder / "elsewhere", own_files(REAL_HOME)
     end(start_trial(desktop, PROGRAM, folder, variable=str(folder)), desktop)
-    assert not list(desktop.home.iterdir())
+    assert own_files(REAL_HOME) == before
 
 
 def test_a_trial_run_is_a_program_beside_the_installed_one(desktop, build):
@@ -445,7 +461,8 @@ def test_a_trial_run_is_a_program_beside_the_installed_one(desktop, build):
     program = start_trial(desktop, build / "bin" / PROGRAM.name, build / "trial")
     assert eventually(lambda: desktop.bus.name_has_owner(TRIAL_NAME)), desktop.console()
     assert not desktop.panel_is_visible(), "the trial run did not ask the installed program for its panel"
-    assert desktop.start(build / "bin" / PROGRAM.name, VORN_DEVICE_FINDER_TRIAL=None).wait(10) == 0
+    again = desktop.start(build / "bin" / PROGRAM.name, HOME=str(REAL_HOME), VORN_DEVICE_FINDER_TRIAL=None)
+    assert again.wait(10) == 0
     assert eventually(desktop.panel_is_visible), desktop.console()  # the first trial run's
     end(program, desktop)
     assert desktop.is_running()

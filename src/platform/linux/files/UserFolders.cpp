@@ -35,6 +35,17 @@ std::filesystem::path BuildFolder() {
                                                                             : std::filesystem::path();
 }
 
+// As the system knows it, whatever the environment says.
+std::filesystem::path RegisteredHomeFolder() {
+  const passwd* entry = ::getpwuid(::getuid());
+  return entry && entry->pw_dir ? entry->pw_dir : "";
+}
+
+bool IsWithin(const std::filesystem::path& path, const std::filesystem::path& folder) {
+  const auto inside = path.lexically_normal().lexically_relative(folder.lexically_normal());
+  return !inside.empty() && *inside.begin() != "..";
+}
+
 std::filesystem::path OwnFolder(const std::filesystem::path& inUserFolder) {
   auto trial = TrialFolder();
   if (!trial.empty() || inUserFolder.empty()) return trial;
@@ -46,8 +57,7 @@ std::filesystem::path OwnFolder(const std::filesystem::path& inUserFolder) {
 std::filesystem::path UserHomeFolder() {
   auto home = AbsoluteFromEnvironment("HOME");
   if (!home.empty()) return home;
-  const passwd* entry = ::getpwuid(::getuid());
-  home = entry && entry->pw_dir ? entry->pw_dir : "";
+  home = RegisteredHomeFolder();
   return home.is_absolute() ? home : std::filesystem::path();
 }
 
@@ -68,7 +78,8 @@ std::filesystem::path ProgramFolder() {
 std::filesystem::path TrialFolder() {
   if (const char* named = std::getenv(kTrialVariable)) return named;
   const auto build = BuildFolder();
-  return build.empty() ? build : build / "trial";
+  const bool isOwnHome = IsWithin(UserConfigFolder(), RegisteredHomeFolder());
+  return build.empty() || !isOwnHome ? std::filesystem::path() : build / "trial";
 }
 
 std::filesystem::path OwnSettingsFolder() {

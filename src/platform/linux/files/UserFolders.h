@@ -22,7 +22,8 @@ namespace vorn {
 
 /// The folder where a trial run keeps everything of its own; empty for an installed program. The variable
 /// VORN_DEVICE_FINDER_TRIAL names the folder, or is empty to behave as installed. Without the variable, a
-/// program that runs from its build folder uses "trial" there. Reads the environment: main thread.
+/// program that runs from its build folder uses "trial" there, unless the environment keeps it away from the
+/// user's own home folder already. Reads the environment: main thread.
 [[nodiscard]] std::filesystem::path TrialFolder();
 
 /// Where this program keeps its settings: the folder of the trial run, otherwise vorn-device-finder in
