@@ -9,16 +9,16 @@
 # and [NEEDS targets] with the first: they are built before the program.
 #
 # A program's label is "core" by default, which also runs under the sanitizers; a
-# Python test's is "e2e". Neither sees the proxies of the user who runs it. Tests
-# of a folder of src/ are named after the folder.
+# Python test's is "e2e". Neither sees the proxies and the language of the user
+# who runs it. Tests of a folder of src/ are named after the folder.
 if(VORN_BUILD_TESTS)
   find_package(GTest REQUIRED)
 endif()
 
-set(VORN_NO_PROXIES)
+set(VORN_NEUTRAL_USER LANG=set:C.UTF-8 LANGUAGE=unset: LC_ALL=unset: LC_MESSAGES=unset:)
 foreach(variable http_proxy https_proxy ftp_proxy all_proxy no_proxy)
   string(TOUPPER ${variable} upper)
-  list(APPEND VORN_NO_PROXIES ${variable}=unset: ${upper}=unset:)
+  list(APPEND VORN_NEUTRAL_USER ${variable}=unset: ${upper}=unset:)
 endforeach()
 
 function(vorn_add_test name)
@@ -53,6 +53,6 @@ function(vorn_add_test name)
   add_test(NAME ${name} COMMAND ${command})
   set_tests_properties(${name} PROPERTIES LABELS "${labels}" TIMEOUT ${timeout} ENVIRONMENT "${ARG_ENVIRONMENT}")
   if(NOT ARG_COMMAND)
-    set_tests_properties(${name} PROPERTIES ENVIRONMENT_MODIFICATION "${VORN_NO_PROXIES}")
+    set_tests_properties(${name} PROPERTIES ENVIRONMENT_MODIFICATION "${VORN_NEUTRAL_USER}")
   endif()
 endfunction()
