@@ -12,17 +12,13 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "foundation/SafeText.h"
+#include "foundation/Strings.h"
+
 namespace vorn {
 namespace {
 
 constexpr std::size_t kLongestLine = 4096;
-
-// Bytes of 0x80 and above may be half of a character or a C1 control, so they are replaced like the other
-// controls.
-char PrintableAscii(char c) noexcept {
-  const auto byte = static_cast<unsigned char>(c);  // a plain char is signed on some machines only
-  return byte < 0x20 || byte >= 0x7f ? '?' : c;
-}
 
 // systemd sets the variable. A program that was started with another standard error has it all the same.
 bool NamesStandardError(const char* journalStream) noexcept {
@@ -53,8 +49,15 @@ void WriteToConsole(std::string_view message) noexcept {
   const auto last = line.end() - 1;
   auto end = line.begin();
   const auto append = [&end, last](std::string_view text) {
-    const auto room = std::min(text.size(), static_cast<std::size_t>(last - end));
-    end = std::transform(text.begin(), text.begin() + static_cast<std::ptrdiff_t>(room), end, PrintableAscii);
+    while (!text.empty()) {
+      const char* const bytes = text.data();
+      const auto character = TakeCharacter(text);
+      const bool isShown = character && !IsUnsafe(*character);
+      const std::string_view shown(isShown ? bytes : "?",
+                                   isShown ? static_cast<std::size_t>(text.data() - bytes) : 1);
+      if (static_cast<std::size_t>(last - end) < shown.size()) return;
+      end = std::copy(shown.begin(), shown.end(), end);
+    }
   };
   if (kIsJournal) append("<4>");  // a warning, as syslog.h numbers it
   append(program_invocation_short_name);

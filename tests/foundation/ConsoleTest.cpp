@@ -11,6 +11,7 @@
 
 #include "foundation/Console.h"
 #include "foundation/FileDescriptor.h"
+#include "foundation/Strings.h"
 
 namespace vorn {
 namespace {
@@ -36,10 +37,24 @@ TEST(ConsoleTest, ReplacesControlCharacters) {
   EXPECT_EQ(Written(std::string("a\0b", 3)), kProgram + ": a?b\n");
 }
 
-TEST(ConsoleTest, ReplacesBytesThatMayBeControlsOfTheUpperRange) {
+TEST(ConsoleTest, ReplacesControlsOfTheUpperRangeAndWhatIsNotUTF8) {
   EXPECT_EQ(Written("a\x9b"
                     "2Jb\xc2\x85\xff"),
-            kProgram + ": a?2Jb???\n");
+            kProgram + ": a?2Jb??\n");
+}
+
+TEST(ConsoleTest, KeepsLettersOfEveryLanguageButNothingThatReordersThem) {
+  EXPECT_EQ(Written("läuft не работает 検索"), kProgram + ": läuft не работает 検索\n");
+  EXPECT_EQ(Written("a\xE2\x80\xAEZ"), kProgram + ": a?Z\n");
+}
+
+TEST(ConsoleTest, CutsALineBetweenCharacters) {
+  std::string many;
+  for (int i = 0; i < 5000; ++i) many += "ä";
+  const std::string line = Written(many);
+  EXPECT_TRUE(IsUTF8(line));
+  EXPECT_THAT(line, EndsWith("ä\n"));
+  EXPECT_GE(line.size(), 4095U);
 }
 
 TEST(ConsoleTest, CutsALineThatIsTooLong) {
