@@ -5,7 +5,8 @@ packages_for() {
   case $1 in
     build)
       echo g++ cmake ninja-build pkg-config libavahi-compat-libdnssd-dev libavahi-client-dev libdbus-1-dev libxcb1-dev \
-        'libcurl4-gnutls-dev|libcurl4-openssl-dev' nlohmann-json3-dev zlib1g-dev qt6-base-dev qt6-base-dev-tools qt6-svg-dev
+        'libcurl4-gnutls-dev|libcurl4-openssl-dev' nlohmann-json3-dev zlib1g-dev qt6-base-dev qt6-base-dev-tools qt6-svg-dev \
+        qt6-l10n-tools gettext
       ;;
     studio)
       echo python3 python3-zeroconf iproute2 util-linux dbus-daemon dbus-bin avahi-daemon

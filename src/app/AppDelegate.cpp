@@ -7,6 +7,7 @@
 #include "devicelist/FirmwarePoller.h"
 #include "foundation/Console.h"
 #include "foundation/Strings.h"
+#include "ui/Translations.h"
 
 namespace vorn::app {
 namespace {
@@ -39,7 +40,8 @@ void AppDelegate::applicationDidFinishLaunching() {
   fDispatch = &fMakers.dispatch();
   fDefaults = &fMakers.userDefaults();
   auto& center = fMakers.notificationCenter();
-  fLogic.emplace(*fDefaults, center, fMakers.urlOpener);
+  fLogic.emplace(*fDefaults, center, fMakers.urlOpener,
+                 [](const char* text) { return ui::coreText(text).toStdString(); });
   center.SetOnRoom(OnMain(*fDispatch, fAlive, &AppDelegate::notifyOfKnownUpdates));
   fAppVersion = SlowConvertFromStringAllowRemainder<FirmwareVersion>(fMakers.bundleVersion);
   fDefaults->RegisterBool(kShowSwitches, false);

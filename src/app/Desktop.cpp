@@ -14,7 +14,8 @@ namespace vorn::app {
 namespace {
 
 AutostartLoginItems::Program LauncherProgram() {
-  return {Identity::kName, "Starts in the status bar at login", Identity::kIdentifier,
+  const QString comment = QCoreApplication::translate("Desktop", "Starts in the status bar at login");
+  return {Identity::kName, comment.toStdString(), Identity::kIdentifier,
           (ProgramFolder() / Identity::kLauncherFolder / Identity::kLauncherProgram).lexically_normal()};
 }
 

@@ -20,6 +20,7 @@
 #include "foundation/Process.h"
 #include "notification/Notifier.h"
 #include "platform/linux/files/UserFolders.h"
+#include "ui/Translations.h"
 
 namespace vorn::app {
 namespace {
@@ -95,6 +96,7 @@ void SetUpToolkit() {
   QApplication::setApplicationDisplayName(QString::fromUtf8(Identity::kName));
   QApplication::setApplicationVersion(QString::fromLatin1(Identity::kBundleVersion));
   QApplication::setDesktopFileName(QString::fromLatin1(Identity::kIdentifier));
+  ui::useLanguageOfUser();
   QApplication::setQuitOnLastWindowClosed(false);  // the panel comes and goes
   // The login item starts us. If a session restored us too, we would start twice, and the second start would
   // look like a person's.

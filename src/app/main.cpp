@@ -1,5 +1,6 @@
 #include <unistd.h>
 
+#include <QCoreApplication>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
@@ -13,16 +14,20 @@
 #include "foundation/Console.h"
 #include "foundation/Log.h"
 #include "foundation/Process.h"
+#include "ui/Translations.h"
 
 namespace {
 
 constexpr int kBadUsage = 2;
 
 std::string HelpText() {
-  return std::string("Usage: ") + Identity::kProgram +
-         " [-h | --help | -V | --version]\n"
-         "Shows the Vorn units of the local network in the desktop's status bar and\n"
-         "announces new firmware. If it already runs, a second start opens its panel.\n";
+  return QCoreApplication::translate(
+             "main",
+             "Usage: %1 [-h | --help | -V | --version]\n"
+             "Shows the Vorn units of the local network in the desktop's status bar and\n"
+             "announces new firmware. If it already runs, a second start opens its panel.\n")
+      .arg(QLatin1String(Identity::kProgram))
+      .toStdString();
 }
 
 std::string VersionText() {
@@ -38,7 +43,11 @@ int AnswerArguments(int argc, char** argv) {
   const std::string first = argv[1];
   const bool isHelp = first == "--help" || first == "-h";
   const bool isVersion = first == "--version" || first == "-V";
-  if (argc == 2 && isHelp) return Print(HelpText());
+  if (argc == 2 && isHelp) {
+    const QCoreApplication application(argc, argv);
+    vorn::ui::useLanguageOfUser();
+    return Print(HelpText());
+  }
   if (argc == 2 && isVersion) return Print(VersionText());
   const std::string unknown = isHelp || isVersion ? argv[2] : first;
   vorn::WriteToConsole("Unknown argument '" + vorn::Excerpt(unknown) + "'; see --help");

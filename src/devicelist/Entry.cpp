@@ -6,9 +6,12 @@
 
 #include "devicelist/DevicePoller.h"
 #include "devicelist/SwitchPoller.h"
+#include "foundation/Translatable.h"
 
 namespace DeviceList {
 namespace {
+
+using vorn::Translatable;
 
 template <typename KindOfPoller>
 std::unique_ptr<Poller> Make(Entry entry, std::shared_ptr<const LocalHosts> hosts) {
@@ -18,8 +21,8 @@ std::unique_ptr<Poller> Make(Entry entry, std::shared_ptr<const LocalHosts> host
 constexpr UnitKind kKinds[] = {
     {
         .type = kTypeDevice,
-        .words = "audio interface",
-        .column = "device",
+        .words = Translatable("Core", "audio interface"),
+        .column = Translatable("Core", "device"),
         .image = "plexadevice",
         .announced = UnitKind::Announced::kOne,
         .listed = UnitKind::Listed::kAlways,
@@ -28,8 +31,8 @@ constexpr UnitKind kKinds[] = {
     },
     {
         .type = kTypeHost,
-        .words = "host",
-        .column = "host",
+        .words = Translatable("Core", "host"),
+        .column = Translatable("Core", "host"),
         .image = "plexahost",
         .announced = UnitKind::Announced::kUIDList,
         .listed = UnitKind::Listed::kUnlessAnnouncedItself,
@@ -38,8 +41,8 @@ constexpr UnitKind kKinds[] = {
     },
     {
         .type = kTypeSwitch,
-        .words = "AVB switch",
-        .column = "switch",
+        .words = Translatable("Core", "AVB switch"),
+        .column = Translatable("Core", "switch"),
         .image = "plexaswitch",
         .announced = UnitKind::Announced::kOne,
         .listed = UnitKind::Listed::kWithSwitches,

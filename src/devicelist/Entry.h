@@ -57,8 +57,8 @@ struct UnitKind {
   };
 
   std::string_view type;    ///< as kKeyKind spells it
-  std::string_view words;   ///< what people call it: "audio interface"
-  std::string_view column;  ///< the same in one word, for a table
+  std::string_view words;   ///< what people call it: "audio interface"; a marked text
+  std::string_view column;  ///< the same in one word, for a table; a marked text
   std::string_view image;   ///< the name of its drawing
   Announced announced;
   Listed listed;

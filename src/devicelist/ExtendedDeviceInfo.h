@@ -6,6 +6,7 @@
 
 #include "foundation/FirmwareVersion.h"
 #include "foundation/Optional.h"
+#include "foundation/Translatable.h"
 
 namespace DeviceList {
 
@@ -28,7 +29,7 @@ struct ExtendedDeviceInfo {
 using SharedUnits = std::shared_ptr<const std::vector<ExtendedDeviceInfo>>;
 
 /// The text of a list without units.
-inline constexpr char kNoUnitsText[] = "No Local Devices Found.";
+inline constexpr const char* kNoUnitsText = vorn::Translatable("Core", "No Local Devices Found.");
 
 /// True if the unit's firmware is known to be older than the newest release of its model (FirmwareVersion's
 /// own "<").

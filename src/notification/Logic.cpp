@@ -2,6 +2,7 @@
 
 #include <set>
 #include <string_view>
+#include <utility>
 
 #include "foundation/Strings.h"
 
@@ -34,8 +35,9 @@ vorn::optional<Record> Persistence::GetRecordForUID(const std::string& uid) cons
   return Record{uid, *current, *latest};
 }
 
-Logic::Logic(vorn::UserDefaults& defaults, vorn::NotificationCenter& center, vorn::UrlOpener& opener)
-    : fPersistence(defaults), fNotifier(center, opener) {}
+Logic::Logic(vorn::UserDefaults& defaults, vorn::NotificationCenter& center, vorn::UrlOpener& opener,
+             vorn::Translate translate)
+    : fPersistence(defaults), fNotifier(center, opener, std::move(translate)) {}
 
 void Logic::MaybeNotify(const std::vector<DeviceList::ExtendedDeviceInfo>& devices) {
   std::set<std::string_view> outdated;  // units may share a uid

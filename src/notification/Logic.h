@@ -38,7 +38,8 @@ class Persistence {
 class Logic {
  public:
   /// The collaborators must live longer than this object.
-  Logic(vorn::UserDefaults& defaults, vorn::NotificationCenter& center, vorn::UrlOpener& opener);
+  Logic(vorn::UserDefaults& defaults, vorn::NotificationCenter& center, vorn::UrlOpener& opener,
+        vorn::Translate translate = &vorn::Untranslated);
 
   /// Announces each unit of a published list that has a name and an available update
   /// (DeviceList::UpdateAvailable), unless the same release was announced for its uid before. Announces first

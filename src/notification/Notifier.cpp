@@ -1,5 +1,7 @@
 #include "notification/Notifier.h"
 
+#include <utility>
+
 #include "devicelist/Entry.h"
 #include "devicelist/http/Url.h"
 #include "foundation/Console.h"
@@ -7,6 +9,8 @@
 
 namespace Notification {
 namespace {
+
+constexpr const char* kTitle = vorn::Translatable("Core", "Update Available for %1");
 
 /// Its only state are the collaborators of its Notifier.
 class NotificationDelegate final : public vorn::NotificationCenter::Delegate {
@@ -29,6 +33,14 @@ std::string VersionText(const vorn::FirmwareVersion& version) {
          vorn::SlowConvertToString<unsigned long long>(version.patch);
 }
 
+// A translation may put the name anywhere, or forget its place.
+std::string TitleFor(const std::string& name, std::string title) {
+  constexpr std::string_view kPlace = "%1";
+  const auto place = title.find(kPlace);
+  if (place == std::string::npos) return title + " " + name;
+  return title.replace(place, kPlace.size(), name);
+}
+
 // A device's page opens at the section about the device itself.
 std::string PageAddress(const DeviceList::ExtendedDeviceInfo& device) {
   const DeviceList::UnitKind* kind = DeviceList::KindOf(device.type);
@@ -38,15 +50,17 @@ std::string PageAddress(const DeviceList::ExtendedDeviceInfo& device) {
 
 }  // namespace
 
-Notifier::Notifier(vorn::NotificationCenter& center, vorn::UrlOpener& opener)
-    : fCenter(center), fDelegate(std::make_shared<NotificationDelegate>(center, opener)) {
+Notifier::Notifier(vorn::NotificationCenter& center, vorn::UrlOpener& opener, vorn::Translate translate)
+    : fCenter(center),
+      fTranslate(std::move(translate)),
+      fDelegate(std::make_shared<NotificationDelegate>(center, opener)) {
   fCenter.SetDelegate(fDelegate);
 }
 
 bool Notifier::Notify(const Record& record, const DeviceList::ExtendedDeviceInfo& device) {
   if (!device.name) return true;
   vorn::UserNotification notification;
-  notification.title = "Update Available for " + *device.name;
+  notification.title = TitleFor(*device.name, fTranslate(kTitle));
   notification.informativeText = VersionText(record.latestVersion);
   notification.subject = record.uid;
   notification.source = device.address;

@@ -5,6 +5,7 @@
 
 #include "devicelist/ExtendedDeviceInfo.h"
 #include "foundation/FirmwareVersion.h"
+#include "foundation/Translatable.h"
 #include "platform/NotificationCenter.h"
 #include "platform/UrlOpener.h"
 
@@ -23,8 +24,9 @@ struct Record {
 /// @threadsafety The main thread only.
 class Notifier {
  public:
-  /// The collaborators must live longer than this object.
-  Notifier(vorn::NotificationCenter& center, vorn::UrlOpener& opener);
+  /// The collaborators must live longer than this object. `translate` is asked for each notification.
+  Notifier(vorn::NotificationCenter& center, vorn::UrlOpener& opener,
+           vorn::Translate translate = &vorn::Untranslated);
 
   /// Posts one notification: the device's name in the title, the release as major.minor.patch in the text,
   /// and the address of the page to open. The build number is not shown on purpose. Does nothing for a device
@@ -38,6 +40,7 @@ class Notifier {
 
  private:
   vorn::NotificationCenter& fCenter;
+  const vorn::Translate fTranslate;
   /// A NotificationDelegate, which passes clicks to HandleNotificationActivation; the centre does not keep it
   /// alive.
   std::shared_ptr<vorn::NotificationCenter::Delegate> fDelegate;

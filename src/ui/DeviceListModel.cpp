@@ -29,8 +29,12 @@ QString imageName(const std::string& type) {
 
 QString toolTip(const ExtendedDeviceInfo& info, const QString& name) {
   QString text = name;
-  if (info.firmwareVersion) text += QStringLiteral("\nFirmware %1").arg(versionWords(*info.firmwareVersion));
-  if (const QString update = updateWords(info); !update.isEmpty()) text += QStringLiteral(", ") + update;
+  if (info.firmwareVersion) {
+    text += u'\n' + DeviceListModel::tr("Firmware %1").arg(versionWords(*info.firmwareVersion));
+  }
+  if (const QString update = updateWords(info); !update.isEmpty()) {
+    text += DeviceListModel::tr(", ", "between firmware and update in a tool tip") + update;
+  }
   return toolTipText(text);
 }
 

@@ -1,10 +1,12 @@
 #include "ui/DeviceWords.h"
 
+#include <QCoreApplication>
 #include <QStringList>
 
 #include "devicelist/Entry.h"
 #include "foundation/Strings.h"
 #include "ui/DisplayText.h"
+#include "ui/Translations.h"
 
 namespace vorn::ui {
 namespace {
@@ -21,7 +23,7 @@ QString versionWords(const FirmwareVersion& version) {
 
 QString kindWords(const std::string& type) {
   const DeviceList::UnitKind* kind = DeviceList::KindOf(type);
-  return kind ? QString::fromUtf8(kind->words) : QString();
+  return kind ? coreText(kind->words) : QString();
 }
 
 QString nameWords(const DeviceList::ExtendedDeviceInfo& info) {
@@ -30,28 +32,31 @@ QString nameWords(const DeviceList::ExtendedDeviceInfo& info) {
 
 QString updateWords(const DeviceList::ExtendedDeviceInfo& info) {
   if (!DeviceList::UpdateAvailable(info)) return {};
-  return QStringLiteral("update %1 available").arg(releaseWords(*info.latestVersion));
+  return QCoreApplication::translate("DeviceWords", "update %1 available")
+      .arg(releaseWords(*info.latestVersion));
 }
 
 QString nothingListedWords() {
-  return QString::fromUtf8(DeviceList::kNoUnitsText);
+  return coreText(DeviceList::kNoUnitsText);
 }
 
 QString moreDevicesWords(std::size_t count) {
-  return QStringLiteral("and %1 more\u2026").arg(count);
+  const int number = static_cast<int>(count);
+  return QCoreApplication::translate("DeviceWords", "and %n more\u2026", nullptr, number);
 }
 
 QString hintWords(DeviceList::DiscoveryHint hint, bool nothingListed) {
   using Hint = DeviceList::DiscoveryHint;
   switch (hint) {
     case Hint::kStillLooking:
-      return nothingListed ? QStringLiteral("Still looking for devices\u2026") : QString();
+      return nothingListed ? QCoreApplication::translate("DeviceWords", "Still looking for devices\u2026")
+                           : QString();
     case Hint::kResponderAbsent:
-      return QStringLiteral("The discovery service (Avahi) is not running.");
+      return QCoreApplication::translate("DeviceWords", "The discovery service (Avahi) is not running.");
     case Hint::kResponderSilent:
-      return QStringLiteral("The discovery service (Avahi) does not answer.");
+      return QCoreApplication::translate("DeviceWords", "The discovery service (Avahi) does not answer.");
     case Hint::kNoNetwork:
-      return QStringLiteral("There is no network connection.");
+      return QCoreApplication::translate("DeviceWords", "There is no network connection.");
     case Hint::kNone:
       break;
   }
@@ -59,16 +64,20 @@ QString hintWords(DeviceList::DiscoveryHint hint, bool nothingListed) {
 }
 
 QString hintWords(const PanelHint& hint, bool nothingListed) {
-  if (hint.pageNotOpened) return QStringLiteral("The page could not be opened in a browser.");
+  if (hint.pageNotOpened)
+    return QCoreApplication::translate("DeviceWords", "The page could not be opened in a browser.");
   return hintWords(hint.discovery, nothingListed);
 }
 
 QString rowSentence(const DeviceList::ExtendedDeviceInfo& info, const QString& name) {
   QStringList pieces{isolatedText(name)};
   if (const QString kind = kindWords(info.type); !kind.isEmpty()) pieces += kind;
-  if (info.firmwareVersion) pieces += QStringLiteral("firmware %1").arg(versionWords(*info.firmwareVersion));
+  if (info.firmwareVersion)
+    pieces +=
+        QCoreApplication::translate("DeviceWords", "firmware %1").arg(versionWords(*info.firmwareVersion));
   if (const QString update = updateWords(info); !update.isEmpty()) pieces += update;
-  return pieces.join(QStringLiteral(", "));
+  return pieces.join(
+      QCoreApplication::translate("DeviceWords", ", ", "between the parts of a row that is read aloud"));
 }
 
 }  // namespace vorn::ui

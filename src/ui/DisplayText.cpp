@@ -2,6 +2,8 @@
 
 #include <QAction>
 #include <QChar>
+#include <QCoreApplication>
+#include <QGuiApplication>
 #include <QList>
 #include <QMenu>
 #include <QVariant>
@@ -42,7 +44,7 @@ QString displayText(const std::string& bytes) {
     hasSeen = hasSeen || isSeen(c);
     clean += QChar::fromUcs4(showing == Showing::kBreaks ? U' ' : c);
   }
-  if (!hasSeen) return QStringLiteral("(unnamed)");
+  if (!hasSeen) return QCoreApplication::translate("DisplayText", "(unnamed)");
   return cut(clean.trimmed(), kLongestText);
 }
 
@@ -52,7 +54,7 @@ QString isolatedText(const QString& text) {
     const QChar::Direction direction = QChar::direction(c);
     return direction == QChar::DirR || direction == QChar::DirAL || direction == QChar::DirAN;
   });
-  return runsRightToLeft ? QChar(0x2068) + text + QChar(0x2069) : text;
+  return runsRightToLeft || QGuiApplication::isRightToLeft() ? QChar(0x2068) + text + QChar(0x2069) : text;
 }
 
 QString toolTipText(const QString& text) {

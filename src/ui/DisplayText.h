@@ -16,8 +16,8 @@ namespace vorn::ui {
 /// "(unnamed)". Pure.
 [[nodiscard]] QString displayText(const std::string& bytes);
 
-/// `text` for use inside a sentence. If its own letters run from right to left, isolate characters surround
-/// it, so that the rest keeps its order.
+/// `text` for use inside a sentence. If its own letters or the program's windows run from right to left,
+/// isolate characters surround it, so that the rest keeps its order.
 [[nodiscard]] QString isolatedText(const QString& text);
 
 /// `text` as a tool tip that is shown literally, never as markup.

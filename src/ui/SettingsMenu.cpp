@@ -10,16 +10,15 @@ namespace vorn::ui {
 SettingsMenu::SettingsMenu(PanelOwner& owner, Quit quit, QWidget* parent)
     : QMenu(parent),
       fOwner(owner),
-      fLaunchOnStart(addCheckMark(QStringLiteral("Launch at Login"), &SettingsMenu::toggleLaunch)),
-      fShowSwitches(addCheckMark(QStringLiteral("Show Switches"), &SettingsMenu::toggleShowSwitches)),
-      fShouldNotify(addCheckMark(QStringLiteral("Notify About Updates"), &SettingsMenu::toggleNotify)),
-      fCheckForUpdates(
-          addCheckMark(QStringLiteral("Check for New Firmware"), &SettingsMenu::toggleCheckForUpdates)) {
+      fLaunchOnStart(addCheckMark(tr("Launch at Login"), &SettingsMenu::toggleLaunch)),
+      fShowSwitches(addCheckMark(tr("Show Switches"), &SettingsMenu::toggleShowSwitches)),
+      fShouldNotify(addCheckMark(tr("Notify About Updates"), &SettingsMenu::toggleNotify)),
+      fCheckForUpdates(addCheckMark(tr("Check for New Firmware"), &SettingsMenu::toggleCheckForUpdates)) {
   if (!owner.canLaunchOnLogin()) {
-    fLaunchOnStart->setText(QStringLiteral("Launch at Login (not installed)"));
+    fLaunchOnStart->setText(tr("Launch at Login (not installed)"));
     fLaunchOnStart->setEnabled(false);
   }
-  setTitle(QStringLiteral("Settings"));
+  setTitle(tr("Settings"));
   setAccessibleName(title());
   if (quit == Quit::Offered) {
     addSeparator();
@@ -30,7 +29,7 @@ SettingsMenu::SettingsMenu(PanelOwner& owner, Quit quit, QWidget* parent)
 }
 
 QString SettingsMenu::quitTitle() {
-  return QStringLiteral("Quit %1").arg(QGuiApplication::applicationDisplayName());
+  return tr("Quit %1").arg(QGuiApplication::applicationDisplayName());
 }
 
 QAction* SettingsMenu::addCheckMark(const QString& title, void (SettingsMenu::*toggle)()) {

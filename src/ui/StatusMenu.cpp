@@ -21,7 +21,9 @@ constexpr std::chrono::milliseconds kCollect{250};
 QString entryTitle(const ExtendedDeviceInfo& info) {
   const QString name = isolatedText(shortText(nameWords(info)));
   const QString update = updateWords(info);
-  return update.isEmpty() ? name : name + QStringLiteral(" (%1)").arg(update);
+  return update.isEmpty()
+             ? name
+             : StatusMenu::tr("%1 (%2)", "a unit's name, and that there is an update").arg(name, update);
 }
 
 bool haveSameTitle(const ExtendedDeviceInfo& a, const ExtendedDeviceInfo& b) {
@@ -32,7 +34,7 @@ bool haveSameTitle(const ExtendedDeviceInfo& a, const ExtendedDeviceInfo& b) {
 
 StatusMenu::StatusMenu(PanelOwner& owner, QObject* parent, std::chrono::milliseconds settingsPeriod)
     : QObject(parent), fOwner(owner) {
-  QAction* show = fMenu.addAction(QStringLiteral("Show Devices"));
+  QAction* show = fMenu.addAction(tr("Show Devices"));
   connect(show, &QAction::triggered, this, [this] { fOwner.setPanelVisible(true); });
   fMenu.addSeparator();
   fPlaceholder = fMenu.addAction(nothingListedWords());

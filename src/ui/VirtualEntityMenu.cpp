@@ -1,6 +1,7 @@
 #include "ui/VirtualEntityMenu.h"
 
 #include <QAction>
+#include <QCoreApplication>
 #include <QMenu>
 #include <algorithm>
 #include <utility>
@@ -44,7 +45,8 @@ VirtualEntityMenu::~VirtualEntityMenu() {
 }
 
 void VirtualEntityMenu::addTo(QMenu& menu) {
-  fPlaces.push_back({&menu, std::make_unique<QAction>(QLatin1String(kTitle)), nullptr});
+  fPlaces.push_back(
+      {&menu, std::make_unique<QAction>(QCoreApplication::translate("VirtualEntityMenu", kTitle)), nullptr});
   ask();
 }
 

@@ -27,7 +27,7 @@ namespace vorn::ui {
 /// Main thread only.
 class VirtualEntityMenu {
  public:
-  static constexpr char kTitle[] = "Launch Mac Virtual Entity";
+  static constexpr char kTitle[] = QT_TRANSLATE_NOOP("VirtualEntityMenu", "Launch Mac Virtual Entity");
   static constexpr int kIndex = 3;  ///< of the entry in each menu
 
   /// The dispatch must live longer than this object.

@@ -40,6 +40,24 @@ TEST_F(NotifierTest, PostsNameReleaseAndPageOfADevice) {
   EXPECT_TRUE(notification.playsDefaultSound);
 }
 
+TEST_F(NotifierTest, ATranslationSaysWhereTheNameStands) {
+  const std::vector<std::pair<const char*, const char*>> titles{
+      {"Aktualisierung verfügbar für %1", "Aktualisierung verfügbar für 100 %1"},
+      {"%1: neu", "100 %1: neu"},
+      {"Neu", "Neu 100 %1"},
+  };
+  fDevice.name = std::string("100 %1");
+  for (const auto& [translation, title] : titles) {
+    std::string asked;
+    fNotifier = std::make_unique<Notifier>(fCenter, fOpener, [&, answer = translation](const char* text) {
+      asked = text;
+      return std::string(answer);
+    });
+    EXPECT_EQ(Post(fDevice).title, title);
+    EXPECT_EQ(asked, "Update Available for %1");
+  }
+}
+
 TEST_F(NotifierTest, AddsTheFragmentForHosts) {
   fDevice.type = DeviceList::kTypeHost;
   EXPECT_EQ(Post(fDevice).userInfo.at("URL"), "http://studio-a.local:80/#device");

@@ -1,5 +1,5 @@
 // Draws the panel, its menu and the status item in every look into PNG files, to look at them: Screenshots
-// FOLDER [dark]. QT_SCALE_FACTOR=2 doubles.
+// FOLDER [dark]. QT_SCALE_FACTOR=2 doubles. The language is that of the environment.
 
 #include <QApplication>
 #include <QDir>
@@ -14,6 +14,7 @@
 #include "ui/SettingsMenu.h"
 #include "ui/StatusMenu.h"
 #include "ui/TemplateImage.h"
+#include "ui/Translations.h"
 
 namespace {
 
@@ -125,6 +126,7 @@ int main(int argc, char** argv) {
   QApplication::setStyle(QStringLiteral("Fusion"));
   QApplication::setApplicationDisplayName(QStringLiteral("Vorn Device Finder"));
   QApplication::setQuitOnLastWindowClosed(false);
+  useLanguageOfUser();
   const QStringList arguments = QApplication::arguments();
   if (arguments.size() < 2 || !QDir().mkpath(arguments.at(1))) {
     std::fputs("usage: ui_screenshots FOLDER [dark]\n", stderr);

@@ -3,6 +3,7 @@
 #include <QApplication>
 #include <QPixmapCache>
 
+#include "ui/Translations.h"
 #include "ui/TrayStatusBar.h"
 
 int main(int argc, char** argv) {
@@ -10,6 +11,7 @@ int main(int argc, char** argv) {
   QApplication::setStyle(QStringLiteral("Fusion"));
   QApplication::setApplicationDisplayName(QStringLiteral("Vorn Device Finder"));
   QApplication::setQuitOnLastWindowClosed(false);
+  vorn::ui::useLanguageOfUser();
   // There must be one before the toolkit is asked how assistive tools see the program.
   vorn::ui::TrayStatusBar({}, 19, {});
   testing::InitGoogleTest(&argc, argv);

@@ -1,5 +1,6 @@
 #include "platform/linux/notifications/FreedesktopNotificationServer.h"
 
+#include <QtCore/QCoreApplication>
 #include <QtCore/QVariantMap>
 #include <QtDBus/QDBusConnectionInterface>
 #include <QtDBus/QDBusMessage>
@@ -164,7 +165,8 @@ void FreedesktopNotificationServer::Notify(const UserNotification& notification,
     hints[QStringLiteral("sound-name")] = QStringLiteral("message-new-instant");
   }
   // Some servers draw the default action as a button, so it has a real label.
-  const QStringList actions{QLatin1String(kDefaultAction), QStringLiteral("Open")};
+  const QString open = QCoreApplication::translate("Notification", "Open", "opens the unit's page");
+  const QStringList actions{QLatin1String(kDefaultAction), open};
   const auto call = fProxy->Notify(
       QString::fromStdString(fPresentation.applicationName), replacesId,
       QString::fromStdString(fPresentation.iconName), QString::fromStdString(notification.title),

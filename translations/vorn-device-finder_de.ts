@@ -1,0 +1,190 @@
+<?xml version="1.0" encoding="utf-8"?>
+<!DOCTYPE TS>
+<TS version="2.1" language="de_DE">
+<context>
+    <name>Core</name>
+    <message>
+        <source>audio interface</source>
+        <translation>Audio-Interface</translation>
+    </message>
+    <message>
+        <source>device</source>
+        <translation>Gerät</translation>
+    </message>
+    <message>
+        <source>host</source>
+        <translation>Host</translation>
+    </message>
+    <message>
+        <source>AVB switch</source>
+        <translation>AVB-Switch</translation>
+    </message>
+    <message>
+        <source>switch</source>
+        <translation>Switch</translation>
+    </message>
+    <message>
+        <source>No Local Devices Found.</source>
+        <translation>Keine lokalen Geräte gefunden.</translation>
+    </message>
+    <message>
+        <source>Update Available for %1</source>
+        <translation>Aktualisierung verfügbar für %1</translation>
+    </message>
+</context>
+<context>
+    <name>Desktop</name>
+    <message>
+        <source>Starts in the status bar at login</source>
+        <translation>Startet bei der Anmeldung in der Statusleiste</translation>
+    </message>
+</context>
+<context>
+    <name>DeviceWords</name>
+    <message>
+        <source>update %1 available</source>
+        <translation>Aktualisierung %1 verfügbar</translation>
+    </message>
+    <message>
+        <source>Still looking for devices…</source>
+        <translation>Geräte werden noch gesucht …</translation>
+    </message>
+    <message>
+        <source>The discovery service (Avahi) is not running.</source>
+        <translation>Der Suchdienst (Avahi) läuft nicht.</translation>
+    </message>
+    <message>
+        <source>The discovery service (Avahi) does not answer.</source>
+        <translation>Der Suchdienst (Avahi) antwortet nicht.</translation>
+    </message>
+    <message>
+        <source>There is no network connection.</source>
+        <translation>Es besteht keine Netzwerkverbindung.</translation>
+    </message>
+    <message>
+        <source>The page could not be opened in a browser.</source>
+        <translation>Die Seite konnte nicht im Browser geöffnet werden.</translation>
+    </message>
+    <message>
+        <source>firmware %1</source>
+        <translation>Firmware %1</translation>
+    </message>
+    <message>
+        <source>, </source>
+        <comment>between the parts of a row that is read aloud</comment>
+        <translation>, </translation>
+    </message>
+    <message numerus="yes">
+        <source>and %n more…</source>
+        <translation>
+            <numerusform>und %n weiteres Gerät …</numerusform>
+            <numerusform>und %n weitere Geräte …</numerusform>
+        </translation>
+    </message>
+</context>
+<context>
+    <name>DisplayText</name>
+    <message>
+        <source>(unnamed)</source>
+        <translation>(ohne Namen)</translation>
+    </message>
+</context>
+<context>
+    <name>Notification</name>
+    <message>
+        <source>Open</source>
+        <comment>opens the unit&apos;s page</comment>
+        <translation>Öffnen</translation>
+    </message>
+</context>
+<context>
+    <name>VirtualEntityMenu</name>
+    <message>
+        <source>Launch Mac Virtual Entity</source>
+        <translation>Virtuelle Mac-Einheit starten</translation>
+    </message>
+</context>
+<context>
+    <name>main</name>
+    <message>
+        <source>Usage: %1 [-h | --help | -V | --version]
+Shows the Vorn units of the local network in the desktop&apos;s status bar and
+announces new firmware. If it already runs, a second start opens its panel.
+</source>
+        <translation>Aufruf: %1 [-h | --help | -V | --version]
+Zeigt die Vorn-Geräte des lokalen Netzwerks in der Statusleiste und meldet neue
+Firmware. Läuft das Programm schon, öffnet ein zweiter Start die Geräteliste.
+</translation>
+    </message>
+</context>
+<context>
+    <name>vorn::ui::DeviceListModel</name>
+    <message>
+        <source>Firmware %1</source>
+        <translation>Firmware %1</translation>
+    </message>
+    <message>
+        <source>, </source>
+        <comment>between firmware and update in a tool tip</comment>
+        <translation>, </translation>
+    </message>
+</context>
+<context>
+    <name>vorn::ui::DeviceListPanel</name>
+    <message>
+        <source>Devices</source>
+        <translation>Geräte</translation>
+    </message>
+    <message>
+        <source>Settings</source>
+        <translation>Einstellungen</translation>
+    </message>
+</context>
+<context>
+    <name>vorn::ui::DeviceRowDelegate</name>
+    <message>
+        <source>Update</source>
+        <comment>the badge of a unit: as short as possible</comment>
+        <translation>Update</translation>
+    </message>
+</context>
+<context>
+    <name>vorn::ui::SettingsMenu</name>
+    <message>
+        <source>Launch at Login</source>
+        <translation>Bei der Anmeldung starten</translation>
+    </message>
+    <message>
+        <source>Show Switches</source>
+        <translation>Switches anzeigen</translation>
+    </message>
+    <message>
+        <source>Notify About Updates</source>
+        <translation>Über Aktualisierungen benachrichtigen</translation>
+    </message>
+    <message>
+        <source>Check for New Firmware</source>
+        <translation>Nach neuer Firmware suchen</translation>
+    </message>
+    <message>
+        <source>Settings</source>
+        <translation>Einstellungen</translation>
+    </message>
+    <message>
+        <source>Quit %1</source>
+        <translation>%1 beenden</translation>
+    </message>
+</context>
+<context>
+    <name>vorn::ui::StatusMenu</name>
+    <message>
+        <source>%1 (%2)</source>
+        <comment>a unit&apos;s name, and that there is an update</comment>
+        <translation>%1 (%2)</translation>
+    </message>
+    <message>
+        <source>Show Devices</source>
+        <translation>Geräte anzeigen</translation>
+    </message>
+</context>
+</TS>
