@@ -50,6 +50,16 @@ constexpr int kBadgeArrow = 10;
 
 const QColor kBadgeColor(0, 94, 158);  // white text on it keeps a contrast above 6:1, light or dark
 
+// The rectangle on the screen of one in a row from left to right.
+QRect placed(const QRect& rect, const QStyleOptionViewItem& option) {
+  return QStyle::visualRect(option.direction, option.rect, rect);
+}
+
+// Where texts of the row begin, whatever their own direction is.
+int atTheBeginning(const QStyleOptionViewItem& option) {
+  return static_cast<int>(QStyle::visualAlignment(option.direction, Qt::AlignLeft) | Qt::AlignAbsolute);
+}
+
 }  // namespace
 
 void TableCellView::fill(const QModelIndex& row) {
@@ -64,7 +74,7 @@ void TableCellView::draw(QPainter& painter, const QStyleOptionViewItem& option) 
   painter.setClipRect(option.rect);
   QRect area = option.rect.adjusted(kMargin, 0, -kMargin, 0);
   if (!fImageName.isEmpty()) {
-    const QRect image(area.left(), area.center().y() - kImage / 2 + 1, kImage, kImage);
+    const QRect image = placed({area.left(), area.center().y() - kImage / 2 + 1, kImage, kImage}, option);
     TemplateImage(fImageName, image.size())
         .draw(painter, image, 0.85, Tint{option.palette.color(QPalette::Text), {}});
   }
@@ -79,29 +89,31 @@ bool TableCellView::isDevice() const {
   return fRow.flags().testFlag(Qt::ItemIsSelectable);
 }
 
-// Returns the rest of the area.
+// Returns the rest of the area. All areas are those of a row from left to right, and only what is drawn is
+// mirrored.
 QRect TableCellView::drawBadge(QPainter& painter, const QStyleOptionViewItem& option, QRect area) const {
   QFont font = option.font;
   font.setPointSizeF(font.pointSizeF() * 0.85);
   font.setBold(true);
   const QFontMetrics metrics(font);
-  const QString word = QStringLiteral("Update");
+  const QString word = DeviceRowDelegate::tr("Update", "the badge of a unit: as short as possible");
   const int height = metrics.height() + 4;
   const int width = height / 2 + kBadgeArrow + 3 + metrics.horizontalAdvance(word) + height / 2;
   const QRect badge(area.right() - width + 1, area.center().y() - height / 2 + 1, width, height);
+  const QRect arrow(badge.left() + height / 2 - 2, badge.center().y() - kBadgeArrow / 2 + 1, kBadgeArrow,
+                    kBadgeArrow);
 
   painter.save();
   painter.setRenderHint(QPainter::Antialiasing);
   QPainterPath pill;
-  pill.addRoundedRect(badge, height / 2.0, height / 2.0);
+  pill.addRoundedRect(placed(badge, option), height / 2.0, height / 2.0);
   painter.fillPath(pill, kBadgeColor);
-  const QRect arrow(badge.left() + height / 2 - 2, badge.center().y() - kBadgeArrow / 2 + 1, kBadgeArrow,
-                    kBadgeArrow);
-  TemplateImage(QStringLiteral("badge"), arrow.size()).draw(painter, arrow, 1.0, Tint{Qt::white, {}});
+  TemplateImage(QStringLiteral("badge"), arrow.size())
+      .draw(painter, placed(arrow, option), 1.0, Tint{Qt::white, {}});
   painter.setFont(font);
   painter.setPen(Qt::white);
-  painter.drawText(badge.adjusted(height / 2 + kBadgeArrow + 1, 0, 0, 0),
-                   Qt::AlignLeft | Qt::AlignAbsolute | Qt::AlignVCenter, word);
+  painter.drawText(placed(badge.adjusted(height / 2 + kBadgeArrow + 1, 0, 0, 0), option),
+                   atTheBeginning(option) | Qt::AlignVCenter, word);
   painter.restore();
   return area.adjusted(0, 0, -width - kGap, 0);
 }
@@ -112,7 +124,9 @@ void TableCellView::drawName(QPainter& painter, const QStyleOptionViewItem& opti
   if (!isDevice()) color.setAlphaF(0.65F);  // less prominent than a name, and still easy to read
   painter.setPen(color);
   const QString shown = option.fontMetrics.elidedText(fText, Qt::ElideRight, area.width());
-  painter.drawText(area, Qt::AlignLeft | Qt::AlignAbsolute | Qt::AlignVCenter | Qt::TextSingleLine, shown);
+  painter.setLayoutDirection(fText.isRightToLeft() ? Qt::RightToLeft : Qt::LeftToRight);
+  painter.drawText(placed(area, option), atTheBeginning(option) | Qt::AlignVCenter | Qt::TextSingleLine,
+                   shown);
 }
 
 void TableCellView::mouseEntered() const {

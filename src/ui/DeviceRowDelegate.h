@@ -58,8 +58,8 @@ class TableCellView {
   [[nodiscard]] const QString& imageName() const { return fImageName; }
   [[nodiscard]] bool updateBadgeShown() const { return fUpdateBadge; }
 
-  /// Draws the content into the option's rectangle. The name is plain text, starts at the image whatever its
-  /// own direction is, and is elided.
+  /// Draws the content into the option's rectangle, mirrored if the option's direction is from right to left.
+  /// The name is plain text, starts at the image whatever its own direction is, and is elided.
   void draw(QPainter& painter, const QStyleOptionViewItem& option) const;
 
   /// The pointer has reached this row: selects it, if it belongs to a table.
