@@ -174,6 +174,10 @@ Firmware. Läuft das Programm schon, öffnet ein zweiter Start die Geräteliste.
         <source>Quit %1</source>
         <translation>%1 beenden</translation>
     </message>
+    <message>
+        <source>Launch at Login (not installed)</source>
+        <translation>Bei der Anmeldung starten (nicht installiert)</translation>
+    </message>
 </context>
 <context>
     <name>vorn::ui::StatusMenu</name>
