@@ -8,8 +8,9 @@ namespace vorn {
 /// Writes one line, with the program's name in front, to standard error. Use it for failures of the system
 /// that somebody may want to repair, such as a refused setting or an unwritten login item. Unsafe characters
 /// (SafeText.h), and bytes that are not UTF-8, are replaced, because the message may quote a stranger's text.
-/// A line has at most 4,096 bytes; the rest is cut off. If standard error is the journal, the line begins with
-/// its priority there, which is that of a warning. Allocates no memory. Any thread. Output errors are ignored.
+/// A line has at most 4,096 bytes; the rest is cut off. If standard error is the journal, the line begins
+/// with its priority there, which is that of a warning. Allocates no memory. Any thread. Output errors are
+/// ignored.
 void WriteToConsole(std::string_view message) noexcept;
 
 /// Whether standard error led to systemd's journal when the program was loaded: the environment's
