@@ -60,7 +60,7 @@ class Site:
     def query(self, expression):
         """The labels and the value of each series."""
         url = f"http://{PROMETHEUS}/api/v1/query?{urllib.parse.urlencode({'query': expression})}"
-        answer = self.studio.run(["curl", "-sS", url]).stdout
+        answer = self.studio.run(["curl", "-sf", url]).stdout  # nothing while Prometheus starts
         result = json.loads(answer)["data"]["result"] if answer else []
         return [(series["metric"], float(series["value"][1])) for series in result]
 
