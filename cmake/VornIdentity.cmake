@@ -7,6 +7,7 @@ set(VORN_LAUNCHER_PROGRAM "vorn-device-finder-launcher")
 # the same folders.
 file(RELATIVE_PATH VORN_LAUNCHER_FOLDER ${CMAKE_INSTALL_FULL_BINDIR} ${CMAKE_INSTALL_FULL_LIBEXECDIR})
 file(RELATIVE_PATH VORN_APP_FOLDER ${CMAKE_INSTALL_FULL_LIBEXECDIR} ${CMAKE_INSTALL_FULL_BINDIR})
+file(RELATIVE_PATH VORN_CATALOGUE_FOLDER ${CMAKE_INSTALL_FULL_BINDIR} ${CMAKE_INSTALL_FULL_LOCALEDIR})
 set(VORN_APP_ID "example.vorn.DeviceFinder" CACHE STRING
     "Reverse-domain identifier: names of the desktop file, the icons and the bus name")
 set(VORN_LAUNCHER_ID "${VORN_APP_ID}.Launcher" CACHE STRING "Identifier of the login launcher: name of the login item")

@@ -24,18 +24,19 @@ function(vorn_embed_catalogues target)
     FILES ${catalogues})
 endfunction()
 
-# vorn_install_catalogues(TARGET): builds the terminal program's catalogues with
-# the target, in the folder of the build tree that matches the installed one, and
-# installs them.
+# vorn_install_catalogues(TARGET): installs the terminal program's catalogues. They
+# are built with the target, into the folder of the build tree that matches the
+# installed one.
 function(vorn_install_catalogues target)
   find_program(VORN_MSGFMT msgfmt DOC "The compiler of gettext's translations" REQUIRED NO_CMAKE_FIND_ROOT_PATH)
   foreach(language ${VORN_LANGUAGES})
     set(source ${PROJECT_SOURCE_DIR}/translations/vorn-device-list_${language}.po)
-    set(folder ${PROJECT_BINARY_DIR}/share/locale/${language}/LC_MESSAGES)
+    set(folder ${PROJECT_BINARY_DIR}/bin/${VORN_CATALOGUE_FOLDER}/${language}/LC_MESSAGES)
+    cmake_path(NORMAL_PATH folder)
     set(catalogue ${folder}/vorn-device-list.mo)
     file(MAKE_DIRECTORY ${folder})
     add_custom_command(OUTPUT ${catalogue}
-      COMMAND ${VORN_MSGFMT} --check -o ${catalogue} ${source}
+      COMMAND ${VORN_MSGFMT} --check-format -o ${catalogue} ${source}
       DEPENDS ${source} VERBATIM)
     target_sources(${target} PRIVATE ${catalogue})
     install(FILES ${catalogue} DESTINATION ${CMAKE_INSTALL_LOCALEDIR}/${language}/LC_MESSAGES)

@@ -23,11 +23,11 @@ UNITS = {
 }
 
 
-def run_until_complete(studio, *options):
+def run_until_complete(studio, *options, program=(BINARY,)):
     """Runs the program until a run finds all of UNITS and its versions. A busy machine may need more than one run."""
     deadline = time.monotonic() + PATIENCE
     while True:
-        result = studio.run([BINARY, *options])
+        result = studio.run([*program, *options])
         # One unit runs the newest version, and the table shows the newest version for two units.
         is_complete = result.stdout.count("2.1.0+87") == 3 and "3.0.4+12" in result.stdout and "Old" in result.stdout
         if is_complete or time.monotonic() > deadline:
@@ -49,6 +49,16 @@ def test_the_table_holds_what_is_known_and_marks_updates(make_studio):
     column = lines[0].index("URL")
     assert all(line[column:].startswith("http://") for line in lines[1:]), "the columns are aligned"
     assert "\x1b" not in result.stdout
+
+
+def test_the_table_is_in_the_users_language(make_studio, tmp_path):
+    subprocess.run(["localedef", "-i", "de_DE", "-f", "UTF-8", tmp_path / "de_DE.UTF-8"], check=True)
+    german = ("env", f"LOCPATH={tmp_path}", "LC_ALL=de_DE.UTF-8", BINARY)
+    result = run_until_complete(make_studio(UNITS), "--wait", "2", program=german)
+    header, booth, desk, old, switch = (line.split() for line in result.stdout.splitlines())
+    assert header == ["NAME", "ART", "MODELL", "FIRMWARE", "NEUESTE", "URL", "UPDATE"]
+    assert (booth[1], switch[1]) == ("Gerät", "Switch")
+    assert (desk[-1], booth[-1]) == ("Update", "http://booth.local/")
 
 
 def test_one_json_object_is_printed_without_watching(make_studio):

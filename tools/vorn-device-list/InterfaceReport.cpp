@@ -9,6 +9,7 @@
 #include "foundation/Console.h"
 #include "vorn-device-list/ListForms.h"
 #include "vorn-device-list/ListProgram.h"
+#include "vorn-device-list/Translated.h"
 
 namespace vorn::devicelisttool {
 namespace {
@@ -56,7 +57,7 @@ int PrintInterfaces(const Options& options, NetworkServices& services, AVBCapabi
                     ChildProcessLauncher& launcher, const AVBTool& tool) {
   const auto interfaces = CollectInterfaces(services, capability, launcher, tool);
   if (!interfaces) {
-    WriteToConsole("The network services cannot be listed");
+    WriteToConsole(Translated("The network services cannot be listed"));
     return kFailed;
   }
   return Print(Rendered(*interfaces, options.form), options.output);

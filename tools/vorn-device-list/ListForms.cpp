@@ -7,6 +7,8 @@
 #include "devicelist/Entry.h"
 #include "foundation/SafeText.h"
 #include "foundation/Strings.h"
+#include "foundation/Translatable.h"
+#include "vorn-device-list/Translated.h"
 
 namespace vorn::devicelisttool {
 namespace {
@@ -15,8 +17,17 @@ using Json = nlohmann::ordered_json;
 
 enum Column : std::size_t { kName, kKind, kModel, kFirmware, kNewest, kURL, kUpdate };
 
-const std::vector<TextTable::Column> kColumns{{"NAME", 40},   {"KIND", 8}, {"MODEL", 24}, {"FIRMWARE", 24},
-                                              {"NEWEST", 24}, {"URL", 80}, {"UPDATE", 6}};
+std::vector<TextTable::Column> Columns() {
+  return {{Translated("NAME"), 40},
+          // Translators: at most 8 cells, and so are "device", "host" and "switch".
+          {Translated("KIND"), 8},
+          {Translated("MODEL"), 24},
+          {Translated("FIRMWARE"), 24},
+          {Translated("NEWEST"), 24},
+          {Translated("URL"), 80},
+          // Translators: at most 6 cells, and so is "update".
+          {Translated("UPDATE"), 6}};
+}
 
 // What becomes shorter on a narrow terminal, in this order. The address is the longest and says least. The
 // mark stands for the newest version. The mark itself stays, if necessary as the only column.
@@ -61,6 +72,8 @@ std::string CSVRecord(const std::vector<std::string>& fields) {
   return record + "\r\n";
 }
 
+// The table translates these words, and the other forms never do.
+
 // Why an interface cannot carry AVB; null if it can.
 const char* ReasonText(AVBCapability::Answer answer) {
   using Answer = AVBCapability::Answer;
@@ -68,39 +81,40 @@ const char* ReasonText(AVBCapability::Answer answer) {
     case Answer::kCapable:
       return nullptr;
     case Answer::kNoHardwareTimeStamping:
-      return "no hardware time stamping";
+      return Translatable("Core", "no hardware time stamping");
     case Answer::kTooFewTransmitQueues:
-      return "too few transmit queues";
+      return Translatable("Core", "too few transmit queues");
     case Answer::kWireless:
-      return "wireless";
+      return Translatable("Core", "wireless");
     case Answer::kNoSuchInterface:
       break;
   }
-  return "no such interface";
+  return Translatable("Core", "no such interface");
 }
 
 const char* EntityText(Interface::Entity entity) {
   switch (entity) {
     case Interface::Entity::kEnabled:
-      return "enabled";
+      return Translatable("Core", "enabled");
     case Interface::Entity::kNotEnabled:
-      return "not enabled";
+      return Translatable("Core", "not enabled");
     case Interface::Entity::kUnknown:
       break;
   }
-  return "unknown";
+  return Translatable("Core", "unknown");
 }
 
 }  // namespace
 
 std::string UnitTable(const Units& units, const TableStyle& style) {
-  if (units.empty()) return FittingLine(DeviceList::kNoUnitsText, style.width);
-  TextTable table(kColumns, kConcessions);
+  if (units.empty()) return FittingLine(Translated(DeviceList::kNoUnitsText), style.width);
+  TextTable table(Columns(), kConcessions);
   for (const auto& unit : units) {
     const bool outdated = DeviceList::UpdateAvailable(unit);
-    table.AddRow({TextOrDash(unit.name), KindWord(unit.type), TextOrDash(unit.modelID),
-                  TextOrDash(unit.firmwareVersion), TextOrDash(unit.latestVersion), unit.url,
-                  outdated ? "update" : ""},
+    const bool isKnown = DeviceList::KindOf(unit.type) != nullptr;  // otherwise it is a stranger's text
+    table.AddRow({TextOrDash(unit.name), isKnown ? Translated(KindWord(unit.type).c_str()) : unit.type,
+                  TextOrDash(unit.modelID), TextOrDash(unit.firmwareVersion), TextOrDash(unit.latestVersion),
+                  unit.url, outdated ? Translated("update") : ""},
                  outdated);
   }
   return table.Text(style);
@@ -137,12 +151,13 @@ std::string KindWord(const std::string& type) {
 }
 
 std::string InterfaceTable(const Interfaces& interfaces) {
-  TextTable table({{"NAME"}, {"INTERFACE"}, {"AVB"}, {"VIRTUAL ENTITY"}});
+  TextTable table(
+      {{Translated("NAME")}, {Translated("INTERFACE")}, {Translated("AVB")}, {Translated("VIRTUAL ENTITY")}});
   for (const auto& interface : interfaces) {
     const char* reason = ReasonText(interface.capability);
     table.AddRow({interface.service.name, interface.service.interfaceName,
-                  reason == nullptr ? "capable" : std::string("no: ") + reason,
-                  EntityText(interface.entity)});
+                  reason == nullptr ? Translated("capable") : Translated("no: %1", {Translated(reason)}),
+                  Translated(EntityText(interface.entity))});
   }
   return table.Text({});
 }

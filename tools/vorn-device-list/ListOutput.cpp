@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "platform/linux/files/WholeFile.h"
+#include "vorn-device-list/Translated.h"
 
 namespace vorn::devicelisttool {
 namespace {
@@ -41,7 +42,7 @@ std::string ReplaceIfRegular(const std::string& file, std::string_view text) {
   path = FileBehindLinks(std::move(path));
   const auto status = std::filesystem::status(path, error);
   const bool isOther = std::filesystem::exists(status) && !std::filesystem::is_regular_file(status);
-  if (isOther) return "it is no regular file";
+  if (isOther) return Translated("it is no regular file");
   return ReplaceFile(path, text, Readers::kEverybody, kPatience) ? "" : std::strerror(errno);
 }
 
@@ -51,7 +52,7 @@ OutputResult WriteOutput(const std::string& file, std::string_view text) {
   if (file.empty()) return WriteToStandardOutput(text);
   const std::string reason = ReplaceIfRegular(file, text);
   if (reason.empty()) return OutputResult::kWritten;
-  WriteToConsole("cannot write to '" + file + "': " + reason);
+  WriteToConsole(Translated("cannot write to '%1': %2", {file, reason}));
   return OutputResult::kFailed;
 }
 
@@ -148,7 +149,7 @@ std::string ListOutput::Rendered() const {
 std::string ListOutput::Picture() const {
   const auto [rows, columns] = TerminalScreen::CurrentSize();
   const std::string note = fNote.empty() ? "" : FittingLine(fNote, columns);
-  if (!IsSettled()) return FittingLine("Looking for devices...", columns) + note;
+  if (!IsSettled()) return FittingLine(Translated("Looking for devices..."), columns) + note;
   const std::size_t height = note.empty() || rows < 2 ? rows : rows - 1;
   return UnitTable(*fUnits, {fColor, columns, height}) + note;
 }

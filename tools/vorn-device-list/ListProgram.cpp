@@ -17,6 +17,7 @@
 #include "foundation/RunLoopTimer.h"
 #include "vorn-device-list/ListOutput.h"
 #include "vorn-device-list/Signals.h"
+#include "vorn-device-list/Translated.h"
 
 namespace vorn::devicelisttool {
 namespace {
@@ -29,14 +30,14 @@ constexpr std::chrono::milliseconds kTeardownLimit{700};
 constexpr std::chrono::seconds kScreenPace{1};
 constexpr std::chrono::seconds kReportPace{15};
 
-const char* ReasonText(DiscoveryHint hint) {
+std::string ReasonText(DiscoveryHint hint) {
   switch (hint) {
     case DiscoveryHint::kResponderAbsent:
-      return "no DNS-SD responder is running (is avahi-daemon installed and started?)";
+      return Translated("no DNS-SD responder is running (is avahi-daemon installed and started?)");
     case DiscoveryHint::kResponderSilent:
-      return "the DNS-SD responder (avahi-daemon) does not answer";
+      return Translated("the DNS-SD responder (avahi-daemon) does not answer");
     case DiscoveryHint::kNoNetwork:
-      return "there is no network connection";
+      return Translated("there is no network connection");
     case DiscoveryHint::kNone:
     case DiscoveryHint::kStillLooking:
       break;

@@ -9,6 +9,8 @@
 #include <string_view>
 #include <utility>
 
+#include "vorn-device-list/Translated.h"
+
 namespace vorn::devicelisttool {
 namespace {
 
@@ -48,31 +50,27 @@ std::optional<std::chrono::milliseconds> ParseSeconds(const std::string& text) {
   return std::chrono::milliseconds(std::llround(seconds * 1000));
 }
 
-std::string Quoted(const std::string& argument) {
-  return "'" + argument + "'";
-}
-
 // getopt_long returns '?' for three errors: no such option, an ambiguous option, or a value too many.
 std::string RefusalOf(const std::string& argument) {
-  if (!argument.starts_with("--")) return "there is no option " + Quoted(argument);
+  const std::string none = Translated("there is no option '%1'", {argument});
+  if (!argument.starts_with("--")) return none;
   const std::string name = argument.substr(2, argument.find('=') - 2);
   const auto matches = std::count_if(
       std::begin(kLongOptions), std::end(kLongOptions) - 1,
       [&](const auto& known) { return std::strncmp(known.name, name.c_str(), name.size()) == 0; });
-  if (matches > 1) return "the option " + Quoted(argument) + " is ambiguous";
-  return (matches == 1 ? "no value is allowed for the option " : "there is no option ") + Quoted(argument);
+  if (matches > 1) return Translated("the option '%1' is ambiguous", {argument});
+  return matches == 1 ? Translated("no value is allowed for the option '%1'", {argument}) : none;
 }
 
 std::string MissingValue(int option, const std::string& argument) {
-  const char* value = option == kWait     ? "a number of seconds"
-                      : option == kFormat ? "a format"
-                                          : "a file name";
-  return value + (" must follow " + Quoted(argument));
+  if (option == kWait) return Translated("a number of seconds must follow '%1'", {argument});
+  if (option == kFormat) return Translated("a format must follow '%1'", {argument});
+  return Translated("a file name must follow '%1'", {argument});
 }
 
 std::optional<std::string> SetWait(const std::string& text, Options& options) {
   const auto seconds = ParseSeconds(text);
-  if (!seconds) return "--wait takes a number of seconds from 0 to 86400, not " + Quoted(text);
+  if (!seconds) return Translated("--wait takes a number of seconds from 0 to 86400, not '%1'", {text});
   options.wait = *seconds;
   return {};
 }
@@ -82,10 +80,10 @@ std::optional<std::string> SetForm(std::string_view word, std::string_view& chos
   const auto* const form = std::find_if(std::begin(kForms), std::end(kForms),
                                         [&](const auto& known) { return known.first == word; });
   if (form == std::end(kForms)) {
-    return "--format takes table, json, csv or openmetrics, not " + Quoted(std::string(word));
+    return Translated("--format takes table, json, csv or openmetrics, not '%1'", {std::string(word)});
   }
   if (!chosen.empty() && chosen != word) {
-    return "the formats " + std::string(chosen) + " and " + std::string(word) + " exclude each other";
+    return Translated("the formats %1 and %2 exclude each other", {std::string(chosen), std::string(word)});
   }
   chosen = form->first;
   options.form = form->second;
@@ -93,7 +91,7 @@ std::optional<std::string> SetForm(std::string_view word, std::string_view& chos
 }
 
 std::optional<std::string> SetOutput(const std::string& file, Options& options) {
-  if (file.empty()) return "--output takes a file name, not " + Quoted(file);
+  if (file.empty()) return Translated("--output takes a file name, not '%1'", {file});
   options.output = file == "-" ? "" : file;
   return {};
 }
@@ -163,39 +161,47 @@ ParsedOptions ParseOptions(const std::vector<std::string>& arguments) {
       parsed.error = Apply(found, chosen, parsed.options);
     }
   }
-  if (!parsed.error && optind < argc) parsed.error = "unexpected argument " + Quoted(argv[optind]);
-  if (!parsed.error && HasNoSuchForm(parsed.options)) parsed.error = "--interfaces has no format openmetrics";
+  if (!parsed.error && optind < argc) parsed.error = Translated("unexpected argument '%1'", {argv[optind]});
+  if (!parsed.error && HasNoSuchForm(parsed.options))
+    parsed.error = Translated("--interfaces has no format openmetrics");
   return parsed;
 }
 
 std::string HelpText() {
-  return "Usage: vorn-device-list [OPTION]...\n"
-         "Lists the Vorn audio interfaces, hosts and switches of the local network.\n"
-         "\n"
-         "  --wait SECONDS   the time to look before printing (default 5); with --watch,\n"
-         "                   the time before it says that nothing was found\n"
-         "  --watch          continue until interrupted and show every change\n"
-         "  --format FORMAT  print in this format: table, json (one object on each line),\n"
-         "                   csv, or openmetrics (for Prometheus)\n"
-         "  --json           the same as --format json\n"
-         "  --output FILE    write into this file and replace it as a whole; with --watch,\n"
-         "                   at each change\n"
-         "  --no-switches    do not list switches\n"
-         "  --offline        do not ask the update server for the newest firmware\n"
-         "  --interfaces     print this computer's network interfaces, whether each can\n"
-         "                   carry AVB, and whether the virtual audio entity is on\n"
-         "  -h, --help       print this text\n"
-         "  -V, --version    print the version and build number\n"
-         "\n"
-         "Exit status:\n"
-         "  0      it listed units or interfaces, a signal ended --watch, or nobody reads\n"
-         "         its output any more\n"
-         "  1      it found no unit, could not list the network services, or could not\n"
-         "         write its output\n"
-         "  2      it does not understand the command line\n"
-         "  3      it found no unit because it could not look: the DNS-SD responder is\n"
-         "         not running or does not answer, or there is no network\n"
-         "  128+N  signal N came before the time was over\n";
+  return Translated(
+             "Usage: vorn-device-list [OPTION]...\n"
+             "Lists the Vorn audio interfaces, hosts and switches of the local network.\n") +
+         "\n" +
+         Translated(
+             "  --wait SECONDS   the time to look before printing (default 5); with --watch,\n"
+             "                   the time before it says that nothing was found\n") +
+         Translated("  --watch          continue until interrupted and show every change\n") +
+         Translated(
+             "  --format FORMAT  print in this format: table, json (one object on each line),\n"
+             "                   csv, or openmetrics (for Prometheus)\n") +
+         Translated("  --json           the same as --format json\n") +
+         Translated(
+             "  --output FILE    write into this file and replace it as a whole; with --watch,\n"
+             "                   at each change\n") +
+         Translated("  --no-switches    do not list switches\n") +
+         Translated("  --offline        do not ask the update server for the newest firmware\n") +
+         Translated(
+             "  --interfaces     print this computer's network interfaces, whether each can\n"
+             "                   carry AVB, and whether the virtual audio entity is on\n") +
+         Translated("  -h, --help       print this text\n") +
+         Translated("  -V, --version    print the version and build number\n") + "\n" +
+         Translated("Exit status:\n") +
+         Translated(
+             "  0      it listed units or interfaces, a signal ended --watch, or nobody reads\n"
+             "         its output any more\n") +
+         Translated(
+             "  1      it found no unit, could not list the network services, or could not\n"
+             "         write its output\n") +
+         Translated("  2      it does not understand the command line\n") +
+         Translated(
+             "  3      it found no unit because it could not look: the DNS-SD responder is\n"
+             "         not running or does not answer, or there is no network\n") +
+         Translated("  128+N  signal N came before the time was over\n");
 }
 
 }  // namespace vorn::devicelisttool

@@ -5,6 +5,7 @@
 
 #include "foundation/SafeText.h"
 #include "foundation/Strings.h"
+#include "vorn-device-list/Translated.h"
 
 namespace vorn::devicelisttool {
 namespace {
@@ -88,7 +89,9 @@ std::string TextTable::Text(const TableStyle& style) const {
     const char* emphasis = !style.color ? "" : i == 0 ? "\033[1m" : fRows[i].marked ? "\033[33m" : "";
     text += emphasis + LineOf(fRows[i].cells, widths, style.width) + (*emphasis != '\0' ? "\033[0m\n" : "\n");
   }
-  if (cut) text += FittingLine("... and " + std::to_string(fRows.size() - shown) + " more", style.width);
+  if (cut)
+    text +=
+        FittingLine(TranslatedCount("... and %1 more", "... and %1 more", fRows.size() - shown), style.width);
   return text;
 }
 

@@ -24,17 +24,20 @@
 #include "vorn-device-list/ListProgram.h"
 #include "vorn-device-list/Options.h"
 #include "vorn-device-list/Signals.h"
+#include "vorn-device-list/Translated.h"
 
 namespace {
 
 using vorn::devicelisttool::Options;
 using vorn::devicelisttool::Print;
+using vorn::devicelisttool::Translated;
 
-// What every form of output needs.
+// What every form of output and every message needs.
 void PrepareOutput() {
   vorn::OccupyClosedStandardDescriptors();
   std::setlocale(LC_CTYPE, "C.UTF-8");  // for the width of characters, whatever the user's own locale is
-  ::signal(SIGPIPE, SIG_IGN);           // if nobody reads any more, a write fails
+  vorn::devicelisttool::UseLanguageOfUser(vorn::ProgramFolder() / Identity::kCatalogueFolder);
+  ::signal(SIGPIPE, SIG_IGN);  // if nobody reads any more, a write fails
 }
 
 // What must happen before any thread starts.
@@ -59,7 +62,8 @@ int ListInterfaces(const Options& options) {
 int ListUnits(Options options) {
   PrepareProcess(options);
   if (!vorn::TrialFolder().empty()) {
-    vorn::WriteToConsole("Trial run: settings are read from " + vorn::UserSettingsPath().string());
+    vorn::WriteToConsole(
+        Translated("Trial run: settings are read from %1", {vorn::UserSettingsPath().string()}));
   }
   auto settings = vorn::IniUserDefaults::ReadOnly(vorn::UserSettingsPath());
   options.offline = options.offline || !DeviceList::UpdateServer::MayBeAsked(settings);
@@ -88,7 +92,7 @@ int main(int argc, char** argv) {
     PrepareOutput();
     const auto parsed = vorn::devicelisttool::ParseOptions(std::vector<std::string>(argv + 1, argv + argc));
     if (parsed.error) {
-      vorn::WriteToConsole(*parsed.error + "; see --help");
+      vorn::WriteToConsole(Translated("%1; see --help", {*parsed.error}));
       return vorn::devicelisttool::kBadUsage;
     }
     exitCode = RunAction(parsed.options);
