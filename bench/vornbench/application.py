@@ -131,7 +131,7 @@ class Stage:
     def panel_is_open(self):
         return any(
             (self.desktop.geometry(window) or (0, 0, 0, 0))[3] > 100
-            for window in self.desktop.windows("^vorn-device-finder$")
+            for window in self.desktop.windows("^Vorn Device Finder$")
         )
 
     def memory(self):

@@ -21,8 +21,7 @@ AutostartLoginItems::Program LauncherProgram() {
 
 ui::TrayStatusBar::Look LookOfProgram() {
   const auto identifier = QString::fromLatin1(Identity::kIdentifier);
-  return {{identifier + QStringLiteral("-symbolic"), identifier + QStringLiteral("-inactive-symbolic"),
-           QString::fromUtf8(Identity::kName)},
+  return {{identifier + QStringLiteral("-symbolic"), identifier + QStringLiteral("-inactive-symbolic")},
           identifier};
 }
 

@@ -92,8 +92,9 @@ std::optional<ActivationRequest> FirstRequest(ApplicationService& service, const
 }
 
 void SetUpToolkit() {
-  QApplication::setApplicationName(QString::fromLatin1(Identity::kProgram));
-  QApplication::setApplicationDisplayName(QString::fromUtf8(Identity::kName));
+  const auto name = QString::fromUtf8(Identity::kName);
+  QApplication::setApplicationName(name);  // the toolkit makes it the title of the status item
+  QApplication::setApplicationDisplayName(name);
   QApplication::setApplicationVersion(QString::fromLatin1(Identity::kBundleVersion));
   QApplication::setDesktopFileName(QString::fromLatin1(Identity::kIdentifier));
   ui::useLanguageOfUser();

@@ -2,6 +2,7 @@
 
 #include <QCoreApplication>
 #include <QStringList>
+#include <algorithm>
 
 #include "devicelist/Entry.h"
 #include "foundation/Strings.h"
@@ -13,6 +14,15 @@ namespace {
 
 QString releaseWords(const FirmwareVersion& version) {
   return QString::fromStdString(SlowConvertToString(version)).section(u'+', 0, 0);
+}
+
+QString deviceCount(qsizetype count) {
+  return count == 1 ? QStringLiteral("1 device") : QStringLiteral("%1 devices").arg(count);
+}
+
+QString updateCount(qsizetype count) {
+  return count == 1 ? QStringLiteral("1 update available")
+                    : QStringLiteral("%1 updates available").arg(count);
 }
 
 }  // namespace
@@ -67,6 +77,17 @@ QString hintWords(const PanelHint& hint, bool nothingListed) {
   if (hint.pageNotOpened)
     return QCoreApplication::translate("DeviceWords", "The page could not be opened in a browser.");
   return hintWords(hint.discovery, nothingListed);
+}
+
+QString listWords(const std::vector<DeviceList::ExtendedDeviceInfo>& list, DeviceList::DiscoveryHint hint) {
+  if (list.empty()) {
+    const QString reason = hintWords(hint, true);
+    return reason.isEmpty() ? nothingListedWords() : reason;
+  }
+  const auto updates = std::count_if(list.begin(), list.end(), &DeviceList::UpdateAvailable);
+  QStringList pieces{deviceCount(static_cast<qsizetype>(list.size()))};
+  if (updates > 0) pieces += updateCount(updates);
+  return pieces.join(QStringLiteral(", "));
 }
 
 QString rowSentence(const DeviceList::ExtendedDeviceInfo& info, const QString& name) {

@@ -2,6 +2,7 @@
 
 #include <QString>
 #include <cstddef>
+#include <vector>
 
 #include "devicelist/DiscoveryStatus.h"
 #include "devicelist/ExtendedDeviceInfo.h"
@@ -23,6 +24,10 @@ namespace vorn::ui {
 
 /// The text in place of the list while it is empty.
 [[nodiscard]] QString nothingListedWords();
+
+/// The whole list in a few words: "3 devices, 1 update available", or why it is empty.
+[[nodiscard]] QString listWords(const std::vector<DeviceList::ExtendedDeviceInfo>& list,
+                                DeviceList::DiscoveryHint hint);
 
 /// The entry for the devices that a menu does not name.
 [[nodiscard]] QString moreDevicesWords(std::size_t count);

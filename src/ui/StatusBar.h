@@ -27,8 +27,7 @@ class StatusBar {
   /// panel it does nothing.
   virtual void closePanel() = 0;
 
-  /// Gives the item its menu, a listener of `owner` as long as this object
-  /// lives. Once.
+  /// Gives the item its menu and its tool tip, listeners of `owner` as long as this object lives. Once.
   virtual void offerMenu(PanelOwner& owner) = 0;
 };
 

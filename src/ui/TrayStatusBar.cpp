@@ -39,6 +39,7 @@ TrayStatusBar::TrayStatusBar(Look look, int length, Hints hints)
 
 TrayStatusBar::~TrayStatusBar() {
   fPanel.reset();
+  fToolTip.reset();
   if (!fMenu) return;
   fItem.setContextMenu(nullptr);
   fMenuOwner->removeListener(fMenu.get());
@@ -81,6 +82,8 @@ void TrayStatusBar::offerMenu(PanelOwner& owner) {
   fMenu->setHintSource(fHints.discovery);
   owner.addListener(fMenu.get());
   fItem.setContextMenu(fMenu->contextMenu());
+  const auto show = [this](const QString& words) { fItem.setToolTip(words); };
+  fToolTip = std::make_unique<StatusToolTip>(owner, fHints.discovery, show, fHints.toolTip);
 }
 
 // Not before a window needs it: the look-up loads the icon themes into memory, and the status item alone does

@@ -8,6 +8,7 @@
 
 #include "devicelist/DiscoveryStatus.h"
 #include "ui/StatusBar.h"
+#include "ui/StatusToolTip.h"
 #include "ui/StatusView.h"
 #include "ui/TrayHostWatcher.h"
 #include "ui/TrayStatusItem.h"
@@ -27,13 +28,14 @@ class TrayStatusBar final : public StatusBar {
     QString windowIconName;  ///< in the theme, for windows that show one
   };
 
-  /// What the menu and the panel show below the list; asked while they exist.
+  /// What the menu and the panel show below the list, and the tool tip in its place; asked while they exist.
   struct Hints {
     std::function<DeviceList::DiscoveryHint()> discovery;  ///< why nothing may be listed
     /// Whether the page that was requested last could not be opened. Says so once, so the panel shows it
     /// until it closes.
     std::function<bool()> takePageFailure;
     std::chrono::milliseconds period{1000};  ///< between two questions of an open panel
+    StatusToolTip::Timing toolTip{};
   };
 
   /// From now on, assistive tools see the program under its name. `length`: the width in points of what our
@@ -63,6 +65,7 @@ class TrayStatusBar final : public StatusBar {
   QObject fTarget;  ///< of presses
   PanelOwner* fMenuOwner = nullptr;
   std::unique_ptr<StatusMenu> fMenu;
+  std::unique_ptr<StatusToolTip> fToolTip;
   bool fPageNotOpened = false;  ///< what the open panel says about the last page
   QTimer fHintTimer;            ///< runs while the panel is open
   std::unique_ptr<DeviceListWindowController> fPanel;

@@ -45,7 +45,7 @@ void TrayStatusItem::attach(TrayForm form) {
   } else {
     emit formChanged();
   }
-  fTray->setToolTip(fLook.toolTip);
+  fTray->setToolTip(fToolTip);
   fTray->setContextMenu(fContextMenu);
   updateIcon();
   fTray->show();
@@ -113,6 +113,12 @@ PressPlace TrayStatusItem::press() const {
 void TrayStatusItem::setContextMenu(QMenu* menu) {
   fContextMenu = menu;
   if (fTray) fTray->setContextMenu(menu);
+}
+
+void TrayStatusItem::setToolTip(const QString& text) {
+  if (fToolTip == text) return;  // it travels to the host
+  fToolTip = text;
+  if (fTray) fTray->setToolTip(text);
 }
 
 QIcon TrayStatusItem::icon() const {

@@ -21,7 +21,6 @@ class TrayStatusItem : public StatusItem {
   struct Look {
     QString activeIconName;    ///< symbolic icon in the theme while devices are listed
     QString inactiveIconName;  ///< the same icon, dim
-    QString toolTip;
   };
 
   /// What is known about the place of a press.
@@ -55,6 +54,8 @@ class TrayStatusItem : public StatusItem {
   [[nodiscard]] QRect geometry() const override;
   [[nodiscard]] PressPlace press() const override;
   void setContextMenu(QMenu* menu) override;
+  /// What the host shows when the pointer rests on the item.
+  void setToolTip(const QString& text);
 
   /// The icon for the host: by theme name if the theme has it, with pixels that are readable on any bar.
   [[nodiscard]] QIcon icon() const;
@@ -75,6 +76,7 @@ class TrayStatusItem : public StatusItem {
   const Delivered fDelivered;
   TrayForm fForm = TrayForm::Button;
   QString fImageName;
+  QString fToolTip;
   QPointer<QObject> fTarget;
   Action fAction;
   bool fDisabled = false;

@@ -58,10 +58,8 @@ int main(int argc, char** argv) {
   vorn::ui::ScriptedOwner owner;
   owner.publish(names.units);
   const auto identifier = QString::fromLatin1(Identity::kIdentifier);
-  vorn::ui::TrayStatusBar bar(
-      {{identifier + "-symbolic", identifier + "-inactive-symbolic", QString::fromUtf8(Identity::kName)},
-       identifier},
-      19, {[] { return DeviceList::DiscoveryHint::kNone; }, [] { return false; }});
+  vorn::ui::TrayStatusBar bar({{identifier + "-symbolic", identifier + "-inactive-symbolic"}, identifier}, 19,
+                              {[] { return DeviceList::DiscoveryHint::kNone; }, [] { return false; }});
   bar.offerMenu(owner);
   entity.addTo(*owner.fListeners.front()->menu());
   queues.RunBackground();

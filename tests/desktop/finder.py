@@ -17,6 +17,7 @@ BUILD = os.environ["VORN_BUILD"]
 PATIENCE = 40.0  # seconds to wait for an event, on a busy machine
 SYSTEM_DATA = pathlib.Path("/usr/share")
 NAME = "Vorn Device Finder"  # as people read it
+WINDOWS = f"^{NAME}$"  # the class of its windows on X11
 HOME = "/run/vorn-studio/home"  # the studio's, because the program runs in it
 DOUBLE_CLICK = 0.5  # seconds; the toolkit's interval is 0.4
 ITEM = "org.kde.StatusNotifierItem"
@@ -123,7 +124,7 @@ class Finder:
 
     def window(self):
         """The panel's window, not the icon's in an older tray; None while there is none."""
-        for window in self.desktop.windows("^vorn-device-finder$"):
+        for window in self.desktop.windows(WINDOWS):
             place = self.desktop.geometry(window)
             if place and place[3] > 100:
                 return window
@@ -173,16 +174,16 @@ class Finder:
 
     def open_settings_menu(self):
         """Opens the settings menu in the open panel."""
-        before = len(self.desktop.windows("^vorn-device-finder$"))
+        before = len(self.desktop.windows(WINDOWS))
         self.desktop.click(*self.panel().named("Settings").middle)
-        self.wait(lambda: len(self.desktop.windows("^vorn-device-finder$")) > before, "the settings menu")
+        self.wait(lambda: len(self.desktop.windows(WINDOWS)) > before, "the settings menu")
 
     def choose_setting(self, number):
         """Opens the settings menu in the open panel and chooses its entry of this number, counted from 1."""
-        before = len(self.desktop.windows("^vorn-device-finder$"))
+        before = len(self.desktop.windows(WINDOWS))
         self.open_settings_menu()
         self.desktop.key(*["Down"] * number, "Return")
-        self.wait(lambda: len(self.desktop.windows("^vorn-device-finder$")) == before, "the menu's end")
+        self.wait(lambda: len(self.desktop.windows(WINDOWS)) == before, "the menu's end")
 
     # --- the item on the bus ----------------------------------------------------------------------
 

@@ -7,7 +7,7 @@ import types
 import pytest
 
 from conftest import CONTROL_ROOM, LIVE_ROOM, MENU_ENTRIES
-from finder import BUILD, link_shared_data
+from finder import BUILD, NAME, link_shared_data
 from vorndesktop import Application
 
 BAR = 28
@@ -61,6 +61,21 @@ def test_the_item_is_never_passive_and_goes_dim_without_units(finder):
     finder.wait(lambda: finder.item_property("IconName") == f"{name}-inactive-symbolic", "the dim icon")
     assert finder.item_property("Status") == "Active"
     assert finder.item_property("Title") or finder.item_property("ToolTip")[2]
+
+
+def test_the_host_gets_the_programs_name_and_what_the_list_says(finder):
+    finder.desktop.start_xfce_panel()
+    finder.start_and_find()
+    assert finder.item_property("Title") == NAME
+
+    def says(words):
+        return lambda: finder.item_property("ToolTip")[2] == words
+
+    finder.wait(says("2 devices, 1 update available"), "the number of devices and updates")
+    finder.studio.do("goodbye", unit="live-room")
+    finder.wait(says("1 device"), "the number without the unit that left")
+    finder.studio.do("goodbye", unit="control-room")
+    finder.wait(says("No Local Devices Found."), "the text of the empty list")
 
 
 @pytest.fixture

@@ -1,6 +1,7 @@
 """The program's life on a desktop: notifications, settings, login entry, second start, end."""
 
 from conftest import CONTROL_ROOM, LIVE_ROOM
+from finder import WINDOWS
 from vorndesktop import stays
 
 SWITCH = "Attic, AVB switch, firmware 3.0.4+12"
@@ -103,7 +104,7 @@ def test_a_second_start_shows_the_panel_and_exits(finder):
     finder.start_and_find()
     assert finder.launch().wait(20) == 0
     finder.wait_until_open()
-    assert len(finder.desktop.windows("^vorn-device-finder$")) == 1
+    assert len(finder.desktop.windows(WINDOWS)) == 1
     finder.desktop.key("Escape")
     finder.wait_until_closed()
     assert finder.launch(program=finder.application.launcher).wait(20) == 0

@@ -34,6 +34,21 @@ TEST(DeviceWordsTest, NameAnUpdateWithoutItsBuildNumber) {
   EXPECT_EQ(sentence(info), "Studio A, audio interface, firmware 1.4.0+290, update 1.4.2 available");
 }
 
+TEST(DeviceWordsTest, CountTheListAndItsUpdates) {
+  const auto current = Device("a");
+  const auto outdated = Device("b", {1, 0, 0, 0}, {2, 0, 0, 0});
+  const auto words = [](const List& list) { return listWords(list, DeviceList::DiscoveryHint::kNoNetwork); };
+  EXPECT_EQ(words({current}), "1 device");
+  EXPECT_EQ(words({current, current}), "2 devices");
+  EXPECT_EQ(words({current, current, outdated}), "3 devices, 1 update available");
+  EXPECT_EQ(words({outdated, outdated}), "2 devices, 2 updates available");
+}
+
+TEST(DeviceWordsTest, GiveTheReasonOfAnEmptyList) {
+  EXPECT_EQ(listWords({}, DeviceList::DiscoveryHint::kNone), "No Local Devices Found.");
+  EXPECT_EQ(listWords({}, DeviceList::DiscoveryHint::kNoNetwork), "There is no network connection.");
+}
+
 TEST(DeviceWordsTest, SayNoUpdateWhileAVersionIsMissing) {
   DeviceList::ExtendedDeviceInfo info = Device("a", {1, 0, 0, 0}, {2, 0, 0, 0});
   EXPECT_EQ(updateWords(info), "update 2.0.0 available");

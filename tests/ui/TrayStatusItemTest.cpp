@@ -37,7 +37,7 @@ class TrayStatusItemTest : public testing::Test {
 
   Clock::time_point fNow{1h};
   PressPlace fPlace;
-  TrayStatusItem fItem{{"vorn-test-symbolic", "vorn-test-inactive-symbolic", "Vorn Device Finder"},
+  TrayStatusItem fItem{{"vorn-test-symbolic", "vorn-test-inactive-symbolic"},
                        19,
                        [this] { return fNow; },
                        [this] { return fPlace; },
