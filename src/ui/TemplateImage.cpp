@@ -5,7 +5,6 @@
 #include <QImageReader>
 #include <QPainter>
 #include <QPixmapCache>
-#include <array>
 #include <utility>
 
 namespace vorn::ui {
@@ -61,24 +60,19 @@ QPixmap TemplateImage::rendered(QSize pixels, const Tint& tint) const {
                           .arg(pixels.width())
                           .arg(pixels.height())
                           .arg(tint.fill.rgba())
-                          .arg(tint.outline.isValid() ? tint.outline.rgba() : 0U);
+                          .arg(tint.back.isValid() ? tint.back.rgba() : 0U);
   QPixmap result;
   if (QPixmapCache::find(key, &result)) return result;
   if (!exists()) return {};
 
-  const QImage shape = fitted(mask(path()), pixels);
   result = QPixmap(pixels);
   result.fill(Qt::transparent);
   QPainter painter(&result);
-  if (tint.outline.isValid()) {
-    const QImage outline = coloured(shape, tint.outline);
-    const qreal width = pixels.width() / 24.0;
-    const std::array<QPointF, 4> offsets{QPointF(width, 0), QPointF(-width, 0), QPointF(0, width),
-                                         QPointF(0, -width)};
-    painter.setRenderHint(QPainter::SmoothPixmapTransform);
-    for (const QPointF& offset : offsets) painter.drawImage(offset, outline);
+  if (tint.back.isValid()) {
+    const TemplateImage back(fName + QStringLiteral("Back"), fSize);
+    painter.drawImage(0, 0, coloured(fitted(mask(back.path()), pixels), tint.back));
   }
-  painter.drawImage(0, 0, coloured(shape, tint.fill));
+  painter.drawImage(0, 0, coloured(fitted(mask(path()), pixels), tint.fill));
   painter.end();
   QPixmapCache::insert(key, result);
   return result;

@@ -14,9 +14,9 @@ namespace vorn::ui {
 /// The colours of a template image.
 struct Tint {
   QColor fill;
-  QColor outline;  ///< a thin line around the shape; invalid: none
+  QColor back;  ///< of the drawing that stands behind the shape ("MenuIconBack"); invalid: none
 
-  /// Readable on a bar of unknown colour: light with a dark outline.
+  /// Readable on a bar of unknown colour: light on dark, as in packaging/icons/status-item.svg.in.
   [[nodiscard]] static Tint forUnknownBar();
 };
 

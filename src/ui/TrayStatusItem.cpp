@@ -134,12 +134,16 @@ QIcon TrayStatusItem::buttonIcon() const {
   return QIcon(new TrayIconEngine(name, draw));
 }
 
-// What the view draws, scaled to the tray's place for it.
+// What the view draws, scaled to the tray's place for it. If that is smaller than the view, the image stays
+// as it is as long as it fits, and only the space around it goes.
 QIcon TrayStatusItem::viewIcon() const {
   const auto draw = [view = fView](QPainter& painter, QSize size) {
     if (!view) return;
     const QSizeF own(view->size());
-    const qreal scale = std::min(size.width() / own.width(), size.height() / own.height());
+    const auto fitting = [size](const QSizeF& content) {
+      return std::min(size.width() / content.width(), size.height() / content.height());
+    };
+    const qreal scale = std::max(fitting(own), std::min(1.0, fitting(view->image().size())));
     painter.translate((size.width() - own.width() * scale) / 2, (size.height() - own.height() * scale) / 2);
     painter.scale(scale, scale);
     view->drawRect(painter, QRectF(view->rect()));

@@ -23,12 +23,8 @@ class Application:
             return
         icons = "icons/hicolor"
         desktop.install(f"/usr/share/{icons}/index.theme", f"{icons}/index.theme")
-        dimmed = f"{self.identifier}-inactive-symbolic.svg"
-        desktop.install(
-            SOURCES / "src" / "ui" / "resources" / "MenuIcon.svg",
-            f"{icons}/symbolic/apps/{self.identifier}-symbolic.svg",
-        )
-        desktop.install(self._files / dimmed, f"{icons}/symbolic/apps/{dimmed}")
+        for name in (f"{self.identifier}-symbolic.svg", f"{self.identifier}-inactive-symbolic.svg"):
+            desktop.install(self._files / name, f"{icons}/symbolic/apps/{name}")
         desktop.install(
             SOURCES / "packaging" / "icons" / "application.svg", f"{icons}/scalable/apps/{self.identifier}.svg"
         )

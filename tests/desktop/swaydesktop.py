@@ -22,7 +22,7 @@ WAYBAR_SETTINGS = {
     "layer": "top", "position": "top", "height": BAR_HEIGHT, "modules-right": ["tray"],
     "tray": {"icon-size": 18, "spacing": 8},
 }
-WAYBAR_STYLE = "* { border: none; } window#waybar { background: #202020; } #tray { margin: 0 12px; }"
+WAYBAR_STYLE = "* { border: none; } window#waybar { background: %s; } #tray { margin: 0 12px; }"
 
 
 class SwayDesktop(VirtualDesktop):
@@ -54,10 +54,10 @@ class SwayDesktop(VirtualDesktop):
     def _is_up(self):
         return bool(json.loads(self.run(["swaymsg", "-t", "get_outputs"], check=False) or "[]"))
 
-    def start_waybar(self):
+    def start_waybar(self, color="#202020"):
         """Starts a bar. Returns its process when it hosts status items."""
         settings = self._write("waybar.json", json.dumps(WAYBAR_SETTINGS))
-        style = self._write("waybar.css", WAYBAR_STYLE)
+        style = self._write("waybar.css", WAYBAR_STYLE % color)
         bar = self.start(["waybar", "--config", settings, "--style", style])
         self.wait_for_name("org.kde.StatusNotifierWatcher")
         return bar

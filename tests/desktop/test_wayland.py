@@ -67,13 +67,21 @@ def test_the_item_is_shown_and_the_panel_floats_toggles_closes_and_opens_pages(f
     finder.wait_for_page("http://live-room.local/")
 
 
-def test_the_icon_stands_out_from_a_dark_bar_that_does_not_recolour_it(finder):
+@pytest.mark.parametrize("color", ["#202020", "#efefef"])
+def test_the_icon_stands_out_from_a_bar_that_does_not_recolour_it(finder, color):
     finder.application.install_icons(finder.desktop)
-    finder.desktop.start_waybar()
+    finder.desktop.start_waybar(color)
     empty = finder.desktop.settled_bar()
     finder.start_and_find()
     assert finder.item_property("IconName").endswith("-symbolic")
-    finder.wait(lambda: finder.desktop.bar_strip().greatest_difference(empty) > 60, "a visible icon", 10)
+
+    def contrast():
+        return finder.desktop.bar_strip().contrast(empty, finder.place[0])
+
+    active = finder.wait(lambda: (now := contrast()) >= 4.5 and now, "a clear icon")
+    for unit in ("control-room", "live-room"):
+        finder.studio.do("goodbye", unit=unit)
+    finder.wait(lambda: 1.2 < contrast() < 0.7 * active, "a dim icon")
 
 
 def test_the_panel_shows_with_the_permission_of_the_program_that_asked(finder, tmp_path):

@@ -277,7 +277,8 @@ TEST(StatusViewTest, ImageCanBeReadOnLightAndDarkBars) {
 }
 
 TEST(TemplateImageTest, ResourcesHoldEveryImageUnderItsName) {
-  for (const char* name : {"MenuIcon", "plexadevice", "plexahost", "plexaswitch", "badge", "settings"}) {
+  for (const char* name :
+       {"MenuIcon", "MenuIconBack", "plexadevice", "plexahost", "plexaswitch", "badge", "settings"}) {
     const TemplateImage image(name, {24, 24});
     ASSERT_TRUE(image.exists()) << name;
     const QImage drawn = image.rendered({24, 24}, {Qt::red, {}}).toImage();

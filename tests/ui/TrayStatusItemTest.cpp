@@ -199,6 +199,14 @@ TEST_F(TrayStatusItemTest, ViewIconIsWhatTheViewDraws) {
   EXPECT_EQ(iconImage().pixelColor(12, 1).alpha(), 255);
 }
 
+TEST_F(TrayStatusItemTest, ViewIconKeepsItsImageSharpInASmallTray) {
+  fItem.attach(TrayForm::View);
+  fView.setActive(true);
+  const QImage large = fItem.icon().pixmap(QSize(22, 22)).toImage();
+  const QImage small = fItem.icon().pixmap(QSize(18, 18)).toImage();
+  EXPECT_EQ(small.copy(1, 3, 16, 12), large.copy(3, 5, 16, 12));
+}
+
 TEST_F(TrayStatusItemTest, NameTravelsOnlyWhenTheThemeHasIt) {
   fItem.attach(TrayForm::Button);
   EXPECT_EQ(fItem.icon().name(), "");
