@@ -7,6 +7,7 @@
 #include <QPainter>
 #include <QTimer>
 #include <QWindow>
+#include <utility>
 
 #include "ui/X11Desktop.h"
 
@@ -16,6 +17,7 @@ ClickablePanel::ClickablePanel(QWidget* parent)
     : QDialog(parent, Qt::Tool | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint) {}
 
 void ClickablePanel::makeKeyAndOrderFront(QPoint origin) {
+  fWished = origin;
   move(origin);
   show();
   raise();
@@ -59,6 +61,14 @@ void ClickablePanel::keyPressEvent(QKeyEvent* event) {
     return;
   }
   QDialog::keyPressEvent(event);
+}
+
+// i3 shifts a new window by a frame that it does not draw, and obeys when it is asked again.
+void ClickablePanel::moveEvent(QMoveEvent* event) {
+  QDialog::moveEvent(event);
+  QWindow* const window = windowHandle();
+  if (!fWished || !window || !X11Desktop::isPresent() || window->position() == *fWished) return;
+  window->setPosition(*std::exchange(fWished, std::nullopt));
 }
 
 void ClickablePanel::paintEvent(QPaintEvent* event) {

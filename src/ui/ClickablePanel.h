@@ -1,6 +1,8 @@
 #pragma once
 
 #include <QDialog>
+#include <QPoint>
+#include <optional>
 
 namespace vorn::ui {
 
@@ -15,7 +17,8 @@ class ClickablePanel : public QDialog {
   ~ClickablePanel() override = default;
   Q_DISABLE_COPY_MOVE(ClickablePanel)
 
-  /// Shows the panel at `origin` with the focus.
+  /// Shows the panel at `origin` with the focus. If an X11 window manager puts it elsewhere, the panel asks
+  /// for `origin` once more.
   void makeKeyAndOrderFront(QPoint origin);
 
   /// Escape, wherever the focus is in the panel.
@@ -35,12 +38,14 @@ class ClickablePanel : public QDialog {
   bool event(QEvent* event) override;
   void closeEvent(QCloseEvent* event) override;
   void keyPressEvent(QKeyEvent* event) override;
+  void moveEvent(QMoveEvent* event) override;
   void paintEvent(QPaintEvent* event) override;
 
  private:
   void focusMayBeLost();
 
   bool fClosing = false;
+  std::optional<QPoint> fWished;  // the place, until a window manager has chosen another one
 };
 
 }  // namespace vorn::ui

@@ -59,9 +59,10 @@ QRect withoutItem(const QRect& usable, const QRect& item, Edge edge) {
   return rest;
 }
 
-bool liesOnABar(const std::vector<PlacementScreen>& screens, const QPoint& point) {
-  return std::any_of(screens.begin(), screens.end(), [&point](const PlacementScreen& screen) {
-    const QRect inside = screen.geometry.adjusted(kDepthOfBars, kDepthOfBars, -kDepthOfBars, -kDepthOfBars);
+// Whether the point is on a bar. Bars that hide are assumed at all edges, as deep as `hidden`.
+bool liesOnABar(const std::vector<PlacementScreen>& screens, const QPoint& point, int hidden) {
+  return std::any_of(screens.begin(), screens.end(), [&](const PlacementScreen& screen) {
+    const QRect inside = screen.geometry.adjusted(hidden, hidden, -hidden, -hidden);
     return screen.geometry.contains(point) && !inside.intersected(screen.usable).contains(point);
   });
 }
@@ -69,10 +70,12 @@ bool liesOnABar(const std::vector<PlacementScreen>& screens, const QPoint& point
 // The best known place of the press on the item.
 std::optional<QPoint> placeOfPress(const PlacementRequest& request) {
   if (!request.handedOver) return request.pointer;
-  if (!request.handedOver->isNull() && liesOnABar(request.screens, *request.handedOver)) {
-    return request.handedOver;
+  const auto handedOver = request.handedOver->isNull() ? std::nullopt : request.handedOver;
+  for (const int hidden : {0, kDepthOfBars}) {
+    for (const auto& place : {handedOver, request.pointer}) {
+      if (place && liesOnABar(request.screens, *place, hidden)) return place;
+    }
   }
-  if (request.pointer && liesOnABar(request.screens, *request.pointer)) return request.pointer;
   return {};
 }
 

@@ -29,10 +29,11 @@ struct PlacementRequest {
 /// left edge under the item's left edge. It moves to the left only as far as needed to keep its right edge on
 /// the screen. If the status bar is below the usable area, the panel stands on the bottom edge instead.
 ///
-/// If the item's place is unknown, the place from its host is used if it is on a bar: in no usable area, or
-/// near the edge of a screen, where a bar may hide. Some hosts send (0, 0), which counts for nothing. Next
+/// If the item's place is unknown, the place from its host is used if it is on a bar, that is in no usable
+/// area. Some hosts send (0, 0), which counts for nothing, or a place inside their own window (MATE). Next
 /// comes the pointer. A key may have pressed the item, so the pointer must be on a bar too, unless the host
-/// sends no place at all. Last comes the right end of the bar's edge on the primary screen.
+/// sends no place at all. If neither is on a bar, both are tried again near the edges of a screen, where a
+/// bar may hide. Last comes the right end of the bar's edge on the primary screen.
 ///
 /// If a screen's usable area is not known to be smaller than the screen, it ends at the item. Pure.
 [[nodiscard]] QPoint panelOrigin(const PlacementRequest& request);

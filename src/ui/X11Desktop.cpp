@@ -67,14 +67,61 @@ xcb_atom_t atom(xcb_connection_t* display, const char* name) {
   return reply ? reply->atom : static_cast<xcb_atom_t>(XCB_ATOM_NONE);
 }
 
-// A property of 32-bit words; empty if it is missing or of another type.
-std::vector<std::uint32_t> words(xcb_connection_t* display, xcb_window_t window, const char* name,
-                                 xcb_atom_t type) {
-  const auto cookie = xcb_get_property(display, 0, window, atom(display, name), type, 0, kMostPropertyWords);
+using Windows = std::vector<xcb_window_t>;
+
+// A requested property of 32-bit words; empty if it is missing or of another type.
+std::vector<std::uint32_t> words(xcb_connection_t* display, xcb_get_property_cookie_t cookie) {
   const Reply<xcb_get_property_reply_t> reply(xcb_get_property_reply(display, cookie, nullptr));
   if (!reply || reply->format != 32) return {};
   const auto* first = static_cast<const std::uint32_t*>(xcb_get_property_value(reply.get()));
   return {first, first + xcb_get_property_value_length(reply.get()) / 4};
+}
+
+// The windows that a window manager lists.
+Windows listedWindows(xcb_connection_t* display, xcb_window_t root) {
+  return words(display, xcb_get_property(display, 0, root, atom(display, "_NET_CLIENT_LIST"), XCB_ATOM_WINDOW,
+                                         0, kMostPropertyWords));
+}
+
+// All requests of one kind go out before the first answer is read, because each wait for an answer takes
+// time.
+Windows childrenOf(const Windows& parents, xcb_connection_t* display) {
+  std::vector<xcb_query_tree_cookie_t> cookies;
+  for (const xcb_window_t parent : parents) cookies.push_back(xcb_query_tree(display, parent));
+  Windows children;
+  for (const auto cookie : cookies) {
+    const Reply<xcb_query_tree_reply_t> tree(xcb_query_tree_reply(display, cookie, nullptr));
+    if (!tree) continue;
+    const xcb_window_t* first = xcb_query_tree_children(tree.get());
+    children.insert(children.end(), first, first + xcb_query_tree_children_length(tree.get()));
+  }
+  return children;
+}
+
+Windows visibleOf(const Windows& all, xcb_connection_t* display) {
+  std::vector<xcb_get_window_attributes_cookie_t> cookies;
+  for (const xcb_window_t window : all) cookies.push_back(xcb_get_window_attributes(display, window));
+  Windows visible;
+  for (std::size_t i = 0; i < all.size(); ++i) {
+    const Reply<xcb_get_window_attributes_reply_t> reply(
+        xcb_get_window_attributes_reply(display, cookies[i], nullptr));
+    if (reply && reply->map_state == XCB_MAP_STATE_VIEWABLE) visible.push_back(all[i]);
+  }
+  return visible;
+}
+
+std::vector<ReservedArea> areasOf(const Windows& windows, xcb_connection_t* display, const QSize& desktop) {
+  const xcb_atom_t strut = atom(display, "_NET_WM_STRUT_PARTIAL");
+  std::vector<xcb_get_property_cookie_t> cookies;
+  for (const xcb_window_t window : windows) {
+    cookies.push_back(xcb_get_property(display, 0, window, strut, XCB_ATOM_CARDINAL, 0, kWords));
+  }
+  std::vector<ReservedArea> areas;
+  for (const auto cookie : cookies) {
+    const auto its = strutAreas(words(display, cookie), desktop);
+    areas.insert(areas.end(), its.begin(), its.end());
+  }
+  return areas;
 }
 
 }  // namespace
@@ -112,13 +159,13 @@ std::vector<ReservedArea> X11Desktop::reservedAreas() {
   const auto cookie = xcb_get_geometry(display, screen->root);
   const Reply<xcb_get_geometry_reply_t> root(xcb_get_geometry_reply(display, cookie, nullptr));
   if (!root) return {};
-  std::vector<ReservedArea> areas;
-  for (const xcb_window_t window : words(display, screen->root, "_NET_CLIENT_LIST", XCB_ATOM_WINDOW)) {
-    const auto strut = words(display, window, "_NET_WM_STRUT_PARTIAL", XCB_ATOM_CARDINAL);
-    const auto its = strutAreas(strut, QSize(root->width, root->height));
-    areas.insert(areas.end(), its.begin(), its.end());
-  }
-  return areas;
+  const QSize desktop(root->width, root->height);
+  auto areas = areasOf(listedWindows(display, screen->root), display, desktop);
+  if (!areas.empty()) return areas;
+  // Without a window manager nobody lists the bars, and i3 does not. It puts each into a frame.
+  const Windows outer = visibleOf(childrenOf({screen->root}, display), display);
+  areas = areasOf(outer, display, desktop);
+  return areas.empty() ? areasOf(visibleOf(childrenOf(outer, display), display), display, desktop) : areas;
 }
 
 bool X11Desktop::olderTrayIsPresent() {

@@ -37,7 +37,8 @@ class X11Desktop {
   /// Asks the window manager to keep a visible window out of task bars and pagers. Repeat it after each show.
   static void askToSkipTaskbar(QWindow* window);
 
-  /// The areas that bars and docks have reserved at the edges of the desktop, in its own pixels.
+  /// The areas that bars and docks have reserved at the edges of the desktop, in its own pixels, with or
+  /// without a window manager.
   [[nodiscard]] static std::vector<ReservedArea> reservedAreas();
 
   /// True if an older tray (the selection _NET_SYSTEM_TRAY_S0) has an owner.

@@ -6,9 +6,10 @@ import types
 
 import pytest
 
-from conftest import CONTROL_ROOM, LIVE_ROOM, MENU_ENTRIES
-from finder import BUILD, NAME, link_shared_data
-from vorndesktop import Application
+from conftest import CONTROL_ROOM, LIVE_ROOM, MENU_ENTRIES, UNITS
+from finder import BUILD, NAME, Finder, link_shared_data
+from vorndesktop import Application, VirtualDesktop
+from vornstudio import Studio
 
 BAR = 28
 
@@ -106,6 +107,31 @@ def test_the_panel_stands_on_a_bar_at_the_bottom(finder):
     x, y, width, height = finder.desktop.geometry(finder.window())
     assert x + width == finder.desktop.width
     assert finder.desktop.height - BAR - 1 <= y + height <= finder.desktop.height - BAR
+
+
+@pytest.fixture
+def finder_without_a_window_manager():
+    with VirtualDesktop(960, 600) as desktop:
+        desktop.start_screen()
+        desktop.start_bus()
+        desktop.start_accessibility()
+        with Studio(UNITS) as studio:
+            made = Finder(desktop, studio)
+            yield made
+            made.close()
+
+
+@pytest.mark.parametrize("edge", ["top", "bottom"])
+def test_the_panel_stands_on_the_bar_without_a_window_manager(finder_without_a_window_manager, edge):
+    finder = finder_without_a_window_manager
+    finder.desktop.start_xfce_panel(edge=edge)
+    finder.start_and_find(edge)
+    finder.click_item()
+    _, y, _, height = finder.desktop.geometry(finder.wait(finder.window, "the panel"))
+    if edge == "top":
+        assert BAR <= y <= BAR + 1
+    else:
+        assert finder.desktop.height - BAR - 1 <= y + height <= finder.desktop.height - BAR
 
 
 def test_the_panel_stays_on_the_screen_of_its_item(finder):

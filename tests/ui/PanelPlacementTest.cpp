@@ -69,6 +69,7 @@ const std::vector<Case> kCases{
      {500, 30}},
     {"NoPlaceInTheMiddleOfAScreen", {kPanel, {}, QPoint(900, 10), {kTopBar}, QPoint(400, 500)}, {900, 30}},
     {"NoPlaceOnAnyScreen", {kPanel, {}, QPoint(900, 10), {kTopBar}, QPoint(9000, 12)}, {900, 30}},
+    {"NoPlaceInTheHostsOwnWindow", {kPanel, {}, QPoint(900, 10), {kTopBar}, QPoint(0, 30)}, {900, 30}},
     {"NoPlaceAtTheOrigin", {kPanel, {}, QPoint(900, 10), {kTopBar}, QPoint(0, 0)}, {900, 30}},
     {"NeitherPlaceNorPointerOnABar", {kPanel, {}, QPoint(900, 600), {kTopBar}, QPoint(400, 500)}, {1600, 30}},
     {"NothingButNonsense", {kPanel, {}, {}, {kBottomBar}, QPoint(-2147483647 - 1, 2147483647)}, {1600, 650}},
