@@ -22,6 +22,10 @@ packages_for() {
         libwayland-dev wayland-protocols libwayland-bin gcc procps dpkg-dev tmux \
         bash-completion zsh fish prometheus prometheus-node-exporter
       ;;
+    desktops)
+      echo plasma-workspace plasma-desktop kwin-x11 kde-style-breeze breeze-icon-theme libqt5svg5 lxqt-panel mate-panel \
+        trayer i3-wm
+      ;;
     package)
       echo build-essential dpkg-dev debhelper lintian binutils git libcurl4-gnutls-dev
       ;;

@@ -53,7 +53,7 @@ def write_xfce_settings(home, edge, height, output="Automatic", dark=True, place
 
 
 TINT2_SETTINGS = """rounded = 0
-background_color = #202020 100
+background_color = {color} 100
 border_width = 0
 panel_items = EFS
 panel_size = 100% {height}
@@ -69,9 +69,9 @@ systray_background_id = 0
 """
 
 
-def write_tint2_settings(folder, edge, height):
+def write_tint2_settings(folder, edge, height, color="#202020"):
     path = folder / "tint2rc"
-    path.write_text(TINT2_SETTINGS.format(edge=edge, height=height))
+    path.write_text(TINT2_SETTINGS.format(edge=edge, height=height, color=color))
     return path
 
 

@@ -134,9 +134,9 @@ class VirtualDesktop:
         self.bar_window()
         return bar
 
-    def start_tint2(self, edge="top"):
+    def start_tint2(self, edge="top", color="#202020"):
         """Starts a bar for status items of the older kind."""
-        bar = self.start(["tint2", "-c", str(bars.write_tint2_settings(self.folder, edge, BAR_HEIGHT))])
+        bar = self.start(["tint2", "-c", str(bars.write_tint2_settings(self.folder, edge, BAR_HEIGHT, color))])
         wait_until(lambda: self.windows("Tint2"), "tint2's window")
         return bar
 
