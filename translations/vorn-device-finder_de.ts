@@ -81,6 +81,25 @@
             <numerusform>und %n weitere Geräte …</numerusform>
         </translation>
     </message>
+    <message numerus="yes">
+        <source>%n device(s)</source>
+        <translation>
+            <numerusform>%n Gerät</numerusform>
+            <numerusform>%n Geräte</numerusform>
+        </translation>
+    </message>
+    <message numerus="yes">
+        <source>%n update(s) available</source>
+        <translation>
+            <numerusform>%n Aktualisierung verfügbar</numerusform>
+            <numerusform>%n Aktualisierungen verfügbar</numerusform>
+        </translation>
+    </message>
+    <message>
+        <source>%1, %2</source>
+        <comment>devices, updates</comment>
+        <translation>%1, %2</translation>
+    </message>
 </context>
 <context>
     <name>DisplayText</name>

@@ -10,5 +10,19 @@
             <numerusform>and %n more…</numerusform>
         </translation>
     </message>
+    <message numerus="yes">
+        <source>%n device(s)</source>
+        <translation>
+            <numerusform>%n device</numerusform>
+            <numerusform>%n devices</numerusform>
+        </translation>
+    </message>
+    <message numerus="yes">
+        <source>%n update(s) available</source>
+        <translation>
+            <numerusform>%n update available</numerusform>
+            <numerusform>%n updates available</numerusform>
+        </translation>
+    </message>
 </context>
 </TS>

@@ -16,15 +16,6 @@ QString releaseWords(const FirmwareVersion& version) {
   return QString::fromStdString(SlowConvertToString(version)).section(u'+', 0, 0);
 }
 
-QString deviceCount(qsizetype count) {
-  return count == 1 ? QStringLiteral("1 device") : QStringLiteral("%1 devices").arg(count);
-}
-
-QString updateCount(qsizetype count) {
-  return count == 1 ? QStringLiteral("1 update available")
-                    : QStringLiteral("%1 updates available").arg(count);
-}
-
 }  // namespace
 
 QString versionWords(const FirmwareVersion& version) {
@@ -84,10 +75,14 @@ QString listWords(const std::vector<DeviceList::ExtendedDeviceInfo>& list, Devic
     const QString reason = hintWords(hint, true);
     return reason.isEmpty() ? nothingListedWords() : reason;
   }
-  const auto updates = std::count_if(list.begin(), list.end(), &DeviceList::UpdateAvailable);
-  QStringList pieces{deviceCount(static_cast<qsizetype>(list.size()))};
-  if (updates > 0) pieces += updateCount(updates);
-  return pieces.join(QStringLiteral(", "));
+  const int count = static_cast<int>(list.size());
+  const QString devices = QCoreApplication::translate("DeviceWords", "%n device(s)", nullptr, count);
+  const auto outdated = std::count_if(list.begin(), list.end(), &DeviceList::UpdateAvailable);
+  if (outdated == 0) return devices;
+  const int number = static_cast<int>(outdated);
+  const QString updates =
+      QCoreApplication::translate("DeviceWords", "%n update(s) available", nullptr, number);
+  return QCoreApplication::translate("DeviceWords", "%1, %2", "devices, updates").arg(devices, updates);
 }
 
 QString rowSentence(const DeviceList::ExtendedDeviceInfo& info, const QString& name) {
