@@ -11,8 +11,10 @@ void useLanguageOfUser() {
   QCoreApplication* const application = QCoreApplication::instance();
   const QLocale user = QLocale::system();
   auto* const catalogue = new QTranslator(application);
-  if (catalogue->load(user, QStringLiteral("vorn-device-finder"), QStringLiteral("_"),
-                      QStringLiteral(":/vorn/translations"))) {
+  const auto folder = QStringLiteral(":/vorn/translations");
+  // Without a catalogue for the user, English still needs its plural forms.
+  if (catalogue->load(user, QStringLiteral("vorn-device-finder"), QStringLiteral("_"), folder) ||
+      catalogue->load(QStringLiteral("vorn-device-finder_en"), folder)) {
     QCoreApplication::installTranslator(catalogue);
   }
   // By default the toolkit takes the direction from its own catalogues, which may not be installed.
