@@ -58,7 +58,7 @@ std::string TextOrNothing(const optional<T>& value) {
 }
 
 std::string CSVField(const std::string& bytes) {
-  const std::string text = ToUTF8(SafeText(bytes, U"\n"));
+  std::string text = ToUTF8(SafeText(bytes, U"\n"));
   if (text.find_first_of(",\"\n") == std::string::npos) return text;
   std::string field = "\"";
   for (const char c : text) field.append(c == '"' ? 2 : 1, c);
