@@ -115,14 +115,19 @@ def shell(request, installed, tmp_path):
     return Shell(request.param, installed, tmp_path)
 
 
+def run(option):
+    """The program's answer in English."""
+    environment = {**os.environ, "LC_ALL": "C"}
+    return subprocess.run([BINARY, option], capture_output=True, text=True, env=environment, check=False)
+
+
 def help_options():
-    text = subprocess.run([BINARY, "--help"], check=True, capture_output=True, text=True).stdout
+    text = run("--help").stdout
     return set(re.findall(r"(?<=^  )-\w\b|(?<=, |^  )--[\w-]+", text.split("Exit status:")[0], re.MULTILINE))
 
 
 def formats():
-    said = subprocess.run([BINARY, "--format=?"], capture_output=True, text=True, check=False).stderr
-    return set(re.split(", | or ", re.search(r"--format takes (.*), not", said).group(1)))
+    return set(re.split(", | or ", re.search(r"--format takes (.*), not", run("--format=?").stderr).group(1)))
 
 
 def test_every_option_of_the_help_is_completed_and_no_other(shell):

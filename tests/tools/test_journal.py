@@ -19,7 +19,7 @@ def name_of(descriptor):
 def said(program, journal_stream):
     """What the program writes to a pipe when its argument is wrong; the variable comes from the pipe."""
     reading, writing = os.pipe()
-    environment = {name: value for name, value in os.environ.items() if name != "JOURNAL_STREAM"}
+    environment = {name: value for name, value in os.environ.items() if name != "JOURNAL_STREAM"} | {"LC_ALL": "C"}
     value = journal_stream(writing)
     if value is not None:
         environment["JOURNAL_STREAM"] = value
