@@ -6,7 +6,7 @@
 namespace vorn::ui {
 
 /// Makes the application object speak the user's language. Texts come from the catalogue of the first of the
-/// user's languages that has one, and stay as the sources have them if there is none. Windows are laid out in
+/// user's languages that has one, and are English if there is none. Windows are laid out in
 /// the direction of the user's first language, with or without a catalogue. Call it once, after the
 /// application object is made and before the first text. Main thread.
 void useLanguageOfUser();

@@ -36,8 +36,8 @@ QRect mirrored(const QRect& rect, int width) {
 class TranslationsRightToLeftTest : public PanelFixture {
  protected:
   // One row in each direction, without a selection.
-  void openOneRow(const std::string& name) {
-    open({Device(name, {1, 0, 0, 0}, {2, 0, 0, 0})});
+  void openOneRow(const DeviceList::ExtendedDeviceInfo& device) {
+    open({device});
     table()->deselectAll();
     fMirrored = row();
     fPanel->setLayoutDirection(Qt::LeftToRight);
@@ -60,7 +60,7 @@ TEST_F(TranslationsRightToLeftTest, TextsWithoutTranslationStayAsTheyAre) {
 }
 
 TEST_F(TranslationsRightToLeftTest, TheBadgeIsOnTheOtherSideWithItsArrowAtItsBeginning) {
-  openOneRow("Studio A");
+  openOneRow(Device("Hall", {1, 0, 0, 0}, {2, 0, 0, 0}));
   const QRect badge = badgeIn(fMirrored);
   const QRect usual = badgeIn(fUsual);
   ASSERT_FALSE(usual.isEmpty());
@@ -74,17 +74,20 @@ TEST_F(TranslationsRightToLeftTest, TheBadgeIsOnTheOtherSideWithItsArrowAtItsBeg
 }
 
 TEST_F(TranslationsRightToLeftTest, TheImageIsAtTheRightAndTheNameBesideIt) {
-  openOneRow("Studio A");
-  const auto drawn = [](const QImage& image, int left, int width) {
+  openOneRow(Device("Hall"));
+  const auto isDrawn = [](const QImage& image, int left, int width) {
     const QImage part = image.copy(left, 0, width, image.height());
-    return around(part, [&](int x, int y) { return part.pixelColor(x, y) != image.pixelColor(1, 1); });
+    return !around(part, [&](int x, int y) {
+              return part.pixelColor(x, y) != image.pixelColor(1, 1);
+            }).isEmpty();
   };
   const int width = fMirrored.width();
-  EXPECT_TRUE(drawn(fMirrored, 0, 10).isEmpty());
-  EXPECT_FALSE(drawn(fMirrored, width - 36, 36).isEmpty());
-  EXPECT_FALSE(drawn(fUsual, 0, 36).isEmpty());
-  EXPECT_GT(drawn(fMirrored, width - 60, 18).width(), 0) << "the name's end is beside the image";
-  EXPECT_TRUE(drawn(fMirrored, 120, 60).isEmpty()) << "between badge and name";
+  const int image = 36;
+  const int name = 24;
+  EXPECT_TRUE(isDrawn(fUsual, 0, image) && isDrawn(fUsual, image, name));
+  EXPECT_FALSE(isDrawn(fUsual, width / 2, width / 2));
+  EXPECT_TRUE(isDrawn(fMirrored, width - image, image) && isDrawn(fMirrored, width - image - name, name));
+  EXPECT_FALSE(isDrawn(fMirrored, 0, width / 2));
 }
 
 TEST_F(TranslationsRightToLeftTest, TheSettingsButtonIsAtTheLeft) {
