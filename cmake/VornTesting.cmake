@@ -9,8 +9,10 @@
 # and [NEEDS targets] with the first: they are built before the program.
 #
 # A program's label is "core" by default, which also runs under the sanitizers; a
-# Python test's is "e2e". Neither sees the proxies and the language of the user
-# who runs it. Tests of a folder of src/ are named after the folder.
+# Python test's is "e2e". A program of the core that needs a bus or another network
+# has the label "bus" too; if VORN_BUILD_TESTS is "core", only the other programs of
+# the core are made. No test sees the proxies and the language of the user who runs
+# it. Tests of a folder of src/ are named after the folder.
 if(VORN_BUILD_TESTS)
   find_package(GTest REQUIRED)
 endif()
@@ -26,6 +28,15 @@ function(vorn_add_test name)
     "SOURCES;LINKS;DEFINITIONS;UNDER;NEEDS;OPTIONS;COMMAND;LABELS;ENVIRONMENT" ${ARGN})
   set(labels core)
   set(timeout 120)
+  if(ARG_PYTEST)
+    set(labels e2e)
+  endif()
+  if(ARG_LABELS)
+    set(labels ${ARG_LABELS})
+  endif()
+  if(VORN_BUILD_TESTS STREQUAL "core" AND (NOT "core" IN_LIST labels OR "bus" IN_LIST labels))
+    return()
+  endif()
   if(ARG_SOURCES)
     add_executable(${name} ${ARG_SOURCES})
     target_link_libraries(${name} PRIVATE
@@ -36,16 +47,12 @@ function(vorn_add_test name)
     endif()
     set(command ${ARG_UNDER} $<TARGET_FILE:${name}>)
   elseif(ARG_PYTEST)
-    set(labels e2e)
     set(timeout 300)
     set(command /usr/bin/python3 -m pytest -q -p no:cacheprovider ${ARG_OPTIONS}
                 ${CMAKE_CURRENT_SOURCE_DIR}/${ARG_PYTEST})
     list(APPEND ARG_ENVIRONMENT PYTHONDONTWRITEBYTECODE=1)
   else()
     set(command ${ARG_COMMAND})
-  endif()
-  if(ARG_LABELS)
-    set(labels ${ARG_LABELS})
   endif()
   if(ARG_TIMEOUT)
     set(timeout ${ARG_TIMEOUT})

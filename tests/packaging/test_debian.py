@@ -1,5 +1,6 @@
 """The debian folder agrees with the packages that the repository's own commands install."""
 
+import json
 import pathlib
 import re
 import subprocess
@@ -20,15 +21,27 @@ def packages_for(*purposes):
 def fields(path, name):
     """The packages that a field names, one set for each paragraph that has it."""
     found = re.findall(rf"^{name}:((?:.*\n)(?: .*\n)*)", (ROOT / "debian" / path).read_text(), re.MULTILINE)
-    return [{entry.split()[0] for entry in re.sub(r"\(.*?\)", "", text).split(",") if entry.strip()} for text in found]
+    entries = [re.sub(r"\(.*?\)|<.*?>|:native", "", text).split(",") for text in found]
+    return [{entry.strip() for entry in names if entry.strip()} for names in entries]
 
 
 def test_the_packages_are_built_with_what_the_commands_install():
     (needed,) = fields("control", "Build-Depends")
-    assert needed - {"debhelper-compat"} == packages_for("build")
+    tests = {"libgmock-dev", "libgtest-dev"}
+    assert needed - {"debhelper-compat"} == packages_for("build") | tests
 
 
 def test_the_tests_of_the_packages_get_what_the_studio_and_its_desktop_need():
     terminal, application = fields("tests/control", "Depends")
     assert terminal == packages_for("studio") | {"vorn-device-list"}
     assert application == packages_for("studio", "desktop") | {"vorn-device-finder"}
+
+
+def test_the_tests_at_the_packages_build_need_neither_bus_nor_network_nor_python(tmp_path):
+    subprocess.run(["cmake", "-G", "Ninja", "-S", ROOT, "-B", tmp_path, "-DVORN_BUILD_TESTS=core"], check=True,
+                   capture_output=True)
+    command = ["ctest", "--test-dir", tmp_path, "--show-only=json-v1"]
+    tests = json.loads(subprocess.run(command, check=True, capture_output=True, text=True).stdout)["tests"]
+    labels = {test["name"]: {p["name"]: p["value"] for p in test["properties"]}["LABELS"] for test in tests}
+    assert len(labels) > 15
+    assert {tuple(found) for found in labels.values()} == {("core",)}, labels
