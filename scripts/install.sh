@@ -14,6 +14,7 @@ install_packages() {
   [ ${#groups[@]} -gt 0 ] || return 0
   if ! command -v apt-get >/dev/null; then
     echo "This system has no apt. These are needed (names of Debian's packages): ${groups[*]}" >&2
+    echo "README.md has the lines that build the programs with CMake alone." >&2
     return 0  # they may be installed under other names
   fi
   if [ "$(id -u)" -ne 0 ]; then
