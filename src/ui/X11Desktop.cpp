@@ -162,7 +162,7 @@ std::vector<ReservedArea> X11Desktop::reservedAreas() {
   const QSize desktop(root->width, root->height);
   auto areas = areasOf(listedWindows(display, screen->root), display, desktop);
   if (!areas.empty()) return areas;
-  // Without a window manager nobody lists the bars, and i3 does not. It puts each into a frame.
+  // Without a window manager nobody lists the bars. i3 lists none either, and puts each into a frame.
   const Windows outer = visibleOf(childrenOf({screen->root}, display), display);
   areas = areasOf(outer, display, desktop);
   return areas.empty() ? areasOf(visibleOf(childrenOf(outer, display), display), display, desktop) : areas;

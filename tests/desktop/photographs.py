@@ -2,10 +2,12 @@
 """Photographs the application and the terminal program at work: photographs.py BUILD_FOLDER OUTPUT_FOLDER [NAME]...
 
 These are the pictures of the readme. They also help to judge a change of the looks. Without names, all are taken. In
-addition to the tests' needs, this needs the Debian packages xterm and qt6-gtk-platformtheme.
+addition to the tests' needs, this needs the Debian packages xterm and qt6-gtk-platformtheme. The names that begin with
+"desktops/" are the pictures of docs/desktops.md, and need the packages of the tests with the label "desktops".
 """
 
 import contextlib
+import functools
 import os
 import pathlib
 import sys
@@ -15,6 +17,7 @@ sys.path[:0] = [str(ROOT / "studio"), str(pathlib.Path(__file__).resolve().paren
 os.environ["VORN_BUILD"] = str(pathlib.Path(sys.argv[1]).resolve()) if len(sys.argv) > 2 else ""
 
 from finder import BUILD, Finder  # noqa: E402
+from statusbars import BARS, DESKTOP  # noqa: E402
 from vorndesktop import Application, VirtualDesktop, wait_until  # noqa: E402
 from vornstudio import Studio  # noqa: E402
 
@@ -113,6 +116,25 @@ def terminal(path):
         program.wait(10)
 
 
+def on_desktop(path, bar, dark):
+    """The item and the panel in the status bar of a whole desktop, with few colours, so that the file is small."""
+    with bar.desktop(dark, 640, 440) as desktop, Studio("default") as studio:
+        finder = Finder(desktop, studio)
+        finder.application.install_icons(desktop)
+        desktop.paint_background(DESKTOP[dark], DESKTOP[dark])
+        bar.start(desktop, dark)
+        bar.height(desktop)
+        desktop.move(20, 420)
+        before = desktop.settled_bar()
+        finder.start(**(DARK if dark else LIGHT))
+        finder.place = desktop.find_new_in_bar(before)
+        open_with(finder, 6, UPDATES)
+        desktop.move(*finder.row("Live Room").middle)
+        desktop.settled_screenshot(path)
+        finder.close()
+        desktop.run(["convert", path, "+dither", "-colors", "64", "-strip", f"PNG8:{path}"])
+
+
 PICTURES = {
     "panel": lambda path: panel(path, **LIGHT),
     "panel-dark": lambda path: panel(path, **DARK),
@@ -124,6 +146,10 @@ PICTURES = {
     "context-menu": context_menu,
     "notification": notification,
     "terminal": terminal,
+    **{
+        f"desktops/{bar.name}-{shade}": functools.partial(on_desktop, bar=bar, dark=shade == "dark")
+        for bar in BARS for shade in ("light", "dark")
+    },
 }
 
 
@@ -132,9 +158,10 @@ def main(arguments):
         print(f"usage: photographs.py BUILD_FOLDER OUTPUT_FOLDER [{' | '.join(PICTURES)}]...", file=sys.stderr)
         return 2
     output = pathlib.Path(arguments[1])
-    output.mkdir(parents=True, exist_ok=True)
     for name in arguments[2:] or PICTURES:
-        PICTURES[name](output / f"{name}.png")
+        picture = output / f"{name}.png"
+        picture.parent.mkdir(parents=True, exist_ok=True)
+        PICTURES[name](picture)
     return 0
 
 

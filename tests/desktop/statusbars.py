@@ -10,6 +10,7 @@ from vorndesktop import VirtualDesktop, wait_until
 
 WATCHER = "org.kde.StatusNotifierWatcher"
 DARK, LIGHT = "#202020", "#efefef"
+DESKTOP = {True: "#2b3a4b", False: "#b4c5d6"}  # the colours of the desktop around a dark and a light bar
 LIBEXEC = ("/usr/lib/x86_64-linux-gnu/libexec", "/usr/libexec")  # of older and newer Debian systems
 
 
@@ -101,6 +102,7 @@ def kwin(desktop, dark):
     )
     desktop.start(["kwin_x11"])
     desktop.wait_for_name("org.kde.KWin")
+    write(desktop.home / ".config" / "kactivitymanagerdrc", PLASMA_ACTIVITY)
     desktop.start([next(path for folder in LIBEXEC if (path := pathlib.Path(folder) / "kactivitymanagerd").exists())])
     desktop.wait_for_name("org.kde.ActivityManager")
 
@@ -194,7 +196,26 @@ def mate(desktop, dark):
     return [bar]
 
 
-PLASMA_SETTINGS = """[Containments][2]
+ACTIVITY = "6a1f5d0e-3c52-4b8e-9f5e-2f0c7d1b8a44"
+PLASMA_ACTIVITY = f"""[activities]
+{ACTIVITY}=Default
+
+[main]
+currentActivity={ACTIVITY}
+"""
+PLASMA_SETTINGS = """[Containments][1]
+activityId={activity}
+formfactor=0
+immutability=1
+lastScreen=0
+location=0
+plugin=org.kde.desktopcontainment
+wallpaperplugin=org.kde.color
+
+[Containments][1][Wallpaper][org.kde.color][General]
+Color={color}
+
+[Containments][2]
 activityId=
 formfactor=2
 immutability=1
@@ -239,10 +260,11 @@ thickness=28
 """
 
 
-def plasma(desktop, dark):  # pylint: disable=unused-argument
+def plasma(desktop, dark):
     settings = desktop.home / ".config"
     known = ",".join(place.name for place in PLASMOIDS.iterdir())  # what it knows, it does not add to the tray
-    write(settings / "plasma-org.kde.plasma.desktop-appletsrc", PLASMA_SETTINGS.format(known=known))
+    write(settings / "plasma-org.kde.plasma.desktop-appletsrc", PLASMA_SETTINGS.format(
+        activity=ACTIVITY, color=DESKTOP[dark], known=known))
     write(settings / "plasmashellrc", PLASMA_VIEW)
     processes = [desktop.start([shutil.which("kded6") or "kded5"]), desktop.start(["plasmashell", "--no-respawn"])]
     desktop.wait_for_name(WATCHER)
