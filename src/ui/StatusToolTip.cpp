@@ -23,12 +23,13 @@ void StatusToolTip::updateDeviceList(DeviceList::SharedUnits list) {
   fList = std::move(list);
   if (isFirst) {
     showWords();
-  } else if (!fTimer.isActive() || fTimer.remainingTimeAsDuration() > fTiming.collect) {
+  } else if (!std::exchange(fListWaits, true)) {
     fTimer.start(fTiming.collect);
   }
 }
 
 void StatusToolTip::showWords() {
+  fListWaits = false;
   fShow(listWords(*fList, fHint()));
   if (fList->empty()) fTimer.start(fTiming.look);
 }

@@ -38,6 +38,7 @@ class StatusToolTip final : public DeviceListListener {
   const std::function<void(const QString&)> fShow;
   const Timing fTiming;
   DeviceList::SharedUnits fList;  // null before the first one
+  bool fListWaits = false;        // it is not shown yet
   QTimer fTimer;                  // runs while a list waits, and while none is listed
 };
 
