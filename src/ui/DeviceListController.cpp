@@ -13,12 +13,13 @@
 #include "ui/SettingsMenu.h"
 
 namespace vorn::ui {
-DeviceListController::DeviceListController(PanelOwner& owner, Outlets outlets)
+DeviceListController::DeviceListController(PanelOwner& owner, Outlets outlets, Now now)
     : QObject(outlets.panel),
       fOwner(&owner),
       fOutlets(outlets),
       fRows(new DeviceRowDelegate(outlets.table)),
-      fMenu(new SettingsMenu(owner, SettingsMenu::Quit::Offered, outlets.panel)) {
+      fMenu(new SettingsMenu(owner, SettingsMenu::Quit::Offered, outlets.panel)),
+      fMoves(*outlets.table, fModel, std::move(now)) {
   ReturnIsDoubleClickTableView* table = fOutlets.table;
   table->setItemDelegate(fRows);
   table->setModel(&fModel);
@@ -45,21 +46,26 @@ void DeviceListController::updateDeviceList(DeviceList::SharedUnits list) {
   const bool hadSelection = selected != nullptr;
   const std::string url = hadSelection ? selected->url : std::string();
 
+  fMoves.beginChange();
   ReturnIsDoubleClickTableView::ScrollPosition position(*table);
   fModel.setList(std::move(list));
   position.restore();
   showHint();
-
   if (wasEmpty) {
     table->selectRow(0);
-    return;
+  } else if (hadSelection) {
+    follow(url, selectedRow);
   }
-  if (!hadSelection) return;
+  fMoves.endChange();
+}
+
+void DeviceListController::follow(const std::string& url, int formerRow) {
+  ReturnIsDoubleClickTableView* table = fOutlets.table;
   const int row = url.empty() ? -1 : fModel.rowOfUrl(url);
   if (row >= 0) {
     if (row != table->selectedRow()) table->selectRow(row);
-  } else if (selectedRow < fModel.deviceCount()) {
-    table->selectRow(selectedRow);
+  } else if (formerRow < fModel.deviceCount()) {
+    table->selectRow(formerRow);
   } else {
     table->deselectAll();
   }
@@ -70,13 +76,14 @@ QMenu* DeviceListController::menu() {
 }
 
 void DeviceListController::tableViewMouseDownOnRow(ReturnIsDoubleClickTableView* table, int row) {
-  fPressedRowWasSelected = table->selectedRow() == row;
-  fRows->setPressedRow(fModel.index(row));
+  const QModelIndex pressed = fModel.index(row);
+  fClickOpens = table->selectedRow() == row && !fMoves.cameUnderPointer(pressed);
+  fRows->setPressedRow(pressed);
 }
 
 void DeviceListController::tableViewDidClickRow(ReturnIsDoubleClickTableView* table, int row) {
   fRows->setPressedRow({});
-  if (fPressedRowWasSelected && table->selectedRow() == row) openIndex(row);
+  if (fClickOpens && table->selectedRow() == row) openIndex(row);
 }
 
 void DeviceListController::tableViewDidCancelClick(ReturnIsDoubleClickTableView*) {
@@ -92,7 +99,8 @@ void DeviceListController::openIndex(int row) {
 }
 
 void DeviceListController::openSelectedRow() {
-  openIndex(fOutlets.table->selectedRow());
+  const int row = fOutlets.table->selectedRow();
+  if (!fMoves.cameUnderSelection(fModel.index(row))) openIndex(row);
 }
 
 void DeviceListController::launchMenuFor(QWidget* sender) {

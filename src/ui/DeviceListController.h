@@ -2,9 +2,11 @@
 
 #include <QObject>
 
+#include "foundation/Clock.h"
 #include "ui/DeviceListModel.h"
 #include "ui/DeviceWords.h"
 #include "ui/PanelOwner.h"
+#include "ui/RecentMoves.h"
 #include "ui/ReturnIsDoubleClickTableView.h"
 
 class QLabel;
@@ -32,7 +34,7 @@ class DeviceListController : public QObject, public DeviceListListener, public E
     QToolButton* settings;
   };
 
-  DeviceListController(PanelOwner& owner, Outlets outlets);
+  DeviceListController(PanelOwner& owner, Outlets outlets, Now now = Clock::now);
   ~DeviceListController() override = default;
   Q_DISABLE_COPY_MOVE(DeviceListController)
 
@@ -45,12 +47,14 @@ class DeviceListController : public QObject, public DeviceListListener, public E
   QMenu* menu() override;
 
   void tableViewMouseDownOnRow(ReturnIsDoubleClickTableView* table, int row) override;
-  /// Opens the device only if its row was already selected when the button went down.
+  /// Opens the device only if its row was already selected when the button went down, and had not just come
+  /// under the pointer by itself (RecentMoves.h).
   void tableViewDidClickRow(ReturnIsDoubleClickTableView* table, int row) override;
   void tableViewDidCancelClick(ReturnIsDoubleClickTableView* table) override;
 
   /// Opens the row's page and hides the panel; an invalid row does nothing.
   void openIndex(int row);
+  /// The same for the selected row, unless it has just become the selected one by itself (RecentMoves.h).
   void openSelectedRow();
 
   /// Opens the settings menu below the middle of `sender`; null: at (0, 0).
@@ -63,6 +67,7 @@ class DeviceListController : public QObject, public DeviceListListener, public E
   [[nodiscard]] SettingsMenu* settingsMenu() const { return fMenu; }
 
  private:
+  void follow(const std::string& url, int formerRow);
   void windowWillClose();
   void showHint();
 
@@ -72,7 +77,8 @@ class DeviceListController : public QObject, public DeviceListListener, public E
   DeviceRowDelegate* fRows;  // child of the table
   SettingsMenu* fMenu;       // child of the panel
   PanelHint fHint;
-  bool fPressedRowWasSelected = false;
+  RecentMoves fMoves;
+  bool fClickOpens = false;  // on the row with the button down
 };
 
 }  // namespace vorn::ui

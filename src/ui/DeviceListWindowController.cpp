@@ -1,6 +1,7 @@
 #include "ui/DeviceListWindowController.h"
 
 #include <QGuiApplication>
+#include <utility>
 
 #include "ui/ClickablePanel.h"
 #include "ui/DeviceListController.h"
@@ -11,8 +12,8 @@
 
 namespace vorn::ui {
 
-DeviceListWindowController::DeviceListWindowController(PanelOwner& appDelegate)
-    : fAppDelegate(&appDelegate) {}
+DeviceListWindowController::DeviceListWindowController(PanelOwner& appDelegate, Now now)
+    : fAppDelegate(&appDelegate), fNow(std::move(now)) {}
 
 DeviceListWindowController::~DeviceListWindowController() {
   close();
@@ -34,8 +35,8 @@ void DeviceListWindowController::load() {
   icon.setDevicePixelRatio(fPanel->devicePixelRatioF());
   interface.settings->setIcon(icon);
 
-  fController =
-      new DeviceListController(*fAppDelegate, {fPanel, interface.table, interface.hint, interface.settings});
+  fController = new DeviceListController(*fAppDelegate,
+                                         {fPanel, interface.table, interface.hint, interface.settings}, fNow);
   fController->setHint(fHint);
   connect(fPanel, &ClickablePanel::resignedKey, this, &DeviceListWindowController::panelResignedKey);
   connect(fPanel, &ClickablePanel::cancelOperation, this, &DeviceListWindowController::cancelOperation);

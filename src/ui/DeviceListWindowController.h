@@ -3,6 +3,7 @@
 #include <QObject>
 #include <QPointer>
 
+#include "foundation/Clock.h"
 #include "ui/DeviceWords.h"
 
 namespace vorn::ui {
@@ -24,7 +25,7 @@ class DeviceListWindowController : public QObject {
   Q_OBJECT
 
  public:
-  explicit DeviceListWindowController(PanelOwner& appDelegate);
+  explicit DeviceListWindowController(PanelOwner& appDelegate, Now now = Clock::now);
   /// Closes the panel if it is still open.
   ~DeviceListWindowController() override;
   Q_DISABLE_COPY_MOVE(DeviceListWindowController)
@@ -57,6 +58,7 @@ class DeviceListWindowController : public QObject {
   void panelWillClose();
 
   PanelOwner* fAppDelegate;
+  const Now fNow;
   QPointer<ClickablePanel> fPanel;
   QPointer<DeviceListController> fController;  // child of the panel
   PanelHint fHint;

@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "foundation/Clock.h"
 #include "tests/ui/Devices.h"
 #include "ui/ClickablePanel.h"
 #include "ui/DeviceListController.h"
@@ -29,7 +30,7 @@ class ScriptedOwner : public PanelOwner {
   void setPanelVisible(bool visible) override {
     fVisibleRequests.push_back(visible);
     if (visible && !fController) {
-      fController = std::make_unique<DeviceListWindowController>(*this);
+      fController = std::make_unique<DeviceListWindowController>(*this, [this] { return fTime; });
       QObject::connect(fController.get(), &DeviceListWindowController::hiddenByDeactivation,
                        [this] { ++fDeactivations; });
       fController->showFor(nullptr);
@@ -68,6 +69,7 @@ class ScriptedOwner : public PanelOwner {
   std::vector<bool> fVisibleRequests;
   std::vector<std::string> fOpened;
   int fDeactivations = 0;
+  Clock::time_point fTime{};  ///< of the panel's clock, which only a test moves
   int fQuits = 0;
   int fSettingsRead = 0;
   bool fCanLaunch = true;
