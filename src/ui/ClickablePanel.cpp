@@ -4,17 +4,43 @@
 #include <QApplication>
 #include <QCloseEvent>
 #include <QKeyEvent>
+#include <QLayout>
 #include <QPainter>
 #include <QTimer>
 #include <QWindow>
+#include <algorithm>
 #include <utility>
 
 #include "ui/X11Desktop.h"
 
 namespace vorn::ui {
+namespace {
+
+constexpr int kWidth = 320;   // in points
+constexpr int kLetters = 44;  // of a large font, the width has room for so many
+
+}  // namespace
 
 ClickablePanel::ClickablePanel(QWidget* parent)
     : QDialog(parent, Qt::Tool | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint) {}
+
+QSize ClickablePanel::sizeIn(const QSize& room) const {
+  ensurePolished();
+  const int wished = std::max(kWidth, kLetters * fontMetrics().averageCharWidth());
+  const int width = std::min(room.width(), wished);
+  const bool wraps = layout()->hasHeightForWidth();
+  const int height = wraps ? layout()->totalHeightForWidth(width) : layout()->totalSizeHint().height();
+  return {width, std::min(room.height(), height)};
+}
+
+// While the place changes, both sizes are allowed, so that the window system gets one request only.
+void ClickablePanel::takePlace(const QRect& place) {
+  setMinimumSize(place.size().boundedTo(size()));
+  setMaximumSize(place.size().expandedTo(size()));
+  fWished = place.topLeft();
+  setGeometry(place);
+  setFixedSize(place.size());
+}
 
 void ClickablePanel::makeKeyAndOrderFront(QPoint origin) {
   fWished = origin;
@@ -33,6 +59,7 @@ void ClickablePanel::reject() {
 bool ClickablePanel::event(QEvent* event) {
   const bool handled = QDialog::event(event);
   if (event->type() == QEvent::WindowDeactivate) focusMayBeLost();
+  if (event->type() == QEvent::LayoutRequest) emit contentChanged();
   return handled;
 }
 

@@ -6,9 +6,10 @@
 
 namespace vorn::ui {
 
-/// The panel's window: frameless, in front of all others, of fixed size so that tiling desktops let it float.
-/// It takes keys and the focus, does not appear in task bars, and the user cannot move it. It is a dialog,
-/// because assistive tools read a bare window as filler. Main thread only.
+/// The panel's window: frameless, in front of all others, and as large as what it shows. The user cannot
+/// change its size, so that tiling desktops let it float. It takes keys and the focus, does not appear in
+/// task bars, and the user cannot move it. It is a dialog, because assistive tools read a bare window as
+/// filler. Main thread only.
 class ClickablePanel : public QDialog {
   Q_OBJECT
 
@@ -17,8 +18,14 @@ class ClickablePanel : public QDialog {
   ~ClickablePanel() override = default;
   Q_DISABLE_COPY_MOVE(ClickablePanel)
 
-  /// Shows the panel at `origin` with the focus. If an X11 window manager puts it elsewhere, the panel asks
-  /// for `origin` once more.
+  /// The size for everything that the panel shows, as far as `room` allows.
+  [[nodiscard]] QSize sizeIn(const QSize& room) const;
+
+  /// Moves to this place and takes this size, also while the panel is open.
+  void takePlace(const QRect& place);
+
+  /// Shows the panel at `origin` with the focus. If an X11 window manager puts it elsewhere, now or later,
+  /// the panel asks for its place once more.
   void makeKeyAndOrderFront(QPoint origin);
 
   /// Escape, wherever the focus is in the panel.
@@ -31,6 +38,8 @@ class ClickablePanel : public QDialog {
   /// The focus has gone to another window while the panel is open. The panel's own menus do not count.
   void resignedKey();
   void cancelOperation();
+  /// What the panel shows needs another size, or may need it.
+  void contentChanged();
   /// The panel is about to close, for any reason; emitted once.
   void willClose();
 

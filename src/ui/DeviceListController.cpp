@@ -48,9 +48,14 @@ void DeviceListController::updateDeviceList(DeviceList::SharedUnits list) {
 
   fMoves.beginChange();
   ReturnIsDoubleClickTableView::ScrollPosition position(*table);
+  const int rows = fModel.rowCount();
   fModel.setList(std::move(list));
-  position.restore();
   showHint();
+  if (fModel.rowCount() != rows) {
+    table->updateGeometry();
+    emit rowCountChanged();
+  }
+  position.restore();
   if (wasEmpty) {
     table->selectRow(0);
   } else if (hadSelection) {
@@ -112,6 +117,10 @@ void DeviceListController::launchMenuFor(QWidget* sender) {
 void DeviceListController::setHint(const PanelHint& hint) {
   fHint = hint;
   showHint();
+}
+
+void DeviceListController::panelMoved() {
+  fMoves.tableMoved();
 }
 
 void DeviceListController::showHint() {

@@ -62,9 +62,16 @@ class DeviceListController : public QObject, public DeviceListListener, public E
 
   void setHint(const PanelHint& hint);
 
+  /// Call it when the open panel has moved on the screen, or may have.
+  void panelMoved();
+
   [[nodiscard]] const DeviceListModel& model() const { return fModel; }
   [[nodiscard]] ReturnIsDoubleClickTableView* table() const { return fOutlets.table; }
   [[nodiscard]] SettingsMenu* settingsMenu() const { return fMenu; }
+
+ signals:
+  /// The table wishes for another height. Comes before the rows are at their places.
+  void rowCountChanged();
 
  private:
   void follow(const std::string& url, int formerRow);

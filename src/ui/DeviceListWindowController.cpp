@@ -11,6 +11,21 @@
 #include "ui_DeviceListPanel.h"
 
 namespace vorn::ui {
+namespace {
+
+constexpr int kRoomForBars = 64;  // at both edges together
+
+// There, programs know neither the bars of a screen nor where their own windows are.
+bool isOnWayland() {
+  return QGuiApplication::platformName().startsWith(QLatin1String("wayland"));
+}
+
+QSize roomAt(const PanelPlace& place) {
+  if (place.usable.isEmpty()) return {QWIDGETSIZE_MAX, QWIDGETSIZE_MAX};
+  return place.usable.size() - QSize(0, isOnWayland() ? kRoomForBars : 0);
+}
+
+}  // namespace
 
 DeviceListWindowController::DeviceListWindowController(PanelOwner& appDelegate, Now now)
     : fAppDelegate(&appDelegate), fNow(std::move(now)) {}
@@ -27,7 +42,6 @@ void DeviceListWindowController::load() {
   fPanel = new ClickablePanel;
   Ui::DeviceListPanel interface;
   interface.setupUi(fPanel);
-  fPanel->setFixedSize(fPanel->size());
   fPanel->setWindowTitle(QGuiApplication::applicationDisplayName());
   const TemplateImage image(QStringLiteral("settings"), interface.settings->iconSize());
   const Tint tint{fPanel->palette().color(QPalette::ButtonText), {}};
@@ -42,6 +56,8 @@ void DeviceListWindowController::load() {
   connect(fPanel, &ClickablePanel::cancelOperation, this, &DeviceListWindowController::cancelOperation);
   // After the list controller's own answer, which unregisters it.
   connect(fPanel, &ClickablePanel::willClose, this, &DeviceListWindowController::panelWillClose);
+  connect(fPanel, &ClickablePanel::contentChanged, this, &DeviceListWindowController::fit);
+  connect(fController, &DeviceListController::rowCountChanged, this, &DeviceListWindowController::fit);
   connect(interface.table, &ReturnIsDoubleClickTableView::cancelOperation, fPanel, &ClickablePanel::reject);
   fController->awakeFromNib();
 }
@@ -56,9 +72,22 @@ DeviceListController* DeviceListWindowController::deviceListController() {
   return fClosed ? nullptr : fController.data();
 }
 
-void DeviceListWindowController::showFor(const StatusItem* item) {
-  if (ClickablePanel* window = panel())
-    window->makeKeyAndOrderFront(currentPanelOrigin(window->size(), item));
+void DeviceListWindowController::showAt(const PanelPlace& place) {
+  ClickablePanel* window = panel();
+  if (!window) return;
+  fPlace = place;
+  fit();
+  window->makeKeyAndOrderFront(place.originOf(window->size()));
+}
+
+void DeviceListWindowController::fit() {
+  if (!fPanel || fClosed || !fPlace) return;
+  const QSize before = fPanel->size();
+  const QSize size = fPanel->sizeIn(roomAt(*fPlace));
+  if (size == before && fPanel->minimumSize() == size) return;
+  const QPoint origin = fPlace->originOf(size);
+  fPanel->takePlace({origin, size});
+  if (isOnWayland() || origin != fPlace->originOf(before)) fController->panelMoved();
 }
 
 void DeviceListWindowController::close() {

@@ -2,16 +2,17 @@
 
 #include <QObject>
 #include <QPointer>
+#include <optional>
 
 #include "foundation/Clock.h"
 #include "ui/DeviceWords.h"
+#include "ui/PanelPlacement.h"
 
 namespace vorn::ui {
 
 class ClickablePanel;
 class DeviceListController;
 class PanelOwner;
-class StatusItem;
 
 /// Owns the panel from its creation until it is hidden. The interface "DeviceListPanel" is loaded when the
 /// panel is first needed. From then until it closes, its controller is registered as a listener with the
@@ -35,9 +36,10 @@ class DeviceListWindowController : public QObject {
   /// The panel's controller, loaded on first use; null after the panel has closed.
   DeviceListController* deviceListController();
 
-  /// Shows the panel at its place for `item`, in front and with the focus (PanelPlacement.h; ignored if
-  /// clients cannot place windows). Null: as for an item whose place is unknown.
-  void showFor(const StatusItem* item);
+  /// Shows the panel in front and with the focus at `place`, which is ignored if clients cannot place
+  /// windows. While it is open, it has the size of what it shows, as far as the place's free area allows, and
+  /// keeps its edge at the bar.
+  void showAt(const PanelPlace& place);
 
   /// Hides the panel for good and unregisters its listener. A second call does nothing.
   void close();
@@ -53,6 +55,7 @@ class DeviceListWindowController : public QObject {
 
  private:
   void load();
+  void fit();
   void cancelOperation();
   void panelResignedKey();
   void panelWillClose();
@@ -62,6 +65,7 @@ class DeviceListWindowController : public QObject {
   QPointer<ClickablePanel> fPanel;
   QPointer<DeviceListController> fController;  // child of the panel
   PanelHint fHint;
+  std::optional<PanelPlace> fPlace;  // of the panel since it is shown
   bool fClosed = false;
 };
 

@@ -7,6 +7,7 @@
 #include <QPalette>
 #include <QStyle>
 #include <QStyleOptionViewItem>
+#include <algorithm>
 
 #include "ui/DeviceListModel.h"
 #include "ui/ReturnIsDoubleClickTableView.h"
@@ -45,6 +46,8 @@ namespace {
 
 constexpr int kMargin = 10;
 constexpr int kImage = 24;
+constexpr int kLeastHeight = 38;
+constexpr int kPadding = 7;  // above and below the text
 constexpr int kGap = 8;
 constexpr int kBadgeArrow = 10;
 
@@ -61,6 +64,10 @@ int atTheBeginning(const QStyleOptionViewItem& option) {
 }
 
 }  // namespace
+
+int TableCellView::heightFor(const QFont& font) {
+  return std::max(kLeastHeight, QFontMetrics(font).height() + 2 * kPadding);
+}
 
 void TableCellView::fill(const QModelIndex& row) {
   fRow = row;
@@ -157,8 +164,8 @@ void DeviceRowDelegate::paint(QPainter* painter, const QStyleOptionViewItem& opt
   cell.draw(*painter, option);
 }
 
-QSize DeviceRowDelegate::sizeHint(const QStyleOptionViewItem&, const QModelIndex&) const {
-  return {TableCellView::kHeight, TableCellView::kHeight};
+QSize DeviceRowDelegate::sizeHint(const QStyleOptionViewItem& option, const QModelIndex&) const {
+  return {kImage, TableCellView::heightFor(option.font)};
 }
 
 }  // namespace vorn::ui

@@ -48,7 +48,8 @@ class ReturnIsDoubleClickTableView;
 class TableCellView {
  public:
   static constexpr char kIdentifier[] = "DeviceListEntryView";
-  static constexpr int kHeight = 38;  ///< of a row, in points
+  /// Of every row, in points.
+  [[nodiscard]] static int heightFor(const QFont& font);
 
   /// Takes text, image and badge from the row.
   void fill(const QModelIndex& row);

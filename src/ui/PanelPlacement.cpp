@@ -79,27 +79,27 @@ std::optional<QPoint> placeOfPress(const PlacementRequest& request) {
   return {};
 }
 
-QPoint originAt(const QRect& usable, const QSize& panel, Edge edge, int left) {
+}  // namespace
+
+QPoint PanelPlace::originOf(const QSize& panel) const {
   const int x = std::max(usable.x(), std::min(right(usable) - panel.width(), left));
-  const int y = edge == Edge::Top ? usable.y() : std::max(usable.y(), bottom(usable) - panel.height());
+  const int y = onBottomEdge ? std::max(usable.y(), bottom(usable) - panel.height()) : usable.y();
   return {x, y};
 }
 
-}  // namespace
-
-QPoint panelOrigin(const PlacementRequest& request) {
+PanelPlace panelPlace(const PlacementRequest& request) {
   if (request.screens.empty()) return {};
   const bool itemKnown = !request.item.isEmpty();
   const std::optional<QPoint> press = placeOfPress(request);
   if (!itemKnown && !press) {
     const PlacementScreen& primary = request.screens.front();
-    return originAt(primary.usable, request.panel, edgeOfBar(primary), right(primary.usable));
+    return {primary.usable, edgeOfBar(primary) == Edge::Bottom, right(primary.usable)};
   }
   const QPoint anchor = itemKnown ? request.item.center() : *press;
   const PlacementScreen& screen = screenOf(request.screens, anchor);
   const Edge edge = edgeOf(screen, anchor);
   const QRect usable = itemKnown ? withoutItem(screen.usable, request.item, edge) : screen.usable;
-  return originAt(usable, request.panel, edge, itemKnown ? request.item.x() : anchor.x());
+  return {usable, edge == Edge::Bottom, itemKnown ? request.item.x() : anchor.x()};
 }
 
 namespace {
@@ -159,22 +159,34 @@ QPoint fromDisplayPixels(const QPoint& point) {
   return point;
 }
 
+namespace {
+
+// The toolkit rounds a screen's size in points, also up. The sizes of real screens are even, so at some
+// scales there is nothing to round.
+bool mayBeRoundedUp(qreal ratio) {
+  return ratio != 1 && ratio != 2;
+}
+
+}  // namespace
+
 std::vector<PlacementScreen> currentScreens() {
   const std::vector<ReservedArea> reserved = X11Desktop::reservedAreas();
   std::vector<PlacementScreen> screens;
   for (const QScreen* screen : QGuiApplication::screens()) {
     PlacementScreen place{screen->geometry(), screen->availableGeometry()};
     // With several X11 screens, the toolkit reports that all of each is usable.
-    place.usable = withoutReservedAreas(place, screen->devicePixelRatio(), reserved);
+    const qreal ratio = screen->devicePixelRatio();
+    place.usable = withoutReservedAreas(place, ratio, reserved);
+    if (mayBeRoundedUp(ratio)) place.geometry.adjust(0, 0, -1, -1);
+    place.usable &= place.geometry;
     const bool primary = screen == QGuiApplication::primaryScreen();
     screens.insert(primary ? screens.begin() : screens.end(), place);
   }
   return screens;
 }
 
-QPoint currentPanelOrigin(const QSize& panel, const StatusItem* item) {
+PanelPlace currentPanelPlace(const StatusItem* item) {
   PlacementRequest request;
-  request.panel = panel;
   request.screens = currentScreens();
   if (item) {
     request.item = item->geometry();
@@ -182,7 +194,7 @@ QPoint currentPanelOrigin(const QSize& panel, const StatusItem* item) {
     request.pointer = press.pointer;
     if (press.handedOver) request.handedOver = fromDisplayPixels(*press.handedOver);
   }
-  return panelOrigin(request);
+  return panelPlace(request);
 }
 
 }  // namespace vorn::ui

@@ -18,16 +18,25 @@ struct PlacementScreen {
 
 /// Everything that decides where the panel goes.
 struct PlacementRequest {
-  QSize panel;
   QRect item;                            ///< the status item; null if its place is unknown
   std::optional<QPoint> pointer;         ///< of the mouse while the item is pressed; empty if unknown
   std::vector<PlacementScreen> screens;  ///< the first one is the primary screen
   std::optional<QPoint> handedOver{};    ///< the place that the item's host names; empty if it names none
 };
 
-/// The panel's top left corner. It hangs from the top edge of the usable area of the item's screen, with its
-/// left edge under the item's left edge. It moves to the left only as far as needed to keep its right edge on
-/// the screen. If the status bar is below the usable area, the panel stands on the bottom edge instead.
+/// The place of a panel, whatever its size is or becomes.
+struct PanelPlace {
+  QRect usable;               ///< the free area of its screen; null without any screen
+  bool onBottomEdge = false;  ///< it stands on that area's lower edge; otherwise it hangs from the upper one
+  int left = 0;               ///< its left edge, if there is room
+
+  /// The top left corner of a panel of this size.
+  [[nodiscard]] QPoint originOf(const QSize& panel) const;
+};
+
+/// The panel hangs from the top edge of the usable area of the item's screen, with its left edge under the
+/// item's left edge. It moves to the left only as far as needed to keep its right edge on the screen. If the
+/// status bar is below the usable area, the panel stands on the bottom edge instead.
 ///
 /// If the item's place is unknown, the place from its host is used if it is on a bar, that is in no usable
 /// area. Some hosts send (0, 0), which counts for nothing, or a place inside their own window (MATE). Next
@@ -36,7 +45,7 @@ struct PlacementRequest {
 /// bar may hide. Last comes the right end of the bar's edge on the primary screen.
 ///
 /// If a screen's usable area is not known to be smaller than the screen, it ends at the item. Pure.
-[[nodiscard]] QPoint panelOrigin(const PlacementRequest& request);
+[[nodiscard]] PanelPlace panelPlace(const PlacementRequest& request);
 
 class StatusItem;
 
@@ -54,6 +63,6 @@ class StatusItem;
 [[nodiscard]] std::vector<PlacementScreen> currentScreens();
 
 /// Where the panel belongs now. `item` null: its place is unknown.
-[[nodiscard]] QPoint currentPanelOrigin(const QSize& panel, const StatusItem* item);
+[[nodiscard]] PanelPlace currentPanelPlace(const StatusItem* item);
 
 }  // namespace vorn::ui

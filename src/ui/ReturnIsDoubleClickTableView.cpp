@@ -6,6 +6,7 @@
 #include <QPaintEvent>
 #include <QScrollBar>
 #include <QWheelEvent>
+#include <algorithm>
 
 #include "ui/DeviceRowDelegate.h"
 
@@ -21,6 +22,15 @@ ReturnIsDoubleClickTableView::ReturnIsDoubleClickTableView(QWidget* parent) : QL
   setTabKeyNavigation(false);
   setMouseTracking(true);
   setFrameShape(QFrame::NoFrame);
+}
+
+QSize ReturnIsDoubleClickTableView::sizeHint() const {
+  const int rows = model() ? model()->rowCount() : 0;
+  return {QListView::sizeHint().width(), std::clamp(rows, kLeastRows, kMostRows) * sizeHintForRow(0)};
+}
+
+QSize ReturnIsDoubleClickTableView::minimumSizeHint() const {
+  return {0, sizeHintForRow(0)};
 }
 
 int ReturnIsDoubleClickTableView::selectedRow() const {

@@ -58,6 +58,13 @@ class ReturnIsDoubleClickTableView : public QListView {
 
   void keyboardSearch(const QString& search) override;
 
+  /// As high as its rows, within these bounds.
+  static constexpr int kLeastRows = 3;
+  static constexpr int kMostRows = 12;
+  [[nodiscard]] QSize sizeHint() const override;
+  /// One row.
+  [[nodiscard]] QSize minimumSizeHint() const override;
+
  signals:
   /// The double-click binding: Return or Enter was pressed.
   void doubleAction();

@@ -7,6 +7,7 @@
 
 #include "ui/DeviceListWindowController.h"
 #include "ui/PanelOwner.h"
+#include "ui/PanelPlacement.h"
 #include "ui/StatusMenu.h"
 
 namespace vorn::ui {
@@ -65,7 +66,7 @@ void TrayStatusBar::showPanel(PanelOwner& owner) {
   fPageNotOpened = false;
   updateHint();
   fHintTimer.start(fHints.period);
-  fPanel->showFor(&fItem);
+  fPanel->showAt(currentPanelPlace(&fItem));
 }
 
 void TrayStatusBar::closePanel() {

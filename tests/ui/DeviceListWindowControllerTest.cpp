@@ -51,7 +51,7 @@ TEST_F(DeviceListWindowControllerTest, IsAFixedFramelessDialogInFront) {
   EXPECT_TRUE(fPanel->windowFlags().testFlag(Qt::FramelessWindowHint));
   EXPECT_TRUE(fPanel->windowFlags().testFlag(Qt::WindowStaysOnTopHint));
   EXPECT_EQ(fPanel->windowFlags() & Qt::WindowType_Mask, Qt::Tool);
-  EXPECT_EQ(fPanel->pos(), currentPanelOrigin(fPanel->size(), nullptr));
+  EXPECT_EQ(fPanel->pos(), currentPanelPlace(nullptr).originOf(fPanel->size()));
 }
 
 TEST_F(DeviceListWindowControllerTest, EachShowingStartsAfreshAtTheFirstRow) {

@@ -202,7 +202,7 @@ TEST_F(DeviceRowDelegateTest, KindsAreToldByTheirImages) {
   open({Device("a", "plexadevice"), Device("a", "plexahost"), Device("a", "plexaswitch"),
         Device("a", "toaster")});
   table()->deselectAll();
-  const auto icon = [&](int row) { return rowImage(row).copy(0, 0, 40, TableCellView::kHeight); };
+  const auto icon = [&](int row) { return rowImage(row).copy(0, 0, 40, table()->sizeHintForRow(0)); };
   EXPECT_NE(icon(0), icon(1));
   EXPECT_NE(icon(1), icon(2));
   const QImage none = icon(3);

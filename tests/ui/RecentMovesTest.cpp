@@ -121,6 +121,36 @@ TEST_F(RecentMovesTest, AClickOnTheFirstListOfAnOpenPanelWasAimedAtNothing) {
   expectOpened("anna");
 }
 
+// At a lower bar, a higher panel moves its rows up on the screen.
+TEST_F(RecentMovesTest, AClickWhileThePanelGrewUpwardOpensNothing) {
+  fOwner.fPlace = PanelPlace{QRect(0, 0, 600, 600), true, 0};
+  open(kThree);
+  hover(0);
+  fOwner.publish({kThree[0], kThree[1], kThree[2], Device("dora")});
+  click(0);
+  expectNothingOpened();
+  pass(300ms);
+  click(0);
+  expectOpened("anna");
+}
+
+TEST_F(RecentMovesTest, ReturnOpensTheSelectedDeviceAlsoWhileThePanelGrows) {
+  fOwner.fPlace = PanelPlace{QRect(0, 0, 600, 600), true, 0};
+  open(kThree);
+  key(Qt::Key_Down);
+  fOwner.publish({kThree[0], kThree[1], kThree[2], Device("dora")});
+  key(Qt::Key_Return);
+  expectOpened("berta");
+}
+
+TEST_F(RecentMovesTest, AClickWhileThePanelGrewDownwardOpensItsRow) {
+  open(kThree);
+  hover(1);
+  fOwner.publish({kThree[0], kThree[1], kThree[2], Device("dora")});
+  click(1);
+  expectOpened("berta");
+}
+
 // --- keys ----------------------------------------------------------------
 
 TEST_F(RecentMovesTest, ReturnDoesNotOpenTheHeirOfTheSelection) {

@@ -280,7 +280,7 @@ TEST_F(RowRepaintTest, AThousandRowsPaintOnlyWhatIsSeen) {
     fPainted.clear();
     table()->viewport()->repaint();
     ASSERT_LE(fPainted.size(),
-              static_cast<std::size_t>(table()->viewport()->height() / TableCellView::kHeight + 2));
+              static_cast<std::size_t>(table()->viewport()->height() / table()->sizeHintForRow(0) + 2));
   }
 }
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -11,6 +12,7 @@
 #include "ui/DeviceListController.h"
 #include "ui/DeviceListWindowController.h"
 #include "ui/PanelOwner.h"
+#include "ui/PanelPlacement.h"
 
 namespace vorn::ui {
 
@@ -33,7 +35,7 @@ class ScriptedOwner : public PanelOwner {
       fController = std::make_unique<DeviceListWindowController>(*this, [this] { return fTime; });
       QObject::connect(fController.get(), &DeviceListWindowController::hiddenByDeactivation,
                        [this] { ++fDeactivations; });
-      fController->showFor(nullptr);
+      fController->showAt(fPlace ? *fPlace : currentPanelPlace(nullptr));
     } else if (!visible && fController) {
       const auto kept = std::move(fController);
       kept->close();
@@ -64,6 +66,7 @@ class ScriptedOwner : public PanelOwner {
   ReturnIsDoubleClickTableView* table() const { return panelController()->table(); }
 
   List fList;
+  std::optional<PanelPlace> fPlace;  ///< of the panel; otherwise that for an unknown item
   std::vector<DeviceListListener*> fListeners;
   std::unique_ptr<DeviceListWindowController> fController;
   std::vector<bool> fVisibleRequests;
