@@ -28,9 +28,7 @@ DeviceListController::DeviceListController(PanelOwner& owner, Outlets outlets, N
   connect(fOutlets.panel, &ClickablePanel::willClose, this, &DeviceListController::windowWillClose);
   connect(fOutlets.settings, &QToolButton::clicked, this, [this] { launchMenuFor(fOutlets.settings); });
   connect(fMenu, &QMenu::aboutToHide, fOutlets.panel, &ClickablePanel::menuDidClose);
-  QFont quiet = fOutlets.hint->font();
-  quiet.setPointSizeF(quiet.pointSizeF() * 0.9);
-  fOutlets.hint->setFont(quiet);
+  fOutlets.hint->setFont(smallerFont(fOutlets.hint->font(), 0.9));
   showHint();
 }
 

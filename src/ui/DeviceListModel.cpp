@@ -18,8 +18,8 @@ using DeviceList::ExtendedDeviceInfo;
 
 // Compares what a row shows or speaks.
 bool sameContent(const ExtendedDeviceInfo& a, const ExtendedDeviceInfo& b) {
-  return a.name == b.name && a.type == b.type && a.firmwareVersion == b.firmwareVersion &&
-         a.latestVersion == b.latestVersion;
+  return a.name == b.name && a.type == b.type && a.modelID == b.modelID &&
+         a.firmwareVersion == b.firmwareVersion && a.latestVersion == b.latestVersion;
 }
 
 QString imageName(const std::string& type) {
@@ -29,6 +29,9 @@ QString imageName(const std::string& type) {
 
 QString toolTip(const ExtendedDeviceInfo& info, const QString& name) {
   QString text = name;
+  if (const QString line = detailLine({modelWords(info), hostWords(info)}); !line.isEmpty()) {
+    text += u'\n' + line;
+  }
   if (info.firmwareVersion) {
     text += u'\n' + DeviceListModel::tr("Firmware %1").arg(versionWords(*info.firmwareVersion));
   }
@@ -49,6 +52,14 @@ const QString& DeviceListModel::Row::shownName() const {
   return name;
 }
 
+const DeviceListModel::Row::SecondLine& DeviceListModel::Row::secondLine() const {
+  if (!second) {
+    second =
+        SecondLine{isolatedText(modelWords(*info)), detailLine({firmwareWords(*info), hostWords(*info)})};
+  }
+  return *second;
+}
+
 void DeviceListModel::setList(DeviceList::SharedUnits list) {
   const auto before = std::exchange(fList, std::move(list));  // until every row shows the new one
   std::vector<Row> rows = rowsOf(*fList);
@@ -61,7 +72,7 @@ std::vector<DeviceListModel::Row> DeviceListModel::rowsOf(const std::vector<Exte
   rows.reserve(list.size());
   std::unordered_map<std::string_view, int> seen;
   seen.reserve(list.size());
-  for (const ExtendedDeviceInfo& info : list) rows.push_back({&info, {info.url, seen[info.url]++}, {}});
+  for (const ExtendedDeviceInfo& info : list) rows.push_back({&info, {info.url, seen[info.url]++}, {}, {}});
   return rows;
 }
 
@@ -164,6 +175,7 @@ void DeviceListModel::takeOverContent(std::vector<Row>& rows) {
       continue;
     }
     if (!(before.name == row.info->name)) row.name.clear();
+    row.second.reset();
     if (firstChanged < 0) firstChanged = static_cast<int>(at);
   }
   announce(static_cast<int>(rows.size()));
@@ -199,6 +211,12 @@ QVariant DeviceListModel::data(const QModelIndex& index, int role) const {
       return imageName(row.info->type);
     case UpdateRole:
       return DeviceList::UpdateAvailable(*row.info);
+    case ModelRole:
+      return row.secondLine().model;
+    case DetailsRole:
+      return row.secondLine().details;
+    case Qt::AccessibleDescriptionRole:
+      return detailLine({modelWords(*row.info), hostWords(*row.info)});
     default:
       return {};
   }

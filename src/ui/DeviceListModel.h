@@ -3,6 +3,7 @@
 #include <QAbstractListModel>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -27,6 +28,8 @@ class DeviceListModel : public QAbstractListModel {
   enum Role : std::uint16_t {
     ImageNameRole = Qt::UserRole + 1,  ///< QString: name of the kind's image, empty for an unknown kind
     UpdateRole,                        ///< bool: the update badge is shown
+    ModelRole,                         ///< QString: the beginning of the second line, may be empty
+    DetailsRole,                       ///< QString: the rest of the second line, may be empty
   };
 
   using QAbstractListModel::QAbstractListModel;
@@ -60,9 +63,16 @@ class DeviceListModel : public QAbstractListModel {
   struct Row {
     const DeviceList::ExtendedDeviceInfo* info;  ///< in the list that the row shows; never null
     Key key;
-    mutable QString name;  ///< empty until asked for; kept, because every repaint asks for it
+    // Empty until asked for, and kept, because every repaint asks for them.
+    mutable QString name;
+    struct SecondLine {
+      QString model;
+      QString details;
+    };
+    mutable std::optional<SecondLine> second;
 
     [[nodiscard]] const QString& shownName() const;
+    [[nodiscard]] const SecondLine& secondLine() const;
   };
 
   static std::vector<Row> rowsOf(const std::vector<DeviceList::ExtendedDeviceInfo>& list);

@@ -10,6 +10,7 @@
 #include <algorithm>
 
 #include "ui/DeviceListModel.h"
+#include "ui/DeviceWords.h"
 #include "ui/ReturnIsDoubleClickTableView.h"
 #include "ui/TemplateImage.h"
 
@@ -47,7 +48,10 @@ namespace {
 constexpr int kMargin = 10;
 constexpr int kImage = 24;
 constexpr int kLeastHeight = 38;
-constexpr int kPadding = 7;  // above and below the text
+constexpr int kPadding = 6;  // above and below the texts
+constexpr qreal kSecondLine = 0.88;
+constexpr qreal kBadge = 0.85;
+constexpr float kQuiet = 0.65F;  // less prominent than a name, and still easy to read
 constexpr int kGap = 8;
 constexpr int kBadgeArrow = 10;
 
@@ -65,8 +69,18 @@ int atTheBeginning(const QStyleOptionViewItem& option) {
 
 }  // namespace
 
+QFont smallerFont(QFont font, qreal factor) {
+  if (font.pointSizeF() > 0) {
+    font.setPointSizeF(font.pointSizeF() * factor);
+  } else {
+    font.setPixelSize(std::max(1, qRound(font.pixelSize() * factor)));
+  }
+  return font;
+}
+
 int TableCellView::heightFor(const QFont& font) {
-  return std::max(kLeastHeight, QFontMetrics(font).height() + 2 * kPadding);
+  const int lines = QFontMetrics(font).height() + QFontMetrics(smallerFont(font, kSecondLine)).height();
+  return std::max(kLeastHeight, lines + 2 * kPadding);
 }
 
 void TableCellView::fill(const QModelIndex& row) {
@@ -74,6 +88,8 @@ void TableCellView::fill(const QModelIndex& row) {
   fText = row.data(Qt::DisplayRole).toString();
   fImageName = row.data(DeviceListModel::ImageNameRole).toString();
   fUpdateBadge = row.data(DeviceListModel::UpdateRole).toBool();
+  fModel = row.data(DeviceListModel::ModelRole).toString();
+  fDetails = row.data(DeviceListModel::DetailsRole).toString();
 }
 
 void TableCellView::draw(QPainter& painter, const QStyleOptionViewItem& option) const {
@@ -88,7 +104,7 @@ void TableCellView::draw(QPainter& painter, const QStyleOptionViewItem& option) 
   // Names stand in one column, with or without an image. The placeholder is no name.
   if (isDevice()) area.setLeft(area.left() + kImage + kGap);
   if (fUpdateBadge) area = drawBadge(painter, option, area);
-  drawName(painter, option, area);
+  drawTexts(painter, option, area);
   painter.restore();
 }
 
@@ -99,8 +115,7 @@ bool TableCellView::isDevice() const {
 // Returns the rest of the area. All areas are those of a row from left to right, and only what is drawn is
 // mirrored.
 QRect TableCellView::drawBadge(QPainter& painter, const QStyleOptionViewItem& option, QRect area) const {
-  QFont font = option.font;
-  font.setPointSizeF(font.pointSizeF() * 0.85);
+  QFont font = smallerFont(option.font, kBadge);
   font.setBold(true);
   const QFontMetrics metrics(font);
   const QString word = DeviceRowDelegate::tr("Update", "the badge of a unit: as short as possible");
@@ -125,15 +140,41 @@ QRect TableCellView::drawBadge(QPainter& painter, const QStyleOptionViewItem& op
   return area.adjusted(0, 0, -width - kGap, 0);
 }
 
-void TableCellView::drawName(QPainter& painter, const QStyleOptionViewItem& option, const QRect& area) const {
+QString TableCellView::secondLine(const QFontMetrics& metrics, int width) const {
+  const QString whole = detailLine({fModel, fDetails});
+  if (metrics.horizontalAdvance(whole) <= width) return whole;
+  if (fModel.isEmpty() || fDetails.isEmpty()) return metrics.elidedText(whole, Qt::ElideMiddle, width);
+  const QString model = metrics.elidedText(
+      fModel, Qt::ElideRight, width - metrics.horizontalAdvance(detailLine({QStringLiteral(" "), fDetails})));
+  const QString shorter = detailLine({model, fDetails});
+  return metrics.horizontalAdvance(shorter) <= width ? shorter
+                                                     : metrics.elidedText(fDetails, Qt::ElideMiddle, width);
+}
+
+void TableCellView::drawTexts(QPainter& painter, const QStyleOptionViewItem& option,
+                              const QRect& area) const {
+  const QColor color = option.palette.color(QPalette::Text);
+  QColor quiet = color;
+  quiet.setAlphaF(kQuiet);
+  const QFont secondFont = smallerFont(option.font, kSecondLine);
+  const QFontMetrics second(secondFont);
+  const QString details = secondLine(second, area.width());
+  const int height = option.fontMetrics.height();
+  const int both = height + (details.isEmpty() ? 0 : second.height());
+  const QRect name(area.left(), area.top() + (area.height() - both) / 2, area.width(), height);
+
   painter.setFont(option.font);
-  QColor color = option.palette.color(QPalette::Text);
-  if (!isDevice()) color.setAlphaF(0.65F);  // less prominent than a name, and still easy to read
-  painter.setPen(color);
-  const QString shown = option.fontMetrics.elidedText(fText, Qt::ElideRight, area.width());
-  painter.setLayoutDirection(fText.isRightToLeft() ? Qt::RightToLeft : Qt::LeftToRight);
-  painter.drawText(placed(area, option), atTheBeginning(option) | Qt::AlignVCenter | Qt::TextSingleLine,
-                   shown);
+  const auto draw = [&](const QRect& line, const QString& text) {
+    painter.setLayoutDirection(text.isRightToLeft() ? Qt::RightToLeft : Qt::LeftToRight);
+    painter.drawText(placed(line, option), atTheBeginning(option) | Qt::AlignVCenter | Qt::TextSingleLine,
+                     text);
+  };
+  painter.setPen(isDevice() ? color : quiet);
+  draw(name, option.fontMetrics.elidedText(fText, Qt::ElideMiddle, name.width()));
+  if (details.isEmpty()) return;
+  painter.setFont(secondFont);
+  painter.setPen(quiet);
+  draw({name.left(), name.bottom() + 1, name.width(), second.height()}, details);
 }
 
 void TableCellView::mouseEntered() const {

@@ -1,12 +1,14 @@
 #pragma once
 
 #include <QColor>
+#include <QFont>
 #include <QModelIndex>
 #include <QPersistentModelIndex>
 #include <QRect>
 #include <QString>
 #include <QStyledItemDelegate>
 
+class QFontMetrics;
 class QPainter;
 class QPalette;
 class QStyleOptionViewItem;
@@ -43,8 +45,12 @@ class CustomHighlightRowView {
 
 class ReturnIsDoubleClickTableView;
 
-/// The content of one row (identifier "DeviceListEntryView"): the image of the kind, the name, and the update
-/// badge. The table shows all its rows with one of these and fills it for each row. Main thread only.
+/// The font, smaller by this factor.
+[[nodiscard]] QFont smallerFont(QFont font, qreal factor);
+
+/// The content of one row (identifier "DeviceListEntryView"): the image of the kind, the name, the update
+/// badge, and a quiet second line with model and firmware, as far as known. The table shows all its rows with
+/// one of these and fills it for each row. Main thread only.
 class TableCellView {
  public:
   static constexpr char kIdentifier[] = "DeviceListEntryView";
@@ -58,9 +64,12 @@ class TableCellView {
   [[nodiscard]] const QString& text() const { return fText; }
   [[nodiscard]] const QString& imageName() const { return fImageName; }
   [[nodiscard]] bool updateBadgeShown() const { return fUpdateBadge; }
+  /// The second line in this width. First the model becomes shorter, and last the firmware.
+  [[nodiscard]] QString secondLine(const QFontMetrics& metrics, int width) const;
 
   /// Draws the content into the option's rectangle, mirrored if the option's direction is from right to left.
-  /// The name is plain text, starts at the image whatever its own direction is, and is elided.
+  /// Texts are plain and start at the image whatever their own direction is. A long name is elided in the
+  /// middle, because names often differ at their ends only.
   void draw(QPainter& painter, const QStyleOptionViewItem& option) const;
 
   /// The pointer has reached this row: selects it, if it belongs to a table.
@@ -69,12 +78,14 @@ class TableCellView {
  private:
   [[nodiscard]] bool isDevice() const;
   [[nodiscard]] QRect drawBadge(QPainter& painter, const QStyleOptionViewItem& option, QRect area) const;
-  void drawName(QPainter& painter, const QStyleOptionViewItem& option, const QRect& area) const;
+  void drawTexts(QPainter& painter, const QStyleOptionViewItem& option, const QRect& area) const;
 
   QModelIndex fRow;
   ReturnIsDoubleClickTableView* fTable = nullptr;  // not owned
   QString fText;
   QString fImageName;
+  QString fModel;
+  QString fDetails;
   bool fUpdateBadge = false;
 };
 

@@ -3,6 +3,7 @@
 #include <QCoreApplication>
 #include <QStringList>
 #include <algorithm>
+#include <string_view>
 
 #include "devicelist/Entry.h"
 #include "foundation/Strings.h"
@@ -14,6 +15,31 @@ namespace {
 
 QString releaseWords(const FirmwareVersion& version) {
   return QString::fromStdString(SlowConvertToString(version)).section(u'+', 0, 0);
+}
+
+bool isBehindHost(const std::string& type) {
+  const DeviceList::UnitKind* kind = DeviceList::KindOf(type);
+  return kind && kind->announced == DeviceList::UnitKind::Announced::kUIDList;
+}
+
+// The first label of the address's host: "machine-room" for "http://machine-room.local:8080/uid/".
+QString hostOf(std::string_view url) {
+  const std::size_t scheme = url.find("://");
+  if (scheme == std::string_view::npos) return {};
+  url.remove_prefix(scheme + 3);
+  std::string_view host = url.substr(0, url.find_first_of(":/"));
+  if (host.ends_with('.')) host.remove_suffix(1);
+  constexpr std::string_view kLocal = ".local";
+  if (host.ends_with(kLocal)) host.remove_suffix(kLocal.size());
+  return visibleText(std::string(host));
+}
+
+QString lettersAndDigits(const QString& text) {
+  QString kept;
+  for (const QChar c : text.toCaseFolded()) {
+    if (c.isLetterOrNumber()) kept += c;
+  }
+  return kept;
 }
 
 }  // namespace
@@ -29,6 +55,33 @@ QString kindWords(const std::string& type) {
 
 QString nameWords(const DeviceList::ExtendedDeviceInfo& info) {
   return displayText(info.name ? *info.name : std::string());
+}
+
+QString modelWords(const DeviceList::ExtendedDeviceInfo& info) {
+  return info.modelID ? visibleText(*info.modelID) : QString();
+}
+
+QString firmwareWords(const DeviceList::ExtendedDeviceInfo& info) {
+  if (!info.firmwareVersion) return {};
+  const QString installed = releaseWords(*info.firmwareVersion);
+  if (!DeviceList::UpdateAvailable(info)) return installed;
+  const QString latest = releaseWords(*info.latestVersion);
+  const QString arrow = QStringLiteral(" \u2192 ");
+  if (installed != latest) return installed + arrow + latest;
+  return versionWords(*info.firmwareVersion) + arrow + versionWords(*info.latestVersion);
+}
+
+QString hostWords(const DeviceList::ExtendedDeviceInfo& info) {
+  if (!isBehindHost(info.type)) return {};
+  const QString host = hostOf(info.url);
+  if (host.isEmpty() || lettersAndDigits(nameWords(info)).contains(lettersAndDigits(host))) return {};
+  return QCoreApplication::translate("DeviceWords", "behind %1").arg(isolatedText(host));
+}
+
+QString detailLine(const QStringList& words) {
+  QStringList known = words;
+  known.removeAll(QString());
+  return known.join(QStringLiteral(" \u00B7 "));
 }
 
 QString updateWords(const DeviceList::ExtendedDeviceInfo& info) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QString>
+#include <QStringList>
 #include <cstddef>
 #include <vector>
 
@@ -17,6 +18,19 @@ namespace vorn::ui {
 
 /// The name as it is shown; never empty.
 [[nodiscard]] QString nameWords(const DeviceList::ExtendedDeviceInfo& info);
+
+/// The model as the unit spells it; empty if it is not known.
+[[nodiscard]] QString modelWords(const DeviceList::ExtendedDeviceInfo& info);
+
+/// "1.4.0", or "1.4.0 → 1.4.2" if an update is known; without build numbers, unless only they differ. Empty
+/// if the firmware is not known.
+[[nodiscard]] QString firmwareWords(const DeviceList::ExtendedDeviceInfo& info);
+
+/// "behind machine-room" for a unit that a host announces, if its name does not say so; otherwise empty.
+[[nodiscard]] QString hostWords(const DeviceList::ExtendedDeviceInfo& info);
+
+/// Joins the words that are not empty to a line of details.
+[[nodiscard]] QString detailLine(const QStringList& words);
 
 /// "update 1.4.2 available": the release without its build number, as in notifications. Empty if no update is
 /// known.

@@ -32,7 +32,7 @@ QString cut(const QString& text, qsizetype longest) {
 
 }  // namespace
 
-QString displayText(const std::string& bytes) {
+QString visibleText(const std::string& bytes) {
   const auto length = std::min(static_cast<qsizetype>(bytes.size()), kLongestBytes);
   const QString decoded = QString::fromUtf8(bytes.data(), length);
   QString clean;
@@ -44,8 +44,12 @@ QString displayText(const std::string& bytes) {
     hasSeen = hasSeen || isSeen(c);
     clean += QChar::fromUcs4(showing == Showing::kBreaks ? U' ' : c);
   }
-  if (!hasSeen) return QCoreApplication::translate("DisplayText", "(unnamed)");
-  return cut(clean.trimmed(), kLongestText);
+  return hasSeen ? cut(clean.trimmed(), kLongestText) : QString();
+}
+
+QString displayText(const std::string& bytes) {
+  const QString text = visibleText(bytes);
+  return text.isEmpty() ? QCoreApplication::translate("DisplayText", "(unnamed)") : text;
 }
 
 QString isolatedText(const QString& text) {

@@ -12,8 +12,10 @@ namespace vorn::ui {
 /// Text from the network as one safe line. Bytes that are not UTF-8 become replacement characters. Control
 /// characters and line breaks become spaces. Characters that steer the direction of their neighbours, or that
 /// nobody sees, are dropped (foundation/SafeText.h lists them). White space at both ends is removed, and a
-/// very long text is cut with an ellipsis. Never blank: a text without a visible character becomes
-/// "(unnamed)". Pure.
+/// very long text is cut with an ellipsis. Empty if no character is visible. Pure.
+[[nodiscard]] QString visibleText(const std::string& bytes);
+
+/// The same for a name, which is never empty: "(unnamed)". Pure.
 [[nodiscard]] QString displayText(const std::string& bytes);
 
 /// `text` for use inside a sentence. If its own letters or the program's windows run from right to left,

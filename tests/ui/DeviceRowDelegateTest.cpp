@@ -5,6 +5,8 @@
 #include <QImage>
 #include <QPainter>
 #include <QPalette>
+#include <cstdint>
+#include <limits>
 
 #include "tests/ui/Devices.h"
 #include "tests/ui/PanelFixture.h"
@@ -121,6 +123,39 @@ TEST_F(TableCellViewTest, IsEmptyForARowBeyondTheList) {
   fCell.mouseEntered();  // selects nothing, as it belongs to no table
 }
 
+TEST_F(TableCellViewTest, SaysModelAndFirmwareBelowTheName) {
+  DeviceList::ExtendedDeviceInfo info = Device("anna", {1, 4, 0, 290}, {1, 4, 2, 311});
+  info.modelID = std::string("Vorn 16A");
+  const QFontMetrics metrics(QApplication::font());
+  EXPECT_EQ(cell({info}).secondLine(metrics, 1000), "Vorn 16A \u00B7 1.4.0 \u2192 1.4.2");
+  EXPECT_EQ(fCell.text(), "anna");
+  EXPECT_EQ(cell({Device("anna")}).secondLine(metrics, 1000), "");
+  EXPECT_EQ(cell({}).secondLine(metrics, 1000), "");
+}
+
+TEST_F(TableCellViewTest, ElidesTheModelBeforeTheFirmware) {
+  DeviceList::ExtendedDeviceInfo info = Device("anna", {1, 4, 0, 290}, {1, 4, 2, 311});
+  info.modelID = std::string(300, 'W');
+  const QFontMetrics metrics(QApplication::font());
+  const int width = metrics.horizontalAdvance("1.4.0 \u2192 1.4.2 and some more");
+  const QString line = cell({info}).secondLine(metrics, width);
+  EXPECT_TRUE(line.startsWith("W")) << line.toStdString();
+  EXPECT_TRUE(line.endsWith("\u2026 \u00B7 1.4.0 \u2192 1.4.2")) << line.toStdString();
+  EXPECT_LE(metrics.horizontalAdvance(line), width);
+}
+
+TEST_F(TableCellViewTest, KeepsTheEndsOfVersionsThatDoNotFit) {
+  constexpr std::uint64_t kHuge = std::numeric_limits<std::uint64_t>::max();
+  DeviceList::ExtendedDeviceInfo info = Device("anna", {1, kHuge, kHuge, 1}, {2, kHuge, 7, 1});
+  info.modelID = std::string("Vorn 16A");
+  const QFontMetrics metrics(QApplication::font());
+  const int width = metrics.horizontalAdvance("1.18446744 and 744.7");
+  const QString line = cell({info}).secondLine(metrics, width);
+  EXPECT_TRUE(line.startsWith("1.18")) << line.toStdString();
+  EXPECT_TRUE(line.endsWith(".7")) << line.toStdString();
+  EXPECT_LE(metrics.horizontalAdvance(line), width);
+}
+
 // --- rows of a panel ------------------------------------------------------
 
 class DeviceRowDelegateTest : public PanelFixture {
@@ -194,8 +229,36 @@ TEST_F(DeviceRowDelegateTest, BadgeIsShownForOlderFirmwareOnly) {
   fOwner.publish(list);
   settle();
   const QImage with = rowImage(0);
-  EXPECT_NE(with, without);
-  EXPECT_EQ(with.copy(0, 0, 150, with.height()), without.copy(0, 0, 150, without.height()));
+  EXPECT_NE(with.copy(200, 0, 120, with.height()), without.copy(200, 0, 120, without.height()));
+  const int upper = with.height() / 2;
+  EXPECT_EQ(with.copy(0, 0, 150, upper), without.copy(0, 0, 150, upper)) << "the name stays as it is";
+}
+
+TEST_F(DeviceRowDelegateTest, ModelAndFirmwareAreBelowTheName) {
+  List list{Device("anna"), Device("berta")};
+  open(list);
+  const QImage alone = rowImage(0);
+  list[0].modelID = std::string("Vorn 16A");
+  fOwner.publish(list);
+  settle();
+  const QImage withModel = rowImage(0);
+  EXPECT_NE(withModel, alone);
+  list[0].firmwareVersion = FirmwareVersion{1, 0, 0, 0};
+  fOwner.publish(list);
+  settle();
+  EXPECT_NE(rowImage(0), withModel);
+  const int upper = alone.height() / 2;
+  EXPECT_EQ(rowImage(0).copy(0, 0, alone.width(), upper), withModel.copy(0, 0, alone.width(), upper));
+  EXPECT_EQ(table()->model()->index(0, 0).data().toString(), "anna");
+  QAccessibleInterface* row = QAccessible::queryAccessibleInterface(table())->child(0);
+  EXPECT_EQ(row->text(QAccessible::Description), "Vorn 16A");
+}
+
+TEST_F(DeviceRowDelegateTest, NamesThatDifferAtTheirEndsLookDifferent) {
+  const std::string long_name = "The quite long name of an interface in the machine room number ";
+  open({Device(long_name + "1"), Device(long_name + "2")});
+  table()->deselectAll();
+  EXPECT_NE(rowImage(0), rowImage(1));
 }
 
 TEST_F(DeviceRowDelegateTest, KindsAreToldByTheirImages) {

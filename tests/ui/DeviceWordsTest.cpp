@@ -59,5 +59,53 @@ TEST(DeviceWordsTest, SayNoUpdateWhileAVersionIsMissing) {
   EXPECT_EQ(updateWords(info), "");
 }
 
+// --- the second line --------------------------------------------------------
+
+DeviceList::ExtendedDeviceInfo Hosted(const std::string& name, const std::string& url) {
+  DeviceList::ExtendedDeviceInfo info = Device(name, "plexahost");
+  info.url = url;
+  return info;
+}
+
+TEST(DeviceWordsTest, SayWhereAnOutdatedFirmwareLeads) {
+  EXPECT_EQ(firmwareWords(Device("a", {1, 4, 0, 290}, {1, 4, 2, 311})), "1.4.0 \u2192 1.4.2");
+  EXPECT_EQ(firmwareWords(Device("a", {1, 4, 2, 311}, {1, 4, 2, 311})), "1.4.2");
+  EXPECT_EQ(firmwareWords(Device("a", {1, 4, 3, 400}, {1, 4, 2, 311})), "1.4.3");
+  EXPECT_EQ(firmwareWords(Device("a")), "");
+  DeviceList::ExtendedDeviceInfo info = Device("a", {1, 0, 0, 0}, {2, 0, 0, 0});
+  info.latestVersion.reset();
+  EXPECT_EQ(firmwareWords(info), "1.0.0");
+}
+
+TEST(DeviceWordsTest, ShowBuildNumbersWhereOnlyTheyDiffer) {
+  EXPECT_EQ(firmwareWords(Device("a", {1, 4, 2, 310}, {1, 4, 2, 311})), "1.4.2+310 \u2192 1.4.2+311");
+}
+
+TEST(DeviceWordsTest, TakeNoBlankModel) {
+  DeviceList::ExtendedDeviceInfo info = Device("a");
+  EXPECT_EQ(modelWords(info), "");
+  info.modelID = std::string(" \xE2\x80\x8B\n");
+  EXPECT_EQ(modelWords(info), "");
+  info.modelID = std::string(" Vorn\n16A ");
+  EXPECT_EQ(modelWords(info), "Vorn 16A");
+}
+
+TEST(DeviceWordsTest, NameTheHostOfAUnitBehindOne) {
+  EXPECT_EQ(hostWords(Hosted("Rack Left", "http://machine-room.local/0001/")), "behind machine-room");
+  EXPECT_EQ(hostWords(Hosted("Rack Left", "http://machine-room.local.:8080/0001/")), "behind machine-room");
+  EXPECT_EQ(hostWords(Hosted("Rack Left", "http://10.0.0.7:8080/0001/")), "behind 10.0.0.7");
+  EXPECT_EQ(hostWords(Hosted("Rack Left", "http://.local/0001/")), "");
+  EXPECT_EQ(hostWords(Hosted("Rack Left", "nonsense")), "");
+  EXPECT_EQ(hostWords(Hosted("Machine Room, left", "http://machine-room.local/0001/")), "")
+      << "its name says so";
+  EXPECT_EQ(hostWords(Device("Rack Left")), "") << "it stands for itself";
+}
+
+TEST(DeviceWordsTest, JoinTheDetailsThatAreKnown) {
+  EXPECT_EQ(detailLine({"Vorn 16A", "1.4.0"}), "Vorn 16A \u00B7 1.4.0");
+  EXPECT_EQ(detailLine({"", "1.4.0"}), "1.4.0");
+  EXPECT_EQ(detailLine({"", ""}), "");
+}
+
 }  // namespace
 }  // namespace vorn::ui
