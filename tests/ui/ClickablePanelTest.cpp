@@ -5,13 +5,14 @@
 #include <QScrollBar>
 
 #include "tests/ui/PanelFixture.h"
+#include "ui/ClickablePanel.h"
 
 namespace vorn::ui {
 namespace {
 
 const DeviceList::DiscoveryHint kLongHint = DeviceList::DiscoveryHint::kResponderSilent;
 
-class PanelSizeTest : public PanelFixture {
+class ClickablePanelTest : public PanelFixture {
  protected:
   void TearDown() override {
     PanelFixture::TearDown();
@@ -40,7 +41,7 @@ class PanelSizeTest : public PanelFixture {
   const QFont fFont = QApplication::font();
 };
 
-TEST_F(PanelSizeTest, FollowsTheRowsFromThreeToTwelve) {
+TEST_F(ClickablePanelTest, FollowsTheRowsFromThreeToTwelve) {
   openAt(false, {});
   const int least = fPanel->height();
   for (int devices = 1; devices <= 15; ++devices) {
@@ -58,7 +59,7 @@ TEST_F(PanelSizeTest, FollowsTheRowsFromThreeToTwelve) {
   EXPECT_EQ(fPanel->height(), least);
 }
 
-TEST_F(PanelSizeTest, KeepsItsUpperEdgeAtAnUpperBar) {
+TEST_F(ClickablePanelTest, KeepsItsUpperEdgeAtAnUpperBar) {
   openAt(false, kThree);
   for (const int devices : {8, 1, 40}) {
     publish(devices);
@@ -66,7 +67,7 @@ TEST_F(PanelSizeTest, KeepsItsUpperEdgeAtAnUpperBar) {
   }
 }
 
-TEST_F(PanelSizeTest, KeepsItsLowerEdgeAtALowerBar) {
+TEST_F(ClickablePanelTest, KeepsItsLowerEdgeAtALowerBar) {
   openAt(true, kThree);
   for (const int devices : {8, 1, 40}) {
     publish(devices);
@@ -74,8 +75,16 @@ TEST_F(PanelSizeTest, KeepsItsLowerEdgeAtALowerBar) {
   }
 }
 
-TEST_F(PanelSizeTest, MakesRoomForTheHint) {
+TEST_F(ClickablePanelTest, MakesRoomForTheHint) {
   openAt(true, kThree);
+  auto* label = fPanel->findChild<QLabel*>("hint");
+  QFont large = label->font();
+  large.setPointSize(30);
+  label->setFont(large);  // several lines
+  fOwner.fController->setHint({kLongHint});
+  settle();
+  fOwner.fController->setHint({});
+  settle();
   const int before = fPanel->height();
   fOwner.fController->setHint({kLongHint});
   settle();
@@ -87,7 +96,7 @@ TEST_F(PanelSizeTest, MakesRoomForTheHint) {
   EXPECT_EQ(fPanel->height(), before);
 }
 
-TEST_F(PanelSizeTest, FollowsTheFont) {
+TEST_F(ClickablePanelTest, FollowsTheFont) {
   openAt(false, Devices(12));
   const QSize before = fPanel->size();
   const int row = rowHeight();
@@ -101,7 +110,7 @@ TEST_F(PanelSizeTest, FollowsTheFont) {
   EXPECT_FALSE(scrolls());
 }
 
-TEST_F(PanelSizeTest, StaysInTheFreeAreaWithAnyFont) {
+TEST_F(ClickablePanelTest, StaysInTheFreeAreaWithAnyFont) {
   for (const int points : {6, 9, 14, 24, 48}) {
     QFont font = QApplication::font();
     font.setPointSize(points);
@@ -119,7 +128,7 @@ TEST_F(PanelSizeTest, StaysInTheFreeAreaWithAnyFont) {
   }
 }
 
-TEST_F(PanelSizeTest, StaysInASmallFreeAreaAndScrolls) {
+TEST_F(ClickablePanelTest, StaysInASmallFreeAreaAndScrolls) {
   fOwner.fPlace = PanelPlace{QRect(0, 9, 426, 247), true, 400};  // 1280x800 at 300 % with two bars
   open(Devices(50));
   fOwner.fController->setHint({kLongHint});
@@ -129,7 +138,7 @@ TEST_F(PanelSizeTest, StaysInASmallFreeAreaAndScrolls) {
   expectWholeSettingsButton();
 }
 
-TEST_F(PanelSizeTest, SomeOutlandishPlaceDoesNotMatter) {
+TEST_F(ClickablePanelTest, SomeOutlandishPlaceDoesNotMatter) {
   fOwner.fPlace = PanelPlace{QRect(0, 0, 30, 20), false, 0};
   open(kThree);
   EXPECT_LE(fPanel->height(), 20);
