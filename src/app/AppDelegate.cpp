@@ -168,6 +168,10 @@ void AppDelegate::setCheckForUpdates(bool enabled) {
   OnMain(*fDispatch, fAlive, &AppDelegate::startOrStopChecking)();
 }
 
+std::string AppDelegate::updateServer() {
+  return checkForUpdates() ? fMakers.updateServer() : std::string();
+}
+
 void AppDelegate::startOrStopChecking() {
   const bool check = checkForUpdates();
   if (check == (fAppPoller != nullptr)) return;

@@ -34,13 +34,14 @@ class AppDelegate final : public LaunchAtLogin {
  public:
   using List = std::vector<DeviceList::ExtendedDeviceInfo>;
 
-  /// How the collaborators are made, or where the system's own are. The start-up calls each function once.
+  /// How the collaborators are made, or where the system's own are. The start-up calls each maker once.
   /// References must live longer than the controller.
   struct Makers {
     UrlOpener& urlOpener;
     LoginItems* loginItems;           ///< null if the program is not installed
     std::function<void()> terminate;  ///< ends the program after the current event
     std::string bundleVersion;
+    std::function<std::string()> updateServer;  ///< its address; called whenever somebody wants to read it
     std::function<Dispatch&()> dispatch;
     std::function<UserDefaults&()> userDefaults;
     std::function<NotificationCenter&()> notificationCenter;
@@ -78,6 +79,8 @@ class AppDelegate final : public LaunchAtLogin {
   void setNotify(bool enabled) override;
   bool checkForUpdates() override;
   void setCheckForUpdates(bool enabled) override;
+
+  std::string updateServer() override;
 
   void setPanelVisible(bool visible) override;
   void togglePanel();

@@ -40,6 +40,7 @@ AppDelegate::Makers Desktop::Makers() {
       .loginItems = TrialFolder().empty() ? &fLoginItems : nullptr,
       .terminate = [this] { Terminate(); },
       .bundleVersion = Identity::kBundleVersion,
+      .updateServer = [this] { return Updates().Root(); },
       .dispatch = [this]() -> Dispatch& { return Queues(); },
       .userDefaults = [this]() -> UserDefaults& { return Settings(); },
       .notificationCenter = [this]() -> NotificationCenter& { return Notifications(); },

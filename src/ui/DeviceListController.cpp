@@ -11,6 +11,7 @@
 #include "ui/PanelOwner.h"
 #include "ui/ReturnIsDoubleClickTableView.h"
 #include "ui/SettingsMenu.h"
+#include "ui/UnitMenu.h"
 
 namespace vorn::ui {
 DeviceListController::DeviceListController(PanelOwner& owner, Outlets outlets, Now now)
@@ -93,10 +94,28 @@ void DeviceListController::tableViewDidCancelClick(ReturnIsDoubleClickTableView*
   fRows->setPressedRow({});
 }
 
+void DeviceListController::tableViewMenuForRow(ReturnIsDoubleClickTableView*, int row, MenuBy by,
+                                               QPoint place) {
+  const QModelIndex index = fModel.index(row);
+  const DeviceList::ExtendedDeviceInfo* device = fModel.deviceAt(row);
+  if (!device) return;
+  if (by == MenuBy::Pointer ? fMoves.cameUnderPointer(index) : fMoves.cameUnderSelection(index)) return;
+  if (fUnitMenu) fUnitMenu->deleteLater();
+  fUnitMenu = new UnitMenu(*device, fOutlets.panel);
+  connect(fUnitMenu, &UnitMenu::pageRequested, this, [this, url = device->url] { open(url); });
+  connect(fUnitMenu, &QMenu::aboutToHide, fOutlets.panel, &ClickablePanel::menuDidClose);
+  fUnitMenu->popup(place);
+}
+
 void DeviceListController::openIndex(int row) {
   const DeviceList::ExtendedDeviceInfo* device = fModel.deviceAt(row);
-  if (!device || !fOwner) return;
+  if (!device) return;
   const std::string url = device->url;  // the owner may publish a new list in the meantime
+  open(url);
+}
+
+void DeviceListController::open(const std::string& url) {
+  if (!fOwner) return;
   fOwner->openUrl(url);
   if (fOwner) fOwner->setPanelVisible(false);
 }

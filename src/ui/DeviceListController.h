@@ -18,6 +18,7 @@ namespace vorn::ui {
 class ClickablePanel;
 class DeviceRowDelegate;
 class SettingsMenu;
+class UnitMenu;
 
 /// The panel's controller: fills the table from the lists that it gets, handles clicks, keys and the settings
 /// menu, and asks the owner to open pages and to hide the panel. A child of the panel. It uses the owner
@@ -51,6 +52,8 @@ class DeviceListController : public QObject, public DeviceListListener, public E
   /// under the pointer by itself (RecentMoves.h).
   void tableViewDidClickRow(ReturnIsDoubleClickTableView* table, int row) override;
   void tableViewDidCancelClick(ReturnIsDoubleClickTableView* table) override;
+  /// Opens the device's menu, unless the row has just come there by itself.
+  void tableViewMenuForRow(ReturnIsDoubleClickTableView* table, int row, MenuBy by, QPoint place) override;
 
   /// Opens the row's page and hides the panel; an invalid row does nothing.
   void openIndex(int row);
@@ -75,14 +78,16 @@ class DeviceListController : public QObject, public DeviceListListener, public E
 
  private:
   void follow(const std::string& url, int formerRow);
+  void open(const std::string& url);
   void windowWillClose();
   void showHint();
 
   PanelOwner* fOwner;  // null after the panel has closed
   Outlets fOutlets;
   DeviceListModel fModel;
-  DeviceRowDelegate* fRows;  // child of the table
-  SettingsMenu* fMenu;       // child of the panel
+  DeviceRowDelegate* fRows;       // child of the table
+  SettingsMenu* fMenu;            // child of the panel
+  UnitMenu* fUnitMenu = nullptr;  // of the last unit whose menu was opened; child of the panel
   PanelHint fHint;
   RecentMoves fMoves;
   bool fClickOpens = false;  // on the row with the button down

@@ -49,6 +49,9 @@ class PanelOwner {
   virtual bool checkForUpdates() = 0;
   virtual void setCheckForUpdates(bool enabled) = 0;
 
+  /// The address of the update server; empty while the program does not ask it.
+  virtual std::string updateServer() = 0;
+
   /// Opens a unit's page in the user's browser. `url` is the unit's base address, byte for byte as it was
   /// listed.
   virtual void openUrl(const std::string& url) = 0;

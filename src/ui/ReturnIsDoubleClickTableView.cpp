@@ -1,5 +1,6 @@
 #include "ui/ReturnIsDoubleClickTableView.h"
 
+#include <QContextMenuEvent>
 #include <QEvent>
 #include <QKeyEvent>
 #include <QMouseEvent>
@@ -11,6 +12,11 @@
 #include "ui/DeviceRowDelegate.h"
 
 namespace vorn::ui {
+namespace {
+
+constexpr int kMenuIndent = 42;  // below a name
+
+}  // namespace
 
 ReturnIsDoubleClickTableView::ReturnIsDoubleClickTableView(QWidget* parent) : QListView(parent) {
   setUniformItemSizes(true);
@@ -105,7 +111,36 @@ bool ReturnIsDoubleClickTableView::viewportEvent(QEvent* event) {
   return QListView::viewportEvent(event);
 }
 
+void ReturnIsDoubleClickTableView::contextMenuEvent(QContextMenuEvent* event) {
+  event->accept();
+  if (event->reason() != QContextMenuEvent::Mouse) {
+    askForMenuOfSelectedRow();
+    return;
+  }
+  const QModelIndex index = indexAt(event->pos());
+  if (!index.isValid() || !fExtendedDelegate) return;
+  selectRow(index.row());
+  fExtendedDelegate->tableViewMenuForRow(this, index.row(), MenuBy::Pointer, event->globalPos());
+}
+
+void ReturnIsDoubleClickTableView::askForMenuOfSelectedRow() {
+  const int row = selectedRow();
+  if (row < 0 || !fExtendedDelegate) return;
+  const QModelIndex index = model()->index(row, 0);
+  scrollTo(index);
+  const QPoint below(visualRect(index).left() + kMenuIndent, visualRect(index).bottom());
+  fExtendedDelegate->tableViewMenuForRow(this, row, MenuBy::Key, viewport()->mapToGlobal(below));
+}
+
 void ReturnIsDoubleClickTableView::keyPressEvent(QKeyEvent* event) {
+  // Not every platform makes a request for a menu of these keys.
+  const bool asksForMenu = event->key() == Qt::Key_Menu ||
+                           (event->key() == Qt::Key_F10 && event->modifiers() == Qt::ShiftModifier);
+  if (asksForMenu) {
+    event->accept();
+    askForMenuOfSelectedRow();
+    return;
+  }
   switch (event->key()) {
     case Qt::Key_Return:
     case Qt::Key_Enter:

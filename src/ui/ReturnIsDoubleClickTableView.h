@@ -2,10 +2,14 @@
 
 #include <QListView>
 #include <QPersistentModelIndex>
+#include <cstdint>
 
 namespace vorn::ui {
 
 class ReturnIsDoubleClickTableView;
+
+/// How the user asks for a row's menu.
+enum class MenuBy : std::uint8_t { Pointer, Key };
 
 /// Gets the events of a ReturnIsDoubleClickTableView beyond the toolkit's own signals. Inside a call, the
 /// table may be hidden, but not destroyed.
@@ -19,12 +23,15 @@ class ExtendedTableViewDelegate {
   virtual void tableViewDidClickRow(ReturnIsDoubleClickTableView* table, int row) = 0;
   /// The button went up elsewhere, or the device under it has changed or gone.
   virtual void tableViewDidCancelClick(ReturnIsDoubleClickTableView* table) = 0;
+  /// The user asks for the menu of `row`, by the pointer on it or by a key for the selected row. `place`, in
+  /// global coordinates: where the menu belongs.
+  virtual void tableViewMenuForRow(ReturnIsDoubleClickTableView* table, int row, MenuBy by, QPoint place) = 0;
 };
 
 /// The panel's one-column table. Return and Enter act like a double click, Escape cancels, hovering selects,
-/// and the delegate gets presses and clicks. Its rows change by themselves at any time. So a click counts for
-/// the device that was under the pointer at the press, and a change neither scrolls the table nor repaints
-/// unchanged rows. Main thread only.
+/// and the delegate gets presses, clicks and requests for menus (right click, Menu, Shift+F10). Its rows
+/// change by themselves at any time. So a click counts for the device that was under the pointer at the
+/// press, and a change neither scrolls the table nor repaints unchanged rows. Main thread only.
 class ReturnIsDoubleClickTableView : public QListView {
   Q_OBJECT
 
@@ -78,6 +85,7 @@ class ReturnIsDoubleClickTableView : public QListView {
   void mouseReleaseEvent(QMouseEvent* event) override;
   void wheelEvent(QWheelEvent* event) override;
   void keyPressEvent(QKeyEvent* event) override;
+  void contextMenuEvent(QContextMenuEvent* event) override;
   void paintEvent(QPaintEvent* event) override;
   bool viewportEvent(QEvent* event) override;
   void dataChanged(const QModelIndex& topLeft, const QModelIndex& bottomRight,
@@ -85,6 +93,7 @@ class ReturnIsDoubleClickTableView : public QListView {
 
  private:
   void pointerAt(const QPoint& position);
+  void askForMenuOfSelectedRow();
 
   ExtendedTableViewDelegate* fExtendedDelegate = nullptr;
   QPersistentModelIndex fPressed;  // the device under the button while it is down

@@ -3,6 +3,7 @@
 #include <QActionEvent>
 #include <QGuiApplication>
 
+#include "ui/InformationWindow.h"
 #include "ui/PanelOwner.h"
 
 namespace vorn::ui {
@@ -20,6 +21,10 @@ SettingsMenu::SettingsMenu(PanelOwner& owner, Quit quit, QWidget* parent)
   }
   setTitle(tr("Settings"));
   setAccessibleName(title());
+  addSeparator();
+  connect(addAction(InformationWindow::keyboardShortcutsTitle()), &QAction::triggered, this,
+          &InformationWindow::showKeyboardShortcuts);
+  connect(addAction(InformationWindow::aboutTitle()), &QAction::triggered, this, &SettingsMenu::showAbout);
   if (quit == Quit::Offered) {
     addSeparator();
     connect(addAction(quitTitle()), &QAction::triggered, this, &SettingsMenu::quit);
@@ -69,6 +74,10 @@ void SettingsMenu::toggleNotify() {
 void SettingsMenu::toggleCheckForUpdates() {
   fOwner.setCheckForUpdates(!fOwner.checkForUpdates());
   menuNeedsUpdate();
+}
+
+void SettingsMenu::showAbout() {
+  InformationWindow::showAbout(QString::fromStdString(fOwner.updateServer()));
 }
 
 void SettingsMenu::quit() {

@@ -119,6 +119,7 @@ class Collaborators {
         .loginItems = fIsInstalled ? &fLoginItems : nullptr,
         .terminate = [this] { ++fTerminated; },
         .bundleVersion = fBundleVersion,
+        .updateServer = [this] { return fUpdateServer.Url("/api/"); },
         .dispatch = [this]() -> Dispatch& { return fQueues; },
         .userDefaults = [this]() -> UserDefaults& { return fDefaults; },
         .notificationCenter = [this]() -> NotificationCenter& { return fCenter; },

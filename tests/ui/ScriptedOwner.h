@@ -53,6 +53,7 @@ class ScriptedOwner : public PanelOwner {
   void setNotify(bool enabled) override { fNotify = enabled; }
   bool checkForUpdates() override { return fChecks; }
   void setCheckForUpdates(bool enabled) override { fChecks = enabled; }
+  std::string updateServer() override { return fUpdateServer; }
   void openUrl(const std::string& url) override { fOpened.push_back(url); }
   void quit() override { ++fQuits; }
 
@@ -80,6 +81,7 @@ class ScriptedOwner : public PanelOwner {
   bool fSwitches = false;
   bool fNotify = true;
   bool fChecks = true;
+  std::string fUpdateServer = "http://updates.vorn.example/api/";
 };
 
 }  // namespace vorn::ui
