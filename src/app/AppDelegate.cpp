@@ -17,6 +17,7 @@ using DeviceList::ExtendedDeviceInfo;
 constexpr char kShowSwitches[] = "showSwitches";
 constexpr char kNotify[] = "notify";
 constexpr char kAlreadyRun[] = "AlreadyRun";
+constexpr char kFirstRunWords[] = "firstRunWords";  // true until they were read
 
 constexpr char kDriverModel[] = "driver";
 constexpr char kDriverName[] = "Vorn AVB Driver";
@@ -72,6 +73,7 @@ void AppDelegate::prepareLoginItem() {
   const bool hasRun = fDefaults->GetBool(kAlreadyRun);
   if (!hasRun && fDefaults->StoreCondition() == UserDefaults::Condition::kWhole) {
     setLaunchOnLogin(true);
+    fDefaults->SetBool(kFirstRunWords, true);
     fDefaults->SetBool(kAlreadyRun, true);
     return;
   }
@@ -166,6 +168,14 @@ bool AppDelegate::checkForUpdates() {
 void AppDelegate::setCheckForUpdates(bool enabled) {
   fDefaults->SetBool(DeviceList::kCheckForUpdates, enabled);
   OnMain(*fDispatch, fAlive, &AppDelegate::startOrStopChecking)();
+}
+
+bool AppDelegate::firstRunWords() {
+  return fDefaults->GetBool(kFirstRunWords) && launchOnLogin();
+}
+
+void AppDelegate::endFirstRunWords() {
+  fDefaults->SetBool(kFirstRunWords, false);
 }
 
 std::string AppDelegate::updateServer() {

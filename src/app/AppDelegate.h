@@ -80,6 +80,8 @@ class AppDelegate final : public LaunchAtLogin {
   bool checkForUpdates() override;
   void setCheckForUpdates(bool enabled) override;
 
+  bool firstRunWords() override;
+  void endFirstRunWords() override;
   std::string updateServer() override;
 
   void setPanelVisible(bool visible) override;

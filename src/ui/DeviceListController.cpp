@@ -1,6 +1,8 @@
 #include "ui/DeviceListController.h"
 
+#include <QEvent>
 #include <QLabel>
+#include <QStringList>
 #include <QToolButton>
 #include <string>
 #include <utility>
@@ -34,7 +36,15 @@ DeviceListController::DeviceListController(PanelOwner& owner, Outlets outlets, N
 }
 
 void DeviceListController::awakeFromNib() {
-  if (fOwner) fOwner->addListener(this);
+  if (!fOwner) return;
+  fOwner->addListener(this);
+  fFirstRunWords = fOwner->firstRunWords();
+  if (!fFirstRunWords) return;
+  for (QObject* part : {static_cast<QObject*>(fOutlets.table->viewport()),
+                        static_cast<QObject*>(fOutlets.settings), static_cast<QObject*>(fOutlets.panel)}) {
+    part->installEventFilter(this);
+  }
+  showHint();
 }
 
 void DeviceListController::updateDeviceList(DeviceList::SharedUnits list) {
@@ -49,11 +59,11 @@ void DeviceListController::updateDeviceList(DeviceList::SharedUnits list) {
   ReturnIsDoubleClickTableView::ScrollPosition position(*table);
   const int rows = fModel.rowCount();
   fModel.setList(std::move(list));
-  showHint();
   if (fModel.rowCount() != rows) {
     table->updateGeometry();
-    emit rowCountChanged();
+    emit contentChanged();
   }
+  showHint();
   position.restore();
   if (wasEmpty) {
     table->selectRow(0);
@@ -116,6 +126,7 @@ void DeviceListController::openIndex(int row) {
 
 void DeviceListController::open(const std::string& url) {
   if (!fOwner) return;
+  endFirstRunWords();
   fOwner->openUrl(url);
   if (fOwner) fOwner->setPanelVisible(false);
 }
@@ -126,6 +137,7 @@ void DeviceListController::openSelectedRow() {
 }
 
 void DeviceListController::launchMenuFor(QWidget* sender) {
+  endFirstRunWords();
   const QPoint place =
       sender ? sender->mapToGlobal(QPoint(sender->width() / 2, sender->height())) : QPoint(0, 0);
   fMenu->popup(place);
@@ -141,8 +153,27 @@ void DeviceListController::panelMoved() {
 }
 
 void DeviceListController::showHint() {
-  const QString words = hintWords(fHint, fModel.isEmpty());
-  if (fOutlets.hint->text() != words) fOutlets.hint->setText(words);
+  QStringList lines{hintWords(fHint, fModel.isEmpty())};
+  if (fFirstRunWords) lines += firstRunHintWords();
+  lines.removeAll(QString());
+  const QString words = lines.join(u'\n');
+  if (fOutlets.hint->text() == words) return;
+  fOutlets.hint->setText(words);
+  emit contentChanged();
+}
+
+// Only after the click, because the rows may move when the words go.
+bool DeviceListController::eventFilter(QObject* watched, QEvent* event) {
+  if (fFirstRunWords && event->type() == QEvent::MouseButtonRelease) {
+    QMetaObject::invokeMethod(this, &DeviceListController::endFirstRunWords, Qt::QueuedConnection);
+  }
+  return QObject::eventFilter(watched, event);
+}
+
+void DeviceListController::endFirstRunWords() {
+  if (!std::exchange(fFirstRunWords, false)) return;
+  if (fOwner) fOwner->endFirstRunWords();
+  showHint();
 }
 
 void DeviceListController::windowWillClose() {

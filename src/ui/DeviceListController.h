@@ -63,6 +63,7 @@ class DeviceListController : public QObject, public DeviceListListener, public E
   /// Opens the settings menu below the middle of `sender`; null: at (0, 0).
   void launchMenuFor(QWidget* sender);
 
+  /// Until the first click, the words about the first run are below it.
   void setHint(const PanelHint& hint);
 
   /// Call it when the open panel has moved on the screen, or may have.
@@ -73,14 +74,18 @@ class DeviceListController : public QObject, public DeviceListListener, public E
   [[nodiscard]] SettingsMenu* settingsMenu() const { return fMenu; }
 
  signals:
-  /// The table wishes for another height. Comes before the rows are at their places.
-  void rowCountChanged();
+  /// What the panel shows needs another height. With a list, it comes before the rows are at their places.
+  void contentChanged();
+
+ protected:
+  bool eventFilter(QObject* watched, QEvent* event) override;
 
  private:
   void follow(const std::string& url, int formerRow);
   void open(const std::string& url);
   void windowWillClose();
   void showHint();
+  void endFirstRunWords();
 
   PanelOwner* fOwner;  // null after the panel has closed
   Outlets fOutlets;
@@ -89,6 +94,7 @@ class DeviceListController : public QObject, public DeviceListListener, public E
   SettingsMenu* fMenu;            // child of the panel
   UnitMenu* fUnitMenu = nullptr;  // of the last unit whose menu was opened; child of the panel
   PanelHint fHint;
+  bool fFirstRunWords = false;
   RecentMoves fMoves;
   bool fClickOpens = false;  // on the row with the button down
 };

@@ -57,7 +57,7 @@ void DeviceListWindowController::load() {
   // After the list controller's own answer, which unregisters it.
   connect(fPanel, &ClickablePanel::willClose, this, &DeviceListWindowController::panelWillClose);
   connect(fPanel, &ClickablePanel::contentChanged, this, &DeviceListWindowController::fit);
-  connect(fController, &DeviceListController::rowCountChanged, this, &DeviceListWindowController::fit);
+  connect(fController, &DeviceListController::contentChanged, this, &DeviceListWindowController::fit);
   connect(interface.table, &ReturnIsDoubleClickTableView::cancelOperation, fPanel, &ClickablePanel::reject);
   fController->awakeFromNib();
 }

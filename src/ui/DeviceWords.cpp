@@ -138,6 +138,11 @@ QString listWords(const std::vector<DeviceList::ExtendedDeviceInfo>& list, Devic
   return QCoreApplication::translate("DeviceWords", "%1, %2", "devices, updates").arg(devices, updates);
 }
 
+QString firstRunHintWords() {
+  return QCoreApplication::translate(
+      "DeviceWords", "The program starts at login. You can change that in the settings menu.");
+}
+
 QString rowSentence(const DeviceList::ExtendedDeviceInfo& info, const QString& name) {
   QStringList pieces{isolatedText(name)};
   if (const QString kind = kindWords(info.type); !kind.isEmpty()) pieces += kind;

@@ -56,6 +56,9 @@ struct PanelHint {
 };
 [[nodiscard]] QString hintWords(const PanelHint& hint, bool nothingListed);
 
+/// That the program starts at login, and where to change that.
+[[nodiscard]] QString firstRunHintWords();
+
 /// The whole row as one sentence: name, kind, firmware, update, as far as known. `name`: as it is shown.
 [[nodiscard]] QString rowSentence(const DeviceList::ExtendedDeviceInfo& info, const QString& name);
 

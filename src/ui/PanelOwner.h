@@ -49,6 +49,12 @@ class PanelOwner {
   virtual bool checkForUpdates() = 0;
   virtual void setCheckForUpdates(bool enabled) = 0;
 
+  /// Whether the panel should say that the program starts at login, because nobody has clicked in it since
+  /// the very first run switched that on.
+  virtual bool firstRunWords() = 0;
+  /// The panel has said so, and need not say it again.
+  virtual void endFirstRunWords() = 0;
+
   /// The address of the update server; empty while the program does not ask it.
   virtual std::string updateServer() = 0;
 

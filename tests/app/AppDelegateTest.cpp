@@ -80,6 +80,32 @@ TEST_F(AppDelegateTest, EnablesTheLoginItemOnTheVeryFirstRun) {
   EXPECT_TRUE(fAround.fDefaults.fBools.at("AlreadyRun"));
 }
 
+TEST_F(AppDelegateTest, HasWordsAboutTheFirstRunUntilTheyAreRead) {
+  Launch();
+  EXPECT_TRUE(fDelegate->firstRunWords());
+  fDelegate.reset();
+  Launch();
+  EXPECT_TRUE(fDelegate->firstRunWords()) << "nobody has read them yet";
+  fDelegate->endFirstRunWords();
+  EXPECT_FALSE(fDelegate->firstRunWords());
+  fDelegate.reset();
+  Launch();
+  EXPECT_FALSE(fDelegate->firstRunWords());
+}
+
+TEST_F(AppDelegateTest, HasNoWordsAboutAStartAtLoginThatIsOff) {
+  Launch();
+  fDelegate->setLaunchOnLogin(false);
+  EXPECT_FALSE(fDelegate->firstRunWords());
+}
+
+TEST_F(AppDelegateTest, HasNoWordsAboutTheFirstRunForAnEarlierUser) {
+  fAround.fDefaults.fBools["AlreadyRun"] = true;
+  Launch();
+  fDelegate->setLaunchOnLogin(true);
+  EXPECT_FALSE(fDelegate->firstRunWords());
+}
+
 TEST_F(AppDelegateTest, OnlyRepairsTheLoginItemOnLaterRuns) {
   fAround.fDefaults.fBools["AlreadyRun"] = true;
   Launch();

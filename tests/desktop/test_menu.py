@@ -15,7 +15,10 @@ NAMES = [
     "Live_Room_2", "R&D & more", "Rock & Roll", "_a__b_", "A&_B", "x & y_z", "x_y & z_", "&", "_", "__", "&_", "_&",
     "end&", "end_", "&start", "&&", "&a&b&", "Stage (&L)", "\u05d0 & _\u05d1", "plain",
 ]
-SETTINGS = ["Launch at Login", "Show Switches", "Notify About Updates", "Check for New Firmware"]
+SETTINGS = [
+    "Launch at Login", "Show Switches", "Notify About Updates", "Check for New Firmware", "Keyboard Shortcuts",
+    "About Vorn Device Finder",
+]
 READER = pathlib.Path(__file__).with_name("bar_menu.py")
 MARKS = dict.fromkeys(map(ord, "\u2068\u2069")) | {0x2CD: "_"}  # an invisible character, and one that looks like an underscore
 

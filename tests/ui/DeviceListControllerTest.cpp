@@ -260,6 +260,60 @@ TEST_F(DeviceListControllerTest, SaysBelowTheListWhyItMayBeEmpty) {
   EXPECT_EQ(hint(), "");
 }
 
+// --- the first run --------------------------------------------------------
+
+class FirstRunWordsTest : public PanelFixture {
+ protected:
+  void openForTheFirstTime(const List& list) {
+    fOwner.fFirstRunWords = true;
+    open(list);
+  }
+  QString words() const { return firstRunHintWords(); }
+};
+
+TEST_F(FirstRunWordsTest, AreShownUntilTheFirstClick) {
+  openForTheFirstTime(kThree);
+  EXPECT_EQ(hint(), words());
+  const int height = fPanel->height();
+  click(2);  // which only selects
+  settle();
+  EXPECT_EQ(hint(), "");
+  EXPECT_LT(fPanel->height(), height);
+  EXPECT_FALSE(fOwner.fFirstRunWords);
+}
+
+TEST_F(FirstRunWordsTest, DoNotSwallowTheFirstClick) {
+  fOwner.fPlace = PanelPlace{QRect(0, 0, 600, 600), true, 0};  // where the rows move when the words go
+  openForTheFirstTime(kThree);
+  hover(1);
+  click(1);
+  EXPECT_THAT(fOwner.fOpened, ElementsAre(UrlOf("berta")));
+  EXPECT_FALSE(fOwner.fFirstRunWords);
+}
+
+TEST_F(FirstRunWordsTest, ReturnCountsAsAClick) {
+  openForTheFirstTime(kThree);
+  key(Qt::Key_Return);
+  EXPECT_FALSE(fOwner.fFirstRunWords);
+}
+
+TEST_F(FirstRunWordsTest, EscapeDoesNot) {
+  openForTheFirstTime(kThree);
+  key(Qt::Key_Escape);
+  EXPECT_TRUE(fOwner.fFirstRunWords);
+}
+
+TEST_F(FirstRunWordsTest, AreBelowWhatMattersMore) {
+  openForTheFirstTime({});
+  fOwner.fController->setHint({DeviceList::DiscoveryHint::kNoNetwork});
+  EXPECT_EQ(hint(), "There is no network connection.\n" + words());
+}
+
+TEST_F(FirstRunWordsTest, AreNotShownLater) {
+  open(kThree);
+  EXPECT_EQ(hint(), "");
+}
+
 // --- the settings menu ---------------------------------------------------
 
 TEST_F(DeviceListControllerTest, SettingsMenuPopsUpBelowTheMiddleOfTheButton) {

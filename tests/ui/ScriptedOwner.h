@@ -53,6 +53,8 @@ class ScriptedOwner : public PanelOwner {
   void setNotify(bool enabled) override { fNotify = enabled; }
   bool checkForUpdates() override { return fChecks; }
   void setCheckForUpdates(bool enabled) override { fChecks = enabled; }
+  bool firstRunWords() override { return fFirstRunWords; }
+  void endFirstRunWords() override { fFirstRunWords = false; }
   std::string updateServer() override { return fUpdateServer; }
   void openUrl(const std::string& url) override { fOpened.push_back(url); }
   void quit() override { ++fQuits; }
@@ -81,6 +83,7 @@ class ScriptedOwner : public PanelOwner {
   bool fSwitches = false;
   bool fNotify = true;
   bool fChecks = true;
+  bool fFirstRunWords = false;
   std::string fUpdateServer = "http://updates.vorn.example/api/";
 };
 

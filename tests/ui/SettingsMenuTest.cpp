@@ -1,16 +1,30 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <QApplication>
+#include <QLabel>
 #include <QTest>
+#include <vector>
 
 #include "tests/ui/Menus.h"
 #include "tests/ui/ScriptedOwner.h"
+#include "ui/InformationWindow.h"
 #include "ui/SettingsMenu.h"
 
 namespace vorn::ui {
 namespace {
 
 using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::SizeIs;
+
+std::vector<QWidget*> InformationWindows() {
+  std::vector<QWidget*> windows;
+  for (QWidget* widget : QApplication::topLevelWidgets()) {
+    if (qobject_cast<InformationWindow*>(widget) && widget->isVisible()) windows.push_back(widget);
+  }
+  return windows;
+}
 
 // Chooses an entry as a user does.
 void Choose(QMenu& menu, QAction* action) {
@@ -22,7 +36,24 @@ TEST(SettingsMenuTest, HoldsItsCheckMarksAndQuit) {
   ScriptedOwner owner;
   const SettingsMenu menu(owner, SettingsMenu::Quit::Offered);
   EXPECT_THAT(Titles(menu), ElementsAre("Launch at Login", "Show Switches", "Notify About Updates",
-                                        "Check for New Firmware", "-", "Quit Vorn Device Finder"));
+                                        "Check for New Firmware", "-", "Keyboard Shortcuts",
+                                        "About Vorn Device Finder", "-", "Quit Vorn Device Finder"));
+}
+
+TEST(SettingsMenuTest, SaysWhichUpdateServerTheOwnerAsks) {
+  ScriptedOwner owner;
+  SettingsMenu menu(owner, SettingsMenu::Quit::Offered);
+  EXPECT_THAT(InformationWindows(), IsEmpty()) << "made when it is asked for";
+  Choose(menu, menu.actions().at(6));
+  ASSERT_THAT(InformationWindows(), SizeIs(1));
+  EXPECT_TRUE(
+      InformationWindows()[0]->findChild<QLabel*>()->text().contains("http://updates.vorn.example/api/"));
+  InformationWindows()[0]->close();
+  Choose(menu, menu.actions().at(5));
+  ASSERT_FALSE(InformationWindows().empty());
+  EXPECT_EQ(InformationWindows().back()->windowTitle(), "Keyboard Shortcuts");
+  InformationWindows().back()->close();
+  QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
 }
 
 TEST(SettingsMenuTest, CheckMarksAreReadAnewEachTimeItOpens) {

@@ -42,7 +42,8 @@ TEST_F(StatusMenuTest, OffersPanelDevicesSettingsAndQuit) {
               ElementsAre("Show Devices", "-", "anna", "berta (update 1.4.2 available)", "-", "Settings",
                           "Quit Vorn Device Finder"));
   EXPECT_THAT(Titles(*fMenu.menu()), ElementsAre("Launch at Login", "Show Switches", "Notify About Updates",
-                                                 "Check for New Firmware"));
+                                                 "Check for New Firmware", "-", "Keyboard Shortcuts",
+                                                 "About Vorn Device Finder"));
 }
 
 TEST_F(StatusMenuTest, EntriesOpenTheBareUrl) {

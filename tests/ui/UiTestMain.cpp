@@ -10,6 +10,7 @@ int main(int argc, char** argv) {
   QApplication application(argc, argv);
   QApplication::setStyle(QStringLiteral("Fusion"));
   QApplication::setApplicationDisplayName(QStringLiteral("Vorn Device Finder"));
+  QApplication::setApplicationVersion(QStringLiteral("1.2.3+4"));
   QApplication::setQuitOnLastWindowClosed(false);
   vorn::ui::useLanguageOfUser();
   // There must be one before the toolkit is asked how assistive tools see the program.
