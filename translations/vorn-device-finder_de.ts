@@ -100,6 +100,14 @@
         <comment>devices, updates</comment>
         <translation>%1, %2</translation>
     </message>
+    <message>
+        <source>behind %1</source>
+        <translation>hinter %1</translation>
+    </message>
+    <message>
+        <source>The program starts at login. You can change that in the settings menu.</source>
+        <translation>Das Programm startet bei der Anmeldung. Das lässt sich im Einstellungsmenü ändern.</translation>
+    </message>
 </context>
 <context>
     <name>DisplayText</name>
@@ -168,6 +176,81 @@ Firmware. Läuft das Programm schon, öffnet ein zweiter Start die Geräteliste.
     </message>
 </context>
 <context>
+    <name>vorn::ui::InformationWindow</name>
+    <message>
+        <source>About %1</source>
+        <translation>Über %1</translation>
+    </message>
+    <message>
+        <source>Keyboard Shortcuts</source>
+        <translation>Tastenkürzel</translation>
+    </message>
+    <message>
+        <source>It does not ask for new firmware.</source>
+        <translation>Es fragt nicht nach neuer Firmware.</translation>
+    </message>
+    <message>
+        <source>It asks for new firmware at %1</source>
+        <translation>Es fragt nach neuer Firmware bei %1</translation>
+    </message>
+    <message>
+        <source>Version %1, build %2</source>
+        <translation>Version %1, Build %2</translation>
+    </message>
+    <message>
+        <source>It uses these libraries, under these licences:</source>
+        <translation>Es nutzt diese Bibliotheken mit diesen Lizenzen:</translation>
+    </message>
+    <message>
+        <source>Up, Down, Home, End</source>
+        <translation>Auf, Ab, Pos1, Ende</translation>
+    </message>
+    <message>
+        <source>Move through the list</source>
+        <translation>In der Liste bewegen</translation>
+    </message>
+    <message>
+        <source>Letters</source>
+        <translation>Buchstaben</translation>
+    </message>
+    <message>
+        <source>Go to the device whose name begins so</source>
+        <translation>Zum Gerät gehen, dessen Name so beginnt</translation>
+    </message>
+    <message>
+        <source>Return, Enter</source>
+        <translation>Eingabe, Enter</translation>
+    </message>
+    <message>
+        <source>Open the page of the selected device</source>
+        <translation>Seite des gewählten Geräts öffnen</translation>
+    </message>
+    <message>
+        <source>Menu, Shift+F10</source>
+        <translation>Menü, Umschalt+F10</translation>
+    </message>
+    <message>
+        <source>Open the menu of the selected device</source>
+        <translation>Menü des gewählten Geräts öffnen</translation>
+    </message>
+    <message>
+        <source>Tab</source>
+        <translation>Tab</translation>
+    </message>
+    <message>
+        <source>Go to the settings button</source>
+        <translation>Zum Einstellungsknopf gehen</translation>
+    </message>
+    <message>
+        <source>Escape</source>
+        <translation>Esc</translation>
+    </message>
+    <message>
+        <source>Close the panel</source>
+        <translation>Das Fenster schließen</translation>
+    </message>
+</context>
+<context>
     <name>vorn::ui::SettingsMenu</name>
     <message>
         <source>Launch at Login</source>
@@ -208,6 +291,49 @@ Firmware. Läuft das Programm schon, öffnet ein zweiter Start die Geräteliste.
     <message>
         <source>Show Devices</source>
         <translation>Geräte anzeigen</translation>
+    </message>
+</context>
+<context>
+    <name>vorn::ui::UnitMenu</name>
+    <message>
+        <source>Open Page</source>
+        <translation>Seite öffnen</translation>
+    </message>
+    <message>
+        <source>Copy Address</source>
+        <translation>Adresse kopieren</translation>
+    </message>
+    <message>
+        <source>Copy Name</source>
+        <translation>Namen kopieren</translation>
+    </message>
+    <message>
+        <source>Copy Details for Support</source>
+        <translation>Angaben für den Support kopieren</translation>
+    </message>
+    <message>
+        <source>Name</source>
+        <translation>Name</translation>
+    </message>
+    <message>
+        <source>Kind</source>
+        <translation>Art</translation>
+    </message>
+    <message>
+        <source>Model</source>
+        <translation>Modell</translation>
+    </message>
+    <message>
+        <source>Firmware</source>
+        <translation>Firmware</translation>
+    </message>
+    <message>
+        <source>Newest firmware</source>
+        <translation>Neueste Firmware</translation>
+    </message>
+    <message>
+        <source>Address</source>
+        <translation>Adresse</translation>
     </message>
 </context>
 </TS>

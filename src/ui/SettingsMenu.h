@@ -9,10 +9,10 @@ namespace vorn::ui {
 
 class PanelOwner;
 
-/// The settings as a menu: four check marks, below them two entries about the program, and on request quit. The
-/// check marks show the owner's answers, read again each time the menu opens and after each change through it.
-/// If the owner cannot launch at login, that entry is disabled and says why. An entry that somebody else inserts
-/// may have a submenu. Main thread only.
+/// The settings as a menu: four check marks, below them two entries about the program, and on request quit.
+/// The check marks show the owner's answers, read again each time the menu opens and after each change
+/// through it. If the owner cannot launch at login, that entry is disabled and says why. An entry that
+/// somebody else inserts may have a submenu. Main thread only.
 class SettingsMenu : public QMenu {
   Q_OBJECT
 

@@ -8,7 +8,7 @@ from vorndesktop.pictures import span
 GERMAN_MENU = [
     "Geräte anzeigen", "Control Room", "Live Room (Aktualisierung 1.4.2 verfügbar)", "Einstellungen",
     "Bei der Anmeldung starten", "Switches anzeigen", "Über Aktualisierungen benachrichtigen",
-    "Nach neuer Firmware suchen", "Vorn Device Finder beenden",
+    "Nach neuer Firmware suchen", "Tastenkürzel", "Über Vorn Device Finder", "Vorn Device Finder beenden",
 ]
 BADGE = (0, 94, 158)
 

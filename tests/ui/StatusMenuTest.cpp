@@ -41,9 +41,9 @@ TEST_F(StatusMenuTest, OffersPanelDevicesSettingsAndQuit) {
   EXPECT_THAT(opened({Device("anna"), Device("berta", {1, 3, 0, 0}, {1, 4, 2, 0})}),
               ElementsAre("Show Devices", "-", "anna", "berta (update 1.4.2 available)", "-", "Settings",
                           "Quit Vorn Device Finder"));
-  EXPECT_THAT(Titles(*fMenu.menu()), ElementsAre("Launch at Login", "Show Switches", "Notify About Updates",
-                                                 "Check for New Firmware", "-", "Keyboard Shortcuts",
-                                                 "About Vorn Device Finder"));
+  EXPECT_THAT(Titles(*fMenu.menu()),
+              ElementsAre("Launch at Login", "Show Switches", "Notify About Updates",
+                          "Check for New Firmware", "-", "Keyboard Shortcuts", "About Vorn Device Finder"));
 }
 
 TEST_F(StatusMenuTest, EntriesOpenTheBareUrl) {

@@ -25,9 +25,10 @@ TEST(TranslationsTest, MenusSpeakGerman) {
   EXPECT_THAT(Titles(*menu.contextMenu()),
               ElementsAre("Geräte anzeigen", "-", "Keine lokalen Geräte gefunden.", "-", "Einstellungen",
                           "Vorn Device Finder beenden"));
-  EXPECT_THAT(Titles(*menu.menu()),
-              ElementsAre("Bei der Anmeldung starten", "Switches anzeigen",
-                          "Über Aktualisierungen benachrichtigen", "Nach neuer Firmware suchen"));
+  EXPECT_THAT(
+      Titles(*menu.menu()),
+      ElementsAre("Bei der Anmeldung starten", "Switches anzeigen", "Über Aktualisierungen benachrichtigen",
+                  "Nach neuer Firmware suchen", "-", "Tastenkürzel", "Über Vorn Device Finder"));
   menu.updateDeviceList(Shared(kUnits));
   emit menu.contextMenu()->aboutToShow();
   EXPECT_EQ(Titles(*menu.contextMenu())[2], "Studio A (Aktualisierung 1.4.2 verfügbar)");
