@@ -53,6 +53,7 @@ QString displayText(const std::string& bytes) {
 }
 
 QString isolatedText(const QString& text) {
+  if (text.isEmpty()) return {};
   const QList<uint> letters = text.toUcs4();
   const bool runsRightToLeft = std::any_of(letters.begin(), letters.end(), [](char32_t c) {
     const QChar::Direction direction = QChar::direction(c);

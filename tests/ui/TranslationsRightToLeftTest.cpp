@@ -5,6 +5,7 @@
 
 #include "tests/ui/PanelFixture.h"
 #include "ui/DeviceWords.h"
+#include "ui/DisplayText.h"
 #include "ui/SettingsMenu.h"
 
 // Runs with an Arabic user's environment, for which there is no catalogue.
@@ -88,6 +89,11 @@ TEST_F(TranslationsRightToLeftTest, TheImageIsAtTheRightAndTheNameBesideIt) {
   EXPECT_FALSE(isDrawn(fUsual, width / 2, width / 2));
   EXPECT_TRUE(isDrawn(fMirrored, width - image, image) && isDrawn(fMirrored, width - image - name, name));
   EXPECT_FALSE(isDrawn(fMirrored, 0, width / 2));
+}
+
+TEST_F(TranslationsRightToLeftTest, NamesKeepTheirOrderInASentenceAndNoNameStaysNone) {
+  EXPECT_EQ(isolatedText("Hall (1)"), "\u2068Hall (1)\u2069");
+  EXPECT_EQ(isolatedText(""), "");
 }
 
 TEST_F(TranslationsRightToLeftTest, TheSettingsButtonIsAtTheLeft) {
