@@ -57,7 +57,11 @@ class Programs:
             listed, announced = set(self._listed().items()), set(self._announced().items())
             raise AssertionError(f"{error}: listed {listed - announced}, announced {announced - listed}") from None
         self.wait(self._newest_are_true, "true newest versions")
-        self.wait(self._menu_is_true, "a true list in the menu")
+        try:
+            self.wait(self._menu_is_true, "a true list in the menu")
+        except DesktopError as error:
+            shown, expected = self._menu()
+            raise AssertionError(f"{error}: shown {sorted(shown)}, expected {sorted(expected.items())}") from None
 
     def _announced(self):
         """What the network announces, by URL: name, type, uid, model, firmware."""
@@ -85,14 +89,18 @@ class Programs:
         )
 
     def _menu_is_true(self):
+        shown, expected = self._menu()
+        return len(shown) == len(expected) and all(_is_entry_of(title, expected) for title in shown)
+
+    def _menu(self):
+        """The titles of the units in the menu, and the firmware of those that must be there by name."""
         entries = {entry["title"]: entry for entry in self.finder.menu()}
         switches = entries["Show Switches"]["checked"]
         expected = {
             _short(name): firmware for name, kind, _, _, firmware in self._announced().values()
             if switches or kind != "plexaswitch"
         }
-        shown = [title for title in entries if title.startswith("Unit ")]
-        return len(shown) == len(expected) and all(_is_entry_of(title, expected) for title in shown)
+        return [title for title in entries if title.startswith("Unit ")], expected
 
     def wait_for_polls(self, count):
         """Waits until both programs have asked every unit so many times more."""
