@@ -14,7 +14,7 @@ for file in "$bin/vorn-device-finder" "$libexec/vorn-device-finder-launcher" "$b
   "$data/icons/hicolor/symbolic/apps/$id-inactive-symbolic.svg" \
   "$man/man1/vorn-device-finder.1" "$man/man1/vorn-device-list.1" \
   "$data/bash-completion/completions/vorn-device-list" "$data/fish/vendor_completions.d/vorn-device-list.fish" \
-  "$zsh/_vorn-device-list"; do
+  "$zsh/_vorn-device-list" "$data/locale/de/LC_MESSAGES/vorn-device-list.mo"; do
   [ -s "$prefix/$file" ] || { echo "not installed: $file"; missing=1; }
 done
 [ "$missing" = 0 ]

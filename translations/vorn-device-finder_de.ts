@@ -249,6 +249,10 @@ Firmware. Läuft das Programm schon, öffnet ein zweiter Start die Geräteliste.
         <source>Close the panel</source>
         <translation>Das Fenster schließen</translation>
     </message>
+    <message>
+        <source>Close</source>
+        <translation>Schließen</translation>
+    </message>
 </context>
 <context>
     <name>vorn::ui::SettingsMenu</name>

@@ -69,7 +69,6 @@ void PrepareProcess() {
   vorn::RaiseDescriptorLimit();
   SurviveClosedPipes();
   Log::details::gFile = stderr;
-  Log::details::gUseSyslog = vorn::StandardErrorIsJournal();  // with the level of each line
   Log::details::s_use_color = ::isatty(STDERR_FILENO) == 1;
   vorn::SystemDNSSD::Instance();
   DeviceList::InitHTTP();

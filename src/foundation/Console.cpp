@@ -67,10 +67,6 @@ void WriteToConsole(std::string_view message) noexcept {
   std::fwrite(line.data(), 1, static_cast<std::size_t>(end - line.begin()), stderr);
 }
 
-bool StandardErrorIsJournal() noexcept {
-  return kIsJournal;
-}
-
 OutputResult WriteToStandardOutput(std::string_view text) {
   while (!text.empty()) {
     const ssize_t written = ::write(STDOUT_FILENO, text.data(), text.size());

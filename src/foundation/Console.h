@@ -13,10 +13,6 @@ namespace vorn {
 /// ignored.
 void WriteToConsole(std::string_view message) noexcept;
 
-/// Whether standard error led to systemd's journal when the program was loaded: the environment's
-/// JOURNAL_STREAM names its device and inode. Any thread.
-[[nodiscard]] bool StandardErrorIsJournal() noexcept;
-
 /// The part of a stranger's text that a message quotes: its first 200 bytes.
 [[nodiscard]] std::string Excerpt(const std::string& text);
 

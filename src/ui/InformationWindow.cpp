@@ -4,6 +4,8 @@
 #include <QDialogButtonBox>
 #include <QLabel>
 #include <QPushButton>
+#include <QScreen>
+#include <QScrollArea>
 #include <QVBoxLayout>
 #include <utility>
 #include <vector>
@@ -39,20 +41,28 @@ Rows licences() {
 
 }  // namespace
 
-InformationWindow::InformationWindow(const QString& title, const QString& text) {
+InformationWindow::InformationWindow(const QString& title) : fWords(new QLabel) {
   setWindowTitle(title);
   setAttribute(Qt::WA_DeleteOnClose);
   connect(qApp, &QCoreApplication::aboutToQuit, this, &QObject::deleteLater);
-  auto* words = new QLabel(text, this);
-  words->setTextFormat(Qt::RichText);
-  words->setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
-  auto* buttons = new QDialogButtonBox(QDialogButtonBox::Close, this);
+  fWords->setTextFormat(Qt::RichText);
+  fWords->setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
+  auto* area = new QScrollArea(this);  // the text may be larger than a small screen
+  area->setFrameShape(QFrame::NoFrame);
+  area->setWidgetResizable(true);
+  area->setWidget(fWords);
+  auto* buttons = new QDialogButtonBox(this);
+  QPushButton* button = buttons->addButton(tr("Close"), QDialogButtonBox::RejectRole);
   connect(buttons, &QDialogButtonBox::rejected, this, &QDialog::reject);
   auto* content = new QVBoxLayout(this);
-  content->addWidget(words);
+  content->addWidget(area);
   content->addWidget(buttons);
-  content->setSizeConstraint(QLayout::SetFixedSize);
-  buttons->button(QDialogButtonBox::Close)->setFocus();
+  button->setFocus();
+}
+
+void InformationWindow::setText(const QString& text) {
+  fWords->setText(text);
+  resize(sizeHint().boundedTo(screen()->availableSize()));
 }
 
 void InformationWindow::present(const QString& title, const QString& text) {
@@ -61,7 +71,8 @@ void InformationWindow::present(const QString& title, const QString& text) {
     auto* open = qobject_cast<InformationWindow*>(widget);
     if (open && open->isVisible() && open->windowTitle() == title) window = open;
   }
-  if (!window) window = new InformationWindow(title, text);
+  if (!window) window = new InformationWindow(title);
+  window->setText(text);
   window->show();
   window->raise();
   window->activateWindow();

@@ -3,6 +3,8 @@
 #include <QDialog>
 #include <QString>
 
+class QLabel;
+
 namespace vorn::ui {
 
 /// A small window with words about the program, made when it is asked for. It stays open without the panel
@@ -22,11 +24,14 @@ class InformationWindow : public QDialog {
   [[nodiscard]] static QString keyboardShortcutsTitle();
 
  private:
-  /// `text` may have markup.
-  InformationWindow(const QString& title, const QString& text);
+  explicit InformationWindow(const QString& title);
+  /// `text` may have markup. The window gets its size, but never more than the screen's free area.
+  void setText(const QString& text);
 
   /// Shows the window with this title: the one that is open, or a new one.
   static void present(const QString& title, const QString& text);
+
+  QLabel* const fWords;
 };
 
 }  // namespace vorn::ui

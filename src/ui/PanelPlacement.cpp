@@ -63,7 +63,8 @@ QRect withoutItem(const QRect& usable, const QRect& item, Edge edge) {
 bool liesOnABar(const std::vector<PlacementScreen>& screens, const QPoint& point, int hidden) {
   return std::any_of(screens.begin(), screens.end(), [&](const PlacementScreen& screen) {
     const QRect inside = screen.geometry.adjusted(hidden, hidden, -hidden, -hidden);
-    return screen.geometry.contains(point) && !inside.intersected(screen.usable).contains(point);
+    const QRect whole = screen.geometry.adjusted(0, 0, 1, 1);  // currentScreens may have made it smaller
+    return whole.contains(point) && !inside.intersected(screen.usable).contains(point);
   });
 }
 

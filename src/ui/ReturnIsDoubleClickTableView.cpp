@@ -128,7 +128,9 @@ void ReturnIsDoubleClickTableView::askForMenuOfSelectedRow() {
   if (row < 0 || !fExtendedDelegate) return;
   const QModelIndex index = model()->index(row, 0);
   scrollTo(index);
-  const QPoint below(visualRect(index).left() + kMenuIndent, visualRect(index).bottom());
+  const QRect place = visualRect(index);
+  const int x = isRightToLeft() ? place.right() - kMenuIndent : place.left() + kMenuIndent;
+  const QPoint below(x, place.bottom());
   fExtendedDelegate->tableViewMenuForRow(this, row, MenuBy::Key, viewport()->mapToGlobal(below));
 }
 
@@ -189,8 +191,8 @@ ReturnIsDoubleClickTableView::ScrollPosition::ScrollPosition(ReturnIsDoubleClick
 }
 
 void ReturnIsDoubleClickTableView::ScrollPosition::restore() {
+  fTable.executeDelayedItemsLayout();  // also for who asks what is where after this
   if (!fTop.isValid()) return;
-  fTable.executeDelayedItemsLayout();
   QScrollBar* bar = fTable.verticalScrollBar();
   bar->setValue(bar->value() + fTable.visualRect(fTop).top() - fOffset);
 }

@@ -560,7 +560,7 @@ def start_beside(desktop):
 def test_settings_that_a_stopped_process_locks_are_named_at_the_end(desktop, holder):
     end(start_beside(desktop), desktop)
     assert "Not saved in" in desktop.console()
-    assert "settings.conf (another program holds its lock): AlreadyRun\n" in desktop.console()
+    assert "settings.conf (another program holds its lock): AlreadyRun, firstRunWords\n" in desktop.console()
     assert not desktop.settings().exists()
 
 

@@ -2,7 +2,7 @@
 
 import pytest
 
-from finder import Finder
+from finder import WINDOWS, Finder
 from swaydesktop import SwayDesktop
 from vornstudio import Studio
 
@@ -50,9 +50,9 @@ def test_the_panel_leaves_both_bars_free_and_shows_its_settings_button(finder, e
     assert BAR <= y <= y + height <= desktop.height - BAR
     gap = y - BAR if edge == "top" else desktop.height - BAR - y - height
     assert gap <= scale + 1  # the bar's own line, and what rounding leaves
-    before = len(desktop.windows("^vorn-device-finder$"))
+    before = len(desktop.windows(WINDOWS))
     desktop.click(x + width - 20 * scale, y + height - 20 * scale)
-    finder.wait(lambda: len(desktop.windows("^vorn-device-finder$")) > before, "the settings menu")
+    finder.wait(lambda: len(desktop.windows(WINDOWS)) > before, "the settings menu")
 
 
 @pytest.mark.parametrize("finder", [EIGHT], indirect=True)

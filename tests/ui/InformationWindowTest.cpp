@@ -4,6 +4,7 @@
 #include <QApplication>
 #include <QLabel>
 #include <QPointer>
+#include <QScreen>
 #include <QTest>
 #include <QTextDocument>
 #include <vector>
@@ -51,6 +52,20 @@ TEST_F(InformationWindowTest, SaysWhichProgramThisIsAndWhomItAsks) {
 TEST_F(InformationWindowTest, SaysThatItAsksNobody) {
   InformationWindow::showAbout({});
   EXPECT_TRUE(words().contains("It does not ask for new firmware."));
+}
+
+TEST_F(InformationWindowTest, SaysWhatIsTrueNowAlsoInAWindowThatIsOpen) {
+  InformationWindow::showAbout("http://updates.vorn.example/api/");
+  InformationWindow::showAbout({});
+  ASSERT_THAT(windows(), SizeIs(1));
+  EXPECT_TRUE(words().contains("It does not ask for new firmware."));
+}
+
+TEST_F(InformationWindowTest, LeavesTheScreenVisibleWhateverItSays) {
+  InformationWindow::showAbout("http://" + QString(3000, u'x') + "/api/");
+  const QSize free = windows().at(0)->screen()->availableSize();
+  EXPECT_LE(windows()[0]->width(), free.width());
+  EXPECT_LE(windows()[0]->height(), free.height());
 }
 
 TEST_F(InformationWindowTest, ShowsAnAddressLiterally) {

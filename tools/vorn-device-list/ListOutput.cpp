@@ -32,6 +32,12 @@ std::vector<std::string> LinesOf(const std::string& text) {
   return lines;
 }
 
+// /dev/stdout and its like stand for open files, which others write too.
+bool IsOpenFile(const std::filesystem::path& path) {
+  const auto folder = path.lexically_normal().parent_path();
+  return folder == "/dev" || folder == "/dev/fd" || folder.native().starts_with("/proc/");
+}
+
 // Why the file could not be replaced; empty if it was. Another kind of file stays: a device or a pipe would
 // become a regular file.
 std::string ReplaceIfRegular(const std::string& file, std::string_view text) {
@@ -39,6 +45,7 @@ std::string ReplaceIfRegular(const std::string& file, std::string_view text) {
   std::error_code error;
   auto path = std::filesystem::absolute(file, error);
   if (error) return error.message();
+  if (IsOpenFile(path)) return Translated("it is no regular file");
   path = FileBehindLinks(std::move(path));
   const auto status = std::filesystem::status(path, error);
   const bool isOther = std::filesystem::exists(status) && !std::filesystem::is_regular_file(status);

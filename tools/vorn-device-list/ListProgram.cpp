@@ -3,6 +3,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <functional>
 #include <memory>
 #include <set>
@@ -190,13 +191,16 @@ class ListRun {
   // page.
   void EndWatch() {
     if (fLeaves || !fOptions.watch) return;
-    (void)fOutput.Finish();
+    fCouldNotWrite = fOutput.Finish() == OutputResult::kFailed;
     const DiscoveryHint hint = fStatus.Hint();
     if (fInPlace && CannotLook(hint)) WriteToConsole(ReasonText(hint));
   }
 
   // Any thread.
-  [[nodiscard]] int ExitCodeOf(int signal) const { return fOptions.watch ? kListed : kInterrupted + signal; }
+  [[nodiscard]] int ExitCodeOf(int signal) const {
+    if (!fOptions.watch) return kInterrupted + signal;
+    return fCouldNotWrite ? kFailed : kListed;
+  }
 
   const Options fOptions;
   const DeviceList::UpdateServer fServer;
@@ -209,7 +213,8 @@ class ListRun {
   RunLoopTimer fDueTimer;
   RunLoopTimer fSurroundingsTimer;  ///< runs if a watch is drawn in place or reports
   int fExitCode = kListed;
-  bool fLeaves = false;  ///< the exit status is decided
+  std::atomic<bool> fCouldNotWrite{false};  ///< at the end of a watch
+  bool fLeaves = false;                     ///< the exit status is decided
 };
 
 }  // namespace

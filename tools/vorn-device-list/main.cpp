@@ -44,7 +44,6 @@ void PrepareOutput() {
 void PrepareProcess(const Options& options) {
   vorn::KeepHeapSmall();
   Log::details::gFile = stderr;
-  Log::details::gUseSyslog = vorn::StandardErrorIsJournal();  // with the level of each line
   Log::details::s_use_color = ::isatty(STDERR_FILENO) != 0;
   vorn::RaiseDescriptorLimit();
   vorn::devicelisttool::BlockSignals(vorn::devicelisttool::ListOutput::DrawsInPlace(options));
