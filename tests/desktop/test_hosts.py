@@ -171,7 +171,8 @@ def test_the_context_menu_offers_everything(finder):
     live_room = "Live Room (update 1.4.2 available)"
     assert [entry["title"] for entry in finder.menu()] == [
         "Show Devices", "Control Room", live_room, "Settings", "Launch at Login", "Show Switches",
-        "Notify About Updates", "Check for New Firmware", "Quit Vorn Device Finder",
+        "Notify About Updates", "Check for New Firmware", "Keyboard Shortcuts", "About Vorn Device Finder",
+        "Quit Vorn Device Finder",
     ]
     finder.choose_in_menu(live_room)
     finder.wait_for_page("http://live-room.local/")

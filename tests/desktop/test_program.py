@@ -6,7 +6,7 @@ from vorndesktop import stays
 
 SWITCH = "Attic, AVB switch, firmware 3.0.4+12"
 SETTINGS = ".config/vorn-device-finder/settings.conf"
-LAUNCH_AT_LOGIN, SHOW_SWITCHES, NOTIFY, CHECK, QUIT = 1, 2, 3, 4, 5  # positions in the settings menu
+LAUNCH_AT_LOGIN, SHOW_SWITCHES, NOTIFY, CHECK, QUIT = 1, 2, 3, 4, 7  # positions in the settings menu
 
 
 def login_entry(finder):
