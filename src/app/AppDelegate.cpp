@@ -16,7 +16,6 @@ using DeviceList::ExtendedDeviceInfo;
 
 constexpr char kShowSwitches[] = "showSwitches";
 constexpr char kNotify[] = "notify";
-constexpr char kAlreadyRun[] = "AlreadyRun";
 constexpr char kFirstRunWords[] = "firstRunWords";  // true until they were read
 
 constexpr char kDriverModel[] = "driver";
@@ -70,11 +69,11 @@ void AppDelegate::makeDeviceList() {
 }
 
 void AppDelegate::prepareLoginItem() {
-  const bool hasRun = fDefaults->GetBool(kAlreadyRun);
+  const bool hasRun = fDefaults->GetBool(DeviceList::kAlreadyRun);
   if (!hasRun && fDefaults->StoreCondition() == UserDefaults::Condition::kWhole) {
     setLaunchOnLogin(true);
     fDefaults->SetBool(kFirstRunWords, true);
-    fDefaults->SetBool(kAlreadyRun, true);
+    fDefaults->SetBool(DeviceList::kAlreadyRun, true);
     return;
   }
   if (!hasRun) assumeEarlierChoices();
@@ -97,7 +96,7 @@ void AppDelegate::assumeEarlierChoices() {
   if (fDefaults->StoreCondition() == UserDefaults::Condition::kUnread) return;
   fDefaults->SetBool(kNotify, notify());
   fDefaults->SetBool(DeviceList::kCheckForUpdates, checkForUpdates());
-  fDefaults->SetBool(kAlreadyRun, true);
+  fDefaults->SetBool(DeviceList::kAlreadyRun, true);
 }
 
 void AppDelegate::takeList(DeviceList::SharedUnits list) {

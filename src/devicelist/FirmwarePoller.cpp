@@ -15,7 +15,6 @@ namespace {
 
 constexpr std::string_view kPathEnd = "/api/";
 constexpr char kServerSetting[] = "updateServerRoot";
-constexpr char kAlreadyRun[] = "AlreadyRun";  // the application stores it at its first run
 
 bool IsAPIRoot(const std::string& text) {
   // The request's path is appended to the text, so the text itself must end in this way, and not only its

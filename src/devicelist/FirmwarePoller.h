@@ -20,6 +20,10 @@ inline constexpr char kReleaseChannel[] = "release";
 /// The user's setting, a bool: whether the update server is asked at all.
 inline constexpr char kCheckForUpdates[] = "checkForUpdates";
 
+/// The application's own mark in the settings, a bool: its first run is over, so the user may have made
+/// choices.
+inline constexpr char kAlreadyRun[] = "AlreadyRun";
+
 /// The update server for firmware pollers: a checked API root. A plain value; any thread.
 class UpdateServer {
  public:
