@@ -75,10 +75,10 @@
         <translation>, </translation>
     </message>
     <message numerus="yes">
-        <source>and %n more…</source>
+        <source>All Devices (%n)...</source>
         <translation>
-            <numerusform>und %n weiteres Gerät …</numerusform>
-            <numerusform>und %n weitere Geräte …</numerusform>
+            <numerusform>Alle Geräte (%n) …</numerusform>
+            <numerusform>Alle Geräte (%n) …</numerusform>
         </translation>
     </message>
     <message numerus="yes">

@@ -4,10 +4,10 @@
 <context>
     <name>DeviceWords</name>
     <message numerus="yes">
-        <source>and %n more…</source>
+        <source>All Devices (%n)...</source>
         <translation>
-            <numerusform>and %n more…</numerusform>
-            <numerusform>and %n more…</numerusform>
+            <numerusform>All Devices (%n)...</numerusform>
+            <numerusform>All Devices (%n)...</numerusform>
         </translation>
     </message>
     <message numerus="yes">

@@ -73,14 +73,16 @@ class Bar:
         return str(known[0]).partition("/")[::2] if known else None
 
     def units(self):
-        """How many units the item's menu names."""
+        """How many units the item's menu lists. If it does not name all of them, it says how many there are."""
         try:
             connection, path = self.item()
             menu = str(self._property(connection, "/" + path, ITEM, "Menu"))
             _, (_, _, entries) = self._bus.call_blocking(
                 connection, menu, "com.canonical.dbusmenu", "GetLayout", "iias", (0, -1, [])
             )
-            return sum("Unit " in str(properties.get("label", "")) for _, properties, _ in entries)
+            shown = [str(properties.get("label", "")) for _, properties, _ in entries if properties.get("visible", True)]
+            counts = [int(found[1]) for label in shown if (found := re.match(r"All Devices \((\d+)\)", label))]
+            return counts[0] if counts else sum("Unit " in label for label in shown)
         except (self._error, TypeError):
             return 0  # the item is still being made
 

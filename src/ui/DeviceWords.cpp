@@ -94,9 +94,8 @@ QString nothingListedWords() {
   return coreText(DeviceList::kNoUnitsText);
 }
 
-QString moreDevicesWords(std::size_t count) {
-  const int number = static_cast<int>(count);
-  return QCoreApplication::translate("DeviceWords", "and %n more\u2026", nullptr, number);
+QString allDevicesWords(std::size_t count) {
+  return QCoreApplication::translate("DeviceWords", "All Devices (%n)...", nullptr, static_cast<int>(count));
 }
 
 QString hintWords(DeviceList::DiscoveryHint hint, bool nothingListed) {

@@ -43,8 +43,8 @@ namespace vorn::ui {
 [[nodiscard]] QString listWords(const std::vector<DeviceList::ExtendedDeviceInfo>& list,
                                 DeviceList::DiscoveryHint hint);
 
-/// The entry for the devices that a menu does not name.
-[[nodiscard]] QString moreDevicesWords(std::size_t count);
+/// The entry for all devices, in a menu that does not name each of them.
+[[nodiscard]] QString allDevicesWords(std::size_t count);
 
 /// Why nothing, or nothing new, may be listed; empty if there is nothing to say.
 [[nodiscard]] QString hintWords(DeviceList::DiscoveryHint hint, bool nothingListed);

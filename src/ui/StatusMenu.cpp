@@ -26,22 +26,19 @@ QString entryTitle(const ExtendedDeviceInfo& info) {
              : StatusMenu::tr("%1 (%2)", "a unit's name, and that there is an update").arg(name, update);
 }
 
-bool haveSameTitle(const ExtendedDeviceInfo& a, const ExtendedDeviceInfo& b) {
-  return a.name == b.name && a.firmwareVersion == b.firmwareVersion && a.latestVersion == b.latestVersion;
-}
-
 }  // namespace
 
-StatusMenu::StatusMenu(PanelOwner& owner, QObject* parent, std::chrono::milliseconds settingsPeriod)
-    : QObject(parent), fOwner(owner) {
+StatusMenu::StatusMenu(PanelOwner& owner, QObject* parent, std::chrono::milliseconds settingsPeriod,
+                       std::chrono::milliseconds longestOpening)
+    : QObject(parent), fOwner(owner), fList(std::make_shared<const std::vector<ExtendedDeviceInfo>>()) {
   QAction* show = fMenu.addAction(tr("Show Devices"));
   connect(show, &QAction::triggered, this, [this] { fOwner.setPanelVisible(true); });
   fMenu.addSeparator();
   fPlaceholder = fMenu.addAction(nothingListedWords());
   fPlaceholder->setEnabled(false);
-  fMore = fMenu.addAction(QString());
-  fMore->setVisible(false);
-  connect(fMore, &QAction::triggered, this, [this] { fOwner.setPanelVisible(true); });
+  fAllDevices = fMenu.addAction(QString());
+  fAllDevices->setVisible(false);
+  connect(fAllDevices, &QAction::triggered, this, [this] { fOwner.setPanelVisible(true); });
   fHint = fMenu.addAction(QString());
   fHint->setEnabled(false);
   fHint->setVisible(false);
@@ -56,7 +53,11 @@ StatusMenu::StatusMenu(PanelOwner& owner, QObject* parent, std::chrono::millisec
   fListTimer.setSingleShot(true);
   fListTimer.setInterval(kCollect);
   connect(&fListTimer, &QTimer::timeout, this, &StatusMenu::takeOverList);
+  fOpening.setSingleShot(true);
+  fOpening.setInterval(longestOpening);
+  connect(&fOpening, &QTimer::timeout, this, &StatusMenu::takeOverList);
   connect(&fMenu, &QMenu::aboutToShow, this, &StatusMenu::aboutToShow);
+  connect(&fMenu, &QMenu::aboutToHide, this, &StatusMenu::aboutToHide);
   connect(&fSettingsTimer, &QTimer::timeout, fSettings, &SettingsMenu::menuNeedsUpdate);
   connect(&fSettingsTimer, &QTimer::timeout, this, &StatusMenu::showHint);
   fSettingsTimer.start(settingsPeriod);
@@ -85,48 +86,72 @@ void StatusMenu::updateDeviceList(DeviceList::SharedUnits list) {
 }
 
 void StatusMenu::aboutToShow() {
+  fOpening.stop();               // a host that never reports the closing opens it again
   fSettings->menuNeedsUpdate();  // hosts need not report that they open a submenu
-  if (fListTimer.isActive()) {
-    takeOverList();
-  } else {
-    showHint();
-  }
+  takeOverList();
+  fOpening.start();
+}
+
+// The user's choice may arrive after this report, so its entry stays a moment longer.
+void StatusMenu::aboutToHide() {
+  fOpening.stop();
+  fListTimer.start();
+}
+
+bool StatusMenu::isOpen() const {
+  return fOpening.isActive() || fMenu.isVisible();
 }
 
 void StatusMenu::takeOverList() {
   fListTimer.stop();
+  if (isOpen()) {
+    updateInPlace();
+    return;
+  }
   const Devices devices = devicesToShow();
   removeGoneEntries(devices);
   placeEntries(devices);
-  fShown = fList;
   fPlaceholder->setVisible(fEntries.empty());
+  showHint();
+}
+
+void StatusMenu::updateInPlace() {
+  for (const Entry& entry : fEntries) {
+    const auto device = std::ranges::find(*fList, entry.url, &ExtendedDeviceInfo::url);
+    entry.action->setEnabled(device != fList->end());
+    if (device != fList->end()) setLiteralText(*entry.action, entryTitle(*device), fForm);
+  }
   showHint();
 }
 
 void StatusMenu::showHint() {
   const QString words = fHintSource ? hintWords(fHintSource(), fEntries.empty()) : QString();
+  const bool isMove = words.isEmpty() == fHint->isVisible();
+  if (isMove && isOpen()) return;
   setLiteralText(*fHint, words, fForm);
   fHint->setVisible(!words.isEmpty());
 }
 
-// One for each url. Says in the menu how many more there are.
+// One for each url. Says in the menu how many there are.
 StatusMenu::Devices StatusMenu::devicesToShow() {
   Devices devices;
   std::unordered_set<std::string_view> urls;
   for (const ExtendedDeviceInfo& device : *fList) {
-    if (urls.insert(device.url).second && devices.size() < kMaxEntries) devices.push_back(&device);
+    if (urls.insert(device.url).second) devices.push_back(&device);
   }
-  const std::size_t others = urls.size() - devices.size();
-  if (others > 0) setLiteralText(*fMore, moreDevicesWords(others), fForm);
-  fMore->setVisible(others > 0);
+  std::ranges::stable_partition(
+      devices, [](const ExtendedDeviceInfo* device) { return DeviceList::UpdateAvailable(*device); });
+  const bool areTooMany = devices.size() > kMaxEntries;
+  if (areTooMany) setLiteralText(*fAllDevices, allDevicesWords(devices.size()), fForm);
+  fAllDevices->setVisible(areTooMany);
+  if (areTooMany) devices.resize(kMaxEntries);
   return devices;
 }
 
 void StatusMenu::removeGoneEntries(const Devices& devices) {
-  std::unordered_set<std::string_view> urls;
-  for (const ExtendedDeviceInfo* device : devices) urls.insert(device->url);
   std::erase_if(fEntries, [&](const Entry& entry) {
-    if (urls.contains(entry.device->url)) return false;
+    const auto isItsDevice = [&](const ExtendedDeviceInfo* device) { return device->url == entry.url; };
+    if (std::ranges::any_of(devices, isItsDevice)) return false;
     fMenu.removeAction(entry.action);
     entry.action->deleteLater();  // it may be the one that is being triggered
     return true;
@@ -138,21 +163,17 @@ void StatusMenu::removeGoneEntries(const Devices& devices) {
 void StatusMenu::placeEntries(const Devices& devices) {
   for (std::size_t at = 0; at < devices.size(); ++at) {
     const ExtendedDeviceInfo& device = *devices[at];
-    const auto place = fEntries.begin() + static_cast<std::ptrdiff_t>(at);
-    const auto known = std::find_if(place, fEntries.end(),
-                                    [&](const Entry& entry) { return entry.device->url == device.url; });
-    const bool isNew = known == fEntries.end();
-    const Entry entry{&device, isNew ? makeEntry(device.url) : known->action};
-    if (isNew || !haveSameTitle(*known->device, device)) {
-      setLiteralText(*entry.action, entryTitle(device), fForm);
-    }
-    if (!isNew && known == place) {
-      *place = entry;
-      continue;
-    }
-    fMenu.insertAction(place == fEntries.end() ? fMore : place->action, entry.action);
-    if (!isNew) fEntries.erase(known);
-    fEntries.insert(fEntries.begin() + static_cast<std::ptrdiff_t>(at), entry);
+    std::size_t known = at;
+    while (known < fEntries.size() && fEntries[known].url != device.url) ++known;
+    const bool isNew = known == fEntries.size();
+    if (isNew) fEntries.push_back({device.url, makeEntry(device.url)});
+    QAction* const action = fEntries[known].action;
+    setLiteralText(*action, entryTitle(device), fForm);
+    action->setEnabled(true);
+    if (isNew || known != at) fMenu.insertAction(known == at ? fAllDevices : fEntries[at].action, action);
+    const auto first = fEntries.begin();
+    std::rotate(first + static_cast<std::ptrdiff_t>(at), first + static_cast<std::ptrdiff_t>(known),
+                first + static_cast<std::ptrdiff_t>(known) + 1);
   }
 }
 

@@ -147,10 +147,13 @@ class Finder:
 
     def panel(self):
         """The panel as assistive tools see it; None while there is none."""
+        return next((window for window in self._assistive().windows(NAME) if window.role == "dialog"), None)
+
+    def _assistive(self):
         if self._accessibility is None:
             self._accessibility = Accessibility(self.desktop.bus_address)
-        windows = self._accessibility.windows(NAME)
-        return next((window for window in windows if window.role == "dialog"), None)
+            self._accessibility.ask_for_changes()
+        return self._accessibility
 
     def rows(self):
         """The texts of the panel's rows; empty while there is no panel."""
@@ -215,7 +218,8 @@ class Finder:
         self.wait(lambda: set(titles) <= {entry["title"] for entry in self.menu()}, f"the entries {titles}")
 
     def menu(self):
-        """The item's context menu as the host gets it: title, check mark and number of each entry."""
+        """The item's context menu as the host gets it: title, check mark, number of each entry, and whether it can be
+        chosen."""
         connection, path = self.item()[0], self.item_property("Menu")
         _, (_, _, entries) = self._bus.call_blocking(
             connection, str(path), MENU, "GetLayout", "iias", (0, -1, [])
@@ -234,6 +238,16 @@ class Finder:
         return self._bus.call_blocking(
             service, path, "org.freedesktop.DBus.Properties", "Get", "ss", (interface, name)
         )
+
+    def open_drawn_menu(self):
+        """Opens the item's menu in a bar for which the program draws it."""
+        self._assistive()  # reads what appears from now on
+        self.desktop.click(*self.place, 3)
+        return self.wait(self.drawn_menu, "the drawn menu")
+
+    def drawn_menu(self):
+        """The item's menu that the program draws, as assistive tools see it; None while it is closed."""
+        return self._assistive().menu(NAME, "Show Devices")
 
     # --- what it left behind ----------------------------------------------------------------------
 
@@ -267,6 +281,7 @@ def _shown(label):
 def _entries(node):
     number, properties, children = node
     title = _shown(str(properties.get("label", "")))
-    mine = {"title": title, "number": int(number), "checked": bool(properties.get("toggle-state", 0))}
+    mine = {"title": title, "number": int(number), "checked": bool(properties.get("toggle-state", 0)),
+            "enabled": bool(properties.get("enabled", True))}
     shown = bool(properties.get("visible", True)) and properties.get("type", "") != "separator"
     return ([mine] if shown else []) + [entry for child in children for entry in _entries(child)]

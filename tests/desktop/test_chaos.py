@@ -24,6 +24,7 @@ STEPS = 8  # between two rests
 FEWEST_RESTS = 4
 PATIENCE = 240.0  # seconds until every list is true: an address that nobody withdrew is believed for 120 s
 LONGEST_STALL = 2.0  # seconds
+MOST_NAMED = 12  # the most devices that the status item's menu names
 MORE_MEMORY = int(os.environ.get("VORN_CHAOS_MEMORY", "512"))  # KiB that the allocator may keep more
 MORE_THREADS = 2
 MORE_DESCRIPTORS = 3
@@ -90,7 +91,15 @@ class Programs:
 
     def _menu_is_true(self):
         shown, expected = self._menu()
-        return len(shown) == len(expected) and all(_is_entry_of(title, expected) for title in shown)
+        count = [f"All Devices ({len(expected)})..."] if len(expected) > MOST_NAMED else []
+        named = shown[:len(shown) - len(count)]
+        outdated = ["(update " in title for title in named]
+        return (
+            shown == named + count
+            and len(named) == min(len(expected), MOST_NAMED)
+            and all(_is_entry_of(title, expected) for title in named)
+            and outdated == sorted(outdated, reverse=True)
+        )
 
     def _menu(self):
         """The titles of the units in the menu, and the firmware of those that must be there by name."""
@@ -100,7 +109,7 @@ class Programs:
             _short(name): firmware for name, kind, _, _, firmware in self._announced().values()
             if switches or kind != "plexaswitch"
         }
-        return [title for title in entries if title.startswith("Unit ")], expected
+        return [title for title in entries if title.startswith(("Unit ", "All Devices "))], expected
 
     def wait_for_polls(self, count):
         """Waits until both programs have asked every unit so many times more."""

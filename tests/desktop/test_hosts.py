@@ -170,7 +170,7 @@ def test_the_context_menu_offers_everything(finder):
     finder.wait_until_listed(MENU_ENTRIES)
     live_room = "Live Room (update 1.4.2 available)"
     assert [entry["title"] for entry in finder.menu()] == [
-        "Show Devices", "Control Room", live_room, "Settings", "Launch at Login", "Show Switches",
+        "Show Devices", live_room, "Control Room", "Settings", "Launch at Login", "Show Switches",
         "Notify About Updates", "Check for New Firmware", "Keyboard Shortcuts", "About Vorn Device Finder",
         "Quit Vorn Device Finder",
     ]

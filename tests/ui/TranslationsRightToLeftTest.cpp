@@ -57,7 +57,7 @@ class TranslationsRightToLeftTest : public PanelFixture {
 TEST_F(TranslationsRightToLeftTest, TextsWithoutTranslationStayAsTheyAre) {
   EXPECT_TRUE(QGuiApplication::isRightToLeft());
   EXPECT_EQ(nothingListedWords(), "No Local Devices Found.");
-  EXPECT_EQ(moreDevicesWords(2), "and 2 more\u2026");
+  EXPECT_EQ(allDevicesWords(2), "All Devices (2)...");
 }
 
 TEST_F(TranslationsRightToLeftTest, TheBadgeIsOnTheOtherSideWithItsArrowAtItsBeginning) {

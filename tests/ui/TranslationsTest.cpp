@@ -35,8 +35,9 @@ TEST(TranslationsTest, MenusSpeakGerman) {
 }
 
 TEST(TranslationsTest, NumbersChooseTheirPlural) {
-  EXPECT_EQ(moreDevicesWords(1), "und 1 weiteres Gerät …");
-  EXPECT_EQ(moreDevicesWords(2), "und 2 weitere Geräte …");
+  EXPECT_EQ(listWords({Device("anna")}, DeviceList::DiscoveryHint::kNone), "1 Gerät");
+  EXPECT_EQ(listWords(kThree, DeviceList::DiscoveryHint::kNone), "3 Geräte");
+  EXPECT_EQ(allDevicesWords(300), "Alle Geräte (300) …");
 }
 
 TEST(TranslationsTest, RowsAreReadAloudInGerman) {
