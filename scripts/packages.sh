@@ -27,7 +27,7 @@ packages_for() {
         trayer i3-wm
       ;;
     package)
-      echo build-essential dpkg-dev debhelper lintian binutils git libcurl4-gnutls-dev libgtest-dev libgmock-dev
+      echo build-essential dpkg-dev debhelper lintian binutils git libcurl4-gnutls-dev libgtest-dev libgmock-dev locales
       ;;
     fresh)
       echo debootstrap

@@ -27,7 +27,7 @@ def fields(path, name):
 
 def test_the_packages_are_built_with_what_the_commands_install():
     (needed,) = fields("control", "Build-Depends")
-    tests = {"libgmock-dev", "libgtest-dev"}
+    tests = {"libgmock-dev", "libgtest-dev", "locales"}
     assert needed - {"debhelper-compat"} == packages_for("build") | tests
 
 
