@@ -95,7 +95,8 @@ QString nothingListedWords() {
 }
 
 QString allDevicesWords(std::size_t count) {
-  return QCoreApplication::translate("DeviceWords", "All Devices (%n)...", nullptr, static_cast<int>(count));
+  const int number = static_cast<int>(count);
+  return QCoreApplication::translate("DeviceWords", "All Devices (%n)...", nullptr, number);
 }
 
 QString hintWords(DeviceList::DiscoveryHint hint, bool nothingListed) {

@@ -6,7 +6,7 @@ from conftest import LIVE_ROOM, MENU_ENTRIES
 from vorndesktop.pictures import span
 
 GERMAN_MENU = [
-    "Geräte anzeigen", "Control Room", "Live Room (Aktualisierung 1.4.2 verfügbar)", "Einstellungen",
+    "Geräte anzeigen", "Live Room (Aktualisierung 1.4.2 verfügbar)", "Control Room", "Einstellungen",
     "Bei der Anmeldung starten", "Switches anzeigen", "Über Aktualisierungen benachrichtigen",
     "Nach neuer Firmware suchen", "Tastenkürzel", "Über Vorn Device Finder", "Vorn Device Finder beenden",
 ]
