@@ -139,7 +139,9 @@ StatusMenu::Devices StatusMenu::devicesToShow() {
   for (const ExtendedDeviceInfo& device : *fList) {
     if (urls.insert(device.url).second) devices.push_back(&device);
   }
-  const auto hasUpdate = [](const ExtendedDeviceInfo* device) { return DeviceList::UpdateAvailable(*device); };
+  const auto hasUpdate = [](const ExtendedDeviceInfo* device) {
+    return DeviceList::UpdateAvailable(*device);
+  };
   std::stable_partition(devices.begin(), devices.end(), hasUpdate);
   const bool areTooMany = devices.size() > kMaxEntries;
   if (areTooMany) setLiteralText(*fAllDevices, allDevicesWords(devices.size()), fForm);
