@@ -141,7 +141,7 @@ QRect TableCellView::drawBadge(QPainter& painter, const QStyleOptionViewItem& op
 }
 
 QString TableCellView::secondLine(const QFontMetrics& metrics, int width) const {
-  const QString whole = detailLine({fModel, fDetails});
+  QString whole = detailLine({fModel, fDetails});
   if (metrics.horizontalAdvance(whole) <= width) return whole;
   if (fModel.isEmpty() || fDetails.isEmpty()) return metrics.elidedText(whole, Qt::ElideMiddle, width);
   const QString model = metrics.elidedText(

@@ -63,7 +63,7 @@ QString modelWords(const DeviceList::ExtendedDeviceInfo& info) {
 
 QString firmwareWords(const DeviceList::ExtendedDeviceInfo& info) {
   if (!info.firmwareVersion) return {};
-  const QString installed = releaseWords(*info.firmwareVersion);
+  QString installed = releaseWords(*info.firmwareVersion);
   if (!DeviceList::UpdateAvailable(info)) return installed;
   const QString latest = releaseWords(*info.latestVersion);
   const QString arrow = QStringLiteral(" \u2192 ");
@@ -129,7 +129,7 @@ QString listWords(const std::vector<DeviceList::ExtendedDeviceInfo>& list, Devic
     return reason.isEmpty() ? nothingListedWords() : reason;
   }
   const int count = static_cast<int>(list.size());
-  const QString devices = QCoreApplication::translate("DeviceWords", "%n device(s)", nullptr, count);
+  QString devices = QCoreApplication::translate("DeviceWords", "%n device(s)", nullptr, count);
   const auto outdated = std::count_if(list.begin(), list.end(), &DeviceList::UpdateAvailable);
   if (outdated == 0) return devices;
   const int number = static_cast<int>(outdated);
