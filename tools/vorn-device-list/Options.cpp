@@ -52,7 +52,7 @@ std::optional<std::chrono::milliseconds> ParseSeconds(const std::string& text) {
 
 // getopt_long returns '?' for three errors: no such option, an ambiguous option, or a value too many.
 std::string RefusalOf(const std::string& argument) {
-  const std::string none = Translated("there is no option '%1'", {argument});
+  std::string none = Translated("there is no option '%1'", {argument});
   if (!argument.starts_with("--")) return none;
   const std::string name = argument.substr(2, argument.find('=') - 2);
   const auto matches = std::count_if(
