@@ -18,7 +18,7 @@ README = (ROOT / "README.md").read_text(encoding="utf-8")
 # Commands that other tests run (whole builds), or that need a service manager
 # or a password.
 ELSEWHERE = {"./run", "./test", "packaging/build-deb"}
-PRIVILEGED = ("sudo ", "systemctl ", "packaging/fresh/")
+PRIVILEGED = ("sudo ", "systemctl ", "journalctl ", "packaging/fresh/")
 WHOLE_BUILDS = ("cmake ",)
 
 COMMANDS = [
