@@ -191,7 +191,7 @@ ReturnIsDoubleClickTableView::ScrollPosition::ScrollPosition(ReturnIsDoubleClick
 }
 
 void ReturnIsDoubleClickTableView::ScrollPosition::restore() {
-  fTable.executeDelayedItemsLayout();  // also for who asks what is where after this
+  fTable.executeDelayedItemsLayout();  // otherwise rows would be looked up where they were before
   if (!fTop.isValid()) return;
   QScrollBar* bar = fTable.verticalScrollBar();
   bar->setValue(bar->value() + fTable.visualRect(fTop).top() - fOffset);
