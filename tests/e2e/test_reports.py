@@ -150,7 +150,7 @@ def test_a_reader_never_sees_a_part_of_the_file(make_studio, tmp_path):
 
 
 @pytest.mark.parametrize("watch", [[], ["--watch"]])
-@pytest.mark.parametrize("file", ["none/units", "folder", "pipe"])
+@pytest.mark.parametrize("file", ["none/units", "folder", "pipe", "/dev/stdout"])
 def test_a_file_that_cannot_be_written_is_named_and_the_program_exits_with_1(make_studio, tmp_path, file, watch):
     studio = make_studio(UNITS)
     (tmp_path / "folder").mkdir()
