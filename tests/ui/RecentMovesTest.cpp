@@ -110,6 +110,22 @@ TEST_F(RecentMovesTest, TheUsersOwnScrollingDelaysNothing) {
   EXPECT_THAT(fOwner.fOpened, ElementsAre(url));
 }
 
+TEST_F(RecentMovesTest, AClickDoesNotOpenTheNeighbourAfterAScrolledListHasShrunk) {
+  open(Devices(30));
+  table()->verticalScrollBar()->setValue(table()->verticalScrollBar()->maximum());
+  settle();
+  const int top = table()->indexAt(QPoint(20, 2)).row();
+  table()->selectRow(top + 4);
+  List list = Devices(30);
+  list.erase(list.begin() + 26, list.end());
+  list.erase(list.begin() + top);  // the row that the view would keep in its place
+  fOwner.publish(list);
+  const int row = table()->indexAt(QPoint(20, 100)).row();
+  table()->selectRow(row);
+  click(row);
+  expectNothingOpened();
+}
+
 TEST_F(RecentMovesTest, AClickOnTheFirstListOfAnOpenPanelWasAimedAtNothing) {
   open({});
   hover(0);
